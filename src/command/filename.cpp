@@ -1,0 +1,52 @@
+// Splitting of file names and format values.
+#include "filename.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+// The text is fixed here, not left to the standard library in use, which words it differently from
+// version to version.
+[[noreturn]] void throw_substr_out_of_range(std::size_t position, std::size_t size) {
+  throw std::out_of_range("basic_string_view::substr: __pos (which is " + std::to_string(position) +
+                          ") > this->size() (which is " + std::to_string(size) + ")");
+}
+
+}  // namespace
+
+FilenameParts split_filename(std::string_view name) {
+  if (name.empty()) return {};
+
+  const std::size_t slash = name.rfind('/');
+  const std::size_t base = slash == npos ? 0 : slash + 1;
+  const std::size_t last_dot = name.rfind('.');
+  if (last_dot == npos || last_dot <= base) return {name, {}, {}};
+
+  const std::size_t search_end = std::min(last_dot - base - 1, base);
+  const std::size_t second_dot = name.rfind('.', search_end);
+  if (second_dot == npos) return {name.substr(0, last_dot), name.substr(last_dot), {}};
+  return {name.substr(0, second_dot), name.substr(second_dot, last_dot), name.substr(last_dot)};
+}
+
+FormatParts split_format(std::string_view text) {
+  const std::size_t plus = text.rfind('+');
+  if (plus == npos) throw_substr_out_of_range(npos, text.size());
+  return {text.substr(0, plus), text.substr(plus)};
+}
+
+std::optional<Compression> compression_of_extension(std::string_view extension) {
+  if (extension.empty()) return uncompressed;
+  if (extension == ".gz") return gzip;
+  if (extension == ".zst") return zstd;
+  return std::nullopt;
+}
+
+std::optional<Compression> compression_of_suffix(std::string_view suffix) {
+  if (suffix == "+gzip") return gzip;
+  if (suffix == "+zstd") return zstd;
+  return std::nullopt;
+}

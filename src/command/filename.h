@@ -1,0 +1,38 @@
+// Formats and compressions as file names and "format=" values say them.
+//
+// The results are views into the caller's text: nothing is copied.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+/// The library's compression selectors.
+enum Compression : std::uint32_t { uncompressed = 0, gzip = 2, zstd = 3 };
+
+/// Extensions include their leading '.'.
+struct FilenameParts {
+  std::string_view stem;
+  std::string_view format_extension;
+  std::string_view compression_extension;
+};
+
+/// Splits a file name; never fails. The last extension is the format's, so prob.task.gz has the
+/// format extension ".gz"; a compression extension is recognised only where an earlier '.' stands
+/// at or before the start of the last path component, as in .task.gz, and the format extension then
+/// has the length of everything before the last '.'.
+FilenameParts split_filename(std::string_view name);
+
+struct FormatParts {
+  std::string_view word;
+  std::string_view compression_suffix;  // with its '+'
+};
+
+/// Splits a "format=" value at its last '+'. Throws std::out_of_range when it has none.
+FormatParts split_format(std::string_view text);
+
+/// "", ".gz" or ".zst" of a solution file's name; none for any other.
+std::optional<Compression> compression_of_extension(std::string_view extension);
+
+/// "+gzip" or "+zstd" of a solution command; none for any other. ("-read" has words of its own.)
+std::optional<Compression> compression_of_suffix(std::string_view suffix);

@@ -1,0 +1,17 @@
+// The items of a command's ARGS, the text behind the first ':' of a command word: a list separated
+// by ',' of keys, or of keys with values behind a '='.
+#pragma once
+
+#include <string_view>
+
+/// Walks ARGS item by item. All three views point into the command word.
+struct KeywordArgParser {
+  std::string_view rest;   // what is not taken yet
+  std::string_view key{};  // of the item taken last
+  /// Of the item taken last that had a '='. An item without one leaves the value of an earlier item
+  /// standing, and the commands see it: -solve:trm=a.txt,res writes both files to a.txt.
+  std::string_view value{};
+
+  /// Takes the next item. False, and nothing changed, when none is left.
+  bool next();
+};

@@ -1,0 +1,42 @@
+// "-d", "-no-solutions", "-pid-file" and "-indicator-file": what a calling process uses to prepare
+// the task and to observe the run.
+//
+// The marker files are not checked: a service that does not find one knows that it was not written.
+#include <unistd.h>
+
+#include <fstream>
+
+#include "commands.h"
+#include "keywordargparser.h"
+#include "vlnexception.h"
+
+void command_parameter(RunState& run, std::string_view /*args*/) {
+  const auto name = run.words.take();
+  const auto value = run.words.take();
+  if (!name || !value) return;
+  CHKR_(driver_source, 456, run.task.putparam(*name, *value));
+}
+
+void command_no_solutions(RunState& run, std::string_view /*args*/) {
+  const auto word = run.words.take();
+  if (!word) return;
+  if (*word == "yes" || *word == "on" || *word == "true") run.include_solutions = false;
+  if (*word == "no" || *word == "off" || *word == "false") run.include_solutions = true;
+}
+
+void command_pid_file(RunState& run, std::string_view /*args*/) {
+  const auto file = run.words.take();
+  if (!file) return;
+  const std::string pid = std::to_string(getpid());
+  run.task.echoview("Write PID file: %s\n", run.shownname(*file));
+  std::ofstream(*file) << pid;
+}
+
+void command_indicator_file(RunState& run, std::string_view args) {
+  const auto file = run.words.take();
+  if (!file) return;
+  run.task.echoview("Write indicator file: %s\n", run.shownname(*file));
+  std::ofstream out(*file);
+  KeywordArgParser items{args};
+  if (items.next()) out << items.key;
+}

@@ -1,0 +1,25 @@
+// The error that a failing library call raises, and the check that raises it.
+//
+// Nothing in the program catches it: an error ends the process through the runtime's handling of an
+// uncaught exception, and a service tells by SIGABRT that the command sequence was cut short. Code,
+// source and line tell a developer with a debugger or a core file which call it was; the numbers are
+// part of that report and stay what they are when code moves.
+#pragma once
+
+#include <vorlan.h>
+
+#include <cstdint>
+
+struct VLNException {
+  VLNrescode_enum code;  // never VLN_RES_OK
+  const char* file;      // one of the sources below
+  std::int32_t line;
+};
+
+inline constexpr const char* driver_source = "src/command/vorlancli";
+inline constexpr const char* plainsol_source = "src/command/vorlanplainsol";
+
+/// Throws VLNException with the three values unless code is VLN_RES_OK.
+inline void CHKR_(const char* file, std::int32_t line, VLNrescode_enum code) {
+  if (code != VLN_RES_OK) throw VLNException{code, file, line};
+}

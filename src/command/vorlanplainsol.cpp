@@ -1,0 +1,482 @@
+// The plain solution report: a fixed layout that scripts compare byte for byte.
+//
+// The layout has oddities: columns that repeat another one or stay zero, titles aligned differently
+// from section to section, a word misspelt. Readers of the report rely on them; each is stated where
+// it is printed, and none is to be mended.
+#include "vorlanplainsol.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "quote.h"
+#include "reportfile.h"
+#include "vlnexception.h"
+
+namespace {
+
+// The solutions by the library's selector.
+constexpr std::int32_t interior = 0;
+constexpr std::int32_t basic = 1;
+constexpr std::int32_t integer = 2;
+
+// ---- Words of statuses and status keys
+
+constexpr std::array<const char*, 10> vln_sol_sta_primal_str = {
+    "unknown", "optimal",     "feasible", "unknown",       "feasible",
+    "unknown", "infeas_cert", "unknown",  "illposed_cert", "optimal"};
+constexpr std::array<const char*, 10> vln_sol_sta_dual_str = {
+    "unknown",     "optimal", "unknown",       "feasible", "feasible",
+    "infeas_cert", "unknown", "illposed_cert", "unknown",  "unknown"};
+constexpr std::array<const char*, 9> vln_pro_sta_primal_str = {
+    "unknown", "feasible",   "feasible", "unknown",                "infeasible",
+    "unknown", "infeasible", "illposed", "infeasible_or_unbounded"};
+constexpr std::array<const char*, 9> vln_pro_sta_dual_str = {
+    "unknown",    "feasible",   "unknown",  "feasible",               "unknown",
+    "infeasible", "infeasible", "illposed", "infeasible_or_unbounded"};
+constexpr std::array<const char*, 7> sk_strs = {"unknown",  "basic", "super_basic", "at_lower",
+                                                "at_upper", "fixed", "infinite"};
+
+// The library's numbers are not to be trusted: what has no word is unknown.
+std::string_view wordof(std::span<const char* const> words, std::int32_t number) {
+  if (number < 0 || static_cast<std::size_t>(number) >= words.size()) return "unknown";
+  return words[static_cast<std::size_t>(number)];
+}
+
+// An objective is shown when the solution status has a word for its side.
+bool showsobjective(std::span<const char* const> words, std::int32_t status) {
+  return wordof(words, status) != "unknown";
+}
+
+// ---- Working storage
+
+constexpr std::size_t asindex(std::int32_t count) { return static_cast<std::size_t>(count); }
+
+constexpr std::int32_t nonnegative(std::int32_t count) { return count < 0 ? 0 : count; }
+
+// Entries of a packed lower triangle, formed in 32 bits.
+constexpr std::uint32_t trianglesize(std::int32_t dimension) {
+  const auto d = static_cast<std::uint32_t>(nonnegative(dimension));
+  return d * (d + 1U) / 2U;
+}
+
+// The element, 0.0 beyond the end: the layout reads some arrays by the index of another.
+double valueat(std::span<const double> values, std::int64_t index) {
+  if (index < 0 || static_cast<std::uint64_t>(index) >= values.size()) return 0.0;
+  return values[static_cast<std::size_t>(index)];
+}
+
+// A column of the report: one element for each row, and one more so that the library never receives
+// a null pointer.
+template <typename T>
+std::vector<T> makecolumn(std::int32_t rows) {
+  return std::vector<T>(asindex(rows) + 1);
+}
+
+struct Sizes {
+  std::int32_t numvar = 0;
+  std::int32_t numcon = 0;
+  std::int32_t numbarvar = 0;
+  std::int32_t maxnamelen = 0;
+};
+
+struct VariableColumns {
+  explicit VariableColumns(std::int32_t numvar)
+      : skx(makecolumn<std::int32_t>(numvar)),
+        xx(makecolumn<double>(numvar)),
+        slx(xx),
+        sux(xx),
+        snx(xx) {}
+  std::vector<std::int32_t> skx;
+  std::vector<double> xx, slx, sux, snx;
+};
+
+struct ConstraintColumns {
+  explicit ConstraintColumns(std::int32_t numcon)
+      : skc(makecolumn<std::int32_t>(numcon)),
+        xc(makecolumn<double>(numcon)),
+        slc(xc),
+        suc(xc),
+        y(xc) {}
+  std::vector<std::int32_t> skc;
+  std::vector<double> xc, slc, suc, y;
+};
+
+// Matrix variables: their dimensions, where the packed triangle of each begins, and two buffers for
+// all triangles. The listing of the integer section may look at a dimension two behind the last.
+struct BarColumns {
+  explicit BarColumns(std::int32_t numbarvar)
+      : dims(asindex(numbarvar) + 2), offsets(asindex(numbarvar) + 1) {}
+  std::int64_t totalsize() const { return offsets.back(); }
+  std::vector<std::int32_t> dims;
+  std::vector<std::int64_t> offsets;
+  std::vector<double> first, second;
+};
+
+struct Status {
+  std::int32_t solution = 0;
+  std::int32_t problem = 0;  // queried and not shown
+  double first_objective = 0.0;
+  double second_objective = 0.0;
+};
+
+// ---- The writer
+
+class PlainSolutionWriter {
+ public:
+  PlainSolutionWriter(vlntaskt* task, const char* filename) : task_(task), report_(filename) {}
+
+  void write();
+
+ private:
+  using VectorQuery = VLNrescode_enum (*)(vlntaskt*, std::int32_t, double*);
+  using KeyQuery = VLNrescode_enum (*)(vlntaskt*, std::int32_t, std::int32_t*);
+  using NameQuery = VLNrescode_enum (*)(vlntaskt*, std::int32_t, std::int32_t, char*);
+  using SliceQuery = VLNrescode_enum (*)(vlntaskt*, std::int32_t, std::int32_t, std::int32_t,
+                                         std::int64_t, double*);
+
+  static void check(std::int32_t line, VLNrescode_enum code) { CHKR_(plainsol_source, line, code); }
+
+  // Each query starts on an empty out-argument, so that what a library leaves out reads as nothing.
+  std::int32_t fetchsize(std::int32_t line, VLNrescode_enum (*query)(vlntaskt*, std::int32_t*));
+  bool fetchdefined(std::int32_t line, std::int32_t solution);
+  void fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
+             std::vector<std::int32_t>& column);
+  void fetch(std::int32_t line, VectorQuery query, std::int32_t solution,
+             std::vector<double>& column);
+  void fetch(std::int32_t line, KeyQuery query, std::int32_t solution, std::int32_t& number);
+  void fetchobjective(std::int32_t line, std::int32_t solution, double& objective);
+  void fetchslice(std::int32_t line, SliceQuery query, std::int32_t solution);
+  void fetchdimensions();
+  quote fetchname(NameQuery query, std::int32_t index);
+  quote currentname() const;
+
+  void writeinteger();
+  void writebasic();
+  void writeinterior();
+
+  void printstatus(const Status& status, std::string_view objective_indent);
+  void printvariablerows();
+  void printintegerbarlisting();
+  void printinteriorbarlisting();
+  void printtriangle(std::int32_t j);
+
+  bool hasmatrixvariables() const { return sizes_.numbarvar > 0; }
+
+  vlntaskt* task_;
+  ReportFile report_;
+  Sizes sizes_;
+  VariableColumns variables_{0};
+  ConstraintColumns constraints_{0};
+  BarColumns bars_{0};
+  std::vector<char> name_;
+};
+
+std::int32_t PlainSolutionWriter::fetchsize(std::int32_t line,
+                                            VLNrescode_enum (*query)(vlntaskt*, std::int32_t*)) {
+  std::int32_t size = 0;
+  check(line, query(task_, &size));
+  return nonnegative(size);
+}
+
+bool PlainSolutionWriter::fetchdefined(std::int32_t line, std::int32_t solution) {
+  std::int32_t isdefined = 0;
+  check(line, VLN_solutiondef(task_, solution, &isdefined));
+  return isdefined != 0;
+}
+
+void PlainSolutionWriter::fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
+                                std::vector<std::int32_t>& column) {
+  std::ranges::fill(column, 0);
+  check(line, query(task_, solution, column.data()));
+}
+
+void PlainSolutionWriter::fetch(std::int32_t line, VectorQuery query, std::int32_t solution,
+                                std::vector<double>& column) {
+  std::ranges::fill(column, 0.0);
+  check(line, query(task_, solution, column.data()));
+}
+
+void PlainSolutionWriter::fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
+                                std::int32_t& number) {
+  number = 0;
+  check(line, query(task_, solution, &number));
+}
+
+void PlainSolutionWriter::fetchobjective(std::int32_t line, std::int32_t solution,
+                                         double& objective) {
+  objective = 0.0;
+  check(line, VLN_getprimalobj(task_, solution, &objective));
+}
+
+void PlainSolutionWriter::fetchslice(std::int32_t line, SliceQuery query, std::int32_t solution) {
+  std::ranges::fill(bars_.first, 0.0);
+  check(line,
+        query(task_, solution, 0, sizes_.numbarvar, bars_.totalsize(), bars_.first.data()));
+}
+
+// The dimensions are asked for twice, first to size the buffers. The buffers are as large as either
+// round of answers needs.
+void PlainSolutionWriter::fetchdimensions() {
+  const auto fetchdimension = [&](std::int32_t line, std::int32_t j) {
+    std::int32_t dimension = 0;
+    check(line, VLN_getdimbarvarj(task_, j, &dimension));
+    return nonnegative(dimension);
+  };
+  std::int64_t size = 0;
+  for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) size += trianglesize(fetchdimension(222, j));
+
+  bars_ = BarColumns(sizes_.numbarvar);
+  for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) {
+    const std::int32_t dimension = fetchdimension(248, j);
+    bars_.dims[asindex(j)] = dimension;
+    bars_.offsets[asindex(j) + 1] = bars_.offsets[asindex(j)] + trianglesize(dimension);
+  }
+  bars_.first.resize(static_cast<std::size_t>(std::max(size, bars_.totalsize())) + 1);
+  bars_.second.resize(bars_.first.size());
+}
+
+quote PlainSolutionWriter::fetchname(NameQuery query, std::int32_t index) {
+  name_[0] = '\0';
+  query(task_, index, static_cast<std::int32_t>(name_.size()), name_.data());
+  return currentname();
+}
+
+// The text in the name buffer, which is the name that was asked for last.
+quote PlainSolutionWriter::currentname() const {
+  return {{name_.data(), strnlen(name_.data(), name_.size())}};
+}
+
+void PlainSolutionWriter::write() {
+  sizes_.numvar = fetchsize(211, VLN_getnumvar);
+  sizes_.numcon = fetchsize(212, VLN_getnumcon);
+  sizes_.numbarvar = fetchsize(213, VLN_getnumbarvar);
+  sizes_.maxnamelen = fetchsize(214, VLN_getmaxnamelen);
+  const bool has_interior = fetchdefined(215, interior);
+  const bool has_basic = fetchdefined(216, basic);
+  const bool has_integer = fetchdefined(217, integer);
+  fetchdimensions();
+  variables_ = VariableColumns(sizes_.numvar);
+  constraints_ = ConstraintColumns(sizes_.numcon);
+  const bool room = sizes_.maxnamelen < std::numeric_limits<std::int32_t>::max();
+  name_.resize(asindex(sizes_.maxnamelen) + (room ? 1 : 0));
+
+  report_.printtitle("Solution");
+  if (has_integer) writeinteger();
+  if (has_basic) writebasic();
+  if (has_interior) writeinterior();
+}
+
+// ---- Lines that the sections share
+
+// The problem status words are taken by the solution status; the objective is shown in both fields
+// when the status speaks of both sides, since no dual objective is queried.
+void PlainSolutionWriter::printstatus(const Status& status, std::string_view objective_indent) {
+  const std::int32_t s = status.solution;
+  report_.print(FMT_COMPILE("    SolutionStatus {} {}\n"), wordof(vln_sol_sta_primal_str, s),
+                wordof(vln_sol_sta_dual_str, s));
+  report_.print(FMT_COMPILE("    ProblemnStatus {} {}\n"), wordof(vln_pro_sta_primal_str, s),
+                wordof(vln_pro_sta_dual_str, s));
+  report_.print(FMT_COMPILE("{}Objective "), objective_indent);
+  const auto printobjective = [&](bool shown, double objective) {
+    if (shown) {
+      report_.print(FMT_COMPILE("{:e} "), objective);
+    } else {
+      report_.print(FMT_COMPILE(". "));
+    }
+  };
+  printobjective(showsobjective(vln_sol_sta_primal_str, s), status.first_objective);
+  printobjective(showsobjective(vln_sol_sta_dual_str, s), status.second_objective);
+  report_.print(FMT_COMPILE("\n"));
+}
+
+// Rows of the basic and the interior section.
+void PlainSolutionWriter::printvariablerows() {
+  for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
+    const std::size_t k = asindex(i);
+    report_.print(
+        FMT_COMPILE("      var{:04}: {:15} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
+        fetchname(VLN_getvarname, i), wordof(sk_strs, variables_.skx[k]), variables_.xx[k],
+        variables_.slx[k], variables_.sux[k], variables_.snx[k]);
+  }
+}
+
+// ---- Integer section
+
+void PlainSolutionWriter::writeinteger() {
+  Status status;
+  fetch(259, VLN_getskx, integer, variables_.skx);
+  fetch(260, VLN_getskc, integer, constraints_.skc);
+  fetch(261, VLN_getxx, integer, variables_.xx);
+  fetchobjective(262, integer, status.first_objective);
+  fetch(263, VLN_getxc, integer, constraints_.xc);
+  fetch(264, VLN_getxc, integer, constraints_.xc);
+  fetchobjective(265, integer, status.first_objective);
+  fetchobjective(266, integer, status.second_objective);
+  fetch(267, VLN_getprosta, integer, status.problem);
+  fetch(268, VLN_getsolsta, integer, status.solution);
+  if (hasmatrixvariables()) fetchslice(271, VLN_getbarxslice, integer);
+
+  report_.printtitle("Solution integer");
+  printstatus(status, "");
+
+  report_.printtitle("    Variables");
+  report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24}\n"), "item", "name", "sta", "xx");
+  for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
+    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {:24.16e}\n"), i,
+                  fetchname(VLN_getvarname, i), wordof(sk_strs, variables_.skx[asindex(i)]),
+                  variables_.xx[asindex(i)]);
+  }
+  if (hasmatrixvariables()) printintegerbarlisting();
+
+  report_.printtitle("    Constraints");
+  report_.print(FMT_COMPILE("      # {:<6} {:<15} {:6} {:24}\n"), "item", "name", "sta", "xc");
+  for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
+    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {:24.16e}\n"), i,
+                  fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[asindex(i)]),
+                  constraints_.xc[asindex(i)]);
+  }
+  report_.flush();
+}
+
+// One running index j walks over variables and entries alike, with the name that was shown last and
+// with zeros for row and column: this listing is a fixed pattern, not a walk over the triangles.
+void PlainSolutionWriter::printintegerbarlisting() {
+  report_.printtitle("    BarVariables");
+  const auto dimension = [&](std::int32_t j) { return bars_.dims[asindex(j)]; };
+  std::int32_t j = 0;
+  while (j < sizes_.numbarvar) {
+    report_.print(FMT_COMPILE("      barvar{:04}({}): {}\n"), j, dimension(j), currentname());
+    report_.print(FMT_COMPILE("        # {:<10} {:^24}\n"), "index", "barx");
+    std::int64_t k = 0;
+    while (dimension(j) > 0) {
+      for (; dimension(j) > 0; ++j, ++k) {
+        report_.print(FMT_COMPILE("        [{:4},{:4}] {:24.16e}\n"), 0, 0,
+                      valueat(bars_.first, bars_.offsets[asindex(j)] + k));
+      }
+      ++j;
+    }
+    ++j;
+  }
+}
+
+// ---- Basic section
+
+void PlainSolutionWriter::writebasic() {
+  Status status;
+  fetch(321, VLN_getskx, basic, variables_.skx);
+  fetch(322, VLN_getskc, basic, constraints_.skc);
+  fetch(323, VLN_getxx, basic, variables_.xx);
+  fetch(324, VLN_getslx, basic, variables_.slx);
+  fetch(325, VLN_getsux, basic, variables_.sux);
+  fetch(326, VLN_getxc, basic, constraints_.xc);
+  fetch(327, VLN_getslc, basic, constraints_.slc);
+  fetch(328, VLN_getsuc, basic, constraints_.suc);
+  fetch(329, VLN_gety, basic, constraints_.y);
+  fetchobjective(330, basic, status.first_objective);
+  fetchobjective(331, basic, status.second_objective);
+  fetch(332, VLN_getprosta, basic, status.problem);
+  fetch(333, VLN_getsolsta, basic, status.solution);
+
+  report_.printtitle("  Solution basic");
+  printstatus(status, "    ");
+
+  // No query has filled the snx column here: it shows zeros.
+  report_.printtitle("    Variables");
+  report_.print(FMT_COMPILE("    # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
+                "name", "sta", "xx", "slx", "sux", "snx");
+  printvariablerows();
+
+  report_.printtitle("    Constraints");
+  report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
+                "name", "sta", "xc", "slc", "suc", "y");
+  for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
+    const std::size_t k = asindex(i);
+    report_.print(
+        FMT_COMPILE("    con{:04}: {:15} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
+        fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[k]), constraints_.xc[k],
+        constraints_.slc[k], constraints_.suc[k], constraints_.y[k]);
+  }
+  report_.flush();
+}
+
+// ---- Interior section
+
+void PlainSolutionWriter::writeinterior() {
+  Status status;
+  fetch(371, VLN_getskx, interior, variables_.skx);
+  fetch(372, VLN_getskc, interior, constraints_.skc);
+  fetch(373, VLN_getxx, interior, variables_.xx);
+  fetch(374, VLN_getslx, interior, variables_.slx);
+  fetch(375, VLN_getsux, interior, variables_.sux);
+  fetch(376, VLN_getsux, interior, variables_.snx);  // the snx column repeats sux
+  fetch(377, VLN_getxc, interior, constraints_.xc);
+  fetch(378, VLN_getslc, interior, constraints_.slc);
+  fetch(379, VLN_getsuc, interior, constraints_.suc);
+  fetch(380, VLN_gety, interior, constraints_.y);
+  fetchobjective(381, interior, status.first_objective);
+  fetchobjective(382, interior, status.second_objective);
+  fetch(383, VLN_getprosta, interior, status.problem);
+  fetch(384, VLN_getsolsta, interior, status.solution);
+  if (hasmatrixvariables()) {
+    // Both slices go to the same buffer: the barx column shows bars, the bars column zeros.
+    fetchslice(387, VLN_getbarxslice, interior);
+    fetchslice(388, VLN_getbarsslice, interior);
+  }
+
+  report_.printtitle("  Solution interior");
+  printstatus(status, "    ");
+
+  report_.printtitle("    Variables");
+  report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
+                "name", "sta", "xx", "slx", "sux", "snx");
+  printvariablerows();
+  if (hasmatrixvariables()) printinteriorbarlisting();
+
+  // The rows of the constraints show the columns of the variables, under the constraints' titles.
+  report_.printtitle("    Constraints");
+  report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
+                "name", "sta", "xc", "slc", "suc", "y");
+  for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
+    report_.print(
+        FMT_COMPILE("      con{:04}: {:20} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
+        fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[asindex(i)]),
+        valueat(variables_.xx, i), valueat(variables_.slx, i), valueat(variables_.sux, i),
+        valueat(variables_.snx, i));
+  }
+  report_.flush();
+}
+
+void PlainSolutionWriter::printinteriorbarlisting() {
+  report_.printtitle("    BarVariables");
+  for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) {
+    report_.print(FMT_COMPILE("      barvar{:04}({}): {}\n"), j, bars_.dims[asindex(j)],
+                  fetchname(VLN_getbarvarname, j));
+    report_.print(FMT_COMPILE("        # {:<10} {:^24} {:^24}\n"), "index", "barx", "bars");
+    printtriangle(j);
+  }
+}
+
+// The packed lower triangle, column by column.
+void PlainSolutionWriter::printtriangle(std::int32_t j) {
+  const std::int32_t dimension = bars_.dims[asindex(j)];
+  std::int64_t position = bars_.offsets[asindex(j)];
+  for (std::int32_t column = 0; column < dimension; ++column) {
+    for (std::int32_t row = column; row < dimension; ++row, ++position) {
+      report_.print(FMT_COMPILE("        [{:4},{:4}] {:24.16e} {:24.16e}\n"), row, column,
+                    valueat(bars_.first, position), valueat(bars_.second, position));
+    }
+  }
+}
+
+}  // namespace
+
+std::int32_t VLN_writeplainsol(vlntaskt* task, const char* filename) {
+  PlainSolutionWriter(task, filename).write();
+  return 0;
+}

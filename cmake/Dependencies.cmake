@@ -1,0 +1,63 @@
+# Finds the libraries that the project stands on. HiGHS and {fmt} are taken from the cache where
+# scripts/setup has built them, else from the system or from CMAKE_PREFIX_PATH.
+
+# Makes find_package(package) look into the cache first. A place remembered from an earlier
+# configuration is forgotten when the recipe, and with it the place, has changed.
+# The same path as dependency_prefix in scripts/common.sh.
+function(vorlan_use_cached name package)
+  set(recipe ${PROJECT_SOURCE_DIR}/scripts/dependencies/${name}.sh)
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${recipe})
+  file(STRINGS ${recipe} version REGEX "^version=")
+  string(REPLACE "version=" "" version "${version}")
+  file(SHA256 ${recipe} key)
+  string(SUBSTRING ${key} 0 12 key)
+  cmake_host_system_information(RESULT distribution QUERY DISTRIB_ID)
+  cmake_host_system_information(RESULT release QUERY DISTRIB_VERSION_ID)
+  string(REGEX REPLACE "\\..*" "" release "${release}")
+  if(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
+    set(cache "$ENV{XDG_CACHE_HOME}")
+  else()
+    set(cache "$ENV{HOME}/.cache")
+  endif()
+  set(prefix "${cache}/vorlancli/deps/${name}-${version}-${distribution}${release}-${key}")
+  if(EXISTS "${prefix}")
+    list(PREPEND CMAKE_PREFIX_PATH "${prefix}")
+    set(CMAKE_PREFIX_PATH "${CMAKE_PREFIX_PATH}" PARENT_SCOPE)
+  endif()
+  if("${${package}_DIR}" MATCHES "/vorlancli/deps/" AND NOT "${${package}_DIR}" MATCHES "${key}")
+    unset(${package}_DIR CACHE)
+  endif()
+endfunction()
+
+# find_package with the remedy in the message.
+macro(vorlan_find package version purpose)
+  find_package(${package} ${version} QUIET CONFIG)
+  if(NOT ${package}_FOUND)
+    message(FATAL_ERROR "${package} ${version} is missing. scripts/setup ${purpose} installs it.")
+  endif()
+endmacro()
+
+# HiGHS exports no version file; its headers tell.
+function(vorlan_require_highs wanted)
+  get_target_property(folders highs::highs INTERFACE_INCLUDE_DIRECTORIES)
+  find_file(config HConfig.h PATHS ${folders} NO_DEFAULT_PATH NO_CACHE REQUIRED)
+  file(STRINGS ${config} lines REGEX "HIGHS_VERSION_M(AJOR|INOR)")
+  string(REGEX REPLACE "^.*MAJOR +([0-9]+).*MINOR +([0-9]+).*$" "\\1.\\2" found "${lines}")
+  if(NOT found VERSION_EQUAL wanted)
+    message(FATAL_ERROR "HiGHS ${found} was found where ${wanted} is needed (${config}).")
+  endif()
+endfunction()
+
+vorlan_use_cached(fmt fmt)
+vorlan_find(fmt 10 build)
+vorlan_find(FastFloat "" build)
+if(VORLAN_OPTIMIZER)
+  vorlan_use_cached(highs HIGHS)
+  vorlan_find(HIGHS "" build)
+  vorlan_find(zstd "" build)
+  find_package(ZLIB REQUIRED)
+  vorlan_require_highs(1.10)
+endif()
+if(VORLAN_TESTS)
+  vorlan_find(GTest "" test)
+endif()

@@ -76,25 +76,20 @@ typedef struct vlntaskt vlntaskt;
    needs by name are declared here; VLN_getcodedesc names every other one. The underlying type is
    fixed so that each 32-bit number is a valid value, whatever library answers. */
 #ifdef __cplusplus
-enum VLNrescode_enum : int32_t {
-  VLN_RES_OK = 0,
-  VLN_RES_ERR_SERVER_PROBLEM_SIZE = 8008
-};
+enum VLNrescode_enum : int32_t { VLN_RES_OK = 0, VLN_RES_ERR_SERVER_PROBLEM_SIZE = 8008 };
 enum VLNcallbackcode_enum : int32_t {};
 #else
-enum {
-  VLN_RES_OK = 0,
-  VLN_RES_ERR_SERVER_PROBLEM_SIZE = 8008
-};
+enum { VLN_RES_OK = 0, VLN_RES_ERR_SERVER_PROBLEM_SIZE = 8008 };
 typedef int32_t VLNrescode_enum;
 typedef int32_t VLNcallbackcode_enum;
 #endif
 
-/* Progress callback. The library calls it at least 20 times a second while it optimizes, in the
-   caller's thread, and never from any other operation. The arrays are read-only and valid during
-   the call; element 50 of douinf is the time in seconds since the optimization began. A result
-   other than 0 asks the library to stop: the optimize operation then returns early with a
-   termination code that says so. The callback must not call operations on the task. */
+/* Progress callback. A library may call it from any long operation, in the caller's thread; the
+   embedded optimizer calls it at least 20 times a second while it optimizes and never otherwise, so
+   that a request to stop does not make a later reading or writing fail. The arrays are read-only
+   and valid during the call; element 50 of douinf is the time in seconds since the optimization
+   began. A result other than 0 asks the library to stop: the optimize operation then returns early
+   with a termination code that says so. The callback must not call operations on the task. */
 typedef int (*vlncallbackfunc)(vlntaskt* task, void* handle, VLNcallbackcode_enum code,
                                const double* douinf, const int* intinf, const long* lintinf);
 

@@ -5,8 +5,9 @@
 
 #include <cstdint>
 
-/// Writes the task's defined solutions (integer, basic, interior, in this order) as the fixed-layout
-/// text report to a file, which is created or truncated, or to standard output when filename is "-".
+/// Writes the task's defined solutions (integer, basic, interior, in this order) as the
+/// fixed-layout text report to a file, which is created or truncated, or to standard output when
+/// filename is "-".
 ///
 /// It has the calling form of a library operation and reads everything through the library's
 /// queries. A query that fails ends it by a VLNException with the query's code; what was printed

@@ -29,6 +29,7 @@ FilenameParts split_filename(std::string_view name) {
   const std::size_t search_end = std::min(last_dot - base - 1, base);
   const std::size_t second_dot = name.rfind('.', search_end);
   if (second_dot == npos) return {name.substr(0, last_dot), name.substr(last_dot), {}};
+  // The middle part has last_dot characters, not the difference: names in use are resolved by it.
   return {name.substr(0, second_dot), name.substr(second_dot, last_dot), name.substr(last_dot)};
 }
 

@@ -18,9 +18,10 @@ struct FilenameParts {
 };
 
 /// Splits a file name; never fails. The last extension is the format's, so prob.task.gz has the
-/// format extension ".gz"; a compression extension is recognised only where an earlier '.' stands
-/// at or before the start of the last path component, as in .task.gz, and the format extension then
-/// has the length of everything before the last '.'.
+/// format extension ".gz". A compression extension is recognised only where an earlier '.' stands
+/// at or before the start of the last path component and no further than the distance from there to
+/// the last '.', as in .task.gz; the format extension then begins at that earlier '.' and is as
+/// long as everything before the last one, or ends with the name.
 FilenameParts split_filename(std::string_view name);
 
 struct FormatParts {

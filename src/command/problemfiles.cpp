@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cstdint>
 #include <iostream>
+#include <string>
+#include <string_view>
 
 #include "commands.h"
 #include "filename.h"
@@ -47,8 +49,8 @@ void checkformat(std::string_view value) {
   if (suffix != "+gz" && suffix != "+zstd") throw std::string("Invalid file extension format");
 }
 
-// A key of its own, without '='. An earlier item's value, which such a key sees, makes it invalid.
-void applybarekey(ReadSettings& settings, const KeywordArgParser& item) {
+// Any other key: safe or unsafe, and only when it sees no value, its own or an earlier item's.
+void applyotherkey(ReadSettings& settings, const KeywordArgParser& item) {
   if (!item.value.empty() || (item.key != "safe" && item.key != "unsafe")) {
     throw std::string("Invalid argument for -read");
   }
@@ -68,7 +70,7 @@ void applyreaditem(ReadSettings& settings, const KeywordArgParser& item) {
     if (value == "safe") settings.safe = true;
     if (value == "unsafe") settings.safe = false;
   } else {
-    applybarekey(settings, item);
+    applyotherkey(settings, item);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <string>
 
 #include "commands.h"
 #include "keywordargparser.h"

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <limits>
 #include <string_view>
@@ -13,9 +14,9 @@ struct quote {
   std::string_view text;
 };
 
-/// Replacement fields "{:N}" (text, then blanks up to N columns), "{:<N}" (blanks, then the text: the
-/// reverse of what {fmt} means by '<', and kept so because reports are compared byte for byte) and
-/// "{}". An escaped character counts two columns; nothing is cut.
+/// Replacement fields: "{:N}" prints the text, then blanks up to N columns; "{:<N}" prints the
+/// blanks first, which is the reverse of what {fmt} means by '<' and is kept because reports are
+/// compared byte for byte. An escaped character counts two columns; nothing is cut.
 template <>
 struct fmt::formatter<quote> {
   constexpr auto parse(format_parse_context& context) {
@@ -33,23 +34,35 @@ struct fmt::formatter<quote> {
 
   template <typename Context>
   auto format(const quote& name, Context& context) const {
-    const auto num_escaped = std::ranges::count_if(name.text, isescaped);
-    const std::size_t columns = name.text.size() + static_cast<std::size_t>(num_escaped);
+    std::size_t num_escaped = 0;
+    for (const char c : name.text) num_escaped += isescaped(c) ? 1 : 0;
+    const std::size_t columns = name.text.size() + num_escaped;
     const std::size_t blanks = columns < width_ ? width_ - columns : 0;
     auto out = context.out();
     if (blanks_first_) out = std::fill_n(out, blanks, ' ');
-    for (const char c : name.text) {
-      if (isescaped(c)) *out++ = '\\';
-      *out++ = c;
-    }
+    out = num_escaped == 0 ? std::copy(name.text.begin(), name.text.end(), out)
+                           : copyescaped(name.text, out);
     return blanks_first_ ? out : std::fill_n(out, blanks, ' ');
   }
 
  private:
   static constexpr std::size_t max_width = std::numeric_limits<int>::max() / 10 - 1;
 
-  static constexpr bool isescaped(char c) {
-    return c == '\t' || c == '\n' || c == '\r' || c == '"' || c == '\\';
+  // By table: most names have no such character, and finding that out is most of the work.
+  static constexpr auto escaped = [] {
+    std::array<bool, 256> table{};
+    for (const unsigned char c : {'\t', '\n', '\r', '"', '\\'}) table[c] = true;
+    return table;
+  }();
+  static bool isescaped(char c) { return escaped[static_cast<unsigned char>(c)]; }
+
+  template <typename Out>
+  static Out copyescaped(std::string_view text, Out out) {
+    for (const char c : text) {
+      if (isescaped(c)) *out++ = '\\';
+      *out++ = c;
+    }
+    return out;
   }
 
   std::size_t width_ = 0;

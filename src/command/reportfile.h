@@ -1,15 +1,24 @@
 // The output of the plain report: text is formatted into a buffer of bounded size and handed on to
 // the file in large pieces.
+//
+// Rows are printed by the million, and most of the time would go into a growing buffer's care for
+// its length. So the longest text that a call can print is reckoned first, and {fmt} then writes
+// through a bare pointer.
 #pragma once
 
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string_view>
+#include <vector>
+
+#include "number.h"
+#include "quote.h"
 
 class ReportFile {
  public:
@@ -20,17 +29,17 @@ class ReportFile {
     } else {
       file_.open(filename);
     }
-    buffer_.reserve(2 * piece_size);
   }
   ~ReportFile() { flush(); }
   ReportFile(const ReportFile&) = delete;
   ReportFile& operator=(const ReportFile&) = delete;
 
-  /// Formats with {fmt}; format is an FMT_COMPILE string, since rows are printed by the million.
+  /// Formats with {fmt}. The format is an FMT_COMPILE string and pads no field to more than
+  /// widest_field columns.
   template <typename Format, typename... Args>
   void print(const Format& format, const Args&... args) {
-    fmt::format_to(std::back_inserter(buffer_), format, args...);
-    if (buffer_.size() >= piece_size) handon();
+    makeroom(fmt::string_view(format).size() + (longest(args) + ... + 0));
+    end_ = fmt::format_to(end_, format, args...);
   }
 
   /// A line of its own, after which everything printed so far is in the file.
@@ -48,13 +57,35 @@ class ReportFile {
 
  private:
   static constexpr std::size_t piece_size = 65536;
+  // Columns; also more than any number takes.
+  static constexpr std::size_t widest_field = 32;
+
+  static constexpr std::size_t longest(std::int32_t /*integer*/) { return widest_field; }
+  static constexpr std::size_t longest(double /*real*/) { return widest_field; }
+  static constexpr std::size_t longest(number /*real*/) { return widest_field; }
+  static constexpr std::size_t longest(std::string_view text) { return text.size() + widest_field; }
+  // Each character may be escaped.
+  static constexpr std::size_t longest(quote name) { return 2 * name.text.size() + widest_field; }
+
+  void makeroom(std::size_t size) {
+    if (size <= static_cast<std::size_t>(limit_ - end_)) [[likely]] {
+      return;
+    }
+    handon();
+    if (size <= buffer_.size()) return;
+    buffer_.resize(size);
+    end_ = buffer_.data();
+    limit_ = end_ + buffer_.size();
+  }
 
   void handon() {
-    out_->write(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-    buffer_.clear();
+    out_->write(buffer_.data(), static_cast<std::streamsize>(end_ - buffer_.data()));
+    end_ = buffer_.data();
   }
 
   std::ofstream file_;
   std::ostream* out_ = &file_;
-  fmt::memory_buffer buffer_;
+  std::vector<char> buffer_ = std::vector<char>(piece_size);
+  char* end_ = buffer_.data();
+  char* limit_ = end_ + piece_size;
 };

@@ -1,11 +1,14 @@
 // "-read-solution" and "-write-solution": the task's solutions from and to a file.
 //
-// Format and compression come from the file's name and may be overridden by "format=" items. The two
-// commands check in different orders and accept different words, on purpose.
+// Format and compression come from the file's name and may be overridden by "format=" items. The
+// two commands check in different orders and accept different words, on purpose.
 #include <vorlanplainsol.h>
 
 #include <array>
 #include <optional>
+#include <span>
+#include <string>
+#include <string_view>
 
 #include "commands.h"
 #include "filename.h"

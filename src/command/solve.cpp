@@ -14,6 +14,9 @@
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
 
 #include "commands.h"
 #include "keywordargparser.h"
@@ -47,10 +50,13 @@ struct SolveSettings {
   std::int32_t max_numcon = 0;
 };
 
+// A number beyond the range of doubles counts as infinity or 0. Versions of fast_float differ in
+// whether they also call that an error.
 void parsetimelimit(std::string_view value) {
   const auto parsed =
       fast_float::from_chars(value.data(), value.data() + value.size(), global_time_limit);
-  if (parsed.ec != std::errc{}) throw std::string("Invalid value for time-limit in -solve");
+  if (parsed.ec == std::errc::invalid_argument)
+    throw std::string("Invalid value for time-limit in -solve");
 }
 
 void parselimit(std::string_view value, std::int32_t& limit, const char* message) {

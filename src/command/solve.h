@@ -3,8 +3,8 @@
 
 #include <vorlan.h>
 
-/// Handler of SIGTERM: raises the stop flag and nothing else. The process goes on; the running solve
-/// is stopped at the library's next progress callback and every later one is skipped.
+/// Handler of SIGTERM: raises the stop flag and nothing else. The process goes on; the running
+/// solve is stopped at the library's next progress callback and every later one is skipped.
 void sigterm_handler(int signal);
 
 /// Progress callback: 1, which asks the library to stop, once SIGTERM has arrived or the elapsed

@@ -60,9 +60,7 @@ class Task {
   }
 
   // ---- files
-  VLNrescode_enum readdata(const std::string& file) {
-    return VLN_readdata(handle_, file.c_str());
-  }
+  VLNrescode_enum readdata(const std::string& file) { return VLN_readdata(handle_, file.c_str()); }
   VLNrescode_enum writedata(const std::string& file) {
     return VLN_writedata(handle_, file.c_str());
   }

@@ -2,8 +2,8 @@
 //
 // Nothing in the program catches it: an error ends the process through the runtime's handling of an
 // uncaught exception, and a service tells by SIGABRT that the command sequence was cut short. Code,
-// source and line tell a developer with a debugger or a core file which call it was; the numbers are
-// part of that report and stay what they are when code moves.
+// source and line tell a developer with a debugger or a core file which call it was; the numbers
+// are part of that report and stay what they are when code moves.
 #pragma once
 
 #include <vorlan.h>

@@ -45,8 +45,7 @@ constexpr std::array<Command, 14> commands = {{
 
 // A word split at its first ':'.
 struct CommandWord {
-  explicit CommandWord(std::string_view word)
-      : whole(word), name(word.substr(0, word.find(':'))) {
+  explicit CommandWord(std::string_view word) : whole(word), name(word.substr(0, word.find(':'))) {
     if (name.size() < whole.size()) args = whole.substr(name.size() + 1);
   }
 

@@ -1,8 +1,8 @@
 // The plain solution report: a fixed layout that scripts compare byte for byte.
 //
 // The layout has oddities: columns that repeat another one or stay zero, titles aligned differently
-// from section to section, a word misspelt. Readers of the report rely on them; each is stated where
-// it is printed, and none is to be mended.
+// from section to section, a word misspelt. Readers of the report rely on them; each is stated
+// where it is printed, and none is to be mended.
 #include "vorlanplainsol.h"
 
 #include <algorithm>
@@ -34,11 +34,13 @@ constexpr std::array<const char*, 10> vln_sol_sta_dual_str = {
     "unknown",     "optimal", "unknown",       "feasible", "feasible",
     "infeas_cert", "unknown", "illposed_cert", "unknown",  "unknown"};
 constexpr std::array<const char*, 9> vln_pro_sta_primal_str = {
-    "unknown", "feasible",   "feasible", "unknown",                "infeasible",
-    "unknown", "infeasible", "illposed", "infeasible_or_unbounded"};
+    "unknown",    "feasible",   "feasible",
+    "unknown",    "infeasible", "unknown",
+    "infeasible", "illposed",   "infeasible_or_unbounded"};
 constexpr std::array<const char*, 9> vln_pro_sta_dual_str = {
-    "unknown",    "feasible",   "unknown",  "feasible",               "unknown",
-    "infeasible", "infeasible", "illposed", "infeasible_or_unbounded"};
+    "unknown",    "feasible", "unknown",
+    "feasible",   "unknown",  "infeasible",
+    "infeasible", "illposed", "infeasible_or_unbounded"};
 constexpr std::array<const char*, 7> sk_strs = {"unknown",  "basic", "super_basic", "at_lower",
                                                 "at_upper", "fixed", "infinite"};
 
@@ -47,6 +49,10 @@ std::string_view wordof(std::span<const char* const> words, std::int32_t number)
   if (number < 0 || static_cast<std::size_t>(number) >= words.size()) return "unknown";
   return words[static_cast<std::size_t>(number)];
 }
+
+// A status key's word, printed as a quote because {fmt} pads plain text by its width on a screen,
+// which takes long to find out.
+quote keyword(std::int32_t key) { return {wordof(sk_strs, key)}; }
 
 // An objective is shown when the solution status has a word for its side.
 bool showsobjective(std::span<const char* const> words, std::int32_t status) {
@@ -216,8 +222,7 @@ void PlainSolutionWriter::fetchobjective(std::int32_t line, std::int32_t solutio
 
 void PlainSolutionWriter::fetchslice(std::int32_t line, SliceQuery query, std::int32_t solution) {
   std::ranges::fill(bars_.first, 0.0);
-  check(line,
-        query(task_, solution, 0, sizes_.numbarvar, bars_.totalsize(), bars_.first.data()));
+  check(line, query(task_, solution, 0, sizes_.numbarvar, bars_.totalsize(), bars_.first.data()));
 }
 
 // The dimensions are asked for twice, first to size the buffers. The buffers are as large as either
@@ -263,8 +268,9 @@ void PlainSolutionWriter::write() {
   fetchdimensions();
   variables_ = VariableColumns(sizes_.numvar);
   constraints_ = ConstraintColumns(sizes_.numcon);
-  const bool room = sizes_.maxnamelen < std::numeric_limits<std::int32_t>::max();
-  name_.resize(asindex(sizes_.maxnamelen) + (room ? 1 : 0));
+  // The library is told the size as a 32-bit number, so the longest of all names loses a byte.
+  const bool fits = sizes_.maxnamelen < std::numeric_limits<std::int32_t>::max();
+  name_.resize(asindex(sizes_.maxnamelen) + (fits ? 1 : 0));
 
   report_.printtitle("Solution");
   if (has_integer) writeinteger();
@@ -299,10 +305,10 @@ void PlainSolutionWriter::printstatus(const Status& status, std::string_view obj
 void PlainSolutionWriter::printvariablerows() {
   for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
     const std::size_t k = asindex(i);
-    report_.print(
-        FMT_COMPILE("      var{:04}: {:15} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
-        fetchname(VLN_getvarname, i), wordof(sk_strs, variables_.skx[k]), variables_.xx[k],
-        variables_.slx[k], variables_.sux[k], variables_.snx[k]);
+    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {} {} {} {}\n"), i,
+                  fetchname(VLN_getvarname, i), keyword(variables_.skx[k]),
+                  number{variables_.xx[k]}, number{variables_.slx[k]}, number{variables_.sux[k]},
+                  number{variables_.snx[k]});
   }
 }
 
@@ -328,18 +334,16 @@ void PlainSolutionWriter::writeinteger() {
   report_.printtitle("    Variables");
   report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24}\n"), "item", "name", "sta", "xx");
   for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
-    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {:24.16e}\n"), i,
-                  fetchname(VLN_getvarname, i), wordof(sk_strs, variables_.skx[asindex(i)]),
-                  variables_.xx[asindex(i)]);
+    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {}\n"), i, fetchname(VLN_getvarname, i),
+                  keyword(variables_.skx[asindex(i)]), number{variables_.xx[asindex(i)]});
   }
   if (hasmatrixvariables()) printintegerbarlisting();
 
   report_.printtitle("    Constraints");
   report_.print(FMT_COMPILE("      # {:<6} {:<15} {:6} {:24}\n"), "item", "name", "sta", "xc");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
-    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {:24.16e}\n"), i,
-                  fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[asindex(i)]),
-                  constraints_.xc[asindex(i)]);
+    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {}\n"), i, fetchname(VLN_getconname, i),
+                  keyword(constraints_.skc[asindex(i)]), number{constraints_.xc[asindex(i)]});
   }
   report_.flush();
 }
@@ -356,8 +360,8 @@ void PlainSolutionWriter::printintegerbarlisting() {
     std::int64_t k = 0;
     while (dimension(j) > 0) {
       for (; dimension(j) > 0; ++j, ++k) {
-        report_.print(FMT_COMPILE("        [{:4},{:4}] {:24.16e}\n"), 0, 0,
-                      valueat(bars_.first, bars_.offsets[asindex(j)] + k));
+        report_.print(FMT_COMPILE("        [{:4},{:4}] {}\n"), 0, 0,
+                      number{valueat(bars_.first, bars_.offsets[asindex(j)] + k)});
       }
       ++j;
     }
@@ -397,10 +401,10 @@ void PlainSolutionWriter::writebasic() {
                 "name", "sta", "xc", "slc", "suc", "y");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
     const std::size_t k = asindex(i);
-    report_.print(
-        FMT_COMPILE("    con{:04}: {:15} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
-        fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[k]), constraints_.xc[k],
-        constraints_.slc[k], constraints_.suc[k], constraints_.y[k]);
+    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {} {} {} {}\n"), i,
+                  fetchname(VLN_getconname, i), keyword(constraints_.skc[k]),
+                  number{constraints_.xc[k]}, number{constraints_.slc[k]},
+                  number{constraints_.suc[k]}, number{constraints_.y[k]});
   }
   report_.flush();
 }
@@ -443,11 +447,10 @@ void PlainSolutionWriter::writeinterior() {
   report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
                 "name", "sta", "xc", "slc", "suc", "y");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
-    report_.print(
-        FMT_COMPILE("      con{:04}: {:20} {:6} {:24.16e} {:24.16e} {:24.16e} {:24.16e}\n"), i,
-        fetchname(VLN_getconname, i), wordof(sk_strs, constraints_.skc[asindex(i)]),
-        valueat(variables_.xx, i), valueat(variables_.slx, i), valueat(variables_.sux, i),
-        valueat(variables_.snx, i));
+    report_.print(FMT_COMPILE("      con{:04}: {:20} {:6} {} {} {} {}\n"), i,
+                  fetchname(VLN_getconname, i), keyword(constraints_.skc[asindex(i)]),
+                  number{valueat(variables_.xx, i)}, number{valueat(variables_.slx, i)},
+                  number{valueat(variables_.sux, i)}, number{valueat(variables_.snx, i)});
   }
   report_.flush();
 }
@@ -468,8 +471,9 @@ void PlainSolutionWriter::printtriangle(std::int32_t j) {
   std::int64_t position = bars_.offsets[asindex(j)];
   for (std::int32_t column = 0; column < dimension; ++column) {
     for (std::int32_t row = column; row < dimension; ++row, ++position) {
-      report_.print(FMT_COMPILE("        [{:4},{:4}] {:24.16e} {:24.16e}\n"), row, column,
-                    valueat(bars_.first, position), valueat(bars_.second, position));
+      report_.print(FMT_COMPILE("        [{:4},{:4}] {} {}\n"), row, column,
+                    number{valueat(bars_.first, position)},
+                    number{valueat(bars_.second, position)});
     }
   }
 }

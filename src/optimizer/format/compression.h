@@ -1,0 +1,55 @@
+// Compressed streams, decoded and encoded piece by piece: gzip (RFC 1952) through zlib and
+// Zstandard (RFC 8878) through libzstd.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace vorlan {
+
+// The numbers are those of the interface's compression selector.
+enum class Compression : uint8_t { kNone = 0, kGzip = 2, kZstd = 3 };
+
+// "plain", "gzip", "Zstandard".
+const char* compression_name(Compression compression);
+
+// By a name's last suffix: .gz, .zst, else none.
+Compression compression_of_name(std::string_view filename);
+
+// By the first bytes of a file, all of them when it is shorter than kCompressionHead. A file that
+// ends within a magic number counts as compressed, so that it is found to be cut short.
+inline constexpr size_t kCompressionHead = 4;
+Compression compression_of_content(std::string_view head);
+
+class Decoder {
+ public:
+  virtual ~Decoder() = default;
+
+  // Decodes from the front of *input to the front of *output and takes off both what was used. To
+  // be called while there is input or the last call filled the output. What is wrong with the data,
+  // or nullptr. Members or frames in a row are one content.
+  virtual const char* decode(std::string_view* input, std::span<char>* output) = 0;
+
+  // Whether the data may end after what was decoded.
+  virtual bool complete() const = 0;
+};
+
+// nullptr for kNone.
+std::unique_ptr<Decoder> make_decoder(Compression compression);
+
+class Encoder {
+ public:
+  virtual ~Encoder() = default;
+
+  // Encodes from the front of *input to the front of *output and takes off both what was used; with
+  // `last`, ends the data behind the input. True when all input is taken, and with `last` all
+  // output given; false when it wants more room.
+  virtual bool encode(std::string_view* input, std::span<char>* output, bool last) = 0;
+};
+
+// nullptr for kNone. The same input gives the same bytes: no time stamp, no name.
+std::unique_ptr<Encoder> make_encoder(Compression compression);
+
+}  // namespace vorlan

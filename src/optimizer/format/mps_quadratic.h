@@ -1,0 +1,60 @@
+// Quadratic terms of an MPS file: collected section by section, in the end put into the order and
+// the form of the model.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "task/model.h"
+
+namespace vorlan {
+
+// What the sections differ in.
+struct MpsQuadraticKind {
+  bool full;      // every element stands there, those off the diagonal twice; else one triangle
+  double factor;  // of the values, to have them as in 1/2 x'Qx
+};
+
+class MpsQuadratic {
+ public:
+  // Of the objective.
+  static constexpr int32_t kObjective = -1;
+
+  void begin_section(MpsQuadraticKind kind, int32_t con);
+  double factor() const { return kind_.factor; }
+  void add(int32_t first, int32_t second, double value, int64_t line);
+
+  // What is wrong with the section that ends, and in which line; empty if nothing.
+  struct Fault {
+    std::string what;
+    int64_t line = 0;
+  };
+  Fault end_section(const Model& model);
+
+  // Moves the terms into the model, if no place occurs in two sections.
+  Fault finish(Model* model);
+
+ private:
+  struct Term {
+    int32_t con;
+    int32_t row, col;  // row >= col
+    bool above;        // it stood there as (col, row)
+    double value;
+    int64_t line;
+  };
+
+  static bool before(const Term& a, const Term& b);
+  static bool same_place(const Term& a, const Term& b);
+  static const Term& later(const Term& a, const Term& b);
+  static Fault fault(const char* what, const Term& term, const Model& model);
+  Fault drop_mirrors(const Model& model);
+
+  std::vector<Term> terms_;
+  size_t section_ = 0;  // where its terms begin
+  MpsQuadraticKind kind_ = {};
+  int32_t con_ = kObjective;
+};
+
+}  // namespace vorlan

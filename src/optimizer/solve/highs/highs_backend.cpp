@@ -1,0 +1,345 @@
+// HiGHS as a backend: the model handed over, the run, and what it ended with.
+//
+// A maximization never reaches HiGHS: without a basis it gives such a model back with negated
+// objective and duals. Rays are read last, because asking for one may solve again and so change
+// everything else.
+#include "solve/highs/highs_backend.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "Highs.h"
+#include "solve/checker.h"
+#include "solve/highs/highs_options.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+struct Watch {
+  BackendMonitor* monitor;
+  size_t num_var;
+  Progress progress;
+};
+
+void note_progress(int type, const HighsCallbackDataOut& data, Progress* progress) {
+  switch (type) {
+    case kCallbackSimplexInterrupt:
+      progress->simplex_iterations = data.simplex_iteration_count;
+      break;
+    case kCallbackIpmInterrupt:
+      progress->interior_iterations = data.ipm_iteration_count;
+      break;
+    case kCallbackMipInterrupt:
+    case kCallbackMipImprovingSolution:
+      progress->objective = data.mip_primal_bound;
+      progress->bound = data.mip_dual_bound;
+      progress->relative_gap = data.mip_gap;
+      progress->nodes = data.mip_node_count;
+      progress->simplex_iterations = data.mip_total_lp_iterations;
+      break;
+    default:
+      break;
+  }
+}
+
+void on_callback(int type, const std::string& text, const HighsCallbackDataOut* data,
+                 HighsCallbackDataIn* answer, void* handle) {
+  auto* watch = static_cast<Watch*>(handle);
+  if (type == kCallbackLogging) {
+    watch->monitor->log(text);
+    return;
+  }
+  note_progress(type, *data, &watch->progress);
+  if (type == kCallbackMipImprovingSolution) {
+    if (data->mip_solution != nullptr) {
+      watch->monitor->incumbent({data->mip_solution, watch->num_var});
+    }
+    return;
+  }
+  // HiGHS keeps the last answer, so that each call needs one.
+  if (answer != nullptr) answer->user_interrupt = watch->monitor->should_stop(watch->progress);
+}
+
+void connect(Watch* watch, Highs* highs) {
+  highs->setCallback(on_callback, watch);
+  for (const auto type : {kCallbackLogging, kCallbackSimplexInterrupt, kCallbackIpmInterrupt,
+                          kCallbackMipImprovingSolution, kCallbackMipInterrupt}) {
+    highs->startCallback(type);
+  }
+}
+
+HighsVarType highs_kind(VarKind kind) {
+  switch (kind) {
+    case VarKind::kInteger:
+      return HighsVarType::kInteger;
+    case VarKind::kSemiContinuous:
+      return HighsVarType::kSemiContinuous;
+    case VarKind::kSemiInteger:
+      return HighsVarType::kSemiInteger;
+    default:
+      return HighsVarType::kContinuous;
+  }
+}
+
+HighsLp highs_model(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  HighsLp lp;
+  lp.num_col_ = model.num_var();
+  lp.num_row_ = model.num_con();
+  lp.sense_ = ObjSense::kMinimize;
+  lp.offset_ = problem.sense_factor() * model.constant;
+  lp.col_cost_ = problem.cost;
+  lp.col_lower_ = model.var_lower;
+  lp.col_upper_ = model.var_upper;
+  lp.row_lower_ = model.con_lower;
+  lp.row_upper_ = model.con_upper;
+  lp.a_matrix_.format_ = MatrixFormat::kColwise;
+  lp.a_matrix_.num_col_ = lp.num_col_;
+  lp.a_matrix_.num_row_ = lp.num_row_;
+  const auto narrow = [](int64_t start) { return static_cast<HighsInt>(start); };
+  lp.a_matrix_.start_.resize(model.matrix.start.size());
+  std::transform(model.matrix.start.begin(), model.matrix.start.end(), lp.a_matrix_.start_.begin(),
+                 narrow);
+  lp.a_matrix_.index_.assign(model.matrix.row.begin(), model.matrix.row.end());
+  lp.a_matrix_.value_ = model.matrix.value;
+  if (model.is_mixed_integer()) {
+    lp.integrality_.resize(model.var_kind.size());
+    std::transform(model.var_kind.begin(), model.var_kind.end(), lp.integrality_.begin(),
+                   highs_kind);
+  }
+  return lp;
+}
+
+Status pass_model(const MinimizeProblem& problem, Highs* highs) {
+  if (problem.model.matrix.num_elements() > std::numeric_limits<HighsInt>::max()) {
+    return {Code::kErrModelSize,
+            format_text("the optimizer takes %lld matrix elements at most",
+                        static_cast<long long>(std::numeric_limits<HighsInt>::max()))};
+  }
+  if (highs->passModel(highs_model(problem)) != HighsStatus::kError) return {};
+  return {Code::kErrModelNumber,
+          "the optimizer refuses the model: a coefficient, cost or bound is out of its range"};
+}
+
+// The termination code of a limit that HiGHS reports as reached on nodes or solutions alike.
+Code solution_limit_code(const Highs& highs, const Parameters& parameters) {
+  const int64_t limit = parameters.get(IntParam::kMipNodeLimit);
+  return limit < kIntMax && highs.getInfo().mip_node_count >= limit ? Code::kTrmNodeLimit
+                                                                    : Code::kTrmSolutionLimit;
+}
+
+void stop_with(Code termination, BackendResult* result) {
+  result->outcome = Outcome::kStopped;
+  result->termination = termination;
+}
+
+// False when the status is a failure.
+bool set_outcome(const Highs& highs, const Parameters& parameters, BackendResult* result) {
+  switch (highs.getModelStatus()) {
+    case HighsModelStatus::kOptimal:
+    case HighsModelStatus::kModelEmpty:
+      result->outcome = Outcome::kOptimal;
+      return true;
+    case HighsModelStatus::kInfeasible:
+      result->outcome = Outcome::kInfeasible;
+      return true;
+    case HighsModelStatus::kUnbounded:
+      result->outcome = Outcome::kUnbounded;
+      return true;
+    case HighsModelStatus::kUnboundedOrInfeasible:
+      result->outcome = Outcome::kInfeasibleOrUnbounded;
+      return true;
+    case HighsModelStatus::kTimeLimit:
+      stop_with(Code::kTrmTimeLimit, result);
+      return true;
+    case HighsModelStatus::kIterationLimit:
+      stop_with(Code::kTrmIterationLimit, result);
+      return true;
+    case HighsModelStatus::kSolutionLimit:
+      stop_with(solution_limit_code(highs, parameters), result);
+      return true;
+    case HighsModelStatus::kInterrupt:
+      stop_with(Code::kTrmUserCallback, result);
+      return true;
+    case HighsModelStatus::kUnknown:
+      stop_with(Code::kTrmStall, result);
+      return true;
+    default:
+      return false;
+  }
+}
+
+StatusKey key_from(HighsBasisStatus status, double lower, double upper) {
+  switch (status) {
+    case HighsBasisStatus::kBasic:
+      return StatusKey::kBasic;
+    case HighsBasisStatus::kLower:
+      return lower == upper ? StatusKey::kFixed : StatusKey::kAtLower;
+    case HighsBasisStatus::kUpper:
+      return lower == upper ? StatusKey::kFixed : StatusKey::kAtUpper;
+    case HighsBasisStatus::kZero:
+      return StatusKey::kSuperBasic;
+    default:
+      return StatusKey::kUnknown;
+  }
+}
+
+void copy_basis(const Highs& highs, const Model& model, BackendResult* result) {
+  const HighsBasis& basis = highs.getBasis();
+  if (!basis.valid) return;
+  result->var_key.resize(model.cost.size());
+  for (size_t j = 0; j < result->var_key.size(); ++j) {
+    result->var_key[j] = key_from(basis.col_status[j], model.var_lower[j], model.var_upper[j]);
+  }
+  result->con_key.resize(model.con_lower.size());
+  for (size_t i = 0; i < result->con_key.size(); ++i) {
+    result->con_key[i] = key_from(basis.row_status[i], model.con_lower[i], model.con_upper[i]);
+  }
+}
+
+void copy_solution(const Highs& highs, const Model& model, BackendResult* result) {
+  const HighsSolution& solution = highs.getSolution();
+  if (solution.value_valid) result->x = solution.col_value;
+  if (model.is_mixed_integer()) return;
+  if (solution.dual_valid) {
+    result->y = solution.row_dual;
+    result->d = solution.col_dual;
+  }
+  copy_basis(highs, model, result);
+}
+
+void copy_figures(const Highs& highs, const Model& model, Progress* progress) {
+  const HighsInfo& info = highs.getInfo();
+  progress->simplex_iterations = info.simplex_iteration_count;
+  progress->interior_iterations = info.ipm_iteration_count;
+  if (!model.is_mixed_integer()) return;
+  progress->objective = info.objective_function_value;
+  progress->bound = info.mip_dual_bound;
+  progress->relative_gap = info.mip_gap;
+  progress->nodes = info.mip_node_count;
+}
+
+// HiGHS counts the constant in; the library's border does so itself.
+void remove_constant(const MinimizeProblem& problem, Progress* progress) {
+  const double constant = problem.sense_factor() * problem.model.constant;
+  progress->objective -= constant;
+  progress->bound -= constant;
+}
+
+// HiGHS has no ray for a model without matrix elements.
+std::vector<double> find_dual_ray(const Model& model, Highs* highs) {
+  std::vector<double> ray(model.con_lower.size(), 0.0);
+  bool found = false;
+  if (ray.empty()) return {};
+  if (highs->getDualRay(found, ray.data()) == HighsStatus::kOk && found) return ray;
+  return find_single_row_ray(model);
+}
+
+bool read_dual_ray(const Model& model, Highs* highs, BackendResult* result) {
+  std::vector<double> ray = find_dual_ray(model, highs);
+  std::vector<double> d;
+  if (ray.empty() || !is_dual_ray(model, ray, &d)) return false;
+  result->certificate = Certificate::kDualRay;
+  result->y = std::move(ray);
+  return true;
+}
+
+// Along one variable that is in no constraint; HiGHS has no ray for a model without matrix
+// elements.
+std::vector<double> find_single_variable_ray(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  for (size_t j = 0; j < problem.cost.size(); ++j) {
+    const bool in_constraint = model.matrix.start[j] < model.matrix.start[j + 1];
+    const double end = problem.cost[j] < 0.0 ? model.var_upper[j] : model.var_lower[j];
+    if (in_constraint || problem.cost[j] == 0.0 || std::isfinite(end)) continue;
+    std::vector<double> ray(problem.cost.size(), 0.0);
+    ray[j] = problem.cost[j] < 0.0 ? 1.0 : -1.0;
+    return ray;
+  }
+  return {};
+}
+
+std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs) {
+  std::vector<double> ray(problem.model.cost.size(), 0.0);
+  bool found = false;
+  if (highs->getPrimalRay(found, ray.data()) == HighsStatus::kOk && found) return ray;
+  return find_single_variable_ray(problem);
+}
+
+bool read_primal_ray(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
+  std::vector<double> ray = find_primal_ray(problem, highs);
+  if (!is_primal_ray(problem, ray)) return false;
+  result->certificate = Certificate::kPrimalRay;
+  result->x = std::move(ray);
+  return true;
+}
+
+bool read_certificate(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
+  if (result->outcome == Outcome::kInfeasible) return read_dual_ray(problem.model, highs, result);
+  if (result->outcome == Outcome::kUnbounded) return read_primal_ray(problem, highs, result);
+  return false;
+}
+
+bool lacks_certificate(Outcome outcome) {
+  return outcome == Outcome::kInfeasible || outcome == Outcome::kUnbounded ||
+         outcome == Outcome::kInfeasibleOrUnbounded;
+}
+
+// The certificate of a linear model without an optimum. Presolve and interior point leave none, so
+// that the model may have to be solved again by the simplex method alone; the time limit and the
+// stop go on as before, and what the first solve claimed stands if the second has no certificate.
+Status certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+               Highs* highs, BackendResult* result) {
+  if (read_certificate(problem, highs, result)) return {};
+  highs->clearSolver();
+  Status status = set_highs_options(parameters, seconds - highs->getRunTime(), highs);
+  if (!status.ok()) return status;
+  highs->setOptionValue("presolve", "off");
+  highs->setOptionValue("solver", "simplex");
+  highs->setOptionValue("simplex_strategy", 1);
+  highs->run();
+  BackendResult again;
+  if (!set_outcome(*highs, parameters, &again) || !lacks_certificate(again.outcome)) return {};
+  result->outcome = again.outcome;
+  copy_basis(*highs, problem.model, result);
+  read_certificate(problem, highs, result);
+  return {};
+}
+
+Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             BackendMonitor* monitor, BackendResult* result) {
+  const Model& model = problem.model;
+  Watch watch{monitor, model.cost.size(), {}};
+  Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
+  Highs highs;
+  connect(&watch, &highs);
+  Status status = set_highs_options(parameters, seconds, &highs);
+  if (status.ok()) status = pass_model(problem, &highs);
+  if (!status.ok()) return status;
+
+  const HighsStatus run_status = highs.run();
+  if (run_status == HighsStatus::kError || !set_outcome(highs, parameters, result)) {
+    const std::string cause = highs.modelStatusToString(highs.getModelStatus());
+    return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
+  }
+  copy_figures(highs, model, &result->progress);
+  remove_constant(problem, &result->progress);
+  if (!lacks_certificate(result->outcome)) {
+    copy_solution(highs, model, result);
+    return {};
+  }
+  if (model.is_mixed_integer()) return {};
+  copy_basis(highs, model, result);
+  return certify(problem, parameters, seconds, &highs, result);
+}
+
+bool accepts(const Model& model) { return model.is_linear(); }
+
+}  // namespace
+
+const Backend kHighsBackend = {"HiGHS", accepts, solve};
+
+}  // namespace vorlan

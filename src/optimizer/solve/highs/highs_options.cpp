@@ -1,0 +1,84 @@
+// The task's parameters as HiGHS options: a table for those that pass a value on.
+#include "solve/highs/highs_options.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "Highs.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+struct IntOption {
+  IntParam param;
+  const char* option;
+};
+constexpr IntOption kIntOptions[] = {
+    {IntParam::kRandomSeed, "random_seed"},
+    {IntParam::kSimplexIterationLimit, "simplex_iteration_limit"},
+    {IntParam::kInteriorIterationLimit, "ipm_iteration_limit"},
+    {IntParam::kMipNodeLimit, "mip_max_nodes"},
+    {IntParam::kMipSolutionLimit, "mip_max_improving_sols"},
+};
+
+struct DoubleOption {
+  DoubleParam param;
+  const char* option;
+};
+constexpr DoubleOption kDoubleOptions[] = {
+    {DoubleParam::kFeasibilityTolerance, "primal_feasibility_tolerance"},
+    {DoubleParam::kOptimalityTolerance, "dual_feasibility_tolerance"},
+    {DoubleParam::kIntegralityTolerance, "mip_feasibility_tolerance"},
+    {DoubleParam::kMipRelativeGap, "mip_rel_gap"},
+    {DoubleParam::kMipAbsoluteGap, "mip_abs_gap"},
+    {DoubleParam::kMipHeuristicEffort, "mip_heuristic_effort"},
+};
+
+constexpr const char* kPresolveOptions[] = {"off", "on", "choose"};
+
+constexpr int32_t kPrimalSimplex = 1;
+constexpr int32_t kInteriorPoint = 3;
+constexpr HighsInt kHighsPrimalStrategy = 4;
+constexpr HighsInt kHighsDualStrategy = 1;
+
+// Sets options and remembers the first that HiGHS refuses.
+class OptionSetter {
+ public:
+  explicit OptionSetter(Highs* highs) : highs_(highs) {}
+
+  template <class Value>
+  void set(const char* option, Value value) {
+    if (highs_->setOptionValue(option, value) == HighsStatus::kOk || refused_ != nullptr) return;
+    refused_ = option;
+  }
+  const char* refused() const { return refused_; }
+
+ private:
+  Highs* highs_;
+  const char* refused_ = nullptr;
+};
+
+}  // namespace
+
+Status set_highs_options(const Parameters& parameters, double seconds, Highs* highs) {
+  OptionSetter options(highs);
+  options.set("output_flag", true);
+  options.set("log_to_console", true);  // the logging callback takes its place
+  for (const IntOption& entry : kIntOptions) options.set(entry.option, parameters.get(entry.param));
+  for (const DoubleOption& entry : kDoubleOptions) {
+    options.set(entry.option, parameters.get(entry.param));
+  }
+  options.set("presolve", kPresolveOptions[parameters.get(IntParam::kPresolve)]);
+  options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
+  options.set("threads", parameters.get(IntParam::kNumThreads));
+  const int32_t optimizer = parameters.get(IntParam::kOptimizer);
+  options.set("solver", optimizer == kInteriorPoint ? "ipm" : "choose");
+  options.set("simplex_strategy",
+              optimizer == kPrimalSimplex ? kHighsPrimalStrategy : kHighsDualStrategy);
+  options.set("time_limit", std::max(0.0, seconds));
+  if (options.refused() == nullptr) return {};
+  return {Code::kErrInternal, format_text("option %s cannot be set", options.refused())};
+}
+
+}  // namespace vorlan

@@ -1,0 +1,66 @@
+// The beat of the progress callback; see listener.h.
+#include "solve/listener.h"
+
+#include <ctime>
+
+namespace vorlan {
+namespace {
+
+// 50 times a second: more than the 20 that callers are promised, to leave room for a busy machine.
+constexpr double kBeatSeconds = 0.02;
+
+}  // namespace
+
+double monotonic_seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+Listener::Listener(Task* task)
+    : task_(task),
+      start_(monotonic_seconds()),
+      time_limit_(task->parameters.get(DoubleParam::kTimeLimit)) {}
+
+void Listener::log(std::string_view text) { task_->log_text(kLogFull, std::string(text)); }
+
+double Listener::elapsed() const { return monotonic_seconds() - start_; }
+
+double Listener::until_beat() const { return last_beat_ + kBeatSeconds - elapsed(); }
+
+bool Listener::beat(const Progress& progress) {
+  if (stopped()) return true;
+  return until_beat() > 0.0 ? false : beat_now(progress);
+}
+
+bool Listener::beat_now(const Progress& progress) {
+  if (stopped()) return true;
+  const double seconds = elapsed();
+  last_beat_ = seconds;
+  if (callback_asks_to_stop(progress, seconds)) {
+    stop_reason_ = Code::kTrmUserCallback;
+  } else if (seconds > time_limit_) {
+    stop_reason_ = Code::kTrmTimeLimit;
+  }
+  return stopped();
+}
+
+bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {
+  if (task_->callback.function == nullptr) return false;
+  const double factor = task_->model.maximize ? -1.0 : 1.0;
+  double doubles[kNumFigures] = {};
+  int ints[kNumFigures] = {};
+  long longs[kNumFigures] = {};
+  doubles[kFigureObjective] = factor * progress.objective + task_->model.constant;
+  doubles[kFigureBound] = factor * progress.bound + task_->model.constant;
+  doubles[kFigureRelativeGap] = progress.relative_gap;
+  doubles[kFigureElapsedSeconds] = seconds;
+  longs[kLongFigureSimplexIterations] = progress.simplex_iterations;
+  longs[kLongFigureInteriorIterations] = progress.interior_iterations;
+  longs[kLongFigureNodes] = progress.nodes;
+  const VLNcallbackcode_enum code{};
+  auto* handle = static_cast<vlntaskt*>(task_);
+  return task_->callback.function(handle, task_->callback.handle, code, doubles, ints, longs) != 0;
+}
+
+}  // namespace vorlan

@@ -1,0 +1,53 @@
+// The caller's side of a solve: its log stream, its progress callback, its time limit.
+#pragma once
+
+#include <string_view>
+
+#include "solve/backend.h"
+#include "task/task.h"
+
+namespace vorlan {
+
+// Figures that the progress callback sees, by their place in its arrays; all others are 0. The
+// objective and the bound are in the task's own sense, constant included.
+inline constexpr int kNumFigures = 64;
+inline constexpr int kFigureObjective = 0;
+inline constexpr int kFigureBound = 1;
+inline constexpr int kFigureRelativeGap = 2;
+inline constexpr int kFigureElapsedSeconds = 50;
+inline constexpr int kLongFigureSimplexIterations = 0;
+inline constexpr int kLongFigureInteriorIterations = 1;
+inline constexpr int kLongFigureNodes = 2;
+
+class Listener {
+ public:
+  explicit Listener(Task* task);
+
+  void log(std::string_view text);
+  double elapsed() const;
+  double remaining() const { return time_limit_ - elapsed(); }
+
+  // Seconds until the callback is due again.
+  double until_beat() const;
+  // Calls the callback and looks at the time limit when due. True once the solve must stop.
+  bool beat(const Progress& progress);
+  // As beat, due or not.
+  bool beat_now(const Progress& progress);
+
+  bool stopped() const { return stop_reason_ != Code::kOk; }
+  Code stop_reason() const { return stop_reason_; }
+
+ private:
+  bool callback_asks_to_stop(const Progress& progress, double seconds) const;
+
+  Task* task_;
+  double start_;
+  double time_limit_;
+  double last_beat_ = -kInfinity;
+  Code stop_reason_ = Code::kOk;
+};
+
+// Seconds of a clock that only goes forward.
+double monotonic_seconds();
+
+}  // namespace vorlan

@@ -1,0 +1,29 @@
+// Child processes that were killed and are not gone yet. A large process may take longer to vanish
+// than a caller who asked for a stop should wait; it is reaped at the next occasion, at the latest
+// with the task, so that no zombie stays.
+#pragma once
+
+#include <sys/types.h>
+
+#include <vector>
+
+namespace vorlan {
+
+class KilledChildren {
+ public:
+  KilledChildren() = default;
+  ~KilledChildren();
+  KilledChildren(const KilledChildren&) = delete;
+  KilledChildren& operator=(const KilledChildren&) = delete;
+
+  // Makes room for one more, so that add cannot fail when it matters.
+  void reserve_one() { pids_.reserve(pids_.size() + 1); }
+  void add(pid_t pid) { pids_.push_back(pid); }
+  // Reaps those that have ended; with wait, all of them.
+  void reap(bool wait);
+
+ private:
+  std::vector<pid_t> pids_;
+};
+
+}  // namespace vorlan

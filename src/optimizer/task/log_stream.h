@@ -1,0 +1,43 @@
+// The log stream of a task: where text for people goes, a file or a function of the caller.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "task/status.h"
+#include "vorlan.h"
+
+namespace vorlan {
+
+class LogStream {
+ public:
+  LogStream() = default;
+  ~LogStream();
+  LogStream(const LogStream&) = delete;
+  LogStream& operator=(const LogStream&) = delete;
+
+  // Opens the file at once; on failure the earlier destination stays. shown_name is what messages
+  // call the file.
+  Status link_file(const char* filename, bool append, std::string_view shown_name);
+  // A null function unlinks the stream.
+  void link_function(void* handle, vlnstreamfunc function);
+
+  bool linked() const { return descriptor_ >= 0 || function_ != nullptr; }
+
+  // Hands a piece of text on at once, so that the log of a killed run is whole; dropped when
+  // unlinked.
+  void write(const std::string& text) const;
+
+ private:
+  void unlink();
+
+  int descriptor_ = -1;
+  vlnstreamfunc function_ = nullptr;
+  void* handle_ = nullptr;
+};
+
+// Writes all of the text to an open descriptor as far as the system lets it.
+void write_to_descriptor(int descriptor, std::string_view text);
+
+}  // namespace vorlan

@@ -1,0 +1,129 @@
+// The model of a task: the single source of truth that formats fill and optimizers read.
+//
+//   minimize or maximize   cost'x + 1/2 x'Qx + <C, X> + constant
+//   subject to             con_lower <= A x + 1/2 x'Q_i x + <A_i, X> <= con_upper
+//                          var_lower <=  x  <= var_upper
+//                          integer and semi-continuous variables as var_kind says
+//                          parts of x in cones
+//                          matrix variables X_j symmetric positive semidefinite
+//
+// The matrix is kept by column, because every optimizer and most formats want it so; element counts
+// are 64-bit. Infinite bounds are IEEE infinities. A semi-continuous variable is 0 or within its
+// bounds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorlan {
+
+enum class VarKind : uint8_t { kContinuous, kInteger, kSemiContinuous, kSemiInteger };
+
+// Names by index in one block of text: a million names cost two allocations, not a million. An
+// index past the end is an unnamed element.
+class NameList {
+ public:
+  void add(std::string_view name);
+  void reserve(size_t count, size_t bytes);
+  std::string_view operator[](size_t index) const;
+  size_t longest() const { return longest_; }
+
+ private:
+  std::string text_;
+  std::vector<size_t> end_;
+  size_t longest_ = 0;
+};
+
+struct SparseMatrix {
+  std::vector<int64_t> start = {0};  // one more than columns
+  std::vector<int32_t> row;
+  std::vector<double> value;
+
+  int64_t num_elements() const { return start.back(); }
+};
+
+// The cones, for members x0, x1, ... in this order.
+enum class ConeKind : uint8_t {
+  kQuadratic,         // x0 >= sqrt(x1^2 + x2^2 + ...)
+  kRotatedQuadratic,  // 2 x0 x1 >= x2^2 + ..., x0, x1 >= 0
+  kExponential,       // x0 >= x1 exp(x2 / x1), x1 > 0, and the closure
+  kDualExponential,   // x0 >= -x2 exp(x1 / x2 - 1), x2 < 0, and the closure
+  kPower,             // x0^w0 ... xk^wk >= norm2 of the other members, x0 ... xk >= 0
+  kDualPower,         // (x0/w0)^w0 ... (xk/wk)^wk >= norm2 of the other members, x0 ... xk >= 0
+};
+
+// A variable is in one cone at most, and its bounds hold besides.
+struct Cone {
+  ConeKind kind;
+  std::vector<int32_t> vars;
+  // Of the power cones, one for each of the first members, all positive. They count relative to
+  // their sum: w = exponents / sum. Empty for the others.
+  std::vector<double> exponents;
+};
+
+struct MatrixVariable {
+  int32_t dimension;
+};
+
+// An element of the lower triangle, row >= col, of a symmetric matrix. It stands for the element
+// (col, row) too.
+struct TriangleEntry {
+  int32_t row, col;
+  double value;
+};
+
+// Elements of Q_i of a constraint; the lists of entries below are sorted (by constraint, matrix
+// variable, column, row) and name no place twice.
+struct ConQuadraticEntry {
+  int32_t con;
+  TriangleEntry entry;
+};
+
+// Elements of C (matrix_cost) and of A_i (matrix_coefficients) at a matrix variable: an element off
+// the diagonal counts twice in the inner product.
+struct MatrixCostEntry {
+  int32_t matrix_var;
+  TriangleEntry entry;
+};
+struct MatrixCoefficient {
+  int32_t con;
+  int32_t matrix_var;
+  TriangleEntry entry;
+};
+
+struct Model {
+  std::string name, objective_name;  // empty when the source gave none
+  bool maximize = false;
+  double constant = 0.0;
+  std::vector<double> cost, var_lower, var_upper;
+  std::vector<VarKind> var_kind;
+  std::vector<double> con_lower, con_upper;
+  SparseMatrix matrix;
+  std::vector<TriangleEntry> quadratic_cost;  // Q
+  std::vector<ConQuadraticEntry> quadratic_coefficients;
+  std::vector<MatrixCostEntry> matrix_cost;
+  std::vector<MatrixCoefficient> matrix_coefficients;
+  std::vector<Cone> cones;
+  std::vector<MatrixVariable> matrix_vars;
+  NameList var_names, con_names, cone_names, matrix_var_names;
+
+  int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
+  int32_t num_con() const { return static_cast<int32_t>(con_lower.size()); }
+  int32_t num_cone() const { return static_cast<int32_t>(cones.size()); }
+  int32_t num_matrix_var() const { return static_cast<int32_t>(matrix_vars.size()); }
+
+  bool is_quadratic() const { return !quadratic_cost.empty() || !quadratic_coefficients.empty(); }
+  bool is_linear() const { return cones.empty() && matrix_vars.empty() && !is_quadratic(); }
+  bool is_mixed_integer() const;
+};
+
+// Activities A x of the constraints.
+std::vector<double> constraint_activities(const Model& model, const std::vector<double>& x);
+
+// cost'x, without the constant.
+double linear_objective(const Model& model, const std::vector<double>& x);
+
+}  // namespace vorlan

@@ -1,0 +1,205 @@
+// The parameter tables, and checks and conversions that follow from them.
+#include "task/parameters.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+constexpr ValueWord kSwitchWords[] = {{"off", 0}, {"on", 1},    {"no", 0},
+                                      {"yes", 1}, {"false", 0}, {"true", 1}};
+constexpr ValueWord kOptimizerWords[] = {
+    {"free", 0}, {"primal_simplex", 1}, {"dual_simplex", 2}, {"interior_point", 3}};
+constexpr ValueWord kPresolveWords[] = {{"off", 0}, {"on", 1}, {"free", 2}};
+constexpr ValueWord kLogWords[] = {{"off", 0}, {"summary", 1}, {"full", 2}};
+
+constexpr IntParamEntry kInts[] = {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
+  {IntParam::enumerator, name, lower, upper, initial, words, text},
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+};
+
+constexpr DoubleParamEntry kDoubles[] = {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) \
+  {DoubleParam::enumerator, name, lower, upper, initial, text},
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+};
+
+// Slot of an index in a table sorted by index; the table's size when there is none.
+template <class Table>
+size_t find_slot(const Table& table, int32_t index) {
+  const auto* entry = std::lower_bound(
+      std::begin(table), std::end(table), index,
+      [](const auto& e, int32_t wanted) { return static_cast<int32_t>(e.param) < wanted; });
+  if (entry == std::end(table) || static_cast<int32_t>(entry->param) != index) {
+    return std::size(table);
+  }
+  return static_cast<size_t>(entry - std::begin(table));
+}
+
+// Names and values in messages are cut: a message is one line.
+constexpr int kShownLength = 200;
+
+int shown_length(std::string_view text) {
+  return static_cast<int>(std::min<size_t>(text.size(), kShownLength));
+}
+
+std::string in_capitals(std::string_view text) {
+  std::string capitals(text.substr(0, kShownLength));
+  for (char& c : capitals) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return capitals;
+}
+
+const char* nearest_name(std::string_view name) {
+  const std::string wanted = in_capitals(name);
+  const char* nearest = nullptr;
+  int best = 0;
+  const auto consider = [&](const char* candidate) {
+    const int distance = edit_distance(wanted, candidate);
+    if (nearest != nullptr && distance >= best) return;
+    nearest = candidate;
+    best = distance;
+  };
+  for (const IntParamEntry& entry : kInts) consider(entry.name);
+  for (const DoubleParamEntry& entry : kDoubles) consider(entry.name);
+  return nearest;
+}
+
+Status unknown_name(std::string_view name) {
+  return {Code::kErrParamName, format_text("there is no parameter '%.*s'; the nearest name is %s",
+                                           shown_length(name), name.data(), nearest_name(name))};
+}
+
+// What a parameter takes, for messages: "0 to 2 (off, on, free)".
+std::string allowed_values(const IntParamEntry& entry) {
+  std::string text = format_text("%d to %d", entry.lower, entry.upper);
+  const char* separator = " (";
+  for (const ValueWord& word : entry.words) {
+    text += separator;
+    text += word.word;
+    separator = ", ";
+  }
+  if (!entry.words.empty()) text += ')';
+  return text;
+}
+
+std::string allowed_values(const DoubleParamEntry& entry) {
+  return format_text("%g to %g", entry.lower, entry.upper);
+}
+
+template <class Entry>
+Status bad_value(Code code, const Entry& entry, std::string_view value) {
+  const char* what = code == Code::kErrParamRange ? "is out of range" : "is not understood";
+  return {code, format_text("value '%.*s' of parameter %s %s; it takes %s", shown_length(value),
+                            value.data(), entry.name, what, allowed_values(entry).c_str())};
+}
+
+template <class Number>
+std::errc parse_number(std::string_view text, Number* number) {
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, *number);
+  if (error != std::errc()) return error;
+  return stop == end ? std::errc() : std::errc::invalid_argument;
+}
+
+template <class Entry, class Number>
+Status parse_value(const Entry& entry, std::string_view text, Number* number) {
+  const std::errc error = parse_number(text, number);
+  if (error == std::errc::invalid_argument) return bad_value(Code::kErrParamValue, entry, text);
+  const bool in_range = error == std::errc() && *number >= entry.lower && *number <= entry.upper;
+  if (!in_range) return bad_value(Code::kErrParamRange, entry, text);
+  return {};
+}
+
+Status parse_int(const IntParamEntry& entry, std::string_view text, int32_t* value) {
+  for (const ValueWord& word : entry.words) {
+    if (text != word.word) continue;
+    *value = word.value;
+    return {};
+  }
+  return parse_value(entry, text, value);
+}
+
+}  // namespace
+
+std::span<const IntParamEntry> int_parameters() { return kInts; }
+std::span<const DoubleParamEntry> double_parameters() { return kDoubles; }
+
+Parameters::Parameters() {
+  static_assert(std::size(kInts) == kNumInts && std::size(kDoubles) == kNumDoubles);
+  for (size_t i = 0; i < kNumInts; ++i) ints_[i] = kInts[i].initial;
+  for (size_t i = 0; i < kNumDoubles; ++i) doubles_[i] = kDoubles[i].initial;
+}
+
+int32_t Parameters::get(IntParam param) const {
+  return ints_[find_slot(kInts, static_cast<int32_t>(param))];
+}
+
+double Parameters::get(DoubleParam param) const {
+  return doubles_[find_slot(kDoubles, static_cast<int32_t>(param))];
+}
+
+Status Parameters::put_int(int32_t index, int32_t value) {
+  const size_t slot = find_slot(kInts, index);
+  if (slot == kNumInts) {
+    return {Code::kErrParamIndex, format_text("there is no integer parameter %d", index)};
+  }
+  const IntParamEntry& entry = kInts[slot];
+  if (value < entry.lower || value > entry.upper) {
+    return bad_value(Code::kErrParamRange, entry, std::to_string(value));
+  }
+  ints_[slot] = value;
+  return {};
+}
+
+Status Parameters::get_int(int32_t index, int32_t* value) const {
+  const size_t slot = find_slot(kInts, index);
+  if (slot == kNumInts) {
+    return {Code::kErrParamIndex, format_text("there is no integer parameter %d", index)};
+  }
+  *value = ints_[slot];
+  return {};
+}
+
+Status Parameters::put_string(int32_t index, std::string_view value) {
+  if (index < 0 || index >= kNumStringParams) {
+    return {Code::kErrParamIndex, format_text("there is no string parameter %d", index)};
+  }
+  if (!value.empty()) {
+    return {Code::kErrParamReserved,
+            format_text("string parameter %d is reserved and takes only the empty string", index)};
+  }
+  return {};
+}
+
+Status Parameters::put_by_name(std::string_view name, std::string_view value) {
+  for (size_t slot = 0; slot < kNumInts; ++slot) {
+    if (name != kInts[slot].name) continue;
+    int32_t number = 0;
+    Status status = parse_int(kInts[slot], value, &number);
+    if (status.ok()) ints_[slot] = number;
+    return status;
+  }
+  for (size_t slot = 0; slot < kNumDoubles; ++slot) {
+    if (name != kDoubles[slot].name) continue;
+    double number = 0.0;
+    Status status = parse_value(kDoubles[slot], value, &number);
+    if (status.ok()) doubles_[slot] = number;
+    return status;
+  }
+  return unknown_name(name);
+}
+
+}  // namespace vorlan

@@ -1,0 +1,84 @@
+// The parameters of a task: a table of what there is, and the values that one task has.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "task/status.h"
+
+namespace vorlan {
+
+inline constexpr int32_t kIntMax = std::numeric_limits<int32_t>::max();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+enum class IntParam : int32_t {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
+  enumerator = (index),
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+};
+
+enum class DoubleParam : int32_t {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) enumerator = (index),
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+};
+
+struct ValueWord {
+  const char* word;
+  int32_t value;
+};
+
+struct IntParamEntry {
+  IntParam param;
+  const char* name;
+  int32_t lower, upper, initial;
+  std::span<const ValueWord> words;
+  const char* text;
+};
+
+struct DoubleParamEntry {
+  DoubleParam param;
+  const char* name;
+  double lower, upper, initial;
+  const char* text;
+};
+
+// Both tables are sorted by index.
+std::span<const IntParamEntry> int_parameters();
+std::span<const DoubleParamEntry> double_parameters();
+
+// String parameters have the indices 0 to 23. They can make the optimizer write files when a solve
+// begins; those that have no such use yet are reserved and take only the empty string.
+inline constexpr int32_t kNumStringParams = 24;
+
+class Parameters {
+ public:
+  Parameters();
+
+  int32_t get(IntParam param) const;
+  double get(DoubleParam param) const;
+  bool is_on(IntParam param) const { return get(param) != 0; }
+
+  Status put_int(int32_t index, int32_t value);
+  Status get_int(int32_t index, int32_t* value) const;
+  Status put_string(int32_t index, std::string_view value);
+  // By name, with the value as a number or one of the parameter's words.
+  Status put_by_name(std::string_view name, std::string_view value);
+
+ private:
+  static constexpr size_t kNumInts = 16;
+  static constexpr size_t kNumDoubles = 7;
+  std::array<int32_t, kNumInts> ints_;
+  std::array<double, kNumDoubles> doubles_;
+};
+
+}  // namespace vorlan

@@ -1,0 +1,31 @@
+// What a task says to people.
+#include "task/task.h"
+
+#include <unistd.h>
+
+#include "task/text.h"
+
+namespace vorlan {
+
+std::string Task::shown_name(std::string_view filename) const {
+  return parameters.is_on(IntParam::kShowFileNames) ? std::string(filename) : "<filename>";
+}
+
+void Task::log_text(int32_t level, const std::string& text) const {
+  if (parameters.get(IntParam::kLog) >= level) log.write(text);
+}
+
+void Task::report(const Status& failure) {
+  last_code = failure.code();
+  last_message = failure.message();
+  const auto number = static_cast<int32_t>(failure.code());
+  const CodeEntry* entry = find_code(number);
+  const std::string line = format_text("%s (%d): %s\n", entry->name, number, last_message.c_str());
+  if (log.linked()) {
+    log.write(line);
+  } else {
+    write_to_descriptor(STDERR_FILENO, line);
+  }
+}
+
+}  // namespace vorlan

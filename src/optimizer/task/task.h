@@ -1,0 +1,56 @@
+// A task: its model, parameters, solutions and log stream, the caller's callback, and what its
+// last failing operation said. All state of the library is in tasks; there is none besides.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "task/killed_children.h"
+#include "task/log_stream.h"
+#include "task/model.h"
+#include "task/parameters.h"
+#include "task/solution.h"
+#include "task/status.h"
+#include "vorlan.h"
+
+namespace vorlan {
+
+struct Callback {
+  vlncallbackfunc function = nullptr;
+  void* handle = nullptr;
+};
+
+struct Task {
+  Model model;
+  Parameters parameters;
+  std::array<Solution, kNumSolutions> solutions;
+  LogStream log;
+  Callback callback;
+  KilledChildren killed_children;
+
+  // Code and message of the last operation that failed.
+  Code last_code = Code::kOk;
+  std::string last_message;
+
+  // An operation is in progress; another one would find the task half done.
+  bool busy = false;
+
+  // The name of a file as log and messages may show it.
+  std::string shown_name(std::string_view filename) const;
+
+  // Library text for the log, from the level of VLN_IPAR_LOG on.
+  void log_text(int32_t level, const std::string& text) const;
+
+  // Keeps the failure for VLN_getlasterror and tells it: on the log stream, or on standard error
+  // while no stream is linked.
+  void report(const Status& failure);
+};
+
+inline constexpr int32_t kLogSummary = 1;
+inline constexpr int32_t kLogFull = 2;
+
+}  // namespace vorlan
+
+// The handle of the C interface.
+struct vlntaskt : vorlan::Task {};

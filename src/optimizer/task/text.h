@@ -1,0 +1,22 @@
+// Text by printf-style formats, of any length, without streams: the library keeps <iostream> out of
+// its start-up.
+#pragma once
+
+#include <cstdarg>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vorlan {
+
+// Formats a text of the library's own; the format is a literal.
+__attribute__((format(printf, 1, 2))) std::string format_text(const char* format, ...);
+
+// Formats a caller's text by the rule of VLN_echotask: a leading "%s" also takes a
+// std::string_view by value. Nothing when the C library refuses the format.
+std::optional<std::string> format_echo(const char* format, va_list arguments);
+
+// How far two names are apart: the number of letters to insert, drop, exchange or swap.
+int edit_distance(std::string_view a, std::string_view b);
+
+}  // namespace vorlan

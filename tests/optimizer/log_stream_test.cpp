@@ -1,0 +1,116 @@
+// The log stream and echoes through the C interface.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "task_support.h"
+
+namespace {
+
+class LogStream : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(VLN_makeemptytask(nullptr, &task_), VLN_RES_OK); }
+  void TearDown() override { EXPECT_EQ(VLN_deletetask(&task_), VLN_RES_OK); }
+
+  vlntaskt* task_ = nullptr;
+};
+
+void append_text(void* handle, const char* text) {
+  static_cast<std::string*>(handle)->append(text);
+}
+
+TEST_F(LogStream, FileIsTruncatedOrAppendedTo) {
+  const std::string path = write_test_file("run.log", "old\n");
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 1), VLN_RES_OK);
+  ASSERT_EQ(VLN_echotask(task_, 0, "one %d\n", 1), VLN_RES_OK);
+  EXPECT_EQ(read_whole_file(path), "old\none 1\n") << "each piece must be in the file at once";
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 0), VLN_RES_OK);
+  EXPECT_EQ(read_whole_file(path), "") << "truncated when linked";
+  ASSERT_EQ(VLN_echotask(task_, 0, "two\n"), VLN_RES_OK);
+  EXPECT_EQ(read_whole_file(path), "two\n");
+}
+
+TEST_F(LogStream, ALaterLinkReplacesTheEarlier) {
+  std::string first;
+  std::string second;
+  const std::string path = test_file_path("run.log");
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &first, append_text), VLN_RES_OK);
+  VLN_echotask(task_, 0, "a");
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 0), VLN_RES_OK);
+  VLN_echotask(task_, 0, "b");
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &second, append_text), VLN_RES_OK);
+  VLN_echotask(task_, 0, "c");
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, nullptr, nullptr), VLN_RES_OK);
+  VLN_echotask(task_, 0, "d");
+  EXPECT_EQ(first, "a");
+  EXPECT_EQ(read_whole_file(path), "b");
+  EXPECT_EQ(second, "c");
+}
+
+TEST_F(LogStream, AFileThatCannotBeOpenedLeavesTheEarlierDestination) {
+  std::string text;
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &text, append_text), VLN_RES_OK);
+  const VLNrescode_enum code = VLN_linkfiletotaskstream(task_, 0, "/nonexistent/run.log", 0);
+  EXPECT_EQ(code_name(code), "VLN_RES_ERR_FILE_OPEN");
+  EXPECT_EQ(text,
+            "VLN_RES_ERR_FILE_OPEN (1301): cannot open log file '/nonexistent/run.log': No such "
+            "file or directory\n");
+  VLN_echotask(task_, 0, "still here");
+  EXPECT_NE(text.find("still here"), std::string::npos);
+}
+
+TEST_F(LogStream, UnlinkedTextIsDroppedButErrorsGoToStandardError) {
+  testing::internal::CaptureStderr();
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(VLN_echotask(task_, 0, "dropped\n"), VLN_RES_OK);
+  EXPECT_EQ(code_name(VLN_readdata(task_, "nowhere.mps")), "VLN_RES_ERR_FILE_OPEN");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "VLN_RES_ERR_FILE_OPEN (1301): cannot open 'nowhere.mps': No such file or directory\n");
+}
+
+TEST_F(LogStream, HiddenFileNamesStayHidden) {
+  std::string text;
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &text, append_text), VLN_RES_OK);
+  ASSERT_EQ(VLN_putintparam(task_, 45, 0), VLN_RES_OK);
+  EXPECT_NE(VLN_linkfiletotaskstream(task_, 0, "/nonexistent/secret.log", 0), VLN_RES_OK);
+  EXPECT_NE(VLN_readdata(task_, "secret.mps"), VLN_RES_OK);
+  EXPECT_NE(VLN_readdata(task_, "secret.unknown"), VLN_RES_OK);
+  const std::string garbage = write_test_file("secret.mps", "secret garbage\n");
+  EXPECT_NE(VLN_readdata(task_, garbage.c_str()), VLN_RES_OK);
+  const std::string good = write_test_file("secret_good.mps", two_products(1));
+  EXPECT_EQ(VLN_readdata(task_, good.c_str()), VLN_RES_OK);
+  EXPECT_EQ(text.find(garbage), std::string::npos) << text;
+  EXPECT_EQ(text.find("secret.mps"), std::string::npos) << text;
+  EXPECT_EQ(text.find("secret_good"), std::string::npos) << text;
+  EXPECT_NE(text.find("<filename>"), std::string::npos) << text;
+}
+
+TEST_F(LogStream, EchoTakesAStringViewByValue) {
+  std::string text;
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &text, append_text), VLN_RES_OK);
+  const std::string word = "run.log and more";
+  const std::string_view name = std::string_view(word).substr(0, 7);
+  EXPECT_EQ(VLN_echotask(task_, 0, "Set log file: %s\n", name), VLN_RES_OK);
+  EXPECT_EQ(VLN_echotask(task_, 0, "Read file: %s\n", "model.mps"), VLN_RES_OK);
+  EXPECT_EQ(text, "Set log file: run.log\nRead file: model.mps\n");
+}
+
+// A stream function that calls the library would find the task in the middle of an operation.
+void call_back_in(void* handle, const char*) {
+  auto* codes = static_cast<std::pair<vlntaskt*, std::string>*>(handle);
+  codes->second += code_name(VLN_echotask(codes->first, 0, "again\n"));
+  codes->second += code_name(VLN_deletetask(&codes->first));
+}
+
+TEST_F(LogStream, OperationsFromInsideTheStreamFunctionAreRefused) {
+  std::pair<vlntaskt*, std::string> handle = {task_, ""};
+  ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &handle, call_back_in), VLN_RES_OK);
+  EXPECT_EQ(VLN_echotask(task_, 0, "text\n"), VLN_RES_OK);
+  EXPECT_EQ(handle.second, "VLN_RES_ERR_TASK_BUSYVLN_RES_ERR_TASK_BUSY");
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+// Parameters through the C interface: what is refused and how it is told, and that they work.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "task_support.h"
+
+namespace {
+
+TEST(ParameterOperation, UnknownNameTellsTheNearest) {
+  TestTask task;
+  EXPECT_EQ(code_name(VLN_putparam(task, "VLN_DPAR_TIME_LIMTI", "1")), "VLN_RES_ERR_PARAM_NAME");
+  EXPECT_EQ(task.last_message(),
+            "there is no parameter 'VLN_DPAR_TIME_LIMTI'; the nearest name is VLN_DPAR_TIME_LIMIT");
+  EXPECT_EQ(code_name(VLN_putparam(task, "vln_ipar_presolve", "1")), "VLN_RES_ERR_PARAM_NAME");
+  EXPECT_NE(task.last_message().find("VLN_IPAR_PRESOLVE"), std::string::npos);
+}
+
+struct BadValue {
+  const char* name;
+  const char* value;
+  const char* code;
+};
+
+TEST(ParameterOperation, BadValuesAreRefusedWithWhatIsAllowed) {
+  constexpr BadValue kBadValues[] = {
+      {"VLN_IPAR_PRESOLVE", "3", "VLN_RES_ERR_PARAM_RANGE"},
+      {"VLN_IPAR_PRESOLVE", "99999999999999", "VLN_RES_ERR_PARAM_RANGE"},
+      {"VLN_IPAR_PRESOLVE", "perhaps", "VLN_RES_ERR_PARAM_VALUE"},
+      {"VLN_IPAR_PRESOLVE", "1x", "VLN_RES_ERR_PARAM_VALUE"},
+      {"VLN_IPAR_PRESOLVE", "", "VLN_RES_ERR_PARAM_VALUE"},
+      {"VLN_IPAR_PRESOLVE", "1.5", "VLN_RES_ERR_PARAM_VALUE"},
+      {"VLN_DPAR_TIME_LIMIT", "-1", "VLN_RES_ERR_PARAM_RANGE"},
+      {"VLN_DPAR_TIME_LIMIT", "nan", "VLN_RES_ERR_PARAM_RANGE"},
+      {"VLN_DPAR_TIME_LIMIT", "soon", "VLN_RES_ERR_PARAM_VALUE"},
+  };
+  for (const BadValue& bad : kBadValues) {
+    TestTask task;
+    EXPECT_EQ(code_name(VLN_putparam(task, bad.name, bad.value)), bad.code) << bad.value;
+    EXPECT_NE(task.last_message().find(" to "), std::string::npos) << task.last_message();
+    EXPECT_NE(task.last_message().find(bad.name), std::string::npos) << task.last_message();
+  }
+}
+
+TEST(ParameterOperation, ByIndex) {
+  TestTask task;
+  int32_t value = -1;
+  EXPECT_EQ(code_name(VLN_getintparam(task, 44, &value)), "VLN_RES_ERR_PARAM_INDEX");
+  EXPECT_EQ(code_name(VLN_putintparam(task, -1, 0)), "VLN_RES_ERR_PARAM_INDEX");
+  EXPECT_EQ(value, -1) << "a failing query leaves the out-argument alone";
+  EXPECT_EQ(VLN_getintparam(task, 45, &value), VLN_RES_OK);
+  EXPECT_EQ(value, 1);
+}
+
+TEST(ParameterOperation, StringParametersAreReservedAndTakeTheEmptyString) {
+  TestTask task;
+  for (int32_t index = 0; index < 24; ++index) {
+    EXPECT_EQ(VLN_putstrparam(task, index, ""), VLN_RES_OK) << index;
+    EXPECT_EQ(code_name(VLN_putstrparam(task, index, "x")), "VLN_RES_ERR_PARAM_RESERVED") << index;
+  }
+  EXPECT_EQ(code_name(VLN_putstrparam(task, 24, "")), "VLN_RES_ERR_PARAM_INDEX");
+  EXPECT_EQ(code_name(VLN_putstrparam(task, -1, "")), "VLN_RES_ERR_PARAM_INDEX");
+}
+
+TEST(ParameterOperation, LogLevelDecidesWhatIsLogged) {
+  const auto log_at = [](const char* level) {
+    TestTask task;
+    EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_LOG", level), VLN_RES_OK);
+    EXPECT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+    task.solve();
+    return task.log();
+  };
+  EXPECT_EQ(log_at("off"), "");
+  EXPECT_NE(log_at("summary").find("Optimization ended"), std::string::npos);
+  EXPECT_LT(log_at("summary").size(), log_at("full").size());
+}
+
+// Every way to the optimum of a linear model ends there.
+TEST(ParameterOperation, OptimizersAndPresolveAgree) {
+  for (const char* optimizer : {"free", "primal_simplex", "dual_simplex", "interior_point"}) {
+    for (const char* presolve : {"off", "on", "free"}) {
+      for (const char* child : {"off", "on"}) {
+        TestTask task;
+        ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
+        ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", presolve), VLN_RES_OK);
+        ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CHILD_PROCESS", child), VLN_RES_OK);
+        ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+        EXPECT_EQ(task.solve(), VLN_RES_OK);
+        EXPECT_EQ(task.solution_status(1), 1) << optimizer << ' ' << presolve;
+        EXPECT_NEAR(task.objective(1), -11.0, 1e-9) << optimizer << ' ' << presolve;
+      }
+    }
+  }
+}
+
+TEST(ParameterOperation, OptimizerChoiceReachesTheOptimizer) {
+  TestTask task;
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  task.solve();
+  EXPECT_NE(task.log().find("IPX"), std::string::npos) << task.log();
+}
+
+}  // namespace

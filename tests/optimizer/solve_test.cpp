@@ -1,0 +1,291 @@
+// Solving linear and mixed-integer models whose answers are known: values, duals, keys, statuses,
+// certificates.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "task_support.h"
+
+namespace {
+
+constexpr int32_t kBasic = 1;
+constexpr int32_t kInteger = 2;
+
+// Status keys of vorlan.h.
+constexpr int32_t kKeyBasic = 1;
+constexpr int32_t kKeySuperBasic = 2;
+constexpr int32_t kKeyAtLower = 3;
+constexpr int32_t kKeyAtUpper = 4;
+constexpr int32_t kKeyFixed = 5;
+
+void expect_near(const std::vector<double>& actual, const std::vector<double>& expected) {
+  ASSERT_EQ(actual.size(), expected.size());
+  for (size_t i = 0; i < actual.size(); ++i) EXPECT_NEAR(actual[i], expected[i], 1e-9) << i;
+}
+
+std::string with_sense(const std::string& mps) { return "OBJSENSE\n MAX\n" + mps; }
+
+TEST(LinearSolve, MinimizationInEveryPart) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_FALSE(task.defined(0));
+  ASSERT_TRUE(task.defined(kBasic));
+  EXPECT_FALSE(task.defined(kInteger));
+  EXPECT_EQ(task.problem_status(kBasic), 1);
+  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_NEAR(task.objective(kBasic), -11.0, 1e-9);
+  expect_near(task.var_doubles(VLN_getxx, kBasic), {3.0, 1.0});
+  expect_near(task.con_doubles(VLN_getxc, kBasic), {4.0, 6.0});
+}
+
+// The point is degenerate (both machines are full at x = 3, y = 1), so that the duals are checked
+// by what they must satisfy: the signs, cost - A'y = slx - sux, and the equal objectives.
+TEST(LinearSolve, DualsHaveTheSignsOfTheSense) {
+  for (const double sign : {1.0, -1.0}) {
+    const bool maximize = sign > 0.0;
+    TestTask task;
+    ASSERT_EQ(task.read(two_products(static_cast<int>(sign))), VLN_RES_OK);
+    ASSERT_EQ(VLN_putobjsense(task, maximize ? 1 : 0), VLN_RES_OK);
+    task.solve();
+    ASSERT_EQ(task.solution_status(kBasic), 1);
+    EXPECT_NEAR(task.objective(kBasic), sign * 11.0, 1e-9);
+    const auto slx = task.var_doubles(VLN_getslx, kBasic);
+    const auto sux = task.var_doubles(VLN_getsux, kBasic);
+    const auto slc = task.con_doubles(VLN_getslc, kBasic);
+    const auto suc = task.con_doubles(VLN_getsuc, kBasic);
+    const auto y = task.con_doubles(VLN_gety, kBasic);
+    const double matrix[2][2] = {{1.0, 1.0}, {1.0, 3.0}};
+    const double cost[2] = {3.0 * sign, 2.0 * sign};
+    for (size_t k = 0; k < 2; ++k) {
+      EXPECT_NEAR(cost[k] - matrix[0][k] * y[0] - matrix[1][k] * y[1], slx[k] - sux[k], 1e-9);
+      EXPECT_DOUBLE_EQ(y[k], slc[k] - suc[k]);
+      // For a maximization all duals are <= 0, for a minimization >= 0.
+      for (const double dual : {slx[k], sux[k], slc[k], suc[k]}) EXPECT_LE(sign * dual, 0.0);
+    }
+    const double dual_objective = -4.0 * suc[0] - 6.0 * suc[1] - 3.0 * sux[0];
+    EXPECT_NEAR(dual_objective, task.objective(kBasic), 1e-9);
+    // More of machine 1 makes the objective better in either sense; a positive price is a rise.
+    EXPECT_GE(sign * y[0], 0.0);
+  }
+}
+
+TEST(LinearSolve, UniqueDualsAndKeys) {
+  // minimize x + 2y + 0w, x + y >= 3, 0 <= x <= 2, y >= 0, w fixed at 5, f free in no constraint.
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\n L S\nCOLUMNS\n X C 1 R 1\n Y C 2 R 1\n"
+                      " W S 1\n F S 0\nRHS\n B R 3 S 9\nBOUNDS\n UP B X 2\n FX B W 5\n FR B F\n"
+                      "ENDATA\n"),
+            VLN_RES_OK);
+  task.solve();
+  ASSERT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_NEAR(task.objective(kBasic), 4.0, 1e-9);
+  expect_near(task.var_doubles(VLN_getxx, kBasic), {2.0, 1.0, 5.0, 0.0});
+  expect_near(task.var_doubles(VLN_getslx, kBasic), {0.0, 0.0, 0.0, 0.0});
+  expect_near(task.var_doubles(VLN_getsux, kBasic), {1.0, 0.0, 0.0, 0.0});
+  expect_near(task.con_doubles(VLN_getslc, kBasic), {2.0, 0.0});
+  expect_near(task.con_doubles(VLN_getsuc, kBasic), {0.0, 0.0});
+  expect_near(task.con_doubles(VLN_gety, kBasic), {2.0, 0.0});
+  EXPECT_EQ(task.var_ints(VLN_getskx, kBasic),
+            (std::vector<int32_t>{kKeyAtUpper, kKeyBasic, kKeyFixed, kKeySuperBasic}));
+  EXPECT_EQ(task.con_ints(VLN_getskc, kBasic), (std::vector<int32_t>{kKeyAtLower, kKeyBasic}));
+}
+
+TEST(LinearSolve, ObjectiveConstantAndSenseOfTheFile) {
+  // The right-hand side of the objective row is the negated constant.
+  TestTask task;
+  ASSERT_EQ(task.read(with_sense("NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C 2 R 1\n"
+                                 "RHS\n B C -10 R 4\nENDATA\n")),
+            VLN_RES_OK);
+  int32_t sense = -1;
+  EXPECT_EQ(VLN_getobjsense(task, &sense), VLN_RES_OK);
+  EXPECT_EQ(sense, 1);
+  task.solve();
+  EXPECT_NEAR(task.objective(kBasic), 18.0, 1e-9);
+}
+
+TEST(LinearSolve, InfeasibleComesWithADualRay) {
+  // x + y <= 1 and x + y >= 2.
+  const std::string mps =
+      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\n Y C 1 R 1\n Y S 1\n"
+      "RHS\n B R 1 S 2\nENDATA\n";
+  for (const double sign : {1.0, -1.0}) {
+    for (const char* optimizer : {"free", "primal_simplex", "interior_point"}) {
+      TestTask task;
+      ASSERT_EQ(task.read(sign > 0.0 ? mps : with_sense(mps)), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
+      EXPECT_EQ(task.solve(), VLN_RES_OK);
+      EXPECT_EQ(task.problem_status(kBasic), 4);
+      ASSERT_EQ(task.solution_status(kBasic), 5) << optimizer;
+      const auto slc = task.con_doubles(VLN_getslc, kBasic);
+      const auto suc = task.con_doubles(VLN_getsuc, kBasic);
+      const auto slx = task.var_doubles(VLN_getslx, kBasic);
+      EXPECT_GT(sign * (2.0 * slc[1] - 1.0 * suc[0]), 0.1) << optimizer;
+      EXPECT_NEAR(slc[1] - suc[0] + slx[0], 0.0, 1e-9) << optimizer;
+      EXPECT_GE(sign * slx[0], 0.0) << optimizer;
+    }
+  }
+}
+
+TEST(LinearSolve, UnboundedComesWithAPrimalRay) {
+  // minimize -x, x - y <= 1: along (1, 1).
+  const std::string mps =
+      "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n";
+  for (const char* presolve : {"on", "off"}) {
+    TestTask task;
+    ASSERT_EQ(task.read(mps), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", presolve), VLN_RES_OK);
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    EXPECT_EQ(task.problem_status(kBasic), 5);
+    ASSERT_EQ(task.solution_status(kBasic), 6);
+    const auto xx = task.var_doubles(VLN_getxx, kBasic);
+    EXPECT_GT(xx[0], 0.1);
+    EXPECT_LE(xx[0] - xx[1], 1e-9);
+    EXPECT_NEAR(task.objective(kBasic), -xx[0], 1e-12);
+  }
+}
+
+TEST(LinearSolve, CrossedBoundsAreInfeasible) {
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\nRHS\n B R 1\n"
+                      "BOUNDS\n LO B X 3\n UP B X 2\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.problem_status(kBasic), 4);
+  EXPECT_EQ(task.solution_status(kBasic), 5);
+  expect_near(task.var_doubles(VLN_getslx, kBasic), {1.0});
+  expect_near(task.var_doubles(VLN_getsux, kBasic), {1.0});
+  expect_near(task.con_doubles(VLN_gety, kBasic), {0.0});
+}
+
+TEST(LinearSolve, AnEmptyRowThatMustNotBeZeroIsInfeasible) {
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1\nRHS\n B R 1\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.problem_status(kBasic), 4);
+  EXPECT_EQ(task.solution_status(kBasic), 5);
+  expect_near(task.con_doubles(VLN_getslc, kBasic), {1.0});
+}
+
+TEST(LinearSolve, UnboundedAlongAVariableInNoConstraint) {
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1\nRHS\n B R 1\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.problem_status(kBasic), 5);
+  EXPECT_EQ(task.solution_status(kBasic), 6);
+  expect_near(task.var_doubles(VLN_getxx, kBasic), {1.0});
+}
+
+TEST(LinearSolve, ModelsWithoutRowsOrColumns) {
+  TestTask empty;
+  EXPECT_EQ(empty.solve(), VLN_RES_OK);
+  EXPECT_EQ(empty.solution_status(kBasic), 1);
+  EXPECT_EQ(empty.objective(kBasic), 0.0);
+
+  TestTask no_rows;
+  ASSERT_EQ(no_rows.read("NAME A\nROWS\n N C\nCOLUMNS\n X C 1\n Y C -1\nBOUNDS\n LO B X 2\n"
+                         " UP B Y 7\nENDATA\n"),
+            VLN_RES_OK);
+  no_rows.solve();
+  EXPECT_EQ(no_rows.solution_status(kBasic), 1);
+  EXPECT_NEAR(no_rows.objective(kBasic), -5.0, 1e-9);
+  expect_near(no_rows.var_doubles(VLN_getslx, kBasic), {1.0, 0.0});
+  expect_near(no_rows.var_doubles(VLN_getsux, kBasic), {0.0, 1.0});
+}
+
+TEST(IntegerSolve, KnownOptimum) {
+  // maximize 5x + 4y, 6x + 4y <= 24, x + 2y <= 6, integer: 20 at (4, 0); 21 without integrality.
+  TestTask task;
+  ASSERT_EQ(task.read(with_sense("NAME A\nROWS\n N C\n L R\n L S\nCOLUMNS\n M 'MARKER' 'INTORG'\n"
+                                 " X C 5 R 6\n X S 1\n Y C 4 R 4\n Y S 2\n"
+                                 " M 'MARKER' 'INTEND'\nRHS\n B R 24 S 6\n"
+                                 "BOUNDS\n PL B X\n PL B Y\nENDATA\n")),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_FALSE(task.defined(kBasic));
+  ASSERT_TRUE(task.defined(kInteger));
+  EXPECT_EQ(task.solution_status(kInteger), 9);
+  EXPECT_EQ(task.problem_status(kInteger), 2);
+  EXPECT_NEAR(task.objective(kInteger), 20.0, 1e-9);
+  expect_near(task.var_doubles(VLN_getxx, kInteger), {4.0, 0.0});
+  expect_near(task.con_doubles(VLN_getxc, kInteger), {24.0, 4.0});
+  expect_near(task.con_doubles(VLN_gety, kInteger), {0.0, 0.0});
+  EXPECT_EQ(task.var_ints(VLN_getskx, kInteger),
+            (std::vector<int32_t>{kKeySuperBasic, kKeyAtLower}));
+  EXPECT_EQ(task.con_ints(VLN_getskc, kInteger),
+            (std::vector<int32_t>{kKeyAtUpper, kKeySuperBasic}));
+}
+
+TEST(IntegerSolve, SemiContinuous) {
+  // minimize x + y, x + y >= 1, y <= 0.5, x = 0 or 2 <= x <= 10.
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\n Y C 1 R 1\nRHS\n B R 1\n"
+                      "BOUNDS\n LO B X 2\n SC B X 10\n UP B Y 0.5\nENDATA\n"),
+            VLN_RES_OK);
+  task.solve();
+  ASSERT_EQ(task.solution_status(kInteger), 9);
+  expect_near(task.var_doubles(VLN_getxx, kInteger), {2.0, 0.0});
+}
+
+TEST(IntegerSolve, Infeasible) {
+  // 2x = 1 with x integer in 0..5.
+  TestTask task;
+  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n E R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n"
+                      " M 'MARKER' 'INTEND'\nRHS\n B R 1\nBOUNDS\n UP B X 5\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  ASSERT_TRUE(task.defined(kInteger));
+  EXPECT_EQ(task.problem_status(kInteger), 4);
+  EXPECT_EQ(task.solution_status(kInteger), 0);
+}
+
+// What a report asks of a defined solution must succeed, whatever the status.
+TEST(SolveQueries, EveryQuerySucceedsOnADefinedSolution) {
+  const std::string infeasible =
+      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\nRHS\n B R 1 S 2\nENDATA\n";
+  for (const std::string& mps : {two_products(-1), infeasible, two_products(1)}) {
+    TestTask task;
+    ASSERT_EQ(task.read(mps), VLN_RES_OK);
+    task.solve();
+    ASSERT_TRUE(task.defined(kBasic));
+    for (const auto query : {VLN_getxx, VLN_getslx, VLN_getsux}) {
+      task.var_doubles(query, kBasic);
+    }
+    for (const auto query : {VLN_getxc, VLN_getslc, VLN_getsuc, VLN_gety}) {
+      task.con_doubles(query, kBasic);
+    }
+    task.var_ints(VLN_getskx, kBasic);
+    task.con_ints(VLN_getskc, kBasic);
+    task.objective(kBasic);
+    double slice = 0.0;
+    EXPECT_EQ(VLN_getbarxslice(task, kBasic, 0, 0, 0, &slice), VLN_RES_OK);
+    EXPECT_EQ(VLN_getbarsslice(task, kBasic, 0, 0, 0, nullptr), VLN_RES_OK);
+  }
+}
+
+TEST(SolveQueries, UndefinedSolutionsGiveACode) {
+  TestTask task;
+  double objective = 42.0;
+  EXPECT_EQ(code_name(VLN_getprimalobj(task, 2, &objective)), "VLN_RES_ERR_SOLUTION_UNDEFINED");
+  EXPECT_EQ(objective, 42.0);
+  EXPECT_EQ(task.last_message(), "the task holds no integer solution");
+}
+
+TEST(SolveQueries, SameAnswerBitForBit) {
+  const auto solve_once = [] {
+    TestTask task;
+    EXPECT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+    task.solve();
+    auto values = task.var_doubles(VLN_getxx, kBasic);
+    const auto duals = task.con_doubles(VLN_gety, kBasic);
+    values.insert(values.end(), duals.begin(), duals.end());
+    return values;
+  };
+  EXPECT_EQ(solve_once(), solve_once());
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+// Ends of a solve before its natural end, on a model that would take minutes.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <string>
+
+#include "task_support.h"
+
+namespace {
+
+constexpr int32_t kInteger = 2;
+
+double now() {
+  using namespace std::chrono;
+  return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+struct Beat {
+  int calls = 0;
+  double stop_after = 1e300;  // seconds
+  double asked_at = 0.0;
+  double last_elapsed = 0.0;
+  bool elapsed_rises = true;
+};
+
+int beat(vlntaskt*, void* handle, VLNcallbackcode_enum, const double* doubles, const int*,
+         const long*) {
+  auto* state = static_cast<Beat*>(handle);
+  ++state->calls;
+  if (doubles[50] < state->last_elapsed) state->elapsed_rises = false;
+  state->last_elapsed = doubles[50];
+  if (doubles[50] < state->stop_after) return 0;
+  if (state->asked_at == 0.0) state->asked_at = now();
+  return 1;
+}
+
+class Stop : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(task_.read(hard_integer_model()), VLN_RES_OK); }
+
+  TestTask task_;
+  Beat beat_;
+};
+
+TEST_F(Stop, ByTheCallback) {
+  beat_.stop_after = 1.0;
+  ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_USER_CALLBACK");
+  const double seconds_to_stop = now() - beat_.asked_at;
+  EXPECT_LT(seconds_to_stop, 2.0);  // promised within 0.5 s; a busy machine may take longer
+  EXPECT_GE(beat_.calls, 20);
+  EXPECT_TRUE(beat_.elapsed_rises);
+  ASSERT_TRUE(task_.defined(kInteger));
+  EXPECT_EQ(task_.solution_status(kInteger), 2);
+  EXPECT_EQ(task_.problem_status(kInteger), 2);
+  EXPECT_GE(task_.objective(kInteger), 0.0);
+}
+
+TEST_F(Stop, ByTheCallbackBeforeAnythingHappened) {
+  beat_.stop_after = 0.0;
+  ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_USER_CALLBACK");
+  EXPECT_FALSE(task_.defined(kInteger)) << "nothing was found, so nothing is defined";
+}
+
+TEST_F(Stop, ByTheTimeLimit) {
+  ASSERT_EQ(VLN_putparam(task_, "VLN_DPAR_TIME_LIMIT", "0.5"), VLN_RES_OK);
+  const double start = now();
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_TIME_LIMIT");
+  EXPECT_GE(now() - start, 0.45);
+  EXPECT_LT(now() - start, 3.0);
+  EXPECT_EQ(task_.solution_status(kInteger), 2);
+}
+
+TEST_F(Stop, InThisProcess) {
+  ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_CHILD_PROCESS", "off"), VLN_RES_OK);
+  beat_.stop_after = 1.0;
+  ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_USER_CALLBACK");
+  EXPECT_EQ(task_.solution_status(kInteger), 2);
+}
+
+TEST_F(Stop, ByTheNodeLimit) {
+  ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_MIP_NODE_LIMIT", "5"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_NODE_LIMIT");
+  EXPECT_EQ(task_.solution_status(kInteger), 2);
+}
+
+TEST_F(Stop, ByTheSolutionLimit) {
+  ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_SOLUTION_LIMIT");
+  EXPECT_EQ(task_.solution_status(kInteger), 2);
+}
+
+TEST(StopLinear, ByTheIterationLimit) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT");
+}
+
+// A terminal's or a service's signal reaches the program's handler and, through the callback, the
+// solve; the child process takes no notice of it.
+volatile std::sig_atomic_t g_signalled = 0;
+void on_signal(int) { g_signalled = 1; }
+int stop_when_signalled(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*,
+                        const long*) {
+  return g_signalled;
+}
+
+TEST_F(Stop, BySignal) {
+  g_signalled = 0;
+  const auto earlier = std::signal(SIGALRM, on_signal);
+  ASSERT_EQ(VLN_putcallbackfunc(task_, stop_when_signalled, nullptr), VLN_RES_OK);
+  const double start = now();
+  alarm(1);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_USER_CALLBACK");
+  std::signal(SIGALRM, earlier);
+  EXPECT_GE(now() - start, 0.9);
+  EXPECT_LT(now() - start, 3.0);
+}
+
+// Only a solve calls the callback: it must not be able to make anything else fail.
+TEST_F(Stop, ReadingNeverCallsTheCallback) {
+  ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
+  EXPECT_EQ(task_.read(two_products(-1)), VLN_RES_OK);
+  EXPECT_EQ(beat_.calls, 0);
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+// Makes docs/response-codes.md and docs/parameters.md from the library's tables.
+//
+//   table_docs codes|parameters FILE           compares the file with the table; a test
+//   table_docs codes|parameters FILE --write   writes the file
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "task/parameters.h"
+#include "task/response_codes.h"
+#include "task/text.h"
+
+namespace {
+
+using namespace vorlan;
+
+struct Group {
+  int32_t first;
+  const char* title;
+};
+constexpr Group kGroups[] = {
+    {0, "Success"},           {1000, "Arguments and call order"},
+    {1100, "Machine"},        {1200, "Parameters"},
+    {1300, "Files"},          {1400, "Models and solutions"},
+    {1500, "Optimizers"},     {1600, "Operations to come"},
+    {8000, "Solver servers"}, {9000, "Termination codes"},
+};
+
+std::string response_codes_page() {
+  std::string page =
+      "# Response codes\n\n"
+      "Every operation of the library returns one of these codes; `-solve:res=FILE` and\n"
+      "`-solve:trm=FILE` leave the names of the response and the termination code. A number is "
+      "never\n"
+      "given to another code. This page is made from the library's table.\n";
+  size_t next_group = 0;
+  for (const CodeEntry& entry : response_codes()) {
+    const auto number = static_cast<int32_t>(entry.code);
+    const Group* title = nullptr;
+    while (next_group < std::size(kGroups) && number >= kGroups[next_group].first) {
+      title = &kGroups[next_group++];
+    }
+    if (title != nullptr) {
+      page += format_text("\n## %s\n\n| number | name | meaning |\n|---|---|---|\n", title->title);
+    }
+    page += format_text("| %d | `%s` | %s |\n", number, entry.name, entry.text);
+  }
+  return page;
+}
+
+std::string words_of(const IntParamEntry& entry) {
+  std::string text;
+  for (const ValueWord& word : entry.words) {
+    text += format_text("%s`%s` %d", text.empty() ? "" : ", ", word.word, word.value);
+  }
+  return text;
+}
+
+std::string parameters_page() {
+  std::string page =
+      "# Parameters\n\n"
+      "Set by name with `-d NAME VALUE`, where the value is a number or one of the parameter's\n"
+      "words. This page is made from the library's tables.\n\n"
+      "## Integer parameters\n\n"
+      "| index | name | range | default | words | meaning |\n|---|---|---|---|---|---|\n";
+  for (const IntParamEntry& entry : int_parameters()) {
+    page += format_text("| %d | `%s` | %d to %d | %d | %s | %s |\n",
+                        static_cast<int32_t>(entry.param), entry.name, entry.lower, entry.upper,
+                        entry.initial, words_of(entry).c_str(), entry.text);
+  }
+  page +=
+      "\n## Double parameters\n\n"
+      "| index | name | range | default | meaning |\n|---|---|---|---|---|\n";
+  for (const DoubleParamEntry& entry : double_parameters()) {
+    page += format_text("| %d | `%s` | %g to %g | %g | %s |\n", static_cast<int32_t>(entry.param),
+                        entry.name, entry.lower, entry.upper, entry.initial, entry.text);
+  }
+  page +=
+      "\n## String parameters\n\n"
+      "The string parameters 0 to 23 are those that can make the optimizer write files. They act\n"
+      "only when an optimization begins, and a safe read clears them. All are reserved in this\n"
+      "version and take only the empty string.\n";
+  return page;
+}
+
+std::string read_file(const char* path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string what = argc > 1 ? argv[1] : "";
+  if (argc < 3 || (what != "codes" && what != "parameters")) {
+    std::fprintf(stderr, "usage: table_docs codes|parameters FILE [--write]\n");
+    return 2;
+  }
+  const std::string page = what == "codes" ? response_codes_page() : parameters_page();
+  if (argc > 3 && std::strcmp(argv[3], "--write") == 0) {
+    std::ofstream file(argv[2], std::ios::binary);
+    file << page;
+    return file.flush() ? 0 : 1;
+  }
+  if (read_file(argv[2]) == page) return 0;
+  std::fprintf(stderr, "%s is not what the table says; make it anew: %s %s %s --write\n", argv[2],
+               argv[0], argv[1], argv[2]);
+  return 1;
+}

@@ -1,0 +1,104 @@
+// Helpers of the tests; see scratch_folder.h.
+#include "scratch_folder.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <span>
+
+#include "format/input_stream.h"
+
+namespace vorlan::test {
+
+ScratchFolder::ScratchFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "formats-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) std::abort();
+  std::filesystem::permissions(name, std::filesystem::perms(0755));
+  path_ = name;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string ScratchFolder::path(std::string_view name) const {
+  return path_ + "/" + std::string(name);
+}
+
+std::string ScratchFolder::write(std::string_view name, std::string_view content) const {
+  // Some file systems write a file to the disk when it is overwritten; a new one they do not.
+  std::filesystem::remove(path(name));
+  std::ofstream file(path(name), std::ios::binary);
+  file << content;
+  return path(name);
+}
+
+std::vector<std::string> ScratchFolder::files() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string read_all(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+Status read_input(const std::string& path, std::string* content, size_t piece) {
+  content->clear();
+  InputStream input;
+  Status status = input.open(path.c_str(), path);
+  if (!status.ok()) return status;
+  std::string buffer(piece, '\0');
+  while (true) {
+    size_t count = 0;
+    status = input.read(buffer.data(), buffer.size(), &count);
+    if (!status.ok() || count == 0) return status;
+    content->append(buffer, 0, count);
+  }
+}
+
+std::string encoded(std::string_view content, Compression compression) {
+  const std::unique_ptr<Encoder> encoder = make_encoder(compression);
+  if (!encoder) return std::string(content);
+  std::string result;
+  std::array<char, 1000> buffer = {};
+  bool done = false;
+  while (!done) {
+    std::span<char> room(buffer);
+    done = encoder->encode(&content, &room, true);
+    result.append(buffer.data(), buffer.size() - room.size());
+  }
+  return result;
+}
+
+std::string random_bytes(size_t count, uint32_t seed) {
+  std::mt19937 generator(seed);
+  std::string bytes(count, '\0');
+  for (char& c : bytes) c = static_cast<char>(generator() & 0xff);
+  return bytes;
+}
+
+int in_child(const std::function<int()>& function) {
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(function());
+  int status = 0;
+  if (child < 0 || ::waitpid(child, &status, 0) != child) return -1;
+  return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace vorlan::test

@@ -67,7 +67,7 @@ TEST(MpsRead, BadFilesAreRefusedAndTheTaskStays) {
        "VLN_RES_ERR_FILE_CONTENT"},
       {"no suffix", "model", "NAME A\n", "VLN_RES_ERR_FILE_FORMAT"},
       {"unknown suffix", "model.xyz", "NAME A\n", "VLN_RES_ERR_FILE_FORMAT"},
-      {"a format to come", "model.cbf", "VER 3\n", "VLN_RES_ERR_NOT_AVAILABLE"},
+      {"a format to come", "model.cbf", "VER 3\n", "VLN_RES_ERR_FILE_FORMAT"},
   };
   for (const BadFile& bad : kBadFiles) {
     TestTask task;

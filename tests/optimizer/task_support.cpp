@@ -116,7 +116,7 @@ std::string test_file_path(const std::string& name) {
 }
 
 std::string write_test_file(const std::string& name, const std::string& content) {
-  const std::string path = test_file_path(name);
+  std::string path = test_file_path(name);
   std::ofstream(path, std::ios::binary) << content;
   return path;
 }

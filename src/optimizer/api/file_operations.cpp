@@ -22,9 +22,9 @@ VLNrescode_enum VLN_readdata(vlntaskt* task, const char* filename) {
 }
 
 VLNrescode_enum VLN_writedata(vlntaskt* task, const char* filename) {
-  return run(task, [=](Task&) {
+  return run(task, [=](Task& t) {
     Status status = check_pointers({{"filename", filename}});
-    return status.ok() ? not_available("writing problem files") : status;
+    return status.ok() ? write_problem_file(&t, filename) : status;
   });
 }
 

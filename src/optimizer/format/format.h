@@ -65,9 +65,13 @@ using ProblemReader = Status (*)(InputStream* input, const ReadLimits& limits, P
 // the format cannot say) is the status; failures of the file are the file's.
 using ProblemWriter = Status (*)(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 
+// Which parameter decides whether files of a format carry solutions.
+enum class SolutionSwitch : uint8_t { kNever, kTextFiles, kTaskFiles };
+
 struct ProblemFormat {
   std::string_view suffix;  // ".mps"
-  const char* description;
+  const char* name;
+  SolutionSwitch solutions;
   ProblemReader read;
   ProblemWriter write;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <ranges>
 
 #include "format/mps_names.h"
 #include "format/mps_reader.h"
@@ -291,10 +292,10 @@ Status MpsReader::finish_constraints() {
   };
   const auto rhs_is_finite = [this](size_t row) { return std::isfinite(model_->con_lower[row]); };
   // The wide ranges first: the right-hand sides are still in place. The last one of a row counts.
-  for (auto wide = wide_ranges_.rbegin(); wide != wide_ranges_.rend(); ++wide) {
-    const auto row = static_cast<size_t>(wide->first);
+  for (const auto& wide : std::views::reverse(wide_ranges_)) {
+    const auto row = static_cast<size_t>(wide.first);
     if ((row_flags_[row] & kHasWideRange) == 0 || !rhs_is_finite(row)) continue;
-    set_sides(row, ranged_sides(row_type_[row], model_->con_lower[row], wide->second));
+    set_sides(row, ranged_sides(row_type_[row], model_->con_lower[row], wide.second));
     row_flags_[row] = 0;
     row_type_[row] = ' ';  // done
   }

@@ -1,76 +1,59 @@
-// The table of problem formats, and what happens around a read: the file's existence, the log, the
-// task's new model.
+// Choosing the format by the name, and the way between a file and the task: nothing of the task
+// changes before a file was read whole, and no file is touched before its model was found to fit.
 #include "format/problem_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <utility>
 
-#include "solve/highs/highs_mps.h"
+#include "format/mps.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-using Reader = Status (*)(const std::string& filename, const std::string& shown_name, Model* model,
-                          std::string* warnings);
-
-struct Format {
-  const char* suffix;
-  Reader reader;  // nullptr: the library does not read the format yet
+constexpr ProblemFormat kFormats[] = {
+    {".mps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
+    {".qps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
 };
 
-constexpr Format kFormats[] = {
-    {".mps", read_mps_with_highs},
-    {".qps", nullptr},
-    {".lp", nullptr},
-    {".opf", nullptr},
-    {".ptf", nullptr},
-    {".cbf", nullptr},
-    {".dat-s", nullptr},
-    {".jtask", nullptr},
-    {".json", nullptr},
-    {".task", nullptr},
-    {".gz", nullptr},
-    {".zst", nullptr},
-};
-
-bool ends_with(std::string_view text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+std::string_view without_suffix(std::string_view name, std::string_view suffix) {
+  return name.ends_with(suffix) ? name.substr(0, name.size() - suffix.size()) : name;
 }
 
-Status find_reader(const std::string& filename, const std::string& shown_name, Reader* reader) {
-  for (const Format& format : kFormats) {
-    if (!ends_with(filename, format.suffix)) continue;
-    *reader = format.reader;
-    if (format.reader != nullptr) return {};
-    return {Code::kErrNotAvailable,
-            format_text("'%s' cannot be read: this version of the library reads no %s files",
-                        shown_name.c_str(), format.suffix)};
+// Lower case for comparing; suffixes are ASCII.
+std::string folded(std::string_view name) {
+  std::string text(name);
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
-  return {Code::kErrFileFormat,
-          format_text("'%s' cannot be read: its name has no suffix that says a known format",
-                      shown_name.c_str())};
+  return text;
 }
 
-Status open_failure(const std::string& shown_name, int error) {
-  return {Code::kErrFileOpen,
-          format_text("cannot open '%s': %s", shown_name.c_str(), std::strerror(error))};
+std::string known_suffixes() {
+  std::string text;
+  for (const ProblemFormat& format : kFormats) {
+    text += (text.empty() ? "" : " ") + std::string(format.suffix);
+  }
+  return text;
 }
 
-// A reader that opens the file by itself does not tell why it could not.
-Status check_readable(const char* filename, const std::string& shown_name) {
-  struct stat about {};
-  if (::stat(filename, &about) != 0) return open_failure(shown_name, errno);
-  if (S_ISDIR(about.st_mode)) return open_failure(shown_name, EISDIR);
-  if (::access(filename, R_OK) != 0) return open_failure(shown_name, errno);
-  return {};
+// The format that the name's suffix says, or nullptr.
+const ProblemFormat* find_format(std::string_view filename) {
+  const std::string name = folded(filename);
+  const std::string_view bare = without_suffix(without_suffix(name, ".gz"), ".zst");
+  for (const ProblemFormat& format : kFormats) {
+    if (bare.ends_with(format.suffix)) return &format;
+  }
+  return nullptr;
+}
+
+Status unknown_format(const std::string& shown_name, const char* verb) {
+  return {
+      Code::kErrFileFormat,
+      format_text("'%s' cannot be %s: its name has no suffix that says a known format (%s, each "
+                  "also with .gz or .zst)",
+                  shown_name.c_str(), verb, known_suffixes().c_str())};
 }
 
 double seconds_now() {
@@ -87,34 +70,85 @@ std::string describe(const Model& model) {
   std::string text =
       format_text("%d constraints, %d variables, %lld matrix elements", model.num_con(),
                   model.num_var(), static_cast<long long>(model.matrix.num_elements()));
-  const int64_t integers = count_kind(model, VarKind::kInteger);
-  const int64_t semi =
-      count_kind(model, VarKind::kSemiContinuous) + count_kind(model, VarKind::kSemiInteger);
-  if (integers > 0) text += format_text(", %lld integer", static_cast<long long>(integers));
-  if (semi > 0) text += format_text(", %lld semi-continuous", static_cast<long long>(semi));
+  const auto add = [&text](int64_t count, const char* what) {
+    if (count > 0) text += format_text(", %lld %s", static_cast<long long>(count), what);
+  };
+  add(count_kind(model, VarKind::kInteger) + count_kind(model, VarKind::kSemiInteger), "integer");
+  add(count_kind(model, VarKind::kSemiContinuous) + count_kind(model, VarKind::kSemiInteger),
+      "semi-continuous");
+  add(static_cast<int64_t>(model.quadratic_cost.size() + model.quadratic_coefficients.size()),
+      "quadratic elements");
+  add(model.num_cone(), "cones");
+  add(model.num_matrix_var(), "matrix variables");
   text += model.maximize ? ", maximize" : ", minimize";
   return text;
 }
 
+bool carries_solutions(const ProblemFormat& format, const Parameters& parameters) {
+  switch (format.solutions) {
+    case SolutionSwitch::kNever:
+      return false;
+    case SolutionSwitch::kTextFiles:
+      return parameters.is_on(IntParam::kTextFileSolutions);
+    case SolutionSwitch::kTaskFiles:
+      return parameters.is_on(IntParam::kTaskFileSolutions);
+  }
+  return false;
+}
+
+Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters) {
+  for (const ParameterSetting& setting : settings) {
+    Status status = parameters->put_by_name(setting.name, setting.value);
+    if (!status.ok()) return status;
+  }
+  return {};
+}
+
 }  // namespace
+
+std::span<const ProblemFormat> problem_formats() { return kFormats; }
 
 Status read_problem_file(Task* task, const char* filename) {
   const std::string shown_name = task->shown_name(filename);
   const double start = seconds_now();
-  Reader reader = nullptr;
-  Status status = check_readable(filename, shown_name);
-  if (status.ok()) status = find_reader(filename, shown_name, &reader);
+  InputStream input;
+  Status status = input.open(filename, shown_name);
   if (!status.ok()) return status;
-  Model model;
-  std::string warnings;
-  status = reader(filename, shown_name, &model, &warnings);
+  const ProblemFormat* format = find_format(filename);
+  if (format == nullptr) return unknown_format(shown_name, "read");
+
+  ProblemFile file;
+  Warnings warnings;
+  status = format->read(&input, ReadLimits{}, &file, &warnings);
   if (!status.ok()) return status;
-  task->log_text(kLogSummary, warnings);
-  task->log_text(kLogSummary, format_text("Read %s in %.2f s\n", describe(model).c_str(),
+  Parameters parameters = task->parameters;
+  status = apply_settings(file.parameters, &parameters);
+  if (!status.ok()) return status;
+
+  task->model = std::move(file.model);
+  task->solutions = std::move(file.solutions);
+  task->parameters = parameters;
+  task->log_text(kLogSummary, warnings.text());
+  task->log_text(kLogSummary, format_text("Read %s in %.2f s\n", describe(task->model).c_str(),
                                           seconds_now() - start));
-  task->model = std::move(model);
-  task->solutions = {};
   return {};
+}
+
+Status write_problem_file(Task* task, const char* filename) {
+  const std::string shown_name = task->shown_name(filename);
+  const ProblemFormat* format = find_format(filename);
+  if (format == nullptr) return unknown_format(shown_name, "written");
+  OutputFile file;
+  Status status = file.open(filename, shown_name, compression_of_name(filename));
+  if (!status.ok()) return status;
+
+  Warnings warnings;
+  const ProblemView view{
+      task->model, task->solutions, carries_solutions(*format, task->parameters), {}};
+  status = format->write(view, &file, &warnings);
+  if (status.ok()) status = file.finish();
+  if (status.ok()) task->log_text(kLogSummary, warnings.text());
+  return status;
 }
 
 }  // namespace vorlan

@@ -1,12 +1,20 @@
-// Problem files: which reader a file's name asks for.
+// Problem files: the table of formats, and what surrounds a reading and a writing.
 #pragma once
 
+#include <span>
+
+#include "format/format.h"
 #include "task/task.h"
 
 namespace vorlan {
 
+std::span<const ProblemFormat> problem_formats();
+
 // Reads a problem file in place of the task's model and solutions; on failure the task is as it
-// was before.
+// was before. The name's suffix says the format, the content the compression.
 Status read_problem_file(Task* task, const char* filename);
+
+// Writes the task's model; the name's suffixes say format and compression.
+Status write_problem_file(Task* task, const char* filename);
 
 }  // namespace vorlan

@@ -77,11 +77,11 @@ double valueat(std::span<const double> values, std::int64_t index) {
   return values[static_cast<std::size_t>(index)];
 }
 
-// A column of the report: one element for each row, and one more so that the library never receives
-// a null pointer.
+// Makes a column of the report: one element for each row, and one more so that the library never
+// receives a null pointer.
 template <typename T>
-std::vector<T> makecolumn(std::int32_t rows) {
-  return std::vector<T>(asindex(rows) + 1);
+void setrows(std::int32_t rows, std::vector<T>& column) {
+  column.assign(asindex(rows) + 1, T{});
 }
 
 struct Sizes {
@@ -92,23 +92,19 @@ struct Sizes {
 };
 
 struct VariableColumns {
-  explicit VariableColumns(std::int32_t numvar)
-      : skx(makecolumn<std::int32_t>(numvar)),
-        xx(makecolumn<double>(numvar)),
-        slx(xx),
-        sux(xx),
-        snx(xx) {}
+  void setnumvar(std::int32_t numvar) {
+    setrows(numvar, skx);
+    for (auto* column : {&xx, &slx, &sux, &snx}) setrows(numvar, *column);
+  }
   std::vector<std::int32_t> skx;
   std::vector<double> xx, slx, sux, snx;
 };
 
 struct ConstraintColumns {
-  explicit ConstraintColumns(std::int32_t numcon)
-      : skc(makecolumn<std::int32_t>(numcon)),
-        xc(makecolumn<double>(numcon)),
-        slc(xc),
-        suc(xc),
-        y(xc) {}
+  void setnumcon(std::int32_t numcon) {
+    setrows(numcon, skc);
+    for (auto* column : {&xc, &slc, &suc, &y}) setrows(numcon, *column);
+  }
   std::vector<std::int32_t> skc;
   std::vector<double> xc, slc, suc, y;
 };
@@ -116,8 +112,10 @@ struct ConstraintColumns {
 // Matrix variables: their dimensions, where the packed triangle of each begins, and two buffers for
 // all triangles. The listing of the integer section may look at a dimension two behind the last.
 struct BarColumns {
-  explicit BarColumns(std::int32_t numbarvar)
-      : dims(asindex(numbarvar) + 2), offsets(asindex(numbarvar) + 1) {}
+  void setnumbarvar(std::int32_t numbarvar) {
+    dims.assign(asindex(numbarvar) + 2, 0);
+    offsets.assign(asindex(numbarvar) + 1, 0);
+  }
   std::int64_t totalsize() const { return offsets.back(); }
   std::vector<std::int32_t> dims;
   std::vector<std::int64_t> offsets;
@@ -177,9 +175,9 @@ class PlainSolutionWriter {
   vlntaskt* task_;
   ReportFile report_;
   Sizes sizes_;
-  VariableColumns variables_{0};
-  ConstraintColumns constraints_{0};
-  BarColumns bars_{0};
+  VariableColumns variables_;
+  ConstraintColumns constraints_;
+  BarColumns bars_;
   std::vector<char> name_;
 };
 
@@ -236,7 +234,7 @@ void PlainSolutionWriter::fetchdimensions() {
   std::int64_t size = 0;
   for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) size += trianglesize(fetchdimension(222, j));
 
-  bars_ = BarColumns(sizes_.numbarvar);
+  bars_.setnumbarvar(sizes_.numbarvar);
   for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) {
     const std::int32_t dimension = fetchdimension(248, j);
     bars_.dims[asindex(j)] = dimension;
@@ -266,8 +264,8 @@ void PlainSolutionWriter::write() {
   const bool has_basic = fetchdefined(216, basic);
   const bool has_integer = fetchdefined(217, integer);
   fetchdimensions();
-  variables_ = VariableColumns(sizes_.numvar);
-  constraints_ = ConstraintColumns(sizes_.numcon);
+  variables_.setnumvar(sizes_.numvar);
+  constraints_.setnumcon(sizes_.numcon);
   // The library is told the size as a 32-bit number, so the longest of all names loses a byte.
   const bool fits = sizes_.maxnamelen < std::numeric_limits<std::int32_t>::max();
   name_.resize(asindex(sizes_.maxnamelen) + (fits ? 1 : 0));

@@ -206,11 +206,6 @@ TEST(BadArgument, SelectorsAndIndicesOutOfRange) {
 // Operations of later versions say so; they never pretend to have worked.
 TEST(BadArgument, OperationsToComeAreNeverSuccessful) {
   TestTask task;
-  EXPECT_EQ(code_name(VLN_readbsolution(task, "in.b", 0)), "VLN_RES_ERR_NOT_AVAILABLE");
-  EXPECT_EQ(code_name(VLN_writebsolution(task, "out.b", 2)), "VLN_RES_ERR_NOT_AVAILABLE");
-  EXPECT_EQ(code_name(VLN_writejsonsol(task, "out.json")), "VLN_RES_ERR_NOT_AVAILABLE");
-  EXPECT_EQ(code_name(VLN_writetasksolverresult_file(task, "out.task", 3)),
-            "VLN_RES_ERR_NOT_AVAILABLE");
   VLNrescode_enum termination = VLN_RES_OK;
   EXPECT_EQ(code_name(VLN_optimizermt(task, "http://server", "", &termination)),
             "VLN_RES_ERR_NOT_AVAILABLE");

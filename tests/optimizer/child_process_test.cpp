@@ -128,6 +128,35 @@ TEST_F(ChildProcess, ExceptionsBecomeCodes) {
             Code::kErrOptimizer);
 }
 
+#ifndef __SANITIZE_ADDRESS__  // its allocator knows no limit of the process and ends it
+TEST_F(ChildProcess, MemoryLimitIsACodeHoweverTheBackendTakesIt) {
+  ASSERT_TRUE(task_.parameters.put_by_name("VLN_DPAR_MEMORY_LIMIT", "64").ok());
+  const Solve within = [](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                          BackendResult* result) -> Status {
+    std::vector<char> block(32u << 20, 'x');
+    result->outcome = block.back() == 'x' ? Outcome::kOptimal : Outcome::kUnknown;
+    return {};
+  };
+  const Solve beyond = [](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                          BackendResult*) -> Status {
+    std::vector<char> block(96u << 20, 'x');
+    return {Code::kErrInternal, std::string(1, block.back())};
+  };
+  const Solve beyond_and_dies = [](const MinimizeProblem&, const Parameters&, double,
+                                   BackendMonitor*, BackendResult*) noexcept -> Status {
+    std::vector<char> block(96u << 20, 'x');
+    return {Code::kErrInternal, std::string(1, block.back())};
+  };
+  EXPECT_TRUE(run(within).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+  for (const Solve solve : {beyond, beyond_and_dies}) {
+    const Status status = run(solve);
+    EXPECT_EQ(status.code(), Code::kErrMemory);
+    EXPECT_NE(status.message().find("64 MiB"), std::string::npos) << status.message();
+  }
+}
+#endif
+
 TEST_F(ChildProcess, DeathIsACodeAndTheCallerLivesOn) {
   const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
                                BackendResult*) -> Status {

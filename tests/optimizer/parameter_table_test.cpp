@@ -56,6 +56,7 @@ TEST(ParameterTable, EveryParameterTakesItsBoundsAndWordsByName) {
   for (const DoubleParamEntry& entry : double_parameters()) {
     ASSERT_TRUE(parameters.put_by_name(entry.name, std::to_string(entry.upper)).ok()) << entry.name;
     EXPECT_EQ(parameters.get(entry.param), entry.upper) << entry.name;
+    if (entry.lower < 0.0) continue;
     EXPECT_EQ(parameters.put_by_name(entry.name, "-1").code(), Code::kErrParamRange) << entry.name;
   }
 }

@@ -19,7 +19,8 @@ TEST(ProblemFile, WhatIsWrittenReadsBackWithTheSameOptimum) {
   TestTask original;
   ASSERT_EQ(original.read(two_products(-1)), VLN_RES_OK);
   const double expected = solved_objective(original);
-  for (const char* name : {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst"}) {
+  for (const char* name : {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst", "a.jtask",
+                           "a.json.gz", "a.task", "a.task.zst"}) {
     const std::string path = test_file_path(name);
     ASSERT_EQ(VLN_writedata(original, path.c_str()), VLN_RES_OK) << original.last_message();
     TestTask copy;
@@ -62,6 +63,80 @@ TEST(ProblemFile, FilesThatCannotBeWrittenSayWhyAndLeaveNothing) {
   const std::string unknown = test_file_path("a.xyz");
   EXPECT_EQ(code_name(VLN_writedata(task, unknown.c_str())), "VLN_RES_ERR_FILE_FORMAT");
   EXPECT_NE(::access(unknown.c_str(), F_OK), 0);
+}
+
+// A task file carries solutions unless parameter 109 is off, and the parameters that were changed.
+TEST(ProblemFile, TaskFilesCarrySolutionsAndParameters) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  const double expected = solved_objective(task);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_RANDOM_SEED", "17"), VLN_RES_OK);
+  for (const char* name : {"d.jtask", "d.task"}) {
+    const std::string path = test_file_path(name);
+    TestTask copy;
+    ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+    ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
+    ASSERT_TRUE(copy.defined(1)) << name;
+    EXPECT_EQ(copy.objective(1), expected);
+    EXPECT_EQ(copy.var_doubles(VLN_getxx, 1), task.var_doubles(VLN_getxx, 1));
+    int32_t seed = 0;
+    ASSERT_EQ(VLN_getintparam(copy, 3, &seed), VLN_RES_OK);
+    EXPECT_EQ(seed, 17);
+
+    ASSERT_EQ(VLN_putintparam(task, 109, 0), VLN_RES_OK);
+    ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+    ASSERT_EQ(VLN_putintparam(task, 109, 1), VLN_RES_OK);
+    ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
+    EXPECT_FALSE(copy.defined(1)) << name;
+  }
+}
+
+TEST(SolutionFile, ABSolutionReadsBackAndTheSelectorAloneCompresses) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  const double expected = solved_objective(task);
+  for (const uint32_t compression : {0U, 2U, 3U}) {
+    const std::string path = test_file_path("solution.gz");
+    ASSERT_EQ(VLN_writebsolution(task, path.c_str(), compression), VLN_RES_OK);
+    EXPECT_EQ(read_whole_file(path).substr(0, 2) == "\x1f\x8b", compression == 2);
+    TestTask copy;
+    ASSERT_EQ(copy.read(two_products(-1)), VLN_RES_OK);
+    ASSERT_EQ(VLN_readbsolution(copy, path.c_str(), compression), VLN_RES_OK)
+        << copy.last_message();
+    ASSERT_TRUE(copy.defined(1));
+    EXPECT_EQ(copy.objective(1), expected);
+    EXPECT_EQ(copy.con_doubles(VLN_gety, 1), task.con_doubles(VLN_gety, 1));
+  }
+}
+
+TEST(SolutionFile, ABSolutionThatDoesNotFitIsRefusedWhole) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  task.solve();
+  const std::string path = test_file_path("other.b");
+  ASSERT_EQ(VLN_writebsolution(task, path.c_str(), 0), VLN_RES_OK);
+  TestTask other;
+  ASSERT_EQ(other.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n Z C 1 R 1\nRHS\n B R 2\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_NE(VLN_readbsolution(other, path.c_str(), 0), VLN_RES_OK);
+  EXPECT_FALSE(other.defined(1));
+}
+
+TEST(SolutionFile, JsonAndSolverResultSayWhatTheSolveGave) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  const std::string json = test_file_path("s.json");
+  ASSERT_EQ(VLN_writejsonsol(task, json.c_str()), VLN_RES_OK);
+  EXPECT_NE(read_whole_file(json).find("\"solutions\": {}"), std::string::npos);
+  task.solve();
+  ASSERT_EQ(VLN_writejsonsol(task, json.c_str()), VLN_RES_OK);
+  EXPECT_NE(read_whole_file(json).find("\"basic\""), std::string::npos);
+  const std::string result = test_file_path("s.task");
+  ASSERT_EQ(VLN_writetasksolverresult_file(task, result.c_str(), 0), VLN_RES_OK);
+  const std::string bytes = read_whole_file(result);
+  for (const char* word : {"VLN_RES_OK", "simplex iterations", "dual violation", "time"}) {
+    EXPECT_NE(bytes.find(word), std::string::npos) << word;
+  }
 }
 
 TEST(ProblemFile, ASilentTaskTellsNoFileName) {

@@ -220,6 +220,79 @@ TEST(IntegerSolve, KnownOptimum) {
             (std::vector<int32_t>{kKeyAtUpper, kKeySuperBasic}));
 }
 
+// The choice of a method for linear models must not turn a model into its relaxation.
+TEST(IntegerSolve, EveryOptimizerSolvesTheIntegerModel) {
+  for (const char* optimizer : {"free", "primal_simplex", "dual_simplex", "interior_point"}) {
+    TestTask task;
+    ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n"
+                        " M 'MARKER' 'INTEND'\nRHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n"),
+              VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
+    EXPECT_EQ(task.solve(), VLN_RES_OK) << optimizer;
+    EXPECT_EQ(task.solution_status(kInteger), 9) << optimizer;
+    EXPECT_NEAR(task.objective(kInteger), 2.0, 1e-9) << optimizer;
+  }
+}
+
+// Parallel columns that presolve may merge only with care. Without presolve, and by another solver,
+// the best is 43.
+TEST(IntegerSolve, ParallelColumnsKeepTheBestPoint) {
+  TestTask task;
+  ASSERT_EQ(task.read(with_sense("NAME A\n"
+                                 "ROWS\n"
+                                 " N C\n"
+                                 " G R0\n"
+                                 " E R1\n"
+                                 " G R2\n"
+                                 "COLUMNS\n"
+                                 " M 'MARKER' 'INTORG'\n"
+                                 " X0 C 4\n"
+                                 " X0 R0 -4\n"
+                                 " M 'MARKER' 'INTEND'\n"
+                                 " X1 C 2\n"
+                                 " M 'MARKER' 'INTORG'\n"
+                                 " X2 C -4\n"
+                                 " X2 R2 4\n"
+                                 " M 'MARKER' 'INTEND'\n"
+                                 " M 'MARKER' 'INTORG'\n"
+                                 " X3 C -5\n"
+                                 " X3 R1 1\n"
+                                 " M 'MARKER' 'INTEND'\n"
+                                 " M 'MARKER' 'INTORG'\n"
+                                 " X4 C -2\n"
+                                 " X4 R0 -4\n"
+                                 " X4 R2 4\n"
+                                 " M 'MARKER' 'INTEND'\n"
+                                 " M 'MARKER' 'INTORG'\n"
+                                 " X5 C -3\n"
+                                 " X5 R1 1\n"
+                                 " X5 R2 -2\n"
+                                 " M 'MARKER' 'INTEND'\n"
+                                 "RHS\n"
+                                 " B C 5\n"
+                                 " B R0 -10\n"
+                                 " B R1 -2\n"
+                                 " B R2 -13\n"
+                                 "BOUNDS\n"
+                                 " LO B X0 2\n"
+                                 " UP B X0 7\n"
+                                 " LO B X1 2\n"
+                                 " UP B X1 7\n"
+                                 " LO B X2 -3\n"
+                                 " UP B X2 3\n"
+                                 " LO B X3 -3\n"
+                                 " UP B X3 -1\n"
+                                 " LO B X4 -2\n"
+                                 " UP B X4 0\n"
+                                 " LO B X5 -1\n"
+                                 " UP B X5 4\n"
+                                 "ENDATA\n")),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kInteger), 9);
+  EXPECT_NEAR(task.objective(kInteger), 43.0, 1e-9);
+}
+
 TEST(IntegerSolve, SemiContinuous) {
   // minimize x + y, x + y >= 1, y <= 0.5, x = 0 or 2 <= x <= 10.
   TestTask task;

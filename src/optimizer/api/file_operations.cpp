@@ -1,15 +1,27 @@
 // Operations on problem and solution files.
 #include "api/operation.h"
 #include "format/problem_file.h"
+#include "format/result_file.h"
 
 using namespace vorlan;
 using namespace vorlan::api;
 
 namespace {
 
-Status not_available(const char* what) {
-  return {Code::kErrNotAvailable,
-          std::string(what) + " is not available in this version of the library"};
+Status check_solution_file(const char* filename, uint32_t compression) {
+  Status status = check_pointers({{"filename", filename}});
+  return status.ok() ? check_compression(compression) : status;
+}
+
+Compression to_compression(uint32_t selector) { return static_cast<Compression>(selector); }
+
+VLNrescode_enum write_as(vlntaskt* task, const char* filename, SolutionFormat format,
+                         uint32_t compression) {
+  return run(task, [=](Task& t) {
+    const Status status = check_solution_file(filename, compression);
+    if (!status.ok()) return status;
+    return write_solution_file(&t, filename, format, to_compression(compression));
+  });
 }
 
 }  // namespace
@@ -29,33 +41,21 @@ VLNrescode_enum VLN_writedata(vlntaskt* task, const char* filename) {
 }
 
 VLNrescode_enum VLN_readbsolution(vlntaskt* task, const char* filename, uint32_t compression) {
-  return run(task, [=](Task&) {
-    Status status = check_pointers({{"filename", filename}});
-    if (status.ok()) status = check_compression(compression);
-    return status.ok() ? not_available("reading b solutions") : status;
+  return run(task, [=](Task& t) {
+    const Status status = check_solution_file(filename, compression);
+    return status.ok() ? read_solution_file(&t, filename, to_compression(compression)) : status;
   });
 }
 
 VLNrescode_enum VLN_writebsolution(vlntaskt* task, const char* filename, uint32_t compression) {
-  return run(task, [=](Task&) {
-    Status status = check_pointers({{"filename", filename}});
-    if (status.ok()) status = check_compression(compression);
-    return status.ok() ? not_available("writing b solutions") : status;
-  });
+  return write_as(task, filename, SolutionFormat::kB, compression);
 }
 
 VLNrescode_enum VLN_writejsonsol(vlntaskt* task, const char* filename) {
-  return run(task, [=](Task&) {
-    Status status = check_pointers({{"filename", filename}});
-    return status.ok() ? not_available("writing JSON solutions") : status;
-  });
+  return write_as(task, filename, SolutionFormat::kJson, 0);
 }
 
 VLNrescode_enum VLN_writetasksolverresult_file(vlntaskt* task, const char* filename,
                                                uint32_t compression) {
-  return run(task, [=](Task&) {
-    Status status = check_pointers({{"filename", filename}});
-    if (status.ok()) status = check_compression(compression);
-    return status.ok() ? not_available("writing task solver results") : status;
-  });
+  return write_as(task, filename, SolutionFormat::kSolverResult, compression);
 }

@@ -26,16 +26,16 @@ const Solution* find_solution(const Task& task, int32_t whichsol, Status* failur
   return nullptr;
 }
 
-// Runs query(solution) on a defined solution, with the out-argument checked.
-template <class Query>
-VLNrescode_enum query_solution(vlntaskt* task, int32_t whichsol, PointerArgument out,
+// *out = query(solution) for a defined solution.
+template <class Out, class Query>
+VLNrescode_enum query_solution(vlntaskt* task, int32_t whichsol, const char* name, Out* out,
                                Query&& query) {
   return run(task, [&](Task& t) {
     Status status = check_selector(whichsol);
-    if (status.ok()) status = check_pointers({out});
     if (!status.ok()) return status;
+    if (out == nullptr) return null_argument(name);
     const Solution* solution = find_solution(t, whichsol, &status);
-    if (solution != nullptr) query(*solution);
+    if (solution != nullptr) *out = query(*solution);
     return status;
   });
 }
@@ -51,8 +51,7 @@ VLNrescode_enum copy_array(vlntaskt* task, int32_t whichsol, const char* name,
     if (solution == nullptr) return status;
     const std::vector<Element>& source = solution->*array;
     if (source.empty()) return Status();
-    status = check_pointers({{name, out}});
-    if (!status.ok()) return status;
+    if (out == nullptr) return null_argument(name);
     std::transform(source.begin(), source.end(), out,
                    [](Element element) { return static_cast<Out>(element); });
     return Status();
@@ -88,8 +87,7 @@ VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int3
                           static_cast<long long>(size), static_cast<long long>(slicesize))};
     }
     if (size == 0) return {};
-    status = check_pointers({{name, out}});
-    if (!status.ok()) return status;
+    if (out == nullptr) return null_argument(name);
     std::copy_n((solution->*array).begin() + begin, size, out);
     return {};
   });
@@ -100,27 +98,28 @@ VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int3
 VLNrescode_enum VLN_solutiondef(vlntaskt* task, int32_t whichsol, int32_t* isdef) {
   return run(task, [=](Task& t) {
     Status status = check_selector(whichsol);
-    if (status.ok()) status = check_pointers({{"isdef", isdef}});
-    if (status.ok()) *isdef = t.solutions[static_cast<size_t>(whichsol)].defined ? 1 : 0;
+    if (!status.ok()) return status;
+    if (isdef == nullptr) return null_argument("isdef");
+    *isdef = t.solutions[static_cast<size_t>(whichsol)].defined ? 1 : 0;
     return status;
   });
 }
 
 VLNrescode_enum VLN_getprosta(vlntaskt* task, int32_t whichsol, int32_t* problemsta) {
-  return query_solution(task, whichsol, {"problemsta", problemsta}, [=](const Solution& solution) {
-    *problemsta = static_cast<int32_t>(solution.problem_status);
+  return query_solution(task, whichsol, "problemsta", problemsta, [](const Solution& solution) {
+    return static_cast<int32_t>(solution.problem_status);
   });
 }
 
 VLNrescode_enum VLN_getsolsta(vlntaskt* task, int32_t whichsol, int32_t* solutionsta) {
-  return query_solution(
-      task, whichsol, {"solutionsta", solutionsta},
-      [=](const Solution& solution) { *solutionsta = static_cast<int32_t>(solution.status); });
+  return query_solution(task, whichsol, "solutionsta", solutionsta, [](const Solution& solution) {
+    return static_cast<int32_t>(solution.status);
+  });
 }
 
 VLNrescode_enum VLN_getprimalobj(vlntaskt* task, int32_t whichsol, double* primalobj) {
-  return query_solution(task, whichsol, {"primalobj", primalobj},
-                        [=](const Solution& solution) { *primalobj = solution.primal_objective; });
+  return query_solution(task, whichsol, "primalobj", primalobj,
+                        [](const Solution& solution) { return solution.primal_objective; });
 }
 
 VLNrescode_enum VLN_getskx(vlntaskt* task, int32_t whichsol, int32_t* skx) {

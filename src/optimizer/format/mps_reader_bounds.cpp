@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <ranges>
 
 #include "format/mps_names.h"
 #include "format/mps_reader.h"
@@ -292,10 +291,11 @@ Status MpsReader::finish_constraints() {
   };
   const auto rhs_is_finite = [this](size_t row) { return std::isfinite(model_->con_lower[row]); };
   // The wide ranges first: the right-hand sides are still in place. The last one of a row counts.
-  for (const auto& wide : std::views::reverse(wide_ranges_)) {
-    const auto row = static_cast<size_t>(wide.first);
+  for (size_t k = wide_ranges_.size(); k-- > 0;) {
+    const auto& [wide_row, range] = wide_ranges_[k];
+    const auto row = static_cast<size_t>(wide_row);
     if ((row_flags_[row] & kHasWideRange) == 0 || !rhs_is_finite(row)) continue;
-    set_sides(row, ranged_sides(row_type_[row], model_->con_lower[row], wide.second));
+    set_sides(row, ranged_sides(row_type_[row], model_->con_lower[row], range));
     row_flags_[row] = 0;
     row_type_[row] = ' ';  // done
   }

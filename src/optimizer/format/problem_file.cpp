@@ -3,10 +3,13 @@
 #include "format/problem_file.h"
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 #include <utility>
 
+#include "format/lp.h"
 #include "format/mps.h"
+#include "format/task_file.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -15,6 +18,10 @@ namespace {
 constexpr ProblemFormat kFormats[] = {
     {".mps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
     {".qps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
+    {".lp", "LP", SolutionSwitch::kNever, read_lp, write_lp},
+    {".jtask", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
+    {".json", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
+    {".task", "task", SolutionSwitch::kTaskFiles, read_task, write_task},
 };
 
 std::string_view without_suffix(std::string_view name, std::string_view suffix) {
@@ -96,12 +103,36 @@ bool carries_solutions(const ProblemFormat& format, const Parameters& parameters
   return false;
 }
 
+// Parameters that commands set around their calls, and not properties of a model.
+bool belongs_to_the_run(IntParam param) {
+  return param == IntParam::kShowFileNames || param == IntParam::kTaskFileSolutions ||
+         param == IntParam::kTextFileSolutions || param == IntParam::kAsyncRead ||
+         param == IntParam::kAsyncWrite;
+}
+
 Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters) {
   for (const ParameterSetting& setting : settings) {
     Status status = parameters->put_by_name(setting.name, setting.value);
     if (!status.ok()) return status;
   }
   return {};
+}
+
+// The parameters that a file is to carry: what the task has beyond the defaults. What a command
+// forces around its call is not the task's own.
+std::vector<ParameterSetting> changed_settings(const Parameters& parameters) {
+  std::vector<ParameterSetting> settings;
+  for (const IntParamEntry& entry : int_parameters()) {
+    if (belongs_to_the_run(entry.param) || parameters.get(entry.param) == entry.initial) continue;
+    settings.push_back({entry.name, std::to_string(parameters.get(entry.param))});
+  }
+  for (const DoubleParamEntry& entry : double_parameters()) {
+    const double value = parameters.get(entry.param);
+    if (value == entry.initial) continue;
+    std::array<char, kLongestNumber> text{};
+    settings.push_back({entry.name, std::string(text.data(), format_double(value, text.data()))});
+  }
+  return settings;
 }
 
 }  // namespace
@@ -127,6 +158,7 @@ Status read_problem_file(Task* task, const char* filename) {
 
   task->model = std::move(file.model);
   task->solutions = std::move(file.solutions);
+  task->solver_result = {};
   task->parameters = parameters;
   task->log_text(kLogSummary, warnings.text());
   task->log_text(kLogSummary, format_text("Read %s in %.2f s\n", describe(task->model).c_str(),
@@ -143,8 +175,8 @@ Status write_problem_file(Task* task, const char* filename) {
   if (!status.ok()) return status;
 
   Warnings warnings;
-  const ProblemView view{
-      task->model, task->solutions, carries_solutions(*format, task->parameters), {}};
+  const ProblemView view{task->model, task->solutions, carries_solutions(*format, task->parameters),
+                         changed_settings(task->parameters)};
   status = format->write(view, &file, &warnings);
   if (status.ok()) status = file.finish();
   if (status.ok()) task->log_text(kLogSummary, warnings.text());

@@ -5,8 +5,8 @@
 
 namespace vorlan {
 
-MinimizeProblem::MinimizeProblem(const Model& task_model)
-    : model(task_model), cost(task_model.cost) {
+MinimizeProblem::MinimizeProblem(const Model& task_model, const Solution* start_solution)
+    : model(task_model), cost(task_model.cost), start(start_solution) {
   if (!model.maximize) return;
   for (double& c : cost) c = -c;
 }

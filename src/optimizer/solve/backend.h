@@ -16,12 +16,15 @@
 
 namespace vorlan {
 
-// minimize cost'x subject to the constraints and bounds of the model.
+// minimize cost'x subject to the constraints and bounds of the model. A backend may start from an
+// earlier solution of the task, of the same number of variables and constraints; it may be no
+// solution of this model.
 struct MinimizeProblem {
   const Model& model;
   std::vector<double> cost;
+  const Solution* start;  // nullptr: none
 
-  explicit MinimizeProblem(const Model& task_model);
+  explicit MinimizeProblem(const Model& task_model, const Solution* start_solution = nullptr);
   double sense_factor() const { return model.maximize ? -1.0 : 1.0; }
 };
 

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "solve/runner.h"
 #include "solve/shared_result.h"
@@ -34,6 +36,8 @@ constexpr double kGraceSeconds = 0.25;
 constexpr double kReapSeconds = 0.05;
 // The child waits no longer than this for room in the pipe before it drops log text.
 constexpr int kLogPatienceMilliseconds = 200;
+// From here on a memory limit would overflow and is none.
+constexpr double kUnlimitedMebibytes = 0x1p43;
 
 Status system_failure(const char* what) {
   return {Code::kErrProcess, format_text("%s: %s", what, std::strerror(errno))};
@@ -116,16 +120,51 @@ void settle_as_child(pid_t parent, int pipe) {
 #endif
 }
 
+// Memory that the process has for its data now, in bytes; 0 when the system does not tell.
+uint64_t data_size() {
+  const int file = ::open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return 0;
+  char text[256] = "";
+  const ssize_t length = ::read(file, text, sizeof text - 1);
+  ::close(file);
+  unsigned long long pages = 0;
+  if (length <= 0 || std::sscanf(text, "%*u %*u %*u %*u %*u %llu", &pages) != 1) return 0;
+  return pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
+// Of the child alone, for a handler that takes no argument.
+SharedResult* g_exhausted_memory_of = nullptr;
+
+void on_exhausted_memory() {
+  g_exhausted_memory_of->note_memory_exhausted();
+  throw std::bad_alloc();
+}
+
+// Whoever runs out of memory, and whatever becomes of the exception: the parent knows it.
+void limit_memory(const Parameters& parameters, SharedResult* shared) {
+  g_exhausted_memory_of = shared;
+  std::set_new_handler(on_exhausted_memory);
+  const double mebibytes = parameters.get(DoubleParam::kMemoryLimit);
+  if (mebibytes >= kUnlimitedMebibytes) return;
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_DATA, &limit) != 0) return;
+  const uint64_t bytes = data_size() + static_cast<uint64_t>(mebibytes * 0x1p20);
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, bytes);
+  ::setrlimit(RLIMIT_DATA, &limit);
+}
+
 [[noreturn]] void live_as_child(const Backend& backend, const MinimizeProblem& problem,
                                 const Task& task, double seconds, int pipe, SharedResult* shared) {
   ChildMonitor monitor(shared, pipe);
   BackendResult result;
   Status status;
+  limit_memory(task.parameters, shared);
   try {
     status = backend.solve(problem, task.parameters, seconds, &monitor, &result);
     shared->finish(status, result);
   } catch (const std::bad_alloc&) {
-    shared->finish({Code::kErrMemory, "the optimizer ran out of memory"}, {});
+    shared->note_memory_exhausted();
+    shared->finish({Code::kErrMemory, ""}, {});
   } catch (const std::exception& e) {
     shared->finish({Code::kErrOptimizer, format_text("the optimizer failed: %s", e.what())}, {});
   } catch (...) {
@@ -225,6 +264,16 @@ Status describe_death(int exit_status, bool known) {
           format_text("the process that ran the optimizer ended %s", how.c_str())};
 }
 
+Status describe_exhaustion(const Parameters& parameters) {
+  const double mebibytes = parameters.get(DoubleParam::kMemoryLimit);
+  if (mebibytes >= kUnlimitedMebibytes) {
+    return {Code::kErrMemory, "the optimizer ran out of memory"};
+  }
+  return {Code::kErrMemory,
+          format_text("the optimizer needs more than the %g MiB of memory that it may take",
+                      mebibytes)};
+}
+
 void keep_incumbent(const SharedResult& shared, Code reason, BackendResult* result) {
   result->outcome = Outcome::kStopped;
   result->termination = reason;
@@ -268,11 +317,13 @@ Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task
   if (reaped == 0) task->killed_children.add(pid);
 
   if (!shared.complete()) {
+    if (!watch.killed() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
     if (!watch.killed()) return describe_death(exit_status, reaped == pid);
     keep_incumbent(shared, listener->stop_reason(), result);
     return {};
   }
   Status status = shared.take(result);
+  if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
   if (!status.ok()) return status;
   if (result->outcome == Outcome::kStopped && listener->stopped()) {
     result->termination = listener->stop_reason();

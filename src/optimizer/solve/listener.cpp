@@ -1,13 +1,28 @@
 // The beat of the progress callback; see listener.h.
 #include "solve/listener.h"
 
+#include <algorithm>
+#include <cmath>
 #include <ctime>
+
+#include "task/text.h"
 
 namespace vorlan {
 namespace {
 
 // 50 times a second: more than the 20 that callers are promised, to leave room for a busy machine.
 constexpr double kBeatSeconds = 0.02;
+
+// A figure that is not known yet is a dash.
+std::string figure(double value) { return std::isfinite(value) ? format_text("%.8g", value) : "-"; }
+
+// In percent, relative to the incumbent.
+std::string gap_figure(double incumbent, double bound) {
+  if (!std::isfinite(incumbent) || !std::isfinite(bound)) return "-";
+  const double distance = std::fabs(incumbent - bound);
+  if (distance == 0.0) return "0.00%";
+  return format_text("%.2f%%", 100.0 * distance / std::max(std::fabs(incumbent), 1e-10));
+}
 
 }  // namespace
 
@@ -20,7 +35,10 @@ double monotonic_seconds() {
 Listener::Listener(Task* task)
     : task_(task),
       start_(monotonic_seconds()),
-      time_limit_(task->parameters.get(DoubleParam::kTimeLimit)) {}
+      time_limit_(task->parameters.get(DoubleParam::kTimeLimit)),
+      logs_progress_(task->model.is_mixed_integer()),
+      log_interval_(task->parameters.get(DoubleParam::kLogInterval)),
+      next_line_(log_interval_) {}
 
 void Listener::log(std::string_view text) { task_->log_text(kLogFull, std::string(text)); }
 
@@ -37,12 +55,28 @@ bool Listener::beat_now(const Progress& progress) {
   if (stopped()) return true;
   const double seconds = elapsed();
   last_beat_ = seconds;
+  if (logs_progress_ && seconds >= next_line_) log_progress(progress, seconds);
   if (callback_asks_to_stop(progress, seconds)) {
     stop_reason_ = Code::kTrmUserCallback;
   } else if (seconds > time_limit_) {
     stop_reason_ = Code::kTrmTimeLimit;
   }
   return stopped();
+}
+
+void Listener::log_progress(const Progress& progress, double seconds) {
+  next_line_ = seconds + log_interval_;
+  const double factor = task_->model.maximize ? -1.0 : 1.0;
+  const double incumbent = factor * progress.objective + task_->model.constant;
+  const double bound = factor * progress.bound + task_->model.constant;
+  std::string text;
+  if (!has_heading_)
+    text = "      time         nodes         incumbent             bound        gap\n";
+  has_heading_ = true;
+  text += format_text("%8.1f s %13lld %17s %17s %10s\n", seconds,
+                      static_cast<long long>(progress.nodes), figure(incumbent).c_str(),
+                      figure(bound).c_str(), gap_figure(incumbent, bound).c_str());
+  task_->log_text(kLogFull, text);
 }
 
 bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {

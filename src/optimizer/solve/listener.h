@@ -38,11 +38,17 @@ class Listener {
   Code stop_reason() const { return stop_reason_; }
 
  private:
+  // A line for a person who follows a mixed-integer solve.
+  void log_progress(const Progress& progress, double seconds);
   bool callback_asks_to_stop(const Progress& progress, double seconds) const;
 
   Task* task_;
   double start_;
   double time_limit_;
+  bool logs_progress_;
+  double log_interval_;
+  double next_line_;
+  bool has_heading_ = false;
   double last_beat_ = -kInfinity;
   Code stop_reason_ = Code::kOk;
 };

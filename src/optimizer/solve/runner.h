@@ -6,8 +6,8 @@
 
 namespace vorlan {
 
-// In this process: the callback is called when the backend gives a chance, and a stop takes effect
-// when the backend obeys it.
+// In this process and with one thread: the callback is called when the backend gives a chance, and
+// a stop takes effect when the backend obeys it. What the backend prints is dropped.
 Status run_here(const Backend& backend, const MinimizeProblem& problem, Task* task,
                 Listener* listener, BackendResult* result);
 

@@ -25,6 +25,7 @@ enum Present : uint32_t {
 struct SharedResult::Header {
   std::atomic<bool> stop = false;
   std::atomic<bool> complete = false;
+  std::atomic<bool> memory_exhausted = false;
 
   std::atomic<double> objective = kInfinity;
   std::atomic<double> bound = -kInfinity;
@@ -73,6 +74,8 @@ SharedResult::~SharedResult() {
 
 void SharedResult::ask_to_stop() { header_->stop = true; }
 bool SharedResult::stop_asked() const { return header_->stop; }
+void SharedResult::note_memory_exhausted() { header_->memory_exhausted = true; }
+bool SharedResult::memory_exhausted() const { return header_->memory_exhausted; }
 bool SharedResult::complete() const { return header_->complete; }
 
 Progress SharedResult::progress() const {

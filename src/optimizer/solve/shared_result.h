@@ -24,6 +24,7 @@ class SharedResult {
 
   // The parent's side.
   void ask_to_stop();
+  bool memory_exhausted() const;
   Progress progress() const;
   bool complete() const;
   // Once complete: the status of the backend, and its result.
@@ -33,6 +34,7 @@ class SharedResult {
 
   // The child's side.
   bool stop_asked() const;
+  void note_memory_exhausted();
   void publish(const Progress& progress);
   void publish_incumbent(std::span<const double> x);
   void finish(const Status& status, const BackendResult& result);

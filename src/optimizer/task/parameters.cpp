@@ -17,6 +17,9 @@ constexpr ValueWord kSwitchWords[] = {{"off", 0}, {"on", 1},    {"no", 0},
 constexpr ValueWord kOptimizerWords[] = {
     {"free", 0}, {"primal_simplex", 1}, {"dual_simplex", 2}, {"interior_point", 3}};
 constexpr ValueWord kPresolveWords[] = {{"off", 0}, {"on", 1}, {"free", 2}};
+constexpr ValueWord kChildWords[] = {{"off", 0}, {"on", 1}, {"automatic", 2}};
+constexpr ValueWord kScalingWords[] = {
+    {"off", 0}, {"free", 1}, {"equilibrate", 2}, {"forced", 3}, {"max_value", 4}};
 constexpr ValueWord kLogWords[] = {{"off", 0}, {"summary", 1}, {"full", 2}};
 
 constexpr IntParamEntry kInts[] = {

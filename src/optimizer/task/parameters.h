@@ -32,6 +32,11 @@ enum class DoubleParam : int32_t {
 #undef VORLAN_DOUBLE
 };
 
+// Values that mean something outside the optimizers.
+inline constexpr int32_t kInteriorPoint = 3;  // of kOptimizer
+inline constexpr int32_t kChildOn = 1;        // of kChildProcess
+inline constexpr int32_t kChildAutomatic = 2;
+
 struct ValueWord {
   const char* word;
   int32_t value;
@@ -75,8 +80,8 @@ class Parameters {
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:
-  static constexpr size_t kNumInts = 16;
-  static constexpr size_t kNumDoubles = 7;
+  static constexpr size_t kNumInts = 20;
+  static constexpr size_t kNumDoubles = 11;
   std::array<int32_t, kNumInts> ints_;
   std::array<double, kNumDoubles> doubles_;
 };

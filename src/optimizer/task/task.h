@@ -11,6 +11,7 @@
 #include "task/model.h"
 #include "task/parameters.h"
 #include "task/solution.h"
+#include "task/solver_result.h"
 #include "task/status.h"
 #include "vorlan.h"
 
@@ -25,6 +26,7 @@ struct Task {
   Model model;
   Parameters parameters;
   std::array<Solution, kNumSolutions> solutions;
+  SolverResult solver_result;
   LogStream log;
   Callback callback;
   KilledChildren killed_children;

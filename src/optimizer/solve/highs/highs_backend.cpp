@@ -20,11 +20,24 @@ namespace {
 
 struct Watch {
   BackendMonitor* monitor;
-  size_t num_var;
+  const MinimizeProblem& problem;
   Progress progress;
+  bool drops_text = false;
+
+  // HiGHS counts the constant in; the library's border does so itself.
+  double constant() const { return problem.sense_factor() * problem.model.constant; }
 };
 
-void note_progress(int type, const HighsCallbackDataOut& data, Progress* progress) {
+// The table of branch and bound has a line for each new incumbent and restart, thousands on some
+// models, and the report at its end repeats the library's; the library's own progress lines take
+// their place. The legend of the table's letters tells that it begins.
+void pass_text(std::string_view text, Watch* watch) {
+  if (text.find("Src: ") != std::string_view::npos) watch->drops_text = true;
+  if (!watch->drops_text) watch->monitor->log(text);
+}
+
+void note_progress(int type, const HighsCallbackDataOut& data, double constant,
+                   Progress* progress) {
   switch (type) {
     case kCallbackSimplexInterrupt:
       progress->simplex_iterations = data.simplex_iteration_count;
@@ -34,8 +47,8 @@ void note_progress(int type, const HighsCallbackDataOut& data, Progress* progres
       break;
     case kCallbackMipInterrupt:
     case kCallbackMipImprovingSolution:
-      progress->objective = data.mip_primal_bound;
-      progress->bound = data.mip_dual_bound;
+      progress->objective = data.mip_primal_bound - constant;
+      progress->bound = data.mip_dual_bound - constant;
       progress->relative_gap = data.mip_gap;
       progress->nodes = data.mip_node_count;
       progress->simplex_iterations = data.mip_total_lp_iterations;
@@ -49,13 +62,13 @@ void on_callback(int type, const std::string& text, const HighsCallbackDataOut* 
                  HighsCallbackDataIn* answer, void* handle) {
   auto* watch = static_cast<Watch*>(handle);
   if (type == kCallbackLogging) {
-    watch->monitor->log(text);
+    pass_text(text, watch);
     return;
   }
-  note_progress(type, *data, &watch->progress);
+  note_progress(type, *data, watch->constant(), &watch->progress);
   if (type == kCallbackMipImprovingSolution) {
     if (data->mip_solution != nullptr) {
-      watch->monitor->incumbent({data->mip_solution, watch->num_var});
+      watch->monitor->incumbent({data->mip_solution, watch->problem.cost.size()});
     }
     return;
   }
@@ -113,6 +126,79 @@ HighsLp highs_model(const MinimizeProblem& problem) {
   return lp;
 }
 
+// Cutoffs in terms of the minimization; HiGHS counts the constant in.
+void set_cutoffs(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+  double lower = parameters.get(DoubleParam::kLowerCutoff);
+  double upper = parameters.get(DoubleParam::kUpperCutoff);
+  if (problem.model.maximize) {
+    std::swap(lower, upper);
+    lower = -lower;
+    upper = -upper;
+  }
+  if (std::isfinite(lower)) highs->setOptionValue("objective_target", lower);
+  if (std::isfinite(upper)) highs->setOptionValue("objective_bound", upper);
+}
+
+// False when the keys are not those of a basis.
+bool basis_status(StatusKey key, double lower, double upper, HighsBasisStatus* status) {
+  const bool upper_only = key == StatusKey::kAtUpper || !std::isfinite(lower);
+  *status = HighsBasisStatus::kLower;
+  if (key == StatusKey::kBasic) {
+    *status = HighsBasisStatus::kBasic;
+  } else if (upper_only && std::isfinite(upper)) {
+    *status = HighsBasisStatus::kUpper;
+  } else if (!std::isfinite(lower)) {
+    *status = HighsBasisStatus::kZero;
+  }
+  return key != StatusKey::kUnknown && key != StatusKey::kInfinite;
+}
+
+bool make_basis(const Model& model, const Solution& start, HighsBasis* basis) {
+  basis->col_status.resize(model.cost.size());
+  basis->row_status.resize(model.con_lower.size());
+  if (start.skx.size() != model.cost.size() || start.skc.size() != model.con_lower.size()) {
+    return false;
+  }
+  bool whole = true;
+  for (size_t j = 0; j < start.skx.size(); ++j) {
+    whole &=
+        basis_status(start.skx[j], model.var_lower[j], model.var_upper[j], &basis->col_status[j]);
+  }
+  for (size_t i = 0; i < start.skc.size(); ++i) {
+    whole &=
+        basis_status(start.skc[i], model.con_lower[i], model.con_upper[i], &basis->row_status[i]);
+  }
+  const auto is_basic = [](HighsBasisStatus status) { return status == HighsBasisStatus::kBasic; };
+  const auto num_basic =
+      std::count_if(basis->col_status.begin(), basis->col_status.end(), is_basic) +
+      std::count_if(basis->row_status.begin(), basis->row_status.end(), is_basic);
+  return whole && num_basic == model.num_con();
+}
+
+// From a basis HiGHS goes on without presolve, hence only where there is one to go on from.
+void start_linear(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+  if (parameters.get(IntParam::kOptimizer) == kInteriorPoint) return;
+  HighsBasis basis;
+  if (make_basis(problem.model, *problem.start, &basis)) highs->setBasis(basis);
+}
+
+void start_integer(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+  const Solution& start = *problem.start;
+  const bool has_point = start.status == SolutionStatus::kIntegerOptimal ||
+                         start.status == SolutionStatus::kPrimalFeasible;
+  const double tolerance = parameters.get(DoubleParam::kFeasibilityTolerance);
+  if (!has_point || primal_violation(problem.model, start.xx) > tolerance) return;
+  HighsSolution point;
+  point.col_value = start.xx;
+  highs->setSolution(point);
+}
+
+void set_start(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+  if (problem.start == nullptr) return;
+  const bool integer = problem.model.is_mixed_integer();
+  (integer ? start_integer : start_linear)(problem, parameters, highs);
+}
+
 Status pass_model(const MinimizeProblem& problem, Highs* highs) {
   if (problem.model.matrix.num_elements() > std::numeric_limits<HighsInt>::max()) {
     return {Code::kErrModelSize,
@@ -142,6 +228,10 @@ bool set_outcome(const Highs& highs, const Parameters& parameters, BackendResult
     case HighsModelStatus::kOptimal:
     case HighsModelStatus::kModelEmpty:
       result->outcome = Outcome::kOptimal;
+      return true;
+    case HighsModelStatus::kObjectiveBound:
+    case HighsModelStatus::kObjectiveTarget:
+      stop_with(Code::kTrmObjectiveCutoff, result);
       return true;
     case HighsModelStatus::kInfeasible:
       result->outcome = Outcome::kInfeasible;
@@ -222,9 +312,7 @@ void copy_figures(const Highs& highs, const Model& model, Progress* progress) {
   progress->nodes = info.mip_node_count;
 }
 
-// HiGHS counts the constant in; the library's border does so itself.
-void remove_constant(const MinimizeProblem& problem, Progress* progress) {
-  const double constant = problem.sense_factor() * problem.model.constant;
+void remove_constant(double constant, Progress* progress) {
   progress->objective -= constant;
   progress->bound -= constant;
 }
@@ -288,52 +376,98 @@ bool lacks_certificate(Outcome outcome) {
          outcome == Outcome::kInfeasibleOrUnbounded;
 }
 
-// The certificate of a linear model without an optimum. Presolve and interior point leave none, so
-// that the model may have to be solved again by the simplex method alone; the time limit and the
-// stop go on as before, and what the first solve claimed stands if the second has no certificate.
-Status certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-               Highs* highs, BackendResult* result) {
-  if (read_certificate(problem, highs, result)) return {};
+// Solves a linear model anew by the simplex method and without presolve; the time limit and the
+// stop go on as before. False when HiGHS fails.
+bool run_simplex(HighsInt strategy, const Parameters& parameters, double seconds, Highs* highs,
+                 BackendResult* result) {
   highs->clearSolver();
-  Status status = set_highs_options(parameters, seconds - highs->getRunTime(), highs);
-  if (!status.ok()) return status;
+  if (!set_highs_options(parameters, false, seconds - highs->getRunTime(), highs).ok())
+    return false;
   highs->setOptionValue("presolve", "off");
   highs->setOptionValue("solver", "simplex");
-  highs->setOptionValue("simplex_strategy", 1);
-  highs->run();
+  highs->setOptionValue("simplex_strategy", strategy);
+  return highs->run() != HighsStatus::kError && set_outcome(*highs, parameters, result);
+}
+
+// The certificate of a linear model without an optimum. Presolve and interior point leave none, so
+// that the model may have to be solved again by the simplex method alone; what the first solve
+// claimed stands if the second has no certificate.
+void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             Highs* highs, BackendResult* result) {
+  if (read_certificate(problem, highs, result)) return;
   BackendResult again;
-  if (!set_outcome(*highs, parameters, &again) || !lacks_certificate(again.outcome)) return {};
+  if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again) ||
+      !lacks_certificate(again.outcome))
+    return;
   result->outcome = again.outcome;
   copy_basis(*highs, problem.model, result);
   read_certificate(problem, highs, result);
-  return {};
+}
+
+// Whether the method came to no end of its own.
+bool is_stuck(const Parameters& parameters, const BackendResult& result) {
+  if (result.outcome != Outcome::kStopped) return false;
+  if (result.termination == Code::kTrmStall) return true;
+  return parameters.get(IntParam::kOptimizer) == kInteriorPoint &&
+         parameters.get(IntParam::kInteriorIterationLimit) > kInteriorStallIterations &&
+         result.termination == Code::kTrmIterationLimit;
+}
+
+// The simplex methods take over from a method that is stuck, where a basic solution is wanted.
+void help_stuck(const Parameters& parameters, double seconds, Highs* highs, BackendResult* result) {
+  if (!is_stuck(parameters, *result)) return;
+  result->termination = Code::kTrmStall;
+  const bool interior = parameters.get(IntParam::kOptimizer) == kInteriorPoint;
+  if (interior && !parameters.is_on(IntParam::kCrossover)) return;
+  for (const HighsInt strategy : {kHighsDualStrategy, kHighsPrimalStrategy}) {
+    BackendResult again;
+    if (!run_simplex(strategy, parameters, seconds, highs, &again)) continue;
+    *result = std::move(again);
+    if (result->termination != Code::kTrmStall) return;
+  }
+}
+
+// With a cutoff, HiGHS calls a mixed-integer model infeasible that has no point better than it.
+bool is_cut_off(const MinimizeProblem& problem, const Parameters& parameters, Outcome outcome) {
+  const bool maximize = problem.model.maximize;
+  const double cutoff = parameters.get(maximize ? DoubleParam::kLowerCutoff  //
+                                                : DoubleParam::kUpperCutoff);
+  return problem.model.is_mixed_integer() && std::isfinite(cutoff) &&
+         outcome == Outcome::kInfeasible;
 }
 
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;
-  Watch watch{monitor, model.cost.size(), {}};
+  Watch watch{monitor, problem, {}};
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;
   connect(&watch, &highs);
-  Status status = set_highs_options(parameters, seconds, &highs);
+  Status status = set_highs_options(parameters, model.is_mixed_integer(), seconds, &highs);
   if (status.ok()) status = pass_model(problem, &highs);
   if (!status.ok()) return status;
+  set_cutoffs(problem, parameters, &highs);
+  set_start(problem, parameters, &highs);
 
   const HighsStatus run_status = highs.run();
   if (run_status == HighsStatus::kError || !set_outcome(highs, parameters, result)) {
     const std::string cause = highs.modelStatusToString(highs.getModelStatus());
     return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
   }
+  if (!model.is_mixed_integer()) help_stuck(parameters, seconds, &highs, result);
+  if (is_cut_off(problem, parameters, result->outcome)) {
+    stop_with(Code::kTrmObjectiveCutoff, result);
+  }
   copy_figures(highs, model, &result->progress);
-  remove_constant(problem, &result->progress);
+  remove_constant(watch.constant(), &result->progress);
   if (!lacks_certificate(result->outcome)) {
     copy_solution(highs, model, result);
     return {};
   }
   if (model.is_mixed_integer()) return {};
   copy_basis(highs, model, result);
-  return certify(problem, parameters, seconds, &highs, result);
+  certify(problem, parameters, seconds, &highs, result);
+  return {};
 }
 
 bool accepts(const Model& model) { return model.is_linear(); }

@@ -17,9 +17,9 @@ struct IntOption {
 constexpr IntOption kIntOptions[] = {
     {IntParam::kRandomSeed, "random_seed"},
     {IntParam::kSimplexIterationLimit, "simplex_iteration_limit"},
-    {IntParam::kInteriorIterationLimit, "ipm_iteration_limit"},
     {IntParam::kMipNodeLimit, "mip_max_nodes"},
     {IntParam::kMipSolutionLimit, "mip_max_improving_sols"},
+    {IntParam::kScaling, "simplex_scale_strategy"},
 };
 
 struct DoubleOption {
@@ -35,12 +35,13 @@ constexpr DoubleOption kDoubleOptions[] = {
     {DoubleParam::kMipHeuristicEffort, "mip_heuristic_effort"},
 };
 
+// The presolve rule that merges parallel rows and columns, as HiGHS counts rules. On some
+// mixed-integer models it loses the best point, and HiGHS 1.10 calls a worse one optimal.
+constexpr HighsInt kParallelRowsAndColumns = 1 << 13;
+
 constexpr const char* kPresolveOptions[] = {"off", "on", "choose"};
 
 constexpr int32_t kPrimalSimplex = 1;
-constexpr int32_t kInteriorPoint = 3;
-constexpr HighsInt kHighsPrimalStrategy = 4;
-constexpr HighsInt kHighsDualStrategy = 1;
 
 // Sets options and remembers the first that HiGHS refuses.
 class OptionSetter {
@@ -61,7 +62,8 @@ class OptionSetter {
 
 }  // namespace
 
-Status set_highs_options(const Parameters& parameters, double seconds, Highs* highs) {
+Status set_highs_options(const Parameters& parameters, bool mixed_integer, double seconds,
+                         Highs* highs) {
   OptionSetter options(highs);
   options.set("output_flag", true);
   options.set("log_to_console", true);  // the logging callback takes its place
@@ -70,10 +72,16 @@ Status set_highs_options(const Parameters& parameters, double seconds, Highs* hi
     options.set(entry.option, parameters.get(entry.param));
   }
   options.set("presolve", kPresolveOptions[parameters.get(IntParam::kPresolve)]);
+  options.set("presolve_rule_off", mixed_integer ? kParallelRowsAndColumns : 0);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
+  options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
+  options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "off");
+  options.set("ipm_iteration_limit", std::min(kInteriorStallIterations,
+                                              parameters.get(IntParam::kInteriorIterationLimit)));
   options.set("threads", parameters.get(IntParam::kNumThreads));
   const int32_t optimizer = parameters.get(IntParam::kOptimizer);
-  options.set("solver", optimizer == kInteriorPoint ? "ipm" : "choose");
+  // A named method makes HiGHS solve the relaxation of a mixed-integer model only.
+  options.set("solver", optimizer == kInteriorPoint && !mixed_integer ? "ipm" : "choose");
   options.set("simplex_strategy",
               optimizer == kPrimalSimplex ? kHighsPrimalStrategy : kHighsDualStrategy);
   options.set("time_limit", std::max(0.0, seconds));

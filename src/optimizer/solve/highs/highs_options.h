@@ -8,7 +8,16 @@ class Highs;
 
 namespace vorlan {
 
+// Values of HiGHS's option simplex_strategy.
+inline constexpr int kHighsDualStrategy = 1;
+inline constexpr int kHighsPrimalStrategy = 4;
+
+// HiGHS's interior-point method can go round forever, on tiny models too; one that works takes less
+// than half as many iterations.
+inline constexpr int32_t kInteriorStallIterations = 500;
+
 // Sets all options for a solve of at most the given seconds.
-Status set_highs_options(const Parameters& parameters, double seconds, Highs* highs);
+Status set_highs_options(const Parameters& parameters, bool mixed_integer, double seconds,
+                         Highs* highs);
 
 }  // namespace vorlan

@@ -1,0 +1,64 @@
+// The constraints of an LP file as they come, row by row, and their elements by column in the end.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "task/model.h"
+
+namespace vorlan {
+
+class LpRows {
+ public:
+  void begin_row() { start_.push_back(count_); }
+
+  // Adds to the variable's coefficient in the row at hand. False if it had one before.
+  bool add(int32_t var, double value) {
+    const auto index = static_cast<size_t>(var);
+    if (index >= last_.size()) last_.resize(index + 1 + index / 2, -1);
+    if (last_[index] >= start_.back()) {
+      *element(last_[index]).value += value;
+      return false;
+    }
+    last_[index] = count_;
+    if (static_cast<size_t>(count_) == pieces_.size() << kPieceBits) add_piece();
+    const Element place = element(count_++);
+    *place.var = var;
+    *place.value = value;
+    return true;
+  }
+
+  double coefficient(int32_t var) const { return *element(last_[static_cast<size_t>(var)]).value; }
+
+  // Moves the elements into the matrix, those that are not zero. The rows are gone then.
+  void finish(size_t num_vars, SparseMatrix* matrix);
+
+ private:
+  // In pieces that never move: a growing vector would need up to three times its content.
+  static constexpr unsigned kPieceBits = 16;
+  static constexpr size_t kPieceSize = size_t{1} << kPieceBits;
+  struct Piece {
+    std::unique_ptr<int32_t[]> var;
+    std::unique_ptr<double[]> value;
+  };
+  struct Element {
+    int32_t* var;
+    double* value;
+  };
+
+  Element element(int64_t position) const {
+    const Piece& piece = pieces_[static_cast<size_t>(position >> kPieceBits)];
+    const size_t at = static_cast<size_t>(position) & (kPieceSize - 1);
+    return {&piece.var[at], &piece.value[at]};
+  }
+  void add_piece();
+
+  std::vector<Piece> pieces_;
+  std::vector<int64_t> start_;  // of each row
+  std::vector<int64_t> last_;   // by variable: where its last element is
+  int64_t count_ = 0;
+};
+
+}  // namespace vorlan

@@ -1,0 +1,347 @@
+// Sections that PTF files have beyond LP files; see lp_reader.h.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "format/lp.h"
+#include "format/lp_names.h"
+#include "format/lp_reader.h"
+#include "format/ptf_words.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// "NAME(5)" or "NAME(5,2)": the numbers, and how many there are; 0 if the word is no such thing.
+size_t split_indices(std::string_view word, std::string_view* name, int32_t* numbers) {
+  if (!word.ends_with(')')) return 0;
+  const size_t open = word.rfind('(');
+  if (open == std::string_view::npos || open == 0) return 0;
+  *name = word.substr(0, open);
+  const char* at = word.data() + open + 1;
+  const char* const end = word.data() + word.size() - 1;
+  for (size_t count = 0; count < 2; ++count) {
+    const std::from_chars_result result = std::from_chars(at, end, numbers[count]);
+    if (result.ec != std::errc() || numbers[count] < 1) return 0;
+    if (result.ptr == end) return count + 1;
+    if (*result.ptr != ',') return 0;
+    at = result.ptr + 1;
+  }
+  return 0;
+}
+
+struct SizeRule {
+  size_t least, most;
+};
+
+SizeRule members_of(const Cone& cone) {
+  constexpr size_t kAny = std::numeric_limits<size_t>::max();
+  switch (cone.kind) {
+    case ConeKind::kQuadratic:
+      return {1, kAny};
+    case ConeKind::kRotatedQuadratic:
+      return {2, kAny};
+    case ConeKind::kExponential:
+    case ConeKind::kDualExponential:
+      return {3, 3};
+    case ConeKind::kPower:
+    case ConeKind::kDualPower:
+      return {std::max<size_t>(cone.exponents.size(), 1), kAny};
+  }
+  return {0, kAny};
+}
+
+}  // namespace
+
+bool LpReader::read_matrix_variables() {
+  while (tokens_.kind() == LpKind::kName && match_heading() != Section::kMatrixVariables) {
+    // The sense of the objective ends the section.
+    std::string_view name;
+    int32_t numbers[2];
+    if (split_indices(tokens_.token().text, &name, numbers) == 0) break;
+    if (!read_matrix_variable()) return false;
+  }
+  return tokens_.status().ok();
+}
+
+bool LpReader::fail_declared() {
+  return tokens_.fail(
+      format_text("matrix variables, with their solutions, of more than %lld "
+                  "elements, which is the limit",
+                  static_cast<long long>(limits_.declared)));
+}
+
+bool LpReader::read_matrix_variable() {
+  const std::string_view word = tokens_.token().text;
+  std::string_view name;
+  int32_t numbers[2];
+  if (split_indices(word, &name, numbers) != 1) {
+    return tokens_.fail("NAME(DIMENSION) was expected");
+  }
+  const auto dimension = int64_t{numbers[0]};
+  declared_ += dimension * (dimension + 1) / 2;
+  if (declared_ > limits_.declared) return fail_declared();
+  const int32_t index = model_->num_matrix_var();
+  if (matrix_var_table_.insert(name, index) != index) {
+    return tokens_.fail("a second matrix variable of this name");
+  }
+  model_->matrix_var_names.add(name);
+  model_->matrix_vars.push_back({numbers[0]});
+  tokens_.next();
+  return tokens_.status().ok();
+}
+
+bool LpReader::find_element(std::string_view word, int32_t* matrix_var, int32_t* row,
+                            int32_t* col) {
+  if (model_->matrix_vars.empty()) return false;
+  std::string_view name;
+  int32_t numbers[2];
+  if (split_indices(word, &name, numbers) != 2) return false;
+  *matrix_var = matrix_var_table_.find(name);
+  *row = numbers[0] - 1;
+  *col = numbers[1] - 1;
+  return *matrix_var >= 0;
+}
+
+// A term with an element of a matrix variable; off the diagonal it stands for both places, each of
+// them with half of the coefficient.
+bool LpReader::take_element(std::string_view word, int32_t con, double coefficient, bool* taken) {
+  int32_t matrix_var = 0;
+  int32_t row = 0;
+  int32_t col = 0;
+  if (!find_element(word, &matrix_var, &row, &col)) return true;
+  const int32_t dimension = model_->matrix_vars[static_cast<size_t>(matrix_var)].dimension;
+  if (row >= dimension || col >= dimension) {
+    return tokens_.fail(word, format_text("the matrix variable has dimension %d", dimension));
+  }
+  terms_.add_matrix(con, matrix_var, row, col, row == col ? coefficient : 0.5 * coefficient);
+  *taken = true;
+  return true;
+}
+
+bool LpReader::read_cones() {
+  while (tokens_.kind() != LpKind::kEnd && !starts_section()) {
+    if (!read_cone()) return false;
+  }
+  return tokens_.status().ok();
+}
+
+// NAME: KIND [EXPONENT ...] VARIABLE ...
+bool LpReader::read_cone() {
+  const int32_t index = model_->num_cone();
+  if (tokens_.kind() != LpKind::kName || tokens_.following() != ':') {
+    return tokens_.fail("the name of a cone and ':' were expected");
+  }
+  if (cone_table_.insert(tokens_.token().text, index) != index) {
+    return tokens_.fail("a second cone of this name");
+  }
+  model_->cone_names.add(tokens_.token().text);
+  tokens_.next();
+  tokens_.next();
+  Cone cone = {};
+  if (tokens_.kind() != LpKind::kName ||
+      !find_ptf_word(kPtfConeKinds, tokens_.token().text, &cone.kind)) {
+    return tokens_.fail("the kind of a cone was expected");
+  }
+  const bool power = cone.kind == ConeKind::kPower || cone.kind == ConeKind::kDualPower;
+  tokens_.next();
+  for (; power && tokens_.kind() == LpKind::kNumber; tokens_.next()) {
+    const double exponent = tokens_.token().number;
+    if (!std::isfinite(exponent) || exponent <= 0.0) {
+      return tokens_.fail("an exponent must be positive and finite");
+    }
+    cone.exponents.push_back(exponent);
+  }
+  if (power && cone.exponents.empty()) return tokens_.fail("an exponent was expected");
+  while (tokens_.kind() == LpKind::kName && tokens_.following() != ':' && !starts_section()) {
+    int32_t var = 0;
+    if (!read_variable(&var)) return false;
+    uint8_t& flags = var_flags_[static_cast<size_t>(var)];
+    if ((flags & kInCone) != 0) {
+      // The next word may be in another line, where the message could not show this one.
+      return tokens_.fail(
+          format_text("variable '%s', before this, is in a cone already",
+                      printable(model_->var_names[static_cast<size_t>(var)]).c_str()));
+    }
+    flags |= kInCone;
+    cone.vars.push_back(var);
+  }
+  const SizeRule rule = members_of(cone);
+  if (cone.vars.size() < rule.least || cone.vars.size() > rule.most) {
+    return tokens_.fail(
+        format_text("a cone of this kind cannot have %zu variables, as it has "
+                    "before this",
+                    cone.vars.size()));
+  }
+  model_->cones.push_back(std::move(cone));
+  return tokens_.status().ok();
+}
+
+// NAME = VALUE, the value to the end of the line.
+bool LpReader::read_parameters() {
+  while (tokens_.kind() != LpKind::kEnd && !starts_section()) {
+    if (tokens_.kind() != LpKind::kName) {
+      return tokens_.fail("the name of a parameter was expected");
+    }
+    ParameterSetting setting;
+    setting.name = decode_ptf_text(tokens_.token().text);
+    tokens_.next();
+    if (tokens_.kind() != LpKind::kEqual || tokens_.token().text != "=" || tokens_.token().first) {
+      return tokens_.fail("'=' was expected");
+    }
+    std::string_view value = tokens_.rest();
+    while (!value.empty() && (value.front() == ' ' || value.front() == '\t'))
+      value.remove_prefix(1);
+    while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
+    setting.value = decode_ptf_text(value);
+    file_->parameters.push_back(std::move(setting));
+    tokens_.drop_rest();
+    tokens_.next();
+  }
+  return tokens_.status().ok();
+}
+
+// The sizes of a solution are known: it comes behind the model.
+bool LpReader::prepare_solution(Solution* solution) {
+  if (matrix_start_.empty()) {
+    matrix_start_.push_back(0);
+    for (const MatrixVariable& matrix_var : model_->matrix_vars) {
+      const auto dimension = int64_t{matrix_var.dimension};
+      matrix_start_.push_back(matrix_start_.back() + dimension * (dimension + 1) / 2);
+    }
+  }
+  declared_ += 2 * matrix_start_.back();
+  if (declared_ > limits_.declared) return fail_declared();
+  solution->defined = true;
+  const auto num_var = model_->cost.size();
+  const auto num_con = model_->con_lower.size();
+  solution->skx.assign(num_var, StatusKey::kUnknown);
+  for (auto* list : {&solution->xx, &solution->slx, &solution->sux}) list->assign(num_var, 0.0);
+  solution->skc.assign(num_con, StatusKey::kUnknown);
+  for (auto* list : {&solution->xc, &solution->slc, &solution->suc, &solution->y}) {
+    list->assign(num_con, 0.0);
+  }
+  const auto num_elements = static_cast<size_t>(matrix_start_.back());
+  solution->barx.assign(num_elements, 0.0);
+  solution->bars.assign(num_elements, 0.0);
+  return true;
+}
+
+bool LpReader::read_solution() {
+  SolutionKind kind = SolutionKind::kInterior;
+  if (tokens_.kind() != LpKind::kName ||
+      !find_ptf_word(kPtfSolutionKinds, tokens_.token().text, &kind)) {
+    return tokens_.fail("'interior', 'basic' or 'integer' was expected");
+  }
+  Solution* solution = &file_->solutions[static_cast<size_t>(kind)];
+  if (solution->defined) return tokens_.fail("a second solution of this kind");
+  if (!prepare_solution(solution)) return false;
+  tokens_.next();
+  while (tokens_.kind() != LpKind::kEnd && !starts_section()) {
+    if (!read_solution_item(solution)) return false;
+  }
+  return tokens_.status().ok();
+}
+
+bool LpReader::read_solution_item(Solution* solution) {
+  const std::string_view word = tokens_.token().text;
+  const auto next_is = [this](const auto& words, auto* value) {
+    tokens_.next();
+    if (tokens_.kind() == LpKind::kName && find_ptf_word(words, tokens_.token().text, value)) {
+      tokens_.next();
+      return tokens_.status().ok();
+    }
+    return tokens_.fail("the word of a status was expected");
+  };
+  if (is_lp_word(word, "problem")) return next_is(kPtfProblemStatuses, &solution->problem_status);
+  if (is_lp_word(word, "status")) return next_is(kPtfSolutionStatuses, &solution->status);
+  if (is_lp_word(word, "objective")) {
+    tokens_.next();
+    return read_figures(1, &solution->primal_objective);
+  }
+  return read_item(solution, word);
+}
+
+// variable NAME = KEY FIGURE ..., and the like for constraints and elements of matrix variables.
+bool LpReader::read_item(Solution* solution, std::string_view kind) {
+  const bool is_var = is_lp_word(kind, "variable");
+  const bool is_con = is_lp_word(kind, "constraint");
+  if (!is_var && !is_con && !is_lp_word(kind, "element")) {
+    return tokens_.fail("an item of a solution was expected");
+  }
+  tokens_.next();
+  const std::string_view word = tokens_.token().text;
+  int32_t index = -1;
+  size_t place = 0;
+  if (tokens_.kind() == LpKind::kName && (is_var || is_con)) {
+    index = is_var ? var_table_.find(word) : con_table_.find(word);
+    place = static_cast<size_t>(index);
+  } else if (tokens_.kind() == LpKind::kName) {
+    int32_t row = 0;
+    int32_t col = 0;
+    if (!find_element(word, &index, &row, &col)) index = -1;
+    const auto matrix_var = static_cast<size_t>(std::max(index, 0));
+    const int64_t dimension = index < 0 ? 0 : model_->matrix_vars[matrix_var].dimension;
+    if (row < col) std::swap(row, col);
+    if (row >= dimension) index = -1;
+    // Column by column below the diagonal.
+    const int64_t before = int64_t{col} * dimension - int64_t{col} * (col - 1) / 2;
+    if (index >= 0) place = static_cast<size_t>(matrix_start_[matrix_var] + before + row - col);
+  }
+  if (index < 0) return tokens_.fail("the name of a part of the model was expected");
+  tokens_.next();
+  if (tokens_.kind() != LpKind::kEqual) return tokens_.fail("'=' was expected");
+  tokens_.next();
+  double figures[4] = {};
+  if (!is_var && !is_con) {
+    if (!read_figures(2, figures)) return false;
+    solution->barx[place] = figures[0];
+    solution->bars[place] = figures[1];
+    return true;
+  }
+  StatusKey key = StatusKey::kUnknown;
+  if (tokens_.kind() != LpKind::kName ||
+      !find_ptf_word(kPtfStatusKeys, tokens_.token().text, &key)) {
+    return tokens_.fail("a status key was expected");
+  }
+  tokens_.next();
+  if (!read_figures(is_var ? 3 : 4, figures)) return false;
+  (is_var ? solution->skx : solution->skc)[place] = key;
+  (is_var ? solution->xx : solution->xc)[place] = figures[0];
+  (is_var ? solution->slx : solution->slc)[place] = figures[1];
+  (is_var ? solution->sux : solution->suc)[place] = figures[2];
+  if (is_con) solution->y[place] = figures[3];
+  return true;
+}
+
+// Numbers as they are: also infinities, and what is no number.
+bool LpReader::read_figures(size_t count, double* values) {
+  for (size_t i = 0; i < count; ++i) {
+    bool negative = false;
+    for (; tokens_.kind() == LpKind::kMinus; tokens_.next()) negative = !negative;
+    if (tokens_.kind() == LpKind::kNumber) {
+      values[i] = tokens_.token().number;
+    } else if (tokens_.kind() == LpKind::kName && is_infinity_word()) {
+      values[i] = kInf;
+    } else if (tokens_.kind() == LpKind::kName && is_lp_word(tokens_.token().text, "nan")) {
+      values[i] = std::numeric_limits<double>::quiet_NaN();
+    } else {
+      return tokens_.fail("a number was expected");
+    }
+    if (negative) values[i] = -values[i];
+    tokens_.next();
+  }
+  return tokens_.status().ok();
+}
+
+Status read_ptf(InputStream* input, const ReadLimits& limits, ProblemFile* file,
+                Warnings* warnings) {
+  return LpReader(input, limits, true, file, warnings).read();
+}
+
+}  // namespace vorlan

@@ -1,0 +1,84 @@
+// The words of the sections that PTF files have beyond LP files.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "format/lp_tokens.h"
+#include "task/model.h"
+#include "task/solution.h"
+
+namespace vorlan {
+
+template <class Value>
+struct PtfWord {
+  std::string_view word;
+  Value value;
+};
+
+inline constexpr PtfWord<ConeKind> kPtfConeKinds[] = {
+    {"quadratic", ConeKind::kQuadratic},
+    {"rotated_quadratic", ConeKind::kRotatedQuadratic},
+    {"exponential", ConeKind::kExponential},
+    {"dual_exponential", ConeKind::kDualExponential},
+    {"power", ConeKind::kPower},
+    {"dual_power", ConeKind::kDualPower},
+};
+
+inline constexpr PtfWord<SolutionKind> kPtfSolutionKinds[] = {
+    {"interior", SolutionKind::kInterior},
+    {"basic", SolutionKind::kBasic},
+    {"integer", SolutionKind::kInteger},
+};
+
+inline constexpr PtfWord<ProblemStatus> kPtfProblemStatuses[] = {
+    {"unknown", ProblemStatus::kUnknown},
+    {"primal_and_dual_feasible", ProblemStatus::kPrimalAndDualFeasible},
+    {"primal_feasible", ProblemStatus::kPrimalFeasible},
+    {"dual_feasible", ProblemStatus::kDualFeasible},
+    {"primal_infeasible", ProblemStatus::kPrimalInfeasible},
+    {"dual_infeasible", ProblemStatus::kDualInfeasible},
+    {"primal_infeasible_or_unbounded", ProblemStatus::kPrimalInfeasibleOrUnbounded},
+};
+
+inline constexpr PtfWord<SolutionStatus> kPtfSolutionStatuses[] = {
+    {"unknown", SolutionStatus::kUnknown},
+    {"optimal", SolutionStatus::kOptimal},
+    {"primal_feasible", SolutionStatus::kPrimalFeasible},
+    {"dual_feasible", SolutionStatus::kDualFeasible},
+    {"primal_and_dual_feasible", SolutionStatus::kPrimalAndDualFeasible},
+    {"primal_infeasible_certificate", SolutionStatus::kPrimalInfeasibleCertificate},
+    {"dual_infeasible_certificate", SolutionStatus::kDualInfeasibleCertificate},
+    {"integer_optimal", SolutionStatus::kIntegerOptimal},
+};
+
+inline constexpr PtfWord<StatusKey> kPtfStatusKeys[] = {
+    {"unknown", StatusKey::kUnknown},       {"basic", StatusKey::kBasic},
+    {"superbasic", StatusKey::kSuperBasic}, {"at_lower", StatusKey::kAtLower},
+    {"at_upper", StatusKey::kAtUpper},      {"fixed", StatusKey::kFixed},
+    {"infinite", StatusKey::kInfinite},
+};
+
+template <class Value, size_t size>
+bool find_ptf_word(const PtfWord<Value> (&words)[size], std::string_view text, Value* value) {
+  for (const PtfWord<Value>& entry : words) {
+    if (!is_lp_word(text, entry.word)) continue;
+    *value = entry.value;
+    return true;
+  }
+  return false;
+}
+
+template <class Value, size_t size>
+std::string_view ptf_word(const PtfWord<Value> (&words)[size], Value value) {
+  for (const PtfWord<Value>& entry : words) {
+    if (entry.value == value) return entry.word;
+  }
+  return "unknown";
+}
+
+// Names and values of parameters: "%XX" for the bytes that a line cannot have there.
+std::string encode_ptf_text(std::string_view text, bool is_name);
+std::string decode_ptf_text(std::string_view text);
+
+}  // namespace vorlan

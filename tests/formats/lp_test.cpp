@@ -1,0 +1,641 @@
+// LP and PTF files: each dialect choice of docs/formats/lp.md, errors with their places, and what
+// is written, down to the last bit.
+#include "format/lp.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <random>
+
+#include "format/mps.h"
+#include "round_trip.h"
+#include "scratch_folder.h"
+
+namespace vorlan::test {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr uint32_t kMutations = 300;
+
+struct Result {
+  Model model;
+  std::string error, warnings;
+};
+
+Result read(std::string_view text, ProblemReader reader = read_lp) {
+  ProblemFile file;
+  Warnings warnings;
+  const Status status = read_text(reader, text, &file, &warnings);
+  return {std::move(file.model), status.message(), warnings.text()};
+}
+
+std::string write(const Model& model, std::string* warnings = nullptr,
+                  ProblemWriter writer = write_lp) {
+  ProblemFile file;
+  file.model = model;
+  std::string text;
+  Warnings collected;
+  const Status status = write_text(writer, file, &text, &collected);
+  if (warnings != nullptr) *warnings = collected.text();
+  return status.ok() ? text : "refused: " + status.message();
+}
+
+std::string names_of(const NameList& names, size_t count) {
+  std::string text;
+  for (size_t i = 0; i < count; ++i) text += std::string(i == 0 ? "" : " ") + std::string(names[i]);
+  return text;
+}
+
+std::string with_objective(const std::string& objective) {
+  return "Minimize\n" + objective + "\nSubject To\n c: x + y >= 1\nEnd\n";
+}
+std::string with_row(const std::string& row) {
+  return "Minimize\n obj: x + y\nSubject To\n" + row + "\nEnd\n";
+}
+std::string with_rest(const std::string& rest) {
+  return "Minimize\n obj: x + y\nSubject To\n c: x + y >= 1\n" + rest + "End\n";
+}
+
+TEST(LpRead, Objectives) {
+  struct Case {
+    const char* text;
+    double x, y, constant;
+  };
+  const Case cases[] = {
+      {" obj: 3x + 2y", 3, 2, 0},
+      {" obj: + -3 x - -2 y", -3, 2, 0},
+      {" obj: x + 2 y + 5", 1, 2, 5},
+      {" obj: 5 + x", 1, 0, 5},
+      {" obj: x + -5 + y", 1, 1, -5},
+      {" obj: 5", 0, 0, 5},
+      {" obj:", 0, 0, 0},
+      {"", 0, 0, 0},
+      {" 3*x + 1/4 y", 3, 0.25, 0},
+      {" obj:x+y", 1, 1, 0},
+      {" obj: x\n+\n2\ny \\ a comment", 1, 2, 0},
+      {" obj: x + x", 2, 0, 0},
+      {" obj: 2e1x + .5 y + 1.e0", 20, 0.5, 1},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.text);
+    const Result result = read(with_objective(test.text));
+    ASSERT_EQ(result.error, "");
+    ASSERT_EQ(names_of(result.model.var_names, result.model.cost.size()), "x y");
+    EXPECT_EQ(result.model.cost[0], test.x);
+    EXPECT_EQ(result.model.cost[1], test.y);
+    EXPECT_EQ(result.model.constant, test.constant);
+  }
+}
+
+TEST(LpRead, SensesAndHeadingsInAnyCase) {
+  for (const char* sense : {"max", "Maximum", "MAXIMIZE", "maximise"}) {
+    EXPECT_TRUE(read(std::string(sense) + " x st x <= 1 end").model.maximize);
+  }
+  for (const char* heading : {"subject to", "SUCH   THAT", "st", "S.T.", "st."}) {
+    const Result result = read(std::string("min x\n") + heading + "\nx >= 2\nend\nnot read [");
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(result.model.num_con(), 1) << heading;
+  }
+}
+
+TEST(LpRead, Rows) {
+  struct Case {
+    const char* text;
+    double x, y, lower, upper;
+  };
+  const Case cases[] = {
+      {" r: x + y <= 10", 1, 1, -kInf, 10},     {" r: x + y =< 10", 1, 1, -kInf, 10},
+      {" r: x + y < 10", 1, 1, -kInf, 10},      {" r: x + y => 2", 1, 1, 2, kInf},
+      {" x + y > - 3", 1, 1, -3, kInf},         {" r: x == 4", 1, 0, 4, 4},
+      {" r: -3 <= x + y <= 8", 1, 1, -3, 8},    {" r: 8 >= x\n + y >= -3", 1, 1, -3, 8},
+      {" r: 2 <= x + y", 1, 1, 2, kInf},        {" r: x + y + 3 <= 10", 1, 1, -kInf, 7},
+      {" r: 1 <= x + 2 <= 5", 1, 0, -1, 3},     {" r: x <= y + 7", 1, -1, -kInf, 7},
+      {" r: x >= 2 + 3", 1, 0, 5, kInf},        {" r: x >= 1/3", 1, 0, 1.0 / 3.0, kInf},
+      {" r: 2 x + x - y >= 2", 3, -1, 2, kInf}, {" r: 0 <= 5", 0, 0, -kInf, 5},
+      {" r: 0 x >= -1", 0, 0, -1, kInf},        {" r: x >= -inf", 1, 0, -kInf, kInf},
+      {" r: x <= Infinity", 1, 0, -kInf, kInf}, {" r: x <= 1e30", 1, 0, -kInf, kInf},
+      {" r: x - x <= 1", 0, 0, -kInf, 1},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.text);
+    const Result result = read(with_row(test.text));
+    ASSERT_EQ(result.error, "");
+    const Model& model = result.model;
+    ASSERT_EQ(model.num_con(), 1);
+    ASSERT_EQ(model.num_var(), 2);
+    double row[2] = {};
+    for (size_t j = 0; j < 2; ++j) {
+      for (int64_t k = model.matrix.start[j]; k < model.matrix.start[j + 1]; ++k) {
+        row[j] = model.matrix.value[static_cast<size_t>(k)];
+        EXPECT_NE(row[j], 0.0);
+      }
+    }
+    EXPECT_EQ(row[0], test.x);
+    EXPECT_EQ(row[1], test.y);
+    EXPECT_EQ(model.con_lower[0], test.lower);
+    EXPECT_EQ(model.con_upper[0], test.upper);
+  }
+}
+
+TEST(LpRead, RowsWithoutNamesEndAtTheLine) {
+  const Result result = read(with_row(" x >= 2\n y >= 3\n - x >= 4\n z: x + y >= 2 w: x >= 1"));
+  ASSERT_EQ(result.error, "");
+  ASSERT_EQ(result.model.num_con(), 5);
+  EXPECT_EQ(names_of(result.model.con_names, 5), "   z w");
+  EXPECT_EQ(result.model.con_lower, (std::vector<double>{2, 3, 4, 2, 1}));
+}
+
+struct BoundCase {
+  const char* text;
+  double lower, upper;
+  VarKind kind = VarKind::kContinuous;
+  const char* warning = "";
+};
+
+TEST(LpRead, BoundsAndKinds) {
+  const BoundCase cases[] = {
+      {"", 0, kInf},
+      {"Bounds\n x <= 4\n", 0, 4},
+      {"bound\n x >= 2 x <= 4\n", 2, 4},
+      {"Bounds\n 3 >= x\n", 0, 3},
+      {"Bounds\n 3 = x\n", 3, 3},
+      {"Bounds\n 8 >= x >= 2\n", 2, 8},
+      {"Bounds\n 3 <= x <= 2\n", 3, 2},
+      {"Bounds\n x <= -4\n", 0, -4, VarKind::kContinuous, "text:6: the upper bound of 'x'"},
+      {"Bounds\n x <= -4\n x >= -5\n", -5, -4},
+      {"Bounds\n x >= -infinity\n", -kInf, kInf},
+      {"Bounds\n -inf <= x <= inf\n", -kInf, kInf},
+      {"Bounds\n x FREE\n", -kInf, kInf},
+      {"Bounds\n x <= 1e30\n", 0, kInf},
+      {"Bounds\n x <= 1e20\n", 0, 1e20, VarKind::kContinuous, "text:7:1: a number below 1e30"},
+      {"Bounds\n x <= 9\n x <= 4\n", 0, 4, VarKind::kContinuous, "text:7:4: a second bound"},
+      {"Bounds\n x >= 2\n x free\n", -kInf, kInf, VarKind::kContinuous, "text:7:4: a second"},
+      {"Bounds\n x <= 1/4\n", 0, 0.25},
+      {"Generals\n x\n", 0, kInf, VarKind::kInteger},
+      {"int\n x\n", 0, kInf, VarKind::kInteger},
+      {"Binaries\n x\n", 0, 1, VarKind::kInteger},
+      {"Bounds\n x <= 9\nBin\n x\n", 0, 1, VarKind::kInteger, "text:8:2: the bounds of a binary"},
+      {"Bin\n x\nBounds\n x <= 9\n", 0, 9, VarKind::kInteger},
+      {"Bounds\n 2 <= x <= 9\nsemi-continuous\n x\n", 2, 9, VarKind::kSemiContinuous},
+      {"Semis\n x\nGeneral\n x\n", 0, kInf, VarKind::kSemiInteger},
+  };
+  for (const BoundCase& test : cases) {
+    SCOPED_TRACE(test.text);
+    const Result result = read(with_rest(test.text));
+    ASSERT_EQ(result.error, "");
+    EXPECT_EQ(result.model.var_lower[0], test.lower);
+    EXPECT_EQ(result.model.var_upper[0], test.upper);
+    EXPECT_EQ(result.model.var_kind[0], test.kind);
+    EXPECT_EQ(result.warnings.empty(), *test.warning == '\0');
+    EXPECT_EQ(result.warnings.substr(0, std::string(test.warning).size()), test.warning);
+  }
+}
+
+TEST(LpRead, NamesThatLookLikeOtherThings) {
+  const Result result = read(
+      "Minimize\n obj: inf1 + nano + 2 e9x + 3 efg + bounds + st + a/b + caf\xc3\xa9\n"
+      "Subject To\n free: x(1) + end >= 2\n end: inf >= 1\nBounds\n bounds <= 3\nEnd\n");
+  ASSERT_EQ(result.error, "");
+  EXPECT_EQ(names_of(result.model.var_names, result.model.cost.size()),
+            "inf1 nano e9x efg bounds st a/b caf\xc3\xa9 x(1) end inf");
+  EXPECT_EQ(result.model.var_upper[4], 3.0);
+}
+
+TEST(LpRead, QuadraticTerms) {
+  Result result = read(
+      "Minimize\n obj: [ 2 x^2 + 4 x * y + y*x - 6 y ^ 2 ] / 2\nSubject To\n"
+      " q: x + [ x^2 + 4 x * y ] - [ y^2 ] / 2 <= 9\nEnd\n");
+  ASSERT_EQ(result.error, "");
+  const std::vector<TriangleEntry>& cost = result.model.quadratic_cost;
+  ASSERT_EQ(cost.size(), 3U);
+  EXPECT_EQ(cost[0].value, 2.0);
+  EXPECT_EQ(cost[1].row, 1);
+  EXPECT_EQ(cost[1].col, 0);
+  EXPECT_EQ(cost[1].value, 2.5);
+  EXPECT_EQ(cost[2].value, -6.0);
+  const std::vector<ConQuadraticEntry>& terms = result.model.quadratic_coefficients;
+  ASSERT_EQ(terms.size(), 3U);
+  EXPECT_EQ(terms[0].entry.value, 2.0);
+  EXPECT_EQ(terms[1].entry.value, 4.0);
+  EXPECT_EQ(terms[2].entry.value, -1.0);
+}
+
+TEST(LpRead, ErrorsNameThePlace) {
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "text:1: the file is empty"},
+      {"blah\n", "text:1:1: 'minimize' or 'maximize' was expected, found 'blah'"},
+      {"Minimize\n x\n", "text:2: the file ends here, without 'End'"},
+      {with_objective(" obj: x + * 3 y"), "text:2:11: a term was expected, found '*'"},
+      {with_objective(" obj: x y"),
+       "text:2:9: a sign or the name of a section was expected, found 'y'"},
+      {with_objective(" obj: [ x^2 ]"),
+       "text:3:1: '/ 2' was expected behind the bracket of an objective, found 'Subject'"},
+      {with_objective(" obj: [ x^3 ] / 2"), "text:2:11: the exponent '2' was expected, found '3'"},
+      {with_objective(" obj: [ x ] / 2"), "text:2:11: '^ 2' or '*' was expected, found ']'"},
+      {with_objective(" obj: 2 3 y"),
+       "text:2:9: a sign or the name of a section was expected, found '3'"},
+      {with_objective(" obj: 1e400 y"), "text:2:13: a coefficient must be finite, found 'y'"},
+      {with_objective(std::string(" obj: x \0", 9)),
+       "text:2:9: a character that no LP file has, found '\\x00'"},
+      {with_row(" c: x + y"), "text:5:1: a relation ('<=', '>=' or '=') was expected, found 'End'"},
+      {with_row(" c: x >= 1\n c: y >= 1"), "text:5:2: a second constraint of this name, found 'c'"},
+      {with_row(" c: 1 <= x >= 2"),
+       "text:4:12: a second relation must be as the first, with constants on both sides, found "
+       "'>='"},
+      {with_row(" c: b = 1 -> x >= 2"),
+       "text:4:11: a constraint that holds under a condition cannot be taken, found '-'"},
+      {with_rest("Bounds\n x <= abc\n"), "text:6:7: a number was expected, found 'abc'"},
+      {with_rest("Bounds\n x 3\n"),
+       "text:6:4: a relation ('<=', '>=' or '=') or 'free' was expected, found '3'"},
+      {with_rest("SOS\n s1: S1:: x:1 y:2\n"),
+       "text:5:1: a section of this kind cannot be taken, found 'SOS'"},
+      {with_rest("Lazy Constraints\n"),
+       "text:5:1: a section of this kind cannot be taken, found 'Lazy'"},
+      {"Minimize ] extended problem 1\nMinimize\n x\nEnd\n",
+       "text:1:1: the file has sections of PTF files and must be read as .ptf or .opf, found "
+       "'Minimize ] extended problem 1'"},
+  };
+  for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
+}
+
+Model one_variable(double lower, double upper, VarKind kind = VarKind::kContinuous) {
+  Model model;
+  model.objective_name = "cost";
+  model.cost = {1.0};
+  model.var_lower = {lower};
+  model.var_upper = {upper};
+  model.var_kind = {kind};
+  model.var_names.add("x");
+  model.matrix.start = {0, 0};
+  return model;
+}
+
+Model with_sides(double lower, double upper) {
+  Model model = one_variable(0.0, kInf);
+  model.con_lower = {lower};
+  model.con_upper = {upper};
+  model.con_names.add("r");
+  model.matrix = {{0, 1}, {0}, {2.5}};
+  return model;
+}
+
+TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
+  const double values[] = {-kInf, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
+                           0.1,   1.0,    2.0,   99999.0, 1e5,     1e30, kInf};
+  for (const double lower : values) {
+    for (const double upper : values) {
+      for (const VarKind kind : {VarKind::kContinuous, VarKind::kInteger, VarKind::kSemiContinuous,
+                                 VarKind::kSemiInteger}) {
+        const Model model = one_variable(lower, upper, kind);
+        const Result result = read(write(model));
+        EXPECT_EQ(result.error, "");
+        EXPECT_EQ(difference(model, result.model), "") << write(model);
+      }
+      Model model = with_sides(lower, upper);
+      model.constant = lower == -kInf || lower == kInf ? 0.0 : lower;
+      const Result result = read(write(model));
+      EXPECT_EQ(result.error, "");
+      EXPECT_EQ(difference(model, result.model), "") << write(model);
+    }
+  }
+}
+
+TEST(LpWrite, QuadraticTermsReadBackToTheSameBits) {
+  for (const double value : {1.0, -0.1, 5e-324, 1.7e308, -3.5}) {
+    Model model = with_sides(-kInf, 1.0);
+    model.quadratic_cost = {{0, 0, value}, {1, 0, value}};
+    model.quadratic_coefficients = {{0, {0, 0, value}}, {0, {1, 0, value}}};
+    model.cost.push_back(-0.0);
+    model.var_lower.push_back(0.0);
+    model.var_upper.push_back(kInf);
+    model.var_kind.push_back(VarKind::kContinuous);
+    model.var_names.add("y");
+    model.matrix.start.push_back(1);
+    const Result result = read(write(model));
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(difference(model, result.model), "") << write(model);
+  }
+}
+
+TEST(LpWrite, NamesSurvive) {
+  const std::string names[] = {"plain",
+                               "with blank",
+                               " lead",
+                               "",
+                               "",
+                               "dup",
+                               "dup",
+                               "_",
+                               "_%",
+                               "_x",
+                               "50%",
+                               "%_x",
+                               "a+b",
+                               "free",
+                               "END",
+                               "Inf",
+                               "nano",
+                               "3x",
+                               ".5",
+                               "r%_range",
+                               "x(1,2)",
+                               "caf\xc3\xa9",
+                               std::string("n\0l", 3),
+                               "line\nend",
+                               "\\",
+                               "subject",
+                               "to",
+                               std::string(10000, 'y')};
+  Model model;
+  model.name = " model\n";
+  model.objective_name = "dup";
+  int32_t row = 0;
+  for (const std::string& name : names) {
+    model.cost.push_back(0.0);
+    model.var_lower.push_back(1.0);
+    model.var_upper.push_back(2.0);
+    model.var_kind.push_back(VarKind::kContinuous);
+    model.var_names.add(name);
+    model.con_lower.push_back(row % 2 == 0 ? -kInf : 3.0);
+    model.con_upper.push_back(4.0);
+    model.con_names.add(name);
+    model.matrix.row.push_back(row++);
+    model.matrix.value.push_back(3.0);
+    model.matrix.start.push_back(row);
+  }
+  std::string warnings;
+  const std::string text = write(model, &warnings);
+  EXPECT_EQ(warnings.substr(0, 39), "names that LP cannot say are encoded: 3") << warnings;
+  const Result result = read(text);
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(difference(model, result.model), "");
+  EXPECT_EQ(write(result.model), text);
+}
+
+// Variables whose first element is in a later row than those of their followers, or nowhere.
+TEST(LpWrite, TheOrderOfVariablesSurvives) {
+  std::mt19937 random(5);
+  for (int trial = 0; trial < 200; ++trial) {
+    Model model;
+    const int num_var = static_cast<int>(random() % 7);
+    for (int var = 0; var < num_var; ++var) {
+      model.cost.push_back(random() % 4 == 0 ? 1.0 : 0.0);
+      model.var_lower.push_back(0.0);
+      model.var_upper.push_back(kInf);
+      model.var_kind.push_back(VarKind::kContinuous);
+      model.var_names.add("v" + std::to_string(random()));
+      for (int32_t row = static_cast<int32_t>(random() % 4); row < 4; row += 2) {
+        model.matrix.row.push_back(row);
+        model.matrix.value.push_back(1.5);
+      }
+      model.matrix.start.push_back(static_cast<int64_t>(model.matrix.row.size()));
+    }
+    model.con_lower.assign(4, 1.0);
+    model.con_upper.assign(4, kInf);
+    EXPECT_EQ(difference(model, read(write(model)).model), "") << write(model);
+  }
+}
+
+TEST(LpWrite, LinesStayShort) {
+  Model model;
+  for (int var = 0; var < 500; ++var) {
+    model.cost.push_back(-1.2345678901234567);
+    model.var_lower.push_back(0.0);
+    model.var_upper.push_back(kInf);
+    model.var_kind.push_back(VarKind::kInteger);
+    model.var_names.add("variable" + std::to_string(var));
+    model.matrix.row.push_back(0);
+    model.matrix.value.push_back(var + 0.1);
+    model.matrix.start.push_back(var + 1);
+  }
+  model.con_lower = {1.0};
+  model.con_upper = {1.0};
+  const std::string text = write(model);
+  size_t longest = 0;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = text.find('\n', begin);
+    longest = std::max(longest, end - begin);
+    begin = end + 1;
+  }
+  EXPECT_LE(longest, 300U);
+  EXPECT_GE(longest, 200U);
+  EXPECT_EQ(difference(model, read(text).model), "");
+}
+
+TEST(LpWrite, Refusals) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  Model cone = one_variable(0.0, kInf);
+  cone.cones.push_back({ConeKind::kQuadratic, {0}, {}});
+  EXPECT_EQ(write(cone), "refused: an LP file cannot hold the model: it has 1 cones");
+  Model matrix = one_variable(0.0, kInf);
+  matrix.matrix_vars.push_back({3});
+  EXPECT_EQ(write(matrix), "refused: an LP file cannot hold the model: it has 1 matrix variables");
+  EXPECT_EQ(write(one_variable(nan, 1.0)),
+            "refused: an LP file cannot hold the model: a bound of variable 'x' is no number");
+  EXPECT_EQ(write(with_sides(nan, 1.0)),
+            "refused: an LP file cannot hold the model: a side of constraint 'r' is no number");
+  Model cost = one_variable(0.0, 1.0);
+  cost.cost[0] = kInf;
+  EXPECT_EQ(write(cost, nullptr, write_ptf),
+            "refused: a PTF file cannot hold the model: the objective's coefficient of variable "
+            "'x' is not finite");
+}
+
+std::string rewritten(std::string_view text, ProblemFile* file) {
+  Warnings warnings;
+  const Status status = read_text(read_ptf, text, file, &warnings);
+  EXPECT_EQ(status.message(), "");
+  std::string written;
+  EXPECT_EQ(write_text(write_ptf, *file, &written, &warnings).message(), "");
+  return written;
+}
+
+TEST(Ptf, SectionsOfItsOwn) {
+  const std::string text = read_all(VORLAN_CORPUS "/ptf/conic.ptf");
+  ProblemFile file;
+  const std::string written = rewritten(text, &file);
+  const Model& model = file.model;
+  ASSERT_EQ(model.num_cone(), 3);
+  EXPECT_EQ(model.cones[0].kind, ConeKind::kQuadratic);
+  EXPECT_EQ(model.cones[1].exponents, (std::vector<double>{0.3, 0.7}));
+  EXPECT_EQ(model.cones[2].kind, ConeKind::kDualExponential);
+  EXPECT_EQ(model.matrix_vars[0].dimension, 3);
+  ASSERT_EQ(model.matrix_cost.size(), 2U);
+  EXPECT_EQ(model.matrix_cost[1].entry.value, 1.0);  // 2 X(2,1) is both places with 1
+  ASSERT_EQ(model.matrix_coefficients.size(), 3U);
+  EXPECT_EQ(model.matrix_coefficients[2].entry.value, 0.5 * (1.0 - 1e-3));
+  ASSERT_EQ(file.parameters.size(), 2U);
+  EXPECT_EQ(file.parameters[1].value, "a file % name");
+  const Solution& basic = file.solutions[1];
+  ASSERT_TRUE(basic.defined);
+  EXPECT_FALSE(file.solutions[0].defined);
+  EXPECT_EQ(basic.status, SolutionStatus::kOptimal);
+  EXPECT_EQ(basic.skx[1], StatusKey::kAtLower);
+  EXPECT_EQ(basic.slx[1], -0.5);
+  EXPECT_TRUE(std::isnan(basic.sux[1]));
+  EXPECT_EQ(basic.y[0], 4.0);
+  EXPECT_EQ(basic.barx, (std::vector<double>{0, 4, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(basic.bars[1], 5.0);
+  ProblemFile again;
+  EXPECT_EQ(rewritten(written, &again), written);
+  EXPECT_EQ(difference(model, again.model), "");
+  EXPECT_EQ(again.parameters[1].value, "a file % name");
+}
+
+TEST(Ptf, WithoutSectionsItIsAnLpFile) {
+  const std::string text = read_all(VORLAN_CORPUS "/ptf/plain.ptf");
+  const Result result = read(text, read_ptf);
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(names_of(result.model.var_names, 4), "matrix solution parameters cones");
+  EXPECT_EQ(write(result.model, nullptr, write_ptf), write(result.model));
+}
+
+TEST(Ptf, AVariableNamedLikeASectionStaysAVariable) {
+  Model model = one_variable(0.0, kInf, VarKind::kInteger);
+  for (const char* name : {"cones", "solution", "parameters", "matrix", "variables"}) {
+    model.cost.push_back(1.0);
+    model.var_lower.push_back(0.0);
+    model.var_upper.push_back(5.0);
+    model.var_kind.push_back(VarKind::kInteger);
+    model.var_names.add(name);
+    model.matrix.start.push_back(0);
+  }
+  model.cones.push_back({ConeKind::kQuadratic, {1, 2}, {}});
+  EXPECT_EQ(difference(model, read(write(model, nullptr, write_ptf), read_ptf).model), "");
+  const Result by_hand = read(
+      "Minimize ] extended problem 1\nMinimize\n x + cones\nSubject To\n cones: cones >= 1\n"
+      "Generals\n cones\nCones\n cones: quadratic x cones\nEnd\n",
+      read_ptf);
+  EXPECT_EQ(by_hand.error, "");
+  EXPECT_EQ(by_hand.model.num_cone(), 1);
+  EXPECT_EQ(by_hand.model.var_kind[1], VarKind::kInteger);
+}
+
+TEST(Ptf, ErrorsNameThePlace) {
+  const auto in_file = [](const std::string& head, const std::string& rest) {
+    return "Minimize ] extended problem 1\n" + head + "Minimize\n x + y\nSubject To\n c: x >= 1\n" +
+           rest + "End\n";
+  };
+  const std::pair<std::string, const char*> cases[] = {
+      {in_file("Matrix Variables\n X(2000)\n", ""),
+       "text:3:2: matrix variables, with their solutions, of more than 1000000 elements, which is "
+       "the limit, found 'X(2000)'"},
+      {in_file("Matrix Variables\n X(2) X(3)\n", ""),
+       "text:3:7: a second matrix variable of this name, found 'X(3)'"},
+      {in_file("Matrix Variables\n X(2)\n", " d: X(3,1) >= 1\n"),
+       "text:8:5: the matrix variable has dimension 2, found 'X(3,1)'"},
+      {in_file("", "Cones\n k: round x y\n"),
+       "text:7:5: the kind of a cone was expected, found "
+       "'round'"},
+      {in_file("", "Cones\n k: exponential x y\n"),
+       "text:8:1: a cone of this kind cannot have 2 variables, as it has before this, found 'End'"},
+      {in_file("", "Cones\n k: quadratic x x\n"),
+       "text:8:1: variable 'x', before this, is in a cone already, found 'End'"},
+      {in_file("", "Solution optimal\nEnd\n"),
+       "text:6:10: 'interior', 'basic' or 'integer' was expected, found 'optimal'"},
+      {in_file("", "Solution basic\n variable z = basic 1 2 3\n"),
+       "text:7:11: the name of a part of the model was expected, found 'z'"},
+      {in_file("", "Solution basic\nBounds\n x <= 1\n"),
+       "text:8:2: solutions come behind the model, but this follows them, found 'x'"},
+  };
+  for (const auto& [text, message] : cases) EXPECT_EQ(read(text, read_ptf).error, message) << text;
+}
+
+// Seeds of the fuzz targets and mutations of them.
+TEST(LpRoundTrip, CorpusAndMutations) {
+  int num_files = 0;
+  for (const bool extended : {false, true}) {
+    const std::string folder = extended ? VORLAN_CORPUS "/ptf" : VORLAN_CORPUS "/lp";
+    const ProblemReader reader = extended ? read_ptf : read_lp;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      ++num_files;
+      const std::string text = read_all(entry.path());
+      EXPECT_EQ(read(text, reader).error, "") << entry.path();
+      for (uint32_t seed = 0; seed < kMutations; ++seed) {
+        const std::string input = seed == 0 ? text : mutated(text, seed);
+        EXPECT_EQ(round_trip_fault(reader, extended ? write_ptf : write_lp, input), "") << input;
+      }
+    }
+  }
+  EXPECT_GT(num_files, 0);
+}
+
+// All LP instances, and those in MPS format by way of LP.
+TEST(LpRoundTrip, PublicInstances) {
+  const char* folder = std::getenv("VORLAN_DATA");
+  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
+  int num_files = 0;
+  for (const char* kind : {"/lp", "/mip", "/qp"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
+      const std::string path = entry.path();
+      std::string text;
+      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
+      ++num_files;
+      if (path.ends_with("lp.gz")) {
+        EXPECT_EQ(read(text).error, "") << path;
+        EXPECT_EQ(round_trip_fault(read_lp, write_lp, text), "") << path;
+        continue;
+      }
+      const Model model = read(text, read_mps).model;
+      const Result result = read(write(model));
+      EXPECT_EQ(result.error, "") << path;
+      EXPECT_EQ(difference(model, result.model), "") << path;
+    }
+  }
+  EXPECT_GT(num_files, 0);
+}
+
+// Other programs find the optimum of what we write.
+struct Peer {
+  const char* program;
+  const char* command;  // with the file's name in place of %s; prints the optimum
+};
+
+double optimum_by(const Peer& peer, const std::string& path) {
+  std::string command = peer.command;
+  command.replace(command.find("%s"), 2, path);
+  std::FILE* pipe = ::popen(command.c_str(), "r");
+  char line[128] = {};
+  if (std::fgets(line, sizeof line, pipe) == nullptr) line[0] = '\0';
+  ::pclose(pipe);
+  return line[0] == '\0' ? std::nan("") : std::atof(line);
+}
+
+class LpPeer : public testing::TestWithParam<Peer> {};
+
+TEST_P(LpPeer, FindsTheOptimumOfOurFile) {
+  const Peer& peer = GetParam();
+  const std::string find = std::string("command -v ") + peer.program + " >/dev/null 2>&1";
+  if (std::system(find.c_str()) != 0) GTEST_SKIP() << peer.program << " is not installed";
+  // Integers, ranges, a constant, and names that need encoding. From r1 and x - z <= 18 follows
+  // 2 x + y <= 26, so that best is y = 20, x = 3: 9 + 50 + 7.
+  Result result = read(
+      "Maximize\n obj: 3 x + 2.5 y + 7\nSubject To\n r1: -3 <= x + y + z <= 8\n free: x + w >= "
+      "-inf\n"
+      " x - z <= 18\n 2 x + w1 <= 8\n empty: 0 x >= -1\nBounds\n -inf <= y <= 20\n"
+      " -inf <= z <= 3\nGenerals\n z\nBinaries\n w1\nEnd\n");
+  ASSERT_EQ(result.error, "");
+  const ScratchFolder folder;
+  const std::string path = folder.write("ours.lp", write(result.model));
+  EXPECT_NEAR(optimum_by(peer, path), 66.0, 1e-9);
+  const std::string extended = folder.write(
+      "extended.lp",
+      "Minimize ] extended problem 1\nMinimize\n obj: x\nSubject To\n c: x >= 1\nCones\n k: "
+      "quadratic x\nEnd\n");
+  EXPECT_TRUE(std::isnan(optimum_by(peer, extended)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, LpPeer,
+    testing::Values(Peer{"glpsol",
+                         "glpsol --lp %s -o /dev/stdout | sed -n 's/^Objective: .* = *\\([^ "
+                         "]*\\) .*/\\1/p'"},
+                    Peer{"cbc", "cbc %s -solve -quit | sed -n 's/^Objective value: *//p'"},
+                    Peer{"highs", "highs %s | sed -n 's/ *Primal bound *//p'"}),
+    [](const auto& test) { return std::string(test.param.program); });
+
+}  // namespace
+}  // namespace vorlan::test

@@ -1,0 +1,242 @@
+// Every parameter that reaches an optimizer does what its text says: each test shows a difference
+// that the parameter makes.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <string>
+
+#include "task_support.h"
+
+namespace {
+
+constexpr int32_t kInterior = 0;
+constexpr int32_t kBasic = 1;
+constexpr int32_t kInteger = 2;
+
+// The figure of a line of the log's end summary, such as "  iterations        7".
+double summary_figure(const std::string& log, const std::string& name) {
+  const size_t end = log.rfind("Optimization ended");
+  const size_t line = end == std::string::npos ? end : log.find("\n  " + name + " ", end);
+  if (line == std::string::npos) return -1.0;
+  return std::stod(log.substr(line + 3 + name.size()));
+}
+
+// A linear model with coefficients from 1e-2 to 1e3, feasible and bounded.
+std::string badly_scaled_model(int size) {
+  std::mt19937 random(11);
+  const auto coefficient = [&random] {
+    return std::pow(10.0, static_cast<double>(random() % 5) - 2.0) *
+           (1.0 + static_cast<double>(random() % 9));
+  };
+  std::string rows = "NAME S\nROWS\n N C\n";
+  std::string columns = "COLUMNS\n";
+  std::string sides = "RHS\n";
+  for (int i = 0; i < size; ++i) {
+    rows += " G R" + std::to_string(i) + "\n";
+    sides += " B R" + std::to_string(i) + " " + std::to_string(coefficient()) + "\n";
+  }
+  for (int j = 0; j < size; ++j) {
+    const std::string name = " X" + std::to_string(j);
+    columns += name + " C " + std::to_string(coefficient()) + "\n";
+    for (int i = j % 3; i < size; i += 3) {
+      columns += name + " R" + std::to_string(i) + " " + std::to_string(coefficient()) + "\n";
+    }
+  }
+  return rows + columns + sides + "ENDATA\n";
+}
+
+// maximize or minimize 5x + 4y + 100, 6x + 4y <= 24, x + 2y <= 6 or the mirror image, integer; the
+// best value is 120 for max, 80 for the mirrored min.
+std::string knapsack(bool maximize) {
+  const std::string sign = maximize ? "" : "-";
+  return "OBJSENSE\n " + std::string(maximize ? "MAX" : "MIN") +
+         "\nNAME A\nROWS\n N C\n L R\n L S\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C " + sign +
+         "5 R 6\n X S 1\n Y C " + sign +
+         "4 R 4\n Y S 2\n M 'MARKER' 'INTEND'\nRHS\n B R 24 S 6\n B C -100\n"
+         "BOUNDS\n PL B X\n PL B Y\nENDATA\n";
+}
+
+TEST(ParameterEffect, ScalingChangesThePathOfTheSimplexMethod) {
+  std::set<double> iterations;
+  for (const char* scaling : {"off", "free", "equilibrate", "forced", "max_value"}) {
+    TestTask task;
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_SCALING", scaling), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+    ASSERT_EQ(task.read(badly_scaled_model(40)), VLN_RES_OK);
+    task.solve();
+    EXPECT_EQ(task.solution_status(kBasic), 1) << scaling;
+    iterations.insert(summary_figure(task.log(), "iterations"));
+  }
+  EXPECT_GE(iterations.size(), 2u);
+  EXPECT_GT(*iterations.begin(), 0.0);
+}
+
+TEST(ParameterEffect, WithoutCrossoverTheResultIsAnInteriorPoint) {
+  for (const bool crossover : {true, false}) {
+    TestTask task;
+    ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CROSSOVER", crossover ? "on" : "off"), VLN_RES_OK);
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    const int32_t kind = crossover ? kBasic : kInterior;
+    EXPECT_EQ(task.defined(kBasic), crossover);
+    EXPECT_EQ(task.defined(kInterior), !crossover);
+    ASSERT_TRUE(task.defined(kind));
+    EXPECT_EQ(task.solution_status(kind), 1);
+    EXPECT_NEAR(task.objective(kind), -11.0, 1e-5);
+  }
+}
+
+TEST(ParameterEffect, RestartsChangeTheTree) {
+  const auto iterations = [](const char* restart) {
+    TestTask task;
+    EXPECT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_RESTART", restart), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_NODE_LIMIT", "1500"), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_MIP_HEURISTIC_EFFORT", "0"), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT");
+    return summary_figure(task.log(), "iterations");
+  };
+  const double with_restarts = iterations("on");
+  EXPECT_EQ(with_restarts, iterations("on")) << "the same run twice";
+  EXPECT_NE(with_restarts, iterations("off"));
+}
+
+// A line begins with the time, as "     1.0 s".
+int count_progress_lines(const std::string& log) {
+  int count = 0;
+  for (size_t at = log.find(" s "); at != std::string::npos; at = log.find(" s ", at + 1)) {
+    if (at > 0 && log[at - 1] >= '0' && log[at - 1] <= '9') ++count;
+  }
+  return count;
+}
+
+TEST(ParameterEffect, LogIntervalSpacesTheProgressLines) {
+  const auto log_with = [](const char* interval) {
+    TestTask task;
+    EXPECT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_LOG_INTERVAL", interval), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "1.2"), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_TIME_LIMIT");
+    return task.log();
+  };
+  const std::string often = log_with("0.1");
+  EXPECT_GE(count_progress_lines(often), 4) << often;
+  EXPECT_LE(count_progress_lines(often), 12) << often;
+  EXPECT_NE(often.find("incumbent             bound        gap\n"), std::string::npos) << often;
+  EXPECT_LE(count_progress_lines(log_with("1")), 1);
+  EXPECT_EQ(count_progress_lines(log_with("inf")), 0);
+}
+
+// No point is as good as the cutoff: nobody needs to know the best.
+TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithoutAGoodPoint) {
+  for (const bool maximize : {true, false}) {
+    const double best = maximize ? 120.0 : 80.0;
+    const char* name =
+        maximize ? "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF" : "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF";
+    for (const double offset : {-15.0, 15.0}) {
+      TestTask task;
+      ASSERT_EQ(task.read(knapsack(maximize)), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, name, std::to_string(best + offset).c_str()), VLN_RES_OK);
+      if (maximize == (offset > 0.0)) {
+        EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
+        EXPECT_FALSE(task.defined(kInteger));
+      } else {
+        EXPECT_EQ(task.solve(), VLN_RES_OK) << name;
+        EXPECT_NEAR(task.objective(kInteger), best, 1e-9) << name;
+      }
+    }
+  }
+}
+
+// A point beyond the cutoff is found: the best is further still.
+TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
+  for (const bool maximize : {true, false}) {
+    std::string mps = hard_integer_model();
+    for (size_t at = mps.find(" COST 1 "); maximize && at != std::string::npos;
+         at = mps.find(" COST 1 ", at)) {
+      mps.replace(at, 8, " COST -1 ");
+    }
+    mps.replace(mps.find("\nRHS\n"), 5, "\nRHS\n RHS COST -1000\n");
+    TestTask task;
+    ASSERT_EQ(task.read(maximize ? "OBJSENSE\n MAX\n" + mps : mps), VLN_RES_OK);
+    const char* name =
+        maximize ? "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF" : "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF";
+    ASSERT_EQ(VLN_putparam(task, name, maximize ? "900" : "1100"), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
+    const double distance = std::fabs(task.objective(kInteger) - 1000.0);
+    EXPECT_LE(distance, 100.0);
+    EXPECT_EQ(task.solution_status(kInteger), 2);
+  }
+}
+
+TEST(ParameterEffect, CutoffEndsADualSimplexSolve) {
+  TestTask whole;
+  ASSERT_EQ(whole.read(badly_scaled_model(40)), VLN_RES_OK);
+  whole.solve();
+  const double best = whole.objective(kBasic);
+  ASSERT_GT(best, 0.0);
+  for (const double share : {0.1, 10.0}) {
+    TestTask task;
+    ASSERT_EQ(task.read(badly_scaled_model(40)), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+    char value[40];
+    std::snprintf(value, sizeof value, "%.17g", share * best);
+    ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", value), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), share < 1.0 ? "VLN_RES_TRM_OBJECTIVE_CUTOFF" : "VLN_RES_OK");
+  }
+}
+
+TEST(ParameterEffect, MemoryLimitIsACodeAndTheTaskLivesOn) {
+  TestTask task;
+  ASSERT_EQ(task.read(badly_scaled_model(300)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "1"), VLN_RES_OK);
+  VLNrescode_enum termination = VLN_RES_OK;
+  EXPECT_EQ(code_name(VLN_optimizetrm(task, &termination)), "VLN_RES_ERR_MEMORY");
+  EXPECT_EQ(code_name(termination), "VLN_RES_TRM_FAILED");
+  EXPECT_NE(task.last_message().find("1 MiB"), std::string::npos) << task.last_message();
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "500"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kBasic), 1);
+}
+
+// Page faults of children that have ended: each child has some.
+int64_t faults_of_children() {
+  rusage usage{};
+  EXPECT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+  return usage.ru_minflt;
+}
+
+struct ChildCase {
+  const char* name;
+  const char* value;
+  bool tiny;
+  bool in_child;
+};
+
+TEST(ParameterEffect, ATinyLinearModelNeedsNoChildUnlessAskedFor) {
+  constexpr ChildCase kCases[] = {
+      {"VLN_IPAR_CHILD_PROCESS", "automatic", true, false},
+      {"VLN_IPAR_CHILD_PROCESS", "automatic", false, true},
+      {"VLN_IPAR_CHILD_PROCESS", "on", true, true},
+      {"VLN_IPAR_CHILD_PROCESS", "off", false, false},
+      {"VLN_DPAR_MEMORY_LIMIT", "500", true, true},
+      {"VLN_IPAR_OPTIMIZER", "interior_point", true, true},
+  };
+  for (const ChildCase& c : kCases) {
+    TestTask task;
+    ASSERT_EQ(task.read(c.tiny ? two_products(-1) : badly_scaled_model(80)), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, c.name, c.value), VLN_RES_OK);
+    const int64_t before = faults_of_children();
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    EXPECT_EQ(faults_of_children() > before, c.in_child) << c.name << ' ' << c.value;
+  }
+}
+
+}  // namespace

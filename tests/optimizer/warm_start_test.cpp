@@ -1,0 +1,98 @@
+// Solves that start from what the task holds.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "task_support.h"
+
+namespace {
+
+constexpr int32_t kBasic = 1;
+constexpr int32_t kInteger = 2;
+
+void put(vlntaskt* task, const char* name, const char* value) {
+  ASSERT_EQ(VLN_putparam(task, name, value), VLN_RES_OK) << name;
+}
+
+// With no iteration allowed, only a solve from the optimal basis ends at the optimum.
+TEST(WarmStart, SecondSolveOfAnUnchangedLinearModelTakesNoIterations) {
+  for (const char* optimizer : {"free", "primal_simplex", "dual_simplex"}) {
+    for (const char* child : {"on", "off"}) {
+      TestTask task;
+      ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+      put(task, "VLN_IPAR_OPTIMIZER", optimizer);
+      put(task, "VLN_IPAR_CHILD_PROCESS", child);
+      EXPECT_EQ(task.solve(), VLN_RES_OK);
+      const auto x = task.var_doubles(VLN_getxx, kBasic);
+      put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
+      EXPECT_EQ(task.solve(), VLN_RES_OK) << optimizer;
+      EXPECT_EQ(task.solution_status(kBasic), 1);
+      EXPECT_EQ(task.var_doubles(VLN_getxx, kBasic), x);
+      put(task, "VLN_IPAR_WARM_START", "off");
+      put(task, "VLN_IPAR_PRESOLVE", "off");
+      EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT") << optimizer;
+    }
+  }
+}
+
+// Bounds of every kind keep their status through the task: fixed, free, upper only, ranged row.
+TEST(WarmStart, EveryKindOfBoundIsCarried) {
+  const std::string mps =
+      "NAME A\nROWS\n N C\n G R\n L S\n E T\nCOLUMNS\n X C 1 R 1\n Y C 2 R 1\n Y T 1\n"
+      " W S 1\n W T 1\n F S 0\n V C -1\n V T 1\nRHS\n B R 3 S 9\n B T 8\nRANGES\n G R 4\n"
+      "BOUNDS\n UP B X 2\n FX B W 5\n FR B F\n MI B V\n UP B V 2\nENDATA\n";
+  TestTask task;
+  ASSERT_EQ(task.read(mps), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  ASSERT_EQ(task.solution_status(kBasic), 1);
+  const double best = task.objective(kBasic);
+  put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.objective(kBasic), best);
+}
+
+// The basis of one sense is a start for the other, not an answer to it.
+TEST(WarmStart, AnotherSenseIsSolvedRight) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  task.solve();
+  EXPECT_NEAR(task.objective(kBasic), -11.0, 1e-9);
+  ASSERT_EQ(VLN_putobjsense(task, 1), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_NEAR(task.objective(kBasic), 0.0, 1e-9);
+}
+
+TEST(WarmStart, CertificatesComeAgain) {
+  const std::string infeasible =
+      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\n Y C 1 R 1\n Y S 1\n"
+      "RHS\n B R 1 S 2\nENDATA\n";
+  const std::string unbounded =
+      "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n";
+  for (const bool feasible : {false, true}) {
+    TestTask task;
+    ASSERT_EQ(task.read(feasible ? unbounded : infeasible), VLN_RES_OK);
+    for (int solve = 0; solve < 3; ++solve) {
+      EXPECT_EQ(task.solve(), VLN_RES_OK);
+      EXPECT_EQ(task.solution_status(kBasic), feasible ? 6 : 5) << solve;
+    }
+  }
+}
+
+// No node and no heuristic: what the second solve has, it had from the start.
+TEST(WarmStart, IntegerSolveGoesOnFromItsIncumbent) {
+  TestTask task;
+  ASSERT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+  put(task, "VLN_IPAR_MIP_NODE_LIMIT", "1000");
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT");
+  const double first = task.objective(kInteger);
+  put(task, "VLN_IPAR_MIP_NODE_LIMIT", "1");
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT");
+  EXPECT_LE(task.objective(kInteger), first);
+  put(task, "VLN_IPAR_WARM_START", "off");
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT");
+  EXPECT_GT(task.objective(kInteger), first) << "a model too easy to show the start's effect";
+}
+
+}  // namespace

@@ -117,7 +117,7 @@ TEST(LpRead, Rows) {
       {" r: 2 x + x - y >= 2", 3, -1, 2, kInf}, {" r: 0 <= 5", 0, 0, -kInf, 5},
       {" r: 0 x >= -1", 0, 0, -1, kInf},        {" r: x >= -inf", 1, 0, -kInf, kInf},
       {" r: x <= Infinity", 1, 0, -kInf, kInf}, {" r: x <= 1e30", 1, 0, -kInf, kInf},
-      {" r: x - x <= 1", 0, 0, -kInf, 1},
+      {" r: x - x <= 1", 0, 0, -kInf, 1},       {" r: <= 1", 0, 0, -kInf, 1},
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(test.text);
@@ -196,11 +196,11 @@ TEST(LpRead, BoundsAndKinds) {
 
 TEST(LpRead, NamesThatLookLikeOtherThings) {
   const Result result = read(
-      "Minimize\n obj: inf1 + nano + 2 e9x + 3 efg + bounds + st + a/b + caf\xc3\xa9\n"
+      "Minimize\n obj: inf1 + nano + 2 e9x + 3 efg + bounds + st + a/b + caf\xc3\xa9 + .dot..\n"
       "Subject To\n free: x(1) + end >= 2\n end: inf >= 1\nBounds\n bounds <= 3\nEnd\n");
   ASSERT_EQ(result.error, "");
   EXPECT_EQ(names_of(result.model.var_names, result.model.cost.size()),
-            "inf1 nano e9x efg bounds st a/b caf\xc3\xa9 x(1) end inf");
+            "inf1 nano e9x efg bounds st a/b caf\xc3\xa9 .dot.. x(1) end inf");
   EXPECT_EQ(result.model.var_upper[4], 3.0);
 }
 
@@ -240,6 +240,8 @@ TEST(LpRead, ErrorsNameThePlace) {
       {with_objective(" obj: 1e400 y"), "text:2:13: a coefficient must be finite, found 'y'"},
       {with_objective(std::string(" obj: x \0", 9)),
        "text:2:9: a character that no LP file has, found '\\x00'"},
+      {with_row(" >= 2"), "text:4:2: an expression was expected, found '>='"},
+      {with_row(" c: >= x"), "text:5:1: a number was expected, found 'End'"},
       {with_row(" c: x + y"), "text:5:1: a relation ('<=', '>=' or '=') was expected, found 'End'"},
       {with_row(" c: x >= 1\n c: y >= 1"), "text:5:2: a second constraint of this name, found 'c'"},
       {with_row(" c: 1 <= x >= 2"),

@@ -19,8 +19,9 @@ TEST(ProblemFile, WhatIsWrittenReadsBackWithTheSameOptimum) {
   TestTask original;
   ASSERT_EQ(original.read(two_products(-1)), VLN_RES_OK);
   const double expected = solved_objective(original);
-  for (const char* name : {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst", "a.jtask",
-                           "a.json.gz", "a.task", "a.task.zst"}) {
+  for (const char* name :
+       {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst", "a.jtask", "a.json.gz", "a.task",
+        "a.task.zst", "a.lp", "a.lp.gz", "a.ptf", "a.opf.zst"}) {
     const std::string path = test_file_path(name);
     ASSERT_EQ(VLN_writedata(original, path.c_str()), VLN_RES_OK) << original.last_message();
     TestTask copy;
@@ -65,13 +66,21 @@ TEST(ProblemFile, FilesThatCannotBeWrittenSayWhyAndLeaveNothing) {
   EXPECT_NE(::access(unknown.c_str(), F_OK), 0);
 }
 
-// A task file carries solutions unless parameter 109 is off, and the parameters that were changed.
-TEST(ProblemFile, TaskFilesCarrySolutionsAndParameters) {
+struct SolutionFileKind {
+  const char* name;
+  int32_t switch_param;  // off: no solutions
+};
+
+// Files that can carry solutions do unless their parameter is off, and the parameters that were
+// changed in any case.
+TEST(ProblemFile, TaskAndPtfFilesCarrySolutionsAndParameters) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   const double expected = solved_objective(task);
   ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_RANDOM_SEED", "17"), VLN_RES_OK);
-  for (const char* name : {"d.jtask", "d.task"}) {
+  constexpr SolutionFileKind kKinds[] = {
+      {"d.jtask", 109}, {"d.json", 109}, {"d.task", 109}, {"d.ptf", 125}, {"d.opf", 125}};
+  for (const auto& [name, switch_param] : kKinds) {
     const std::string path = test_file_path(name);
     TestTask copy;
     ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
@@ -83,9 +92,9 @@ TEST(ProblemFile, TaskFilesCarrySolutionsAndParameters) {
     ASSERT_EQ(VLN_getintparam(copy, 3, &seed), VLN_RES_OK);
     EXPECT_EQ(seed, 17);
 
-    ASSERT_EQ(VLN_putintparam(task, 109, 0), VLN_RES_OK);
+    ASSERT_EQ(VLN_putintparam(task, switch_param, 0), VLN_RES_OK);
     ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
-    ASSERT_EQ(VLN_putintparam(task, 109, 1), VLN_RES_OK);
+    ASSERT_EQ(VLN_putintparam(task, switch_param, 1), VLN_RES_OK);
     ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
     EXPECT_FALSE(copy.defined(1)) << name;
   }

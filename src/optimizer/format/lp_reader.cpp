@@ -260,18 +260,22 @@ bool LpReader::read_constraints() {
 bool LpReader::read_constraint() {
   const int32_t con = model_->num_con();
   if (con == std::numeric_limits<int32_t>::max()) return tokens_.fail("too many constraints");
+  const bool labelled = tokens_.kind() == LpKind::kName && tokens_.following() == ':';
   if (!read_label(con)) return false;
   rows_.begin_row();
   row_has_range_ = false;
   Part left, right;
   if (!read_expression(con, 1.0, LineEnd::kGoesOn, &left)) return false;
   const LpKind relation = tokens_.kind();
-  if (!left.said) return tokens_.fail("an expression was expected");
+  const bool nothing = !left.said && labelled && is_relation(relation);
+  if (!left.said && !nothing) return tokens_.fail("an expression was expected");
+  if (nothing)
+    warn(tokens_.token().text, "a constraint without an expression, which is taken as 0");
   if (!is_relation(relation)) return tokens_.fail("a relation ('<=', '>=' or '=') was expected");
   tokens_.next();
   const LineEnd line_end = left.terms ? LineEnd::kEnds : LineEnd::kEndsConstant;
   if (!read_expression(con, left.terms ? -1.0 : 1.0, line_end, &right)) return false;
-  if (!right.said) return tokens_.fail("a number was expected");
+  if (!right.said || (nothing && right.terms)) return tokens_.fail("a number was expected");
   return finish_constraint(con, left, relation, right);
 }
 

@@ -138,8 +138,15 @@ void LpTokens::next() {
       while (is_name_part(*at) && at != end_);
       token_.kind = LpKind::kName;
       break;
-    case kDigit:
     case kPoint:
+      if (at + 1 != end_ && is_name_part(at[1]) && !is_digit(at[1])) {
+        do ++at;
+        while (is_name_part(*at) && at != end_);
+        token_.kind = LpKind::kName;
+        break;
+      }
+      [[fallthrough]];
+    case kDigit:
       at_ = at;
       take_number();
       return;

@@ -177,6 +177,7 @@ class LpWriter {
   void append_coefficient(double coefficient);
   void append_value(double value);
   void append_number(double value);
+  void append_integer(int64_t value);
   void begin_terms() { first_term_ = true; }
   void wrap() {
     if (line_.size() > kFullLine) end_line(" ");
@@ -618,8 +619,11 @@ void LpWriter::append_element(int32_t matrix_var, const TriangleEntry& entry) {
 
 void LpWriter::append_element_name(size_t matrix_var, int64_t row, int64_t col) {
   names_.append_matrix_variable(matrix_var, &line_);
-  line_ +=
-      format_text("(%lld,%lld)", static_cast<long long>(row + 1), static_cast<long long>(col + 1));
+  line_ += '(';
+  append_integer(row + 1);
+  line_ += ',';
+  append_integer(col + 1);
+  line_ += ')';
 }
 
 void LpWriter::append_variable_term(double coefficient, size_t var) {
@@ -658,6 +662,12 @@ void LpWriter::append_number(double value) {
       std::fabs(value) < kLargestInteger && std::trunc(value) == value && !same_bits(value, -0.0);
   const char* const end = integer ? format_int64(static_cast<int64_t>(value), text.data())
                                   : format_double(value, text.data());
+  line_.append(text.data(), static_cast<size_t>(end - text.data()));
+}
+
+void LpWriter::append_integer(int64_t value) {
+  std::array<char, kLongestNumber> text;
+  const char* const end = format_int64(value, text.data());
   line_.append(text.data(), static_cast<size_t>(end - text.data()));
 }
 

@@ -19,6 +19,8 @@ constexpr ProblemFormat kFormats[] = {
     {".mps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
     {".qps", "MPS", SolutionSwitch::kNever, read_mps, write_mps},
     {".lp", "LP", SolutionSwitch::kNever, read_lp, write_lp},
+    {".ptf", "PTF", SolutionSwitch::kTextFiles, read_ptf, write_ptf},
+    {".opf", "PTF", SolutionSwitch::kTextFiles, read_ptf, write_ptf},
     {".jtask", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
     {".json", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
     {".task", "task", SolutionSwitch::kTaskFiles, read_task, write_task},

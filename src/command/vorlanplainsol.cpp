@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -50,9 +51,21 @@ std::string_view wordof(std::span<const char* const> words, std::int32_t number)
   return words[static_cast<std::size_t>(number)];
 }
 
-// A status key's word, printed as a quote because {fmt} pads plain text by its width on a screen,
-// which takes long to find out.
-quote keyword(std::int32_t key) { return {wordof(sk_strs, key)}; }
+// The words of the status keys as "{:6}" shows them. Rows are printed by the million, and {fmt}
+// pads a text by its width on a screen, which takes long to find out.
+class KeyCells {
+ public:
+  KeyCells() {
+    for (std::size_t i = 0; i < cells_.size(); ++i) cells_[i] = fmt::format("{:6}", sk_strs[i]);
+  }
+  std::string_view operator[](std::int32_t key) const {
+    const auto i = static_cast<std::uint32_t>(key);  // what is negative becomes large
+    return i < cells_.size() ? cells_[i] : cells_[0];
+  }
+
+ private:
+  std::array<std::string, sk_strs.size()> cells_;
+};
 
 // An objective is shown when the solution status has a word for its side.
 bool showsobjective(std::span<const char* const> words, std::int32_t status) {
@@ -179,6 +192,7 @@ class PlainSolutionWriter {
   ConstraintColumns constraints_;
   BarColumns bars_;
   std::vector<char> name_;
+  KeyCells keycells_;
 };
 
 std::int32_t PlainSolutionWriter::fetchsize(std::int32_t line,
@@ -303,8 +317,8 @@ void PlainSolutionWriter::printstatus(const Status& status, std::string_view obj
 void PlainSolutionWriter::printvariablerows() {
   for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
     const std::size_t k = asindex(i);
-    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {} {} {} {}\n"), i,
-                  fetchname(VLN_getvarname, i), keyword(variables_.skx[k]),
+    report_.print(FMT_COMPILE("      var{:04}: {:15} {} {} {} {} {}\n"), i,
+                  fetchname(VLN_getvarname, i), keycells_[variables_.skx[k]],
                   number{variables_.xx[k]}, number{variables_.slx[k]}, number{variables_.sux[k]},
                   number{variables_.snx[k]});
   }
@@ -332,16 +346,16 @@ void PlainSolutionWriter::writeinteger() {
   report_.printtitle("    Variables");
   report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24}\n"), "item", "name", "sta", "xx");
   for (std::int32_t i = 0; i < sizes_.numvar; ++i) {
-    report_.print(FMT_COMPILE("      var{:04}: {:15} {:6} {}\n"), i, fetchname(VLN_getvarname, i),
-                  keyword(variables_.skx[asindex(i)]), number{variables_.xx[asindex(i)]});
+    report_.print(FMT_COMPILE("      var{:04}: {:15} {} {}\n"), i, fetchname(VLN_getvarname, i),
+                  keycells_[variables_.skx[asindex(i)]], number{variables_.xx[asindex(i)]});
   }
   if (hasmatrixvariables()) printintegerbarlisting();
 
   report_.printtitle("    Constraints");
   report_.print(FMT_COMPILE("      # {:<6} {:<15} {:6} {:24}\n"), "item", "name", "sta", "xc");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
-    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {}\n"), i, fetchname(VLN_getconname, i),
-                  keyword(constraints_.skc[asindex(i)]), number{constraints_.xc[asindex(i)]});
+    report_.print(FMT_COMPILE("    con{:04}: {:15} {} {}\n"), i, fetchname(VLN_getconname, i),
+                  keycells_[constraints_.skc[asindex(i)]], number{constraints_.xc[asindex(i)]});
   }
   report_.flush();
 }
@@ -399,8 +413,8 @@ void PlainSolutionWriter::writebasic() {
                 "name", "sta", "xc", "slc", "suc", "y");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
     const std::size_t k = asindex(i);
-    report_.print(FMT_COMPILE("    con{:04}: {:15} {:6} {} {} {} {}\n"), i,
-                  fetchname(VLN_getconname, i), keyword(constraints_.skc[k]),
+    report_.print(FMT_COMPILE("    con{:04}: {:15} {} {} {} {} {}\n"), i,
+                  fetchname(VLN_getconname, i), keycells_[constraints_.skc[k]],
                   number{constraints_.xc[k]}, number{constraints_.slc[k]},
                   number{constraints_.suc[k]}, number{constraints_.y[k]});
   }
@@ -445,8 +459,8 @@ void PlainSolutionWriter::writeinterior() {
   report_.print(FMT_COMPILE("      # {:<6} {:<20} {:6} {:^24} {:^24} {:^24} {:^24}\n"), "item",
                 "name", "sta", "xc", "slc", "suc", "y");
   for (std::int32_t i = 0; i < sizes_.numcon; ++i) {
-    report_.print(FMT_COMPILE("      con{:04}: {:20} {:6} {} {} {} {}\n"), i,
-                  fetchname(VLN_getconname, i), keyword(constraints_.skc[asindex(i)]),
+    report_.print(FMT_COMPILE("      con{:04}: {:20} {} {} {} {} {}\n"), i,
+                  fetchname(VLN_getconname, i), keycells_[constraints_.skc[asindex(i)]],
                   number{valueat(variables_.xx, i)}, number{valueat(variables_.slx, i)},
                   number{valueat(variables_.sux, i)}, number{valueat(variables_.snx, i)});
   }

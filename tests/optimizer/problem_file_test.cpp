@@ -148,6 +148,13 @@ TEST(SolutionFile, JsonAndSolverResultSayWhatTheSolveGave) {
   }
 }
 
+TEST(ProblemFile, AnErrorIsOneLineWhateverTheFileIsCalled) {
+  TestTask task;
+  EXPECT_NE(VLN_readdata(task, "/nonexistent/a\n\x1b[31m.mps"), VLN_RES_OK);
+  EXPECT_NE(task.last_message().find("a\\x0a\\x1b[31m.mps"), std::string::npos)
+      << task.last_message();
+}
+
 TEST(ProblemFile, ASilentTaskTellsNoFileName) {
   TestTask task;
   ASSERT_EQ(VLN_putintparam(task, 45, 0), VLN_RES_OK);

@@ -42,20 +42,20 @@ void write_file(const fs::path& name, const std::string& text) {
 }
 
 // A folder that is removed at the end: "run" is the program's, the rest is beside it.
-class Workplace {
+class RunFolder {
  public:
-  Workplace() {
+  RunFolder() {
     std::string name = (fs::temp_directory_path() / "vorlan-program-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     root_ = name;
     fs::create_directory(folder());
   }
-  ~Workplace() {
+  ~RunFolder() {
     std::error_code ignored;
     fs::remove_all(root_, ignored);
   }
-  Workplace(const Workplace&) = delete;
-  Workplace& operator=(const Workplace&) = delete;
+  RunFolder(const RunFolder&) = delete;
+  RunFolder& operator=(const RunFolder&) = delete;
 
   fs::path folder() const { return root_ / "run"; }
   fs::path beside(const char* name) const { return root_ / name; }
@@ -64,7 +64,7 @@ class Workplace {
   fs::path root_;
 };
 
-void lay_out(const Case& what, const std::string& more_script, const Workplace& place) {
+void lay_out(const Case& what, const std::string& more_script, const RunFolder& place) {
   for (const std::string& folder : what.folders) fs::create_directories(place.folder() / folder);
   for (const auto& [name, text] : what.files) write_file(place.folder() / name, text);
   write_file(place.beside("script"), what.script + more_script);
@@ -76,7 +76,7 @@ void redirect(const fs::path& file, int flags, int descriptor) {
   close(opened);
 }
 
-[[noreturn]] void become_program(const Case& what, const Workplace& place) {
+[[noreturn]] void become_program(const Case& what, const RunFolder& place) {
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
   redirect("/dev/null", O_RDONLY, STDIN_FILENO);
@@ -98,7 +98,7 @@ void redirect(const fs::path& file, int flags, int descriptor) {
 }
 
 // Waits for the end; sends the case's signal once its moment has come.
-int wait_for_end(pid_t child, const Case& what, const Workplace& place, bool& timed_out) {
+int wait_for_end(pid_t child, const Case& what, const RunFolder& place, bool& timed_out) {
   const Clock::time_point deadline = Clock::now() + time_limit;
   bool sent = what.signal_to_send == 0;
   for (int status = 0;;) {
@@ -139,7 +139,7 @@ Exit describe_exit(int status) {
 }  // namespace
 
 Outcome run(const Case& what, const std::string& more_script) {
-  const Workplace place;
+  const RunFolder place;
   lay_out(what, more_script, place);
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error("fork failed");

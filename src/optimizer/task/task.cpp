@@ -17,7 +17,7 @@ void Task::log_text(int32_t level, const std::string& text) const {
 
 void Task::report(const Status& failure) {
   last_code = failure.code();
-  last_message = failure.message();
+  last_message = on_one_line(failure.message());
   const auto number = static_cast<int32_t>(failure.code());
   const CodeEntry* entry = find_code(number);
   const std::string line = format_text("%s (%d): %s\n", entry->name, number, last_message.c_str());

@@ -98,6 +98,20 @@ std::optional<std::string> format_echo(const char* format, va_list arguments) {
   return plain_text(format, conversion.begin) + *shown + *tail;
 }
 
+std::string on_one_line(std::string_view text) {
+  std::string line;
+  line.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7f) {
+      line += c;
+    } else {
+      line += format_text("\\x%02x", byte);
+    }
+  }
+  return line;
+}
+
 int edit_distance(std::string_view a, std::string_view b) {
   const size_t width = b.size() + 1;
   std::vector<int> table((a.size() + 1) * width);

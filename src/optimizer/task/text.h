@@ -16,6 +16,10 @@ __attribute__((format(printf, 1, 2))) std::string format_text(const char* format
 // std::string_view by value. Nothing when the C library refuses the format.
 std::optional<std::string> format_echo(const char* format, va_list arguments);
 
+// The text with \xNN for control characters, which file names may hold: one line that moves no
+// cursor.
+std::string on_one_line(std::string_view text);
+
 // How far two names are apart: the number of letters to insert, drop, exchange or swap.
 int edit_distance(std::string_view a, std::string_view b);
 

@@ -18,7 +18,7 @@ Compression to_compression(uint32_t selector) { return static_cast<Compression>(
 VLNrescode_enum write_as(vlntaskt* task, const char* filename, SolutionFormat format,
                          uint32_t compression) {
   return run(task, [=](Task& t) {
-    const Status status = check_solution_file(filename, compression);
+    Status status = check_solution_file(filename, compression);
     if (!status.ok()) return status;
     return write_solution_file(&t, filename, format, to_compression(compression));
   });
@@ -42,7 +42,7 @@ VLNrescode_enum VLN_writedata(vlntaskt* task, const char* filename) {
 
 VLNrescode_enum VLN_readbsolution(vlntaskt* task, const char* filename, uint32_t compression) {
   return run(task, [=](Task& t) {
-    const Status status = check_solution_file(filename, compression);
+    Status status = check_solution_file(filename, compression);
     return status.ok() ? read_solution_file(&t, filename, to_compression(compression)) : status;
   });
 }

@@ -20,7 +20,7 @@ constexpr std::array<bool, 256> make_safe() {
   for (size_t c = '0'; c <= '9'; ++c) safe[c] = true;
   for (size_t c = 0x80; c < safe.size(); ++c) safe[c] = true;
   for (const char c : {'_', '.', '!', '#', '$', '%', '&', '(', ')', ',', '?', '@', '{', '}', '~'}) {
-    safe[static_cast<size_t>(c)] = true;
+    safe[static_cast<unsigned char>(c)] = true;
   }
   return safe;
 }

@@ -4,8 +4,9 @@
 namespace vorlan {
 
 void LpRows::add_piece() {
-  pieces_.push_back({std::make_unique_for_overwrite<int32_t[]>(kPieceSize),
-                     std::make_unique_for_overwrite<double[]>(kPieceSize)});
+  Piece& piece = pieces_.emplace_back();
+  piece.var = std::make_unique_for_overwrite<int32_t[]>(kPieceSize);
+  piece.value = std::make_unique_for_overwrite<double[]>(kPieceSize);
 }
 
 void LpRows::finish(size_t num_vars, SparseMatrix* matrix) {

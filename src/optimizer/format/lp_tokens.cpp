@@ -18,12 +18,12 @@ constexpr std::array<uint8_t, 256> make_classes() {
   for (size_t c = 0x21; c < classes.size(); ++c) classes[c] = kNameStart;
   classes[0x7f] = kNone;
   for (const char c : {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9'}) {
-    classes[static_cast<size_t>(c)] = kDigit;
+    classes[static_cast<unsigned char>(c)] = kDigit;
   }
   classes['.'] = kPoint;
   classes['/'] = kNamePart;
   for (const char c : {'+', '-', '<', '>', '=', ':', '[', ']', '*', '^'}) {
-    classes[static_cast<size_t>(c)] = kOperator;
+    classes[static_cast<unsigned char>(c)] = kOperator;
   }
   classes['\\'] = kNone;
   return classes;

@@ -11,6 +11,7 @@
 #include <random>
 
 #include "format/mps.h"
+#include "peer.h"
 #include "round_trip.h"
 #include "scratch_folder.h"
 
@@ -591,27 +592,11 @@ TEST(LpRoundTrip, PublicInstances) {
 }
 
 // Other programs find the optimum of what we write.
-struct Peer {
-  const char* program;
-  const char* command;  // with the file's name in place of %s; prints the optimum
-};
-
-double optimum_by(const Peer& peer, const std::string& path) {
-  std::string command = peer.command;
-  command.replace(command.find("%s"), 2, path);
-  std::FILE* pipe = ::popen(command.c_str(), "r");
-  char line[128] = {};
-  if (std::fgets(line, sizeof line, pipe) == nullptr) line[0] = '\0';
-  ::pclose(pipe);
-  return line[0] == '\0' ? std::nan("") : std::atof(line);
-}
-
 class LpPeer : public testing::TestWithParam<Peer> {};
 
 TEST_P(LpPeer, FindsTheOptimumOfOurFile) {
   const Peer& peer = GetParam();
-  const std::string find = std::string("command -v ") + peer.program + " >/dev/null 2>&1";
-  if (std::system(find.c_str()) != 0) GTEST_SKIP() << peer.program << " is not installed";
+  if (!is_installed(peer)) GTEST_SKIP() << peer.program << " is not installed";
   // Integers, ranges, a constant, and names that need encoding. From r1 and x - z <= 18 follows
   // 2 x + y <= 26, so that best is y = 20, x = 3: 9 + 50 + 7.
   Result result = read(

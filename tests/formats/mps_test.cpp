@@ -11,6 +11,7 @@
 #include <random>
 
 #include "format/mps_sides.h"
+#include "peer.h"
 #include "round_trip.h"
 #include "scratch_folder.h"
 
@@ -611,27 +612,11 @@ TEST(MpsRoundTrip, PublicInstances) {
 }
 
 // Other programs find the optimum of what we write.
-struct Peer {
-  const char* program;
-  const char* command;  // with the file's name in place of %s; prints the optimum
-};
-
-double optimum_by(const Peer& peer, const std::string& path) {
-  std::string command = peer.command;
-  command.replace(command.find("%s"), 2, path);
-  std::FILE* pipe = ::popen(command.c_str(), "r");
-  char line[128] = {};
-  if (std::fgets(line, sizeof line, pipe) == nullptr) line[0] = '\0';
-  ::pclose(pipe);
-  return line[0] == '\0' ? std::nan("") : std::atof(line);
-}
-
 class MpsPeer : public testing::TestWithParam<Peer> {};
 
 TEST_P(MpsPeer, FindsTheOptimumOfOurFile) {
   const Peer& peer = GetParam();
-  const std::string find = std::string("command -v ") + peer.program + " >/dev/null 2>&1";
-  if (std::system(find.c_str()) != 0) GTEST_SKIP() << peer.program << " is not installed";
+  if (!is_installed(peer)) GTEST_SKIP() << peer.program << " is not installed";
   // 3 x + 2 y - z + 10 with integers of all kinds of bounds, a range, and names that need encoding:
   // best is x = 2, y = -3, z = 1.5: 6 - 6 - 1.5 + 10 = 8.5.
   Result result = read(

@@ -22,9 +22,6 @@ LpKind mirrored(LpKind relation) {
   return relation == LpKind::kGreater ? LpKind::kLess : relation;
 }
 
-bool is_semi(VarKind kind) {
-  return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
-}
 bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
 
 VarKind make_kind(bool integer, bool semi) {

@@ -13,6 +13,7 @@
 #include "format/numbers.h"
 #include "format/ptf_words.h"
 #include "format/text_reader.h"
+#include "format/writer_words.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -22,17 +23,6 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLpInfinity = 1e30;     // what readers take numbers from here on for
 constexpr double kLargestInteger = 1e5;  // below: shorter as an integer than with an exponent
 constexpr size_t kFullLine = 240;        // older programs read lines of 255 characters at most
-
-bool is_plus_zero(double value) { return value == 0.0 && !std::signbit(value); }
-bool same_bits(double a, double b) { return a == b && std::signbit(a) == std::signbit(b); }
-bool is_semi(VarKind kind) {
-  return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
-}
-
-std::string shown_name(const NameList& names, size_t index, const char* kind) {
-  if (names[index].empty()) return format_text("%s %zu", kind, index + 1);
-  return format_text("%s '%s'", kind, printable(names[index]).c_str());
-}
 
 // What must hold of a model that the format can hold; otherwise a failure that says what does not.
 class LpAdmission {

@@ -191,7 +191,7 @@ void MpsReader::apply_bound(const BoundType& type, size_t column, double value) 
 void MpsReader::set_kind(const BoundType& type, size_t column, std::string_view word) {
   VarKind& kind = model_->var_kind[column];
   const bool was_integer = kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
-  const bool was_semi = kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
+  const bool was_semi = is_semi(kind);
   const bool only_semi = type.semi_continuous && !type.integer;
   const bool integer = type.integer || (was_integer && !only_semi);
   if (only_semi && was_integer) warn(word, "the bound SC makes the column continuous");

@@ -10,6 +10,7 @@
 #include "format/mps_names.h"
 #include "format/mps_sides.h"
 #include "format/text_reader.h"
+#include "format/writer_words.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -17,17 +18,6 @@ namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLargestInteger = 99999;  // shorter as an integer than with an exponent
-
-bool is_plus_zero(double value) { return value == 0.0 && !std::signbit(value); }
-bool same_bits(double a, double b) { return a == b && std::signbit(a) == std::signbit(b); }
-bool is_semi(VarKind kind) {
-  return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
-}
-
-std::string shown_name(const NameList& names, size_t index, const char* kind) {
-  if (names[index].empty()) return format_text("%s %zu", kind, index + 1);
-  return format_text("%s '%s'", kind, printable(names[index]).c_str());
-}
 
 // What must hold of a model that the format can hold; otherwise a failure that says what does not.
 class Admission {

@@ -52,9 +52,6 @@ double relative_outside(const Sum& sum, double lower, double upper) {
 }
 
 bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
-bool is_semi(VarKind kind) {
-  return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
-}
 
 double variable_violation(const Model& model, size_t j, double x) {
   const VarKind kind = model.var_kind[j];

@@ -22,6 +22,10 @@ namespace vorlan {
 
 enum class VarKind : uint8_t { kContinuous, kInteger, kSemiContinuous, kSemiInteger };
 
+inline bool is_semi(VarKind kind) {
+  return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
+}
+
 // Names by index in one block of text: a million names cost two allocations, not a million. An
 // index past the end is an unnamed element.
 class NameList {

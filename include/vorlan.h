@@ -161,7 +161,7 @@ VLN_API VLNrescode_enum VLN_putintparam(vlntaskt* task, int32_t param, int32_t v
 VLN_API VLNrescode_enum VLN_getintparam(vlntaskt* task, int32_t param, int32_t* value);
 
 /* Sets a string parameter by its index. Those with index 0 to 23 can make the optimizer write
-   files; they act only when an optimization begins. */
+   files; they act only when an optimization begins. The empty string asks for nothing. */
 VLN_API VLNrescode_enum VLN_putstrparam(vlntaskt* task, int32_t param, const char* value);
 
 /* Sets a parameter of any type by its name; value is a number or, where the parameter has words,
@@ -171,8 +171,9 @@ VLN_API VLNrescode_enum VLN_putparam(vlntaskt* task, const char* name, const cha
 
 /* ---- Problem and solution files ------------------------------------------------------------ */
 
-/* Reads a problem file in place of the task's model and solutions. Format and compression follow
-   from the name and the content. On failure the task is as it was before. */
+/* Reads a problem file in place of the task's model and solutions; "-" is standard input. The
+   format is the one of the name's suffix, or of the content where the name has none that is known;
+   the content says the compression. On failure the task is as it was before. */
 VLN_API VLNrescode_enum VLN_readdata(vlntaskt* task, const char* filename);
 
 /* Writes the model to a problem file; format and compression follow from the name. */
@@ -198,7 +199,9 @@ VLN_API VLNrescode_enum VLN_writetasksolverresult_file(vlntaskt* task, const cha
    chosen optimizer: basic for linear, integer for mixed-integer, interior-point for the conic
    method. *trm says why the optimization ended: 0 when it ran to its end, else a termination code
    (time limit, user callback, ...). A stopped optimization is a success with what was found so far.
-   *trm is written also when the operation fails. */
+   *trm is written also when the operation fails. When a file that a string parameter asks for
+   cannot be opened, nothing is solved; when one cannot be written after the solve, the operation
+   fails with the solutions kept in the task and *trm as the solve ended. */
 VLN_API VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm);
 
 /* The same on a solver server at "[http|https]://SERVER[:PORT]"; token is the access token, empty

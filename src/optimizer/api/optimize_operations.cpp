@@ -1,5 +1,6 @@
 // Operations that optimize, and the objective sense.
 #include "api/operation.h"
+#include "api/solve_files.h"
 #include "solve/optimize.h"
 #include "task/text.h"
 
@@ -11,13 +12,6 @@ namespace {
 constexpr int32_t kMinimize = 0;
 constexpr int32_t kMaximize = 1;
 
-// What an optimization ended with; its figures stand there already.
-void keep_result(Task* task, const Status& status, Code termination) {
-  task->solver_result.response = status.code();
-  task->solver_result.message = status.message();
-  task->solver_result.termination = termination;
-}
-
 }  // namespace
 
 VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
@@ -26,10 +20,11 @@ VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
     if (trm == nullptr) return null_argument("trm");
     t.solver_result = {};
     Code termination = Code::kTrmFailed;
-    Status status = optimize(&t, &termination);
-    keep_result(&t, status, termination);
+    SolveFiles files(&t);
+    Status status = files.begin();
+    if (status.ok()) status = optimize(&t, &termination);
     *trm = to_c(termination);
-    return status;
+    return files.finish(status, termination);
   });
 }
 
@@ -39,10 +34,9 @@ VLNrescode_enum VLN_optimizermt(vlntaskt* task, const char* address, const char*
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"address", address}, {"token", token}, {"trm", trm}});
     if (!status.ok()) return status;
-    t.solver_result = {};
     status = {Code::kErrNotAvailable,
               "optimizing on a solver server is not available in this version of the library"};
-    keep_result(&t, status, Code::kTrmFailed);
+    t.solver_result = {status.code(), status.message(), Code::kTrmFailed, {}};
     return status;
   });
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "api/operation.h"
+#include "task/packed_matrices.h"
 #include "task/text.h"
 
 using namespace vorlan;
@@ -58,16 +59,6 @@ VLNrescode_enum copy_array(vlntaskt* task, int32_t whichsol, const char* name,
   });
 }
 
-// Doubles of the packed triangles of matrix variables before the given one.
-int64_t triangle_offset(const Model& model, int32_t before) {
-  int64_t offset = 0;
-  for (int32_t j = 0; j < before; ++j) {
-    const int64_t dimension = model.matrix_vars[static_cast<size_t>(j)].dimension;
-    offset += dimension * (dimension + 1) / 2;
-  }
-  return offset;
-}
-
 VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int32_t last,
                            int64_t slicesize, const char* name,
                            std::vector<double> Solution::*array, double* out) {
@@ -79,16 +70,16 @@ VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int3
       return {Code::kErrIndexRange, format_text("matrix variables %d to %d: there are %d", first,
                                                 last, t.model.num_matrix_var())};
     }
-    const int64_t begin = triangle_offset(t.model, first);
-    const int64_t size = triangle_offset(t.model, last) - begin;
-    if (slicesize != size) {
-      return {Code::kErrSliceSize,
-              format_text("a slice of %lld doubles was asked for as %lld",
-                          static_cast<long long>(size), static_cast<long long>(slicesize))};
+    const std::vector<size_t> starts = packed_starts(t.model);
+    const size_t begin = starts[static_cast<size_t>(first)];
+    const size_t size = starts[static_cast<size_t>(last)] - begin;
+    if (slicesize != static_cast<int64_t>(size)) {
+      return {Code::kErrSliceSize, format_text("a slice of %zu doubles was asked for as %lld", size,
+                                               static_cast<long long>(slicesize))};
     }
     if (size == 0) return {};
     if (out == nullptr) return null_argument(name);
-    std::copy_n((solution->*array).begin() + begin, size, out);
+    std::copy_n((solution->*array).data() + begin, size, out);
     return {};
   });
 }

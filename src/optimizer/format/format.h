@@ -55,7 +55,7 @@ struct ProblemView {
 };
 
 struct ReadLimits {
-  // Elements that a file may declare without data behind them.
+  // Numbers that a file may declare without data behind them: VLN_IPAR_READ_DECLARED_LIMIT.
   int64_t declared = 100'000'000;
 };
 

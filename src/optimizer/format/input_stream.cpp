@@ -10,6 +10,7 @@
 #include <cstring>
 #include <span>
 
+#include "task/high_descriptor.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -23,21 +24,21 @@ int open_for_reading(const char* filename) {
   do {
     descriptor = ::open(filename, O_RDONLY | O_CLOEXEC | O_NOCTTY);
   } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
+  return above_standard(descriptor);
 }
 
 // An own copy of the descriptor that a name such as /dev/fd/3 stands for: a socket, and a file that
 // was opened with other rights, cannot be opened again by that name.
 int copy_descriptor(const char* filename) {
   const std::string_view name(filename);
-  if (name == "/dev/stdin") return ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+  if (name == "/dev/stdin") return copy_above_standard(STDIN_FILENO);
   const size_t slash = name.rfind('/');
   if (slash == std::string_view::npos) return -1;
   const std::string folder_name(name.substr(0, slash + 1));
   const Descriptor folder(::open(folder_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!folder.is_open()) return -1;
   const int number = descriptor_in_folder(folder.get(), name.substr(slash + 1));
-  return number < 0 ? -1 : ::fcntl(number, F_DUPFD_CLOEXEC, 0);
+  return number < 0 ? -1 : copy_above_standard(number);
 }
 
 bool is_folder(int descriptor) {
@@ -71,7 +72,26 @@ Status InputStream::open(const char* filename, std::string_view shown_name,
   return {};
 }
 
+Status InputStream::peek(size_t size, std::string_view* content) {
+  ahead_.resize(size);
+  size_t filled = 0;
+  Status status;
+  for (size_t count = 1; status.ok() && count > 0; filled += count) {
+    status = read_content(ahead_.data() + filled, size - filled, &count);
+  }
+  ahead_.resize(filled);
+  *content = ahead_;
+  return status;
+}
+
 Status InputStream::read(char* buffer, size_t size, size_t* count) {
+  if (ahead_used_ == ahead_.size()) return read_content(buffer, size, count);
+  *count = std::string_view(ahead_).substr(ahead_used_).copy(buffer, size);
+  ahead_used_ += *count;
+  return {};
+}
+
+Status InputStream::read_content(char* buffer, size_t size, size_t* count) {
   *count = 0;
   if (size == 0) return {};
   return decoder_ ? read_decoded(buffer, size, count) : read_plain(buffer, size, count);

@@ -28,6 +28,10 @@ class InputStream {
   [[nodiscard]] Status open(const char* filename, std::string_view shown_name,
                             std::optional<Compression> compression = std::nullopt);
 
+  // The first bytes of what read() would give, `size` of them or all that there are; they are still
+  // to be read. To be called once, before the first read().
+  [[nodiscard]] Status peek(size_t size, std::string_view* content);
+
   // Reads into the buffer what comes next: at least one byte, none only at the end. A compressed
   // content is known to be whole only when the end has been reached: take nothing for good before.
   [[nodiscard]] Status read(char* buffer, size_t size, size_t* count);
@@ -37,6 +41,7 @@ class InputStream {
 
  private:
   Status open_descriptor(const char* filename);
+  Status read_content(char* buffer, size_t size, size_t* count);
   Status fill_raw();
   Status fill_head();
   Status read_plain(char* buffer, size_t size, size_t* count);
@@ -54,6 +59,9 @@ class InputStream {
   std::string_view raw_;         // bytes of the file that are read but not used
   uint64_t raw_bytes_read_ = 0;  // where in the file they end
   bool raw_end_ = false;
+
+  std::string ahead_;  // what peek() has taken from the content
+  size_t ahead_used_ = 0;
 };
 
 }  // namespace vorlan

@@ -9,6 +9,9 @@ namespace vorlan {
 [[nodiscard]] Status read_lp(InputStream* input, const ReadLimits& limits, ProblemFile* file,
                              Warnings* warnings);
 
+// Whether an LP file can begin with the word: that of its objective's sense.
+[[nodiscard]] bool is_lp_sense(std::string_view word);
+
 // Refuses cones, matrix variables and numbers without a meaning before anything is written.
 [[nodiscard]] Status write_lp(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 

@@ -29,6 +29,13 @@ constexpr SenseWord kSenses[] = {
     {"maximize", true},  {"maximum", true},  {"maximise", true},  {"max", true},
 };
 
+const SenseWord* find_sense(std::string_view word) {
+  for (const SenseWord& sense : kSenses) {
+    if (is_lp_word(word, sense.word)) return &sense;
+  }
+  return nullptr;
+}
+
 bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
 bool is_relation(LpKind kind) {
   return kind == LpKind::kLess || kind == LpKind::kGreater || kind == LpKind::kEqual;
@@ -129,11 +136,8 @@ bool LpReader::read_opening() {
 }
 
 bool LpReader::read_sense() {
-  const std::string_view word = tokens_.token().text;
-  const auto* const found =
-      std::find_if(std::begin(kSenses), std::end(kSenses),
-                   [word](const SenseWord& sense) { return is_lp_word(word, sense.word); });
-  if (tokens_.kind() != LpKind::kName || found == std::end(kSenses)) {
+  const SenseWord* const found = find_sense(tokens_.token().text);
+  if (tokens_.kind() != LpKind::kName || found == nullptr) {
     return tokens_.fail("'minimize' or 'maximize' was expected");
   }
   model_->maximize = found->maximize;
@@ -635,6 +639,8 @@ void LpReader::decode_names() {
   model.matrix_var_names = decode_lp_names(model.matrix_var_names, model.matrix_vars.size());
   model.cone_names = decode_lp_names(model.cone_names, model.cones.size());
 }
+
+bool is_lp_sense(std::string_view word) { return find_sense(word) != nullptr; }
 
 Status read_lp(InputStream* input, const ReadLimits& limits, ProblemFile* file,
                Warnings* warnings) {

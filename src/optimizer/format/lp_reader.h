@@ -102,6 +102,7 @@ class LpReader {
   bool read_solution();
   bool read_solution_item(Solution* solution);
   bool read_item(Solution* solution, std::string_view kind);
+  bool starts_figure() const;
   bool read_figures(size_t count, double* values);
   bool prepare_solution(Solution* solution);
   bool fail_declared();

@@ -523,6 +523,10 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
   file_->append(ptf_word(kPtfSolutionStatuses, solution.status));
   line_ = " objective ";
   append_number(solution.primal_objective);
+  if (!std::isnan(solution.dual_objective)) {
+    line_ += "\n dual_objective ";
+    append_number(solution.dual_objective);
+  }
   file_->append('\n');
   end_line();
   const auto append_figures = [this](std::initializer_list<double> figures) {
@@ -530,7 +534,6 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
       line_ += ' ';
       append_number(figure);
     }
-    end_line();
   };
   for (size_t var = 0; var < solution.xx.size(); ++var) {
     line_ += " variable ";
@@ -538,6 +541,8 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
     line_ += " = ";
     line_ += ptf_word(kPtfStatusKeys, solution.skx[var]);
     append_figures({solution.xx[var], solution.slx[var], solution.sux[var]});
+    if (!solution.snx.empty()) append_figures({solution.snx[var]});
+    end_line();
   }
   for (size_t con = 0; con < solution.xc.size(); ++con) {
     line_ += " constraint ";
@@ -545,6 +550,7 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
     line_ += " = ";
     line_ += ptf_word(kPtfStatusKeys, solution.skc[con]);
     append_figures({solution.xc[con], solution.slc[con], solution.suc[con], solution.y[con]});
+    end_line();
   }
   size_t at = 0;
   for (size_t i = 0; i < model_.matrix_vars.size() && at < solution.barx.size(); ++i) {
@@ -557,6 +563,7 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
         append_element_name(i, row, col);
         line_ += " =";
         append_figures({solution.barx[at], dual});
+        end_line();
       }
     }
   }

@@ -1,5 +1,6 @@
-// Choosing the format by the name, and the way between a file and the task: nothing of the task
-// changes before a file was read whole, and no file is touched before its model was found to fit.
+// Choosing the format by the name or the content, and the way between a file and the task: nothing
+// of the task changes before a file was read whole, and no file is touched before its model was
+// found to fit.
 #include "format/problem_file.h"
 
 #include <algorithm>
@@ -7,8 +8,11 @@
 #include <ctime>
 #include <utility>
 
+#include "format/cbf.h"
+#include "format/content.h"
 #include "format/lp.h"
 #include "format/mps.h"
+#include "format/sdpa.h"
 #include "format/task_file.h"
 #include "task/text.h"
 
@@ -21,6 +25,8 @@ constexpr ProblemFormat kFormats[] = {
     {".lp", "LP", SolutionSwitch::kNever, read_lp, write_lp},
     {".ptf", "PTF", SolutionSwitch::kTextFiles, read_ptf, write_ptf},
     {".opf", "PTF", SolutionSwitch::kTextFiles, read_ptf, write_ptf},
+    {".cbf", "CBF", SolutionSwitch::kNever, read_cbf, write_cbf},
+    {".dat-s", "SDPA sparse", SolutionSwitch::kNever, read_sdpa, write_sdpa},
     {".jtask", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
     {".json", "JSON task", SolutionSwitch::kTaskFiles, read_jtask, write_jtask},
     {".task", "task", SolutionSwitch::kTaskFiles, read_task, write_task},
@@ -47,6 +53,14 @@ std::string known_suffixes() {
   return text;
 }
 
+const ProblemFormat* format_of_content(std::string_view head) {
+  const std::string_view suffix = suffix_of_content(head);
+  for (const ProblemFormat& format : kFormats) {
+    if (format.suffix == suffix) return &format;
+  }
+  return nullptr;
+}
+
 // The format that the name's suffix says, or nullptr.
 const ProblemFormat* find_format(std::string_view filename) {
   const std::string name = folded(filename);
@@ -57,12 +71,27 @@ const ProblemFormat* find_format(std::string_view filename) {
   return nullptr;
 }
 
-Status unknown_format(const std::string& shown_name, const char* verb) {
-  return {
-      Code::kErrFileFormat,
-      format_text("'%s' cannot be %s: its name has no suffix that says a known format (%s, each "
-                  "also with .gz or .zst)",
-                  shown_name.c_str(), verb, known_suffixes().c_str())};
+Status unknown_format(const std::string& shown_name, const char* problem) {
+  return {Code::kErrFileFormat,
+          format_text("'%s' cannot be %s a known format (%s, each also with .gz or .zst)",
+                      shown_name.c_str(), problem, known_suffixes().c_str())};
+}
+
+// The format of an open file: the suffix decides where it says one, else the content does.
+Status find_format(Task* task, const char* filename, InputStream* input,
+                   const ProblemFormat** format) {
+  *format = find_format(filename);
+  if (*format != nullptr) return {};
+  std::string_view head;
+  Status status = input->peek(kContentHead, &head);
+  if (!status.ok()) return status;
+  *format = format_of_content(head);
+  if (*format == nullptr) {
+    return unknown_format(input->shown_name(),
+                          "read: neither the suffix of its name nor its content says");
+  }
+  task->log_text(kLogSummary, format_text("The format by the content: %s\n", (*format)->name));
+  return {};
 }
 
 double seconds_now() {
@@ -105,11 +134,11 @@ bool carries_solutions(const ProblemFormat& format, const Parameters& parameters
   return false;
 }
 
-// Parameters that commands set around their calls, and not properties of a model.
+// Parameters of the calls, which commands set around some of them, and not properties of a model.
 bool belongs_to_the_run(IntParam param) {
   return param == IntParam::kShowFileNames || param == IntParam::kTaskFileSolutions ||
          param == IntParam::kTextFileSolutions || param == IntParam::kAsyncRead ||
-         param == IntParam::kAsyncWrite;
+         param == IntParam::kAsyncWrite || param == IntParam::kReadDeclaredLimit;
 }
 
 Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters) {
@@ -134,6 +163,10 @@ std::vector<ParameterSetting> changed_settings(const Parameters& parameters) {
     std::array<char, kLongestNumber> text{};
     settings.push_back({entry.name, std::string(text.data(), format_double(value, text.data()))});
   }
+  for (const StringParamEntry& entry : string_parameters()) {
+    const std::string& value = parameters.get(entry.param);
+    if (!value.empty()) settings.push_back({entry.name, value});
+  }
   return settings;
 }
 
@@ -146,13 +179,14 @@ Status read_problem_file(Task* task, const char* filename) {
   const double start = seconds_now();
   InputStream input;
   Status status = input.open(filename, shown_name);
+  const ProblemFormat* format = nullptr;
+  if (status.ok()) status = find_format(task, filename, &input, &format);
   if (!status.ok()) return status;
-  const ProblemFormat* format = find_format(filename);
-  if (format == nullptr) return unknown_format(shown_name, "read");
 
   ProblemFile file;
   Warnings warnings;
-  status = format->read(&input, ReadLimits{}, &file, &warnings);
+  const ReadLimits limits{task->parameters.get(IntParam::kReadDeclaredLimit)};
+  status = format->read(&input, limits, &file, &warnings);
   if (!status.ok()) return status;
   Parameters parameters = task->parameters;
   status = apply_settings(file.parameters, &parameters);
@@ -161,7 +195,7 @@ Status read_problem_file(Task* task, const char* filename) {
   task->model = std::move(file.model);
   task->solutions = std::move(file.solutions);
   task->solver_result = {};
-  task->parameters = parameters;
+  task->parameters = std::move(parameters);
   task->log_text(kLogSummary, warnings.text());
   task->log_text(kLogSummary, format_text("Read %s in %.2f s\n", describe(task->model).c_str(),
                                           seconds_now() - start));
@@ -171,7 +205,9 @@ Status read_problem_file(Task* task, const char* filename) {
 Status write_problem_file(Task* task, const char* filename) {
   const std::string shown_name = task->shown_name(filename);
   const ProblemFormat* format = find_format(filename);
-  if (format == nullptr) return unknown_format(shown_name, "written");
+  if (format == nullptr) {
+    return unknown_format(shown_name, "written: its name has no suffix that says");
+  }
   OutputFile file;
   Status status = file.open(filename, shown_name, compression_of_name(filename));
   if (!status.ok()) return status;

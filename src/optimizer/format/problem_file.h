@@ -11,7 +11,8 @@ namespace vorlan {
 std::span<const ProblemFormat> problem_formats();
 
 // Reads a problem file in place of the task's model and solutions; on failure the task is as it
-// was before. The name's suffix says the format, the content the compression.
+// was before. The name's suffix says the format, or the content where the name does not; the
+// content says the compression.
 Status read_problem_file(Task* task, const char* filename);
 
 // Writes the task's model; the name's suffixes say format and compression.

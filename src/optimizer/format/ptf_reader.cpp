@@ -72,8 +72,8 @@ bool LpReader::read_matrix_variables() {
 bool LpReader::fail_declared() {
   return tokens_.fail(
       format_text("matrix variables, with their solutions, of more than %lld "
-                  "elements, which is the limit",
-                  static_cast<long long>(limits_.declared)));
+                  "elements, which is %s",
+                  static_cast<long long>(limits_.declared), name_of(IntParam::kReadDeclaredLimit)));
 }
 
 bool LpReader::read_matrix_variable() {
@@ -226,6 +226,7 @@ bool LpReader::prepare_solution(Solution* solution) {
   for (auto* list : {&solution->xc, &solution->slc, &solution->suc, &solution->y}) {
     list->assign(num_con, 0.0);
   }
+  solution->snx.assign(model_->cones.empty() ? 0 : num_var, 0.0);
   const auto num_elements = static_cast<size_t>(matrix_start_.back());
   solution->barx.assign(num_elements, 0.0);
   solution->bars.assign(num_elements, 0.0);
@@ -263,6 +264,10 @@ bool LpReader::read_solution_item(Solution* solution) {
   if (is_lp_word(word, "objective")) {
     tokens_.next();
     return read_figures(1, &solution->primal_objective);
+  }
+  if (is_lp_word(word, "dual_objective")) {
+    tokens_.next();
+    return read_figures(1, &solution->dual_objective);
   }
   return read_item(solution, word);
 }
@@ -311,12 +316,21 @@ bool LpReader::read_item(Solution* solution, std::string_view kind) {
   }
   tokens_.next();
   if (!read_figures(is_var ? 3 : 4, figures)) return false;
+  if (is_var && !solution->snx.empty() && starts_figure()) {
+    if (!read_figures(1, &solution->snx[place])) return false;
+  }
   (is_var ? solution->skx : solution->skc)[place] = key;
   (is_var ? solution->xx : solution->xc)[place] = figures[0];
   (is_var ? solution->slx : solution->slc)[place] = figures[1];
   (is_var ? solution->sux : solution->suc)[place] = figures[2];
   if (is_con) solution->y[place] = figures[3];
   return true;
+}
+
+bool LpReader::starts_figure() const {
+  const LpKind kind = tokens_.kind();
+  return kind == LpKind::kMinus || kind == LpKind::kNumber ||
+         (kind == LpKind::kName && (is_infinity_word() || is_lp_word(tokens_.token().text, "nan")));
 }
 
 // Numbers as they are: also infinities, and what is no number.

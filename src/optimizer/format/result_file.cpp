@@ -4,7 +4,6 @@
 #include "format/solution_file.h"
 
 namespace vorlan {
-namespace {
 
 Status write_solutions_as(SolutionFormat format, const Task& task, OutputFile* file) {
   const SolutionView view{task.model, task.solutions};
@@ -18,8 +17,6 @@ Status write_solutions_as(SolutionFormat format, const Task& task, OutputFile* f
   }
   return {Code::kErrInternal, "there is no such format of solutions"};
 }
-
-}  // namespace
 
 Status write_solution_file(Task* task, const char* filename, SolutionFormat format,
                            Compression compression) {

@@ -3,11 +3,15 @@
 #pragma once
 
 #include "format/compression.h"
+#include "format/output_file.h"
 #include "task/task.h"
 
 namespace vorlan {
 
 enum class SolutionFormat { kJson, kB, kSolverResult };
+
+// Appends to the open file; the caller finishes it.
+Status write_solutions_as(SolutionFormat format, const Task& task, OutputFile* file);
 
 Status write_solution_file(Task* task, const char* filename, SolutionFormat format,
                            Compression compression);

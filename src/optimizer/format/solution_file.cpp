@@ -2,11 +2,14 @@
 #include "format/solution_file.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "format/cbor_document.h"
 #include "format/json_document.h"
 #include "format/text_reader.h"
+#include "task/packed_matrices.h"
+#include "task/status_words.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -16,50 +19,20 @@ constexpr std::string_view kSolutionFormat = "vorlan solution";
 constexpr std::string_view kResultFormat = "vorlan result";
 constexpr int64_t kVersion = 1;
 
-struct Word {
-  std::string_view word;
-  int32_t value;
-};
-
-constexpr Word kSolutionKinds[] = {{"interior", 0}, {"basic", 1}, {"integer", 2}};
-
-constexpr Word kProblemStatuses[] = {{"unknown", 0},
-                                     {"primal and dual feasible", 1},
-                                     {"primal feasible", 2},
-                                     {"dual feasible", 3},
-                                     {"primal infeasible", 4},
-                                     {"dual infeasible", 5},
-                                     {"primal infeasible or unbounded", 8}};
-
-constexpr Word kSolutionStatuses[] = {{"unknown", 0},
-                                      {"optimal", 1},
-                                      {"primal feasible", 2},
-                                      {"dual feasible", 3},
-                                      {"primal and dual feasible", 4},
-                                      {"primal infeasible certificate", 5},
-                                      {"dual infeasible certificate", 6},
-                                      {"integer optimal", 9}};
+constexpr StatusWord kSolutionKinds[] = {{"interior", 0}, {"basic", 1}, {"integer", 2}};
 
 // One word of the table, as the enumerator.
 template <class Enum>
-bool read_word(DocumentReader* reader, std::span<const Word> words, Enum* value) {
+bool read_word(DocumentReader* reader, std::span<const StatusWord> words, Enum* value) {
   const Mark mark = reader->mark();
   std::string_view text;
   if (!reader->read(&text)) return false;
-  for (const Word& word : words) {
+  for (const StatusWord& word : words) {
     if (word.word != text) continue;
     *value = static_cast<Enum>(word.value);
     return true;
   }
   return reader->fail(mark, "expected a status, found '" + printable(text) + "'");
-}
-
-template <class Enum>
-std::string_view word_of(std::span<const Word> words, Enum value) {
-  for (const Word& word : words) {
-    if (word.value == static_cast<int32_t>(value)) return word.word;
-  }
-  return "unknown";
 }
 
 // Status keys are small numbers: a byte each.
@@ -95,6 +68,8 @@ void write_solution(DocumentWriter* writer, const Solution& s) {
   write_map(writer, {{"problem status", text(word_of(kProblemStatuses, s.problem_status))},
                      {"solution status", text(word_of(kSolutionStatuses, s.status))},
                      {"primal objective", [&] { writer->number(s.primal_objective); }},
+                     {"dual objective", [&] { writer->number(s.dual_objective); },
+                      !std::isnan(s.dual_objective)},
                      {"skx", keys(s.skx)},
                      {"skc", keys(s.skc)},
                      {"xx", array(s.xx)},
@@ -104,6 +79,7 @@ void write_solution(DocumentWriter* writer, const Solution& s) {
                      {"slc", array(s.slc)},
                      {"suc", array(s.suc)},
                      {"y", array(s.y)},
+                     {"snx", array(s.snx), !s.snx.empty()},
                      {"barx", array(s.barx), !s.barx.empty()},
                      {"bars", array(s.bars), !s.bars.empty()}});
 }
@@ -122,6 +98,7 @@ bool read_solution(DocumentReader* reader, Solution* s) {
         true},
        {"solution status", [=] { return read_word(reader, kSolutionStatuses, &s->status); }, true},
        {"primal objective", [=] { return reader->read(&s->primal_objective); }, true},
+       {"dual objective", [=] { return reader->read(&s->dual_objective); }},
        {"skx", keys(&s->skx), true},
        {"skc", keys(&s->skc), true},
        {"xx", array(&s->xx), true},
@@ -131,31 +108,28 @@ bool read_solution(DocumentReader* reader, Solution* s) {
        {"slc", array(&s->slc), true},
        {"suc", array(&s->suc), true},
        {"y", array(&s->y), true},
+       {"snx", array(&s->snx)},
        {"barx", array(&s->barx)},
        {"bars", array(&s->bars)}});
 }
 
-size_t packed_triangles(const Model& model) {
-  size_t size = 0;
-  for (const MatrixVariable& variable : model.matrix_vars) {
-    const auto dimension = static_cast<size_t>(variable.dimension);
-    size += dimension * (dimension + 1) / 2;
-  }
-  return size;
-}
-
 // The size that does not fit; empty when all do.
-std::string size_fault(const Solution& s, size_t vars, size_t cons, size_t triangles) {
+std::string size_fault(const Solution& s, const Model& model) {
+  const size_t vars = model.cost.size();
+  const size_t cons = model.con_lower.size();
+  const size_t members = model.cones.empty() ? 0 : vars;
+  const size_t triangles = packed_starts(model).back();
   struct Size {
     const char* name;
     size_t size, expected;
   };
-  for (const Size& size : {Size{"skx", s.skx.size(), vars}, Size{"xx", s.xx.size(), vars},
-                           Size{"slx", s.slx.size(), vars}, Size{"sux", s.sux.size(), vars},
-                           Size{"skc", s.skc.size(), cons}, Size{"xc", s.xc.size(), cons},
-                           Size{"slc", s.slc.size(), cons}, Size{"suc", s.suc.size(), cons},
-                           Size{"y", s.y.size(), cons}, Size{"barx", s.barx.size(), triangles},
-                           Size{"bars", s.bars.size(), triangles}}) {
+  for (const Size& size :
+       {Size{"skx", s.skx.size(), vars}, Size{"xx", s.xx.size(), vars},
+        Size{"slx", s.slx.size(), vars}, Size{"sux", s.sux.size(), vars},
+        Size{"skc", s.skc.size(), cons}, Size{"xc", s.xc.size(), cons},
+        Size{"slc", s.slc.size(), cons}, Size{"suc", s.suc.size(), cons},
+        Size{"y", s.y.size(), cons}, Size{"snx", s.snx.size(), members},
+        Size{"barx", s.barx.size(), triangles}, Size{"bars", s.bars.size(), triangles}}) {
     if (size.size == size.expected) continue;
     return format_text("'%s' of the solution has %zu elements where the task needs %zu", size.name,
                        size.size, size.expected);
@@ -286,7 +260,7 @@ class SolutionReader {
            check_count("variables", variables_, model_.cost.size()) &&
            check_count("constraints", constraints_, model_.con_lower.size()) &&
            check_count("matrix variables", matrix_variables_, model_.matrix_vars.size()) &&
-           check_dimensions() && check_solutions(reader_, model_, solutions, marks_);
+           check_dimensions() && check_solutions(reader_, model_, marks_, &solutions);
   }
 
   // A side without names fits any.
@@ -358,7 +332,7 @@ bool read_names(DocumentReader* reader, NameList* names, size_t* count) {
 
 void write_solutions(DocumentWriter* writer, const Solutions& solutions) {
   std::vector<WriteField> fields;
-  for (const Word& kind : kSolutionKinds) {
+  for (const StatusWord& kind : kSolutionKinds) {
     const Solution& solution = solutions[static_cast<size_t>(kind.value)];
     fields.push_back(
         {kind.word, [writer, &solution] { write_solution(writer, solution); }, solution.defined});
@@ -375,13 +349,13 @@ bool read_solutions(DocumentReader* reader, Solutions* solutions, SolutionMarks*
   return read_map(reader, "the solutions", {field(0), field(1), field(2)});
 }
 
-bool check_solutions(DocumentReader* reader, const Model& model, const Solutions& solutions,
-                     const SolutionMarks& marks) {
-  const size_t triangles = packed_triangles(model);
-  for (size_t kind = 0; kind < solutions.size(); ++kind) {
-    if (!solutions[kind].defined) continue;
-    const std::string fault =
-        size_fault(solutions[kind], model.cost.size(), model.con_lower.size(), triangles);
+bool check_solutions(DocumentReader* reader, const Model& model, const SolutionMarks& marks,
+                     Solutions* solutions) {
+  for (size_t kind = 0; kind < solutions->size(); ++kind) {
+    Solution& solution = (*solutions)[kind];
+    if (!solution.defined) continue;
+    if (solution.snx.empty() && !model.cones.empty()) solution.snx.resize(model.cost.size(), 0.0);
+    const std::string fault = size_fault(solution, model);
     if (!fault.empty()) return reader->fail(marks[kind], fault);
   }
   return true;

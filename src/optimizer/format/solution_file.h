@@ -36,9 +36,10 @@ void write_solutions(DocumentWriter* writer, const Solutions& solutions);
 using SolutionMarks = std::array<Mark, kNumSolutions>;
 [[nodiscard]] bool read_solutions(DocumentReader* reader, Solutions* solutions,
                                   SolutionMarks* marks);
-// Whether solutions that were read have the model's sizes.
+// Whether solutions that were read have the model's sizes. Duals of cones that a file does not have
+// become 0.
 [[nodiscard]] bool check_solutions(DocumentReader* reader, const Model& model,
-                                   const Solutions& solutions, const SolutionMarks& marks);
+                                   const SolutionMarks& marks, Solutions* solutions);
 
 // Lists of names, as other documents contain them.
 bool has_names(const NameList& names, size_t count);

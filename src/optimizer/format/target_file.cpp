@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "task/high_descriptor.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -32,7 +33,7 @@ Descriptor open_at(int folder, const char* name, int flags, mode_t mode = 0) {
   do {
     opened = ::openat(folder, name, flags | O_CLOEXEC | O_NOCTTY, mode);
   } while (opened < 0 && errno == EINTR);
-  return Descriptor(opened);
+  return Descriptor(above_standard(opened));
 }
 
 bool is_process_folder(int folder) {
@@ -183,7 +184,7 @@ int TargetFile::open_direct() {
   const int shared =
       is_process_folder(folder_.get()) ? descriptor_in_folder(folder_.get(), name_) : -1;
   if (shared >= 0) {
-    file_ = Descriptor(::fcntl(shared, F_DUPFD_CLOEXEC, 0));
+    file_ = Descriptor(copy_above_standard(shared));
   } else {
     file_ = open_at(folder_.get(), name_.c_str(), O_WRONLY | O_TRUNC);
   }

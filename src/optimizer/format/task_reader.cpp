@@ -288,7 +288,7 @@ class TaskReader {
     if (!has_kinds_) model_.var_kind.assign(model_.cost.size(), VarKind::kContinuous);
     if (!has_coefficients_) model_.matrix.start.assign(model_.cost.size() + 1, 0);
     return check_names() && sort_matrix() && build_lists() && check_model() && check_declared() &&
-           check_solutions(reader_, model_, file_->solutions, solution_marks_);
+           check_solutions(reader_, model_, solution_marks_, &file_->solutions);
   }
 
   bool check_names() {
@@ -356,8 +356,9 @@ class TaskReader {
       if (elements <= limits_.declared) continue;
       return reader_->fail(
           mark(ModelPart::kMatrixVariables),
-          format_text("the matrix variables have more elements than a file may declare (%lld)",
-                      static_cast<long long>(limits_.declared)));
+          format_text("the matrix variables have more than %lld elements, which is %s",
+                      static_cast<long long>(limits_.declared),
+                      name_of(IntParam::kReadDeclaredLimit)));
     }
     return true;
   }

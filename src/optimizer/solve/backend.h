@@ -46,21 +46,31 @@ enum class Outcome : int32_t {
   kInfeasible,  // no feasible point; with or without a dual ray
   kUnbounded,   // dual infeasible; with or without a primal ray
   kInfeasibleOrUnbounded,
+  kIllPosed,  // with a ray whose objective is 0
 };
 
 // What the arrays of a result hold.
 enum class Certificate : int32_t { kNone, kDualRay, kPrimalRay, kCrossedBounds };
 
-// The answer of a backend: a point (x), multipliers of the constraints (y), reduced costs (d) and
-// status keys, each array empty when there is none. Signs: cost - A'y = d, with y_i >= 0 at a
-// lower side, d_j >= 0 at a lower bound. With a certificate, y and d are a dual ray (-A'y = d), or
-// x is a primal ray.
+// The answer of a backend: a point (x, barx), multipliers of the constraints (y), reduced costs
+// (d), duals of the cones (snx) and of the matrix variables (bars), and status keys, each array
+// empty when there is none. Matrices are packed lower triangles, column by column, one matrix
+// variable after the other. Signs: for a linear model cost - A'y = d, with y_i >= 0 at a lower
+// side, d_j >= 0 at a lower bound. In general
+//
+//   cost + Q x - A'y - sum_i y_i Q_i x = d + snx,    C - sum_i y_i A_i = bars,
+//
+// where Q and C are of the minimization, as cost is, the part of snx at the members of a cone is in
+// its dual cone, snx is 0 elsewhere, and bars is positive semidefinite. With a certificate, y, d,
+// snx and bars are a dual ray (cost, C and Q gone; with multipliers at quadratic constraints it
+// needs an x, see complete_dual_ray), or x and barx are a primal ray.
 struct BackendResult {
   Outcome outcome = Outcome::kUnknown;
   Certificate certificate = Certificate::kNone;
   Code termination = Code::kOk;
   Progress progress;
   std::vector<double> x, y, d;
+  std::vector<double> snx, barx, bars;
   std::vector<StatusKey> var_key, con_key;
 };
 
@@ -85,7 +95,11 @@ struct Backend {
                   BackendMonitor* monitor, BackendResult* result);
 };
 
-// The first backend that takes the model, or nullptr.
-const Backend* choose_backend(const Model& model);
+// Whether the conic method is for this model: a continuous one with quadratic terms, cones or
+// matrix variables, or any continuous one where the parameter asks for it.
+bool wants_conic_method(const Model& model, const Parameters& parameters);
+
+// The backend for the model, or nullptr when none takes it.
+const Backend* choose_backend(const Model& model, const Parameters& parameters);
 
 }  // namespace vorlan

@@ -4,40 +4,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/cone_violation.h"
+#include "solve/definiteness.h"
+#include "solve/terms.h"
+#include "task/packed_matrices.h"
+
 namespace vorlan {
 namespace {
-
-// A row's or column's sum together with the size of its terms.
-struct Sum {
-  double value = 0.0;
-  double size = 1.0;
-
-  void add(double term) {
-    value += term;
-    size = std::max(size, std::fabs(term));
-  }
-};
-
-std::vector<Sum> row_sums(const Model& model, const std::vector<double>& x) {
-  std::vector<Sum> sums(model.con_lower.size());
-  const SparseMatrix& a = model.matrix;
-  for (size_t j = 0; j < x.size(); ++j) {
-    for (auto k = static_cast<size_t>(a.start[j]); k < static_cast<size_t>(a.start[j + 1]); ++k) {
-      sums[static_cast<size_t>(a.row[k])].add(a.value[k] * x[j]);
-    }
-  }
-  return sums;
-}
-
-Sum column_sum(const Model& model, const std::vector<double>& y, size_t j, double first_term) {
-  Sum sum;
-  sum.add(first_term);
-  const SparseMatrix& a = model.matrix;
-  for (auto k = static_cast<size_t>(a.start[j]); k < static_cast<size_t>(a.start[j + 1]); ++k) {
-    sum.add(-a.value[k] * y[static_cast<size_t>(a.row[k])]);
-  }
-  return sum;
-}
 
 double outside(double value, double lower, double upper) {
   return std::max({0.0, lower - value, value - upper});
@@ -92,6 +65,126 @@ double largest(const std::vector<double>& values) {
   return size;
 }
 
+double largest_element(const std::vector<double>& values, double so_far) {
+  return std::max(so_far, largest(values));
+}
+
+bool all_finite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
+// The worst of the matrix variables, each packed one after the other, as multiples of what is
+// given.
+double matrix_violation(const Model& model, const std::vector<double>& packed,
+                        double multiple = 1.0) {
+  const std::vector<size_t> starts = packed_starts(model);
+  double violation = 0.0;
+  for (size_t j = 0; j < model.matrix_vars.size(); ++j) {
+    const std::span<const double> triangle(packed.data() + starts[j], starts[j + 1] - starts[j]);
+    const auto dimension = static_cast<size_t>(model.matrix_vars[j].dimension);
+    violation = std::max(violation, indefiniteness(triangle, dimension, multiple));
+  }
+  return violation;
+}
+
+double cones_violation(const Model& model, const std::vector<double>& x, double multiple = 1.0) {
+  double violation = 0.0;
+  for (const Cone& cone : model.cones) {
+    violation = std::max(violation, cone_violation(cone, x, multiple));
+  }
+  return violation;
+}
+
+// Of duals of the cones, which are 0 outside of them; none at all are all 0.
+double dual_cones_violation(const Model& model, const std::vector<double>& snx,
+                            double multiple = 1.0) {
+  if (snx.empty()) return 0.0;
+  double violation = 0.0;
+  std::vector<bool> in_cone(snx.size(), false);
+  for (const Cone& cone : model.cones) {
+    violation = std::max(violation, dual_cone_violation(cone, snx, multiple));
+    for (const int32_t var : cone.vars) in_cone[static_cast<size_t>(var)] = true;
+  }
+  for (size_t j = 0; j < snx.size(); ++j) {
+    if (!in_cone[j]) violation = std::max(violation, std::fabs(multiple * snx[j]));
+  }
+  return violation;
+}
+
+double sides_violation(const Model& model, const std::vector<double>& y) {
+  double violation = 0.0;
+  for (size_t i = 0; i < y.size(); ++i) {
+    violation =
+        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], 1.0));
+  }
+  return violation;
+}
+
+// Of C - sum_i y_i A_i = bars and of bars as such.
+double bars_violation(const MinimizeProblem& problem, const BackendResult& result) {
+  const std::vector<Sum> sums = matrix_column_sums(problem, result.y, WithCost::kYes);
+  if (result.bars.size() != sums.size()) return kInfinity;
+  double violation = matrix_violation(problem.model, result.bars);
+  for (size_t k = 0; k < sums.size(); ++k) {
+    violation = std::max(violation, std::fabs(sums[k].value - result.bars[k]) / sums[k].size);
+  }
+  return violation;
+}
+
+// Terms of the dual objective.
+Sum dual_sum(const MinimizeProblem& problem, const BackendResult& result, WithCost with_cost) {
+  Sum sum = bound_sum(problem.model, result.y, result.d);
+  if (result.x.empty()) return sum;
+  sum.add(-half_quadratic_form(lagrangian_hessian(problem, result.y, with_cost), result.x));
+  return sum;
+}
+
+// M x relative to its terms, for one matrix M after the other.
+class MatrixTimesRay {
+ public:
+  explicit MatrixTimesRay(const std::vector<double>& x) : x_(x), sums_(x.size()) {}
+
+  void add(const TriangleEntry& entry) {
+    const auto row = static_cast<size_t>(entry.row);
+    const auto col = static_cast<size_t>(entry.col);
+    sums_[row].add(entry.value * x_[col]);
+    if (row != col) sums_[col].add(entry.value * x_[row]);
+    touched_.push_back(row);
+    touched_.push_back(col);
+  }
+
+  // The largest element; what follows is another matrix.
+  double finish() {
+    double size = 0.0;
+    for (const size_t row : touched_) {
+      size = std::max(size, std::fabs(sums_[row].value) / sums_[row].size);
+    }
+    for (const size_t row : touched_) sums_[row] = {};
+    touched_.clear();
+    return size;
+  }
+
+ private:
+  const std::vector<double>& x_;
+  std::vector<Sum> sums_;
+  std::vector<size_t> touched_;
+};
+
+// How far Q x and all Q_i x are from 0.
+double quadratic_change(const Model& model, const std::vector<double>& x) {
+  if (!model.is_quadratic()) return 0.0;
+  MatrixTimesRay product(x);
+  for (const TriangleEntry& entry : model.quadratic_cost) product.add(entry);
+  double change = product.finish();
+  int32_t con = -1;
+  for (const ConQuadraticEntry& entry : model.quadratic_coefficients) {
+    if (entry.con != con) change = std::max(change, product.finish());
+    con = entry.con;
+    product.add(entry.entry);
+  }
+  return std::max(change, product.finish());
+}
+
 // The recession cone of an interval: a ray may not leave through a finite side.
 double leaves(double direction, double lower, double upper) {
   if (direction > 0.0 && std::isfinite(upper)) return direction;
@@ -107,15 +200,35 @@ bool proves(double margin, double violation, double scale) {
   return scale > 0.0 && margin > kRounding * scale && violation <= kRayTolerance * margin;
 }
 
+// Of a ray whose largest element is about 1, for a claim with no margin: that primal or dual hang
+// on what is arbitrarily near to infeasible.
+bool shows_ill_posed(double margin, double violation, double scale) {
+  return scale > 0.0 && margin >= -kIllPosedTolerance * scale &&
+         violation <= kIllPosedTolerance * scale;
+}
+
+struct RayMeasure {
+  double margin = 0.0;
+  double violation = kInfinity;
+  double scale = 0.0;  // 0: not a ray at all
+};
+
+// Fills in d and bars.
+RayMeasure measure_dual_ray(const Model& model, BackendResult* ray);
+RayMeasure measure_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
+                              const std::vector<double>& barx);
+
 }  // namespace
 
-double primal_violation(const Model& model, const std::vector<double>& x) {
-  double violation = 0.0;
+double primal_violation(const Model& model, const std::vector<double>& x,
+                        const std::vector<double>& barx) {
+  if (barx.size() != packed_starts(model).back()) return kInfinity;
+  if (!all_finite(x) || !all_finite(barx)) return kInfinity;
+  double violation = std::max(cones_violation(model, x), matrix_violation(model, barx));
   for (size_t j = 0; j < x.size(); ++j) {
-    if (!std::isfinite(x[j])) return kInfinity;
     violation = std::max(violation, variable_violation(model, j, x[j]));
   }
-  const std::vector<Sum> sums = row_sums(model, x);
+  const std::vector<Sum> sums = row_sums(model, x, barx);
   for (size_t i = 0; i < sums.size(); ++i) {
     violation =
         std::max(violation, relative_outside(sums[i], model.con_lower[i], model.con_upper[i]));
@@ -125,28 +238,34 @@ double primal_violation(const Model& model, const std::vector<double>& x) {
 
 double dual_violation(const MinimizeProblem& problem, const BackendResult& result) {
   const Model& model = problem.model;
-  double violation = 0.0;
-  for (size_t i = 0; i < result.y.size(); ++i) {
-    if (!std::isfinite(result.y[i])) return kInfinity;
-    violation = std::max(violation,
-                         sign_violation(result.y[i], model.con_lower[i], model.con_upper[i], 1.0));
+  if (result.d.size() != problem.cost.size()) return kInfinity;
+  for (const auto* values : {&result.y, &result.d, &result.snx, &result.bars}) {
+    if (!all_finite(*values)) return kInfinity;
   }
-  for (size_t j = 0; j < result.d.size(); ++j) {
-    if (!std::isfinite(result.d[j])) return kInfinity;
-    const Sum sum = column_sum(model, result.y, j, problem.cost[j]);
-    const double residual = std::fabs(sum.value - result.d[j]) / sum.size;
+  const auto hessian = lagrangian_hessian(problem, result.y, WithCost::kYes);
+  double violation = std::max({sides_violation(model, result.y), indefiniteness(hessian),
+                               dual_cones_violation(model, result.snx)});
+  const std::vector<Sum> sums = column_sums(problem, result, hessian, WithCost::kYes);
+  for (size_t j = 0; j < sums.size(); ++j) {
+    const double residual = std::fabs(sums[j].value - result.d[j]) / sums[j].size;
     const double sign =
-        sign_violation(result.d[j], model.var_lower[j], model.var_upper[j], sum.size);
+        sign_violation(result.d[j], model.var_lower[j], model.var_upper[j], sums[j].size);
     violation = std::max({violation, residual, sign});
   }
-  return violation;
+  return std::max(violation, bars_violation(problem, result));
+}
+
+double dual_objective(const MinimizeProblem& problem, const BackendResult& result) {
+  const bool is_ray = result.certificate == Certificate::kDualRay;
+  return dual_sum(problem, result, is_ray ? WithCost::kNo : WithCost::kYes).value;
 }
 
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result) {
-  Sum primal;
-  for (size_t j = 0; j < result.x.size(); ++j) primal.add(problem.cost[j] * result.x[j]);
-  const Sum dual = bound_sum(problem.model, result.y, result.d);
-  return std::fabs(primal.value - dual.value) / std::max(primal.size, dual.size);
+  const Sum primal = objective_sum(problem, result.x, result.barx);
+  const Sum dual = dual_sum(problem, result, WithCost::kYes);
+  const double size =
+      std::max({primal.size, dual.size, std::fabs(primal.value), std::fabs(dual.value)});
+  return std::fabs(primal.value - dual.value) / size;
 }
 
 CrossedBounds find_crossed_bounds(const Model& model) {
@@ -161,24 +280,56 @@ CrossedBounds find_crossed_bounds(const Model& model) {
   return crossed;
 }
 
-bool is_dual_ray(const Model& model, const std::vector<double>& y, std::vector<double>* d) {
+namespace {
+
+RayMeasure measure_dual_ray(const Model& model, BackendResult* ray) {
+  const MinimizeProblem problem(model);
   const size_t num_var = model.cost.size();
-  d->assign(num_var, 0.0);
-  double violation = 0.0;
-  for (size_t i = 0; i < y.size(); ++i) {
-    if (!std::isfinite(y[i])) return false;
-    violation =
-        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], 1.0));
-  }
+  const auto fits = [num_var](const auto& values) {
+    return (values.empty() || values.size() == num_var) && all_finite(values);
+  };
+  if (ray->y.size() != model.con_lower.size() || !all_finite(ray->y)) return {};
+  if (!fits(ray->snx) || !fits(ray->x)) return {};
+  const auto hessian = lagrangian_hessian(problem, ray->y, WithCost::kNo);
+  double violation = std::max(sides_violation(model, ray->y), indefiniteness(hessian));
+  const std::vector<Sum> sums = column_sums(problem, *ray, hessian, WithCost::kNo);
+  ray->d.resize(num_var);
   for (size_t j = 0; j < num_var; ++j) {
-    const Sum sum = column_sum(model, y, j, 0.0);
-    (*d)[j] = sum.value;
-    violation = std::max(
-        violation, sign_violation(sum.value, model.var_lower[j], model.var_upper[j], sum.size));
+    ray->d[j] = sums[j].value;
+    violation = std::max(violation, sign_violation(sums[j].value, model.var_lower[j],
+                                                   model.var_upper[j], sums[j].size));
   }
-  const Sum proof = bound_sum(model, y, *d);
-  const double scale = std::max(largest(y), largest(*d));
-  return proves(proof.value, violation, std::max(scale, proof.size));
+  ray->bars.clear();
+  for (const Sum& sum : matrix_column_sums(problem, ray->y, WithCost::kNo)) {
+    ray->bars.push_back(sum.value);
+  }
+  double scale = 0.0;
+  for (const auto* values : {&ray->y, &ray->d, &ray->snx}) scale = largest_element(*values, scale);
+  if (scale == 0.0) return {};
+  violation = std::max({violation, scale * dual_cones_violation(model, ray->snx, 1.0 / scale),
+                        scale * matrix_violation(model, ray->bars, 1.0 / scale)});
+  const Sum proof = dual_sum(problem, *ray, WithCost::kNo);
+  return {proof.value, violation, std::max(scale, proof.size)};
+}
+
+}  // namespace
+
+bool complete_dual_ray(const Model& model, BackendResult* ray) {
+  const RayMeasure measure = measure_dual_ray(model, ray);
+  return proves(measure.margin, measure.violation, measure.scale);
+}
+
+bool is_ill_posed_dual_ray(const Model& model, BackendResult* ray) {
+  const RayMeasure measure = measure_dual_ray(model, ray);
+  return shows_ill_posed(measure.margin, measure.violation, measure.scale);
+}
+
+bool is_dual_ray(const Model& model, const std::vector<double>& y, std::vector<double>* d) {
+  BackendResult ray;
+  ray.y = y;
+  const bool valid = complete_dual_ray(model, &ray);
+  *d = std::move(ray.d);
+  return valid;
 }
 
 std::vector<double> find_single_row_ray(const Model& model) {
@@ -194,6 +345,12 @@ std::vector<double> find_single_row_ray(const Model& model) {
       most[static_cast<size_t>(a.row[k])] += std::max(at_lower, at_upper);
     }
   }
+  const auto pass_over = [&](int32_t con) {
+    least[static_cast<size_t>(con)] = -kInfinity;
+    most[static_cast<size_t>(con)] = kInfinity;
+  };
+  for (const ConQuadraticEntry& entry : model.quadratic_coefficients) pass_over(entry.con);
+  for (const MatrixCoefficient& entry : model.matrix_coefficients) pass_over(entry.con);
   for (size_t i = 0; i < least.size(); ++i) {
     const bool too_low = most[i] < model.con_lower[i];
     if (!too_low && !(least[i] > model.con_upper[i])) continue;
@@ -204,22 +361,49 @@ std::vector<double> find_single_row_ray(const Model& model) {
   return {};
 }
 
-bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x) {
+namespace {
+
+RayMeasure measure_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
+                              const std::vector<double>& barx) {
   const Model& model = problem.model;
-  const double scale = largest(x);
-  if (x.empty() || scale == 0.0 || !std::isfinite(scale)) return false;
-  double violation = 0.0;
-  Sum improvement;
+  const bool whole = x.size() == model.cost.size() && barx.size() == packed_starts(model).back();
+  const double scale = largest_element(barx, largest(x));
+  if (!whole || scale == 0.0 || !all_finite(x) || !all_finite(barx)) return {};
+  double violation =
+      std::max({quadratic_change(model, x), scale * cones_violation(model, x, 1.0 / scale),
+                scale * matrix_violation(model, barx, 1.0 / scale)});
   for (size_t j = 0; j < x.size(); ++j) {
-    improvement.add(problem.cost[j] * x[j]);
     violation = std::max(violation, leaves(x[j], model.var_lower[j], model.var_upper[j]));
   }
-  const std::vector<Sum> sums = row_sums(model, x);
+  const std::vector<Sum> sums = linear_row_sums(model, x, barx);
   for (size_t i = 0; i < sums.size(); ++i) {
     violation = std::max(
         violation, leaves(sums[i].value, model.con_lower[i], model.con_upper[i]) / sums[i].size);
   }
-  return proves(-improvement.value, violation, scale);
+  const Sum improvement = linear_objective_sum(problem, x, barx);
+  double curvature = 0.0;
+  for (const TriangleEntry& e : model.quadratic_cost) {
+    const double term = e.value * x[static_cast<size_t>(e.row)] * x[static_cast<size_t>(e.col)];
+    curvature += problem.sense_factor() * (e.row == e.col ? term : 2.0 * term);
+  }
+  // The most that the objective falls by before the curvature stops it.
+  const double fall = improvement.value * improvement.value / (2.0 * std::max(curvature, 0.0));
+  if (fall < kUnlimitedFall) violation = kInfinity;
+  return {-improvement.value, violation, scale};
+}
+
+}  // namespace
+
+bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
+                   const std::vector<double>& barx) {
+  const RayMeasure measure = measure_primal_ray(problem, x, barx);
+  return proves(measure.margin, measure.violation, measure.scale);
+}
+
+bool is_ill_posed_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
+                             const std::vector<double>& barx) {
+  const RayMeasure measure = measure_primal_ray(problem, x, barx);
+  return shows_ill_posed(measure.margin, measure.violation, measure.scale);
 }
 
 }  // namespace vorlan

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "solve/checker.h"
+#include "solve/terms.h"
+#include "task/packed_matrices.h"
 
 namespace vorlan {
 namespace {
@@ -21,12 +23,38 @@ void split(const std::vector<double>& multiplier, double factor, std::vector<dou
   }
 }
 
+std::vector<double> times(double factor, const std::vector<double>& values) {
+  std::vector<double> product(values.size());
+  // The zeros of a maximization stay 0 and do not become -0.
+  std::transform(values.begin(), values.end(), product.begin(),
+                 [factor](double value) { return value == 0.0 ? 0.0 : factor * value; });
+  return product;
+}
+
+std::vector<double> values_of(const std::vector<Sum>& sums) {
+  std::vector<double> values(sums.size());
+  std::transform(sums.begin(), sums.end(), values.begin(),
+                 [](const Sum& sum) { return sum.value; });
+  return values;
+}
+
+bool has_duals(const Model& model, const BackendResult& result) {
+  return result.d.size() == model.cost.size() && result.y.size() == model.con_lower.size() &&
+         result.bars.size() == packed_starts(model).back();
+}
+
 void set_duals(const MinimizeProblem& problem, const BackendResult& result, Solution* solution) {
-  split(result.d, problem.sense_factor(), &solution->slx, &solution->sux);
-  split(result.y, problem.sense_factor(), &solution->slc, &solution->suc);
+  const double factor = problem.sense_factor();
+  split(result.d, factor, &solution->slx, &solution->sux);
+  split(result.y, factor, &solution->slc, &solution->suc);
   solution->y.resize(result.y.size());
   for (size_t i = 0; i < result.y.size(); ++i) {
     solution->y[i] = solution->slc[i] - solution->suc[i];
+  }
+  solution->snx = times(factor, result.snx);
+  solution->bars = times(factor, result.bars);
+  if (has_duals(problem.model, result)) {
+    solution->dual_objective = factor * dual_objective(problem, result);
   }
 }
 
@@ -34,21 +62,28 @@ void set_duals(const MinimizeProblem& problem, const BackendResult& result, Solu
 void fill_missing(const Model& model, Solution* solution) {
   const size_t num_var = model.cost.size();
   const size_t num_con = model.con_lower.size();
+  const size_t num_packed = packed_starts(model).back();
   for (auto array : {&Solution::xx, &Solution::slx, &Solution::sux}) {
     (solution->*array).resize(num_var, 0.0);
   }
   for (auto array : {&Solution::xc, &Solution::slc, &Solution::suc, &Solution::y}) {
     (solution->*array).resize(num_con, 0.0);
   }
+  for (auto array : {&Solution::barx, &Solution::bars}) {
+    (solution->*array).resize(num_packed, 0.0);
+  }
+  solution->snx.resize(model.cones.empty() ? 0 : num_var, 0.0);
   solution->skx.resize(num_var, StatusKey::kUnknown);
   solution->skc.resize(num_con, StatusKey::kUnknown);
   solution->defined = true;
 }
 
-void set_point(const Model& model, std::vector<double>&& x, Solution* solution) {
-  solution->xc = constraint_activities(model, x);
-  solution->primal_objective = linear_objective(model, x) + model.constant;
-  solution->xx = std::move(x);
+void set_point(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
+  const double objective = objective_sum(problem, result->x, result->barx).value;
+  solution->xc = values_of(row_sums(problem.model, result->x, result->barx));
+  solution->primal_objective = problem.sense_factor() * objective + problem.model.constant;
+  solution->xx = std::move(result->x);
+  solution->barx = std::move(result->barx);
 }
 
 ProblemStatus claimed_problem_status(Outcome outcome) {
@@ -59,6 +94,8 @@ ProblemStatus claimed_problem_status(Outcome outcome) {
       return ProblemStatus::kDualInfeasible;
     case Outcome::kInfeasibleOrUnbounded:
       return ProblemStatus::kPrimalInfeasibleOrUnbounded;
+    case Outcome::kIllPosed:
+      return ProblemStatus::kIllPosed;
     default:
       return ProblemStatus::kUnknown;
   }
@@ -69,7 +106,7 @@ void set_point_status(Outcome outcome, const Residuals& residuals,
                       const ClaimTolerances& tolerances, Solution* solution) {
   const bool primal = residuals.primal <= tolerances.primal;
   const bool dual = residuals.dual <= tolerances.dual;
-  const bool no_gap = residuals.gap <= std::max(tolerances.primal, tolerances.dual);
+  const bool no_gap = residuals.gap <= tolerances.gap;
   const bool optimal = outcome == Outcome::kOptimal && primal && dual && no_gap;
   if (primal && dual) {
     solution->problem_status = ProblemStatus::kPrimalAndDualFeasible;
@@ -83,41 +120,57 @@ void set_point_status(Outcome outcome, const Residuals& residuals,
   }
 }
 
+bool has_point(const Model& model, const BackendResult& result) {
+  return result.x.size() == model.cost.size() && result.barx.size() == packed_starts(model).back();
+}
+
 // A missing half of an answer claims nothing.
 Residuals measure(const MinimizeProblem& problem, const BackendResult& result) {
   const Model& model = problem.model;
-  const bool has_point = result.x.size() == model.cost.size();
-  const bool has_duals =
-      result.d.size() == model.cost.size() && result.y.size() == model.con_lower.size();
+  const bool point = has_point(model, result);
+  const bool duals = has_duals(model, result);
   Residuals residuals;
-  residuals.primal = has_point ? primal_violation(model, result.x) : kInfinity;
-  residuals.dual = has_duals ? dual_violation(problem, result) : kInfinity;
-  residuals.gap = has_point && has_duals ? duality_gap(problem, result) : kInfinity;
+  residuals.primal = point ? primal_violation(model, result.x, result.barx) : kInfinity;
+  residuals.dual = duals ? dual_violation(problem, result) : kInfinity;
+  residuals.gap = point && duals ? duality_gap(problem, result) : kInfinity;
   return residuals;
 }
 
-// Multiplies a ray so that its largest element is 1.
-void normalize(std::vector<double>* ray) {
+// Multiplies a ray of two parts so that its largest element is 1.
+void normalize(std::vector<double>* ray, std::vector<double>* rest) {
   double scale = 0.0;
-  for (const double element : *ray) scale = std::max(scale, std::fabs(element));
+  for (const auto* part : {ray, rest}) {
+    for (const double element : *part) scale = std::max(scale, std::fabs(element));
+  }
   if (scale == 0.0) return;
-  for (double& element : *ray) element /= scale;
+  for (auto* part : {ray, rest}) {
+    for (double& element : *part) element /= scale;
+  }
 }
 
 void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
-  normalize(&result->y);
-  const bool valid = is_dual_ray(problem.model, result->y, &result->d);
-  if (!valid) return;
-  solution->status = SolutionStatus::kPrimalInfeasibleCertificate;
+  normalize(&result->y, &result->snx);
+  const bool ill_posed = result->outcome == Outcome::kIllPosed;
+  const auto holds = ill_posed ? is_ill_posed_dual_ray : complete_dual_ray;
+  if (!holds(problem.model, result)) return;
+  solution->status = ill_posed ? SolutionStatus::kPrimalIllPosedCertificate
+                               : SolutionStatus::kPrimalInfeasibleCertificate;
   set_duals(problem, *result, solution);
+  if (!problem.model.quadratic_coefficients.empty()) solution->xx = std::move(result->x);
 }
 
 void make_primal_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
-  normalize(&result->x);
-  if (!is_primal_ray(problem, result->x)) return;
-  solution->status = SolutionStatus::kDualInfeasibleCertificate;
-  set_point(problem.model, std::move(result->x), solution);
-  solution->primal_objective -= problem.model.constant;
+  normalize(&result->x, &result->barx);
+  const bool ill_posed = result->outcome == Outcome::kIllPosed;
+  const auto holds = ill_posed ? is_ill_posed_primal_ray : is_primal_ray;
+  if (!holds(problem, result->x, result->barx)) return;
+  solution->status = ill_posed ? SolutionStatus::kDualIllPosedCertificate
+                               : SolutionStatus::kDualInfeasibleCertificate;
+  const double objective = linear_objective_sum(problem, result->x, result->barx).value;
+  solution->primal_objective = problem.sense_factor() * objective;
+  solution->xc = values_of(linear_row_sums(problem.model, result->x, result->barx));
+  solution->xx = std::move(result->x);
+  solution->barx = std::move(result->barx);
 }
 
 // The dual ray of crossed bounds: both bounds at once, which cancel in A'y + slx - sux = 0.
@@ -152,41 +205,98 @@ void set_keys_from_values(const Model& model, Solution* solution) {
   }
 }
 
+// In the interior, the distance to a bound and the bound's dual are both positive where one of them
+// is 0 in the limit.
+StatusKey interior_key(double value, double multiplier, double lower, double upper) {
+  if (lower == upper) return StatusKey::kFixed;
+  if (multiplier > 0.0 && value - lower < multiplier) return StatusKey::kAtLower;
+  if (multiplier < 0.0 && upper - value < -multiplier) return StatusKey::kAtUpper;
+  return key_from_value(value, lower, upper);
+}
+
+std::vector<StatusKey> interior_keys(const std::vector<double>& values,
+                                     const std::vector<double>& multipliers,
+                                     const std::vector<double>& lower,
+                                     const std::vector<double>& upper) {
+  std::vector<StatusKey> keys(values.size());
+  for (size_t k = 0; k < keys.size(); ++k) {
+    const double multiplier = k < multipliers.size() ? multipliers[k] : 0.0;
+    keys[k] = interior_key(values[k], multiplier, lower[k], upper[k]);
+  }
+  return keys;
+}
+
 bool is_claim_without_point(Outcome outcome) {
   return outcome == Outcome::kInfeasible || outcome == Outcome::kUnbounded ||
-         outcome == Outcome::kInfeasibleOrUnbounded;
+         outcome == Outcome::kInfeasibleOrUnbounded || outcome == Outcome::kIllPosed;
+}
+
+// All but the keys of a continuous model's solution. False if the answer holds nothing.
+bool set_values(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
+                BackendResult* result, Residuals* residuals, Solution* solution) {
+  if (is_claim_without_point(result->outcome)) {
+    solution->problem_status = claimed_problem_status(result->outcome);
+    if (result->certificate == Certificate::kDualRay) {
+      make_dual_ray(problem, result, solution);
+    } else if (result->certificate == Certificate::kPrimalRay) {
+      make_primal_ray(problem, result, solution);
+    }
+    // What only a ray can show.
+    const bool unproven = solution->status == SolutionStatus::kUnknown;
+    if (result->outcome == Outcome::kIllPosed && unproven) {
+      solution->problem_status = ProblemStatus::kUnknown;
+    }
+    return true;
+  }
+  if (!has_point(problem.model, *result) || result->outcome == Outcome::kUnknown) return false;
+  *residuals = measure(problem, *result);
+  set_point_status(result->outcome, *residuals, tolerances, solution);
+  set_duals(problem, *result, solution);
+  solution->dual_objective += problem.model.constant;
+  set_point(problem, result, solution);
+  return true;
+}
+
+// What is left when the values and keys are there.
+void complete(const MinimizeProblem& problem, Certificate certificate, Solution* solution) {
+  fill_missing(problem.model, solution);
+  if (certificate == Certificate::kCrossedBounds) make_crossed_bounds_ray(problem, solution);
 }
 
 }  // namespace
 
-ClaimTolerances::ClaimTolerances(const Parameters& parameters, bool mixed_integer)
+ClaimTolerances::ClaimTolerances(const Model& model, const Parameters& parameters)
     : primal(10.0 * parameters.get(DoubleParam::kFeasibilityTolerance)),
-      dual(10.0 * parameters.get(DoubleParam::kOptimalityTolerance)) {
-  if (!mixed_integer) return;
+      dual(10.0 * parameters.get(DoubleParam::kOptimalityTolerance)),
+      gap(std::max(primal, dual)) {
+  if (wants_conic_method(model, parameters)) {
+    primal = dual = 100.0 * parameters.get(DoubleParam::kConicFeasibilityTolerance);
+    gap = 100.0 * parameters.get(DoubleParam::kConicGapTolerance);
+  }
+  if (!model.is_mixed_integer()) return;
   primal = std::max(primal, 10.0 * parameters.get(DoubleParam::kIntegralityTolerance));
 }
 
 Solution make_basic_solution(const MinimizeProblem& problem, BackendResult&& result,
                              const ClaimTolerances& tolerances, Residuals* residuals) {
   Solution solution;
-  if (is_claim_without_point(result.outcome)) {
-    solution.problem_status = claimed_problem_status(result.outcome);
-    if (result.certificate == Certificate::kDualRay) make_dual_ray(problem, &result, &solution);
-    if (result.certificate == Certificate::kPrimalRay) make_primal_ray(problem, &result, &solution);
-  } else if (result.x.size() == problem.model.cost.size() && result.outcome != Outcome::kUnknown) {
-    *residuals = measure(problem, result);
-    set_point_status(result.outcome, *residuals, tolerances, &solution);
-    set_duals(problem, result, &solution);
-    set_point(problem.model, std::move(result.x), &solution);
-  } else {
-    return solution;
-  }
+  if (!set_values(problem, tolerances, &result, residuals, &solution)) return solution;
   solution.skx = std::move(result.var_key);
   solution.skc = std::move(result.con_key);
-  fill_missing(problem.model, &solution);
-  if (result.certificate == Certificate::kCrossedBounds) {
-    make_crossed_bounds_ray(problem, &solution);
+  complete(problem, result.certificate, &solution);
+  return solution;
+}
+
+Solution make_interior_solution(const MinimizeProblem& problem, BackendResult&& result,
+                                const ClaimTolerances& tolerances, Residuals* residuals) {
+  Solution solution;
+  if (!set_values(problem, tolerances, &result, residuals, &solution)) return solution;
+  if (!is_claim_without_point(result.outcome)) {
+    const Model& model = problem.model;
+    solution.skx = interior_keys(solution.xx, result.d, model.var_lower, model.var_upper);
+    solution.skc = interior_keys(solution.xc, result.y, model.con_lower, model.con_upper);
   }
+  complete(problem, result.certificate, &solution);
   return solution;
 }
 
@@ -198,14 +308,14 @@ Solution make_integer_solution(const MinimizeProblem& problem, BackendResult&& r
     fill_missing(problem.model, &solution);
     return solution;
   }
-  if (result.x.size() != problem.model.cost.size()) return solution;
-  residuals->primal = primal_violation(problem.model, result.x);
+  if (!has_point(problem.model, result)) return solution;
+  residuals->primal = primal_violation(problem.model, result.x, result.barx);
   if (residuals->primal <= tolerances.primal) {
     const bool optimal = result.outcome == Outcome::kOptimal;
     solution.problem_status = ProblemStatus::kPrimalFeasible;
     solution.status = optimal ? SolutionStatus::kIntegerOptimal : SolutionStatus::kPrimalFeasible;
   }
-  set_point(problem.model, std::move(result.x), &solution);
+  set_point(problem, &result, &solution);
   set_keys_from_values(problem.model, &solution);
   fill_missing(problem.model, &solution);
   return solution;

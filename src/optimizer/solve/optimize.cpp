@@ -9,13 +9,58 @@
 #include "solve/listener.h"
 #include "solve/make_solution.h"
 #include "solve/runner.h"
+#include "task/status_words.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
 const char* kind_of(const Model& model) {
-  return model.is_mixed_integer() ? "mixed-integer" : "linear";
+  if (model.is_mixed_integer()) return "mixed-integer";
+  if (!model.matrix_vars.empty()) return "semidefinite";
+  if (!model.cones.empty()) return "conic";
+  return model.is_quadratic() ? "quadratic" : "linear";
+}
+
+const char* words(ConeKind kind) {
+  static constexpr const char* kKinds[] = {
+      "quadratic", "rotated quadratic", "exponential", "dual exponential", "power", "dual power"};
+  return kKinds[static_cast<size_t>(kind)];
+}
+
+// Cones by kind, with the variables in them.
+std::string describe_cones(const Model& model) {
+  constexpr size_t kNumKinds = static_cast<size_t>(ConeKind::kDualPower) + 1;
+  size_t cones[kNumKinds] = {};
+  size_t members[kNumKinds] = {};
+  for (const Cone& cone : model.cones) {
+    ++cones[static_cast<size_t>(cone.kind)];
+    members[static_cast<size_t>(cone.kind)] += cone.vars.size();
+  }
+  std::string text;
+  for (size_t kind = 0; kind < kNumKinds; ++kind) {
+    if (cones[kind] == 0) continue;
+    text += format_text("  %s cones: %zu of %zu variables\n", words(static_cast<ConeKind>(kind)),
+                        cones[kind], members[kind]);
+  }
+  return text;
+}
+
+std::string describe_matrix_variables(const Model& model) {
+  if (model.matrix_vars.empty()) return {};
+  int32_t largest = 0;
+  for (const MatrixVariable& variable : model.matrix_vars) {
+    largest = std::max(largest, variable.dimension);
+  }
+  return format_text("  matrix variables: %d of dimension up to %d, %zu elements\n",
+                     model.num_matrix_var(), largest,
+                     model.matrix_cost.size() + model.matrix_coefficients.size());
+}
+
+std::string describe_quadratic_terms(const Model& model) {
+  if (!model.is_quadratic()) return {};
+  return format_text("  quadratic elements: %zu in the objective, %zu in constraints\n",
+                     model.quadratic_cost.size(), model.quadratic_coefficients.size());
 }
 
 void log_start(const Task& task) {
@@ -26,56 +71,28 @@ void log_start(const Task& task) {
       kind_of(model), model.num_con(), model.num_var(),
       static_cast<long long>(model.matrix.num_elements()),
       model.maximize ? "maximize" : "minimize");
+  text += describe_quadratic_terms(model) + describe_cones(model);
+  text += describe_matrix_variables(model);
   if (model.maximize) text += "The optimizer's own log shows the negated objective, minimized.\n";
   task.log_text(kLogSummary, text);
 }
 
-const char* words(SolutionStatus status) {
-  switch (status) {
-    case SolutionStatus::kOptimal:
-      return "optimal";
-    case SolutionStatus::kPrimalFeasible:
-      return "primal feasible";
-    case SolutionStatus::kDualFeasible:
-      return "dual feasible";
-    case SolutionStatus::kPrimalAndDualFeasible:
-      return "primal and dual feasible";
-    case SolutionStatus::kPrimalInfeasibleCertificate:
-      return "certificate of primal infeasibility";
-    case SolutionStatus::kDualInfeasibleCertificate:
-      return "certificate of dual infeasibility";
-    case SolutionStatus::kIntegerOptimal:
-      return "integer optimal";
-    default:
-      return "unknown";
-  }
-}
-
-const char* words(ProblemStatus status) {
-  switch (status) {
-    case ProblemStatus::kPrimalAndDualFeasible:
-      return "primal and dual feasible";
-    case ProblemStatus::kPrimalFeasible:
-      return "primal feasible";
-    case ProblemStatus::kDualFeasible:
-      return "dual feasible";
-    case ProblemStatus::kPrimalInfeasible:
-      return "primal infeasible";
-    case ProblemStatus::kDualInfeasible:
-      return "dual infeasible";
-    case ProblemStatus::kPrimalInfeasibleOrUnbounded:
-      return "primal infeasible or unbounded";
-    default:
-      return "unknown";
-  }
-}
-
 std::string describe_solution(const Solution& solution, const Residuals& residuals) {
   std::string text = format_text("  problem status    %s\n  solution status   %s\n",
-                                 words(solution.problem_status), words(solution.status));
+                                 word_of(kProblemStatuses, solution.problem_status),
+                                 word_of(kSolutionStatuses, solution.status));
   const bool has_point = std::isfinite(residuals.primal) &&
                          solution.status != SolutionStatus::kPrimalInfeasibleCertificate;
   if (has_point) text += format_text("  objective         %.10e\n", solution.primal_objective);
+  return text;
+}
+
+// What an interior point leaves open between primal and dual.
+std::string describe_duality(const Solution& solution, const Residuals& residuals) {
+  if (!std::isfinite(solution.dual_objective)) return {};
+  std::string text = format_text("  dual objective    %.10e\n", solution.dual_objective);
+  const bool has_gap = solution.status != SolutionStatus::kPrimalInfeasibleCertificate;
+  if (has_gap) text += format_text("  duality gap       %.1e\n", residuals.gap);
   return text;
 }
 
@@ -94,6 +111,7 @@ void log_end(const Task& task, SolutionKind kind, Code termination, const Soluti
   text += '\n';
   if (solution.defined) {
     text += describe_solution(solution, residuals);
+    if (kind == SolutionKind::kInterior) text += describe_duality(solution, residuals);
   } else {
     text += format_text("  no %s solution found\n", words(kind));
   }
@@ -122,8 +140,9 @@ void log_end(const Task& task, SolutionKind kind, Code termination, const Soluti
 }
 
 // What the end of the log says in words and numbers, for result files.
-std::vector<Figure> make_figures(const Task& task, SolutionKind kind, const Progress& progress,
-                                 const Residuals& residuals, double seconds) {
+std::vector<Figure> make_figures(const Task& task, SolutionKind kind, const Solution& solution,
+                                 const Progress& progress, const Residuals& residuals,
+                                 double seconds) {
   std::vector<Figure> figures = {
       {"time", seconds},
       {"simplex iterations",
@@ -136,6 +155,8 @@ std::vector<Figure> make_figures(const Task& task, SolutionKind kind, const Prog
   add("primal violation", residuals.primal);
   if (kind != SolutionKind::kInteger) {
     add("dual violation", residuals.dual);
+    add("duality gap", residuals.gap);
+    add("dual objective", solution.dual_objective);
     return figures;
   }
   const double factor = task.model.maximize ? -1.0 : 1.0;
@@ -155,7 +176,7 @@ bool is_optimal(const Solution& solution) {
 constexpr int64_t kTinyModelSize = 2000;
 
 bool is_tiny(const Model& model) {
-  return !model.is_mixed_integer() &&
+  return model.is_linear() && !model.is_mixed_integer() &&
          model.num_var() + model.num_con() + model.matrix.num_elements() <= kTinyModelSize;
 }
 
@@ -163,23 +184,25 @@ bool runs_in_child(const Task& task) {
   const int32_t choice = task.parameters.get(IntParam::kChildProcess);
   if (choice != kChildAutomatic) return choice == kChildOn;
   return !is_tiny(task.model) || task.parameters.get(IntParam::kOptimizer) == kInteriorPoint ||
+         wants_conic_method(task.model, task.parameters) ||
          std::isfinite(task.parameters.get(DoubleParam::kMemoryLimit));
 }
 
 Status run(const MinimizeProblem& problem, Task* task, Listener* listener, BackendResult* result) {
-  const Backend* backend = choose_backend(task->model);
+  const Backend* backend = choose_backend(task->model, task->parameters);
   if (backend == nullptr) return {Code::kErrModelKind, "no optimizer takes this kind of model"};
   const auto run_backend = runs_in_child(*task) ? run_in_child : run_here;
   return run_backend(*backend, problem, task, listener, result);
 }
 
-// Interior-point solutions are those that have no basis, as of an interior point that no crossover
-// follows.
+// Interior-point solutions are those that have no basis: of the conic method, and of an interior
+// point that no crossover follows.
 SolutionKind kind_of_result(const Task& task) {
   if (task.model.is_mixed_integer()) return SolutionKind::kInteger;
   const bool interior = task.parameters.get(IntParam::kOptimizer) == kInteriorPoint &&
                         !task.parameters.is_on(IntParam::kCrossover);
-  return interior ? SolutionKind::kInterior : SolutionKind::kBasic;
+  return interior || wants_conic_method(task.model, task.parameters) ? SolutionKind::kInterior
+                                                                     : SolutionKind::kBasic;
 }
 
 // What the solve starts from: the solution of the kind that it makes.
@@ -213,10 +236,11 @@ Status optimize(Task* task, Code* termination) {
   *termination = result.termination;
   const Progress progress = result.progress;
   Residuals residuals;
-  const bool integer = task->model.is_mixed_integer();
+  static constexpr decltype(&make_basic_solution) kMakers[] = {
+      make_interior_solution, make_basic_solution, make_integer_solution};
   const SolutionKind kind = kind_of_result(*task);
-  const auto make_solution = integer ? make_integer_solution : make_basic_solution;
-  const ClaimTolerances tolerances(task->parameters, integer);
+  const auto make_solution = kMakers[static_cast<size_t>(kind)];
+  const ClaimTolerances tolerances(task->model, task->parameters);
   const bool claimed = result.outcome == Outcome::kOptimal;
   Solution solution = make_solution(problem, std::move(result), tolerances, &residuals);
   if (claimed && !is_optimal(solution)) {
@@ -225,7 +249,8 @@ Status optimize(Task* task, Code* termination) {
                    "is what they bear out\n");
   }
   log_end(*task, kind, *termination, solution, progress, residuals, listener.elapsed());
-  task->solver_result.figures = make_figures(*task, kind, progress, residuals, listener.elapsed());
+  task->solver_result.figures =
+      make_figures(*task, kind, solution, progress, residuals, listener.elapsed());
   task->solutions = {};
   task->solutions[static_cast<size_t>(kind)] = std::move(solution);
   return {};

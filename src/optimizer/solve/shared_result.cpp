@@ -8,6 +8,8 @@
 #include <new>
 #include <string>
 
+#include "task/packed_matrices.h"
+
 namespace vorlan {
 namespace {
 
@@ -18,7 +20,22 @@ enum Present : uint32_t {
   kHasX = 1,
   kHasDuals = 2,
   kHasKeys = 4,
+  kHasSnx = 8,
+  kHasBarx = 16,
+  kHasBars = 32,
 };
+
+// Hands over an array that may be missing.
+void put(const std::vector<double>& values, Present bit, double* memory, uint32_t* present) {
+  if (values.empty()) return;
+  *present |= bit;
+  std::copy(values.begin(), values.end(), memory);
+}
+
+void get(uint32_t present, Present bit, const double* memory, size_t size,
+         std::vector<double>* values) {
+  if ((present & bit) != 0) values->assign(memory, memory + size);
+}
 
 }  // namespace
 
@@ -51,8 +68,10 @@ struct SharedResult::Header {
 };
 
 SharedResult::SharedResult(const Model& model)
-    : num_var_(model.cost.size()), num_con_(model.con_lower.size()) {
-  const size_t doubles = 4 * num_var_ + num_con_;
+    : num_var_(model.cost.size()),
+      num_con_(model.con_lower.size()),
+      num_packed_(packed_starts(model).back()) {
+  const size_t doubles = 5 * num_var_ + num_con_ + 2 * num_packed_;
   const size_t head = (sizeof(Header) + 63) / 64 * 64;
   size_ = head + doubles * sizeof(double) + (num_var_ + num_con_) * sizeof(StatusKey);
   void* memory = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE,
@@ -64,7 +83,10 @@ SharedResult::SharedResult(const Model& model)
   incumbent_[0] = d_ + num_var_;
   incumbent_[1] = incumbent_[0] + num_var_;
   y_ = incumbent_[1] + num_var_;
-  var_key_ = reinterpret_cast<StatusKey*>(y_ + num_con_);
+  snx_ = y_ + num_con_;
+  barx_ = snx_ + num_var_;
+  bars_ = barx_ + num_packed_;
+  var_key_ = reinterpret_cast<StatusKey*>(bars_ + num_packed_);
   con_key_ = var_key_ + num_var_;
 }
 
@@ -124,10 +146,10 @@ void SharedResult::finish(const Status& status, const BackendResult& result) {
   header.certificate = result.certificate;
   header.termination = result.termination;
   header.present = 0;
-  if (!result.x.empty()) {
-    header.present |= kHasX;
-    std::copy(result.x.begin(), result.x.end(), x_);
-  }
+  put(result.x, kHasX, x_, &header.present);
+  put(result.snx, kHasSnx, snx_, &header.present);
+  put(result.barx, kHasBarx, barx_, &header.present);
+  put(result.bars, kHasBars, bars_, &header.present);
   if (!result.y.empty() || !result.d.empty()) {
     header.present |= kHasDuals;
     std::copy(result.y.begin(), result.y.end(), y_);
@@ -148,7 +170,10 @@ Status SharedResult::take(BackendResult* result) const {
   result->certificate = header.certificate;
   result->termination = header.termination;
   result->progress = progress();
-  if ((header.present & kHasX) != 0) result->x.assign(x_, x_ + num_var_);
+  get(header.present, kHasX, x_, num_var_, &result->x);
+  get(header.present, kHasSnx, snx_, num_var_, &result->snx);
+  get(header.present, kHasBarx, barx_, num_packed_, &result->barx);
+  get(header.present, kHasBars, bars_, num_packed_, &result->bars);
   if ((header.present & kHasDuals) != 0) {
     result->y.assign(y_, y_ + num_con_);
     result->d.assign(d_, d_ + num_var_);

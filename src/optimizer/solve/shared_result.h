@@ -46,10 +46,14 @@ class SharedResult {
   size_t size_ = 0;
   size_t num_var_;
   size_t num_con_;
+  size_t num_packed_;  // elements of matrix variables
   // Into the mapping, behind the header.
   double* x_ = nullptr;
   double* d_ = nullptr;
   double* y_ = nullptr;
+  double* snx_ = nullptr;
+  double* barx_ = nullptr;
+  double* bars_ = nullptr;
   double* incumbent_[2] = {nullptr, nullptr};
   StatusKey* var_key_ = nullptr;
   StatusKey* con_key_ = nullptr;

@@ -7,9 +7,30 @@
 #include <cerrno>
 #include <cstring>
 
+#include "task/high_descriptor.h"
 #include "task/text.h"
 
 namespace vorlan {
+namespace {
+
+Status open_log(const char* filename, bool append, std::string_view shown_name, int* descriptor) {
+  const int mode = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : O_TRUNC);
+  do {
+    *descriptor = ::open(filename, mode, 0666);
+  } while (*descriptor < 0 && errno == EINTR);
+  *descriptor = above_standard(*descriptor);
+  if (*descriptor >= 0) return {};
+  const char* cause = std::strerror(errno);
+  return {Code::kErrFileOpen,
+          format_text("cannot open log file '%s': %s", std::string(shown_name).c_str(), cause)};
+}
+
+void close_log(int* descriptor) {
+  if (*descriptor >= 0) ::close(*descriptor);
+  *descriptor = -1;
+}
+
+}  // namespace
 
 void write_to_descriptor(int descriptor, std::string_view text) {
   while (!text.empty()) {
@@ -20,19 +41,15 @@ void write_to_descriptor(int descriptor, std::string_view text) {
   }
 }
 
-LogStream::~LogStream() { unlink(); }
+LogStream::~LogStream() {
+  unlink();
+  close_copy();
+}
 
 Status LogStream::link_file(const char* filename, bool append, std::string_view shown_name) {
-  const int mode = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : O_TRUNC);
   int descriptor = -1;
-  do {
-    descriptor = ::open(filename, mode, 0666);
-  } while (descriptor < 0 && errno == EINTR);
-  if (descriptor < 0) {
-    const char* cause = std::strerror(errno);
-    return {Code::kErrFileOpen,
-            format_text("cannot open log file '%s': %s", std::string(shown_name).c_str(), cause)};
-  }
+  Status status = open_log(filename, append, shown_name, &descriptor);
+  if (!status.ok()) return status;
   unlink();
   descriptor_ = descriptor;
   return {};
@@ -44,6 +61,17 @@ void LogStream::link_function(void* handle, vlnstreamfunc function) {
   handle_ = handle;
 }
 
+Status LogStream::open_copy(const char* filename, std::string_view shown_name) {
+  close_copy();
+  return open_log(filename, false, shown_name, &copy_);
+}
+
+void LogStream::close_copy() { close_log(&copy_); }
+
+void LogStream::write_copy(const std::string& text) const {
+  if (copy_ >= 0) write_to_descriptor(copy_, text);
+}
+
 void LogStream::write(const std::string& text) const {
   if (text.empty()) return;
   if (function_ != nullptr) {
@@ -51,11 +79,11 @@ void LogStream::write(const std::string& text) const {
   } else if (descriptor_ >= 0) {
     write_to_descriptor(descriptor_, text);
   }
+  write_copy(text);
 }
 
 void LogStream::unlink() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
+  close_log(&descriptor_);
   function_ = nullptr;
   handle_ = nullptr;
 }

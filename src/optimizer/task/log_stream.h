@@ -1,4 +1,5 @@
-// The log stream of a task: where text for people goes, a file or a function of the caller.
+// The log stream of a task: where text for people goes, a file or a function of the caller, and for
+// the time of a solve a file of its own besides.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,12 @@ class LogStream {
   // A null function unlinks the stream.
   void link_function(void* handle, vlnstreamfunc function);
 
+  // Opens a file anew that receives what is written, too, until it is closed. shown_name as above.
+  Status open_copy(const char* filename, std::string_view shown_name);
+  void close_copy();
+  // Writes to that file alone.
+  void write_copy(const std::string& text) const;
+
   bool linked() const { return descriptor_ >= 0 || function_ != nullptr; }
 
   // Hands a piece of text on at once, so that the log of a killed run is whole; dropped when
@@ -33,6 +40,7 @@ class LogStream {
   void unlink();
 
   int descriptor_ = -1;
+  int copy_ = -1;
   vlnstreamfunc function_ = nullptr;
   void* handle_ = nullptr;
 };

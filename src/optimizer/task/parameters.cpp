@@ -15,7 +15,7 @@ namespace {
 constexpr ValueWord kSwitchWords[] = {{"off", 0}, {"on", 1},    {"no", 0},
                                       {"yes", 1}, {"false", 0}, {"true", 1}};
 constexpr ValueWord kOptimizerWords[] = {
-    {"free", 0}, {"primal_simplex", 1}, {"dual_simplex", 2}, {"interior_point", 3}};
+    {"free", 0}, {"primal_simplex", 1}, {"dual_simplex", 2}, {"interior_point", 3}, {"conic", 4}};
 constexpr ValueWord kPresolveWords[] = {{"off", 0}, {"on", 1}, {"free", 2}};
 constexpr ValueWord kChildWords[] = {{"off", 0}, {"on", 1}, {"automatic", 2}};
 constexpr ValueWord kScalingWords[] = {
@@ -26,18 +26,32 @@ constexpr IntParamEntry kInts[] = {
 #define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
   {IntParam::enumerator, name, lower, upper, initial, words, text},
 #define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#define VORLAN_STRING(enumerator, index, name, text)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
+#undef VORLAN_STRING
 };
 
 constexpr DoubleParamEntry kDoubles[] = {
 #define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
 #define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) \
   {DoubleParam::enumerator, name, lower, upper, initial, text},
+#define VORLAN_STRING(enumerator, index, name, text)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
+#undef VORLAN_STRING
+};
+
+constexpr StringParamEntry kStrings[] = {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#define VORLAN_STRING(enumerator, index, name, text) {StringParam::enumerator, name, text},
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+#undef VORLAN_STRING
 };
 
 // Slot of an index in a table sorted by index; the table's size when there is none.
@@ -65,24 +79,48 @@ std::string in_capitals(std::string_view text) {
   return capitals;
 }
 
+// What a name has behind "VLN_IPAR_" and its like, which all names share; all of a name without it.
+std::string_view own_part(std::string_view name) {
+  constexpr std::string_view kLibrary = "VLN_";
+  constexpr std::string_view kKind = "PAR_";
+  const size_t size = kLibrary.size() + 1 + kKind.size();
+  const bool prefixed = name.size() >= size && name.starts_with(kLibrary) &&
+                        name.substr(kLibrary.size() + 1).starts_with(kKind);
+  return prefixed ? name.substr(size) : name;
+}
+
+// The name that was meant, or nullptr when none is so near that no more than a third of the letters
+// differ.
 const char* nearest_name(std::string_view name) {
-  const std::string wanted = in_capitals(name);
+  const std::string capitals = in_capitals(name);
+  const std::string_view wanted = own_part(capitals);
   const char* nearest = nullptr;
-  int best = 0;
+  int best = static_cast<int>(wanted.size() / 3) + 1;
   const auto consider = [&](const char* candidate) {
-    const int distance = edit_distance(wanted, candidate);
-    if (nearest != nullptr && distance >= best) return;
+    const int distance =
+        std::min(edit_distance(capitals, candidate), edit_distance(wanted, own_part(candidate)));
+    if (distance >= best) return;
     nearest = candidate;
     best = distance;
   };
   for (const IntParamEntry& entry : kInts) consider(entry.name);
   for (const DoubleParamEntry& entry : kDoubles) consider(entry.name);
+  for (const StringParamEntry& entry : kStrings) consider(entry.name);
   return nearest;
 }
 
 Status unknown_name(std::string_view name) {
-  return {Code::kErrParamName, format_text("there is no parameter '%.*s'; the nearest name is %s",
-                                           shown_length(name), name.data(), nearest_name(name))};
+  const char* nearest = nearest_name(name);
+  std::string text = format_text("there is no parameter '%.*s'", shown_length(name), name.data());
+  if (nearest != nullptr) text += format_text("; the nearest name is %s", nearest);
+  return {Code::kErrParamName, text};
+}
+
+// A NUL, which only a file can bring, would end the name of a file too early.
+Status check_text(const StringParamEntry& entry, std::string_view value) {
+  if (value.find('\0') == std::string_view::npos) return {};
+  return {Code::kErrParamValue,
+          format_text("the value of parameter %s has a NUL in it", entry.name)};
 }
 
 // What a parameter takes, for messages: "0 to 2 (off, on, free)".
@@ -139,9 +177,15 @@ Status parse_int(const IntParamEntry& entry, std::string_view text, int32_t* val
 
 std::span<const IntParamEntry> int_parameters() { return kInts; }
 std::span<const DoubleParamEntry> double_parameters() { return kDoubles; }
+std::span<const StringParamEntry> string_parameters() { return kStrings; }
+
+const char* name_of(IntParam param) {
+  return kInts[find_slot(kInts, static_cast<int32_t>(param))].name;
+}
 
 Parameters::Parameters() {
-  static_assert(std::size(kInts) == kNumInts && std::size(kDoubles) == kNumDoubles);
+  static_assert(std::size(kInts) == kNumInts && std::size(kDoubles) == kNumDoubles &&
+                std::size(kStrings) == kNumStrings);
   for (size_t i = 0; i < kNumInts; ++i) ints_[i] = kInts[i].initial;
   for (size_t i = 0; i < kNumDoubles; ++i) doubles_[i] = kDoubles[i].initial;
 }
@@ -152,6 +196,10 @@ int32_t Parameters::get(IntParam param) const {
 
 double Parameters::get(DoubleParam param) const {
   return doubles_[find_slot(kDoubles, static_cast<int32_t>(param))];
+}
+
+const std::string& Parameters::get(StringParam param) const {
+  return strings_[find_slot(kStrings, static_cast<int32_t>(param))];
 }
 
 Status Parameters::put_int(int32_t index, int32_t value) {
@@ -180,11 +228,15 @@ Status Parameters::put_string(int32_t index, std::string_view value) {
   if (index < 0 || index >= kNumStringParams) {
     return {Code::kErrParamIndex, format_text("there is no string parameter %d", index)};
   }
-  if (!value.empty()) {
+  const size_t slot = find_slot(kStrings, index);
+  if (slot == kNumStrings) {
+    if (value.empty()) return {};
     return {Code::kErrParamReserved,
             format_text("string parameter %d is reserved and takes only the empty string", index)};
   }
-  return {};
+  Status status = check_text(kStrings[slot], value);
+  if (status.ok()) strings_[slot] = value;
+  return status;
 }
 
 Status Parameters::put_by_name(std::string_view name, std::string_view value) {
@@ -201,6 +253,9 @@ Status Parameters::put_by_name(std::string_view name, std::string_view value) {
     Status status = parse_value(kDoubles[slot], value, &number);
     if (status.ok()) doubles_[slot] = number;
     return status;
+  }
+  for (const StringParamEntry& entry : kStrings) {
+    if (name == entry.name) return put_string(static_cast<int32_t>(entry.param), value);
   }
   return unknown_name(name);
 }

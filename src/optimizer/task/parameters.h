@@ -19,22 +19,37 @@ enum class IntParam : int32_t {
 #define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
   enumerator = (index),
 #define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#define VORLAN_STRING(enumerator, index, name, text)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
+#undef VORLAN_STRING
 };
 
 enum class DoubleParam : int32_t {
 #define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
 #define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) enumerator = (index),
+#define VORLAN_STRING(enumerator, index, name, text)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
+#undef VORLAN_STRING
+};
+
+enum class StringParam : int32_t {
+#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
+#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
+#define VORLAN_STRING(enumerator, index, name, text) enumerator = (index),
+#include "task/parameters.def"
+#undef VORLAN_INT
+#undef VORLAN_DOUBLE
+#undef VORLAN_STRING
 };
 
 // Values that mean something outside the optimizers.
 inline constexpr int32_t kInteriorPoint = 3;  // of kOptimizer
-inline constexpr int32_t kChildOn = 1;        // of kChildProcess
+inline constexpr int32_t kConicMethod = 4;
+inline constexpr int32_t kChildOn = 1;  // of kChildProcess
 inline constexpr int32_t kChildAutomatic = 2;
 
 struct ValueWord {
@@ -57,12 +72,21 @@ struct DoubleParamEntry {
   const char* text;
 };
 
-// Both tables are sorted by index.
+struct StringParamEntry {
+  StringParam param;
+  const char* name;
+  const char* text;
+};
+
+// The tables are sorted by index.
 std::span<const IntParamEntry> int_parameters();
 std::span<const DoubleParamEntry> double_parameters();
+std::span<const StringParamEntry> string_parameters();
 
-// String parameters have the indices 0 to 23. They can make the optimizer write files when a solve
-// begins; those that have no such use yet are reserved and take only the empty string.
+const char* name_of(IntParam param);
+
+// String parameters have the indices 0 to 23; all are empty at first. Those that are not in the
+// table are reserved and take only the empty string.
 inline constexpr int32_t kNumStringParams = 24;
 
 class Parameters {
@@ -71,19 +95,23 @@ class Parameters {
 
   int32_t get(IntParam param) const;
   double get(DoubleParam param) const;
+  const std::string& get(StringParam param) const;
   bool is_on(IntParam param) const { return get(param) != 0; }
 
   Status put_int(int32_t index, int32_t value);
   Status get_int(int32_t index, int32_t* value) const;
   Status put_string(int32_t index, std::string_view value);
-  // By name, with the value as a number or one of the parameter's words.
+  // By name, with the value as a number, one of the parameter's words, or a string parameter's
+  // text.
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:
-  static constexpr size_t kNumInts = 20;
-  static constexpr size_t kNumDoubles = 11;
+  static constexpr size_t kNumInts = 21;
+  static constexpr size_t kNumDoubles = 13;
+  static constexpr size_t kNumStrings = 5;
   std::array<int32_t, kNumInts> ints_;
   std::array<double, kNumDoubles> doubles_;
+  std::array<std::string, kNumStrings> strings_;
 };
 
 }  // namespace vorlan

@@ -18,14 +18,18 @@ void Task::log_text(int32_t level, const std::string& text) const {
 void Task::report(const Status& failure) {
   last_code = failure.code();
   last_message = on_one_line(failure.message());
-  const auto number = static_cast<int32_t>(failure.code());
-  const CodeEntry* entry = find_code(number);
-  const std::string line = format_text("%s (%d): %s\n", entry->name, number, last_message.c_str());
+  const std::string line = failure_line(failure);
   if (log.linked()) {
     log.write(line);
   } else {
     write_to_descriptor(STDERR_FILENO, line);
   }
+}
+
+std::string failure_line(const Status& failure) {
+  const auto number = static_cast<int32_t>(failure.code());
+  return format_text("%s (%d): %s\n", find_code(number)->name, number,
+                     on_one_line(failure.message()).c_str());
 }
 
 }  // namespace vorlan

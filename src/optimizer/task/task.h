@@ -49,6 +49,9 @@ struct Task {
   void report(const Status& failure);
 };
 
+// The line by which a failure is told.
+std::string failure_line(const Status& failure);
+
 inline constexpr int32_t kLogSummary = 1;
 inline constexpr int32_t kLogFull = 2;
 

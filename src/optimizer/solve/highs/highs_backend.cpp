@@ -193,6 +193,30 @@ void start_integer(const MinimizeProblem& problem, const Parameters& parameters,
   highs->setSolution(point);
 }
 
+// The certificate of an earlier solve, where it proves the same of this model: nothing is left to
+// do.
+bool take_held_certificate(const MinimizeProblem& problem, BackendResult* result) {
+  if (problem.start == nullptr || problem.model.is_mixed_integer()) return false;
+  const Solution& start = *problem.start;
+  if (start.status == SolutionStatus::kPrimalInfeasibleCertificate) {
+    result->y = start.y;
+    for (double& multiplier : result->y) multiplier *= problem.sense_factor();
+    if (!is_dual_ray(problem.model, result->y, &result->d)) return false;
+    result->outcome = Outcome::kInfeasible;
+    result->certificate = Certificate::kDualRay;
+  } else if (start.status == SolutionStatus::kDualInfeasibleCertificate) {
+    if (!is_primal_ray(problem, start.xx)) return false;
+    result->x = start.xx;
+    result->outcome = Outcome::kUnbounded;
+    result->certificate = Certificate::kPrimalRay;
+  } else {
+    return false;
+  }
+  result->var_key = start.skx;
+  result->con_key = start.skc;
+  return true;
+}
+
 void set_start(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
   if (problem.start == nullptr) return;
   const bool integer = problem.model.is_mixed_integer();
@@ -394,7 +418,11 @@ bool run_simplex(HighsInt strategy, const Parameters& parameters, double seconds
 // claimed stands if the second has no certificate.
 void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              Highs* highs, BackendResult* result) {
-  if (read_certificate(problem, highs, result)) return;
+  if (read_certificate(problem, highs, result)) {
+    // The ray may come with the basis that presolve did not leave.
+    if (result->var_key.empty()) copy_basis(*highs, problem.model, result);
+    return;
+  }
   BackendResult again;
   if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again) ||
       !lacks_certificate(again.outcome))
@@ -439,6 +467,12 @@ bool is_cut_off(const MinimizeProblem& problem, const Parameters& parameters, Ou
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;
+  BackendResult held;
+  if (take_held_certificate(problem, &held)) {
+    monitor->log("The certificate that the task holds proves the same of this model\n");
+    *result = std::move(held);
+    return {};
+  }
   Watch watch{monitor, problem, {}};
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;

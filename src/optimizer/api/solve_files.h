@@ -1,0 +1,43 @@
+// The files that string parameters ask of an optimization. Neither task/ nor solve/ knows how files
+// are written and format/ knows no solve: here both are seen.
+//
+// All of them are opened, and the model is written, before the solve, so that a wrong name is told
+// at once and not after hours. What fails later cannot take the solutions away: they stay in the
+// task, while the failure becomes the operation's.
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "format/output_file.h"
+#include "task/task.h"
+
+namespace vorlan::api {
+
+class SolveFiles {
+ public:
+  explicit SolveFiles(Task* task) : task_(task) {}
+  ~SolveFiles() { task_->log.close_copy(); }
+  SolveFiles(const SolveFiles&) = delete;
+  SolveFiles& operator=(const SolveFiles&) = delete;
+
+  // After a failure nothing may be solved.
+  [[nodiscard]] Status begin();
+
+  // Writes what the optimization gave and keeps its codes as the task's solver result. An
+  // optimization that failed leaves a solver result only: other files would show solutions of an
+  // earlier one. Returns the first failure, the optimization's before those of files; what fails
+  // after it is told in the log.
+  [[nodiscard]] Status finish(const Status& optimized, Code termination);
+
+ private:
+  static constexpr size_t kNumResults = 3;
+
+  Status open(size_t index);
+  Status write(size_t index);
+
+  Task* task_;
+  std::array<std::unique_ptr<OutputFile>, kNumResults> results_;
+};
+
+}  // namespace vorlan::api

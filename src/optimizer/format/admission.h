@@ -1,0 +1,46 @@
+// What a writer asks of a model before it writes anything: that the format can hold it. Otherwise a
+// failure that says what it cannot hold, by name.
+#pragma once
+
+#include <string>
+
+#include "task/model.h"
+#include "task/status.h"
+
+namespace vorlan {
+
+class Admission {
+ public:
+  // `file` is what messages call the format: "a CBF file".
+  Admission(const char* file, const Model& model) : file_(file), model_(model) {}
+
+  Status refuse(const std::string& what) const;
+
+  // The checks, for a writer to choose from. The first one comes before any other.
+  Status check_sound() const;    // sizes, indices and numbers
+  Status check_sides() const;    // no side or bound is an infinity that nothing can reach
+  Status check_linear() const;   // no quadratic terms
+  Status check_no_semi() const;  // no semi-continuous variables
+  Status check_no_integers() const;
+  Status check_no_cones() const;
+
+ private:
+  std::string variable(size_t index) const;
+  std::string constraint(size_t index) const;
+
+  const char* file_;
+  const Model& model_;
+};
+
+// The first failure of these checks.
+template <class... Checks>
+Status admit(const Admission& admission, Checks... checks) {
+  Status status;
+  ((status.ok() ? void(status = (admission.*checks)()) : void()), ...);
+  return status;
+}
+
+// Whether a format without names loses any.
+bool has_names(const Model& model);
+
+}  // namespace vorlan

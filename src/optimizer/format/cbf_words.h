@@ -1,0 +1,42 @@
+// The names of cones in CBF files. Members stand in the order of ConeKind.
+#pragma once
+
+#include <limits>
+#include <string_view>
+
+#include "task/model.h"
+
+namespace vorlan {
+
+struct CbfLinearCone {
+  std::string_view word;
+  double lower, upper;
+};
+
+inline constexpr CbfLinearCone kCbfLinearCones[] = {
+    {"F", -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()},
+    {"L+", 0.0, std::numeric_limits<double>::infinity()},
+    {"L-", -std::numeric_limits<double>::infinity(), 0.0},
+    {"L=", 0.0, 0.0},
+};
+
+// Power cones are named "@K:" and the word, with K their place in the table of exponents.
+struct CbfCone {
+  std::string_view word;
+  ConeKind kind;
+  int version;  // of the format that has it first
+};
+
+inline constexpr CbfCone kCbfCones[] = {
+    {"Q", ConeKind::kQuadratic, 1},     {"QR", ConeKind::kRotatedQuadratic, 1},
+    {"EXP", ConeKind::kExponential, 2}, {"EXP*", ConeKind::kDualExponential, 2},
+    {"POW", ConeKind::kPower, 3},       {"POW*", ConeKind::kDualPower, 3},
+};
+
+inline constexpr int kCbfLastVersion = 4;
+
+inline bool is_power(ConeKind kind) {
+  return kind == ConeKind::kPower || kind == ConeKind::kDualPower;
+}
+
+}  // namespace vorlan

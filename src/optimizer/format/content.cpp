@@ -1,0 +1,104 @@
+// Every format begins in a way of its own; see content.h.
+#include "format/content.h"
+
+#include <algorithm>
+
+#include "format/cbor_document.h"
+#include "format/lp.h"
+#include "format/lp_reader.h"
+#include "format/lp_tokens.h"
+
+namespace vorlan {
+namespace {
+
+// The first word of a file behind its comments.
+struct FirstWord {
+  std::string_view word;  // in lower case
+  std::string_view suffix;
+};
+constexpr FirstWord kFirstWords[] = {
+    {"name", ".mps"}, {"rows", ".mps"}, {"objsense", ".mps"}, {"objname", ".mps"}, {"ver", ".cbf"},
+};
+
+// What begins a comment in front of the first word, and the format when nothing else says it. Only
+// the asterisk is of two formats. A PTF file may be a plain LP file, not the other way round.
+struct CommentSign {
+  char sign;
+  std::string_view suffix;
+};
+constexpr CommentSign kCommentSigns[] = {
+    {'*', ".mps"}, {'\\', ".ptf"}, {'#', ".cbf"}, {'"', ".dat-s"}};
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+std::string_view trimmed(std::string_view line) {
+  while (!line.empty() && is_blank(line.front())) line.remove_prefix(1);
+  while (!line.empty() && is_blank(line.back())) line.remove_suffix(1);
+  return line;
+}
+
+std::string_view take_line(std::string_view* text) {
+  const size_t end = std::min(text->find('\n'), text->size());
+  const std::string_view line = text->substr(0, end);
+  text->remove_prefix(std::min(end + 1, text->size()));
+  return line;
+}
+
+template <class Accepts>
+std::string_view leading(std::string_view text, Accepts accepts) {
+  const auto* const end = std::find_if_not(text.begin(), text.end(), accepts);
+  return text.substr(0, static_cast<size_t>(end - text.begin()));
+}
+
+// A map, with or without the mark of self-described CBOR in front. No text begins so: these bytes
+// continue a character of UTF-8.
+bool is_cbor_map(std::string_view head) {
+  if (head.starts_with(kCborMagic)) return true;
+  constexpr unsigned kMap = 5;
+  return !head.empty() && static_cast<unsigned char>(head[0]) >> 5U == kMap;
+}
+
+// An SDPA file begins with the number of its constraints, behind which words may follow.
+bool is_count(std::string_view line) {
+  const size_t size = leading(line, is_digit).size();
+  return size > 0 && (size == line.size() || is_blank(line[size]) || line[size] == '=');
+}
+
+std::string_view suffix_of_line(std::string_view line) {
+  if (line[0] == '{') return ".jtask";
+  if (is_count(line)) return ".dat-s";
+  const std::string_view word = leading(line, is_letter);
+  if (is_lp_sense(word)) return line == kPtfOpening ? ".ptf" : ".lp";
+  for (const FirstWord& first : kFirstWords) {
+    if (is_lp_word(word, first.word)) return first.suffix;
+  }
+  return {};
+}
+
+std::string_view suffix_of_comment(std::string_view line) {
+  for (const CommentSign& comment : kCommentSigns) {
+    if (line[0] == comment.sign) return comment.suffix;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string_view suffix_of_content(std::string_view head) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (is_cbor_map(head)) return ".task";
+  if (head.starts_with(kByteOrderMark)) head.remove_prefix(kByteOrderMark.size());
+  std::string_view commented;
+  while (!head.empty()) {
+    const std::string_view line = trimmed(take_line(&head));
+    if (line.empty()) continue;
+    const std::string_view comment = suffix_of_comment(line);
+    if (comment.empty()) return suffix_of_line(line);
+    if (commented.empty()) commented = comment;
+  }
+  return commented;
+}
+
+}  // namespace vorlan

@@ -1,0 +1,359 @@
+// There and back; see conic_form.h.
+#include "solve/conic/conic_form.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <string>
+#include <utility>
+
+#include "solve/conic/convexity.h"
+#include "task/text.h"
+
+namespace vorlan::conic {
+namespace {
+
+size_t index(int64_t i) { return static_cast<size_t>(i); }
+
+std::string name_or_number(std::string_view name, const char* kind, int32_t number) {
+  if (!name.empty()) return '"' + std::string(name) + '"';
+  return format_text("%s %d", kind, number);
+}
+
+std::string describe_pair(const Model& model, const ConvexFactor& factor) {
+  const auto name = [&model](int32_t var) {
+    return name_or_number(model.var_names[index(var)], "variable", var);
+  };
+  if (factor.var == factor.other_var) return name(factor.var);
+  return name(factor.var) + " and " + name(factor.other_var);
+}
+
+Status not_convex(const Model& model, const std::string& where, const ConvexFactor& factor) {
+  return {Code::kErrNotConvex,
+          where + " is not convex: its curvature is negative at " + describe_pair(model, factor)};
+}
+
+std::vector<int32_t> cone_of_variables(const Model& model) {
+  std::vector<int32_t> cone(model.cost.size(), -1);
+  for (size_t c = 0; c < model.cones.size(); ++c) {
+    for (const int32_t var : model.cones[c].vars) cone[index(var)] = static_cast<int32_t>(c);
+  }
+  return cone;
+}
+
+}  // namespace
+
+Status ConicForm::make(const MinimizeProblem& problem, ConicForm* form) {
+  const Model& model = problem.model;
+  form->add_variables(problem);
+  form->add_constraints(model);
+  Status status = form->add_quadratic_constraints(model);
+  if (!status.ok()) return status;
+  form->add_cones(model);
+  form->add_matrices(problem);
+  status = form->add_quadratic_cost(problem);
+  if (!status.ok()) return status;
+  form->build_matrix();
+  return {};
+}
+
+int32_t ConicForm::add_variable(double cost) {
+  problem_.cost.push_back(cost);
+  return problem_.num_var() - 1;
+}
+
+int32_t ConicForm::add_row(double rhs) {
+  problem_.rhs.push_back(rhs);
+  return problem_.num_row() - 1;
+}
+
+void ConicForm::add_bounds(int32_t var, double lower, double upper) {
+  if (std::isfinite(lower)) problem_.bounds.push_back({var, 1.0, lower});
+  if (std::isfinite(upper)) problem_.bounds.push_back({var, -1.0, -upper});
+}
+
+// A fixed member of a cone stays a variable, with an equation.
+void ConicForm::add_variables(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  const std::vector<int32_t> cone = cone_of_variables(model);
+  var_place_.assign(model.cost.size(), -1);
+  fixed_value_.assign(model.cost.size(), 0.0);
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    const double lower = model.var_lower[j];
+    const double upper = model.var_upper[j];
+    const bool fixed = lower == upper;
+    if (fixed && cone[j] < 0) {
+      fixed_value_[j] = lower;
+      continue;
+    }
+    var_place_[j] = add_variable(problem.cost[j]);
+    if (!fixed) {
+      add_bounds(var_place_[j], lower, upper);
+    } else {
+      elements_.push_back({add_row(lower), var_place_[j], 1.0});
+    }
+  }
+}
+
+void ConicForm::add_element(int32_t row, int32_t model_var, double value) {
+  if (row < 0 || value == 0.0) return;
+  const int32_t place = var_place_[index(model_var)];
+  if (place >= 0) {
+    elements_.push_back({row, place, value});
+  } else {
+    problem_.rhs[index(row)] -= value * fixed_value_[index(model_var)];
+  }
+}
+
+void ConicForm::add_constraints(const Model& model) {
+  row_place_.assign(model.con_lower.size(), -1);
+  row_sign_.assign(model.con_lower.size(), 1.0);
+  std::vector<bool> is_quadratic(model.con_lower.size(), false);
+  for (const ConQuadraticEntry& e : model.quadratic_coefficients) {
+    is_quadratic[index(e.con)] = true;
+  }
+  for (size_t i = 0; i < model.con_lower.size(); ++i) {
+    const double lower = model.con_lower[i];
+    const double upper = model.con_upper[i];
+    if (!std::isfinite(lower) && !std::isfinite(upper)) continue;
+    const double side = std::isfinite(lower) ? lower : upper;
+    row_place_[i] = add_row(side);
+    if (lower == upper || is_quadratic[i]) continue;
+    const int32_t distance = add_variable(0.0);
+    elements_.push_back({row_place_[i], distance, -1.0});
+    add_bounds(distance, lower - side, upper - side);
+  }
+  const SparseMatrix& a = model.matrix;
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
+      add_element(row_place_[index(a.row[index(k)])], static_cast<int32_t>(j), a.value[index(k)]);
+    }
+  }
+}
+
+Status ConicForm::add_quadratic_constraints(const Model& model) {
+  const auto& all = model.quadratic_coefficients;
+  for (size_t first = 0; first < all.size();) {
+    size_t end = first;
+    std::vector<TriangleEntry> entries;
+    while (end < all.size() && all[end].con == all[first].con) entries.push_back(all[end++].entry);
+    Status status = add_quadratic_row(model, all[first].con, entries);
+    if (!status.ok()) return status;
+    first = end;
+  }
+  return {};
+}
+
+Status ConicForm::add_quadratic_row(const Model& model, int32_t con,
+                                    const std::vector<TriangleEntry>& entries) {
+  const int32_t row = row_place_[index(con)];
+  if (row < 0) return {};
+  const bool has_lower = std::isfinite(model.con_lower[index(con)]);
+  const bool has_upper = std::isfinite(model.con_upper[index(con)]);
+  const std::string where =
+      "constraint " + name_or_number(model.con_names[index(con)], "number", con);
+  if (has_lower && has_upper) {
+    return {Code::kErrNotConvex, where + " has quadratic terms and two sides: it is not convex"};
+  }
+  // At a lower side -Q must be convex: the row is turned round.
+  const double sign = has_upper ? 1.0 : -1.0;
+  const ConvexFactor factor = factor_convex(entries, sign, true);
+  if (!factor.convex) return not_convex(model, where, factor);
+  ConeBlock cone{ConeKind::kRotatedQuadratic, {}, {}};
+  const int32_t distance = add_variable(0.0);
+  elements_.push_back({row, distance, sign});
+  const int32_t one = add_variable(0.0);
+  elements_.push_back({add_row(1.0), one, 1.0});
+  cone.vars = {distance, one};
+  for (const auto& terms : factor.rows) {
+    const int32_t member = add_variable(0.0);
+    const int32_t equation = add_row(0.0);
+    elements_.push_back({equation, member, -1.0});
+    for (const auto& [var, value] : terms) add_element(equation, var, value);
+    cone.vars.push_back(member);
+  }
+  problem_.cones.push_back(std::move(cone));
+  problem_.has_quadratic_rows = true;
+  return {};
+}
+
+Status ConicForm::add_quadratic_cost(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  const double sense = problem.sense_factor();
+  const ConvexFactor factor = factor_convex(model.quadratic_cost, sense, false);
+  if (!factor.convex) {
+    return not_convex(model,
+                      model.maximize ? "the negative of the maximized objective" : "the objective",
+                      factor);
+  }
+  std::vector<Element> elements;
+  const auto add = [&](int32_t var, int32_t other, double value) {
+    const int32_t a = var_place_[index(var)];
+    const int32_t b = var_place_[index(other)];
+    if (a < 0) return;
+    if (b >= 0) {
+      elements.push_back({b, a, value});
+    } else {
+      problem_.cost[index(a)] += value * fixed_value_[index(other)];
+    }
+  };
+  for (const TriangleEntry& e : model.quadratic_cost) {
+    add(e.row, e.col, sense * e.value);
+    if (e.row != e.col) add(e.col, e.row, sense * e.value);
+  }
+  std::swap(elements, elements_);
+  build_matrix();
+  problem_.quadratic = std::move(problem_.matrix);
+  problem_.quadratic.num_row = problem_.num_var();
+  std::swap(elements, elements_);
+  return {};
+}
+
+void ConicForm::add_cones(const Model& model) {
+  for (const vorlan::Cone& cone : model.cones) {
+    ConeBlock block{cone.kind, {}, cone.exponents};
+    for (const int32_t var : cone.vars) block.vars.push_back(var_place_[index(var)]);
+    const double sum = std::accumulate(block.exponents.begin(), block.exponents.end(), 0.0);
+    for (double& exponent : block.exponents) exponent /= sum;
+    problem_.cones.push_back(std::move(block));
+  }
+}
+
+void ConicForm::add_matrices(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  for (const MatrixVariable& matrix : model.matrix_vars) {
+    problem_.matrices.push_back({matrix.dimension, {}, {}});
+  }
+  for (const MatrixCostEntry& e : model.matrix_cost) {
+    TriangleEntry entry = e.entry;
+    entry.value *= problem.sense_factor();
+    problem_.matrices[index(e.matrix_var)].cost.push_back(entry);
+  }
+  for (const MatrixCoefficient& e : model.matrix_coefficients) {
+    const int32_t row = row_place_[index(e.con)];
+    if (row < 0 || e.entry.value == 0.0) continue;
+    std::vector<MatrixPart>& parts = problem_.matrices[index(e.matrix_var)].parts;
+    if (parts.empty() || parts.back().row != row) parts.push_back({row, {}});
+    parts.back().entries.push_back(e.entry);
+  }
+}
+
+// Elements of the same place are added.
+void ConicForm::build_matrix() {
+  Columns& a = problem_.matrix;
+  a = {};
+  a.num_row = problem_.num_row();
+  std::stable_sort(elements_.begin(), elements_.end(), [](const Element& x, const Element& y) {
+    return x.col != y.col ? x.col < y.col : x.row < y.row;
+  });
+  a.start.assign(problem_.cost.size() + 1, 0);
+  const Element* last = nullptr;
+  for (const Element& e : elements_) {
+    if (last != nullptr && last->row == e.row && last->col == e.col) {
+      a.value.back() += e.value;
+      continue;
+    }
+    a.row.push_back(e.row);
+    a.value.push_back(e.value);
+    ++a.start[index(e.col) + 1];
+    last = &e;
+  }
+  std::partial_sum(a.start.begin(), a.start.end(), a.start.begin());
+}
+
+void ConicForm::restore(const MinimizeProblem& model_problem, const Equilibration& scaling,
+                        const InteriorPoint& point, BackendResult* result) const {
+  const size_t num_var = var_place_.size();
+  result->outcome = point.outcome;
+  result->certificate = point.certificate;
+  result->termination = point.termination;
+  const bool ray = point.certificate != Certificate::kNone;
+  if (point.certificate != Certificate::kDualRay) {
+    result->x.assign(num_var, 0.0);
+    for (size_t j = 0; j < num_var; ++j) {
+      if (var_place_[j] >= 0) {
+        result->x[j] = point.x[index(var_place_[j])] * scaling.var[index(var_place_[j])];
+      } else if (!ray) {
+        result->x[j] = fixed_value_[j];
+      }
+    }
+  }
+  const auto pack = [](const std::vector<std::vector<double>>& matrices,
+                       const std::vector<MatrixBlock>& blocks, const auto& factor) {
+    std::vector<double> packed;
+    for (size_t m = 0; m < blocks.size(); ++m) {
+      const size_t n = index(blocks[m].dimension);
+      for (size_t col = 0; col < n; ++col) {
+        for (size_t row = col; row < n; ++row) {
+          packed.push_back(matrices[m][col * n + row] * factor(m));
+        }
+      }
+    }
+    return packed;
+  };
+  if (point.certificate != Certificate::kDualRay) {
+    result->barx =
+        pack(point.matrices, problem_.matrices, [&](size_t m) { return scaling.matrix[m]; });
+  }
+  if (point.certificate == Certificate::kPrimalRay) return;
+  result->bars = pack(point.matrix_duals, problem_.matrices,
+                      [&](size_t m) { return 1.0 / (scaling.matrix[m] * scaling.cost); });
+  restore_duals(model_problem, scaling, point, result);
+}
+
+void ConicForm::restore_duals(const MinimizeProblem& model_problem, const Equilibration& scaling,
+                              const InteriorPoint& point, BackendResult* result) const {
+  const Model& model = model_problem.model;
+  const bool ray = point.certificate == Certificate::kDualRay;
+  result->y.assign(row_place_.size(), 0.0);
+  for (size_t i = 0; i < row_place_.size(); ++i) {
+    if (row_place_[i] < 0) continue;
+    const size_t row = index(row_place_[i]);
+    double y = point.y[row] * scaling.row[row] / scaling.cost;
+    // A side that is infinite holds nothing.
+    if (y > 0.0 && !std::isfinite(model.con_lower[i])) y = 0.0;
+    if (y < 0.0 && !std::isfinite(model.con_upper[i])) y = 0.0;
+    result->y[i] = y;
+  }
+  std::vector<double> bound_dual(problem_.cost.size(), 0.0);
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    bound_dual[index(problem_.bounds[k].var)] += problem_.bounds[k].sign * point.z[k];
+  }
+  // What stationarity leaves to the fixed variables.
+  std::vector<double> left(model.cost.size(), 0.0);
+  if (!ray) {
+    left = model_problem.cost;
+    for (const TriangleEntry& e : model.quadratic_cost) {
+      const double value = model_problem.sense_factor() * e.value;
+      left[index(e.row)] += value * result->x[index(e.col)];
+      if (e.row != e.col) left[index(e.col)] += value * result->x[index(e.row)];
+    }
+    for (const ConQuadraticEntry& q : model.quadratic_coefficients) {
+      const double value = result->y[index(q.con)] * q.entry.value;
+      left[index(q.entry.row)] -= value * result->x[index(q.entry.col)];
+      if (q.entry.row != q.entry.col) {
+        left[index(q.entry.col)] -= value * result->x[index(q.entry.row)];
+      }
+    }
+  }
+  const SparseMatrix& a = model.matrix;
+  result->d.assign(model.cost.size(), 0.0);
+  result->snx.assign(model.cost.size(), 0.0);
+  const std::vector<int32_t> cone = cone_of_variables(model);
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    const int32_t place = var_place_[j];
+    if (place >= 0) {
+      const double factor = 1.0 / (scaling.var[index(place)] * scaling.cost);
+      result->d[j] = factor * bound_dual[index(place)];
+      if (cone[j] >= 0) result->snx[j] = factor * point.cone_dual[index(place)];
+    }
+    const bool fixed = model.var_lower[j] == model.var_upper[j];
+    if (!fixed) continue;
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
+      left[j] -= a.value[index(k)] * result->y[index(a.row[index(k)])];
+    }
+    result->d[j] = left[j] - result->snx[j];
+  }
+}
+
+}  // namespace vorlan::conic

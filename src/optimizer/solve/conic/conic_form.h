@@ -1,0 +1,56 @@
+// A task's model in the form of the conic method, and answers back in the model's terms.
+//
+// A two-sided or one-sided constraint becomes an equation with a variable for its distance from a
+// side; a fixed variable becomes a number; a free constraint goes. A convex quadratic constraint
+// a'x + 1/2 x'Qx <= u becomes t = u - a'x, 2 t w >= |F x|^2, w = 1 with F'F = Q.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "solve/backend.h"
+#include "solve/conic/equilibration.h"
+#include "solve/conic/interior_point.h"
+
+namespace vorlan::conic {
+
+class ConicForm {
+ public:
+  // Fails for a quadratic term that is not convex, naming constraint and variables.
+  static Status make(const MinimizeProblem& problem, ConicForm* form);
+
+  ConicProblem& problem() { return problem_; }
+  // An answer for the scaled problem, in the model's terms.
+  void restore(const MinimizeProblem& model_problem, const Equilibration& scaling,
+               const InteriorPoint& point, BackendResult* result) const;
+
+ private:
+  struct Element {
+    int32_t row, col;
+    double value;
+  };
+  int32_t add_variable(double cost);
+  int32_t add_row(double rhs);
+  void add_bounds(int32_t var, double lower, double upper);
+  void add_variables(const MinimizeProblem& problem);
+  void add_constraints(const Model& model);
+  Status add_quadratic_constraints(const Model& model);
+  Status add_quadratic_row(const Model& model, int32_t con,
+                           const std::vector<TriangleEntry>& entries);
+  Status add_quadratic_cost(const MinimizeProblem& problem);
+  void add_cones(const Model& model);
+  void add_matrices(const MinimizeProblem& problem);
+  void build_matrix();
+  void add_element(int32_t row, int32_t model_var, double value);
+  void restore_duals(const MinimizeProblem& model_problem, const Equilibration& scaling,
+                     const InteriorPoint& point, BackendResult* result) const;
+
+  ConicProblem problem_;
+  std::vector<Element> elements_;
+  std::vector<int32_t> var_place_;  // of each model variable, -1: fixed
+  std::vector<double> fixed_value_;
+  std::vector<int32_t> row_place_;  // of each constraint, -1: none
+  std::vector<double> row_sign_;    // of the constraint's multiplier
+};
+
+}  // namespace vorlan::conic

@@ -1,0 +1,78 @@
+// The form in which the conic method takes a model:
+//
+//   minimize    1/2 x'Px + q'x + <C, X>
+//   subject to  A x + <A_i, X> = b
+//               sign_k x_(var_k) - bound_k >= 0   for each bound k
+//               x_J in K                          for each cone, a variable in one cone at most
+//               X_j positive semidefinite
+//
+// Its dual has multipliers y of the equations, z >= 0 of the bounds, z_J in the dual cones, and
+// Z_j positive semidefinite:
+//
+//   P x + q - A'y - G'z - E'z_J = 0,   C - sum_i y_i A_i - Z = 0.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "task/model.h"
+
+namespace vorlan::conic {
+
+// Compressed columns.
+struct Columns {
+  int32_t num_row = 0;
+  std::vector<int64_t> start = {0};
+  std::vector<int32_t> row;
+  std::vector<double> value;
+
+  int32_t num_col() const { return static_cast<int32_t>(start.size()) - 1; }
+};
+
+Columns transpose(const Columns& matrix);
+// y += factor * A x, y += factor * A'x.
+void add_product(const Columns& a, double factor, const double* x, double* y);
+void add_transposed_product(const Columns& a, double factor, const double* x, double* y);
+
+struct Bound {
+  int32_t var;
+  double sign;  // +1: lower, -1: upper
+  double value;
+};
+
+struct ConeBlock {
+  ConeKind kind;
+  std::vector<int32_t> vars;
+  std::vector<double> exponents;  // of power cones, positive, sum 1
+};
+
+// The elements of C or an A_i in one matrix variable, lower triangle.
+struct MatrixPart {
+  int32_t row;  // of A; -1 for C
+  std::vector<TriangleEntry> entries;
+};
+
+struct MatrixBlock {
+  int32_t dimension = 0;
+  std::vector<TriangleEntry> cost;
+  std::vector<MatrixPart> parts;  // by ascending row, one a row
+};
+
+struct ConicProblem {
+  Columns quadratic;  // P in full, both triangles
+  std::vector<double> cost;
+  Columns matrix, matrix_rows;  // A and its transpose
+  std::vector<double> rhs;
+  std::vector<Bound> bounds;
+  std::vector<ConeBlock> cones;
+  std::vector<MatrixBlock> matrices;
+  // Whether a cone stands for a quadratic constraint. The answer's duals are read off its members
+  // then, which the gap alone determines to no more than half of its digits: they agree on the
+  // central path.
+  bool has_quadratic_rows = false;
+
+  int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
+  int32_t num_row() const { return static_cast<int32_t>(rhs.size()); }
+};
+
+}  // namespace vorlan::conic

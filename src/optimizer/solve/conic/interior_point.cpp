@@ -1,0 +1,722 @@
+// The iteration; see interior_point.h for the embedding. Residuals shrink by the same factor in
+// each step, 1 - length (1 - sigma).
+#include "solve/conic/interior_point.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "solve/checker.h"
+#include "solve/conic/residual_sizes.h"
+#include "task/text.h"
+
+namespace vorlan::conic {
+namespace {
+
+// The share of the way to the boundary that a step goes: more where the affine step could go far.
+constexpr double kLeastToBoundary = 0.9;
+constexpr double kMoreToBoundary = 0.09;
+// With steps shorter than this for so many iterations nothing more comes.
+constexpr double kShortStep = 1e-4;
+constexpr int kMostShortSteps = 8;
+// As long as that without coming nearer to any claim, neither; near to a claim sooner.
+constexpr int kMostIdleIterations = 15;
+constexpr int kMostIdleIterationsNear = 5;
+constexpr double kNear = 100.0;
+// A run that can go no further still claims what holds to this share of the tolerance's root.
+constexpr double kLooseTolerance = 1e-6;
+// Rays count at this violation, and at the loose one when the run can go no further.
+constexpr double kRayViolation = 1e-8;
+// A run that can go on takes an objective for unlimited only when it falls by so much, since an
+// optimum far out looks like a ray for a while.
+constexpr double kCertainFall = 1e13;
+
+double dot(const std::vector<double>& a, const std::vector<double>& b) {
+  double sum = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+void add(double factor, const std::vector<double>& from, std::vector<double>* to) {
+  for (size_t i = 0; i < from.size(); ++i) (*to)[i] += factor * from[i];
+}
+
+double largest(const std::vector<double>& values) {
+  double size = 0.0;
+  for (const double value : values) size = std::max(size, std::fabs(value));
+  return size;
+}
+
+size_t index(int64_t i) { return static_cast<size_t>(i); }
+
+// The longest step that keeps a value positive.
+double step_to_zero(double value, double change, double limit) {
+  return change < 0.0 ? std::min(limit, -value / change) : limit;
+}
+
+// A cone's members in an array by variable.
+void gather(const ConeBlock& block, const std::vector<double>& from, double* to) {
+  for (size_t i = 0; i < block.vars.size(); ++i) to[i] = from[index(block.vars[i])];
+}
+
+void scatter(const ConeBlock& block, const double* from, std::vector<double>* to) {
+  for (size_t i = 0; i < block.vars.size(); ++i) (*to)[index(block.vars[i])] = from[i];
+}
+
+}  // namespace
+
+double Measures::worst(const Tolerances& tolerances) const {
+  return std::max(
+      {primal / tolerances.feasibility, dual / tolerances.feasibility, gap / tolerances.gap});
+}
+
+InteriorPointMethod::InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
+                                         const Tolerances& tolerances, BackendMonitor* monitor)
+    : problem_(problem), scaling_(scaling), tolerances_(tolerances), monitor_(monitor) {
+  size_t members = 0;
+  for (const ConeBlock& block : problem.cones) {
+    cones_.push_back(make_cone(block));
+    cone_start_.push_back(members);
+    members += block.vars.size();
+    degree_ += cones_.back()->degree();
+  }
+  cone_rhs_.assign(members, 0.0);
+  degree_ += static_cast<double>(problem.bounds.size());
+}
+
+// Above this many rows with matrix variables, or this order of one, only fast dense algebra helps.
+Status InteriorPointMethod::prepare() {
+  std::string message;
+  if (!problem_.matrices.empty()) {
+    algebra_ = DenseAlgebra::load(&message);
+    if (algebra_ == nullptr) return {Code::kErrOptimizer, message};
+  }
+  for (const MatrixBlock& block : problem_.matrices) {
+    matrices_.emplace_back(block, *algebra_);
+    degree_ += block.dimension;
+  }
+  system_ = std::make_unique<NewtonSystem>(problem_, cones_);
+  if (!system_->analyze(algebra_)) {
+    return {Code::kErrOptimizer, "the linear systems of this model are too large"};
+  }
+  constexpr int32_t kLargeDenseOrder = 200;
+  if (algebra_ == nullptr && system_->dense_order() >= kLargeDenseOrder) {
+    system_->use(DenseAlgebra::load(&message));
+  }
+  return {};
+}
+
+void InteriorPointMethod::start() {
+  now_.x.assign(num_var(), 0.0);
+  now_.y.assign(num_row(), 0.0);
+  now_.s.assign(problem_.bounds.size(), 1.0);
+  now_.z.assign(problem_.bounds.size(), 1.0);
+  now_.cone_dual.assign(num_var(), 0.0);
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    std::vector<double> s(index(cones_[c]->size()));
+    std::vector<double> z(s.size());
+    cones_[c]->start(s.data(), z.data());
+    scatter(problem_.cones[c], s.data(), &now_.x);
+    scatter(problem_.cones[c], z.data(), &now_.cone_dual);
+  }
+  for (MatrixCone& matrix : matrices_) matrix.start();
+  bound_scaling_.assign(problem_.bounds.size(), 1.0);
+  bound_rhs_.assign(problem_.bounds.size(), 0.0);
+  f_.assign(num_var(), 0.0);
+  g_.assign(num_row(), 0.0);
+  constant_f_ = f_;
+  constant_dx_ = f_;
+  constant_dy_ = g_;
+}
+
+double InteriorPointMethod::complementarity() const {
+  double product = now_.tau * now_.kappa + dot(now_.s, now_.z) + dot(now_.x, now_.cone_dual);
+  for (const MatrixCone& matrix : matrices_) product += matrix.inner_product();
+  return product / degree_;
+}
+
+bool InteriorPointMethod::update_scaling() {
+  for (size_t k = 0; k < bound_scaling_.size(); ++k) {
+    if (!(now_.s[k] > 0.0) || !(now_.z[k] > 0.0)) return false;
+    bound_scaling_[k] = now_.z[k] / now_.s[k];
+  }
+  const double mu = complementarity();
+  std::vector<double> s;
+  std::vector<double> z;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    s.resize(index(cones_[c]->size()));
+    z.resize(s.size());
+    gather(problem_.cones[c], now_.x, s.data());
+    gather(problem_.cones[c], now_.cone_dual, z.data());
+    if (!cones_[c]->near_path(s.data(), z.data(), mu)) return false;
+    if (!cones_[c]->update(s.data(), z.data(), mu)) return false;
+  }
+  return std::all_of(matrices_.begin(), matrices_.end(),
+                     [](MatrixCone& matrix) { return matrix.update(); });
+}
+
+void InteriorPointMethod::compute_residuals() {
+  Residuals& r = residuals_;
+  r.px.assign(num_var(), 0.0);
+  add_product(problem_.quadratic, 1.0, now_.x.data(), r.px.data());
+  r.quadratic = dot(now_.x, r.px);
+  r.dual = r.px;
+  add(now_.tau, problem_.cost, &r.dual);
+  add_transposed_product(problem_.matrix, -1.0, now_.y.data(), r.dual.data());
+  add(-1.0, now_.cone_dual, &r.dual);
+  r.bound.resize(problem_.bounds.size());
+  double bound_value = 0.0;
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    r.dual[index(bound.var)] -= bound.sign * now_.z[k];
+    r.bound[k] = bound.sign * now_.x[index(bound.var)] - bound.value * now_.tau - now_.s[k];
+    bound_value += bound.value * now_.z[k];
+  }
+  r.primal.assign(num_row(), 0.0);
+  add_product(problem_.matrix, 1.0, now_.x.data(), r.primal.data());
+  double matrix_cost = 0.0;
+  for (const MatrixCone& matrix : matrices_) {
+    matrix_cost += matrix.add_products(matrix.x(), 1.0, r.primal.data());
+  }
+  add(-now_.tau, problem_.rhs, &r.primal);
+  const double cost = dot(problem_.cost, now_.x) + matrix_cost;
+  const double value = dot(problem_.rhs, now_.y) + bound_value;
+  r.gap = now_.kappa + cost + r.quadratic / now_.tau - value;
+  measures_ = {};
+  const double half = 0.5 * r.quadratic / now_.tau;
+  const double factor = 1.0 / (now_.tau * scaling_.cost);
+  measures_.primal_objective = factor * (cost + half);
+  measures_.dual_objective = factor * (value - half);
+  measure();
+  measure_rays(cost, value);
+}
+
+void InteriorPointMethod::measure() {
+  const double tau = now_.tau;
+  const ResidualSizes sizes = residual_sizes(problem_, scaling_, matrices_, now_.x, now_.y, tau);
+  double primal = 0.0;
+  for (size_t i = 0; i < num_row(); ++i) {
+    const double error = std::fabs(residuals_.primal[i]) / (scaling_.row[i] * tau);
+    primal = std::max(primal, error / sizes.row[i]);
+  }
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    const double factor = scaling_.var[index(bound.var)];
+    const double size = std::max(
+        {1.0, factor * std::fabs(bound.value), factor * std::fabs(now_.x[index(bound.var)]) / tau});
+    primal = std::max(primal, factor * std::fabs(residuals_.bound[k]) / tau / size);
+  }
+  double dual = 0.0;
+  for (size_t j = 0; j < num_var(); ++j) {
+    const double error = std::fabs(residuals_.dual[j]) / (scaling_.cost * scaling_.var[j] * tau);
+    dual = std::max(dual, error / sizes.var[j]);
+  }
+  for (size_t m = 0; m < matrices_.size(); ++m) {
+    const double factor = 1.0 / (scaling_.cost * scaling_.matrix[m] * tau);
+    const double error = factor * now_.matrix_residual * std::max(1.0, sizes.matrix_cost[m]);
+    dual = std::max(dual, error / std::max(1.0, factor * tau * sizes.matrix_cost[m]));
+  }
+  measures_.primal = primal;
+  measures_.dual = dual;
+  const double distance = std::fabs(measures_.primal_objective - measures_.dual_objective);
+  measures_.gap = distance / std::max({1.0, std::fabs(measures_.primal_objective),
+                                       std::fabs(measures_.dual_objective)});
+}
+
+// Cost and value are q'x + <C, X> and b'y + h'z. Both rays are judged by what is left of their
+// conditions once tau is taken out.
+void InteriorPointMethod::measure_rays(double cost, double value) {
+  const double dual = dual_ray_violation();
+  const double primal = primal_ray_violation();
+  measures_.dual_direction = dual / std::max(largest(now_.y), largest(now_.z));
+  measures_.primal_direction = primal / largest(now_.x);
+  if (value > 0.0) measures_.dual_ray = dual / value;
+  if (cost >= 0.0) return;
+  // Along the ray the objective falls by cost^2 / (2 x'Px) before curvature stops it.
+  measures_.fall = cost * cost / (2.0 * residuals_.quadratic * scaling_.cost);
+  if (measures_.fall < kUnlimitedFall) return;
+  measures_.primal_ray = primal * scaling_.cost / -cost;
+}
+
+double InteriorPointMethod::dual_ray_violation() const {
+  const double tau = now_.tau;
+  double violation = 0.0;
+  for (size_t j = 0; j < num_var(); ++j) {
+    const double left = residuals_.dual[j] - residuals_.px[j] - tau * problem_.cost[j];
+    violation = std::max(violation, std::fabs(left) / scaling_.var[j]);
+  }
+  for (size_t m = 0; m < matrices_.size(); ++m) {
+    const double left =
+        std::fabs(tau - now_.matrix_residual) * largest_element(problem_.matrices[m].cost) +
+        now_.matrix_residual;
+    violation = std::max(violation, left / scaling_.matrix[m]);
+  }
+  return violation;
+}
+
+double InteriorPointMethod::primal_ray_violation() const {
+  const double tau = now_.tau;
+  double violation = 0.0;
+  for (size_t i = 0; i < num_row(); ++i) {
+    const double left = residuals_.primal[i] + tau * problem_.rhs[i];
+    violation = std::max(violation, std::fabs(left) / scaling_.row[i]);
+  }
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    const double left = residuals_.bound[k] + tau * bound.value;
+    violation = std::max(violation, std::fabs(left) * scaling_.var[index(bound.var)]);
+  }
+  for (size_t j = 0; j < num_var(); ++j) {
+    const double left = std::fabs(residuals_.px[j]) / (scaling_.cost * scaling_.var[j]);
+    violation = std::max(violation, left);
+  }
+  return violation;
+}
+
+// The system's answer to a unit of dtau: right-hand sides -(q - G'diag(h)h) and b + <A_i, W C W>.
+void InteriorPointMethod::solve_constant_column() {
+  for (size_t j = 0; j < num_var(); ++j) constant_f_[j] = -problem_.cost[j];
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    constant_f_[index(bound.var)] += bound.sign * bound_scaling_[k] * bound.value;
+  }
+  matrix_cost_rows_.assign(num_row(), 0.0);
+  for (const MatrixCone& matrix : matrices_) {
+    for (size_t p = 0; p < matrix.parts().size(); ++p) {
+      matrix_cost_rows_[index(matrix.parts()[p].row)] += matrix.cost_column()[p];
+    }
+  }
+  std::vector<double> g = problem_.rhs;
+  add(1.0, matrix_cost_rows_, &g);
+  system_->solve(constant_f_.data(), g.data(), constant_dx_.data(), constant_dy_.data());
+  set_tau_factor();
+}
+
+// The factor of dtau in the last equation, as the sum of squares that it is:
+//
+//   kappa / tau + |x / tau - dx|_P^2 + |h - G dx|^2 + |dx|_H^2 + |C - sum_i dy_i A_i|_W^2,
+//
+// since its terms multiplied out cancel, once W is large, to nothing but rounding errors.
+void InteriorPointMethod::set_tau_factor() {
+  std::vector<double> from_x = now_.x;
+  for (size_t j = 0; j < num_var(); ++j) from_x[j] = from_x[j] / now_.tau - constant_dx_[j];
+  std::vector<double> product(num_var(), 0.0);
+  add_product(problem_.quadratic, 1.0, from_x.data(), product.data());
+  tau_factor_ = now_.kappa / now_.tau + std::max(0.0, dot(from_x, product));
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    const double distance = bound.value - bound.sign * constant_dx_[index(bound.var)];
+    tau_factor_ += bound_scaling_[k] * distance * distance;
+  }
+  std::vector<double> members;
+  std::vector<double> image;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    members.resize(problem_.cones[c].vars.size());
+    image.resize(members.size());
+    gather(problem_.cones[c], constant_dx_, members.data());
+    cones_[c]->multiply(members.data(), image.data());
+    tau_factor_ += dot(members, image);
+  }
+  for (MatrixCone& matrix : matrices_) tau_factor_ += matrix.column_square(constant_dy_.data());
+}
+
+// Right-hand sides of the complementarity conditions and with them of the system.
+void InteriorPointMethod::set_rhs(double rest, double mu_target, bool affine) {
+  for (size_t k = 0; k < bound_rhs_.size(); ++k) {
+    bound_rhs_[k] = -now_.z[k];
+    if (!affine) bound_rhs_[k] += (mu_target - affine_.s[k] * affine_.z[k]) / now_.s[k];
+  }
+  std::vector<double> s, z, ds, dz;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    const size_t size = block.vars.size();
+    double* out = &cone_rhs_[cone_start_[c]];
+    z.resize(size);
+    gather(block, now_.cone_dual, z.data());
+    for (size_t i = 0; i < size; ++i) out[i] = -z[i];
+    if (affine) continue;
+    for (auto* space : {&s, &ds, &dz}) space->resize(size);
+    gather(block, now_.x, s.data());
+    gather(block, affine_.x, ds.data());
+    gather(block, affine_.cone_dual, dz.data());
+    cones_[c]->centering_rhs(s.data(), z.data(), mu_target, ds.data(), dz.data(), out);
+  }
+  complementarity_rhs_ = -now_.tau * now_.kappa;
+  if (!affine) complementarity_rhs_ += mu_target - affine_.tau * affine_.kappa;
+
+  for (size_t j = 0; j < num_var(); ++j) f_[j] = -rest * residuals_.dual[j];
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    f_[index(bound.var)] +=
+        bound.sign * (bound_rhs_[k] - bound_scaling_[k] * rest * residuals_.bound[k]);
+  }
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    for (size_t i = 0; i < block.vars.size(); ++i) {
+      f_[index(block.vars[i])] += cone_rhs_[cone_start_[c] + i];
+    }
+  }
+  for (size_t i = 0; i < num_row(); ++i) g_[i] = -rest * residuals_.primal[i];
+  const double share = rest * now_.matrix_residual;
+  for (MatrixCone& matrix : matrices_) {
+    if (affine) {
+      matrix.set_affine_rhs();
+    } else {
+      matrix.set_centering_rhs(mu_target);
+    }
+    matrix.add_products(matrix.unscaled_rhs(), -1.0, g_.data());
+    for (size_t p = 0; p < matrix.parts().size(); ++p) {
+      g_[index(matrix.parts()[p].row)] +=
+          share * (matrix.cost_column()[p] - matrix.identity_column()[p]);
+    }
+  }
+}
+
+// The last equation of the embedding, with everything else as a function of dtau.
+double InteriorPointMethod::solve_for_tau(double rest, const Step& step) const {
+  const double tau = now_.tau;
+  // Rows q + 2 P x / tau + G'diag(h)h and b - <A_i, W C W>.
+  std::vector<double> cost_row = problem_.cost;
+  add(2.0 / tau, residuals_.px, &cost_row);
+  double right = rest * residuals_.gap + complementarity_rhs_ / tau;
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    const double scaled = bound_scaling_[k] * bound.value;
+    cost_row[index(bound.var)] += bound.sign * scaled;
+    right += scaled * rest * residuals_.bound[k] - bound.value * bound_rhs_[k];
+  }
+  std::vector<double> value_row = problem_.rhs;
+  add(-1.0, matrix_cost_rows_, &value_row);
+  const double share = rest * now_.matrix_residual;
+  for (const MatrixCone& matrix : matrices_) {
+    std::vector<double> unused(num_row(), 0.0);
+    right += matrix.add_products(matrix.unscaled_rhs(), 0.0, unused.data());
+    right -= share * (matrix.cost_square() - matrix.cost_identity());
+  }
+  right += dot(cost_row, step.x) - dot(value_row, step.y);
+  return right / tau_factor_;
+}
+
+void InteriorPointMethod::find_step(double rest, double mu_target, bool affine, Step* step) {
+  set_rhs(rest, mu_target, affine);
+  step->x.resize(num_var());
+  step->y.resize(num_row());
+  system_->solve(f_.data(), g_.data(), step->x.data(), step->y.data());
+  step->tau = holds_tau_ ? 0.0 : solve_for_tau(rest, *step);
+  add(step->tau, constant_dx_, &step->x);
+  add(step->tau, constant_dy_, &step->y);
+  finish_step(rest, step);
+  const double change = -rest * now_.matrix_residual;
+  for (MatrixCone& matrix : matrices_) {
+    matrix.set_step(step->y.data(), step->tau, change, affine);
+  }
+}
+
+// What x, y and tau of the step imply for its other parts.
+void InteriorPointMethod::finish_step(double rest, Step* step) {
+  step->kappa = holds_tau_ ? 0.0 : (complementarity_rhs_ - now_.kappa * step->tau) / now_.tau;
+  step->s.resize(bound_rhs_.size());
+  step->z.resize(bound_rhs_.size());
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    step->s[k] = bound.sign * step->x[index(bound.var)] - bound.value * step->tau +
+                 rest * residuals_.bound[k];
+    step->z[k] = bound_rhs_[k] - bound_scaling_[k] * step->s[k];
+  }
+  step->cone_dual.assign(num_var(), 0.0);
+  std::vector<double> ds, dz;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    ds.resize(block.vars.size());
+    dz.resize(block.vars.size());
+    gather(block, step->x, ds.data());
+    cones_[c]->multiply(ds.data(), dz.data());
+    for (size_t i = 0; i < dz.size(); ++i) dz[i] = cone_rhs_[cone_start_[c] + i] - dz[i];
+    scatter(block, dz.data(), &step->cone_dual);
+  }
+}
+
+// The step of a matrix variable is computed from dy through products with W, whose rounding errors
+// grow as W's condition does. What they leave of the equations is solved for once more.
+void InteriorPointMethod::correct_primal(double rest, Step* step) {
+  if (matrices_.empty()) return;
+  constexpr int kMostCorrections = 4;
+  constexpr double kGoodShare = 0.1;
+  std::vector<double> dx(num_var());
+  std::vector<double> dy(num_row());
+  std::fill(f_.begin(), f_.end(), 0.0);
+  const auto apply = [&](double factor) {
+    add(factor, dx, &step->x);
+    add(factor, dy, &step->y);
+    for (double& value : dy) value *= factor;
+    for (MatrixCone& matrix : matrices_) matrix.correct_step(dy.data());
+    finish_step(rest, step);
+  };
+  double before = kInfinity;
+  for (int k = 0; k < kMostCorrections; ++k) {
+    // Minus the residual of A dx + <A_i, dX> - b dtau = -rest * residual.
+    for (size_t i = 0; i < num_row(); ++i) {
+      g_[i] = problem_.rhs[i] * step->tau - rest * residuals_.primal[i];
+    }
+    add_product(problem_.matrix, -1.0, step->x.data(), g_.data());
+    for (const MatrixCone& matrix : matrices_) matrix.add_step_products(-1.0, g_.data());
+    const double error = largest(g_);
+    if (error > before) {
+      apply(-1.0);
+      return;
+    }
+    if (error <= kGoodShare * rest * largest(residuals_.primal) || error > 0.5 * before) return;
+    before = error;
+    system_->solve(f_.data(), g_.data(), dx.data(), dy.data());
+    apply(1.0);
+  }
+}
+
+double InteriorPointMethod::step_length(const Step& step) const {
+  // Beyond 1 the residuals would change their sign.
+  double limit = 1.0 / kLeastToBoundary;
+  limit = step_to_zero(now_.tau, step.tau, limit);
+  limit = step_to_zero(now_.kappa, step.kappa, limit);
+  for (size_t k = 0; k < step.s.size(); ++k) {
+    limit = step_to_zero(now_.s[k], step.s[k], limit);
+    limit = step_to_zero(now_.z[k], step.z[k], limit);
+  }
+  for (const MatrixCone& matrix : matrices_) limit = matrix.step_length(limit);
+  std::vector<double> s, ds, z, dz;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    for (auto* space : {&s, &ds, &z, &dz}) space->resize(block.vars.size());
+    gather(block, now_.x, s.data());
+    gather(block, step.x, ds.data());
+    gather(block, now_.cone_dual, z.data());
+    gather(block, step.cone_dual, dz.data());
+    limit = cones_[c]->step_length(s.data(), ds.data(), z.data(), dz.data(), limit);
+  }
+  return limit;
+}
+
+void InteriorPointMethod::take(const Step& step, double length, double rest) {
+  add(length, step.x, &now_.x);
+  add(length, step.y, &now_.y);
+  add(length, step.s, &now_.s);
+  add(length, step.z, &now_.z);
+  add(length, step.cone_dual, &now_.cone_dual);
+  now_.tau += length * step.tau;
+  now_.kappa += length * step.kappa;
+  now_.matrix_residual *= 1.0 - length * rest;
+  for (MatrixCone& matrix : matrices_) {
+    matrix.take_step(length);
+    matrix.set_dual(now_.y.data(), now_.tau, now_.matrix_residual);
+  }
+}
+
+// Takes the step, shorter where rounding or the neighbourhood asks for it, to a point from which
+// the next one can be found.
+bool InteriorPointMethod::advance(const Step& step, double length, double rest) {
+  saved_ = now_;
+  for (MatrixCone& matrix : matrices_) matrix.save();
+  constexpr int kMostTries = 30;
+  for (int attempt = 0; attempt < kMostTries; ++attempt) {
+    take(step, length, rest);
+    if (now_.tau > 0.0 && now_.kappa > 0.0 && update_scaling()) return true;
+    now_ = saved_;
+    for (MatrixCone& matrix : matrices_) matrix.restore();
+    length *= 0.8;
+  }
+  return false;
+}
+
+void InteriorPointMethod::keep_best() {
+  if (measures_.worst(tolerances_) < best_measures_.worst(tolerances_)) hold_as_best();
+}
+
+void InteriorPointMethod::hold_as_best() {
+  best_measures_ = measures_;
+  best_ = now_;
+  best_matrices_.clear();
+  best_duals_.clear();
+  for (const MatrixCone& matrix : matrices_) {
+    best_matrices_.push_back(matrix.x());
+    best_duals_.push_back(matrix.z());
+  }
+}
+
+bool InteriorPointMethod::is_idle() {
+  const double distance =
+      std::min({measures_.worst(tolerances_), measures_.dual_ray / kRayViolation,
+                measures_.primal_ray / kRayViolation});
+  constexpr double kNearer = 0.9;
+  constexpr double kExhaustedMu = 1e-12;
+  const double mu = complementarity();
+  const bool is_near = nearest_ < kNear;
+  const bool advances = !is_near && mu > kExhaustedMu && mu < kNearer * nearest_mu_;
+  if (distance < kNearer * nearest_ || advances) nearest_iteration_ = iteration_;
+  nearest_ = std::min(nearest_, distance);
+  nearest_mu_ = std::min(nearest_mu_, mu);
+  return iteration_ - nearest_iteration_ >
+         (is_near ? kMostIdleIterationsNear : kMostIdleIterations);
+}
+
+// An iterate that meets the tolerances is bettered as long as that goes fast.
+bool InteriorPointMethod::finished(InteriorPoint* result) {
+  constexpr double kWellWithin = 0.1;
+  const double before = best_measures_.worst(tolerances_);
+  const double worst = measures_.worst(tolerances_);
+  keep_best();
+  if (worst <= kWellWithin || (before <= 1.0 && worst > 0.2 * before)) {
+    result->outcome = Outcome::kOptimal;
+    return true;
+  }
+  if (before <= 1.0) return false;
+  if (measures_.dual_ray <= kRayViolation) {
+    result->outcome = Outcome::kInfeasible;
+    result->certificate = Certificate::kDualRay;
+  } else if (measures_.primal_ray <= kRayViolation && measures_.fall >= kCertainFall) {
+    result->outcome = Outcome::kUnbounded;
+    result->certificate = Certificate::kPrimalRay;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// Newton steps to the point of the central path at the present mu, tau held: at a solution it is
+// nearly free. The last one whose residuals hold is the answer.
+void InteriorPointMethod::center() {
+  constexpr int kMostSteps = 5;
+  const double mu = complementarity();
+  holds_tau_ = true;
+  Step step;
+  for (int k = 0; k < kMostSteps; ++k) {
+    system_->factor(bound_scaling_, &matrices_);
+    solve_constant_column();
+    for (auto* part : {&affine_.x, &affine_.y, &affine_.s, &affine_.z, &affine_.cone_dual}) {
+      std::fill(part->begin(), part->end(), 0.0);
+    }
+    affine_.tau = affine_.kappa = 0.0;
+    for (MatrixCone& matrix : matrices_) matrix.clear_affine_step();
+    find_step(1.0, mu, false, &step);
+    correct_primal(1.0, &step);
+    const double length = std::min(1.0, kLeastToBoundary * step_length(step));
+    if (!(length > 0.0) || !advance(step, length, 1.0)) return;
+    compute_residuals();
+    if (measures_.worst(tolerances_) <= 1.0) hold_as_best();
+  }
+}
+
+// Where no step leads further: what holds less exactly.
+void InteriorPointMethod::conclude(InteriorPoint* result) {
+  const Tolerances loose{kLooseTolerance, kLooseTolerance, 0};
+  if (best_measures_.worst(loose) <= 1.0) {
+    result->outcome = Outcome::kOptimal;
+  } else if (measures_.dual_ray <= kLooseTolerance) {
+    result->outcome = Outcome::kInfeasible;
+    result->certificate = Certificate::kDualRay;
+  } else if (measures_.primal_ray <= kLooseTolerance) {
+    result->outcome = Outcome::kUnbounded;
+    result->certificate = Certificate::kPrimalRay;
+  } else if (std::min(measures_.dual_direction, measures_.primal_direction) <= kIllPosedTolerance) {
+    result->outcome = Outcome::kIllPosed;
+    const bool dual = measures_.dual_direction <= measures_.primal_direction;
+    result->certificate = dual ? Certificate::kDualRay : Certificate::kPrimalRay;
+  } else {
+    result->outcome = Outcome::kStopped;
+    result->termination = Code::kTrmStall;
+  }
+}
+
+void InteriorPointMethod::store_point(InteriorPoint* result, const Iterate& iterate,
+                                      bool best) const {
+  const double factor = result->certificate == Certificate::kNone ? 1.0 / iterate.tau : 1.0;
+  const auto scaled = [factor](std::vector<double> values) {
+    for (double& value : values) value *= factor;
+    return values;
+  };
+  result->x = scaled(iterate.x);
+  result->y = scaled(iterate.y);
+  result->z = scaled(iterate.z);
+  result->cone_dual = scaled(iterate.cone_dual);
+  for (size_t m = 0; m < matrices_.size(); ++m) {
+    result->matrices.push_back(scaled(best ? best_matrices_[m] : matrices_[m].x()));
+    result->matrix_duals.push_back(scaled(best ? best_duals_[m] : matrices_[m].z()));
+  }
+}
+
+void InteriorPointMethod::log_heading() {
+  std::string text = format_text(
+      "Interior-point method: %d variables, %d equations, %zu bounds, %zu cones, %zu matrix "
+      "variables; %lld elements in the factor\n",
+      problem_.num_var(), problem_.num_row(), problem_.bounds.size(), problem_.cones.size(),
+      problem_.matrices.size(), static_cast<long long>(system_->num_factor_elements()));
+  text +=
+      " iteration   primal objective     dual objective   primal     dual      gap       mu   step"
+      "     time\n";
+  monitor_->log(text);
+}
+
+void InteriorPointMethod::log_iteration(double length, double mu) {
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
+  monitor_->log(format_text("%10d %18.9e %18.9e %8.1e %8.1e %8.1e %8.1e %6.4f %6.2f s\n",
+                            iteration_, measures_.primal_objective, measures_.dual_objective,
+                            measures_.primal, measures_.dual, measures_.gap, mu, length,
+                            elapsed.count()));
+}
+
+Status InteriorPointMethod::run(InteriorPoint* result) {
+  Status status = prepare();
+  if (!status.ok()) return status;
+  start();
+  log_heading();
+  Step step;
+  double length = 0.0;
+  int short_steps = 0;
+  bool can_go_on = update_scaling();
+  bool ended = false;
+  while (can_go_on) {
+    compute_residuals();
+    const double mu = complementarity();
+    log_iteration(length, mu);
+    ended = finished(result);
+    if (ended || is_idle()) break;
+    Progress progress;
+    progress.objective = measures_.primal_objective;
+    progress.bound = measures_.dual_objective;
+    progress.interior_iterations = iteration_;
+    if (monitor_->should_stop(progress)) {
+      result->outcome = Outcome::kStopped;
+      ended = true;
+      break;
+    }
+    if (iteration_ >= tolerances_.iteration_limit) {
+      result->outcome = Outcome::kStopped;
+      result->termination = Code::kTrmIterationLimit;
+      ended = true;
+      break;
+    }
+    system_->factor(bound_scaling_, &matrices_);
+    solve_constant_column();
+    find_step(1.0, 0.0, true, &affine_);
+    const double affine_length = std::min(1.0, step_length(affine_));
+    const double sigma = (1.0 - affine_length) * (1.0 - affine_length);
+    const double rest = 1.0 - sigma;
+    find_step(rest, sigma * mu, false, &step);
+    correct_primal(rest, &step);
+    const double share = kLeastToBoundary + kMoreToBoundary * affine_length;
+    length = std::min(1.0, share * step_length(step));
+    ++iteration_;
+    short_steps = length < kShortStep ? short_steps + 1 : 0;
+    can_go_on = std::isfinite(length) && length > 0.0 && short_steps < kMostShortSteps &&
+                advance(step, length, rest);
+  }
+  if (!ended) conclude(result);
+  if (problem_.has_quadratic_rows && iteration_ > 0 && measures_.worst(tolerances_) <= 1.0)
+    center();
+  result->iterations = iteration_;
+  const bool ray = result->certificate != Certificate::kNone;
+  result->measures = ray ? measures_ : best_measures_;
+  store_point(result, ray ? now_ : best_, !ray);
+  return {};
+}
+
+}  // namespace vorlan::conic

@@ -1,0 +1,382 @@
+// Order, tree, rows and the dense end; see sparse_ldl.h.
+#include "solve/conic/sparse_ldl.h"
+
+#include <Eigen/OrderingMethods>
+#include <Eigen/SparseCore>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+namespace vorlan::conic {
+namespace {
+
+constexpr int32_t kLeastDenseOrder = 16;
+constexpr double kDenseShare = 0.6;
+constexpr int32_t kBlock = 96;
+
+size_t index(int64_t i) { return static_cast<size_t>(i); }
+
+// Approximate minimum degree order of the nodes that are not marked as last.
+std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
+                                          const std::vector<int32_t>& number) {
+  using Matrix = Eigen::SparseMatrix<double, Eigen::ColMajor, int32_t>;
+  std::vector<Eigen::Triplet<double, int32_t>> elements;
+  int32_t count = 0;
+  for (const int32_t i : number) count += i >= 0 ? 1 : 0;
+  for (int32_t col = 0; col < matrix.order; ++col) {
+    const int32_t j = number[index(col)];
+    if (j < 0) continue;
+    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
+      const int32_t i = number[index(matrix.row[index(k)])];
+      if (i < 0) continue;
+      elements.emplace_back(i, j, 1.0);
+      if (i != j) elements.emplace_back(j, i, 1.0);
+    }
+  }
+  Matrix pattern(count, count);
+  pattern.setFromTriplets(elements.begin(), elements.end());
+  Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> permutation;
+  Eigen::AMDOrdering<int32_t> order;
+  order(pattern, permutation);
+  // indices()[k] is the node eliminated k-th.
+  return {permutation.indices().data(), permutation.indices().data() + count};
+}
+
+}  // namespace
+
+bool SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> last) {
+  order_ = matrix.order;
+  choose_order(matrix, last);
+  permute_pattern(matrix);
+  build_tree();
+  const std::vector<int64_t> counts = count_columns();
+  choose_leading(counts, last.size());
+  start_.assign(index(num_leading_) + 1, 0);
+  for (int32_t j = 0; j < num_leading_; ++j) {
+    start_[index(j) + 1] = start_[index(j)] + counts[index(j)];
+  }
+  end_.assign(index(num_leading_), 0);
+  row_.resize(index(start_.back()));
+  value_.resize(index(start_.back()));
+  const size_t tail = index(dense_order());
+  dense_.resize(tail * tail);
+  pivot_.assign(index(order_), 1.0);
+  work_.assign(index(order_), 0.0);
+  solution_.resize(index(order_));
+  return true;
+}
+
+void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_t> last) {
+  std::vector<int32_t> number(index(order_), 0);
+  for (const int32_t node : last) number[index(node)] = -1;
+  std::vector<int32_t> leading;
+  for (int32_t node = 0; node < order_; ++node) {
+    if (number[index(node)] < 0) continue;
+    number[index(node)] = static_cast<int32_t>(leading.size());
+    leading.push_back(node);
+  }
+  node_at_.clear();
+  if (!leading.empty()) {
+    for (const int32_t k : minimum_degree_order(matrix, number)) {
+      node_at_.push_back(leading[index(k)]);
+    }
+  }
+  node_at_.insert(node_at_.end(), last.begin(), last.end());
+  place_of_.resize(index(order_));
+  for (int32_t place = 0; place < order_; ++place) place_of_[index(node_at_[index(place)])] = place;
+}
+
+void SparseLdl::permute_pattern(const UpperTriangle& matrix) {
+  matrix_start_.assign(index(order_) + 1, 0);
+  const auto column_of = [this](int32_t row, int32_t col) {
+    return std::max(place_of_[index(row)], place_of_[index(col)]);
+  };
+  for (int32_t col = 0; col < order_; ++col) {
+    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
+      ++matrix_start_[index(column_of(matrix.row[index(k)], col)) + 1];
+    }
+  }
+  std::partial_sum(matrix_start_.begin(), matrix_start_.end(), matrix_start_.begin());
+  matrix_row_.resize(matrix.row.size());
+  matrix_from_.resize(matrix.row.size());
+  matrix_value_.resize(matrix.row.size());
+  std::vector<int64_t> next(matrix_start_.begin(), matrix_start_.end() - 1);
+  for (int32_t col = 0; col < order_; ++col) {
+    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
+      const int32_t a = place_of_[index(matrix.row[index(k)])];
+      const int32_t b = place_of_[index(col)];
+      const int64_t to = next[index(std::max(a, b))]++;
+      matrix_row_[index(to)] = std::min(a, b);
+      matrix_from_[index(to)] = k;
+    }
+  }
+}
+
+void SparseLdl::build_tree() {
+  parent_.assign(index(order_), -1);
+  std::vector<int32_t> ancestor(index(order_), -1);
+  for (int32_t k = 0; k < order_; ++k) {
+    for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
+      int32_t i = matrix_row_[index(p)];
+      while (i != -1 && i < k) {
+        const int32_t next = ancestor[index(i)];
+        ancestor[index(i)] = k;
+        if (next == -1) parent_[index(i)] = k;
+        i = next;
+      }
+    }
+  }
+}
+
+// The nonzero places of row k of L below the limit, a child before its parent: stack_[answer..).
+int32_t SparseLdl::reach(int32_t k, int32_t limit) {
+  int32_t top = order_;
+  mark_[index(k)] = k;
+  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
+    int32_t i = matrix_row_[index(p)];
+    int32_t length = 0;
+    while (i != -1 && i < limit && mark_[index(i)] != k) {
+      stack_[index(length++)] = i;
+      mark_[index(i)] = k;
+      i = parent_[index(i)];
+    }
+    while (length > 0) stack_[index(--top)] = stack_[index(--length)];
+  }
+  return top;
+}
+
+std::vector<int64_t> SparseLdl::count_columns() {
+  mark_.assign(index(order_), -1);
+  stack_.resize(index(order_));
+  std::vector<int64_t> counts(index(order_), 0);
+  for (int32_t k = 0; k < order_; ++k) {
+    for (int32_t t = reach(k, k); t < order_; ++t) ++counts[index(stack_[index(t)])];
+  }
+  return counts;
+}
+
+void SparseLdl::choose_leading(const std::vector<int64_t>& counts, size_t num_last) {
+  num_leading_ = order_ - static_cast<int32_t>(num_last);
+  if (num_last > 0) return;
+  int64_t elements = 0;
+  for (int32_t tail = 1; tail <= order_; ++tail) {
+    elements += counts[index(order_ - tail)] + 1;
+    const double full = 0.5 * static_cast<double>(tail) * (tail + 1.0);
+    const bool dense = static_cast<double>(elements) >= kDenseShare * full;
+    if (tail >= kLeastDenseOrder && dense) num_leading_ = order_ - tail;
+  }
+}
+
+int64_t SparseLdl::num_elements() const {
+  const int64_t tail = dense_order();
+  return start_.back() + tail * (tail + 1) / 2;
+}
+
+double SparseLdl::safe_pivot(int32_t place, double pivot, std::span<const int8_t> signs) {
+  const int32_t node = node_at_[index(place)];
+  const double sign = signs[index(node)];
+  if (pivot * sign > pivot_rule_.least) return pivot;
+  replaced_.push_back(node);
+  return pivot_rule_.replacement * sign;
+}
+
+void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
+                       const double* end_block) {
+  set_up(matrix, signs, end_block);
+  if (algebra_ != nullptr && end_block != nullptr) {
+    if (factor_negative_end(signs)) return;
+    set_up(matrix, signs, end_block);
+  }
+  factor_dense_end(signs);
+}
+
+// All but the dense end itself.
+void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
+                       const double* end_block) {
+  replaced_.clear();
+  for (size_t k = 0; k < matrix_from_.size(); ++k) {
+    matrix_value_[k] = matrix.value[index(matrix_from_[k])];
+  }
+  std::copy(start_.begin(), start_.end() - 1, end_.begin());
+  std::fill(mark_.begin(), mark_.end(), -1);
+  const size_t tail = index(dense_order());
+  if (end_block != nullptr) {
+    std::copy_n(end_block, tail * tail, dense_.begin());
+  } else {
+    std::fill(dense_.begin(), dense_.end(), 0.0);
+  }
+  for (int32_t k = 0; k < order_; ++k) factor_row(k, signs);
+}
+
+// Row k of L solves L(0..k) D y = K(0..k, k). For a row of the dense end the elimination stops at
+// the leading part; what is left in the work space then is its row of the Schur complement.
+void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
+  const int32_t limit = std::min(k, num_leading_);
+  const int32_t top = reach(k, limit);
+  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
+    work_[index(matrix_row_[index(p)])] += matrix_value_[index(p)];
+  }
+  double diagonal = work_[index(k)];
+  work_[index(k)] = 0.0;
+  for (int32_t t = top; t < order_; ++t) {
+    const size_t j = index(stack_[index(t)]);
+    const double y = work_[j];
+    work_[j] = 0.0;
+    const int64_t end = end_[j];
+    for (int64_t p = start_[j]; p < end; ++p) {
+      work_[index(row_[index(p)])] -= value_[index(p)] * y;
+    }
+    const double l = y / pivot_[j];
+    diagonal -= l * y;
+    row_[index(end)] = k;
+    value_[index(end)] = l;
+    end_[j] = end + 1;
+  }
+  if (k < num_leading_) {
+    pivot_[index(k)] = safe_pivot(k, diagonal, signs);
+    return;
+  }
+  const size_t tail = index(dense_order());
+  const size_t row = index(k - num_leading_);
+  dense_[row * tail + row] += diagonal;
+  const auto move = [&](size_t col) {
+    dense_[col * tail + row] += work_[index(num_leading_) + col];
+    work_[index(num_leading_) + col] = 0.0;
+  };
+  if (top < order_) {
+    for (size_t col = 0; col < row; ++col) move(col);
+    return;
+  }
+  // Nothing but the matrix's own elements.
+  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
+    const int32_t col = matrix_row_[index(p)];
+    if (col >= num_leading_ && col < k) move(index(col - num_leading_));
+  }
+}
+
+// Where all signs are minus, -L D L' is a Cholesky factorization, which the dense algebra has.
+bool SparseLdl::factor_negative_end(std::span<const int8_t> signs) {
+  const int32_t tail = dense_order();
+  for (int32_t c = 0; c < tail; ++c) {
+    if (signs[index(node_at_[index(num_leading_ + c)])] > 0) return false;
+  }
+  for (double& value : dense_) value = -value;
+  if (!algebra_->factor_cholesky(tail, dense_.data(), tail)) return false;
+  for (int32_t c = 0; c < tail; ++c) {
+    double* column = &dense_[index(c) * index(tail)];
+    const double root = column[c];
+    pivot_[index(num_leading_ + c)] = -root * root;
+    for (int32_t r = c + 1; r < tail; ++r) column[r] /= root;
+  }
+  return true;
+}
+
+void SparseLdl::factor_dense_end(std::span<const int8_t> signs) {
+  const int32_t tail = dense_order();
+  for (int32_t first = 0; first < tail; first += kBlock) {
+    const int32_t size = std::min(kBlock, tail - first);
+    factor_block(first, size, signs);
+    update_after_block(first, size);
+  }
+}
+
+// L D L' of a block on the diagonal, column by column within it.
+void SparseLdl::factor_block(int32_t first, int32_t size, std::span<const int8_t> signs) {
+  const size_t tail = index(dense_order());
+  for (int32_t c = first; c < first + size; ++c) {
+    double* column = &dense_[index(c) * tail];
+    const double pivot = safe_pivot(num_leading_ + c, column[c], signs);
+    pivot_[index(num_leading_ + c)] = pivot;
+    for (int32_t other = c + 1; other < first + size; ++other) {
+      const double factor = column[other] / pivot;
+      double* target = &dense_[index(other) * tail];
+      for (int32_t r = other; r < first + size; ++r) target[r] -= factor * column[r];
+    }
+    for (int32_t r = c + 1; r < first + size; ++r) column[r] /= pivot;
+  }
+}
+
+// The rows below a factored block, then the rest of the triangle.
+void SparseLdl::update_after_block(int32_t first, int32_t size) {
+  const int32_t tail = dense_order();
+  const int32_t below = tail - first - size;
+  if (below == 0) return;
+  const auto stride = index(tail);
+  double* block = &dense_[index(first) * stride + index(first)];
+  double* panel = block + size;  // rows below, size columns
+  double* rest = &dense_[index(first + size) * stride + index(first + size)];
+  panel_.resize(index(below) * index(size));
+  if (algebra_ != nullptr) {
+    algebra_->solve_unit_triangular(below, size, block, tail, panel, tail);
+  } else {
+    for (int32_t c = 0; c < size; ++c) {
+      for (int32_t done = 0; done < c; ++done) {
+        const double factor = block[index(done) * stride + index(c)];
+        for (int32_t r = 0; r < below; ++r) {
+          panel[index(c) * stride + index(r)] -= factor * panel[index(done) * stride + index(r)];
+        }
+      }
+    }
+  }
+  // panel holds L21 D now; keep it so, and divide.
+  for (int32_t c = 0; c < size; ++c) {
+    const double pivot = pivot_[index(num_leading_ + first + c)];
+    double* column = panel + index(c) * stride;
+    std::copy_n(column, below, &panel_[index(c) * index(below)]);
+    for (int32_t r = 0; r < below; ++r) column[r] /= pivot;
+  }
+  if (algebra_ != nullptr) {
+    algebra_->multiply_symmetric(false, true, below, size, -1.0, panel, tail, panel_.data(), below,
+                                 1.0, rest, tail);
+    return;
+  }
+  for (int32_t c = 0; c < below; ++c) {
+    double* target = rest + index(c) * stride;
+    for (int32_t k = 0; k < size; ++k) {
+      const double factor = panel_[index(k) * index(below) + index(c)];
+      const double* source = panel + index(k) * stride;
+      for (int32_t r = c; r < below; ++r) target[r] -= factor * source[r];
+    }
+  }
+}
+
+void SparseLdl::solve(double* rhs) const {
+  double* x = solution_.data();
+  for (int32_t place = 0; place < order_; ++place) x[place] = rhs[node_at_[index(place)]];
+  for (int32_t j = 0; j < num_leading_; ++j) {
+    const double xj = x[j];
+    if (xj == 0.0) continue;
+    for (int64_t p = start_[index(j)]; p < start_[index(j) + 1]; ++p) {
+      x[row_[index(p)]] -= value_[index(p)] * xj;
+    }
+  }
+  solve_dense_end(x + num_leading_);
+  for (int32_t j = num_leading_ - 1; j >= 0; --j) {
+    double xj = x[j] / pivot_[index(j)];
+    for (int64_t p = start_[index(j)]; p < start_[index(j) + 1]; ++p) {
+      xj -= value_[index(p)] * x[row_[index(p)]];
+    }
+    x[j] = xj;
+  }
+  for (int32_t place = 0; place < order_; ++place) rhs[node_at_[index(place)]] = x[place];
+}
+
+void SparseLdl::solve_dense_end(double* x) const {
+  const int32_t tail = dense_order();
+  const auto stride = index(tail);
+  for (int32_t c = 0; c < tail; ++c) {
+    const double* column = &dense_[index(c) * stride];
+    const double xc = x[c];
+    for (int32_t r = c + 1; r < tail; ++r) x[r] -= column[r] * xc;
+  }
+  for (int32_t c = 0; c < tail; ++c) x[c] /= pivot_[index(num_leading_ + c)];
+  for (int32_t c = tail - 1; c >= 0; --c) {
+    const double* column = &dense_[index(c) * stride];
+    double sum = x[c];
+    for (int32_t r = c + 1; r < tail; ++r) sum -= column[r] * x[r];
+    x[c] = sum;
+  }
+}
+
+}  // namespace vorlan::conic

@@ -1,0 +1,84 @@
+// The continuous model that is left when the integer variables are fixed, and the semi-continuous
+// ones are on or off.
+//
+// What the fixed values decide is taken out of it: variables that equations determine, constraints
+// and cones without anything left to choose, cones of which a face is left. The interior-point
+// method needs an interior, and these would have none.
+#pragma once
+
+#include <vector>
+
+#include "solve/backend.h"
+
+namespace vorlan::outer {
+
+// Rows of the linear part of a model.
+struct RowView {
+  std::vector<size_t> start;
+  std::vector<int32_t> var;
+  std::vector<double> value;
+
+  explicit RowView(const Model& model);
+};
+
+// What integer and semi-continuous variables are at a point: the nearest values they can have. Of a
+// semi-continuous variable that is not integer: 0 when it is off, else infinite.
+std::vector<double> find_assignment(const Model& model, const std::vector<double>& x);
+
+class FixedModel {
+ public:
+  // A violation of no more than the tolerance, relative to the size of what is violated, counts as
+  // none.
+  FixedModel(const Model& model, const RowView& rows, const std::vector<double>& assignment,
+             double tolerance);
+
+  // Whether the fixed values alone show that nothing is feasible.
+  bool infeasible() const { return infeasible_; }
+  // Whether they determine everything.
+  bool determined() const;
+  const Model& model() const { return left_; }
+  // The model with its quadratic constraints let go by as little as possible. Where they are what
+  // makes it infeasible, the optimum is where their tangents show it.
+  Model elastic_model() const;
+
+  // Sets what is fixed exactly.
+  void complete(std::vector<double>* x) const;
+  // Cones that are not in the model that is left, because of what was fixed.
+  const std::vector<size_t>& dropped_cones() const { return dropped_cones_; }
+
+ private:
+  bool is_fixed(int32_t var) const;
+  double fixed_value(int32_t var) const;
+  void fix(int32_t var, double value);
+  void bound_below(int32_t var, double value);
+  void bound_above(int32_t var, double value);
+  void fix_assignment(const std::vector<double>& assignment);
+  void count_open();
+  void propagate();
+  void look_at_row(int32_t row);
+  void look_at_cone(int32_t cone);
+  void look_at_face(int32_t cone);
+  void fix_behind(const Cone& cone, size_t heads);
+  void drop_cone(int32_t cone);
+  double activity(int32_t row, int32_t without, double* size) const;
+  void check_row(int32_t row);
+  void substitute_quadratic_rows();
+  void remove_dropped_cones();
+
+  const Model& model_;
+  const RowView& rows_;
+  double tolerance_;
+  Model left_;
+  bool infeasible_ = false;
+  std::vector<bool> fixed_;
+  std::vector<double> value_;
+  std::vector<int32_t> open_in_row_, open_in_cone_;
+  std::vector<bool> linear_row_, has_matrices_;
+  std::vector<int32_t> cone_of_;
+  std::vector<bool> dropped_;
+  std::vector<size_t> dropped_cones_;
+  std::vector<std::vector<TriangleEntry>> quadratic_;  // by row, empty for linear ones
+  std::vector<int32_t> to_visit_;                      // fixed variables
+};
+
+}  // namespace vorlan::outer

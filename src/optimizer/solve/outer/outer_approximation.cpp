@@ -1,0 +1,474 @@
+// The rounds of outer approximation; see outer_approximation.h.
+#include "solve/outer/outer_approximation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "solve/checker.h"
+#include "solve/conic/conic_backend.h"
+#include "solve/highs/highs_backend.h"
+#include "solve/listener.h"
+#include "solve/outer/recession.h"
+#include "solve/terms.h"
+#include "task/packed_matrices.h"
+#include "task/text.h"
+
+namespace vorlan::outer {
+namespace {
+
+// Early relaxations need not be solved to the end: they are wrong anyway.
+constexpr double kLooseGap = 0.02;
+// The share of the gap asked for that a relaxation may leave, more exact whenever it brings nothing
+// new.
+constexpr double kGapShares[] = {0.5, 0.1, 0.0};
+constexpr int kMostExact = 2;
+// How often integers are tried on the way to a relaxation's optimum: so many times, and once more
+// for so many simplex iterations. A count, not a time, so that every run goes the same way.
+constexpr int64_t kTriesOnTheWay = 5;
+constexpr int64_t kIterationsForATry = 2000;
+// The largest violation of an incumbent, ten times the tolerance asked for at most: as the checker
+// holds claims.
+constexpr double kTolerances = 10.0;
+
+class InnerMonitor : public BackendMonitor {
+ public:
+  InnerMonitor(OuterApproximation* method, bool is_linear) : method_(method), linear_(is_linear) {}
+  void log(std::string_view) override {}
+  bool should_stop(const Progress& progress) override {
+    return method_->should_stop(linear_ ? progress : Progress{});
+  }
+  void incumbent(std::span<const double> columns) override { method_->try_on_the_way(columns); }
+
+ private:
+  OuterApproximation* method_;
+  bool linear_;
+};
+
+void put(Parameters* parameters, const char* name, double value) {
+  [[maybe_unused]] const Status status = parameters->put_by_name(name, format_text("%.17g", value));
+}
+
+// Without integers; a semi-continuous variable is between 0 and what it can be.
+Model relax(Model model) {
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    if (is_semi(model.var_kind[j])) {
+      model.var_lower[j] = std::min(0.0, model.var_lower[j]);
+      model.var_upper[j] = std::max(0.0, model.var_upper[j]);
+    }
+    model.var_kind[j] = VarKind::kContinuous;
+  }
+  return model;
+}
+
+std::string figure(double value) {
+  return std::isfinite(value) ? format_text("%.8g", value) : std::string("-");
+}
+
+}  // namespace
+
+OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Parameters& parameters,
+                                       double end, BackendMonitor* monitor)
+    : problem_(problem),
+      model_(problem.model),
+      parameters_(parameters),
+      end_(end),
+      monitor_(monitor),
+      rows_(problem.model),
+      begin_(monotonic_seconds()),
+      relative_gap_(parameters.get(DoubleParam::kMipRelativeGap)),
+      absolute_gap_(parameters.get(DoubleParam::kMipAbsoluteGap)),
+      lower_cutoff_(parameters.get(DoubleParam::kLowerCutoff)),
+      upper_cutoff_(parameters.get(DoubleParam::kUpperCutoff)) {
+  if (model_.maximize) {
+    std::swap(lower_cutoff_, upper_cutoff_);
+    lower_cutoff_ = -lower_cutoff_;
+    upper_cutoff_ = -upper_cutoff_;
+  }
+  const double constant = problem.sense_factor() * model_.constant;
+  lower_cutoff_ -= constant;
+  upper_cutoff_ -= constant;
+}
+
+double OuterApproximation::seconds_left() const { return end_ - monotonic_seconds(); }
+
+Status OuterApproximation::run(BackendResult* result) {
+  Status status = solve_relaxation(result);
+  if (!status.ok() || relaxation_ == nullptr) return status;
+  return solve_rounds(result);
+}
+
+// ---- Progress and ends ----------------------------------------------------------------------
+
+double OuterApproximation::gap() const { return incumbent_ - bound_; }
+
+double OuterApproximation::absolute_tolerance() const {
+  const double size = std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
+  return std::max(absolute_gap_, relative_gap_ * size);
+}
+
+bool OuterApproximation::is_closed() const {
+  return std::isfinite(incumbent_) && gap() <= absolute_tolerance();
+}
+
+void OuterApproximation::raise_bound(double bound) {
+  if (std::isfinite(bound)) bound_ = std::max(bound_, bound);
+}
+
+Progress OuterApproximation::progress() const {
+  Progress progress;
+  progress.objective = incumbent_;
+  progress.bound = std::min(bound_, incumbent_);
+  if (std::isfinite(incumbent_) && std::isfinite(bound_)) {
+    const double size = std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
+    const double distance = std::max(0.0, gap());
+    progress.relative_gap = distance == 0.0 ? 0.0 : distance / std::max(size, 1e-10);
+  }
+  progress.nodes = nodes_ + nodes_now_;
+  progress.simplex_iterations = simplex_ + simplex_now_;
+  progress.interior_iterations = interior_;
+  return progress;
+}
+
+bool OuterApproximation::should_stop(const Progress& inner) {
+  nodes_now_ = std::max(nodes_now_, inner.nodes);
+  simplex_now_ = std::max(simplex_now_, inner.simplex_iterations);
+  raise_bound(inner.bound);
+  return monitor_->should_stop(progress()) || seconds_left() <= 0.0 || is_closed();
+}
+
+void OuterApproximation::finish(Outcome outcome, Code termination, BackendResult* result) const {
+  *result = {};
+  result->outcome = outcome;
+  result->termination = termination;
+  result->progress = progress();
+  if (outcome != Outcome::kOptimal && outcome != Outcome::kStopped) return;
+  result->x = best_x_;
+  result->barx = best_barx_;
+}
+
+bool OuterApproximation::reaches_limit(BackendResult* result) const {
+  const auto is_reached = [&](IntParam limit, int64_t count) {
+    return parameters_.get(limit) < kIntMax && count >= parameters_.get(limit);
+  };
+  if (incumbent_ < lower_cutoff_ || bound_ > upper_cutoff_) {
+    finish(Outcome::kStopped, Code::kTrmObjectiveCutoff, result);
+  } else if (is_closed()) {
+    finish(Outcome::kOptimal, Code::kOk, result);
+  } else if (is_reached(IntParam::kMipSolutionLimit, num_incumbents_)) {
+    finish(Outcome::kStopped, Code::kTrmSolutionLimit, result);
+  } else if (is_reached(IntParam::kMipNodeLimit, nodes_)) {
+    finish(Outcome::kStopped, Code::kTrmNodeLimit, result);
+  } else if (seconds_left() <= 0.0) {
+    finish(Outcome::kStopped, Code::kTrmTimeLimit, result);
+  } else if (monitor_->should_stop(progress())) {
+    finish(Outcome::kStopped, Code::kTrmUserCallback, result);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void OuterApproximation::log_round(double value) {
+  const double factor = problem_.sense_factor();
+  std::string text;
+  if (round_ == 0) {
+    text =
+        "Outer approximation\n round        relaxation             bound         incumbent   "
+        "   cuts       nodes       time\n";
+  }
+  const auto shown = [&](double objective) { return figure(factor * objective + model_.constant); };
+  text += format_text("%6d %17s %17s %17s %9d %11lld %8.1f s\n", round_, shown(value).c_str(),
+                      shown(progress().bound).c_str(), shown(incumbent_).c_str(),
+                      relaxation_->num_cuts(), static_cast<long long>(nodes_),
+                      monotonic_seconds() - begin_);
+  monitor_->log(text);
+}
+
+// ---- The continuous models ------------------------------------------------------------------
+
+// Whether the continuous model has a primal ray, which is x and barx then.
+bool OuterApproximation::find_ray(const Model& relaxed, BackendResult* found,
+                                  BackendMonitor* monitor) const {
+  const bool claimed = found->certificate == Certificate::kPrimalRay;
+  if (claimed && is_primal_ray(MinimizeProblem(relaxed), found->x, found->barx)) return true;
+  if (found->outcome == Outcome::kInfeasible) return false;
+  PrimalRay ray = find_primal_ray(relaxed, parameters_, seconds_left(), monitor);
+  if (!ray.found) return false;
+  found->x = std::move(ray.x);
+  found->barx = std::move(ray.barx);
+  return true;
+}
+
+// Leaves no relaxation when the model is settled.
+Status OuterApproximation::solve_relaxation(BackendResult* result) {
+  const Model relaxed = relax(model_);
+  InnerMonitor monitor(this, false);
+  BackendResult found;
+  Status status =
+      kConicBackend.solve(MinimizeProblem(relaxed), parameters_, seconds_left(), &monitor, &found);
+  if (!status.ok()) return status;
+  interior_ += found.progress.interior_iterations;
+  if (found.outcome == Outcome::kStopped) {
+    if (!reaches_limit(result)) finish(Outcome::kStopped, found.termination, result);
+    return {};
+  }
+  const bool is_proof = found.certificate == Certificate::kDualRay;
+  if (found.outcome == Outcome::kInfeasible && is_proof && complete_dual_ray(relaxed, &found)) {
+    finish(Outcome::kInfeasible, Code::kOk, result);
+    return {};
+  }
+  if (found.outcome != Outcome::kOptimal && find_ray(relaxed, &found, &monitor)) {
+    finish(Outcome::kUnbounded, Code::kOk, result);
+    result->x = std::move(found.x);
+    return {};
+  }
+  relaxation_ = std::make_unique<Relaxation>(problem_);
+  if (found.outcome != Outcome::kOptimal) return {};
+  const MinimizeProblem continuous(relaxed);
+  const double objective = objective_sum(continuous, found.x, found.barx).value;
+  const double proven = dual_objective(continuous, found);
+  raise_bound(proven - std::fabs(objective - proven));
+  relaxation_->cut_by_duals(found);
+  relaxation_->cut_by_curvature(found.x);
+  relaxed_point_ = relaxation_->lift(found.x, found.barx);
+  log_round(objective);
+  if (problem_.start != nullptr && problem_.start->xx.size() == model_.cost.size()) {
+    try_integers(problem_.start->xx);
+  }
+  try_integers(found.x);
+  return inner_failure_;
+}
+
+Status OuterApproximation::solve_fixed(const FixedModel& fixed, BackendResult* found) {
+  if (fixed.determined()) {
+    found->outcome = Outcome::kOptimal;
+    found->x.assign(model_.cost.size(), 0.0);
+    fixed.complete(&found->x);
+    return {};
+  }
+  InnerMonitor monitor(this, false);
+  MinimizeProblem problem(fixed.model());
+  Status status = kConicBackend.solve(problem, parameters_, seconds_left(), &monitor, found);
+  interior_ += found->progress.interior_iterations;
+  if (found->certificate == Certificate::kNone && found->x.size() == model_.cost.size()) {
+    fixed.complete(&found->x);
+  }
+  return status;
+}
+
+bool OuterApproximation::offer(const std::vector<double>& x, const std::vector<double>& barx) {
+  const double tolerance =
+      kTolerances * std::max(parameters_.get(DoubleParam::kFeasibilityTolerance),
+                             parameters_.get(DoubleParam::kConicFeasibilityTolerance));
+  if (x.size() != model_.cost.size() || primal_violation(model_, x, barx) > tolerance) return false;
+  const double objective = objective_sum(problem_, x, barx).value;
+  if (!(objective < incumbent_)) return true;
+  incumbent_ = objective;
+  best_x_ = x;
+  best_barx_ = barx;
+  ++num_incumbents_;
+  monitor_->incumbent(best_x_);
+  return true;
+}
+
+// x: the point that the integers are of.
+void OuterApproximation::learn(const FixedModel& fixed, const BackendResult& found,
+                               const std::vector<double>& x) {
+  relaxation_->cut_by_duals(found);
+  const bool has_point = found.x.size() == model_.cost.size();
+  const bool is_ray = found.certificate == Certificate::kPrimalRay;
+  const std::vector<double>& at = has_point && !is_ray ? found.x : x;
+  relaxation_->cut_by_curvature(at);
+  for (const size_t cone : fixed.dropped_cones()) relaxation_->cut_cone_at(cone, at);
+}
+
+bool OuterApproximation::try_integers(const std::vector<double>& x) {
+  std::vector<double> assignment = find_assignment(model_, x);
+  const double tolerance = parameters_.get(DoubleParam::kFeasibilityTolerance);
+  if (tried_.count(assignment) != 0) return false;
+  const FixedModel fixed(model_, rows_, assignment, tolerance);
+  BackendResult found;
+  std::vector<double> at = x;
+  if (fixed.infeasible()) {
+    fixed.complete(&at);
+    learn(fixed, found, at);
+    tried_.insert(std::move(assignment));
+    return true;
+  }
+  Status status = solve_fixed(fixed, &found);
+  if (!status.ok()) {
+    inner_failure_ = std::move(status);
+    return false;
+  }
+  if (found.outcome == Outcome::kStopped) return true;
+  tried_.insert(std::move(assignment));
+  if (found.certificate == Certificate::kNone) offer(found.x, found.barx);
+  if (found.outcome == Outcome::kInfeasible) find_violation(fixed, &at);
+  learn(fixed, found, at);
+  return true;
+}
+
+// Where quadratic constraints may be what makes the fixed model infeasible: moves the point to
+// where their tangents show it (Fletcher and Leyffer).
+void OuterApproximation::find_violation(const FixedModel& fixed, std::vector<double>* at) {
+  if (fixed.model().quadratic_coefficients.empty()) return;
+  const Model elastic = fixed.elastic_model();
+  InnerMonitor monitor(this, false);
+  BackendResult found;
+  const Status status =
+      kConicBackend.solve(MinimizeProblem(elastic), parameters_, seconds_left(), &monitor, &found);
+  interior_ += found.progress.interior_iterations;
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return;
+  std::copy_n(found.x.begin(), at->size(), at->begin());
+  fixed.complete(at);
+  found.x.resize(at->size());
+  found.snx.resize(at->size());
+  relaxation_->cut_by_duals(found);
+}
+
+void OuterApproximation::try_on_the_way(std::span<const double> columns) {
+  if (tries_on_the_way_ >= kTriesOnTheWay + simplex_now_ / kIterationsForATry) return;
+  ++tries_on_the_way_;
+  try_integers({columns.begin(), columns.begin() + static_cast<ptrdiff_t>(model_.cost.size())});
+}
+
+// ---- The linear relaxation ------------------------------------------------------------------
+
+Parameters OuterApproximation::linear_parameters() const {
+  Parameters parameters = parameters_;
+  const double share = kGapShares[exactness_];
+  double relative = share * relative_gap_;
+  const double size = std::max(1e-10, std::fabs(incumbent_));
+  if (exactness_ == 0) {
+    const double rest = std::isfinite(incumbent_) ? 0.1 * gap() / size : kLooseGap;
+    relative = std::max(relative, std::min(rest, kLooseGap));
+  }
+  put(&parameters, "VLN_DPAR_MIP_RELATIVE_GAP", relative);
+  put(&parameters, "VLN_DPAR_MIP_ABSOLUTE_GAP", share * absolute_gap_);
+  put(&parameters, "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF", -kInfinity);
+  put(&parameters, "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", kInfinity);
+  const auto put_int = [&](IntParam param, int64_t value) {
+    [[maybe_unused]] const Status status =
+        parameters.put_int(static_cast<int32_t>(param), static_cast<int32_t>(value));
+  };
+  put_int(IntParam::kMipSolutionLimit, kIntMax);
+  const int64_t limit = parameters_.get(IntParam::kMipNodeLimit);
+  if (limit < kIntMax) put_int(IntParam::kMipNodeLimit, std::max<int64_t>(0, limit - nodes_));
+  return parameters;
+}
+
+Solution OuterApproximation::linear_start() const {
+  Solution start;
+  if (!std::isfinite(incumbent_)) return start;
+  start.defined = true;
+  start.status = SolutionStatus::kPrimalFeasible;
+  start.xx = relaxation_->lift(best_x_, best_barx_);
+  return start;
+}
+
+Status OuterApproximation::solve_linear(BackendResult* found) {
+  const Model model = relaxation_->make_model();
+  const Solution start = linear_start();
+  const MinimizeProblem problem(model, start.defined ? &start : nullptr);
+  InnerMonitor monitor(this, true);
+  nodes_now_ = 0;
+  simplex_now_ = 0;
+  tries_on_the_way_ = 0;
+  Status status =
+      kHighsBackend.solve(problem, linear_parameters(), seconds_left(), &monitor, found);
+  nodes_now_ = 0;
+  simplex_now_ = 0;
+  nodes_ += std::max<int64_t>(0, found->progress.nodes);
+  simplex_ += std::max<int64_t>(0, found->progress.simplex_iterations);
+  return status.ok() ? inner_failure_ : status;
+}
+
+// A relaxation that is unbounded although the model is not: its cuts say too little. Without
+// integers it has a ray, which is cut off. False when nothing helps.
+bool OuterApproximation::bound_relaxation(bool* infeasible) {
+  const Model linear = relax(relaxation_->make_model());
+  Parameters parameters = linear_parameters();
+  put(&parameters, "VLN_IPAR_OPTIMIZER", 0.0);
+  InnerMonitor monitor(this, false);
+  BackendResult found;
+  const Status status =
+      kHighsBackend.solve(MinimizeProblem(linear), parameters, seconds_left(), &monitor, &found);
+  if (!status.ok()) return false;
+  *infeasible = found.outcome == Outcome::kInfeasible && found.certificate == Certificate::kDualRay;
+  if (*infeasible) return false;
+  if (found.certificate == Certificate::kPrimalRay) {
+    double size = 0.0;
+    for (const double step : found.x) size = std::max(size, std::fabs(step));
+    for (double& step : found.x) step /= size;
+    if (relaxation_->separate_ray(found.x) > 0) return true;
+  }
+  // Bounded, but by no more than rounding: tangents that are not parallel to the objective.
+  const bool optimal = found.outcome == Outcome::kOptimal;
+  const std::vector<double>& point = optimal ? found.x : relaxed_point_;
+  if (!point.empty() && relaxation_->separate(point) + relaxation_->cut_around(point) > 0) {
+    return true;
+  }
+  if (has_floor_ || !std::isfinite(bound_)) return false;
+  has_floor_ = true;
+  relaxation_->add_objective_floor(bound_ - 1e-6 * std::max(1.0, std::fabs(bound_)));
+  return true;
+}
+
+// Whether a point of the relaxation leads to anything that is not known yet.
+bool OuterApproximation::is_new_ground(const std::vector<double>& columns) {
+  const std::vector<double> x(columns.begin(),
+                              columns.begin() + static_cast<ptrdiff_t>(model_.cost.size()));
+  const bool is_new = try_integers(x);
+  const int cuts = relaxation_->separate(columns);
+  if (is_new || cuts > 0) return true;
+  if (exactness_ < kMostExact) {
+    ++exactness_;
+    return true;
+  }
+  // The relaxation's own point satisfies the model as far as can be seen.
+  const double before = incumbent_;
+  offer(x, relaxation_->matrix_elements(columns));
+  return incumbent_ < before;
+}
+
+bool OuterApproximation::go_on(const BackendResult& found, BackendResult* result) {
+  bool infeasible = found.outcome == Outcome::kInfeasible;
+  const bool unbounded =
+      found.outcome == Outcome::kUnbounded || found.outcome == Outcome::kInfeasibleOrUnbounded;
+  if (unbounded && bound_relaxation(&infeasible)) return true;
+  if (infeasible) {
+    // Nothing is left besides the incumbent, if there is one.
+    if (std::isfinite(incumbent_)) raise_bound(incumbent_);
+    const bool has_point = std::isfinite(incumbent_);
+    finish(has_point ? Outcome::kOptimal : Outcome::kInfeasible, Code::kOk, result);
+    return false;
+  }
+  if (unbounded) {
+    finish(Outcome::kStopped, Code::kTrmStall, result);
+    return false;
+  }
+  raise_bound(found.progress.bound);
+  const bool stopped = found.outcome == Outcome::kStopped;
+  const bool has_point = found.x.size() == relaxation_->num_columns();
+  const bool goes_on = has_point && is_new_ground(found.x);
+  ++round_;
+  log_round(found.progress.objective);
+  if (reaches_limit(result)) return false;
+  if (goes_on && !stopped) return true;
+  finish(Outcome::kStopped, stopped ? found.termination : Code::kTrmStall, result);
+  return false;
+}
+
+Status OuterApproximation::solve_rounds(BackendResult* result) {
+  while (!reaches_limit(result)) {
+    BackendResult found;
+    Status status = solve_linear(&found);
+    if (!status.ok()) return status;
+    if (!go_on(found, result)) break;
+    if (!inner_failure_.ok()) return inner_failure_;
+  }
+  return {};
+}
+
+}  // namespace vorlan::outer

@@ -1,0 +1,102 @@
+// The backend in front of the method; what is unbounded is settled here.
+#include "solve/outer/outer_backend.h"
+
+#include <cmath>
+#include <new>
+
+#include "solve/checker.h"
+#include "solve/listener.h"
+#include "solve/outer/outer_approximation.h"
+
+namespace vorlan {
+namespace {
+
+// The model without an objective: any feasible point will do.
+Model without_objective(const Model& model) {
+  Model feasibility = model;
+  feasibility.cost.assign(model.cost.size(), 0.0);
+  feasibility.constant = 0.0;
+  feasibility.maximize = false;
+  feasibility.quadratic_cost.clear();
+  feasibility.matrix_cost.clear();
+  return feasibility;
+}
+
+// Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
+// prove together that the model is unbounded; else, as with the ray (1, sqrt 2), it may not be.
+bool keeps_integers(const Model& model, const std::vector<double>& ray) {
+  constexpr int kMostMultiples = 1000;
+  constexpr double kNear = 1e-6;
+  double size = 0.0;
+  for (size_t j = 0; j < ray.size(); ++j) {
+    const VarKind kind = model.var_kind[j];
+    const bool whole = kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
+    if (whole) size = std::max(size, std::fabs(ray[j]));
+  }
+  if (size <= kNear) return true;
+  for (int multiple = 1; multiple <= kMostMultiples; ++multiple) {
+    bool keeps = true;
+    for (size_t j = 0; j < ray.size() && keeps; ++j) {
+      if (model.var_kind[j] == VarKind::kContinuous) continue;
+      const double step = multiple * ray[j] / size;
+      keeps = std::fabs(step - std::round(step)) <= kNear * multiple;
+    }
+    if (keeps) return true;
+  }
+  return false;
+}
+
+class Solve {
+ public:
+  Solve(const Parameters& parameters, double seconds, BackendMonitor* monitor)
+      : parameters_(parameters), end_(monotonic_seconds() + seconds), monitor_(monitor) {}
+
+  Status run(const MinimizeProblem& problem, BackendResult* result) {
+    outer::OuterApproximation method(problem, parameters_, end_, monitor_);
+    Status status = method.run(result);
+    if (!status.ok() || result->outcome != Outcome::kUnbounded) return status;
+    return settle_unbounded(problem, result);
+  }
+
+ private:
+  // The ray of the relaxation is in the result.
+  Status settle_unbounded(const MinimizeProblem& problem, BackendResult* result) {
+    monitor_->log("The continuous relaxation is unbounded: is there a feasible point?\n");
+    const bool keeps = keeps_integers(problem.model, result->x);
+    const Model model = without_objective(problem.model);
+    const MinimizeProblem feasibility(model);
+    outer::OuterApproximation method(feasibility, parameters_, end_, monitor_);
+    BackendResult found;
+    Status status = method.run(&found);
+    const Progress progress = result->progress;
+    *result = {};
+    result->progress = progress;
+    result->outcome = found.outcome;
+    result->termination = found.termination;
+    if (found.outcome == Outcome::kOptimal) {
+      result->outcome = keeps ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
+    }
+    return status;
+  }
+
+  const Parameters& parameters_;
+  double end_;
+  BackendMonitor* monitor_;
+};
+
+bool accepts(const Model& model) { return model.is_mixed_integer(); }
+
+Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             BackendMonitor* monitor, BackendResult* result) {
+  try {
+    return Solve(parameters, seconds, monitor).run(problem, result);
+  } catch (const std::bad_alloc&) {
+    return {Code::kErrMemory, "out of memory in outer approximation"};
+  }
+}
+
+}  // namespace
+
+const Backend kOuterApproximationBackend = {"outer approximation", accepts, solve};
+
+}  // namespace vorlan

@@ -1,0 +1,251 @@
+// How the relaxation is built and read; its cuts are in relaxation_cuts.cpp.
+#include "solve/outer/relaxation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "solve/conic/convexity.h"
+#include "solve/outer/sparse_columns.h"
+#include "task/packed_matrices.h"
+
+namespace vorlan::outer {
+namespace {
+
+size_t index(int64_t i) { return static_cast<size_t>(i); }
+
+bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
+
+// The member that a rotated cone's norm is divided by: a fixed one makes it a function of the
+// others, and one that is switched on and off by an integer variable stands there as x1.
+size_t find_head(const Model& model, const CanonicalCone& cone) {
+  const size_t first = index(cone.members[0].var);
+  return model.var_lower[first] == model.var_upper[first] ? 0 : 1;
+}
+
+}  // namespace
+
+Relaxation::Relaxation(const MinimizeProblem& problem)
+    : model_(problem.model), packed_starts_(packed_starts(problem.model)) {
+  frame_.cost = problem.cost;
+  frame_.constant = problem.sense_factor() * model_.constant;
+  frame_.var_lower = model_.var_lower;
+  frame_.var_upper = model_.var_upper;
+  frame_.var_kind = model_.var_kind;
+  const SparseMatrix& a = model_.matrix;
+  for (size_t i = 0; i < model_.con_lower.size(); ++i) {
+    add_row(model_.con_lower[i], model_.con_upper[i], {});
+  }
+  for (size_t j = 0; j < model_.cost.size(); ++j) {
+    for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+      rows_[index(a.row[k])].terms.emplace_back(static_cast<int32_t>(j), a.value[k]);
+    }
+  }
+  add_matrix_elements(problem);
+  add_quadratic_rows();
+  for (const auto& [column, factor] :
+       add_quadratic_form(model_.quadratic_cost, problem.sense_factor())) {
+    frame_.cost[index(column)] += factor;
+  }
+  for (const Cone& cone : model_.cones) add_cone(cone);
+}
+
+int32_t Relaxation::add_column(double cost, double lower, double upper, VarKind kind) {
+  frame_.cost.push_back(cost);
+  frame_.var_lower.push_back(lower);
+  frame_.var_upper.push_back(upper);
+  frame_.var_kind.push_back(kind);
+  return frame_.num_var() - 1;
+}
+
+void Relaxation::add_row(double lower, double upper, Terms terms) {
+  rows_.push_back({lower, upper, std::move(terms)});
+}
+
+// An element off the diagonal counts twice. At first the principal minors of order 2 are known, as
+// |X_ij| <= (X_ii + X_jj) / 2.
+void Relaxation::add_matrix_elements(const MinimizeProblem& problem) {
+  first_element_ = frame_.cost.size();
+  for (const MatrixVariable& variable : model_.matrix_vars) {
+    const auto n = index(variable.dimension);
+    const auto first = static_cast<int32_t>(frame_.cost.size());
+    const auto place = [&](size_t row, size_t col) {
+      return first + static_cast<int32_t>(packed_place(n, row, col));
+    };
+    for (size_t col = 0; col < n; ++col) {
+      for (size_t row = col; row < n; ++row) {
+        add_column(0.0, row == col ? 0.0 : -kInfinity, kInfinity, VarKind::kContinuous);
+      }
+    }
+    for (size_t col = 0; col < n; ++col) {
+      for (size_t row = col + 1; row < n; ++row) {
+        for (const double sign : {-2.0, 2.0}) {
+          const int32_t element = place(row, col);
+          add_row(0.0, kInfinity,
+                  {{place(col, col), 1.0}, {element, sign}, {place(row, row), 1.0}});
+        }
+      }
+    }
+  }
+  const auto column_of = [&](int32_t variable, const TriangleEntry& e) {
+    const auto n = index(model_.matrix_vars[index(variable)].dimension);
+    return first_element_ + packed_starts_[index(variable)] +
+           packed_place(n, index(e.row), index(e.col));
+  };
+  const auto twice = [](const TriangleEntry& e) {
+    return e.row == e.col ? e.value : 2.0 * e.value;
+  };
+  for (const MatrixCostEntry& e : model_.matrix_cost) {
+    frame_.cost[column_of(e.matrix_var, e.entry)] += problem.sense_factor() * twice(e.entry);
+  }
+  for (const MatrixCoefficient& e : model_.matrix_coefficients) {
+    rows_[index(e.con)].terms.emplace_back(static_cast<int32_t>(column_of(e.matrix_var, e.entry)),
+                                           twice(e.entry));
+  }
+}
+
+// Half the square of a row of F. Of a binary variable it is a multiple of the variable.
+std::pair<int32_t, double> Relaxation::add_square(const Terms& row) {
+  Square square{row[0].first, row[0].second, -1, false};
+  if (row.size() > 1) {
+    square.column = add_column(0.0, -kInfinity, kInfinity, VarKind::kContinuous);
+    square.scale = 1.0;
+    Terms terms = row;
+    terms.emplace_back(square.column, -1.0);
+    add_row(0.0, 0.0, std::move(terms));
+    products_.emplace_back(square.column, row);
+  } else {
+    const auto var = index(row[0].first);
+    square.integer = is_whole(model_.var_kind[var]);
+    if (square.integer && frame_.var_lower[var] >= 0.0 && frame_.var_upper[var] <= 1.0) {
+      return {square.column, 0.5 * square.scale * square.scale};
+    }
+  }
+  square.r = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
+  squares_.push_back(square);
+  return {square.r, 1.0};
+}
+
+Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor) {
+  Terms sum;
+  for (const Terms& row : conic::factor_convex(entries, factor, true).rows) {
+    sum.push_back(add_square(row));
+  }
+  return sum;
+}
+
+void Relaxation::add_quadratic_rows() {
+  const auto& all = model_.quadratic_coefficients;
+  for (size_t first = 0; first < all.size();) {
+    size_t end = first;
+    std::vector<TriangleEntry> entries;
+    while (end < all.size() && all[end].con == all[first].con) entries.push_back(all[end++].entry);
+    const size_t con = index(all[first].con);
+    first = end;
+    const bool has_upper = std::isfinite(model_.con_upper[con]);
+    if (!has_upper && !std::isfinite(model_.con_lower[con])) continue;
+    const double sign = has_upper ? 1.0 : -1.0;
+    for (const auto& [column, factor] : add_quadratic_form(entries, sign)) {
+      rows_[con].terms.emplace_back(column, sign * factor);
+    }
+  }
+}
+
+// Sum of r <= share * x_bound.
+void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
+                                  ConeColumns* columns) {
+  Terms sum = {{bound, share}};
+  for (size_t k = 0; k < tail.size(); ++k) {
+    columns->r.push_back(add_column(0.0, 0.0, kInfinity, VarKind::kContinuous));
+    sum.emplace_back(columns->r.back(), -1.0);
+  }
+  add_row(0.0, kInfinity, std::move(sum));
+}
+
+// Heads are not negative: a row each, for a bound could widen what a semi-continuous variable may
+// be.
+void Relaxation::add_cone(const Cone& cone) {
+  cones_.push_back(make_canonical(cone));
+  const CanonicalCone& canonical = cones_.back();
+  const auto& members = canonical.members;
+  const size_t heads = std::min(canonical.num_heads(), members.size());
+  ConeColumns columns;
+  const size_t num_signed = canonical.kind == ConeKind::kExponential ? 2 : heads;
+  for (size_t k = 0; k < num_signed; ++k) {
+    add_row(0.0, kInfinity, {{members[k].var, members[k].scale}});
+  }
+  const std::vector<Member> tail(members.begin() + static_cast<ptrdiff_t>(heads), members.end());
+  if (canonical.kind == ConeKind::kQuadratic && tail.size() == 1) {
+    for (const double sign : {-1.0, 1.0}) {
+      add_row(0.0, kInfinity, {{members[0].var, 1.0}, {tail[0].var, sign}});
+    }
+  } else if (canonical.kind == ConeKind::kQuadratic && !tail.empty()) {
+    add_norm_columns(0.5, members[0].var, tail, &columns);
+  } else if (canonical.kind == ConeKind::kRotatedQuadratic && !tail.empty()) {
+    columns.head = find_head(model_, canonical);
+    add_norm_columns(1.0, members[1 - columns.head].var, tail, &columns);
+  } else if (canonical.kind == ConeKind::kPower && tail.size() > 1) {
+    columns.norm = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
+    add_norm_columns(0.5, columns.norm, tail, &columns);
+  }
+  cone_columns_.push_back(std::move(columns));
+}
+
+Model Relaxation::make_model() const {
+  Model model = frame_;
+  std::vector<MatrixElement> elements;
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    model.con_lower.push_back(rows_[i].lower);
+    model.con_upper.push_back(rows_[i].upper);
+    for (const auto& [column, value] : rows_[i].terms) {
+      elements.push_back({static_cast<int32_t>(i), column, value});
+    }
+  }
+  model.matrix = make_columns(std::move(elements), frame_.cost.size());
+  return model;
+}
+
+std::vector<double> Relaxation::lift(const std::vector<double>& x,
+                                     const std::vector<double>& barx) const {
+  std::vector<double> columns(frame_.cost.size(), 0.0);
+  std::copy(x.begin(), x.end(), columns.begin());
+  std::copy(barx.begin(), barx.end(), columns.begin() + static_cast<ptrdiff_t>(first_element_));
+  for (const auto& [column, row] : products_) {
+    for (const auto& [var, value] : row) columns[index(column)] += value * x[index(var)];
+  }
+  for (const Square& square : squares_) {
+    const double root = square.scale * columns[index(square.column)];
+    columns[index(square.r)] = 0.5 * root * root;
+  }
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeColumns& own = cone_columns_[c];
+    if (own.r.empty()) continue;
+    const std::vector<double> values = member_values(cones_[c], x);
+    const size_t heads = values.size() - own.r.size();
+    double head = values[own.head];
+    if (own.norm >= 0) {
+      head = 0.0;
+      for (size_t k = heads; k < values.size(); ++k) head = std::hypot(head, values[k]);
+      columns[index(own.norm)] = head;
+    }
+    for (size_t k = 0; k < own.r.size() && head > 0.0; ++k) {
+      columns[index(own.r[k])] = 0.5 * values[heads + k] / head * values[heads + k];
+    }
+  }
+  return columns;
+}
+
+std::vector<double> Relaxation::matrix_elements(const std::vector<double>& columns) const {
+  const auto first = columns.begin() + static_cast<ptrdiff_t>(first_element_);
+  return {first, first + static_cast<ptrdiff_t>(packed_starts_.back())};
+}
+
+void Relaxation::add_objective_floor(double value) {
+  Terms terms;
+  for (size_t j = 0; j < frame_.cost.size(); ++j) {
+    if (frame_.cost[j] != 0.0) terms.emplace_back(static_cast<int32_t>(j), frame_.cost[j]);
+  }
+  add_row(value, kInfinity, std::move(terms));
+}
+
+}  // namespace vorlan::outer

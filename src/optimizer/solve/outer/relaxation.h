@@ -1,0 +1,122 @@
+// The polyhedral relaxation of a model: a mixed-integer linear model that holds all of its points,
+// made tighter by cuts.
+//
+// Its first columns are the variables of the model, behind them come the elements of the matrix
+// variables and what the parts of the model need in order to be cut off well:
+//
+//   1/2 x'Qx of objective or constraint   with F'F = Q: w = F x, and r_i >= w_i^2 / 2 for each row;
+//                                         the sum of r takes the place of the quadratic terms
+//   x0 >= |(x1, x2, ...)|                 2 r_i x0 >= x_i^2, sum of r <= x0 / 2
+//   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
+//   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm as of the quadratic cone
+//
+// Each r is cut by tangents of a function of two columns. n of them together are worth what would
+// take exponentially many cuts of the whole norm (J. P. Vielma, I. Dunning, J. Huchette, M. Lubin,
+// Extended formulations in mixed integer conic quadratic programming, 2017).
+#pragma once
+
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "solve/backend.h"
+#include "solve/outer/canonical_cone.h"
+
+namespace vorlan::outer {
+
+using Terms = std::vector<std::pair<int32_t, double>>;  // (column, coefficient)
+
+class Relaxation {
+ public:
+  // The model is convex: its continuous relaxation has been solved.
+  explicit Relaxation(const MinimizeProblem& problem);
+
+  // The relaxation as a model, a minimization, with the cuts so far.
+  Model make_model() const;
+  int32_t num_cuts() const { return num_cuts_; }
+  size_t num_columns() const { return frame_.cost.size(); }
+
+  // All columns at a point of the model.
+  std::vector<double> lift(const std::vector<double>& x, const std::vector<double>& barx) const;
+  // The matrix variables of a point of the relaxation.
+  std::vector<double> matrix_elements(const std::vector<double>& columns) const;
+
+  // The following return how many cuts are new.
+
+  // What the multipliers of an optimum or of a proof of infeasibility say about the cones.
+  int cut_by_duals(const BackendResult& result);
+  // Tangents of the quadratic terms at x.
+  int cut_by_curvature(const std::vector<double>& x);
+  // Tangents of one cone at the values of its members, pulled to its boundary.
+  int cut_cone_at(size_t cone, const std::vector<double>& x);
+  // Cuts off a point of the relaxation, in all parts that it violates.
+  int separate(const std::vector<double>& columns);
+
+  // Tangents of the quadratic terms on both sides of a point, far enough that slopes are no
+  // rounding.
+  int cut_around(const std::vector<double>& columns);
+  // Cuts off a direction in which the relaxation goes on for ever, but the model does not.
+  int separate_ray(const std::vector<double>& direction);
+
+  // Keeps the objective from falling without end: it is known to be no less than the value.
+  void add_objective_floor(double value);
+
+ private:
+  struct Row {
+    double lower, upper;
+    Terms terms;
+  };
+  // r >= scale^2 x^2 / 2.
+  struct Square {
+    int32_t column;  // x
+    double scale;
+    int32_t r;
+    bool integer;
+  };
+  // The columns that a cone needs besides its members.
+  struct ConeColumns {
+    std::vector<int32_t> r;  // one for each member behind the norm; empty where none are needed
+    int32_t norm = -1;       // s of a power cone
+    size_t head = 0;         // the member in 2 r_i x_head >= x_i^2
+  };
+
+  int32_t add_column(double cost, double lower, double upper, VarKind kind);
+  void add_row(double lower, double upper, Terms terms);
+  void add_matrix_elements(const MinimizeProblem& problem);
+  void add_matrix_rows(const MinimizeProblem& problem);
+  // 1/2 x'Qx as a sum of columns.
+  Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);
+  std::pair<int32_t, double> add_square(const Terms& row);
+  void add_quadratic_rows();
+  void add_cone(const Cone& cone);
+  void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
+                        ConeColumns* columns);
+
+  // terms >= rhs, scaled and without coefficients too small to matter. 1 if it is new.
+  int add_cut(const Terms& terms, double rhs);
+  int cut_square(const Square& square, double x);
+  int separate_cones(const std::vector<double>& columns);
+  int cut_cone(size_t cone, const std::vector<double>& point);
+  // 2 r_i x_head >= x_i^2 for all members, at the values given.
+  int cut_norm(const ConeColumns& columns, int32_t head, double head_value,
+               const std::vector<Member>& tail, const double* values);
+  int cut_plane(const CanonicalCone& cone, const Hyperplane& plane, int32_t last_column,
+                double last_sign);
+  int cut_matrices(const std::vector<double>& packed, double sign);
+  int cut_by_vector(size_t first_column, const double* vector, size_t dimension);
+
+  const Model& model_;
+  Model frame_;  // columns alone
+  std::vector<Row> rows_;
+  std::vector<Square> squares_;
+  std::vector<CanonicalCone> cones_;
+  std::vector<ConeColumns> cone_columns_;
+  std::vector<size_t> packed_starts_;
+  size_t first_element_ = 0;
+  // Columns that are the product of a row and x: w = F x, in the order of their making.
+  std::vector<std::pair<int32_t, Terms>> products_;
+  std::set<std::vector<int64_t>> known_cuts_;
+  int num_cuts_ = 0;
+};
+
+}  // namespace vorlan::outer

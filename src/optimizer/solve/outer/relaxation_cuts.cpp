@@ -1,0 +1,236 @@
+// The cuts of the relaxation. Each is a supporting hyperplane of a convex part of the model, so
+// that no point of the model violates it.
+#include <Eigen/Eigenvalues>
+#include <algorithm>
+#include <cmath>
+
+#include "solve/cone_violation.h"
+#include "solve/outer/relaxation.h"
+#include "task/packed_matrices.h"
+
+namespace vorlan::outer {
+namespace {
+
+// A point that satisfies a part of the model to this, relative to its size, is not cut off.
+constexpr double kSatisfied = 1e-9;
+// A coefficient smaller than this, relative to the largest of its cut, is taken out of it.
+constexpr double kTinyCoefficient = 1e-9;
+// Steeper tangents have nothing left beside their largest coefficient.
+constexpr double kSteepest = 1e5;
+// Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
+constexpr double kNoEigenvalue = 1e-8;
+
+size_t index(int64_t i) { return static_cast<size_t>(i); }
+
+// A number as far as two equal cuts agree in it.
+int64_t key_of(double value) {
+  constexpr double kDigits = 1e9;
+  constexpr double kMost = 9e18;
+  return static_cast<int64_t>(std::clamp(std::round(kDigits * value), -kMost, kMost));
+}
+
+}  // namespace
+
+// A tiny coefficient gives way to the most that its term can be, which leaves a weaker cut; where
+// that is infinite it stays.
+int Relaxation::add_cut(const Terms& terms, double rhs) {
+  double scale = 0.0;
+  for (const auto& [column, value] : terms) scale = std::max(scale, std::fabs(value));
+  if (scale == 0.0 || !std::isfinite(scale) || !std::isfinite(rhs)) return 0;
+  rhs /= scale;
+  Terms kept;
+  for (const auto& [column, value] : terms) {
+    const double scaled = value / scale;
+    const auto j = index(column);
+    double most = scaled > 0.0 ? scaled * frame_.var_upper[j] : scaled * frame_.var_lower[j];
+    if (is_semi(frame_.var_kind[j])) most = std::max(most, 0.0);
+    if (std::fabs(scaled) < kTinyCoefficient && std::isfinite(most)) {
+      rhs -= most;
+    } else if (scaled != 0.0) {
+      kept.emplace_back(column, scaled);
+    }
+  }
+  std::vector<int64_t> key = {key_of(rhs)};
+  for (const auto& [column, value] : kept) {
+    key.push_back(column);
+    key.push_back(key_of(value));
+  }
+  if (!known_cuts_.insert(std::move(key)).second) return 0;
+  add_row(rhs, kInfinity, std::move(kept));
+  ++num_cuts_;
+  return 1;
+}
+
+// At a point of an integer variable x the square is no less than its chord between the integers
+// beside it: x^2 >= (2 k + 1) x - k (k + 1).
+int Relaxation::cut_square(const Square& square, double x) {
+  const double factor = 0.5 * square.scale * square.scale;
+  const auto cut = [&](double slope, double rhs) {
+    return add_cut({{square.r, 1.0}, {square.column, -factor * slope}}, factor * rhs);
+  };
+  if (!square.integer) return cut(2.0 * x, -x * x);
+  constexpr double kNear = 1e-5;
+  int added = 0;
+  for (double k = std::floor(x - kNear); k <= x + kNear; k += 1.0) {
+    added += cut(2.0 * k + 1.0, -k * (k + 1.0));
+  }
+  return added;
+}
+
+int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_value,
+                         const std::vector<Member>& tail, const double* values) {
+  int added = 0;
+  for (size_t k = 0; k < tail.size(); ++k) {
+    const bool steep = head_value <= std::fabs(values[k]) / kSteepest;
+    const double slope = steep ? std::copysign(kSteepest, values[k]) : values[k] / head_value;
+    if (values[k] == 0.0) continue;
+    added +=
+        add_cut({{columns.r[k], 1.0}, {tail[k].var, -slope}, {head, 0.5 * slope * slope}}, 0.0);
+  }
+  return added;
+}
+
+int Relaxation::cut_plane(const CanonicalCone& cone, const Hyperplane& plane, int32_t last_column,
+                          double last_sign) {
+  if (plane.empty()) return 0;
+  Terms terms;
+  const bool has_last = last_column >= 0;
+  for (size_t k = 0; k + (has_last ? 1 : 0) < plane.size(); ++k) {
+    terms.emplace_back(cone.members[k].var, cone.members[k].scale * plane[k]);
+  }
+  if (has_last) terms.emplace_back(last_column, last_sign * plane.back());
+  return add_cut(terms, 0.0);
+}
+
+// At a point of the cone's boundary.
+int Relaxation::cut_cone(size_t c, const std::vector<double>& point) {
+  const CanonicalCone& cone = cones_[c];
+  const ConeColumns& columns = cone_columns_[c];
+  const size_t heads = std::min(cone.num_heads(), point.size());
+  if (cone.kind == ConeKind::kExponential) {
+    return cut_plane(cone, support_exponential(point), -1, 0.0);
+  }
+  const std::vector<Member> tail(cone.members.begin() + static_cast<ptrdiff_t>(heads),
+                                 cone.members.end());
+  int added = 0;
+  int32_t head = cone.members[columns.head].var;
+  double head_value = point[columns.head];
+  if (cone.kind == ConeKind::kPower && !tail.empty()) {
+    const double sign = point[heads] < 0.0 ? -1.0 : 1.0;
+    const int32_t last = columns.norm >= 0 ? columns.norm : tail[0].var;
+    added += cut_plane(cone, support_power(cone, point), last, columns.norm >= 0 ? 1.0 : sign);
+    head = columns.norm;
+    head_value = 0.0;
+    for (size_t k = heads; k < point.size(); ++k) head_value = std::hypot(head_value, point[k]);
+  }
+  if (columns.r.empty()) return added;
+  return added + cut_norm(columns, head, head_value, tail, point.data() + heads);
+}
+
+int Relaxation::cut_by_vector(size_t first_column, const double* vector, size_t dimension) {
+  Terms terms;
+  for (size_t col = 0; col < dimension; ++col) {
+    for (size_t row = col; row < dimension; ++row) {
+      const double value = (row == col ? 1.0 : 2.0) * vector[row] * vector[col];
+      terms.emplace_back(static_cast<int32_t>(first_column + packed_place(dimension, row, col)),
+                         value);
+    }
+  }
+  return add_cut(terms, 0.0);
+}
+
+// v'Xv >= 0 for the eigenvectors of packed matrices whose eigenvalues have the given sign.
+int Relaxation::cut_matrices(const std::vector<double>& packed, double sign) {
+  int added = 0;
+  if (packed.size() != packed_starts_.back()) return 0;
+  for (size_t m = 0; m < model_.matrix_vars.size(); ++m) {
+    const auto n = index(model_.matrix_vars[m].dimension);
+    Eigen::MatrixXd matrix(model_.matrix_vars[m].dimension, model_.matrix_vars[m].dimension);
+    for (size_t col = 0; col < n; ++col) {
+      for (size_t row = col; row < n; ++row) {
+        const double value = packed[packed_starts_[m] + packed_place(n, row, col)];
+        matrix(static_cast<int>(row), static_cast<int>(col)) = value;
+        matrix(static_cast<int>(col), static_cast<int>(row)) = value;
+      }
+    }
+    if (!matrix.allFinite()) continue;
+    const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> solver(matrix);
+    const double least = kNoEigenvalue * std::max(1e-6, solver.eigenvalues().cwiseAbs().maxCoeff());
+    for (Eigen::Index k = 0; k < matrix.rows(); ++k) {
+      if (sign * solver.eigenvalues()[k] <= least) continue;
+      const Eigen::VectorXd vector = solver.eigenvectors().col(k);
+      added += cut_by_vector(first_element_ + packed_starts_[m], vector.data(), n);
+    }
+  }
+  return added;
+}
+
+int Relaxation::cut_by_duals(const BackendResult& result) {
+  int added = cut_matrices(result.bars, 1.0);
+  if (result.snx.size() != model_.cost.size()) return added;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const std::vector<double> point =
+        find_complement(cones_[c], member_duals(cones_[c], result.snx));
+    if (!point.empty()) added += cut_cone(c, point);
+  }
+  return added;
+}
+
+int Relaxation::cut_by_curvature(const std::vector<double>& x) {
+  std::vector<double> columns = x;
+  columns.resize(frame_.cost.size(), 0.0);
+  for (const auto& [column, row] : products_) {
+    for (const auto& [var, value] : row) columns[index(column)] += value * x[index(var)];
+  }
+  int added = 0;
+  for (const Square& square : squares_) added += cut_square(square, columns[index(square.column)]);
+  return added;
+}
+
+int Relaxation::cut_cone_at(size_t cone, const std::vector<double>& x) {
+  return cut_cone(cone, pull_to_boundary(cones_[cone], member_values(cones_[cone], x)));
+}
+
+// A multiple of a point of a cone is one, too, so that rays are cut off as points are.
+int Relaxation::separate_cones(const std::vector<double>& columns) {
+  int added = cut_matrices(matrix_elements(columns), -1.0);
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    if (cone_violation(model_.cones[c], columns) > kSatisfied) added += cut_cone_at(c, columns);
+  }
+  return added;
+}
+
+int Relaxation::separate(const std::vector<double>& columns) {
+  int added = separate_cones(columns);
+  for (const Square& square : squares_) {
+    const double root = square.scale * columns[index(square.column)];
+    const double missing = 0.5 * root * root - columns[index(square.r)];
+    if (missing <= kSatisfied * std::max(1.0, 0.5 * root * root)) continue;
+    added += cut_square(square, columns[index(square.column)]);
+  }
+  return added;
+}
+
+int Relaxation::cut_around(const std::vector<double>& columns) {
+  int added = 0;
+  for (const Square& square : squares_) {
+    const double x = columns[index(square.column)];
+    const double step = std::max(1.0, std::fabs(x));
+    added += cut_square(square, x - step) + cut_square(square, x + step);
+  }
+  return added;
+}
+
+// A square grows faster than any slope: tangents at points of several sizes along the ray.
+int Relaxation::separate_ray(const std::vector<double>& direction) {
+  constexpr double kSizes[] = {1.0, 100.0, 1e4};
+  int added = separate_cones(direction);
+  for (const Square& square : squares_) {
+    const double step = direction[index(square.column)];
+    if (std::fabs(step) <= kSatisfied) continue;
+    for (const double size : kSizes) added += cut_square(square, std::copysign(size, step));
+  }
+  return added;
+}
+
+}  // namespace vorlan::outer

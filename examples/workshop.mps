@@ -10,6 +10,7 @@
 *   lacquer      1 chairs +  2 tables +  1 shelves  <=  70
 *   5 <= tables,  shelves <= 30
 *
+* Optimum: 2410
 NAME          WORKSHOP
 OBJSENSE
     MAX

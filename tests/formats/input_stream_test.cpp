@@ -59,6 +59,67 @@ TEST(InputStream, ReadsAFileInPiecesOfAnySize) {
   EXPECT_EQ(content, "");
 }
 
+// What was looked at is still there to be read, plain or decompressed.
+TEST(InputStream, WhatIsPeekedAtIsStillRead) {
+  const ScratchFolder folder;
+  const std::string expected = test::random_bytes(300000);
+  for (const Compression compression :
+       {Compression::kNone, Compression::kGzip, Compression::kZstd}) {
+    const std::string path = folder.write("peeked", encoded(expected, compression));
+    for (const size_t size : {0U, 1U, 65536U, 300000U, 400000U}) {
+      for (const size_t piece : {1000U, 500000U}) {
+        InputStream input;
+        ASSERT_TRUE(input.open(path.c_str(), path).ok());
+        std::string_view head;
+        ASSERT_TRUE(input.peek(size, &head).ok());
+        EXPECT_TRUE(head == std::string_view(expected).substr(0, size)) << size;
+        std::string content;
+        std::string buffer(piece, '\0');
+        for (size_t count = 1; count > 0; content.append(buffer, 0, count)) {
+          ASSERT_TRUE(input.read(buffer.data(), piece, &count).ok());
+        }
+        EXPECT_TRUE(content == expected) << size << ' ' << piece;
+      }
+    }
+  }
+}
+
+TEST(InputStream, PeekingWaitsForASlowPipeAndTellsDamage) {
+  const ScratchFolder folder;
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  std::thread writer = write_slowly(ends[1], "slowly written");
+  InputStream slow;
+  ASSERT_TRUE(slow.open(descriptor_name(ends[0]).c_str(), "pipe").ok());
+  std::string_view head;
+  EXPECT_TRUE(slow.peek(100, &head).ok());
+  EXPECT_EQ(head, "slowly written");
+  writer.join();
+  ::close(ends[0]);
+
+  const std::string whole = encoded(test::random_bytes(1000), Compression::kGzip);
+  const std::string path = folder.write("cut", whole.substr(0, 500));
+  InputStream cut;
+  ASSERT_TRUE(cut.open(path.c_str(), path).ok());
+  EXPECT_EQ(cut.peek(5000, &head).code(), Code::kErrFileCompression);
+}
+
+// Someone else's standard output must not end in a file that is read.
+TEST(InputStream, KeepsClearOfTheStandardDescriptors) {
+  const ScratchFolder folder;
+  const std::string path = folder.write("plain", "content");
+  const int result = test::in_child([&path] {
+    for (int number = 0; number <= 2; ++number) ::close(number);
+    InputStream input;
+    if (!input.open(path.c_str(), path).ok()) return 10;
+    for (int number = 0; number <= 2; ++number) {
+      if (::fcntl(number, F_GETFD) >= 0) return 20 + number;
+    }
+    return 0;
+  });
+  EXPECT_EQ(result, 0);
+}
+
 TEST(InputStream, NamesTheCauseOfAFailedOpen) {
   const ScratchFolder folder;
   InputStream input;

@@ -488,6 +488,38 @@ TEST(Ptf, SectionsOfItsOwn) {
   EXPECT_EQ(again.parameters[1].value, "a file % name");
 }
 
+// The dual of a cone is the fourth figure of a variable where there are cones.
+TEST(Ptf, DualsOfConesAndTheDualObjective) {
+  const std::string text = read_all(VORLAN_CORPUS "/ptf/conic.ptf");
+  const auto with_items = [&text](const std::string& items) {
+    std::string changed = text;
+    changed.replace(changed.find(" variable x = basic 1 0 0\n"), 26, items);
+    return changed;
+  };
+  ProblemFile file;
+  const std::string written = rewritten(
+      with_items(" dual_objective -7.5\n variable x = basic 1 0 0 -2.5\n variable z = fixed 1 2 3 "
+                 "-inf\n"),
+      &file);
+  const Solution& basic = file.solutions[1];
+  EXPECT_EQ(basic.dual_objective, -7.5);
+  ASSERT_EQ(basic.snx.size(), file.model.cost.size());
+  EXPECT_EQ(basic.snx[0], -2.5);
+  EXPECT_EQ(basic.snx[1], 0.0);  // y, with three figures
+  EXPECT_EQ(basic.snx[2], -kInf);
+  EXPECT_TRUE(std::isnan(file.solutions[2].dual_objective));
+  ProblemFile again;
+  EXPECT_EQ(rewritten(written, &again), written);
+  EXPECT_EQ(again.solutions[1].snx, basic.snx);
+  EXPECT_EQ(again.solutions[1].dual_objective, -7.5);
+
+  EXPECT_EQ(read("Minimize ] extended problem 1\nMinimize\n obj: x\nSolution basic\n"
+                 " variable x = basic 1 0 0 4\nEnd\n",
+                 read_ptf)
+                .error,
+            "text:5:27: an item of a solution was expected, found '4'");
+}
+
 TEST(Ptf, WithoutSectionsItIsAnLpFile) {
   const std::string text = read_all(VORLAN_CORPUS "/ptf/plain.ptf");
   const Result result = read(text, read_ptf);
@@ -525,7 +557,7 @@ TEST(Ptf, ErrorsNameThePlace) {
   const std::pair<std::string, const char*> cases[] = {
       {in_file("Matrix Variables\n X(2000)\n", ""),
        "text:3:2: matrix variables, with their solutions, of more than 1000000 elements, which is "
-       "the limit, found 'X(2000)'"},
+       "VLN_IPAR_READ_DECLARED_LIMIT, found 'X(2000)'"},
       {in_file("Matrix Variables\n X(2) X(3)\n", ""),
        "text:3:7: a second matrix variable of this name, found 'X(3)'"},
       {in_file("Matrix Variables\n X(2)\n", " d: X(3,1) >= 1\n"),

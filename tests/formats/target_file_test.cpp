@@ -245,5 +245,22 @@ TEST(TargetFile, ReplacesAndGivesUpWithoutUnnamedFiles) {
   EXPECT_EQ(folder.files(), Files{"file"});
 }
 
+// Someone else's standard output must not end in a file that is written.
+TEST(TargetFile, KeepsClearOfTheStandardDescriptors) {
+  const ScratchFolder folder;
+  const std::string path = folder.path("a");
+  const int result = test::in_child([&path] {
+    for (int number = 0; number <= 2; ++number) ::close(number);
+    TargetFile file;
+    if (file.open(path.c_str()) != 0) return 10;
+    for (int number = 0; number <= 2; ++number) {
+      if (::fcntl(number, F_GETFD) >= 0) return 20 + number;
+    }
+    return file.commit();
+  });
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(folder.files(), std::vector<std::string>{"a"});
+}
+
 }  // namespace
 }  // namespace vorlan

@@ -54,6 +54,7 @@ Solution solution_for(const Model& model, double base) {
   s.problem_status = ProblemStatus::kPrimalInfeasibleOrUnbounded;
   s.status = SolutionStatus::kIntegerOptimal;
   s.primal_objective = base / 3.0;
+  s.dual_objective = base / 7.0;
   const size_t vars = model.cost.size();
   const size_t cons = model.con_lower.size();
   size_t triangles = 0;
@@ -67,6 +68,7 @@ Solution solution_for(const Model& model, double base) {
                              {&Solution::slc, cons},
                              {&Solution::suc, cons},
                              {&Solution::y, cons},
+                             {&Solution::snx, model.cones.empty() ? 0 : vars},
                              {&Solution::barx, triangles},
                              {&Solution::bars, triangles}}) {
     for (size_t i = 0; i < size; ++i) (s.*array).push_back(base += 0.1);
@@ -137,13 +139,14 @@ bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
 
 bool same_solution(const Solution& a, const Solution& b) {
   if (a.defined != b.defined) return false;
-  for (auto array : {&Solution::xx, &Solution::slx, &Solution::sux, &Solution::xc, &Solution::slc,
-                     &Solution::suc, &Solution::y, &Solution::barx, &Solution::bars}) {
+  for (auto array :
+       {&Solution::xx, &Solution::slx, &Solution::sux, &Solution::xc, &Solution::slc,
+        &Solution::suc, &Solution::y, &Solution::snx, &Solution::barx, &Solution::bars}) {
     if (!same_bits(a.*array, b.*array)) return false;
   }
   return a.skx == b.skx && a.skc == b.skc && a.status == b.status &&
          a.problem_status == b.problem_status &&
-         same_bits({a.primal_objective}, {b.primal_objective});
+         same_bits({a.primal_objective, a.dual_objective}, {b.primal_objective, b.dual_objective});
 }
 
 bool same_solutions(const Solutions& a, const Solutions& b) {
@@ -417,9 +420,9 @@ TEST(JsonTask, DimensionsAreBelievedUpToTheLimit) {
                                            dimension + "]},\n \"coefficients\"");
   };
   EXPECT_EQ(error_of(kJson, with("1000")), "");
-  EXPECT_EQ(
-      error_of(kJson, with("2000")),
-      "text:21:22: the matrix variables have more elements than a file may declare (1000000)");
+  EXPECT_EQ(error_of(kJson, with("2000")),
+            "text:21:22: the matrix variables have more than 1000000 elements, which is "
+            "VLN_IPAR_READ_DECLARED_LIMIT");
   EXPECT_EQ(error_of(kJson, with("0")), "text:21:22: matrix variable 0 has the dimension 0");
 }
 
@@ -563,6 +566,19 @@ TEST(BSolution, KeepsEverything) {
   ASSERT_EQ(read_into(text, &back), "");
   EXPECT_TRUE(same_solutions(file.solutions, back.solutions));
   EXPECT_EQ(text_of(write_b, back), text);
+}
+
+// Files of versions that knew no duals of cones.
+TEST(BSolution, DualsOfConesAreZeroWhenMissing) {
+  ProblemFile file = full_file();
+  for (Solution& s : file.solutions) s.snx.clear();
+  ProblemFile back = full_file();
+  ASSERT_EQ(read_into(text_of(write_b, file), &back), "");
+  EXPECT_EQ(back.solutions[0].snx, std::vector<double>(file.model.cost.size(), 0.0));
+  EXPECT_TRUE(back.solutions[1].snx.empty());
+  file.solutions[0].snx = {1.0};
+  EXPECT_NE(read_into(text_of(write_b, file), &back).find("'snx' of the solution has 1 elements"),
+            std::string::npos);
 }
 
 TEST(BSolution, NoneDefined) {

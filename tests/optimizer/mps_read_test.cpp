@@ -65,9 +65,9 @@ TEST(MpsRead, BadFilesAreRefusedAndTheTaskStays) {
       {"unknown bound type", "bound.mps",
        "NAME A\nROWS\n N C\nCOLUMNS\n X C 1\nBOUNDS\n ZZ B X 1\nENDATA\n",
        "VLN_RES_ERR_FILE_CONTENT"},
-      {"no suffix", "model", "NAME A\n", "VLN_RES_ERR_FILE_FORMAT"},
-      {"unknown suffix", "model.xyz", "NAME A\n", "VLN_RES_ERR_FILE_FORMAT"},
-      {"a format to come", "model.cbf", "VER 3\n", "VLN_RES_ERR_FILE_FORMAT"},
+      {"no suffix", "model", "hello\n", "VLN_RES_ERR_FILE_FORMAT"},
+      {"unknown suffix", "model.xyz", "hello\n", "VLN_RES_ERR_FILE_FORMAT"},
+      {"known by its content only", "model.abc", "NAME A\n", "VLN_RES_ERR_FILE_CONTENT"},
   };
   for (const BadFile& bad : kBadFiles) {
     TestTask task;

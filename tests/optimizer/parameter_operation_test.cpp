@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "task_support.h"
 
@@ -14,6 +15,27 @@ TEST(ParameterOperation, UnknownNameTellsTheNearest) {
             "there is no parameter 'VLN_DPAR_TIME_LIMTI'; the nearest name is VLN_DPAR_TIME_LIMIT");
   EXPECT_EQ(code_name(VLN_putparam(task, "vln_ipar_presolve", "1")), "VLN_RES_ERR_PARAM_NAME");
   EXPECT_NE(task.last_message().find("VLN_IPAR_PRESOLVE"), std::string::npos);
+}
+
+// A name is offered only if it can have been meant; what all names begin with says nothing.
+TEST(ParameterOperation, OnlyANearNameIsTold) {
+  const std::pair<const char*, const char*> kNear[] = {
+      {"TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"},          {"presolve", "VLN_IPAR_PRESOLVE"},
+      {"VLN_IPAR_TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"}, {"VNL_IPAR_SCALIGN", "VLN_IPAR_SCALING"},
+      {"VLN_SPAR_LOGFILE", "VLN_SPAR_LOG_FILE"},
+  };
+  for (const auto& [name, near] : kNear) {
+    TestTask task;
+    EXPECT_EQ(code_name(VLN_putparam(task, name, "1")), "VLN_RES_ERR_PARAM_NAME");
+    EXPECT_EQ(task.last_message(),
+              std::string("there is no parameter '") + name + "'; the nearest name is " + near);
+  }
+  for (const char* name :
+       {"VLN_IPAR_FOO", "VLN_IPAR_MAX_ITERATIONS_OF_ALL", "x", "", "VLN_IPAR_"}) {
+    TestTask task;
+    EXPECT_EQ(code_name(VLN_putparam(task, name, "1")), "VLN_RES_ERR_PARAM_NAME");
+    EXPECT_EQ(task.last_message(), std::string("there is no parameter '") + name + "'");
+  }
 }
 
 struct BadValue {
@@ -52,11 +74,13 @@ TEST(ParameterOperation, ByIndex) {
   EXPECT_EQ(value, 1);
 }
 
-TEST(ParameterOperation, StringParametersAreReservedAndTakeTheEmptyString) {
+TEST(ParameterOperation, StringParametersThatAreReservedTakeOnlyTheEmptyString) {
+  constexpr int32_t kNumInUse = 5;
   TestTask task;
   for (int32_t index = 0; index < 24; ++index) {
+    const std::string expected = index < kNumInUse ? "VLN_RES_OK" : "VLN_RES_ERR_PARAM_RESERVED";
+    EXPECT_EQ(code_name(VLN_putstrparam(task, index, "x")), expected) << index;
     EXPECT_EQ(VLN_putstrparam(task, index, ""), VLN_RES_OK) << index;
-    EXPECT_EQ(code_name(VLN_putstrparam(task, index, "x")), "VLN_RES_ERR_PARAM_RESERVED") << index;
   }
   EXPECT_EQ(code_name(VLN_putstrparam(task, 24, "")), "VLN_RES_ERR_PARAM_INDEX");
   EXPECT_EQ(code_name(VLN_putstrparam(task, -1, "")), "VLN_RES_ERR_PARAM_INDEX");

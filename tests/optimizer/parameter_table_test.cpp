@@ -35,6 +35,28 @@ TEST(ParameterTable, IsSortedWithUniqueNamesAndDefaultsInRange) {
     EXPECT_LE(entry.initial, entry.upper) << entry.name;
     EXPECT_EQ(std::string(entry.text).back(), '.') << entry.name;
   }
+  last = -1;
+  for (const StringParamEntry& entry : string_parameters()) {
+    EXPECT_GT(static_cast<int32_t>(entry.param), last) << entry.name;
+    last = static_cast<int32_t>(entry.param);
+    EXPECT_TRUE(names.insert(entry.name).second) << entry.name;
+    EXPECT_EQ(std::string(entry.name).rfind("VLN_SPAR_", 0), 0u) << entry.name;
+    EXPECT_EQ(std::string(entry.text).back(), '.') << entry.name;
+  }
+  EXPECT_LT(last, kNumStringParams) << "a safe read clears no more";
+}
+
+TEST(ParameterTable, StringParametersAreEmptyAtFirstAndKeepAnyTextButANul) {
+  Parameters parameters;
+  for (const StringParamEntry& entry : string_parameters()) {
+    EXPECT_EQ(parameters.get(entry.param), "") << entry.name;
+    ASSERT_TRUE(parameters.put_by_name(entry.name, " a\nb\xff").ok()) << entry.name;
+    const Status status = parameters.put_by_name(entry.name, std::string_view("a\0b", 3));
+    EXPECT_EQ(status.code(), Code::kErrParamValue) << entry.name;
+    EXPECT_EQ(parameters.get(entry.param), " a\nb\xff") << entry.name;
+    ASSERT_TRUE(parameters.put_string(static_cast<int32_t>(entry.param), "").ok()) << entry.name;
+    EXPECT_EQ(parameters.get(entry.param), "") << entry.name;
+  }
 }
 
 TEST(ParameterTable, EveryParameterTakesItsBoundsAndWordsByName) {

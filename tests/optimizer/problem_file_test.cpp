@@ -19,9 +19,9 @@ TEST(ProblemFile, WhatIsWrittenReadsBackWithTheSameOptimum) {
   TestTask original;
   ASSERT_EQ(original.read(two_products(-1)), VLN_RES_OK);
   const double expected = solved_objective(original);
-  for (const char* name :
-       {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst", "a.jtask", "a.json.gz", "a.task",
-        "a.task.zst", "a.lp", "a.lp.gz", "a.ptf", "a.opf.zst"}) {
+  for (const char* name : {"a.mps", "A.MPS", "a.qps", "a.mps.gz", "a.mps.zst", "a.jtask",
+                           "a.json.gz", "a.task", "a.task.zst", "a.lp", "a.lp.gz", "a.ptf",
+                           "a.opf.zst", "a.cbf", "a.cbf.gz", "a.dat-s", "a.dat-s.zst"}) {
     const std::string path = test_file_path(name);
     ASSERT_EQ(VLN_writedata(original, path.c_str()), VLN_RES_OK) << original.last_message();
     TestTask copy;

@@ -293,6 +293,22 @@ TEST(IntegerSolve, ParallelColumnsKeepTheBestPoint) {
   EXPECT_NEAR(task.objective(kInteger), 43.0, 1e-9);
 }
 
+// Presolve may take a continuous variable for an integer one only where it is always integer: here
+// y is 13/3 at the best point, and 10/3 at the next.
+TEST(IntegerSolve, AContinuousVariableStaysContinuous) {
+  TestTask task;
+  ASSERT_EQ(
+      task.read("NAME A\nROWS\n N C\n G R\n L S\nCOLUMNS\n M 'MARKER' 'INTORG'\n V C -3 R -3\n"
+                " W C 3 R 2\n W S -3\n X C 5 R 2\n X S -3\n M 'MARKER' 'INTEND'\n"
+                " Y C 1 R 3\n Y S -3\nRHS\n B C 9 R 5\n B S -1\nBOUNDS\n FX B V -4\n"
+                " FX B W -3\n LO B X -4\n UP B X 1\n LO B Y -1\n UP B Y 5\nENDATA\n"),
+      VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  ASSERT_EQ(task.solution_status(kInteger), 9);
+  EXPECT_NEAR(task.objective(kInteger), -20.0 / 3.0, 1e-6);
+  expect_near(task.var_doubles(VLN_getxx, kInteger), {-4.0, -3.0, -1.0, 13.0 / 3.0});
+}
+
 TEST(IntegerSolve, SemiContinuous) {
   // minimize x + y, x + y >= 1, y <= 0.5, x = 0 or 2 <= x <= 10.
   TestTask task;

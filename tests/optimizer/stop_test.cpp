@@ -1,7 +1,9 @@
 // Ends of a solve before its natural end, on a model that would take minutes.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -103,6 +105,15 @@ TEST(StopLinear, ByTheIterationLimit) {
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT");
 }
 
+TEST(StopLinear, ByTheInteriorIterationLimit) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", "1"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT");
+}
+
 // A terminal's or a service's signal reaches the program's handler and, through the callback, the
 // solve; the child process takes no notice of it.
 volatile std::sig_atomic_t g_signalled = 0;
@@ -129,6 +140,42 @@ TEST_F(Stop, ReadingNeverCallsTheCallback) {
   ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
   EXPECT_EQ(task_.read(two_products(-1)), VLN_RES_OK);
   EXPECT_EQ(beat_.calls, 0);
+}
+
+// A stop that was asked for during the solve is asked for still, and a time limit is long past,
+// when the results are written.
+TEST_F(Stop, NeitherAStopNorAnOldTimeLimitMakesALaterWriteFail) {
+  for (const char* limit : {"inf", "0.3"}) {
+    beat_ = {};
+    beat_.stop_after = 0.3;
+    ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task_, "VLN_DPAR_TIME_LIMIT", limit), VLN_RES_OK);
+    EXPECT_NE(task_.solve(), VLN_RES_OK);
+    const int calls = beat_.calls;
+    for (const char* name : {"a.mps", "a.lp", "a.ptf", "a.task", "a.jtask.zst"}) {
+      EXPECT_EQ(VLN_writedata(task_, test_file_path(name).c_str()), VLN_RES_OK) << name;
+      TestTask copy;
+      EXPECT_EQ(VLN_readdata(copy, test_file_path(name).c_str()), VLN_RES_OK) << name;
+    }
+    EXPECT_EQ(VLN_writejsonsol(task_, test_file_path("a.json").c_str()), VLN_RES_OK);
+    EXPECT_EQ(VLN_writebsolution(task_, test_file_path("a.b").c_str(), 0), VLN_RES_OK);
+    EXPECT_EQ(VLN_readbsolution(task_, test_file_path("a.b").c_str(), 0), VLN_RES_OK);
+    EXPECT_EQ(VLN_writetasksolverresult_file(task_, test_file_path("r.task").c_str(), 0),
+              VLN_RES_OK);
+    EXPECT_EQ(beat_.calls, calls) << "only a solve calls it";
+  }
+}
+
+// Neither after a solve that ended by itself nor after one that was stopped.
+TEST_F(Stop, NoProcessIsLeft) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CHILD_PROCESS", "on"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task_, "VLN_DPAR_TIME_LIMIT", "0.3"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_TIME_LIMIT");
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
 }
 
 }  // namespace

@@ -59,11 +59,40 @@ std::string words_of(const IntParamEntry& entry) {
   return text;
 }
 
+std::string string_parameters_section() {
+  std::string text =
+      "\n## String parameters\n\n"
+      "Each is the name of a file that an optimization writes, and empty by default: no file. "
+      "They\n"
+      "act only when an optimization begins. `-read` clears all of them, whoever set them, unless "
+      "it\n"
+      "is told `mode=unsafe`: a problem file can hold parameters, and must not make the program "
+      "of\n"
+      "someone else write files. So give `-d` after `-read`.\n\n"
+      "| index | name | meaning |\n|---|---|---|\n";
+  for (const StringParamEntry& entry : string_parameters()) {
+    text += format_text("| %d | `%s` | %s |\n", static_cast<int32_t>(entry.param), entry.name,
+                        entry.text);
+  }
+  text += format_text(
+      "\nString parameters up to %d that are not in this table are reserved and take only the "
+      "empty\nstring.\n\n"
+      "Every file is replaced at once when it is complete; the log file begins anew and grows with "
+      "the\nlog. A name that ends in `.gz` or `.zst` is compressed, but for the log. All files are "
+      "opened\nbefore the solve: one that cannot be is the failure of the optimization, and "
+      "nothing "
+      "is solved. A\nfile that cannot be written after the solve makes its response code that of "
+      "the file, with the\nsolutions kept in the task. When the solve itself fails, only the task "
+      "solver result is written.\n",
+      kNumStringParams - 1);
+  return text;
+}
+
 std::string parameters_page() {
   std::string page =
       "# Parameters\n\n"
-      "Set by name with `-d NAME VALUE`, where the value is a number or one of the parameter's\n"
-      "words. This page is made from the library's tables.\n\n"
+      "Set by name with `-d NAME VALUE`, where the value is a number, one of the parameter's\n"
+      "words, or the text of a string parameter. This page is made from the library's tables.\n\n"
       "## Integer parameters\n\n"
       "| index | name | range | default | words | meaning |\n|---|---|---|---|---|---|\n";
   for (const IntParamEntry& entry : int_parameters()) {
@@ -78,12 +107,7 @@ std::string parameters_page() {
     page += format_text("| %d | `%s` | %g to %g | %g | %s |\n", static_cast<int32_t>(entry.param),
                         entry.name, entry.lower, entry.upper, entry.initial, entry.text);
   }
-  page +=
-      "\n## String parameters\n\n"
-      "The string parameters 0 to 23 are those that can make the optimizer write files. They act\n"
-      "only when an optimization begins, and a safe read clears them. All are reserved in this\n"
-      "version and take only the empty string.\n";
-  return page;
+  return page + string_parameters_section();
 }
 
 std::string read_file(const char* path) {

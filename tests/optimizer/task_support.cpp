@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -173,4 +174,17 @@ std::string code_name(VLNrescode_enum code) {
   char name[1024] = "";
   VLN_getcodedesc(code, name, nullptr);
   return name;
+}
+
+std::string without_times(const std::string& log) {
+  std::string text;
+  for (size_t begin = 0; begin < log.size();) {
+    const size_t end = std::min(log.find('\n', begin), log.size() - 1) + 1;
+    const std::string line = log.substr(begin, end - begin);
+    const bool tells_time = line.find("time") != std::string::npos ||  //
+                            line.find("s\n") != std::string::npos;
+    if (!tells_time) text += line;
+    begin = end;
+  }
+  return text;
 }

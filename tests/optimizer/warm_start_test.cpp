@@ -76,8 +76,51 @@ TEST(WarmStart, CertificatesComeAgain) {
     for (int solve = 0; solve < 3; ++solve) {
       EXPECT_EQ(task.solve(), VLN_RES_OK);
       EXPECT_EQ(task.solution_status(kBasic), feasible ? 6 : 5) << solve;
+      const bool again = task.log().find("certificate that the task holds") != std::string::npos;
+      EXPECT_EQ(again, solve > 0) << "the second solve has nothing to do";
     }
   }
+}
+
+// A certificate of another model is no answer to this one.
+TEST(WarmStart, AHeldCertificateMustProveTheModelAtHand) {
+  TestTask task;
+  ASSERT_EQ(task.read("OBJSENSE\n MAX\nNAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\nENDATA\n"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kBasic), 6);
+  ASSERT_EQ(VLN_putobjsense(task, 0), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_NEAR(task.objective(kBasic), 0.0, 1e-9);
+}
+
+// With no iteration allowed; the file is all that the second task knows of the first.
+void expect_start_from(vlntaskt* from, VLNrescode_enum (*write)(vlntaskt*, const char*),
+                       VLNrescode_enum (*read)(vlntaskt*, const char*), const char* name) {
+  const std::string path = test_file_path(name);
+  ASSERT_EQ(write(from, path.c_str()), VLN_RES_OK) << name;
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(read(task, path.c_str()), VLN_RES_OK) << name << ": " << task.last_message();
+  put(task, "VLN_IPAR_PRESOLVE", "off");
+  put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
+  EXPECT_EQ(task.solve(), VLN_RES_OK) << name;
+  EXPECT_EQ(task.solution_status(kBasic), 1) << name;
+  put(task, "VLN_IPAR_WARM_START", "off");
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT") << name;
+}
+
+TEST(WarmStart, FromATaskFileAndFromASolutionFile) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  for (const char* name : {"solved.task", "solved.jtask", "solved.task.zst"}) {
+    expect_start_from(task, VLN_writedata, VLN_readdata, name);
+  }
+  expect_start_from(
+      task, [](vlntaskt* t, const char* path) { return VLN_writebsolution(t, path, 0); },
+      [](vlntaskt* t, const char* path) { return VLN_readbsolution(t, path, 0); }, "solved.b");
 }
 
 // No node and no heuristic: what the second solve has, it had from the start.

@@ -1,0 +1,318 @@
+// SDPA sparse files: each construct of docs/formats/sdpa.md, errors with their places, and what is
+// written, down to the last bit.
+#include "format/sdpa.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+
+#include "format/lp.h"
+#include "format/model_check.h"
+#include "format/mps.h"
+#include "peer.h"
+#include "reading.h"
+#include "round_trip.h"
+#include "scratch_folder.h"
+
+namespace vorlan::test {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr uint32_t kMutations = 300;
+using Numbers = std::vector<double>;
+using Indices = std::vector<int32_t>;
+
+Reading read(std::string_view text) { return read_as(read_sdpa, text); }
+std::string write(const Model& model, std::string* warnings = nullptr) {
+  return write_as(write_sdpa, model, warnings);
+}
+
+bool is_entry(const TriangleEntry& entry, int32_t row, int32_t col, double value) {
+  return entry.row == row && entry.col == col && entry.value == value;
+}
+
+TEST(SdpaRead, TheMatrixForm) {
+  const Reading reading = read(
+      "2\n3\n2 -2 1\n10 -20\n0 1 1 1 1\n0 1 1 2 2\n0 2 2 2 3\n1 1 2 1 4\n1 2 1 1 5\n2 3 1 1 6\n"
+      "2 1 2 2 0\n");
+  ASSERT_EQ(reading.error, "");
+  EXPECT_EQ(reading.warnings, "");
+  const Model& model = reading.model;
+  EXPECT_EQ(find_model_fault(model).text, "");
+  EXPECT_TRUE(model.maximize);
+  EXPECT_EQ(model.con_lower, (Numbers{10, -20}));
+  EXPECT_EQ(model.con_upper, (Numbers{10, -20}));
+  // A diagonal block is scalars that are not negative; a block of size 1 is a matrix like others.
+  EXPECT_EQ(model.cost, (Numbers{0, 3}));
+  EXPECT_EQ(model.var_lower, (Numbers{0, 0}));
+  EXPECT_EQ(model.var_upper, (Numbers{kInf, kInf}));
+  EXPECT_EQ(model.matrix.start, (std::vector<int64_t>{0, 1, 1}));
+  EXPECT_EQ(model.matrix.row, Indices{0});
+  EXPECT_EQ(model.matrix.value, Numbers{5});
+  ASSERT_EQ(model.num_matrix_var(), 2);
+  EXPECT_EQ(model.matrix_vars[0].dimension, 2);
+  EXPECT_EQ(model.matrix_vars[1].dimension, 1);
+  ASSERT_EQ(model.matrix_cost.size(), 2u);
+  EXPECT_TRUE(is_entry(model.matrix_cost[0].entry, 0, 0, 1));
+  EXPECT_TRUE(is_entry(model.matrix_cost[1].entry, 1, 0, 2));
+  ASSERT_EQ(model.matrix_coefficients.size(), 2u);
+  EXPECT_TRUE(is_entry(model.matrix_coefficients[0].entry, 1, 0, 4));
+  EXPECT_EQ(model.matrix_coefficients[1].matrix_var, 1);
+  EXPECT_TRUE(is_entry(model.matrix_coefficients[1].entry, 0, 0, 6));
+}
+
+TEST(SdpaRead, LooseForms) {
+  const Model plain = read("2\n2\n2 -1\n1.5 -2\n1 1 1 2 -0.5\n2 2 1 1 1\n").model;
+  for (const char* text : {
+           "\"A title\n* A comment\n  2 = mDIM\n 2 = nBLOCK\n (2, -1) = bLOCKsTRUCT\n{+1.5, -2.0}\n"
+           "1 1 1 2 -5D-1\n2,1;\n",
+           "2 rows\r\n2\r\n2,\r\n-1\r\n1.5\r\n\r\n-2\r\n1 1 1 2 -.5\r\n\t2 2 1 1 +1\r\n* end\r\n",
+           "2\n2\n{2}{-1}\n(1.5,-2)\n* between\n{1,1,1,2,-0.5}\n2 2 1 1 1e0",
+       }) {
+    const Reading reading = read(text);
+    if (std::string_view(text).ends_with(";\n")) {
+      EXPECT_EQ(
+          reading.error,
+          "text:8:3: the number of a block, an integer from 1 to 2, was expected, found '1;'");
+      continue;
+    }
+    EXPECT_EQ(reading.error, "") << text;
+    EXPECT_EQ(difference(plain, reading.model), "") << text;
+  }
+}
+
+TEST(SdpaRead, TheCommentOfAMinimization) {
+  const char* rest = "1\n1\n-2\n1\n0 1 1 1 3\n1 1 1 1 1\n1 1 2 2 1\n";
+  const Model model = read(std::string("* Dialect: minimize\n") + rest).model;
+  EXPECT_FALSE(model.maximize);
+  EXPECT_EQ(model.cost, (Numbers{-3, 0}));
+  EXPECT_FALSE(std::signbit(model.cost[1]));
+  // Elsewhere it is a comment like any other.
+  EXPECT_TRUE(read(std::string(rest) + "* Dialect: minimize\n").model.maximize);
+}
+
+TEST(SdpaRead, TheDialectWithIntegersIsRemarkedOnce) {
+  const Reading reading = read("1\n1\n-1\n1\n1 1 1 1 1\n*INTEGER\n*1\n*RANK1\n*1\n");
+  EXPECT_EQ(reading.error, "");
+  EXPECT_EQ(
+      reading.warnings,
+      "text:6:1: what follows is taken for comments: integers and matrices of rank one of the "
+      "dual problem cannot be read, found '*INTEGER'\n");
+}
+
+TEST(SdpaRead, ErrorsNameThePlace) {
+  const std::string start = "2\n2\n2 -2\n1 2\n";
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "text:0: the file ends here, where the number of constraints was expected"},
+      {"x\n", "text:1:1: the number of constraints, an integer from 0, was expected, found 'x'"},
+      {"-1\n", "text:1:1: the number of constraints, an integer from 0, was expected, found '-1'"},
+      {"2 2\n", "text:1:3: one number less was expected in this line, found '2'"},
+      {"2\n2\n2\n", "text:3: the file ends here, where the size of a block was expected"},
+      {"2\n1\n0\n", "text:3:1: the size of a block, which is not 0, was expected, found '0'"},
+      {"2\n1\n2 3\n", "text:3:3: one number less was expected in this line, found '3'"},
+      {"2\n1\n2\n1 ? 2\n", "text:4:3: a number was expected, found '?'"},
+      {"2\n1\n2\n1 1e999\n", "text:4:3: a finite number was expected, found '1e999'"},
+      {"2\n1\n2\n1 2 3\n", "text:4:5: one number less was expected in this line, found '3'"},
+      {"2000000000\n1\n2\n1 2\n",
+       "text:4: the file ends here, where a right-hand side was expected"},
+      {start + "3 1 1 1 1\n",
+       "text:5:1: the number of a matrix, an integer from 0 to 2, was expected, found '3'"},
+      {start + "1 3 1 1 1\n",
+       "text:5:3: the number of a block, an integer from 1 to 2, was expected, found '3'"},
+      {start + "1 1 0 1 1\n",
+       "text:5:5: a row of the block, an integer from 1 to 2, was expected, found '0'"},
+      {start + "1 1 1 3 1\n",
+       "text:5:7: a column of the block, an integer from 1 to 2, was expected, found '3'"},
+      {start + "1 2 1 2 1\n",
+       "text:5:7: a diagonal block has elements on its diagonal only, found '2 1'"},
+      {start + "1 1 1 1\n", "text:5:8: a number was expected, found the end of the line"},
+      {start + "1 1 1 1 1 1\n", "text:5:11: nothing more was expected in this line, found '1'"},
+      {start + "1 1 1 2 1\n1 1 2 1 1\n",
+       "text:6: a second value for a place that has one by line 5"},
+      {start + "1 2 1 1 0\n1 1 1 1 1\n1 2 1 1 1\n",
+       "text:7: a second value for a place that has one by line 5"},
+      {start + "0 2 1 1 0\n0 2 1 1 1\n", "text:6:7: a second value for this place, found '1 1'"},
+  };
+  for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
+}
+
+// A few bytes cannot claim a huge model. The tests' limit is a million numbers.
+TEST(SdpaRead, LimitsOfWhatIsDeclared) {
+  for (const char* sizes : {"2000000000", "-2000000000", "1000 1000", "-150000 -150000"}) {
+    const bool two = std::string_view(sizes).find(' ') != std::string_view::npos;
+    EXPECT_EQ(read(std::string("1\n") + (two ? "2\n" : "1\n") + sizes + "\n1\n").error,
+              "text:3: blocks of more than 1000000 numbers, which is "
+              "VLN_IPAR_READ_DECLARED_LIMIT")
+        << sizes;
+  }
+  EXPECT_EQ(read("1\n1\n-200000\n1\n").error, "");
+}
+
+// What the format says without helpers is the same model again.
+TEST(SdpaWrite, ModelsOfTheFormatReadBackExactly) {
+  for (const char* head : {"", "* Dialect: minimize\n"}) {
+    const Reading reading = read(std::string(head) +
+                                 "2\n3\n2 -2 1\n0.1 -1e300\n0 1 1 2 0.30000000000000004\n"
+                                 "1 2 2 2 1e-300\n0 2 1 1 -0.1\n2 3 1 1 6\n");
+    ASSERT_EQ(reading.error, "");
+    const std::string text = write(reading.model);
+    EXPECT_EQ(difference(reading.model, read(text).model), "") << text;
+    EXPECT_EQ(text.starts_with("* Dialect"), *head != '\0');
+  }
+}
+
+// Slack variables, signs, differences and the constant.
+TEST(SdpaWrite, HelpersForWhatTheFormatDoesNotSay) {
+  Model model;
+  model.maximize = true;
+  model.constant = 2.5;
+  add_constraint(&model, -1.0, 4.0);
+  add_constraint(&model, -kInf, kInf);
+  add_constraint(&model, 7.0, 7.0);
+  add_variable(&model, 0.0, kInf, 0);    // scalar 1
+  add_variable(&model, -kInf, 0.0, 2);   // 2, the negative
+  add_variable(&model, -kInf, kInf, 0);  // 3 - 4
+  add_variable(&model, 0.0, 5.0);        // 5
+  add_variable(&model, 1.0, 1.0);        // 6
+  model.cost = {1, 2, 3, 4, 5};
+  model.matrix_vars.push_back({2});
+  model.matrix_coefficients.push_back({0, 0, {1, 0, 0.5}});
+  std::string warnings;
+  const std::string text = write(model, &warnings);
+  // Slack variables 7 and 8 of the first constraint, 9 of the bound of 5, and 10 for the constant.
+  EXPECT_EQ(text,
+            "6\n2\n2 -10\n-1 4 7 5 1 1\n"
+            "0 2 1 1 1\n0 2 2 2 -2\n0 2 3 3 3\n0 2 4 4 -3\n0 2 5 5 4\n0 2 6 6 5\n0 2 10 10 2.5\n"
+            "1 1 1 2 0.5\n1 2 1 1 1\n1 2 3 3 1\n1 2 4 4 -1\n1 2 7 7 -1\n"
+            "2 1 1 2 0.5\n2 2 1 1 1\n2 2 3 3 1\n2 2 4 4 -1\n2 2 8 8 1\n"
+            "3 2 2 2 -1\n"
+            "4 2 5 5 1\n4 2 9 9 1\n"
+            "5 2 6 6 1\n"
+            "6 2 10 10 1\n");
+  EXPECT_EQ(warnings,
+            "SDPA files have non-negative scalars only: 2 variables are written with the opposite "
+            "sign or as a difference\nconstraints without sides are left out: 1\n");
+  EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, text), "");
+}
+
+TEST(SdpaWrite, AMinimizationIsWrittenWithTheOppositeSign) {
+  Model model;
+  add_variable(&model, 0.0, kInf);
+  model.cost[0] = 2.0;
+  model.var_names.add("x");
+  std::string warnings;
+  EXPECT_EQ(write(model, &warnings),
+            "* Dialect: minimize\n* The objective is the negative of the one that is minimized.\n"
+            "0\n1\n-1\n\n0 1 1 1 -2\n");
+  EXPECT_EQ(warnings,
+            "SDPA files have no names: those of the model are left out\n"
+            "SDPA files maximize: the objective is written with the opposite sign\n");
+}
+
+TEST(SdpaWrite, Refusals) {
+  const auto refusal = [](const auto& change) {
+    Model model;
+    add_constraint(&model, 0.0, 1.0);
+    add_variable(&model, 0.0, 1.0, 0);
+    model.var_names.add("x");
+    change(&model);
+    return write(model);
+  };
+  const std::string start = "refused: an SDPA file cannot hold the model: ";
+  EXPECT_EQ(refusal([](Model* m) {
+              m->quadratic_cost.push_back({0, 0, 1.0});
+            }),
+            start + "its objective has quadratic terms");
+  EXPECT_EQ(refusal([](Model* m) {
+              m->quadratic_coefficients.push_back({0, {0, 0, 1.0}});
+            }),
+            start + "constraint 1 has quadratic terms");
+  EXPECT_EQ(refusal([](Model* m) { m->var_kind[0] = VarKind::kSemiContinuous; }),
+            start + "variable 'x' is semi-continuous");
+  EXPECT_EQ(refusal([](Model* m) { m->var_kind[0] = VarKind::kInteger; }),
+            start + "variable 'x' is integer");
+  EXPECT_EQ(refusal([](Model* m) {
+              m->cones.push_back({ConeKind::kQuadratic, {0}, {}});
+            }),
+            start + "cone 1 is a cone of scalar variables");
+  EXPECT_EQ(refusal([](Model* m) { m->var_lower[0] = kInf; }),
+            start + "a bound of variable 'x' is an infinity on the wrong side");
+  EXPECT_EQ(refusal([](Model* m) { m->matrix.value[0] = kInf; }),
+            start + "element 0 of the coefficients is no finite number");
+}
+
+// Seeds of the fuzz target and mutations of them.
+TEST(SdpaRoundTrip, CorpusAndMutations) {
+  int num_files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(VORLAN_CORPUS "/sdpa")) {
+    ++num_files;
+    const std::string text = read_all(entry.path());
+    EXPECT_EQ(read(text).error, "") << entry.path();
+    for (uint32_t seed = 0; seed < kMutations; ++seed) {
+      const std::string input = seed == 0 ? text : mutated(text, seed);
+      EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, input), "") << input;
+    }
+  }
+  EXPECT_GT(num_files, 0);
+}
+
+// All semidefinite instances; and that a linear one which went through the format is the same from
+// then on.
+TEST(SdpaRoundTrip, PublicInstances) {
+  const char* folder = std::getenv("VORLAN_DATA");
+  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
+  int num_files = 0;
+  for (const char* kind : {"/sdp", "/lp", "/bad"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
+      const std::string path = entry.path();
+      const bool bad = std::string_view(kind) == "/bad";
+      const bool is_sdpa = path.find(".dat-s") != std::string::npos;
+      if (!is_sdpa && (bad || !path.ends_with(".mps.gz"))) continue;
+      std::string text;
+      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
+      if (!is_sdpa) text = write(read_as(read_mps, text).model);
+      ++num_files;
+      EXPECT_EQ(read(text).error.empty(), !bad) << path;
+      EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, text), "") << path;
+    }
+  }
+  EXPECT_GT(num_files, 0);
+}
+
+const Peer kPeer = {"csdp", "csdp %s | sed -n 's/^Primal objective value: *//p'"};
+
+// Another program finds the optimum of what we write, up to the sign of a minimization.
+TEST(SdpaPeer, FindsTheOptimumOfOurFile) {
+  if (!is_installed(kPeer)) GTEST_SKIP() << kPeer.program << " is not installed";
+  const ScratchFolder folder;
+  struct Case {
+    const char* text;
+    double optimum;  // as the file says it
+  };
+  const Case cases[] = {
+      // A free variable, ranges, bounds of all kinds, a constant: y = -2 and x = 4, so
+      // 4 - 1 + 2.
+      {"Minimize\n obj: x + 0.5 y + z + 2\nSubject To\n c: 2 <= x + y + z <= 9\n d: x - w = 4\n"
+       " e: u + v >= -3\nBounds\n y free\n -2 <= y <= 3\n z <= 5\n w <= 1\n -inf <= u <= -1\n"
+       " v = 2\nEnd\n",
+       -5.0},
+      // With x = 2 - X11 and X of trace 1: the largest eigenvalue of (1 1; 1 2), (3 + sqrt(5)) / 2,
+      // and 2 - 1.
+      {"Minimize ] extended problem 1\nMatrix Variables\n X(2)\nMaximize\n"
+       " obj: 2 X(1,1) + 2 X(2,1) + 2 X(2,2) + x - 1\nSubject To\n c: X(1,1) + X(2,2) = 1\n"
+       " d: -1 <= x + X(1,1) <= 2\nEnd\n",
+       2.5 + 0.5 * std::sqrt(5.0)},
+  };
+  for (const Case& test : cases) {
+    const Reading reading = read_as(read_ptf, test.text);
+    ASSERT_EQ(reading.error, "");
+    const std::string path = folder.write("ours.dat-s", write(reading.model));
+    EXPECT_NEAR(optimum_by(kPeer, path), test.optimum, 1e-6) << test.text;
+  }
+}
+
+}  // namespace
+}  // namespace vorlan::test

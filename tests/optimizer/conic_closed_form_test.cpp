@@ -1,0 +1,407 @@
+// Models whose optimum is a formula: the answers of the conic method beside it, and of two forms of
+// the same model beside each other. And one infeasible and one unbounded model of each cone.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "conic_solve.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+using test::proves_infeasible;
+using test::proves_unbounded;
+using test::solve_ptf;
+using test::Solved;
+
+constexpr double kTolerance = 1e-7;
+// Of points: where the objective is flat, they are known only to the root of its tolerance.
+constexpr double kPointTolerance = 3e-4;
+
+std::string term(double coefficient, const std::string& variable) {
+  return format_text(" %+.17g ", coefficient) + variable;
+}
+
+std::string indexed(const char* name, size_t index) { return name + std::to_string(index); }
+
+std::string all_free(const char* name, size_t count) {
+  std::string text;
+  for (size_t k = 0; k < count; ++k) text += " " + indexed(name, k) + " free\n";
+  return text;
+}
+
+// Solves and expects the optimum.
+void expect_optimum(const std::string& ptf, double objective, Solved* solved) {
+  solve_ptf(ptf, solved);
+  const Solution& s = solved->solution();
+  EXPECT_EQ(s.status, SolutionStatus::kOptimal) << ptf << solved->log;
+  EXPECT_NEAR(s.primal_objective, objective, kTolerance * std::max(1.0, std::fabs(objective)));
+  EXPECT_NEAR(s.dual_objective, objective, kTolerance * std::max(1.0, std::fabs(objective)));
+}
+
+void expect_optimum(const std::string& ptf, double objective) {
+  Solved solved;
+  expect_optimum(ptf, objective, &solved);
+}
+
+// ---- Portfolios and regression -----------------------------------------------------------------
+
+// Independent assets are held in proportion to 1 / variance.
+TEST(ClosedForm, PortfolioOfLeastVariance) {
+  const std::vector<double> variance = {0.04, 0.01, 0.09, 0.25, 0.16};
+  double sum = 0.0;
+  std::string squares;
+  std::string budget;
+  for (size_t k = 0; k < variance.size(); ++k) {
+    sum += 1.0 / variance[k];
+    squares += term(2.0 * variance[k], indexed("x", k)) + "^2";
+    budget += term(1.0, indexed("x", k));
+  }
+  Solved solved;
+  expect_optimum("Minimize\n v: [" + squares + " ] / 2\nSubject To\n b: " + budget + " = 1\nEnd\n",
+                 1.0 / sum, &solved);
+  for (size_t k = 0; k < variance.size(); ++k) {
+    EXPECT_NEAR(solved.solution().xx[k], 1.0 / (variance[k] * sum), kPointTolerance);
+  }
+}
+
+// The same by its standard deviation.
+TEST(ClosedForm, PortfolioOfLeastDeviation) {
+  const std::vector<double> variance = {0.04, 0.01, 0.09, 0.25, 0.16};
+  double sum = 0.0;
+  std::string budget;
+  std::string links;
+  std::string cone = " k: quadratic t";
+  for (size_t k = 0; k < variance.size(); ++k) {
+    sum += 1.0 / variance[k];
+    budget += term(1.0, indexed("x", k));
+    links += " l" + std::to_string(k) + ":" + term(std::sqrt(variance[k]), indexed("x", k)) +
+             term(-1.0, indexed("r", k)) + " = 0\n";
+    cone += " " + indexed("r", k);
+  }
+  expect_optimum("Minimize\n d: t\nSubject To\n b: " + budget + " = 1\n" + links + "Cones\n" +
+                     cone + "\nEnd\n",
+                 std::sqrt(1.0 / sum));
+}
+
+// minimize (x - 1)^2 + (x + y - 2)^2 + (y - 4)^2 + lambda (x^2 + y^2): the normal equations are
+// (2 + lambda) x + y = 3, x + (2 + lambda) y = 6.
+TEST(ClosedForm, RidgeRegression) {
+  for (const double lambda : {0.0, 0.5, 10.0}) {
+    const double a = 2.0 + lambda;
+    const double x = (3.0 * a - 6.0) / (a * a - 1.0);
+    const double y = (6.0 * a - 3.0) / (a * a - 1.0);
+    const auto square = [](double value) { return value * value; };
+    const double objective =
+        square(x - 1.0) + square(x + y - 2.0) + square(y - 4.0) + lambda * (square(x) + square(y));
+    Solved solved;
+    expect_optimum("Minimize\n o: [ 2 r0^2 + 2 r1^2 + 2 r2^2" + term(2.0 * lambda, "x") + "^2" +
+                       term(2.0 * lambda, "y") +
+                       "^2 ] / 2\nSubject To\n a: x - r0 = 1\n b: x + y - r1 = 2\n"
+                       " c: y - r2 = 4\nBounds\n x free\n y free\n" +
+                       all_free("r", 3) + "End\n",
+                   objective, &solved);
+    const Solution& s = solved.solution();
+    EXPECT_NEAR(s.xx[3], x, kPointTolerance);
+    EXPECT_NEAR(s.xx[4], y, kPointTolerance);
+  }
+}
+
+// ---- Exponential cones -------------------------------------------------------------------------
+
+// maximize a'x - sum x log x over sum x = 1 is the logarithm of sum exp(a); x is in proportion to
+// exp(a). Here t <= -x log x is 1 >= x exp(t / x).
+TEST(ClosedForm, EntropyWithCosts) {
+  const std::vector<double> a = {0.0, 1.5, -2.0, 0.3};
+  double sum = 0.0;
+  std::string objective;
+  std::string budget;
+  std::string ones;
+  std::string cones;
+  for (size_t k = 0; k < a.size(); ++k) {
+    sum += std::exp(a[k]);
+    objective += term(a[k], indexed("x", k)) + term(1.0, indexed("t", k));
+    budget += term(1.0, indexed("x", k));
+    ones += " " + indexed("e", k) + " = 1\n";
+    cones += " " + indexed("k", k) + ": exponential " + indexed("e", k) + " " + indexed("x", k) +
+             " " + indexed("t", k) + "\n";
+  }
+  Solved solved;
+  expect_optimum("Maximize\n o:" + objective + "\nSubject To\n b:" + budget + " = 1\nBounds\n" +
+                     ones + all_free("t", a.size()) + "Cones\n" + cones + "End\n",
+                 std::log(sum), &solved);
+  for (size_t k = 0; k < a.size(); ++k) {
+    EXPECT_NEAR(solved.solution().xx[2 * k], std::exp(a[k]) / sum, kPointTolerance);
+  }
+}
+
+// The same number as the least t with sum exp(a - t) <= 1.
+TEST(ClosedForm, LogarithmOfASumOfExponentials) {
+  const std::vector<double> a = {0.0, 1.5, -2.0, 0.3};
+  double sum = 0.0;
+  std::string rows = " s:";
+  std::string links;
+  std::string ones;
+  std::string cones;
+  for (size_t k = 0; k < a.size(); ++k) {
+    sum += std::exp(a[k]);
+    rows += term(1.0, indexed("u", k));
+    links +=
+        " l" + std::to_string(k) + ": " + indexed("v", k) + format_text(" + t = %.17g\n", a[k]);
+    ones += " " + indexed("e", k) + " = 1\n";
+    cones += " " + indexed("k", k) + ": exponential " + indexed("u", k) + " " + indexed("e", k) +
+             " " + indexed("v", k) + "\n";
+  }
+  expect_optimum("Minimize\n o: t\nSubject To\n" + rows + " <= 1\n" + links + "Bounds\n t free\n" +
+                     ones + all_free("v", a.size()) + "Cones\n" + cones + "End\n",
+                 std::log(sum));
+}
+
+// With an intercept b alone and p of n samples positive, the likeliest b is log(p / (n - p)).
+TEST(ClosedForm, LogisticRegressionOfAnIntercept) {
+  constexpr int kPositive = 3;
+  constexpr int kNegative = 5;
+  const double share = static_cast<double>(kPositive) / (kPositive + kNegative);
+  std::string objective;
+  std::string rows;
+  std::string bounds = " b free\n";
+  std::string cones;
+  // t >= log(1 + exp(m)): u + v <= 1, u >= exp(-t), v >= exp(m - t).
+  for (int k = 0; k < kPositive + kNegative; ++k) {
+    const std::string n = std::to_string(k);
+    objective += " + t" + n;
+    rows += " s" + n + ": u" + n + " + v" + n + " <= 1\n p" + n + ": p" + n + " + t" + n +
+            " = 0\n q" + n + ": q" + n + " + t" + n + (k < kPositive ? " + b" : " - b") + " = 0\n";
+    bounds += " p" + n + " free\n q" + n + " free\n d" + n + " = 1\n e" + n + " = 1\n";
+    cones += " k" + n + ": exponential u" + n + " d" + n + " p" + n + "\n l" + n +
+             ": exponential v" + n + " e" + n + " q" + n + "\n";
+  }
+  Solved solved;
+  expect_optimum("Minimize\n o:" + objective + "\nSubject To\n" + rows + "Bounds\n" + bounds +
+                     "Cones\n" + cones + "End\n",
+                 -kPositive * std::log(share) - kNegative * std::log(1.0 - share), &solved);
+  const Model& model = solved.task.model;
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    if (model.var_names[j] == "b") {
+      EXPECT_NEAR(solved.solution().xx[j], std::log(share / (1.0 - share)), kPointTolerance);
+    }
+  }
+}
+
+// ---- Power cones -------------------------------------------------------------------------------
+
+// maximize prod x^w over sum x = 1: x = w.
+TEST(ClosedForm, WeightedGeometricMean) {
+  const std::vector<std::vector<double>> cases = {
+      {0.5, 0.5}, {0.2, 0.8}, {0.25, 0.25, 0.5}, {0.1, 0.2, 0.3, 0.4}, {0.2, 0.2, 0.2, 0.2, 0.2}};
+  for (const std::vector<double>& w : cases) {
+    double objective = 1.0;
+    std::string exponents;
+    std::string members;
+    std::string budget;
+    for (size_t k = 0; k < w.size(); ++k) {
+      objective *= std::pow(w[k], w[k]);
+      exponents += format_text(" %.17g", w[k]);
+      members += " " + indexed("x", k);
+      budget += term(1.0, indexed("x", k));
+    }
+    Solved solved;
+    expect_optimum("Maximize\n o: t\nSubject To\n b:" + budget + " = 1\nBounds\n t free\nCones\n" +
+                       " k: power" + exponents + members + " t\nEnd\n",
+                   objective, &solved);
+    for (size_t k = 0; k < w.size(); ++k) {
+      EXPECT_NEAR(solved.solution().xx[k + 1], w[k], kPointTolerance);
+    }
+  }
+}
+
+// The least p-norm with a'x = 1 is one over the norm of a with 1/p + 1/q = 1. The norm is the least
+// t = sum r with r^(1/p) t^(1 - 1/p) >= |x|.
+TEST(ClosedForm, LeastNorm) {
+  const std::vector<double> a = {1.0, -2.0, 0.5};
+  for (const double p : {1.25, 1.5, 2.0, 3.0, 7.0}) {
+    const double q = p / (p - 1.0);
+    double sum = 0.0;
+    std::string normal;
+    std::string radius;
+    std::string equal;
+    std::string cones;
+    for (size_t k = 0; k < a.size(); ++k) {
+      sum += std::pow(std::fabs(a[k]), q);
+      normal += term(a[k], indexed("x", k));
+      radius += term(1.0, indexed("r", k));
+      equal += " " + indexed("e", k) + ": " + indexed("t", k) + " - t = 0\n";
+      cones += " " + indexed("k", k) + format_text(": power %.17g %.17g ", 1.0 / p, 1.0 - 1.0 / p) +
+               indexed("r", k) + " " + indexed("t", k) + " " + indexed("x", k) + "\n";
+    }
+    expect_optimum("Minimize\n o: t\nSubject To\n n:" + normal + " = 1\n r:" + radius +
+                       " - t = 0\n" + equal + "Bounds\n" + all_free("x", a.size()) + "Cones\n" +
+                       cones + "End\n",
+                   std::pow(sum, -1.0 / q));
+  }
+}
+
+// ---- Two forms of one model --------------------------------------------------------------------
+
+constexpr const char* kDistanceRows =
+    "Subject To\n a: x + 2 y - z >= 3\n b: x - y + 0.5 z <= 1\n c: y + 2 z = 1.5\n d: w = 1\n";
+
+// |(x, y, z)|^2 <= 2 u w with w = 1, in four ways.
+TEST(ClosedForm, QuadraticPowerAndSecondOrderFormsAgree) {
+  const std::string bounds = "Bounds\n x free\n y free\n z free\n";
+  Solved quadratic;
+  solve_ptf("Minimize\n o: 0.3 x + [ x^2 + y^2 + z^2 ] / 2\n" + std::string(kDistanceRows) +
+                bounds + "End\n",
+            &quadratic);
+  ASSERT_EQ(quadratic.solution().status, SolutionStatus::kOptimal);
+  const double optimum = quadratic.solution().primal_objective;
+  const std::string linear = "Minimize\n o: 0.3 x + u\n" + std::string(kDistanceRows);
+  expect_optimum(linear + " q: [ x^2 + y^2 + z^2 ] - 2 u <= 0\n" + bounds + "End\n", optimum);
+  expect_optimum(linear + bounds + "Cones\n k: rotated_quadratic u w x y z\nEnd\n", optimum);
+  // sqrt(u v) >= |(x, y, z)| with v = 2 w
+  expect_optimum(linear + " e: v - 2 w = 0\n" + bounds + "Cones\n k: power 1 1 u v x y z\nEnd\n",
+                 optimum);
+  // (u + w) / sqrt 2 >= |((u - w) / sqrt 2, x, y, z)|
+  expect_optimum(linear + " e: u + w - 1.4142135623730951 p = 0\n" +
+                     " f: u - w - 1.4142135623730951 m = 0\n" + bounds +
+                     " m free\nCones\n k: quadratic p m x y z\nEnd\n",
+                 optimum);
+}
+
+// Cones of two members with the norm of one: x0^(1/2) x1^(1/2) >= |x2| in primal and dual form.
+TEST(ClosedForm, ADualPowerConeIsAPowerConeOfScaledMembers) {
+  const std::string rows =
+      "Maximize\n o: x2\nSubject To\n s: 3 x0 + 5 x1 = 4\nBounds\n x2 free\nCones\n k: ";
+  // With x = 2 s: the product is sqrt(4 s0 s1), at s0 = 2/3, s1 = 2/5.
+  expect_optimum(rows + "power 1 1 x0 x1 x2\nEnd\n", std::sqrt(4.0 / 15.0));
+  expect_optimum(rows + "dual_power 1 1 x0 x1 x2\nEnd\n", 2.0 * std::sqrt(4.0 / 15.0));
+}
+
+// ---- Matrix variables --------------------------------------------------------------------------
+
+std::string unit_diagonal(int order) {
+  std::string rows;
+  for (int k = 1; k <= order; ++k) {
+    rows += format_text(" d%d: X(%d,%d) = 1\n", k, k, k);
+  }
+  return rows;
+}
+
+// maximize sum over edges of (1 - X_ij) / 2 with a unit diagonal. On an odd cycle of n edges it is
+// n (1 + cos(pi / n)) / 2; on the complete graph n^2 / 4.
+TEST(ClosedForm, MaxCutOfCyclesAndCompleteGraphs) {
+  for (const int n : {3, 5, 7}) {
+    std::string cycle = format_text("%g", 0.5 * n);
+    std::string complete = format_text("%g", 0.25 * n * (n - 1));
+    for (int i = 1; i <= n; ++i) {
+      const int next = i % n + 1;
+      cycle += format_text(" - 0.5 X(%d,%d)", std::max(i, next), std::min(i, next));
+      for (int j = 1; j < i; ++j) complete += format_text(" - 0.5 X(%d,%d)", i, j);
+    }
+    const std::string begin = format_text("Matrix Variables\n X(%d)\nMaximize\n cut: ", n);
+    const std::string end = "\nSubject To\n" + unit_diagonal(n) + "End\n";
+    expect_optimum(begin + cycle + end, 0.5 * n * (1.0 + std::cos(std::numbers::pi / n)));
+    expect_optimum(begin + complete + end, 0.25 * n * n);
+  }
+}
+
+// The theta number of the cycle of five is the square root of 5.
+TEST(ClosedForm, ThetaOfTheCycleOfFive) {
+  std::string sum = " X(1,1) + X(2,2) + X(3,3) + X(4,4) + X(5,5)";
+  const std::string trace = " t:" + sum + " = 1\n";
+  for (int i = 2; i <= 5; ++i) {
+    for (int j = 1; j < i; ++j) sum += format_text(" + 2 X(%d,%d)", i, j);
+  }
+  expect_optimum("Matrix Variables\n X(5)\nMaximize\n o:" + sum + "\nSubject To\n" + trace +
+                     " a: X(2,1) = 0\n b: X(3,2) = 0\n c: X(4,3) = 0\n d: X(5,4) = 0\n"
+                     " e: X(5,1) = 0\nEnd\n",
+                 std::sqrt(5.0));
+}
+
+// The least nuclear norm that completes [a b; b ?], |b| <= |a|, has the fourth element b^2 / a. It
+// is half the trace of [W1 X; X' W2].
+TEST(ClosedForm, MatrixCompletion) {
+  const double a = 2.0;
+  const double b = 1.5;
+  Solved solved;
+  expect_optimum(
+      "Matrix Variables\n W(4)\nMinimize\n o: 0.5 W(1,1) + 0.5 W(2,2) + 0.5 W(3,3) + 0.5 W(4,4)\n"
+      "Subject To\n a: W(3,1) = 2\n b: W(4,1) = 1.5\n c: W(3,2) = 1.5\nEnd\n",
+      a + b * b / a, &solved);
+  EXPECT_NEAR(solved.solution().barx[6], b * b / a, kPointTolerance);  // W(4,2)
+}
+
+// ---- Infeasible and unbounded models of each cone ----------------------------------------------
+
+struct BadModel {
+  const char* name;
+  const char* infeasible;  // rows and bounds of a model with the cone, without objective
+  const char* unbounded;   // objective and rows
+  const char* end;         // bounds and cone
+};
+
+const BadModel kBadModels[] = {
+    {"quadratic", "a: x - y <= -1", "o: - x - z\nSubject To\n a: x - y = 1",
+     "Bounds\n y free\n z free\nCones\n k: quadratic x y z\n"},
+    {"rotated quadratic", "a: x + y - 1.4142135 z <= -1", "o: - x\nSubject To\n a: y - z = 1",
+     "Bounds\n z free\nCones\n k: rotated_quadratic x y z\n"},
+    {"exponential", "a: x - z <= 0\n b: y = 1", "o: - z\nSubject To\n a: x - 3 y = 1",
+     "Bounds\n z free\nCones\n k: exponential x y z\n"},
+    {"dual exponential", "a: x <= -1", "o: - x\nSubject To\n a: z = -1",
+     "Bounds\n y free\n z free\n -inf <= x\nCones\n k: dual_exponential x y z\n"},
+    {"power", "a: 0.3 x + 0.7 y - 0.5 z <= -1\n b: x - y = 0", "o: - z\nSubject To\n a: x - y = 1",
+     "Bounds\n z free\nCones\n k: power 0.3 0.7 x y z\n"},
+    {"dual power", "a: 2 x + 0.5 y - 0.1 z <= -1", "o: - z\nSubject To\n a: x - y = 1",
+     "Bounds\n z free\nCones\n k: dual_power 1 2 x y z\n"},
+    {"power of four", "a: x + y + u <= -1", "o: - z\nSubject To\n a: x - y = 1\n b: u - x = 0",
+     "Bounds\n z free\nCones\n k: power 1 2 3 x y u z\n"},
+    {"quadratic constraint", "a: [ x^2 + y^2 ] <= -1", "o: - x\nSubject To\n a: [ y^2 ] - x <= 2",
+     "Bounds\n y free\n"},
+    {"quadratic objective", "a: x + y <= -1", "o: - x + y + [ 2 y^2 ] / 2\nSubject To\n a: y <= 2",
+     "Bounds\n y free\n -inf <= x\n"},
+};
+
+// The cone alone keeps x from being small, or the objective from being large.
+TEST(BadModels, TheInfeasibleOnesAreProvedToBe) {
+  for (const BadModel& bad : kBadModels) {
+    if (std::string(bad.name) == "quadratic objective") continue;  // it is feasible
+    Solved solved;
+    solve_ptf(
+        std::string("Minimize\n o: 0 x\nSubject To\n ") + bad.infeasible + "\n" + bad.end + "End\n",
+        &solved);
+    EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kPrimalInfeasible) << bad.name;
+    EXPECT_TRUE(proves_infeasible(solved)) << bad.name << '\n' << solved.log;
+  }
+}
+
+TEST(BadModels, TheUnboundedOnesAreProvedToBe) {
+  for (const BadModel& bad : kBadModels) {
+    Solved solved;
+    solve_ptf(std::string("Minimize\n ") + bad.unbounded + "\n" + bad.end + "End\n", &solved);
+    EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kDualInfeasible) << bad.name;
+    EXPECT_TRUE(proves_unbounded(solved)) << bad.name << '\n' << solved.log;
+  }
+}
+
+TEST(BadModels, OfMatrixVariables) {
+  Solved infeasible;
+  solve_ptf(
+      "Matrix Variables\n X(2)\nMinimize\n o: X(1,1)\nSubject To\n a: X(1,1) = 1\n"
+      " b: X(2,2) = 1\n c: X(2,1) = 2\nEnd\n",
+      &infeasible);
+  EXPECT_TRUE(proves_infeasible(infeasible)) << infeasible.log;
+  Solved unbounded;
+  solve_ptf(
+      "Matrix Variables\n X(2)\nMaximize\n o: X(2,1)\nSubject To\n"
+      " a: X(1,1) - X(2,2) = 1\nEnd\n",
+      &unbounded);
+  EXPECT_TRUE(proves_unbounded(unbounded)) << unbounded.log;
+}
+
+}  // namespace
+}  // namespace vorlan

@@ -1,0 +1,97 @@
+// What the conic method does before and around its iterations: equations that say nothing new,
+// models that are neither feasible nor provably infeasible, terms that are not convex, many small
+// matrix variables.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "conic_solve.h"
+#include "solve/optimize.h"
+
+namespace vorlan {
+namespace {
+
+using test::proves_infeasible;
+using test::solve_ptf;
+using test::Solved;
+
+std::string three_equations(const char* last_side) {
+  return std::string(
+             "Minimize\n o: x + y + z\nSubject To\n a: x + y = 2\n b: y + z = 3\n"
+             " c: x + 2 y + z = ") +
+         last_side + "\nEnd\n";
+}
+
+TEST(ConicMethod, RemovesDependentEquations) {
+  Solved solved;
+  solve_ptf(three_equations("5"), &solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_NEAR(solved.solution().primal_objective, 3.0, 1e-7);
+  EXPECT_NE(solved.log.find("removed 1 equations"), std::string::npos) << solved.log;
+}
+
+TEST(ConicMethod, KeepsContradictingEquationsForTheProof) {
+  Solved solved;
+  solve_ptf(three_equations("6"), &solved);
+  EXPECT_TRUE(proves_infeasible(solved)) << solved.log;
+  EXPECT_EQ(solved.log.find("removed"), std::string::npos) << solved.log;
+}
+
+// x0 = x1 and x0^2 >= x1^2 + 1 come arbitrarily near to each other and never meet.
+TEST(ConicMethod, RecognizesAnIllPosedModel) {
+  Solved solved;
+  solve_ptf(
+      "Minimize\n o: x2\nSubject To\n a: x0 - x1 = 0\n b: x2 = 1\nBounds\n x1 free\n x2 free\n"
+      "Cones\n k: quadratic x0 x1 x2\nEnd\n",
+      &solved);
+  EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kIllPosed) << solved.log;
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kDualIllPosedCertificate) << solved.log;
+}
+
+// For each k the least off-diagonal element of [1 x; x k] is -sqrt(k).
+TEST(ConicMethod, SolvesManySmallMatrixVariables) {
+  constexpr int kCount = 40;
+  std::string variables;
+  std::string objective;
+  std::string rows;
+  double optimum = 0.0;
+  for (int k = 1; k <= kCount; ++k) {
+    const std::string name = "X" + std::to_string(k);
+    variables += " " + name + "(2)\n";
+    objective += " + 2 " + name + "(2,1)";
+    rows += " a" + name + ": " + name + "(1,1) = 1\n b" + name + ": " + name +
+            "(2,2) = " + std::to_string(k) + "\n";
+    optimum -= 2.0 * std::sqrt(k);
+  }
+  Solved solved;
+  solve_ptf("Matrix Variables\n" + variables + "Minimize\n o:" + objective + "\nSubject To\n" +
+                rows + "End\n",
+            &solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_NEAR(solved.solution().primal_objective, optimum, 1e-6 * std::fabs(optimum));
+  // Elements of different matrix variables do not meet: one pivot a constraint, and the pair of
+  // constraints on one matrix variable.
+  EXPECT_NE(solved.log.find("80 equations"), std::string::npos) << solved.log;
+}
+
+TEST(ConicMethod, NamesWhatIsNotConvex) {
+  Solved solved;
+  solved.task.model.cost = {0.0, 0.0};
+  solved.task.model.var_lower = {0.0, 0.0};
+  solved.task.model.var_upper = {1.0, 1.0};
+  solved.task.model.var_kind.assign(2, VarKind::kContinuous);
+  solved.task.model.matrix.start.assign(3, 0);
+  solved.task.model.var_names.add("left");
+  solved.task.model.var_names.add("right");
+  // x^2 + y^2 + 6 x y over 2.
+  solved.task.model.quadratic_cost = {{0, 0, 1.0}, {1, 0, 3.0}, {1, 1, 1.0}};
+  test::solve_conic(&solved);
+  EXPECT_EQ(solved.status.code(), Code::kErrNotConvex);
+  const std::string& message = solved.status.message();
+  EXPECT_NE(message.find("left"), std::string::npos) << message;
+  EXPECT_NE(message.find("right"), std::string::npos) << message;
+}
+
+}  // namespace
+}  // namespace vorlan

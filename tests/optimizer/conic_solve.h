@@ -1,0 +1,31 @@
+// Solving with the conic method in this process, for tests that look at solutions and residuals.
+#pragma once
+
+#include <string>
+
+#include "task/status.h"
+#include "task/task.h"
+
+namespace vorlan::test {
+
+struct Solved {
+  Task task;
+  Status status;
+  std::string log;
+
+  const Solution& solution() const { return task.solutions[0]; }
+  // A figure of the log, "duality gap" for example; infinite if it has none.
+  double figure(const std::string& name) const;
+};
+
+// Solves the model that the task of `solved` holds.
+void solve_conic(Solved* solved);
+
+// Reads a model given as the text of a PTF file, without its opening line, and solves it.
+void solve_ptf(const std::string& text, Solved* solved);
+
+// Whether the certificates that the solution holds prove the model infeasible or unbounded.
+bool proves_infeasible(const Solved& solved);
+bool proves_unbounded(const Solved& solved);
+
+}  // namespace vorlan::test

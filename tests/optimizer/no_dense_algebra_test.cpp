@@ -1,0 +1,72 @@
+// A machine without BLAS and LAPACK: this program's own dlopen does not find them. Models that need
+// them are refused with a message that names the package; all others are solved.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "conic_solve.h"
+
+namespace {
+
+bool is_hidden(const char* name) {
+  if (name == nullptr) return false;
+  const std::string_view text = name;
+  return text.find("blas") != std::string_view::npos ||
+         text.find("lapack") != std::string_view::npos;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) void* dlopen(const char* name, int flags) {
+  using Open = void* (*)(const char*, int);
+  static const auto real = reinterpret_cast<Open>(::dlsym(RTLD_NEXT, "dlopen"));
+  return is_hidden(name) ? nullptr : real(name, flags);
+}
+
+namespace vorlan {
+namespace {
+
+TEST(NoDenseAlgebra, AMatrixVariableIsRefusedWithTheReason) {
+  test::Solved solved;
+  solved.task.model.matrix_vars = {{2}};
+  solved.task.model.matrix_cost = {{0, {0, 0, 1.0}}};
+  test::solve_conic(&solved);
+  EXPECT_EQ(solved.status.code(), Code::kErrOptimizer);
+  EXPECT_NE(solved.status.message().find("libopenblas0-serial"), std::string::npos)
+      << solved.status.message();
+  EXPECT_FALSE(solved.solution().defined);
+}
+
+TEST(NoDenseAlgebra, OtherModelsDoWithoutIt) {
+  test::Solved solved;
+  test::solve_ptf(
+      "Minimize\n o: x + [ y^2 ] / 2\nSubject To\n a: y + z >= 2\nBounds\n z free\nCones\n"
+      " k: quadratic x y z\nEnd\n",
+      &solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+}
+
+// A quadratic term of this order fills the factor.
+TEST(NoDenseAlgebra, LargeDensePartsAreFactoredWithoutIt) {
+  constexpr int32_t kOrder = 300;
+  test::Solved solved;
+  Model& model = solved.task.model;
+  model.cost.assign(kOrder, -1.0);
+  model.var_lower.assign(kOrder, 0.0);
+  model.var_upper.assign(kOrder, kInfinity);
+  model.var_kind.assign(kOrder, VarKind::kContinuous);
+  model.matrix.start.assign(kOrder + 1, 0);
+  for (int32_t col = 0; col < kOrder; ++col) {
+    for (int32_t row = col; row < kOrder; ++row) {
+      model.quadratic_cost.push_back({row, col, row == col ? 2.0 : 1.0});
+    }
+  }
+  test::solve_conic(&solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  // (I + 11') x = 1
+  EXPECT_NEAR(solved.solution().xx[0], 1.0 / (kOrder + 1), 1e-7);
+}
+
+}  // namespace
+}  // namespace vorlan

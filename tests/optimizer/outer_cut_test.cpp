@@ -1,0 +1,242 @@
+// The parts of outer approximation: supporting hyperplanes, and models with fixed integers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "cone_points.h"
+#include "conic_models.h"
+#include "solve/checker.h"
+#include "solve/cone_violation.h"
+#include "solve/highs/highs_backend.h"
+#include "solve/outer/canonical_cone.h"
+#include "solve/outer/fixed_model.h"
+#include "solve/outer/relaxation.h"
+
+namespace vorlan {
+namespace {
+
+using outer::FixedModel;
+using outer::Relaxation;
+using outer::RowView;
+
+constexpr int kNumKinds = static_cast<int>(ConeKind::kDualPower) + 1;
+
+// A cone by itself, over free variables.
+Model model_of(const Cone& cone) {
+  Model model = test::free_variables(std::vector<double>(cone.vars.size(), 0.0));
+  model.cones = {cone};
+  return model;
+}
+
+double row_violation(Model linear, const std::vector<double>& x) {
+  linear.var_kind.assign(x.size(), VarKind::kContinuous);
+  return primal_violation(linear, x);
+}
+
+class Silent : public BackendMonitor {
+ public:
+  void log(std::string_view) override {}
+  bool should_stop(const Progress&) override { return false; }
+  void incumbent(std::span<const double>) override {}
+};
+
+Outcome solve_linear(const Model& linear) {
+  Silent monitor;
+  BackendResult result;
+  const Status status =
+      kHighsBackend.solve(MinimizeProblem(linear), Parameters(), kInfinity, &monitor, &result);
+  EXPECT_TRUE(status.ok()) << status.message();
+  return result.outcome;
+}
+
+// Whether no point of the relaxation has these values first.
+bool is_cut_off(Model linear, const std::vector<double>& values) {
+  for (size_t j = 0; j < values.size(); ++j) {
+    linear.var_lower[j] = linear.var_upper[j] = values[j];
+  }
+  return solve_linear(linear) == Outcome::kInfeasible;
+}
+
+// Whether z'x can be -1 in the relaxation, which is a cone as its model is.
+bool can_be_negative(Model linear, std::vector<double> z) {
+  double size = 0.0;
+  for (const double value : z) size = std::max(size, std::fabs(value));
+  if (size == 0.0) return false;
+  for (double& value : z) value /= size;
+  z.resize(linear.cost.size(), 0.0);
+  test::add_constraint(&linear, -1.0, -1.0, z);
+  // With coefficients no larger than 1 it takes members of this size at least to get there, where
+  // rounding is all that helps.
+  for (size_t j = 0; j < z.size(); ++j) {
+    linear.var_lower[j] = std::max(linear.var_lower[j], -1e4);
+    linear.var_upper[j] = std::min(linear.var_upper[j], 1e4);
+  }
+  return solve_linear(linear) != Outcome::kInfeasible;
+}
+
+class ConeCuts : public testing::TestWithParam<int> {
+ protected:
+  ConeKind kind() const { return static_cast<ConeKind>(GetParam()); }
+};
+
+// Points of the cone satisfy all cuts that duals and points outside of it give.
+TEST_P(ConeCuts, HoldInTheCone) {
+  for (uint32_t seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE(seed);
+    test::Random random(seed);
+    const Cone cone = test::random_cone(kind(), 0, &random);
+    const Model model = model_of(cone);
+    const MinimizeProblem problem(model);
+    Relaxation relaxation(problem);
+    BackendResult multipliers;
+    multipliers.snx = test::complementary_pair(cone, &random).z;
+    relaxation.cut_by_duals(multipliers);
+    std::vector<double> anywhere(cone.vars.size());
+    for (double& value : anywhere) value = random.between(-3.0, 3.0);
+    relaxation.cut_cone_at(0, anywhere);
+    const Model linear = relaxation.make_model();
+    for (int k = 0; k < 10; ++k) {
+      const std::vector<double> inside = test::interior_point(cone, false, &random);
+      const std::vector<double> border = test::complementary_pair(cone, &random).s;
+      EXPECT_LE(row_violation(linear, relaxation.lift(inside, {})), 1e-9);
+      EXPECT_LE(row_violation(linear, relaxation.lift(border, {})), 1e-9);
+    }
+  }
+}
+
+// A point outside, with the best that the other columns can be, is cut off.
+TEST_P(ConeCuts, CutOffWhatIsOutside) {
+  int tried = 0;
+  for (uint32_t seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE(seed);
+    test::Random random(seed);
+    const Cone cone = test::random_cone(kind(), 0, &random);
+    std::vector<double> point(cone.vars.size());
+    for (double& value : point) value = random.between(-1.0, 3.0);
+    if (cone_violation(cone, point) < 1e-3) continue;
+    const Model model = model_of(cone);
+    const MinimizeProblem problem(model);
+    Relaxation relaxation(problem);
+    relaxation.cut_cone_at(0, point);
+    EXPECT_TRUE(is_cut_off(relaxation.make_model(), point));
+    ++tried;
+  }
+  EXPECT_GT(tried, 50);
+}
+
+// The hyperplane at the complement of z is as strong as z'x >= 0: where it holds, that holds.
+TEST_P(ConeCuts, AreAsStrongAsTheDual) {
+  for (uint32_t seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE(seed);
+    test::Random random(seed);
+    const Cone cone = test::random_cone(kind(), 0, &random);
+    const test::ComplementaryPair pair = test::complementary_pair(cone, &random);
+    const Model model = model_of(cone);
+    const MinimizeProblem problem(model);
+    Relaxation relaxation(problem);
+    BackendResult multipliers;
+    multipliers.snx = pair.z;
+    relaxation.cut_by_duals(multipliers);
+    EXPECT_FALSE(can_be_negative(relaxation.make_model(), pair.z));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ConeCuts, testing::Range(0, kNumKinds));
+
+// Half of 3 x^2 + (x + y)^2, x an integer and y not: all points satisfy the tangents and chords at
+// any other, and one at a whole x is where they touch.
+TEST(Cuts, OfSquares) {
+  Model model = test::free_variables({0.0, 0.0});
+  model.var_kind[0] = VarKind::kInteger;
+  model.quadratic_cost = {{0, 0, 4.0}, {1, 0, 1.0}, {1, 1, 1.0}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  for (double x = -3.0; x <= 3.0; x += 0.5) relaxation.cut_by_curvature({x, 1.5 - x});
+  EXPECT_GT(relaxation.num_cuts(), 10);
+  const Model linear = relaxation.make_model();
+  for (double x = -6.0; x <= 6.0; x += 1.0) {
+    for (double y = -4.0; y <= 4.0; y += 0.25) {
+      EXPECT_LE(row_violation(linear, relaxation.lift({x, y}, {})), 1e-12) << x << ' ' << y;
+    }
+  }
+}
+
+// At 1.5 the chord of the square between 1 and 2 is 2.5, the square only 2.25.
+TEST(Cuts, OfAnIntegerSquareAreChords) {
+  Model model = test::free_variables({0.0});
+  model.var_kind[0] = VarKind::kInteger;
+  model.quadratic_cost = {{0, 0, 2.0}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  EXPECT_EQ(relaxation.cut_by_curvature({1.5}), 1);
+  EXPECT_EQ(relaxation.cut_by_curvature({1.2}), 0) << "the same chord";
+  const Model linear = relaxation.make_model();
+  const auto holds = [&](double x, double r) { return row_violation(linear, {x, r}) <= 1e-9; };
+  for (int x = -4; x <= 4; ++x) EXPECT_TRUE(holds(x, x * x)) << x;
+  EXPECT_TRUE(holds(1.5, 2.5));
+  EXPECT_FALSE(holds(1.5, 2.4));
+}
+
+// x0 is an integer and fixes x1 by an equation, and both the cone.
+TEST(FixedModel, FollowsEquations) {
+  Model model = test::free_variables({0.0, 0.0, 1.0});
+  model.var_kind[0] = VarKind::kInteger;
+  model.cones = {{ConeKind::kQuadratic, {2, 1}, {}}};
+  test::add_constraint(&model, 1.0, 1.0, {2.0, -1.0, 0.0});
+  const FixedModel fixed(model, RowView(model), {2.0}, 1e-7);
+  ASSERT_FALSE(fixed.infeasible());
+  EXPECT_FALSE(fixed.determined());
+  EXPECT_EQ(fixed.model().var_lower[1], 3.0);
+  EXPECT_EQ(fixed.model().var_upper[1], 3.0);
+  EXPECT_EQ(fixed.model().cones.size(), 1U);
+  EXPECT_EQ(fixed.model().con_lower[0], -kInfinity) << "the equation has done its part";
+}
+
+// 2 x0 x1 >= x2^2 with x1 = 0 leaves x0 >= 0, x2 = 0.
+TEST(FixedModel, TakesTheFaceOfACone) {
+  Model model = test::free_variables({1.0, 0.0, 0.0});
+  model.var_kind[1] = VarKind::kInteger;
+  model.cones = {{ConeKind::kRotatedQuadratic, {0, 1, 2}, {}}};
+  const FixedModel off(model, RowView(model), {0.0}, 1e-7);
+  ASSERT_FALSE(off.infeasible());
+  EXPECT_EQ(off.model().var_lower[0], 0.0);
+  EXPECT_EQ(off.model().var_lower[2], 0.0);
+  EXPECT_EQ(off.model().var_upper[2], 0.0);
+  EXPECT_TRUE(off.model().cones.empty());
+  const FixedModel on(model, RowView(model), {1.0}, 1e-7);
+  EXPECT_EQ(on.model().cones.size(), 1U);
+  const FixedModel negative(model, RowView(model), {-1.0}, 1e-7);
+  EXPECT_EQ(negative.model().cones.size(), 1U) << "what has an interior is left to the solve";
+}
+
+// x0 x1 + x1^2 <= 7 with x0 = 3: 3 x1 + x1^2 <= 7; with x1 = 1 as well it is a constant.
+TEST(FixedModel, SubstitutesProducts) {
+  Model model = test::free_variables({0.0, 0.0});
+  model.var_kind[0] = VarKind::kInteger;
+  test::add_constraint(&model, -kInfinity, 7.0, {0.0, 0.0});
+  model.quadratic_coefficients = {{0, {1, 0, 1.0}}, {0, {1, 1, 2.0}}};
+  const FixedModel fixed(model, RowView(model), {3.0}, 1e-7);
+  EXPECT_EQ(fixed.model().quadratic_coefficients.size(), 1U);
+  ASSERT_EQ(fixed.model().matrix.num_elements(), 1);
+  EXPECT_EQ(fixed.model().matrix.value[0], 3.0);
+  model.var_kind[1] = VarKind::kInteger;
+  EXPECT_TRUE(FixedModel(model, RowView(model), {3.0, 1.0}, 1e-7).determined());
+  EXPECT_TRUE(FixedModel(model, RowView(model), {3.0, 2.0}, 1e-7).infeasible());
+}
+
+// The nearest values; a semi-continuous variable is 0 or on.
+TEST(FixedModel, FindsTheAssignment) {
+  Model model = test::free_variables({0.0, 0.0, 0.0, 0.0, 0.0});
+  model.var_kind = {VarKind::kInteger, VarKind::kContinuous, VarKind::kSemiContinuous,
+                    VarKind::kSemiContinuous, VarKind::kSemiInteger};
+  for (const size_t j : {2, 3, 4}) {
+    model.var_lower[j] = 2.0;
+    model.var_upper[j] = 5.0;
+  }
+  const std::vector<double> expected = {1.0, 0.0, kInfinity, 4.0};
+  EXPECT_EQ(outer::find_assignment(model, {1.4, 0.3, 0.2, 1.9, 3.6}), expected);
+}
+
+}  // namespace
+}  // namespace vorlan

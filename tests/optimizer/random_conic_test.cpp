@@ -1,0 +1,202 @@
+// Random conic models with known answers: status, objective, residuals and certificates.
+//
+// More of them: VORLAN_RANDOM_MODELS=5000 vorlan_optimizer_tests --gtest_filter='RandomConic*'
+// One of them: VORLAN_RANDOM_FIRST=4711 VORLAN_RANDOM_MODELS=1 likewise, and with
+// VORLAN_RANDOM_FILE=model.ptf it is written to a file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "conic_solve.h"
+#include "format/problem_file.h"
+#include "random_conic_model.h"
+#include "task/status_words.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+using test::ConicFamily;
+using test::KnownConicModel;
+using test::make_conic_model;
+using test::proves_infeasible;
+using test::proves_unbounded;
+using test::solve_conic;
+using test::Solved;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr uint32_t kDefaultCount = 60;
+#else
+constexpr uint32_t kDefaultCount = 300;
+#endif
+
+uint32_t number_from(const char* variable, uint32_t otherwise) {
+  const char* number = std::getenv(variable);
+  return number == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(number, nullptr, 10));
+}
+
+// The greatest error of an objective, relative to its terms, the greatest residuals, and how many
+// in a thousand models may end with less than the full answer. A wrong answer is never allowed.
+struct Demand {
+  double objective;
+  double residual;
+  uint32_t weak;
+};
+
+std::string complain(const std::string& what, double value) {
+  return what + " " + format_text("%.3g", value) + "; ";
+}
+
+// What is wrong with an answer; empty if nothing is.
+std::string faults_of_optimum(const KnownConicModel& known, const Solved& solved,
+                              const Demand& demand) {
+  const Solution& s = solved.solution();
+  std::string faults;
+  const auto limit = [&faults](const char* what, double value, double most) {
+    if (!(value <= most)) faults += complain(what, value);
+  };
+  if (s.status != SolutionStatus::kOptimal) {
+    faults += std::string("status ") + word_of(kSolutionStatuses, s.status) + "; ";
+  }
+  limit("objective off by", std::fabs(s.primal_objective - known.objective) / known.size,
+        demand.objective);
+  limit("dual objective off by", std::fabs(s.dual_objective - known.objective) / known.size,
+        demand.objective);
+  for (const char* residual : {"primal violation", "dual violation", "duality gap"}) {
+    limit(residual, solved.figure(residual), demand.residual);
+  }
+  return faults;
+}
+
+std::string faults_of_certificate(const Solved& solved, ProblemStatus problem,
+                                  SolutionStatus status) {
+  const Solution& s = solved.solution();
+  std::string faults;
+  if (s.problem_status != problem) {
+    faults += std::string("problem status ") + word_of(kProblemStatuses, s.problem_status) + "; ";
+  }
+  if (s.status != status) {
+    faults += std::string("status ") + word_of(kSolutionStatuses, s.status) + "; ";
+  }
+  return faults;
+}
+
+std::string faults_of_dual_ray(const Solved& solved) {
+  std::string faults = faults_of_certificate(solved, ProblemStatus::kPrimalInfeasible,
+                                             SolutionStatus::kPrimalInfeasibleCertificate);
+  if (!proves_infeasible(solved)) faults += "no dual ray; ";
+  return faults;
+}
+
+std::string faults_of_primal_ray(const Solved& solved) {
+  std::string faults = faults_of_certificate(solved, ProblemStatus::kDualInfeasible,
+                                             SolutionStatus::kDualInfeasibleCertificate);
+  if (!proves_unbounded(solved)) faults += "no primal ray; ";
+  return faults;
+}
+
+std::string faults_of(ConicFamily family, const KnownConicModel& known, const Demand& demand,
+                      const Solved& solved) {
+  if (!solved.status.ok()) return solved.status.message();
+  if (family == ConicFamily::kPrimalInfeasible) return faults_of_dual_ray(solved);
+  if (family == ConicFamily::kDualInfeasible) return faults_of_primal_ray(solved);
+  return faults_of_optimum(known, solved, demand);
+}
+
+// An answer that claims less than is true, but nothing else: a point without the claim of an
+// optimum, infeasibility without its proof, or a ray that is found but has no margin.
+bool is_weak(ConicFamily family, const Solved& solved) {
+  if (!solved.status.ok()) return false;
+  const bool has_optimum =
+      family != ConicFamily::kPrimalInfeasible && family != ConicFamily::kDualInfeasible;
+  const ProblemStatus known = family == ConicFamily::kPrimalInfeasible
+                                  ? ProblemStatus::kPrimalInfeasible
+                                  : ProblemStatus::kDualInfeasible;
+  const ProblemStatus problem = solved.solution().problem_status;
+  switch (solved.solution().status) {
+    case SolutionStatus::kUnknown:
+      return problem == ProblemStatus::kUnknown || (!has_optimum && problem == known);
+    case SolutionStatus::kPrimalIllPosedCertificate:
+      return family == ConicFamily::kPrimalInfeasible;
+    case SolutionStatus::kDualIllPosedCertificate:
+      return family == ConicFamily::kDualInfeasible;
+    case SolutionStatus::kPrimalFeasible:
+    case SolutionStatus::kDualFeasible:
+    case SolutionStatus::kPrimalAndDualFeasible:
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string shape_of(const Model& model) {
+  static constexpr const char* kKinds[] = {"Q", "R", "E", "E*", "P", "P*"};
+  std::string shape = std::to_string(model.num_var()) + " variables, " +
+                      std::to_string(model.num_con()) + " constraints";
+  for (const Cone& cone : model.cones) {
+    shape += std::string(" ") + kKinds[static_cast<size_t>(cone.kind)] +
+             std::to_string(cone.vars.size());
+  }
+  for (const MatrixVariable& variable : model.matrix_vars) {
+    shape += " X" + std::to_string(variable.dimension);
+  }
+  if (!model.quadratic_cost.empty()) shape += " quadratic objective";
+  if (!model.quadratic_coefficients.empty()) shape += " quadratic constraints";
+  return shape;
+}
+
+// For a look at it.
+void write_model(const Model& model) {
+  const char* path = std::getenv("VORLAN_RANDOM_FILE");
+  if (path == nullptr) return;
+  Task task;
+  task.model = model;
+  const Status status = write_problem_file(&task, path);
+  ASSERT_TRUE(status.ok()) << status.message();
+}
+
+void try_models(ConicFamily family, const Demand& demand) {
+  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 0);
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", kDefaultCount);
+  uint32_t weak = 0;
+  std::string list;
+  for (uint32_t seed = first; seed < first + count; ++seed) {
+    const KnownConicModel known = make_conic_model(family, seed);
+    write_model(known.model);
+    Solved solved;
+    solved.task.model = known.model;
+    solve_conic(&solved);
+    const std::string faults = faults_of(family, known, demand, solved);
+    if (faults.empty()) continue;
+    const std::string line =
+        "seed " + std::to_string(seed) + ": " + shape_of(known.model) + ": " + faults + "\n";
+    if (is_weak(family, solved)) {
+      ++weak;
+      list += line;
+    } else {
+      ADD_FAILURE() << line;
+    }
+  }
+  EXPECT_LE(1000 * weak, demand.weak * count) << list;
+}
+
+// The last numbers are what the method reaches, doubled: a half of the weak answers is of models
+// with quadratic constraints, whose multipliers and rays are read off the members of cones.
+TEST(RandomConic, Regular) { try_models(ConicFamily::kRegular, {1e-6, 1e-6, 100}); }
+TEST(RandomConic, WithoutDualInterior) {
+  try_models(ConicFamily::kNoDualInterior, {1e-6, 1e-6, 130});
+}
+TEST(RandomConic, PrimalInfeasible) { try_models(ConicFamily::kPrimalInfeasible, {0.0, 0.0, 400}); }
+TEST(RandomConic, DualInfeasible) { try_models(ConicFamily::kDualInfeasible, {0.0, 0.0, 400}); }
+// Twelve powers of ten in one model: some residuals are beyond what doubles give, and small
+// residuals leave large errors.
+TEST(RandomConic, Scaled) { try_models(ConicFamily::kScaled, {1e-3, 1e-6, 300}); }
+// A change of the data by a tolerance changes such an optimum by the root of it, or makes the model
+// infeasible.
+TEST(RandomConic, WithoutInterior) { try_models(ConicFamily::kNoInterior, {1e-4, 1e-6, 150}); }
+
+}  // namespace
+}  // namespace vorlan

@@ -1,0 +1,120 @@
+// The end summary of a solve in the log says what the JSON solution says.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "task_support.h"
+
+namespace {
+
+// The text behind the name in the end summary, such as "optimal" of "  solution status   optimal".
+std::string in_summary(const std::string& log, const std::string& name) {
+  const size_t end = log.rfind("Optimization ended");
+  const size_t line = end == std::string::npos ? end : log.find("\n  " + name + " ", end);
+  if (line == std::string::npos) return "";
+  const size_t value = log.find_first_not_of(' ', line + 3 + name.size());
+  return log.substr(value, log.find('\n', value) - value);
+}
+
+// The value of a key that a JSON solution has once, without its quotes.
+std::string in_json(const std::string& json, const std::string& key) {
+  const size_t at = json.find('"' + key + "\": ");
+  if (at == std::string::npos) return "";
+  const size_t value = at + key.size() + 4;
+  const std::string text = json.substr(value, json.find_first_of(",\n", value) - value);
+  return text.front() == '"' ? text.substr(1, text.size() - 2) : text;
+}
+
+std::string with_ten_digits(const std::string& number) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.10e", std::stod(number));
+  return text;
+}
+
+struct SummaryCase {
+  const char* what;
+  std::string mps;
+  const char* parameter;
+  const char* value;
+  const char* solution_status;
+  bool has_objective;
+};
+
+const SummaryCase kCases[] = {
+    {"optimum", two_products(-1), nullptr, nullptr, "optimal", true},
+    {"maximum with a constant",
+     "OBJSENSE\n MAX\nNAME A\nROWS\n N C\n L R\nCOLUMNS\n X C 2 R 3\nRHS\n B C -10 R 4\nENDATA\n",
+     nullptr, nullptr, "optimal", true},
+    {"integer optimum",
+     "NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
+     "RHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n",
+     nullptr, nullptr, "integer optimal", true},
+    {"incumbent of a stopped solve", hard_integer_model(), "VLN_IPAR_MIP_SOLUTION_LIMIT", "1",
+     "primal feasible", true},
+    {"no feasible point",
+     "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\nRHS\n B R 1 S 2\nENDATA\n",
+     nullptr, nullptr, "primal infeasible certificate", false},
+    {"no bound on the objective",
+     "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n", nullptr,
+     nullptr, "dual infeasible certificate", true},
+};
+
+TEST(Summary, SaysWhatTheJsonSolutionSays) {
+  for (const SummaryCase& c : kCases) {
+    TestTask task;
+    ASSERT_EQ(task.read(c.mps), VLN_RES_OK);
+    if (c.parameter != nullptr) {
+      ASSERT_EQ(VLN_putparam(task, c.parameter, c.value), VLN_RES_OK);
+    }
+    task.solve();
+    const std::string path = test_file_path("solution.json");
+    ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
+    const std::string json = read_whole_file(path);
+    EXPECT_EQ(in_summary(task.log(), "solution status"), c.solution_status) << c.what;
+    for (const char* name : {"problem status", "solution status"}) {
+      EXPECT_NE(in_json(json, name), "") << c.what;
+      EXPECT_EQ(in_summary(task.log(), name), in_json(json, name)) << c.what;
+    }
+    const std::string objective = in_json(json, "primal objective");
+    EXPECT_EQ(in_summary(task.log(), "objective"),
+              c.has_objective ? with_ten_digits(objective) : "")
+        << c.what;
+  }
+}
+
+// A person who follows a long solve sees how far it is, at most once a second.
+TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
+  TestTask task;
+  ASSERT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "2.5"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_TIME_LIMIT");
+  const std::string heading =
+      "      time         nodes         incumbent             bound        gap\n";
+  const size_t table = task.log().find(heading);
+  ASSERT_NE(table, std::string::npos) << task.log();
+  EXPECT_EQ(task.log().find(heading, table + 1), std::string::npos) << "one heading is enough";
+  const char* line = task.log().c_str() + table + heading.size();
+  double last = 0.0;
+  int lines = 0;
+  double time = 0.0;
+  double incumbent = 0.0;
+  double bound = 0.0;
+  double gap = 0.0;
+  long long nodes = -1;
+  int length = 0;
+  while (std::sscanf(line, "%lf s %lld %lf %lf %lf%%\n%n", &time, &nodes, &incumbent, &bound, &gap,
+                     &length) == 5) {
+    EXPECT_GE(time, last + 0.9);  // shown with one digit
+    EXPECT_GE(nodes, 0);
+    EXPECT_GE(incumbent, bound);
+    EXPECT_NEAR(gap, 100.0 * (incumbent - bound) / incumbent, 0.01);
+    last = time;
+    line += length;
+    ++lines;
+  }
+  EXPECT_GE(lines, 1) << task.log();
+  EXPECT_LE(lines, 2) << task.log();
+}
+
+}  // namespace

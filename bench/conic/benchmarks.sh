@@ -1,0 +1,65 @@
+# shellcheck shell=bash disable=SC2154
+# The benchmarks of the conic method; read by bench/run, whose functions and variables they use.
+
+# Second-order cones in a chain: the time of an iteration may grow hardly more than the model.
+bench_growth() {
+  build release OFF bench_path_growth
+  local seconds iterations small large
+  heading "Shortest path through boxes, three fifths of the variables in cones" ms/iter.
+  read -r seconds iterations small < <("$bin/bench_path_growth" 1000 21)
+  line "1,000 variables ($seconds s, $iterations iterations)" "$small"
+  read -r seconds iterations large < <("$bin/bench_path_growth" 10000 9)
+  compared "10,000 variables ($seconds s, $iterations iterations)" "$large" "$small" 13
+  small=$large
+  read -r seconds iterations large < <("$bin/bench_path_growth" 100000 3)
+  compared "100,000 variables ($seconds s, $iterations iterations)" "$large" "$small" 13
+}
+
+bench_quadratic() {
+  "$root/scripts/setup" bench
+  build release OFF bench_beside_ipopt
+  local size ours theirs
+  heading "Smoothed series: a quadratic program in memory, solve alone" s
+  for size in "1000 9" "10000 3" "100000 1"; do
+    # shellcheck disable=SC2086
+    read -r ours theirs < <("$bin/bench_beside_ipopt" $size)
+    line "Ipopt, ${size% *} variables" "$theirs"
+    compared "vorlan" "$ours" "$theirs" 0.5
+  done
+}
+
+# Whole processes on the semidefinite instances of VORLAN_DATA, one thread each.
+bench_semidefinite() {
+  if [[ ! -r $data/expected.tsv ]]; then
+    note "semidefinite: VORLAN_DATA names no folder with an expected.tsv; left out"
+    return
+  fi
+  "$root/scripts/setup" test
+  build release OFF vorlancli bench_interleave
+  export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
+  local class status optimum tolerance
+  while IFS=$'\t' read -r file class _ status optimum tolerance _; do
+    [[ $class == sdp && $status == optimal ]] || continue
+    gzip -dc -- "$data/$file" >model.dat-s
+    measure_semidefinite "$optimum" "$tolerance" >>semidefinite.tsv
+  done <"$data/expected.tsv"
+  local count ours theirs
+  read -r count ours theirs < <(awk '
+    { ++n; a += log($2); b += log($3) }
+    END { printf "%d %.1f %.1f\n", n, exp(a / n), exp(b / n) }' semidefinite.tsv)
+  heading "Read, solve, write: $count semidefinite instances (geometric means)" ms
+  line "csdp" "$theirs"
+  compared "vorlancli -read -solve -write-solution" "$ours" "$theirs" 1.5
+}
+
+# measure_semidefinite OPTIMUM TOLERANCE: a line with name, our milliseconds, those of csdp.
+measure_semidefinite() {
+  local ours=("$bin/vorlancli" -read model.dat-s -solve -write-solution ours.plain) begin rounds
+  begin=$(date +%s.%N)
+  "${ours[@]}" 2>/dev/null || fail "vorlancli does not solve $file"
+  rounds=$(awk -v a="$begin" -v b="$(date +%s.%N)" 'BEGIN { s = b - a; print s < 0.5 ? 7 : s < 3 ? 3 : 1 }')
+  check_objective "$1" "$2"
+  # Its status 3 is an optimum of lower accuracy.
+  interleaved "$rounds" "${ours[@]}" -- sh -c 'csdp model.dat-s csdp.txt || [ $? -eq 3 ]'
+  printf '%s %s %s\n' "$file" "${medians[@]}"
+}

@@ -1,6 +1,5 @@
 // Queries of sizes and names.
 #include <algorithm>
-#include <cstring>
 
 #include "api/operation.h"
 #include "task/text.h"
@@ -27,8 +26,7 @@ Status check_index(const char* what, int32_t index, int32_t count) {
 
 Status copy_name(std::string_view name, int32_t sizename, char* out) {
   const size_t room = static_cast<size_t>(sizename) - 1;
-  const size_t length = std::min(name.size(), room);
-  std::memcpy(out, name.data(), length);
+  const size_t length = name.copy(out, room);  // memcpy would ask for a pointer of no name too
   out[length] = '\0';
   if (length == name.size()) return {};
   return {Code::kErrBufferSize,

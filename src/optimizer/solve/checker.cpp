@@ -7,6 +7,7 @@
 #include "solve/cone_violation.h"
 #include "solve/definiteness.h"
 #include "solve/terms.h"
+#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -57,12 +58,6 @@ Sum bound_sum(const Model& model, const std::vector<double>& y, const std::vecto
     sum.add(bound_term(d[j], model.var_lower[j], model.var_upper[j]));
   }
   return sum;
-}
-
-double largest(const std::vector<double>& values) {
-  double size = 0.0;
-  for (const double value : values) size = std::max(size, std::fabs(value));
-  return size;
 }
 
 double largest_element(const std::vector<double>& values, double so_far) {
@@ -214,9 +209,64 @@ struct RayMeasure {
 };
 
 // Fills in d and bars.
-RayMeasure measure_dual_ray(const Model& model, BackendResult* ray);
+RayMeasure measure_dual_ray(const Model& model, BackendResult* ray) {
+  const MinimizeProblem problem(model);
+  const size_t num_var = model.cost.size();
+  const auto fits = [num_var](const auto& values) {
+    return (values.empty() || values.size() == num_var) && all_finite(values);
+  };
+  if (ray->y.size() != model.con_lower.size() || !all_finite(ray->y)) return {};
+  if (!fits(ray->snx) || !fits(ray->x)) return {};
+  const auto hessian = lagrangian_hessian(problem, ray->y, WithCost::kNo);
+  double violation = std::max(sides_violation(model, ray->y), indefiniteness(hessian));
+  const std::vector<Sum> sums = column_sums(problem, *ray, hessian, WithCost::kNo);
+  ray->d.resize(num_var);
+  for (size_t j = 0; j < num_var; ++j) {
+    ray->d[j] = sums[j].value;
+    violation = std::max(violation, sign_violation(sums[j].value, model.var_lower[j],
+                                                   model.var_upper[j], sums[j].size));
+  }
+  ray->bars.clear();
+  for (const Sum& sum : matrix_column_sums(problem, ray->y, WithCost::kNo)) {
+    ray->bars.push_back(sum.value);
+  }
+  double scale = 0.0;
+  for (const auto* values : {&ray->y, &ray->d, &ray->snx}) scale = largest_element(*values, scale);
+  if (scale == 0.0) return {};
+  violation = std::max({violation, scale * dual_cones_violation(model, ray->snx, 1.0 / scale),
+                        scale * matrix_violation(model, ray->bars, 1.0 / scale)});
+  const Sum proof = dual_sum(problem, *ray, WithCost::kNo);
+  return {proof.value, violation, std::max(scale, proof.size)};
+}
+
 RayMeasure measure_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
-                              const std::vector<double>& barx);
+                              const std::vector<double>& barx) {
+  const Model& model = problem.model;
+  const bool whole = x.size() == model.cost.size() && barx.size() == packed_starts(model).back();
+  const double scale = largest_element(barx, largest(x));
+  if (!whole || scale == 0.0 || !all_finite(x) || !all_finite(barx)) return {};
+  double violation =
+      std::max({quadratic_change(model, x), scale * cones_violation(model, x, 1.0 / scale),
+                scale * matrix_violation(model, barx, 1.0 / scale)});
+  for (size_t j = 0; j < x.size(); ++j) {
+    violation = std::max(violation, leaves(x[j], model.var_lower[j], model.var_upper[j]));
+  }
+  const std::vector<Sum> sums = linear_row_sums(model, x, barx);
+  for (size_t i = 0; i < sums.size(); ++i) {
+    violation = std::max(
+        violation, leaves(sums[i].value, model.con_lower[i], model.con_upper[i]) / sums[i].size);
+  }
+  const Sum improvement = linear_objective_sum(problem, x, barx);
+  double curvature = 0.0;
+  for (const TriangleEntry& e : model.quadratic_cost) {
+    const double term = e.value * x[static_cast<size_t>(e.row)] * x[static_cast<size_t>(e.col)];
+    curvature += problem.sense_factor() * (e.row == e.col ? term : 2.0 * term);
+  }
+  // The most that the objective falls by before the curvature stops it.
+  const double fall = improvement.value * improvement.value / (2.0 * std::max(curvature, 0.0));
+  if (fall < kUnlimitedFall) violation = kInfinity;
+  return {-improvement.value, violation, scale};
+}
 
 }  // namespace
 
@@ -280,40 +330,6 @@ CrossedBounds find_crossed_bounds(const Model& model) {
   return crossed;
 }
 
-namespace {
-
-RayMeasure measure_dual_ray(const Model& model, BackendResult* ray) {
-  const MinimizeProblem problem(model);
-  const size_t num_var = model.cost.size();
-  const auto fits = [num_var](const auto& values) {
-    return (values.empty() || values.size() == num_var) && all_finite(values);
-  };
-  if (ray->y.size() != model.con_lower.size() || !all_finite(ray->y)) return {};
-  if (!fits(ray->snx) || !fits(ray->x)) return {};
-  const auto hessian = lagrangian_hessian(problem, ray->y, WithCost::kNo);
-  double violation = std::max(sides_violation(model, ray->y), indefiniteness(hessian));
-  const std::vector<Sum> sums = column_sums(problem, *ray, hessian, WithCost::kNo);
-  ray->d.resize(num_var);
-  for (size_t j = 0; j < num_var; ++j) {
-    ray->d[j] = sums[j].value;
-    violation = std::max(violation, sign_violation(sums[j].value, model.var_lower[j],
-                                                   model.var_upper[j], sums[j].size));
-  }
-  ray->bars.clear();
-  for (const Sum& sum : matrix_column_sums(problem, ray->y, WithCost::kNo)) {
-    ray->bars.push_back(sum.value);
-  }
-  double scale = 0.0;
-  for (const auto* values : {&ray->y, &ray->d, &ray->snx}) scale = largest_element(*values, scale);
-  if (scale == 0.0) return {};
-  violation = std::max({violation, scale * dual_cones_violation(model, ray->snx, 1.0 / scale),
-                        scale * matrix_violation(model, ray->bars, 1.0 / scale)});
-  const Sum proof = dual_sum(problem, *ray, WithCost::kNo);
-  return {proof.value, violation, std::max(scale, proof.size)};
-}
-
-}  // namespace
-
 bool complete_dual_ray(const Model& model, BackendResult* ray) {
   const RayMeasure measure = measure_dual_ray(model, ray);
   return proves(measure.margin, measure.violation, measure.scale);
@@ -360,39 +376,6 @@ std::vector<double> find_single_row_ray(const Model& model) {
   }
   return {};
 }
-
-namespace {
-
-RayMeasure measure_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
-                              const std::vector<double>& barx) {
-  const Model& model = problem.model;
-  const bool whole = x.size() == model.cost.size() && barx.size() == packed_starts(model).back();
-  const double scale = largest_element(barx, largest(x));
-  if (!whole || scale == 0.0 || !all_finite(x) || !all_finite(barx)) return {};
-  double violation =
-      std::max({quadratic_change(model, x), scale * cones_violation(model, x, 1.0 / scale),
-                scale * matrix_violation(model, barx, 1.0 / scale)});
-  for (size_t j = 0; j < x.size(); ++j) {
-    violation = std::max(violation, leaves(x[j], model.var_lower[j], model.var_upper[j]));
-  }
-  const std::vector<Sum> sums = linear_row_sums(model, x, barx);
-  for (size_t i = 0; i < sums.size(); ++i) {
-    violation = std::max(
-        violation, leaves(sums[i].value, model.con_lower[i], model.con_upper[i]) / sums[i].size);
-  }
-  const Sum improvement = linear_objective_sum(problem, x, barx);
-  double curvature = 0.0;
-  for (const TriangleEntry& e : model.quadratic_cost) {
-    const double term = e.value * x[static_cast<size_t>(e.row)] * x[static_cast<size_t>(e.col)];
-    curvature += problem.sense_factor() * (e.row == e.col ? term : 2.0 * term);
-  }
-  // The most that the objective falls by before the curvature stops it.
-  const double fall = improvement.value * improvement.value / (2.0 * std::max(curvature, 0.0));
-  if (fall < kUnlimitedFall) violation = kInfinity;
-  return {-improvement.value, violation, scale};
-}
-
-}  // namespace
 
 bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
                    const std::vector<double>& barx) {

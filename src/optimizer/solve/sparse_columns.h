@@ -7,7 +7,7 @@
 
 #include "task/model.h"
 
-namespace vorlan::outer {
+namespace vorlan {
 
 struct MatrixElement {
   int32_t row, col;
@@ -37,4 +37,4 @@ inline SparseMatrix make_columns(std::vector<MatrixElement> elements, size_t num
   return matrix;
 }
 
-}  // namespace vorlan::outer
+}  // namespace vorlan

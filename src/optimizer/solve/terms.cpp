@@ -1,12 +1,11 @@
 // Sums over the terms of a model; see terms.h.
 #include "solve/terms.h"
 
+#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
 namespace {
-
-size_t index(int32_t number) { return static_cast<size_t>(number); }
 
 // Calls visit(row, value) for the elements of a column.
 template <class Visit>
@@ -57,6 +56,15 @@ std::vector<Sum> linear_row_sums(const Model& model, const std::vector<double>& 
     sums[index(a.con)].add(triangles.term(a.matrix_var, a.entry, barx));
   }
   return sums;
+}
+
+std::vector<QuadraticForm> quadratic_forms(const Model& model) {
+  std::vector<QuadraticForm> forms;
+  for (const ConQuadraticEntry& q : model.quadratic_coefficients) {
+    if (forms.empty() || forms.back().con != q.con) forms.push_back({q.con, {}});
+    forms.back().entries.push_back(q.entry);
+  }
+  return forms;
 }
 
 std::vector<Sum> row_sums(const Model& model, const std::vector<double>& x,

@@ -24,6 +24,13 @@ struct Sum {
   }
 };
 
+// The quadratic terms Q_i of one constraint.
+struct QuadraticForm {
+  int32_t con;
+  std::vector<TriangleEntry> entries;
+};
+std::vector<QuadraticForm> quadratic_forms(const Model& model);
+
 // A x + 1/2 x'Q_i x + <A_i, X>; without barx as if it were 0.
 std::vector<Sum> row_sums(const Model& model, const std::vector<double>& x,
                           const std::vector<double>& barx);

@@ -27,23 +27,4 @@ bool Model::is_mixed_integer() const {
                      [](VarKind kind) { return kind != VarKind::kContinuous; });
 }
 
-std::vector<double> constraint_activities(const Model& model, const std::vector<double>& x) {
-  std::vector<double> activity(model.con_lower.size(), 0.0);
-  const SparseMatrix& a = model.matrix;
-  for (size_t j = 0; j < x.size(); ++j) {
-    if (x[j] == 0.0) continue;
-    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
-      const auto element = static_cast<size_t>(k);
-      activity[static_cast<size_t>(a.row[element])] += a.value[element] * x[j];
-    }
-  }
-  return activity;
-}
-
-double linear_objective(const Model& model, const std::vector<double>& x) {
-  double objective = 0.0;
-  for (size_t j = 0; j < x.size(); ++j) objective += model.cost[j] * x[j];
-  return objective;
-}
-
 }  // namespace vorlan

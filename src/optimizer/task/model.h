@@ -124,10 +124,4 @@ struct Model {
   bool is_mixed_integer() const;
 };
 
-// Activities A x of the constraints.
-std::vector<double> constraint_activities(const Model& model, const std::vector<double>& x);
-
-// cost'x, without the constant.
-double linear_objective(const Model& model, const std::vector<double>& x);
-
 }  // namespace vorlan

@@ -3,11 +3,15 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 #include <vector>
 
+#include "solve/checker.h"
 #include "solve/conic/conic_form.h"
 #include "solve/conic/dependent_rows.h"
+#include "solve/conic/dual_ray.h"
 #include "solve/conic/interior_point.h"
+#include "solve/conic/recession.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -23,8 +27,8 @@ std::vector<double> spread(const std::vector<double>& values, const std::vector<
   return all;
 }
 
-Status run(const MinimizeProblem& problem, const Parameters& parameters, BackendMonitor* monitor,
-           BackendResult* result) {
+Status solve_once(const MinimizeProblem& problem, const Parameters& parameters,
+                  BackendMonitor* monitor, BackendResult* result) {
   conic::ConicForm form;
   Status status = conic::ConicForm::make(problem, &form);
   if (!status.ok()) return status;
@@ -47,9 +51,52 @@ Status run(const MinimizeProblem& problem, const Parameters& parameters, Backend
   point.y = spread(point.y, kept, num_row, 0.0);
   scaling.row = spread(scaling.row, kept, num_row, 1.0);
   form.restore(problem, scaling, point, result);
-  result->progress.interior_iterations = point.iterations;
+  result->progress.interior_iterations += point.iterations;
   result->progress.objective = point.measures.primal_objective;
   result->progress.bound = point.measures.dual_objective;
+  return {};
+}
+
+// A primal ray found by a solve of its own, clear of the tolerance by which bounds were left.
+// False: there is none.
+bool find_primal_ray(const MinimizeProblem& problem, const Parameters& parameters,
+                     BackendMonitor* monitor, BackendResult* result) {
+  const Model directions = conic::model_of_directions(problem);
+  monitor->log("Looking for a direction in which the objective falls for ever\n");
+  BackendResult found;
+  const Status status = solve_once(MinimizeProblem(directions), parameters, monitor, &found);
+  result->progress.interior_iterations += found.progress.interior_iterations;
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return false;
+  for (size_t j = 0; j < found.x.size(); ++j) {
+    found.x[j] = std::clamp(found.x[j], directions.var_lower[j], directions.var_upper[j]);
+  }
+  if (!is_primal_ray(problem, found.x, found.barx)) return false;
+  result->x = std::move(found.x);
+  result->barx = std::move(found.barx);
+  return true;
+}
+
+// A run that ended without an optimum, or with a ray that proves nothing, may be one of a model
+// whose objective has no limit.
+bool wants_primal_ray(const MinimizeProblem& problem, const BackendResult& result) {
+  if (result.certificate == Certificate::kPrimalRay) {
+    return !is_primal_ray(problem, result.x, result.barx);
+  }
+  return result.outcome == Outcome::kIllPosed || result.termination == Code::kTrmStall;
+}
+
+Status run(const MinimizeProblem& problem, const Parameters& parameters, BackendMonitor* monitor,
+           BackendResult* result) {
+  Status status = solve_once(problem, parameters, monitor, result);
+  if (!status.ok()) return status;
+  if (result->certificate == Certificate::kDualRay) {
+    result->x = conic::point_of_dual_ray(problem, *result);
+  }
+  if (wants_primal_ray(problem, *result) && find_primal_ray(problem, parameters, monitor, result)) {
+    result->outcome = Outcome::kUnbounded;
+    result->certificate = Certificate::kPrimalRay;
+    result->termination = Code::kOk;
+  }
   return {};
 }
 

@@ -8,12 +8,12 @@
 #include <utility>
 
 #include "solve/conic/convexity.h"
+#include "solve/terms.h"
+#include "solve/vectors.h"
 #include "task/text.h"
 
 namespace vorlan::conic {
 namespace {
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 std::string name_or_number(std::string_view name, const char* kind, int32_t number) {
   if (!name.empty()) return '"' + std::string(name) + '"';
@@ -53,7 +53,7 @@ Status ConicForm::make(const MinimizeProblem& problem, ConicForm* form) {
   form->add_matrices(problem);
   status = form->add_quadratic_cost(problem);
   if (!status.ok()) return status;
-  form->build_matrix();
+  form->problem_.matrix = form->compress(&form->elements_, form->problem_.num_row());
   return {};
 }
 
@@ -107,7 +107,6 @@ void ConicForm::add_element(int32_t row, int32_t model_var, double value) {
 
 void ConicForm::add_constraints(const Model& model) {
   row_place_.assign(model.con_lower.size(), -1);
-  row_sign_.assign(model.con_lower.size(), 1.0);
   std::vector<bool> is_quadratic(model.con_lower.size(), false);
   for (const ConQuadraticEntry& e : model.quadratic_coefficients) {
     is_quadratic[index(e.con)] = true;
@@ -132,14 +131,9 @@ void ConicForm::add_constraints(const Model& model) {
 }
 
 Status ConicForm::add_quadratic_constraints(const Model& model) {
-  const auto& all = model.quadratic_coefficients;
-  for (size_t first = 0; first < all.size();) {
-    size_t end = first;
-    std::vector<TriangleEntry> entries;
-    while (end < all.size() && all[end].con == all[first].con) entries.push_back(all[end++].entry);
-    Status status = add_quadratic_row(model, all[first].con, entries);
+  for (const QuadraticForm& form : quadratic_forms(model)) {
+    Status status = add_quadratic_row(model, form.con, form.entries);
     if (!status.ok()) return status;
-    first = end;
   }
   return {};
 }
@@ -201,11 +195,7 @@ Status ConicForm::add_quadratic_cost(const MinimizeProblem& problem) {
     add(e.row, e.col, sense * e.value);
     if (e.row != e.col) add(e.col, e.row, sense * e.value);
   }
-  std::swap(elements, elements_);
-  build_matrix();
-  problem_.quadratic = std::move(problem_.matrix);
-  problem_.quadratic.num_row = problem_.num_var();
-  std::swap(elements, elements_);
+  problem_.quadratic = compress(&elements, problem_.num_var());
   return {};
 }
 
@@ -238,17 +228,15 @@ void ConicForm::add_matrices(const MinimizeProblem& problem) {
   }
 }
 
-// Elements of the same place are added.
-void ConicForm::build_matrix() {
-  Columns& a = problem_.matrix;
-  a = {};
-  a.num_row = problem_.num_row();
-  std::stable_sort(elements_.begin(), elements_.end(), [](const Element& x, const Element& y) {
+Columns ConicForm::compress(std::vector<Element>* elements, int32_t num_row) const {
+  Columns a;
+  a.num_row = num_row;
+  std::stable_sort(elements->begin(), elements->end(), [](const Element& x, const Element& y) {
     return x.col != y.col ? x.col < y.col : x.row < y.row;
   });
   a.start.assign(problem_.cost.size() + 1, 0);
   const Element* last = nullptr;
-  for (const Element& e : elements_) {
+  for (const Element& e : *elements) {
     if (last != nullptr && last->row == e.row && last->col == e.col) {
       a.value.back() += e.value;
       continue;
@@ -259,6 +247,7 @@ void ConicForm::build_matrix() {
     last = &e;
   }
   std::partial_sum(a.start.begin(), a.start.end(), a.start.begin());
+  return a;
 }
 
 void ConicForm::restore(const MinimizeProblem& model_problem, const Equilibration& scaling,

@@ -40,7 +40,8 @@ class ConicForm {
   Status add_quadratic_cost(const MinimizeProblem& problem);
   void add_cones(const Model& model);
   void add_matrices(const MinimizeProblem& problem);
-  void build_matrix();
+  // Columns of the elements, a column a variable; those of the same place are added.
+  Columns compress(std::vector<Element>* elements, int32_t num_row) const;
   void add_element(int32_t row, int32_t model_var, double value);
   void restore_duals(const MinimizeProblem& model_problem, const Equilibration& scaling,
                      const InteriorPoint& point, BackendResult* result) const;
@@ -50,7 +51,6 @@ class ConicForm {
   std::vector<int32_t> var_place_;  // of each model variable, -1: fixed
   std::vector<double> fixed_value_;
   std::vector<int32_t> row_place_;  // of each constraint, -1: none
-  std::vector<double> row_sign_;    // of the constraint's multiplier
 };
 
 }  // namespace vorlan::conic

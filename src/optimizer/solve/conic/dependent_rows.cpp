@@ -8,14 +8,13 @@
 #include <cmath>
 
 #include "solve/conic/sparse_ldl.h"
+#include "solve/vectors.h"
 
 namespace vorlan::conic {
 namespace {
 
 constexpr double kDependent = 1e-11;
 constexpr double kConsistent = 1e-10;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 // Rows that may depend on others: a row with a variable that no other row has, or with a matrix
 // variable, is taken for independent.

@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
 constexpr int kRounds = 8;
 constexpr double kLeastFactor = 1e-5;
 constexpr double kMostFactor = 1e5;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 double power_of_two(double value) { return std::exp2(std::round(std::log2(value))); }
 

@@ -1,5 +1,5 @@
-// The iteration; see interior_point.h for the embedding. Residuals shrink by the same factor in
-// each step, 1 - length (1 - sigma).
+// The iteration; see interior_point.h for the embedding. All residuals shrink by the same factor in
+// a step, 1 - length * rest.
 #include "solve/conic/interior_point.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 
 #include "solve/checker.h"
 #include "solve/conic/residual_sizes.h"
+#include "solve/vectors.h"
 #include "task/text.h"
 
 namespace vorlan::conic {
@@ -31,24 +32,6 @@ constexpr double kRayViolation = 1e-8;
 // A run that can go on takes an objective for unlimited only when it falls by so much, since an
 // optimum far out looks like a ray for a while.
 constexpr double kCertainFall = 1e13;
-
-double dot(const std::vector<double>& a, const std::vector<double>& b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
-}
-
-void add(double factor, const std::vector<double>& from, std::vector<double>* to) {
-  for (size_t i = 0; i < from.size(); ++i) (*to)[i] += factor * from[i];
-}
-
-double largest(const std::vector<double>& values) {
-  double size = 0.0;
-  for (const double value : values) size = std::max(size, std::fabs(value));
-  return size;
-}
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 // The longest step that keeps a value positive.
 double step_to_zero(double value, double change, double limit) {
@@ -85,7 +68,6 @@ InteriorPointMethod::InteriorPointMethod(const ConicProblem& problem, const Equi
   degree_ += static_cast<double>(problem.bounds.size());
 }
 
-// Above this many rows with matrix variables, or this order of one, only fast dense algebra helps.
 Status InteriorPointMethod::prepare() {
   std::string message;
   if (!problem_.matrices.empty()) {
@@ -97,9 +79,8 @@ Status InteriorPointMethod::prepare() {
     degree_ += block.dimension;
   }
   system_ = std::make_unique<NewtonSystem>(problem_, cones_);
-  if (!system_->analyze(algebra_)) {
-    return {Code::kErrOptimizer, "the linear systems of this model are too large"};
-  }
+  system_->analyze(algebra_);
+  // From this order on the dense end of the factor repays the loading of fast dense algebra.
   constexpr int32_t kLargeDenseOrder = 200;
   if (algebra_ == nullptr && system_->dense_order() >= kLargeDenseOrder) {
     system_->use(DenseAlgebra::load(&message));
@@ -108,6 +89,7 @@ Status InteriorPointMethod::prepare() {
 }
 
 void InteriorPointMethod::start() {
+  now_.tau = now_.kappa = 1.0;
   now_.x.assign(num_var(), 0.0);
   now_.y.assign(num_row(), 0.0);
   now_.s.assign(problem_.bounds.size(), 1.0);
@@ -149,7 +131,6 @@ bool InteriorPointMethod::update_scaling() {
     z.resize(s.size());
     gather(problem_.cones[c], now_.x, s.data());
     gather(problem_.cones[c], now_.cone_dual, z.data());
-    if (!cones_[c]->near_path(s.data(), z.data(), mu)) return false;
     if (!cones_[c]->update(s.data(), z.data(), mu)) return false;
   }
   return std::all_of(matrices_.begin(), matrices_.end(),
@@ -177,7 +158,8 @@ void InteriorPointMethod::compute_residuals() {
   add_product(problem_.matrix, 1.0, now_.x.data(), r.primal.data());
   double matrix_cost = 0.0;
   for (const MatrixCone& matrix : matrices_) {
-    matrix_cost += matrix.add_products(matrix.x(), 1.0, r.primal.data());
+    matrix.add_products(matrix.x(), 1.0, r.primal.data());
+    matrix_cost += matrix.cost_product(matrix.x());
   }
   add(-now_.tau, problem_.rhs, &r.primal);
   const double cost = dot(problem_.cost, now_.x) + matrix_cost;
@@ -390,8 +372,7 @@ double InteriorPointMethod::solve_for_tau(double rest, const Step& step) const {
   add(-1.0, matrix_cost_rows_, &value_row);
   const double share = rest * now_.matrix_residual;
   for (const MatrixCone& matrix : matrices_) {
-    std::vector<double> unused(num_row(), 0.0);
-    right += matrix.add_products(matrix.unscaled_rhs(), 0.0, unused.data());
+    right += matrix.cost_product(matrix.unscaled_rhs());
     right -= share * (matrix.cost_square() - matrix.cost_identity());
   }
   right += dot(cost_row, step.x) - dot(value_row, step.y);

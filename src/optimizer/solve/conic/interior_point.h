@@ -67,18 +67,17 @@ class InteriorPointMethod {
   InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
                       const Tolerances& tolerances, BackendMonitor* monitor);
 
-  // A failure means that the system cannot be built: too large, or no dense algebra.
+  // A failure means that the dense algebra which matrix variables ask for is not there.
   Status run(InteriorPoint* result);
 
  private:
-  struct Iterate {
-    std::vector<double> x, y, s, z, cone_dual;
-    double tau = 1.0, kappa = 1.0;
-    double matrix_residual = 1.0;  // the matrices' dual residual, in parts of the first one
-  };
+  // The scalar variables of the embedding, or a change of them.
   struct Step {
     std::vector<double> x, y, s, z, cone_dual;
     double tau = 0.0, kappa = 0.0;
+  };
+  struct Iterate : Step {
+    double matrix_residual = 1.0;  // the matrices' dual residual, in parts of the first one
   };
   struct Residuals {
     std::vector<double> dual, primal, bound;

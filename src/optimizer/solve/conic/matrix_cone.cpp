@@ -5,13 +5,13 @@
 #include <cmath>
 #include <numeric>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
 constexpr int32_t kCostSlot = -1;
 constexpr int32_t kIdentitySlot = -2;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 void add_triangle(const std::vector<TriangleEntry>& entries, double factor, size_t n,
                   double* matrix) {
@@ -224,20 +224,23 @@ void MatrixCone::store_product(int32_t a, int32_t b, double value, std::vector<d
   }
 }
 
-double MatrixCone::add_products(const std::vector<double>& matrix, double factor,
-                                double* rows) const {
+void MatrixCone::add_products(const std::vector<double>& matrix, double factor,
+                              double* rows) const {
   for (const MatrixPart& part : parts_) {
     rows[part.row] += factor * triangle_product(part.entries, index(n_), matrix.data());
   }
+}
+
+double MatrixCone::cost_product(const std::vector<double>& matrix) const {
   return triangle_product(cost_, index(n_), matrix.data());
 }
 
-void MatrixCone::term_sizes(double factor, double* rows) const {
+void MatrixCone::term_sizes(double* rows) const {
   const size_t n = index(n_);
   for (const MatrixPart& part : parts_) {
     double& size = rows[part.row];
     for (const TriangleEntry& e : part.entries) {
-      size = std::max(size, factor * std::fabs(e.value * x_[index(e.col) * n + index(e.row)]));
+      size = std::max(size, std::fabs(e.value * x_[index(e.col) * n + index(e.row)]));
     }
   }
 }

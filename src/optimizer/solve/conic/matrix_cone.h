@@ -23,7 +23,6 @@ class MatrixCone {
  public:
   MatrixCone(const MatrixBlock& block, const DenseAlgebra& algebra);
 
-  int32_t dimension() const { return n_; }
   const std::vector<double>& x() const { return x_; }
   const std::vector<double>& z() const { return z_; }
   const std::vector<MatrixPart>& parts() const { return parts_; }
@@ -40,11 +39,12 @@ class MatrixCone {
   // columns of C and I too.
   void compute_schur(std::vector<double>* schur);
 
-  // rows_i += factor <A_i, X>; the value is <C, X>.
-  double add_products(const std::vector<double>& matrix, double factor, double* rows) const;
+  // rows_i += factor <A_i, M> of a symmetric M, and <C, M>.
+  void add_products(const std::vector<double>& matrix, double factor, double* rows) const;
+  double cost_product(const std::vector<double>& matrix) const;
   double inner_product() const;  // <X, Z>
   // The largest absolute terms of each row, for relative residuals.
-  void term_sizes(double factor, double* rows) const;
+  void term_sizes(double* rows) const;
 
   // |C - sum_i dy_i A_i|^2 in the norm of W.
   double column_square(const double* dy);

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <utility>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
@@ -22,16 +24,6 @@ constexpr double kGoodResidual = 1e-15;
 // With matrix variables the products with W are no better, and the caller corrects their steps.
 constexpr double kGoodMatrixResidual = 1e-12;
 
-size_t index(int64_t i) { return static_cast<size_t>(i); }
-
-double dot(const std::vector<double>& a, const std::vector<double>& b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
-}
-
-double norm(const std::vector<double>& values) { return std::sqrt(dot(values, values)); }
-
 // Elements of the upper triangle in any order, several of which may be the same place.
 struct Pattern {
   struct Element {
@@ -46,8 +38,6 @@ struct Pattern {
   }
 
   void compress(int32_t order, UpperTriangle* upper, std::vector<double>* constant) {
-    std::vector<int64_t> order_of(elements.size());
-    std::vector<int64_t> start(index(order) + 1, 0);
     // A stable sort by row, then by column, both by counting.
     for (const bool by_row : {true, false}) {
       std::vector<int64_t> count(index(order) + 1, 0);
@@ -82,7 +72,7 @@ struct Pattern {
 
 NewtonSystem::NewtonSystem(const ConicProblem& problem,
                            const std::vector<std::unique_ptr<ScaledCone>>& cones)
-    : problem_(problem), cones_(cones) {
+    : problem_(problem), cones_(cones), shift_(kFirstShift) {
   choose_matrix_rows();
   build_pattern();
 }
@@ -175,7 +165,7 @@ void NewtonSystem::build_pattern() {
   shifted_ = upper_;
 }
 
-bool NewtonSystem::analyze(const DenseAlgebra* algebra) {
+void NewtonSystem::analyze(const DenseAlgebra* algebra) {
   algebra_ = algebra;
   ldl_.use(algebra);
   const size_t end = matrix_rows_.size();
@@ -185,7 +175,7 @@ bool NewtonSystem::analyze(const DenseAlgebra* algebra) {
   end_block_.assign(end * end, 0.0);
   const size_t order = index(upper_.order);
   for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(order, 0.0);
-  return ldl_.analyze(upper_, last);
+  ldl_.analyze(upper_, last);
 }
 
 void NewtonSystem::set_cone_values() {
@@ -215,7 +205,6 @@ void NewtonSystem::factor(std::span<const double> bound_scaling,
   }
   set_cone_values();
   add_matrix_values(matrices);
-  shift_ = std::max(shift_, kFirstShift);
   factor_shifted();
   while (!ldl_.replaced().empty() && shift_ < kMostShift) {
     shift_ *= kShiftGrowth;

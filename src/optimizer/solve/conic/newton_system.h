@@ -23,8 +23,8 @@ class NewtonSystem {
  public:
   NewtonSystem(const ConicProblem& problem, const std::vector<std::unique_ptr<ScaledCone>>& cones);
 
-  // False: too large.
-  bool analyze(const DenseAlgebra* algebra);
+  // Chooses the order of the pivots.
+  void analyze(const DenseAlgebra* algebra);
   // Dense algebra for the factor, from now on.
   void use(const DenseAlgebra* algebra) { ldl_.use(algebra); }
   // Takes the scalings of the current iterate: of each bound, of the cones and matrices.
@@ -33,7 +33,6 @@ class NewtonSystem {
   void solve(const double* f, const double* g, double* dx, double* dy);
 
   int64_t num_factor_elements() const { return ldl_.num_elements(); }
-  int32_t order() const { return upper_.order; }
   int32_t dense_order() const { return ldl_.dense_order(); }
 
  private:
@@ -63,7 +62,7 @@ class NewtonSystem {
   std::vector<int32_t> place_of_row_;               // their place in it
   std::vector<std::vector<int64_t>> matrix_place_;  // else: of each matrix variable's elements
   std::vector<double> schur_, end_block_, products_;
-  double shift_ = 0.0;
+  double shift_;
   SparseLdl ldl_;
   std::vector<double> rhs_, solution_, residual_;
 };

@@ -25,7 +25,6 @@ NonsymmetricCone::NonsymmetricCone(std::unique_ptr<Barrier> barrier, bool dual)
     : ScaledCone(barrier->size()), barrier_(std::move(barrier)), dual_(dual) {
   const auto elements = static_cast<size_t>(size()) * static_cast<size_t>(size());
   barrier_hessian_.resize(elements);
-  scaling_.resize(elements);
   hessian_.resize(elements);
 }
 
@@ -42,17 +41,17 @@ bool NonsymmetricCone::inside(const double* member, const double* dual_member) c
 
 void NonsymmetricCone::blend(const double* member, const double* dual_member,
                              const std::vector<double>& shadow,
-                             const std::vector<double>& dual_shadow, double mu) {
+                             const std::vector<double>& dual_shadow) {
   const auto n = size();
-  Eigen::Map<Matrix> scaling(scaling_.data(), n, n);
-  const Matrix base = mu * MatrixView(barrier_hessian_.data(), n, n);
-  scaling = base;
   const VectorView s(member, n);
   const VectorView z(dual_member, n);
   const VectorView s_shadow(shadow.data(), n);
   const VectorView z_shadow(dual_shadow.data(), n);
   const double own_mu = s.dot(z) / degree();
   const double shadow_mu = s_shadow.dot(z_shadow) / degree();
+  Eigen::Map<Matrix> scaling(hessian_.data(), n, n);
+  const Matrix base = own_mu * MatrixView(barrier_hessian_.data(), n, n);
+  scaling = base;
   if (!(own_mu * shadow_mu - 1.0 > kOnPath)) return;
   Matrix from(n, 2);
   Matrix to(n, 2);
@@ -74,16 +73,16 @@ bool NonsymmetricCone::update(const double* s, const double* z, double mu) {
   const auto n = size();
   std::vector<double> shadow(static_cast<size_t>(n));
   std::vector<double> dual_shadow(static_cast<size_t>(n));
-  barrier_->hessian(member, barrier_hessian_.data());
+  barrier_->shadow(dual_member, shadow.data());
   barrier_->gradient(member, dual_shadow.data());
   for (double& value : dual_shadow) value = -value;
-  double own_mu = VectorView(s, n).dot(VectorView(z, n)) / degree();
-  if (!(own_mu > 0.0)) own_mu = mu;
-  barrier_->shadow(dual_member, shadow.data());
-  blend(member, dual_member, shadow, dual_shadow, own_mu);
-  hessian_ = scaling_;
+  const double shadow_mu =
+      VectorView(shadow.data(), n).dot(VectorView(dual_shadow.data(), n)) / degree();
+  if (!(shadow_mu * mu * kNeighbourhood <= 1.0)) return false;
+  barrier_->hessian(member, barrier_hessian_.data());
+  blend(member, dual_member, shadow, dual_shadow);
   if (!dual_) return true;
-  const Eigen::LLT<Matrix> factor(MatrixView(scaling_.data(), n, n));
+  const Eigen::LLT<Matrix> factor(MatrixView(hessian_.data(), n, n));
   if (factor.info() != Eigen::Success) return false;
   const Matrix inverse = factor.solve(Matrix::Identity(n, n));
   Eigen::Map<Matrix>(hessian_.data(), n, n) = 0.5 * (inverse + inverse.transpose());
@@ -147,20 +146,6 @@ double NonsymmetricCone::step_length(const double* s, const double* ds, const do
     (holds(middle) ? step : outside) = middle;
   }
   return step;
-}
-
-bool NonsymmetricCone::near_path(const double* s, const double* z, double mu) const {
-  const double* member = dual_ ? z : s;
-  const double* dual_member = dual_ ? s : z;
-  if (!inside(member, dual_member)) return false;
-  const auto n = size();
-  std::vector<double> shadow(static_cast<size_t>(n));
-  std::vector<double> dual_shadow(static_cast<size_t>(n));
-  barrier_->shadow(dual_member, shadow.data());
-  barrier_->gradient(member, dual_shadow.data());
-  const double shadow_mu =
-      -VectorView(shadow.data(), n).dot(VectorView(dual_shadow.data(), n)) / degree();
-  return shadow_mu * mu * kNeighbourhood <= 1.0;
 }
 
 }  // namespace vorlan::conic

@@ -29,18 +29,17 @@ class NonsymmetricCone : public ScaledCone {
                      const double* dz, double* out) const override;
   double step_length(const double* s, const double* ds, const double* z, const double* dz,
                      double limit) const override;
-  bool near_path(const double* s, const double* z, double mu) const override;
 
  private:
   bool inside(const double* member, const double* dual_member) const;
+  // A scaling that maps the member of the barrier's cone to the dual one, into hessian_.
   void blend(const double* member, const double* dual_member, const std::vector<double>& shadow,
-             const std::vector<double>& dual_shadow, double mu);
+             const std::vector<double>& dual_shadow);
 
   std::unique_ptr<Barrier> barrier_;
   bool dual_;
   std::vector<double> barrier_hessian_;  // at the member of the barrier's cone
-  std::vector<double> scaling_;          // maps that member to the dual one
-  std::vector<double> hessian_;          // H: scaling_, or its inverse for a dual cone
+  std::vector<double> hessian_;          // H
 };
 
 }  // namespace vorlan::conic

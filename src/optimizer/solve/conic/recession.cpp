@@ -1,15 +1,15 @@
 // The model of directions; see recession.h.
-#include "solve/outer/recession.h"
+#include "solve/conic/recession.h"
 
-#include <algorithm>
 #include <cmath>
+#include <utility>
 
-#include "solve/checker.h"
-#include "solve/conic/conic_backend.h"
 #include "solve/conic/convexity.h"
-#include "solve/outer/sparse_columns.h"
+#include "solve/sparse_columns.h"
+#include "solve/terms.h"
+#include "solve/vectors.h"
 
-namespace vorlan::outer {
+namespace vorlan::conic {
 namespace {
 
 class DirectionModel {
@@ -29,7 +29,7 @@ class DirectionModel {
     directions_.matrix = make_columns(std::move(elements_), problem.cost.size());
   }
 
-  const Model& get() const { return directions_; }
+  Model take() { return std::move(directions_); }
 
  private:
   // No side that is finite may be left, and no direction is longer than 1.
@@ -60,7 +60,7 @@ class DirectionModel {
 
   // Q x = 0, as F x = 0.
   void forbid(const std::vector<TriangleEntry>& entries, double factor) {
-    for (const auto& terms : conic::factor_convex(entries, factor, true).rows) {
+    for (const auto& terms : factor_convex(entries, factor, true).rows) {
       for (const auto& [var, value] : terms) {
         elements_.push_back({directions_.num_con(), var, value});
       }
@@ -70,20 +70,15 @@ class DirectionModel {
 
   void forbid_curvature(double sense_factor) {
     forbid(model_.quadratic_cost, sense_factor);
-    const auto& all = model_.quadratic_coefficients;
-    for (size_t first = 0; first < all.size();) {
-      const auto con = static_cast<size_t>(all[first].con);
-      std::vector<TriangleEntry> entries;
-      for (; first < all.size() && static_cast<size_t>(all[first].con) == con; ++first) {
-        entries.push_back(all[first].entry);
-      }
-      forbid(entries, std::isfinite(model_.con_upper[con]) ? 1.0 : -1.0);
+    for (const QuadraticForm& form : quadratic_forms(model_)) {
+      const bool has_upper = std::isfinite(model_.con_upper[index(form.con)]);
+      forbid(form.entries, has_upper ? 1.0 : -1.0);
     }
   }
 
   void bound_traces() {
     for (int32_t m = 0; m < model_.num_matrix_var(); ++m) {
-      for (int32_t k = 0; k < model_.matrix_vars[static_cast<size_t>(m)].dimension; ++k) {
+      for (int32_t k = 0; k < model_.matrix_vars[index(m)].dimension; ++k) {
         directions_.matrix_coefficients.push_back({directions_.num_con(), m, {k, k, 1.0}});
       }
       add_row(-kInfinity, 1.0);
@@ -97,24 +92,6 @@ class DirectionModel {
 
 }  // namespace
 
-PrimalRay find_primal_ray(const Model& model, const Parameters& parameters, double seconds,
-                          BackendMonitor* monitor) {
-  const MinimizeProblem problem(model);
-  const DirectionModel directions(problem);
-  BackendResult found;
-  const Status status =
-      kConicBackend.solve(MinimizeProblem(directions.get()), parameters, seconds, monitor, &found);
-  PrimalRay ray;
-  if (!status.ok() || found.outcome != Outcome::kOptimal) return ray;
-  // What a bound keeps at 0 is 0 but for the method's tolerance.
-  for (size_t j = 0; j < found.x.size(); ++j) {
-    found.x[j] =
-        std::clamp(found.x[j], directions.get().var_lower[j], directions.get().var_upper[j]);
-  }
-  ray.found = is_primal_ray(problem, found.x, found.barx);
-  ray.x = std::move(found.x);
-  ray.barx = std::move(found.barx);
-  return ray;
-}
+Model model_of_directions(const MinimizeProblem& problem) { return DirectionModel(problem).take(); }
 
-}  // namespace vorlan::outer
+}  // namespace vorlan::conic

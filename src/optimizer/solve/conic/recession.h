@@ -1,20 +1,15 @@
 // A direction in which a model goes on for ever while its objective falls.
 #pragma once
 
-#include <vector>
-
 #include "solve/backend.h"
 
-namespace vorlan::outer {
+namespace vorlan::conic {
 
-// Looks for a primal ray of a continuous convex model by a solve of its own: the interior-point
-// method's ray can be too far off to prove anything, where points go to infinity on a curve. Empty
-// when there is none that the checker confirms.
-struct PrimalRay {
-  std::vector<double> x, barx;
-  bool found = false;
-};
-PrimalRay find_primal_ray(const Model& model, const Parameters& parameters, double seconds,
-                          BackendMonitor* monitor);
+// A model without quadratic terms whose optimum is a primal ray of the continuous convex problem,
+// if it has one: no finite side or bound may be left, no quadratic term may change, and no
+// direction is longer than 1. The embedding's own ray can be too far off to prove anything, where
+// points go to infinity on a curve: it keeps no more than the square of the curvature as small as
+// its residuals.
+Model model_of_directions(const MinimizeProblem& problem);
 
-}  // namespace vorlan::outer
+}  // namespace vorlan::conic

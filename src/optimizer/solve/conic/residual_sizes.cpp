@@ -36,7 +36,7 @@ ResidualSizes residual_sizes(const ConicProblem& problem, const Equilibration& s
     }
     sizes.var[j] = std::max(1.0, size / (scaling.cost * scaling.var[j] * tau));
   }
-  for (const MatrixCone& matrix : matrices) matrix.term_sizes(1.0, sizes.row.data());
+  for (const MatrixCone& matrix : matrices) matrix.term_sizes(sizes.row.data());
   for (size_t i = 0; i < num_row; ++i) {
     sizes.row[i] = std::max(1.0, sizes.row[i] / (scaling.row[i] * tau));
   }

@@ -27,7 +27,8 @@ class ScaledCone {
   virtual double degree() const = 0;
   // A point on the central path with mu = 1.
   virtual void start(double* s, double* z) const = 0;
-  // Chooses H; false: s or z is not inside.
+  // Chooses H; false: s or z is not inside, or too far from the central path with this mu to go on
+  // from.
   virtual bool update(const double* s, const double* z, double mu) = 0;
 
   // H in full, by column; only for cones that say so.
@@ -45,10 +46,6 @@ class ScaledCone {
   // The longest step at most `limit` that keeps s + step ds and z + step dz inside.
   virtual double step_length(const double* s, const double* ds, const double* z, const double* dz,
                              double limit) const = 0;
-  // Whether a point is near enough to the central path with this mu to go on from.
-  virtual bool near_path(const double* /*s*/, const double* /*z*/, double /*mu*/) const {
-    return true;
-  }
 
  private:
   int32_t size_;

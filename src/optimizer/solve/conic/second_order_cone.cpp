@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
 // Up to this size a dense block costs less than two more rows of the system.
 constexpr int32_t kLargestDense = 6;
-
-size_t index(int32_t i) { return static_cast<size_t>(i); }
 
 double norm_of_tail(const double* x, int32_t size) {
   double largest = 0.0;

@@ -8,14 +8,14 @@
 #include <limits>
 #include <numeric>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
 constexpr int32_t kLeastDenseOrder = 16;
 constexpr double kDenseShare = 0.6;
 constexpr int32_t kBlock = 96;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 // Approximate minimum degree order of the nodes that are not marked as last.
 std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
@@ -45,7 +45,7 @@ std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
 
 }  // namespace
 
-bool SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> last) {
+void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> last) {
   order_ = matrix.order;
   choose_order(matrix, last);
   permute_pattern(matrix);
@@ -64,7 +64,6 @@ bool SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   pivot_.assign(index(order_), 1.0);
   work_.assign(index(order_), 0.0);
   solution_.resize(index(order_));
-  return true;
 }
 
 void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_t> last) {

@@ -32,9 +32,8 @@ struct UpperTriangle {
 class SparseLdl {
  public:
   // Chooses the order of the pivots and makes room. The nodes of `last` come last, in the order
-  // given, and make the dense end; when there are none, it is found. False: the factor would be too
-  // large.
-  bool analyze(const UpperTriangle& matrix, std::span<const int32_t> last);
+  // given, and make the dense end; when there are none, it is found.
+  void analyze(const UpperTriangle& matrix, std::span<const int32_t> last);
 
   // A pivot whose size with its due sign is no more than `least` is replaced.
   struct PivotRule {

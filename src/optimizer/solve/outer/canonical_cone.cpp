@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "solve/vectors.h"
+
 namespace vorlan::outer {
 namespace {
 
@@ -13,12 +15,6 @@ constexpr double kNoise = 1e-9;
 // The exponential cone is supported at ratios of no more: e^20 is as much as a row can hold beside
 // its other coefficients.
 constexpr double kMostRatio = 20.0;
-
-double largest(const std::vector<double>& values) {
-  double size = 0.0;
-  for (const double value : values) size = std::max(size, std::fabs(value));
-  return size;
-}
 
 double norm_behind(size_t heads, const std::vector<double>& point) {
   double norm = 0.0;

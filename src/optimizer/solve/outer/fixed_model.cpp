@@ -5,15 +5,14 @@
 #include <cmath>
 
 #include "solve/cone_violation.h"
-#include "solve/outer/sparse_columns.h"
+#include "solve/sparse_columns.h"
+#include "solve/vectors.h"
 
 namespace vorlan::outer {
 namespace {
 
 // Below this share of the largest coefficient an equation does not determine a variable.
 constexpr double kPivot = 1e-6;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
 

@@ -9,7 +9,6 @@
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/listener.h"
-#include "solve/outer/recession.h"
 #include "solve/terms.h"
 #include "task/packed_matrices.h"
 #include "task/text.h"
@@ -187,19 +186,6 @@ void OuterApproximation::log_round(double value) {
 
 // ---- The continuous models ------------------------------------------------------------------
 
-// Whether the continuous model has a primal ray, which is x and barx then.
-bool OuterApproximation::find_ray(const Model& relaxed, BackendResult* found,
-                                  BackendMonitor* monitor) const {
-  const bool claimed = found->certificate == Certificate::kPrimalRay;
-  if (claimed && is_primal_ray(MinimizeProblem(relaxed), found->x, found->barx)) return true;
-  if (found->outcome == Outcome::kInfeasible) return false;
-  PrimalRay ray = find_primal_ray(relaxed, parameters_, seconds_left(), monitor);
-  if (!ray.found) return false;
-  found->x = std::move(ray.x);
-  found->barx = std::move(ray.barx);
-  return true;
-}
-
 // Leaves no relaxation when the model is settled.
 Status OuterApproximation::solve_relaxation(BackendResult* result) {
   const Model relaxed = relax(model_);
@@ -218,7 +204,8 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
     finish(Outcome::kInfeasible, Code::kOk, result);
     return {};
   }
-  if (found.outcome != Outcome::kOptimal && find_ray(relaxed, &found, &monitor)) {
+  const bool is_ray = found.certificate == Certificate::kPrimalRay;
+  if (is_ray && is_primal_ray(MinimizeProblem(relaxed), found.x, found.barx)) {
     finish(Outcome::kUnbounded, Code::kOk, result);
     result->x = std::move(found.x);
     return {};

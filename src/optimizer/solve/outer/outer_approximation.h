@@ -44,7 +44,6 @@ class OuterApproximation {
 
  private:
   Status solve_relaxation(BackendResult* result);
-  bool find_ray(const Model& relaxed, BackendResult* found, BackendMonitor* monitor) const;
   Status solve_rounds(BackendResult* result);
   Status solve_linear(BackendResult* found);
   Status solve_fixed(const FixedModel& fixed, BackendResult* found);

@@ -6,13 +6,13 @@
 #include <numeric>
 
 #include "solve/conic/convexity.h"
-#include "solve/outer/sparse_columns.h"
+#include "solve/sparse_columns.h"
+#include "solve/terms.h"
+#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {
 namespace {
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
 
@@ -135,17 +135,12 @@ Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, 
 }
 
 void Relaxation::add_quadratic_rows() {
-  const auto& all = model_.quadratic_coefficients;
-  for (size_t first = 0; first < all.size();) {
-    size_t end = first;
-    std::vector<TriangleEntry> entries;
-    while (end < all.size() && all[end].con == all[first].con) entries.push_back(all[end++].entry);
-    const size_t con = index(all[first].con);
-    first = end;
+  for (const QuadraticForm& form : quadratic_forms(model_)) {
+    const size_t con = index(form.con);
     const bool has_upper = std::isfinite(model_.con_upper[con]);
     if (!has_upper && !std::isfinite(model_.con_lower[con])) continue;
     const double sign = has_upper ? 1.0 : -1.0;
-    for (const auto& [column, factor] : add_quadratic_form(entries, sign)) {
+    for (const auto& [column, factor] : add_quadratic_form(form.entries, sign)) {
       rows_[con].terms.emplace_back(column, sign * factor);
     }
   }

@@ -6,6 +6,7 @@
 
 #include "solve/cone_violation.h"
 #include "solve/outer/relaxation.h"
+#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {
@@ -19,8 +20,6 @@ constexpr double kTinyCoefficient = 1e-9;
 constexpr double kSteepest = 1e5;
 // Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
 constexpr double kNoEigenvalue = 1e-8;
-
-size_t index(int64_t i) { return static_cast<size_t>(i); }
 
 // A number as far as two equal cuts agree in it.
 int64_t key_of(double value) {

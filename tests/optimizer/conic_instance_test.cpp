@@ -39,20 +39,15 @@ constexpr const char* kNoInterior =
 constexpr const char* kIllConditioned = "rounding in an ill-conditioned system ends the way";
 constexpr const char* kRestored = "the way back to the model's terms adds to residuals below 1e-8";
 
+// Two to five times what was measured: other processors round otherwise.
 const Exception kExceptions[] = {
-    {"qp/AUG3DCQP.qps.gz", 1e-7, kRestored},
-    {"qp/QETAMACR.qps.gz", 1e-7, kIllConditioned},
-    {"qp/QPCBOEI2.qps.gz", 1e-7, kIllConditioned},
-    {"qp/STCQP2.qps.gz", 1e-7, kRestored},
-    {"conic/rsyn0805m_relax.cbf.gz", 1e-7, kRestored},
-    {"conic/rsyn0815m_relax.cbf.gz", 1e-7, kRestored},
-    {"conic/rsyn0830m_relax.cbf.gz", 1e-7, kRestored},
-    {"conic/shortfall_30_0_relax.cbf.gz", 1e-7, kRestored},
-    {"conic/sssd-weak-20-4_relax.cbf.gz", 1e-7, kRestored},
+    {"conic/shortfall_30_0_relax.cbf.gz", 5e-8, kRestored},
     {"conic/tls4_relax.cbf.gz", 2e-7, kRestored},
+    {"sdp/control3.dat-s.gz", 1e-7, kIllConditioned},
     {"sdp/control5.dat-s.gz", 2e-7, kIllConditioned},
-    {"sdp/gpp124-2.dat-s.gz", 1e-7, kNoInterior},
-    {"sdp/qap7.dat-s.gz", 1e-7, kNoInterior},
+    {"sdp/gpp124-2.dat-s.gz", 5e-8, kNoInterior},
+    {"sdp/gpp124-4.dat-s.gz", 5e-8, kNoInterior},
+    {"sdp/qap7.dat-s.gz", 1e-6, kNoInterior},
     {"sdp/qap9.dat-s.gz", 5e-7, kNoInterior},
     {"sdp/truss7.dat-s.gz", 1e-7, kIllConditioned},
 };

@@ -13,6 +13,7 @@ namespace vorlan {
 namespace {
 
 using test::proves_infeasible;
+using test::proves_unbounded;
 using test::solve_ptf;
 using test::Solved;
 
@@ -31,11 +32,42 @@ TEST(ConicMethod, RemovesDependentEquations) {
   EXPECT_NE(solved.log.find("removed 1 equations"), std::string::npos) << solved.log;
 }
 
-TEST(ConicMethod, KeepsContradictingEquationsForTheProof) {
+TEST(ConicMethod, ProvesContradictingEquationsInfeasible) {
   Solved solved;
   solve_ptf(three_equations("6"), &solved);
   EXPECT_TRUE(proves_infeasible(solved)) << solved.log;
-  EXPECT_EQ(solved.log.find("removed"), std::string::npos) << solved.log;
+  EXPECT_NE(solved.log.find("contradict"), std::string::npos) << solved.log;
+}
+
+// Rounding of 3e11 * 7e-6, where the variable is fixed, is no contradiction.
+TEST(ConicMethod, DoesNotTakeRoundingForAContradiction) {
+  Solved solved;
+  solve_ptf(
+      "Minimize\n o: y\nSubject To\n a: 148757381138.9183 x = 1141033.8851152782\n"
+      " b: y >= 3\nBounds\n x = 7.670435418930335e-06\nEnd\n",
+      &solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_NEAR(solved.solution().primal_objective, 3.0, 1e-7);
+}
+
+// A disc and a half-plane that do not meet: the proof needs a point of the disc's boundary.
+TEST(ConicMethod, ProvesQuadraticConstraintsInfeasible) {
+  Solved solved;
+  solve_ptf(
+      "Minimize\n o: x\nSubject To\n a: [ x^2 + 2 y^2 ] - z <= 1\n b: x + y >= 4\nBounds\n"
+      " x free\n y free\n z = 1\nEnd\n",
+      &solved);
+  EXPECT_TRUE(proves_infeasible(solved)) << solved.log;
+}
+
+// Along x no term curves; the iterates go to infinity along a parabola.
+TEST(ConicMethod, ProvesQuadraticConstraintsUnbounded) {
+  Solved solved;
+  solve_ptf(
+      "Minimize\n o: y - x\nSubject To\n a: [ y^2 ] - 3 x <= 5\n b: [ z^2 - x * z ] <= 1e30\n"
+      "Bounds\n x free\n y free\n z free\nEnd\n",
+      &solved);
+  EXPECT_TRUE(proves_unbounded(solved)) << solved.log;
 }
 
 // x0 = x1 and x0^2 >= x1^2 + 1 come arbitrarily near to each other and never meet.

@@ -1,12 +1,14 @@
 // Random conic models with known answers: status, objective, residuals and certificates.
 //
-// More of them: VORLAN_RANDOM_MODELS=5000 vorlan_optimizer_tests --gtest_filter='RandomConic*'
+// More of them, with a list of the weak answers:
+//   VORLAN_RANDOM_MODELS=5000 vorlan_conic_tests --gtest_filter='RandomConic*'
 // One of them: VORLAN_RANDOM_FIRST=4711 VORLAN_RANDOM_MODELS=1 likewise, and with
 // VORLAN_RANDOM_FILE=model.ptf it is written to a file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -107,7 +109,8 @@ std::string faults_of(ConicFamily family, const KnownConicModel& known, const De
 }
 
 // An answer that claims less than is true, but nothing else: a point without the claim of an
-// optimum, infeasibility without its proof, or a ray that is found but has no margin.
+// optimum, infeasibility without its proof, or a ray that is found but has no margin; of data so
+// far apart that they are infeasible but for a tolerance, such a ray too.
 bool is_weak(ConicFamily family, const Solved& solved) {
   if (!solved.status.ok()) return false;
   const bool has_optimum =
@@ -120,9 +123,9 @@ bool is_weak(ConicFamily family, const Solved& solved) {
     case SolutionStatus::kUnknown:
       return problem == ProblemStatus::kUnknown || (!has_optimum && problem == known);
     case SolutionStatus::kPrimalIllPosedCertificate:
-      return family == ConicFamily::kPrimalInfeasible;
+      return family == ConicFamily::kPrimalInfeasible || family == ConicFamily::kScaled;
     case SolutionStatus::kDualIllPosedCertificate:
-      return family == ConicFamily::kDualInfeasible;
+      return family == ConicFamily::kDualInfeasible || family == ConicFamily::kScaled;
     case SolutionStatus::kPrimalFeasible:
     case SolutionStatus::kDualFeasible:
     case SolutionStatus::kPrimalAndDualFeasible:
@@ -180,23 +183,25 @@ void try_models(ConicFamily family, const Demand& demand) {
       ADD_FAILURE() << line;
     }
   }
+  if (std::getenv("VORLAN_RANDOM_MODELS") != nullptr)
+    std::printf("%s%u weak\n", list.c_str(), weak);
   EXPECT_LE(1000 * weak, demand.weak * count) << list;
 }
 
-// The last numbers are what the method reaches, doubled: a half of the weak answers is of models
-// with quadratic constraints, whose multipliers and rays are read off the members of cones.
-TEST(RandomConic, Regular) { try_models(ConicFamily::kRegular, {1e-6, 1e-6, 100}); }
+// The last numbers are a few times what the method reaches in 1000 models: 1 to 6, and 80 of the
+// scaled ones. What is left is of quadratic constraints beside exponential and power cones.
+TEST(RandomConic, Regular) { try_models(ConicFamily::kRegular, {1e-6, 1e-6, 10}); }
 TEST(RandomConic, WithoutDualInterior) {
-  try_models(ConicFamily::kNoDualInterior, {1e-6, 1e-6, 130});
+  try_models(ConicFamily::kNoDualInterior, {1e-6, 1e-6, 20});
 }
-TEST(RandomConic, PrimalInfeasible) { try_models(ConicFamily::kPrimalInfeasible, {0.0, 0.0, 400}); }
-TEST(RandomConic, DualInfeasible) { try_models(ConicFamily::kDualInfeasible, {0.0, 0.0, 400}); }
+TEST(RandomConic, PrimalInfeasible) { try_models(ConicFamily::kPrimalInfeasible, {0.0, 0.0, 10}); }
+TEST(RandomConic, DualInfeasible) { try_models(ConicFamily::kDualInfeasible, {0.0, 0.0, 10}); }
 // Twelve powers of ten in one model: some residuals are beyond what doubles give, and small
-// residuals leave large errors.
-TEST(RandomConic, Scaled) { try_models(ConicFamily::kScaled, {1e-3, 1e-6, 300}); }
+// residuals leave large errors of the objective.
+TEST(RandomConic, Scaled) { try_models(ConicFamily::kScaled, {0.05, 1e-6, 150}); }
 // A change of the data by a tolerance changes such an optimum by the root of it, or makes the model
 // infeasible.
-TEST(RandomConic, WithoutInterior) { try_models(ConicFamily::kNoInterior, {1e-4, 1e-6, 150}); }
+TEST(RandomConic, WithoutInterior) { try_models(ConicFamily::kNoInterior, {1e-4, 1e-6, 20}); }
 
 }  // namespace
 }  // namespace vorlan

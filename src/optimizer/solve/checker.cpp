@@ -165,19 +165,18 @@ class MatrixTimesRay {
   std::vector<size_t> touched_;
 };
 
-// How far Q x and all Q_i x are from 0.
+// How far Q x and all Q_i x are from 0, constraints without sides excepted.
 double quadratic_change(const Model& model, const std::vector<double>& x) {
-  if (!model.is_quadratic()) return 0.0;
   MatrixTimesRay product(x);
   for (const TriangleEntry& entry : model.quadratic_cost) product.add(entry);
   double change = product.finish();
-  int32_t con = -1;
-  for (const ConQuadraticEntry& entry : model.quadratic_coefficients) {
-    if (entry.con != con) change = std::max(change, product.finish());
-    con = entry.con;
-    product.add(entry.entry);
+  for (const QuadraticForm& form : quadratic_forms(model)) {
+    const size_t con = index(form.con);
+    if (!std::isfinite(model.con_lower[con]) && !std::isfinite(model.con_upper[con])) continue;
+    for (const TriangleEntry& entry : form.entries) product.add(entry);
+    change = std::max(change, product.finish());
   }
-  return std::max(change, product.finish());
+  return change;
 }
 
 // The recession cone of an interval: a ray may not leave through a finite side.
@@ -328,6 +327,14 @@ CrossedBounds find_crossed_bounds(const Model& model) {
     if (model.con_lower[i] > model.con_upper[i]) crossed.con = static_cast<int32_t>(i);
   }
   return crossed;
+}
+
+void normalize_ray(std::vector<double>* ray, std::vector<double>* rest) {
+  const double scale = largest_element(*rest, largest(*ray));
+  if (scale == 0.0) return;
+  for (auto* part : {ray, rest}) {
+    for (double& element : *part) element /= scale;
+  }
 }
 
 bool complete_dual_ray(const Model& model, BackendResult* ray) {

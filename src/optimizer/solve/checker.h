@@ -45,6 +45,10 @@ struct CrossedBounds {
 };
 CrossedBounds find_crossed_bounds(const Model& model);
 
+// Multiplies a ray of two parts so that its largest element is 1, which is how rays are judged and
+// reported.
+void normalize_ray(std::vector<double>* ray, std::vector<double>* rest);
+
 // Whether y is a dual ray: it proves that no feasible point exists. On success d = -A'y is given.
 bool is_dual_ray(const Model& model, const std::vector<double>& y, std::vector<double>* d);
 

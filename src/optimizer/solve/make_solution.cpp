@@ -136,20 +136,8 @@ Residuals measure(const MinimizeProblem& problem, const BackendResult& result) {
   return residuals;
 }
 
-// Multiplies a ray of two parts so that its largest element is 1.
-void normalize(std::vector<double>* ray, std::vector<double>* rest) {
-  double scale = 0.0;
-  for (const auto* part : {ray, rest}) {
-    for (const double element : *part) scale = std::max(scale, std::fabs(element));
-  }
-  if (scale == 0.0) return;
-  for (auto* part : {ray, rest}) {
-    for (double& element : *part) element /= scale;
-  }
-}
-
 void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
-  normalize(&result->y, &result->snx);
+  normalize_ray(&result->y, &result->snx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
   const auto holds = ill_posed ? is_ill_posed_dual_ray : complete_dual_ray;
   if (!holds(problem.model, result)) return;
@@ -160,7 +148,7 @@ void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Soluti
 }
 
 void make_primal_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
-  normalize(&result->x, &result->barx);
+  normalize_ray(&result->x, &result->barx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
   const auto holds = ill_posed ? is_ill_posed_primal_ray : is_primal_ray;
   if (!holds(problem, result->x, result->barx)) return;

@@ -27,83 +27,160 @@ std::vector<double> spread(const std::vector<double>& values, const std::vector<
   return all;
 }
 
-Status solve_once(const MinimizeProblem& problem, const Parameters& parameters,
-                  BackendMonitor* monitor, BackendResult* result) {
-  conic::ConicForm form;
-  Status status = conic::ConicForm::make(problem, &form);
-  if (!status.ok()) return status;
-  const size_t num_row = form.problem().rhs.size();
-  const std::vector<int32_t> kept = conic::remove_dependent_rows(&form.problem());
-  conic::Equilibration scaling = conic::equilibrate(&form.problem());
+// One model on its way through the method's form and back.
+class ConicRun {
+ public:
+  ConicRun(const MinimizeProblem& problem, const Parameters& parameters, BackendMonitor* monitor)
+      : problem_(problem), parameters_(parameters), monitor_(monitor) {}
+
+  // Without rays the model is known to have an optimum.
+  Status solve(bool may_have_ray, BackendResult* result);
+
+ private:
+  bool prove_by_contradiction(const std::vector<double>& multipliers);
+  bool prove(const conic::InteriorPoint& ray);
+  bool find_primal_ray();
+  bool shows_ill_posed();
+  conic::Tolerances tolerances() const;
+  BackendResult restore(conic::InteriorPoint point) const;
+
+  const MinimizeProblem& problem_;
+  const Parameters& parameters_;
+  BackendMonitor* monitor_;
+  conic::ConicForm form_;
+  conic::Equilibration scaling_;  // of all rows
+  std::vector<int32_t> kept_;     // rows
+  BackendResult proof_;           // the ray that is proven
+  bool looked_for_ray_ = false;
+  int64_t iterations_ = 0;  // of further solves
+};
+
+conic::Tolerances ConicRun::tolerances() const {
   conic::Tolerances tolerances;
-  tolerances.feasibility = parameters.get(DoubleParam::kConicFeasibilityTolerance);
-  tolerances.gap = parameters.get(DoubleParam::kConicGapTolerance);
+  tolerances.feasibility = parameters_.get(DoubleParam::kConicFeasibilityTolerance);
+  tolerances.gap = parameters_.get(DoubleParam::kConicGapTolerance);
   tolerances.iteration_limit =
-      std::min(tolerances.iteration_limit, parameters.get(IntParam::kInteriorIterationLimit));
-  if (kept.size() < num_row) {
-    monitor->log(format_text("Presolve removed %zu equations that follow from others\n",
-                             num_row - kept.size()));
-  }
-  conic::InteriorPointMethod method(form.problem(), scaling, tolerances, monitor);
-  conic::InteriorPoint point;
-  status = method.run(&point);
-  if (!status.ok()) return status;
-  point.y = spread(point.y, kept, num_row, 0.0);
-  scaling.row = spread(scaling.row, kept, num_row, 1.0);
-  form.restore(problem, scaling, point, result);
-  result->progress.interior_iterations += point.iterations;
-  result->progress.objective = point.measures.primal_objective;
-  result->progress.bound = point.measures.dual_objective;
-  return {};
+      std::min(tolerances.iteration_limit, parameters_.get(IntParam::kInteriorIterationLimit));
+  return tolerances;
 }
 
-// A primal ray found by a solve of its own, clear of the tolerance by which bounds were left.
-// False: there is none.
-bool find_primal_ray(const MinimizeProblem& problem, const Parameters& parameters,
-                     BackendMonitor* monitor, BackendResult* result) {
-  const Model directions = conic::model_of_directions(problem);
-  monitor->log("Looking for a direction in which the objective falls for ever\n");
+BackendResult ConicRun::restore(conic::InteriorPoint point) const {
+  BackendResult result;
+  point.y = spread(point.y, kept_, scaling_.row.size(), 0.0);
+  form_.restore(problem_, scaling_, point, &result);
+  return result;
+}
+
+// Whether the multipliers of contradicting equations prove the model infeasible.
+bool ConicRun::prove_by_contradiction(const std::vector<double>& multipliers) {
+  if (multipliers.empty()) return false;
+  const conic::ConicProblem& form = form_.problem();
+  conic::InteriorPoint ray;
+  ray.outcome = Outcome::kInfeasible;
+  ray.certificate = Certificate::kDualRay;
+  ray.y = multipliers;
+  ray.z.resize(form.bounds.size());
+  ray.cone_dual.resize(form.cost.size());
+  for (const conic::MatrixBlock& block : form.matrices) {
+    const auto n = static_cast<size_t>(block.dimension);
+    ray.matrix_duals.emplace_back(n * n);
+  }
+  form_.restore(problem_, conic::identity_scaling(form, multipliers.size()), ray, &proof_);
+  normalize_ray(&proof_.y, &proof_.snx);
+  return complete_dual_ray(problem_.model, &proof_);
+}
+
+// Whether the model's form of a ray is a proof, which it leaves in proof_. Where curvature makes a
+// primal ray inexact, another one is looked for.
+bool ConicRun::prove(const conic::InteriorPoint& ray) {
+  proof_ = restore(ray);
+  if (proof_.certificate == Certificate::kDualRay) {
+    proof_.x = conic::point_of_dual_ray(problem_, proof_);
+    normalize_ray(&proof_.y, &proof_.snx);
+    return complete_dual_ray(problem_.model, &proof_);
+  }
+  normalize_ray(&proof_.x, &proof_.barx);
+  return is_primal_ray(problem_, proof_.x, proof_.barx) || find_primal_ray();
+}
+
+// Looks for a primal ray by a solve of its own, once: leaves in proof_ the direction in which the
+// objective falls most, clear of the tolerance by which bounds were left.
+bool ConicRun::find_primal_ray() {
+  if (looked_for_ray_) return false;
+  looked_for_ray_ = true;
+  proof_ = {};
+  const Model directions = conic::model_of_directions(problem_);
+  monitor_->log("Looking for a direction in which the objective falls for ever\n");
   BackendResult found;
-  const Status status = solve_once(MinimizeProblem(directions), parameters, monitor, &found);
-  result->progress.interior_iterations += found.progress.interior_iterations;
+  const MinimizeProblem search(directions);
+  ConicRun run(search, parameters_, monitor_);
+  const Status status = run.solve(false, &found);
+  iterations_ += found.progress.interior_iterations;
   if (!status.ok() || found.outcome != Outcome::kOptimal) return false;
   for (size_t j = 0; j < found.x.size(); ++j) {
     found.x[j] = std::clamp(found.x[j], directions.var_lower[j], directions.var_upper[j]);
   }
-  if (!is_primal_ray(problem, found.x, found.barx)) return false;
-  result->x = std::move(found.x);
-  result->barx = std::move(found.barx);
-  return true;
+  normalize_ray(&found.x, &found.barx);
+  proof_.outcome = Outcome::kUnbounded;
+  proof_.certificate = Certificate::kPrimalRay;
+  proof_.x = std::move(found.x);
+  proof_.barx = std::move(found.barx);
+  return is_primal_ray(problem_, proof_.x, proof_.barx);
 }
 
-// A run that ended without an optimum, or with a ray that proves nothing, may be one of a model
-// whose objective has no limit.
-bool wants_primal_ray(const MinimizeProblem& problem, const BackendResult& result) {
-  if (result.certificate == Certificate::kPrimalRay) {
-    return !is_primal_ray(problem, result.x, result.barx);
-  }
-  return result.outcome == Outcome::kIllPosed || result.termination == Code::kTrmStall;
+// Whether the direction found, in which the objective does not fall after all, shows at least that
+// the model is ill-posed. It is interior to all such directions, and so not 0 if there is one.
+bool ConicRun::shows_ill_posed() {
+  if (proof_.certificate != Certificate::kPrimalRay) return false;
+  proof_.outcome = Outcome::kIllPosed;
+  return is_ill_posed_primal_ray(problem_, proof_.x, proof_.barx);
 }
 
-Status run(const MinimizeProblem& problem, const Parameters& parameters, BackendMonitor* monitor,
-           BackendResult* result) {
-  Status status = solve_once(problem, parameters, monitor, result);
+// A run that ended without an answer, or as ill-posed, may be one of a model whose objective has no
+// limit.
+bool may_be_unbounded(const conic::InteriorPoint& point) {
+  return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall;
+}
+
+Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
+  Status status = conic::ConicForm::make(problem_, &form_);
   if (!status.ok()) return status;
-  if (result->certificate == Certificate::kDualRay) {
-    result->x = conic::point_of_dual_ray(problem, *result);
+  const size_t num_row = form_.problem().rhs.size();
+  conic::RowReduction reduction = conic::remove_dependent_rows(&form_.problem());
+  if (prove_by_contradiction(reduction.contradiction)) {
+    monitor_->log("Presolve found equations that contradict each other\n");
+    *result = std::move(proof_);
+    return {};
   }
-  if (wants_primal_ray(problem, *result) && find_primal_ray(problem, parameters, monitor, result)) {
-    result->outcome = Outcome::kUnbounded;
-    result->certificate = Certificate::kPrimalRay;
-    result->termination = Code::kOk;
+  kept_ = std::move(reduction.kept);
+  if (kept_.size() < num_row) {
+    monitor_->log(format_text("Presolve removed %zu equations that follow from others\n",
+                              num_row - kept_.size()));
   }
+  const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
+  scaling_ = scaling;
+  scaling_.row = spread(scaling.row, kept_, num_row, 1.0);
+  const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
+  conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
+  conic::InteriorPoint point;
+  status = method.run(&point);
+  if (!status.ok()) return status;
+  bool proven = point.outcome == Outcome::kInfeasible || point.outcome == Outcome::kUnbounded;
+  if (may_have_ray && may_be_unbounded(point)) {
+    const bool undecided = point.is_far && point.outcome != Outcome::kIllPosed;
+    proven = find_primal_ray() || (undecided && shows_ill_posed());
+  }
+  *result = proven ? std::move(proof_) : restore(point);
+  result->progress.interior_iterations = point.iterations + iterations_;
+  result->progress.objective = point.measures.primal_objective;
+  result->progress.bound = point.measures.dual_objective;
   return {};
 }
 
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double /*seconds*/,
              BackendMonitor* monitor, BackendResult* result) {
   try {
-    return run(problem, parameters, monitor, result);
+    return ConicRun(problem, parameters, monitor).solve(true, result);
   } catch (const std::bad_alloc&) {
     return {Code::kErrMemory, "out of memory in the conic optimizer"};
   }

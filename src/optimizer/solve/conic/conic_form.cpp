@@ -64,6 +64,7 @@ int32_t ConicForm::add_variable(double cost) {
 
 int32_t ConicForm::add_row(double rhs) {
   problem_.rhs.push_back(rhs);
+  problem_.rhs_size.push_back(std::fabs(rhs));
   return problem_.num_row() - 1;
 }
 
@@ -101,7 +102,9 @@ void ConicForm::add_element(int32_t row, int32_t model_var, double value) {
   if (place >= 0) {
     elements_.push_back({row, place, value});
   } else {
-    problem_.rhs[index(row)] -= value * fixed_value_[index(model_var)];
+    const double term = value * fixed_value_[index(model_var)];
+    problem_.rhs[index(row)] -= term;
+    problem_.rhs_size[index(row)] = std::max(problem_.rhs_size[index(row)], std::fabs(term));
   }
 }
 

@@ -20,6 +20,7 @@ class ConicForm {
   static Status make(const MinimizeProblem& problem, ConicForm* form);
 
   ConicProblem& problem() { return problem_; }
+  const ConicProblem& problem() const { return problem_; }
   // An answer for the scaled problem, in the model's terms.
   void restore(const MinimizeProblem& model_problem, const Equilibration& scaling,
                const InteriorPoint& point, BackendResult* result) const;

@@ -63,6 +63,7 @@ struct ConicProblem {
   std::vector<double> cost;
   Columns matrix, matrix_rows;  // A and its transpose
   std::vector<double> rhs;
+  std::vector<double> rhs_size;  // the largest term that went into each, for its rounding error
   std::vector<Bound> bounds;
   std::vector<ConeBlock> cones;
   std::vector<MatrixBlock> matrices;

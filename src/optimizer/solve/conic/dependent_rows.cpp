@@ -1,7 +1,7 @@
 // Dependence shows as a vanishing pivot in a factorization of A A': the pivots are the squared
 // distances of the rows, of length 1, from the span of those before. With such pivots made infinite
 // the same factorization gives a point that satisfies the other rows, in which the dependent ones
-// must hold too.
+// must hold too. Where one does not, it gives the combination of the others that contradicts it.
 #include "solve/conic/dependent_rows.h"
 
 #include <algorithm>
@@ -34,10 +34,11 @@ std::vector<int32_t> find_candidates(const ConicProblem& problem) {
   return candidates;
 }
 
-// The candidates as columns, of length 1, with their right-hand sides. Empty rows keep length 0.
+// The candidates as columns, of length 1, with their right-hand sides and the factors that made
+// them so. Empty rows keep length 0.
 struct Rows {
   Columns columns;
-  std::vector<double> rhs;
+  std::vector<double> rhs, rhs_size, factor;
 };
 
 Rows select(const ConicProblem& problem, const std::vector<int32_t>& candidates) {
@@ -56,6 +57,8 @@ Rows select(const ConicProblem& problem, const std::vector<int32_t>& candidates)
     }
     rows.columns.start.push_back(static_cast<int64_t>(rows.columns.row.size()));
     rows.rhs.push_back(problem.rhs[index(row)] * factor);
+    rows.rhs_size.push_back(problem.rhs_size[index(row)] * factor);
+    rows.factor.push_back(factor);
   }
   return rows;
 }
@@ -101,8 +104,37 @@ UpperTriangle multiply_by_transpose(const Columns& by_row, const Columns& by_var
   return product;
 }
 
-// The dependent ones that a point of the others satisfies, as indices of rows.
-std::vector<int32_t> find_redundant(const Rows& rows) {
+// A'y and A x.
+std::vector<double> combine(const Rows& rows, const std::vector<double>& y) {
+  std::vector<double> sum(index(rows.columns.num_row), 0.0);
+  add_product(rows.columns, 1.0, y.data(), sum.data());
+  return sum;
+}
+
+std::vector<double> evaluate(const Rows& rows, const std::vector<double>& x) {
+  std::vector<double> values(rows.rhs.size(), 0.0);
+  add_transposed_product(rows.columns, 1.0, x.data(), values.data());
+  return values;
+}
+
+// Row i less what the independent ones make of it, to a right-hand side above 0.
+std::vector<double> contradict(const Rows& rows, const SparseLdl& factor, int32_t i,
+                               double excess) {
+  std::vector<double> unit(rows.rhs.size(), 0.0);
+  unit[index(i)] = excess > 0.0 ? 1.0 : -1.0;
+  std::vector<double> combination = evaluate(rows, combine(rows, unit));
+  factor.solve(combination.data());
+  add(-1.0, combination, &unit);
+  for (size_t k = 0; k < unit.size(); ++k) unit[k] *= rows.factor[k];
+  return unit;
+}
+
+struct Dependence {
+  std::vector<int32_t> redundant;     // rows that the others satisfy
+  std::vector<double> contradiction;  // of the row that they violate most; empty if none
+};
+
+Dependence find_dependence(const Rows& rows) {
   const Columns by_var = transpose(rows.columns);
   if (!is_product_sparse(by_var)) return {};
   const UpperTriangle system = multiply_by_transpose(rows.columns, by_var);
@@ -114,19 +146,21 @@ std::vector<int32_t> find_redundant(const Rows& rows) {
   if (factor.replaced().empty()) return {};
   std::vector<double> multipliers = rows.rhs;
   factor.solve(multipliers.data());
-  std::vector<double> point(index(rows.columns.num_row), 0.0);
-  add_product(rows.columns, 1.0, multipliers.data(), point.data());
-  std::vector<double> value(rows.rhs.size(), 0.0);
-  add_transposed_product(rows.columns, 1.0, point.data(), value.data());
-  double size = 1.0;
-  for (const double x : point) size = std::max(size, std::fabs(x));
-  std::vector<int32_t> redundant;
+  const std::vector<double> point = combine(rows, multipliers);
+  const std::vector<double> value = evaluate(rows, point);
+  const double size = std::max(1.0, largest(point));
+  Dependence dependence;
+  double worst = 0.0;
   for (const int32_t i : factor.replaced()) {
-    if (std::fabs(value[index(i)] - rows.rhs[index(i)]) <= kConsistent * size) {
-      redundant.push_back(i);
+    const double excess = rows.rhs[index(i)] - value[index(i)];
+    if (std::fabs(excess) <= kConsistent * std::max(size, rows.rhs_size[index(i)])) {
+      dependence.redundant.push_back(i);
+    } else if (std::fabs(excess) > worst) {
+      worst = std::fabs(excess);
+      dependence.contradiction = contradict(rows, factor, i, excess);
     }
   }
-  return redundant;
+  return dependence;
 }
 
 void keep_rows(const std::vector<int32_t>& kept, ConicProblem* problem) {
@@ -157,20 +191,23 @@ void keep_rows(const std::vector<int32_t>& kept, ConicProblem* problem) {
 
 }  // namespace
 
-std::vector<int32_t> remove_dependent_rows(ConicProblem* problem) {
+RowReduction remove_dependent_rows(ConicProblem* problem) {
+  RowReduction reduction;
   std::vector<bool> is_redundant(problem->rhs.size(), false);
   const std::vector<int32_t> candidates = find_candidates(*problem);
   if (!candidates.empty()) {
-    for (const int32_t i : find_redundant(select(*problem, candidates))) {
-      is_redundant[index(candidates[index(i)])] = true;
+    const Dependence dependence = find_dependence(select(*problem, candidates));
+    for (const int32_t i : dependence.redundant) is_redundant[index(candidates[index(i)])] = true;
+    if (!dependence.contradiction.empty()) reduction.contradiction.resize(is_redundant.size(), 0.0);
+    for (size_t k = 0; k < dependence.contradiction.size(); ++k) {
+      reduction.contradiction[index(candidates[k])] = dependence.contradiction[k];
     }
   }
-  std::vector<int32_t> kept;
   for (int32_t i = 0; i < problem->num_row(); ++i) {
-    if (!is_redundant[index(i)]) kept.push_back(i);
+    if (!is_redundant[index(i)]) reduction.kept.push_back(i);
   }
-  if (kept.size() < problem->rhs.size()) keep_rows(kept, problem);
-  return kept;
+  if (reduction.kept.size() < problem->rhs.size()) keep_rows(reduction.kept, problem);
+  return reduction;
 }
 
 }  // namespace vorlan::conic

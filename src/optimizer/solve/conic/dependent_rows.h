@@ -1,5 +1,5 @@
-// Equations that say nothing new: removed before the method begins, because they make its linear
-// systems singular.
+// Equations that say nothing new, or nothing possible: removed before the method begins, because
+// they make its linear systems singular.
 #pragma once
 
 #include <vector>
@@ -8,8 +8,15 @@
 
 namespace vorlan::conic {
 
-// Removes equations that follow from others, empty ones among them; the answer has the places of
-// those kept. An equation that contradicts others stays, for the method to find the proof.
-std::vector<int32_t> remove_dependent_rows(ConicProblem* problem);
+struct RowReduction {
+  std::vector<int32_t> kept;  // places of the rows that are left
+  // Multipliers of all rows with A'y = 0 and b'y > 0 up to rounding, where equations contradict
+  // each other; else empty.
+  std::vector<double> contradiction;
+};
+
+// Removes equations that follow from others, empty ones among them. One that contradicts others
+// stays.
+RowReduction remove_dependent_rows(ConicProblem* problem);
 
 }  // namespace vorlan::conic

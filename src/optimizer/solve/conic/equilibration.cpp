@@ -111,11 +111,16 @@ void apply(const Equilibration& scaling, ConicProblem* problem) {
 
 }  // namespace
 
-Equilibration equilibrate(ConicProblem* problem) {
+Equilibration identity_scaling(const ConicProblem& problem, size_t num_row) {
   Equilibration scaling;
-  scaling.var.assign(problem->cost.size(), 1.0);
-  scaling.row.assign(problem->rhs.size(), 1.0);
-  scaling.matrix.assign(problem->matrices.size(), 1.0);
+  scaling.var.assign(problem.cost.size(), 1.0);
+  scaling.row.assign(num_row, 1.0);
+  scaling.matrix.assign(problem.matrices.size(), 1.0);
+  return scaling;
+}
+
+Equilibration equilibrate(ConicProblem* problem) {
+  Equilibration scaling = identity_scaling(*problem, problem->rhs.size());
   for (int round = 0; round < kRounds; ++round) {
     const Norms norms = measure(*problem, scaling);
     improve(norms.var, &scaling.var);

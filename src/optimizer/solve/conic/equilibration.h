@@ -18,6 +18,7 @@ struct Equilibration {
   double cost = 1.0;
 };
 
+Equilibration identity_scaling(const ConicProblem& problem, size_t num_row);
 Equilibration equilibrate(ConicProblem* problem);
 
 }  // namespace vorlan::conic

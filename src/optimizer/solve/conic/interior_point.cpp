@@ -55,8 +55,13 @@ double Measures::worst(const Tolerances& tolerances) const {
 }
 
 InteriorPointMethod::InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
-                                         const Tolerances& tolerances, BackendMonitor* monitor)
-    : problem_(problem), scaling_(scaling), tolerances_(tolerances), monitor_(monitor) {
+                                         const Tolerances& tolerances, RayProof proves,
+                                         BackendMonitor* monitor)
+    : problem_(problem),
+      scaling_(scaling),
+      tolerances_(tolerances),
+      proves_(std::move(proves)),
+      monitor_(monitor) {
   size_t members = 0;
   for (const ConeBlock& block : problem.cones) {
     cones_.push_back(make_cone(block));
@@ -107,9 +112,8 @@ void InteriorPointMethod::start() {
   bound_rhs_.assign(problem_.bounds.size(), 0.0);
   f_.assign(num_var(), 0.0);
   g_.assign(num_row(), 0.0);
-  constant_f_ = f_;
-  constant_dx_ = f_;
-  constant_dy_ = g_;
+  turn_x_ = tau_turn_x_ = f_;
+  turn_y_ = tau_turn_y_ = g_;
 }
 
 double InteriorPointMethod::complementarity() const {
@@ -202,8 +206,25 @@ void InteriorPointMethod::measure() {
   measures_.primal = primal;
   measures_.dual = dual;
   const double distance = std::fabs(measures_.primal_objective - measures_.dual_objective);
-  measures_.gap = distance / std::max({1.0, std::fabs(measures_.primal_objective),
-                                       std::fabs(measures_.dual_objective)});
+  const double size =
+      std::max({1.0, std::fabs(measures_.primal_objective), std::fabs(measures_.dual_objective)});
+  measures_.gap = distance / size;
+  measures_.gap_of_terms = distance / std::max(size, largest_term());
+}
+
+// Of the objectives.
+double InteriorPointMethod::largest_term() const {
+  double size = 0.0;
+  for (size_t j = 0; j < num_var(); ++j) {
+    size = std::max(size, std::fabs(problem_.cost[j] * now_.x[j]));
+  }
+  for (size_t i = 0; i < num_row(); ++i) {
+    size = std::max(size, std::fabs(problem_.rhs[i] * now_.y[i]));
+  }
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    size = std::max(size, std::fabs(problem_.bounds[k].value * now_.z[k]));
+  }
+  return size / (now_.tau * scaling_.cost);
 }
 
 // Cost and value are q'x + <C, X> and b'y + h'z. Both rays are judged by what is left of their
@@ -256,51 +277,67 @@ double InteriorPointMethod::primal_ray_violation() const {
   return violation;
 }
 
-// The system's answer to a unit of dtau: right-hand sides -(q - G'diag(h)h) and b + <A_i, W C W>.
-void InteriorPointMethod::solve_constant_column() {
-  for (size_t j = 0; j < num_var(); ++j) constant_f_[j] = -problem_.cost[j];
+// A step is the iterate's own multiple dtau / tau and a turn beside it. The system's answer to a
+// unit of dtau, right-hand sides -q + G'diag(h)h and b + <A_i, W C W>, is solved for less x / tau
+// and y / tau: of the sides, which the scalings of active bounds and cones make huge, that leaves
+//
+//   -(residual + 2 G'z + 2 E'z_J + G'diag(h) residual) / tau,   (2 <A_i, X> - residual) / tau,
+//
+// where nothing is large that cancels later.
+void InteriorPointMethod::solve_turn_of_tau() {
+  const double factor = 1.0 / now_.tau;
+  for (size_t j = 0; j < num_var(); ++j) {
+    f_[j] = -factor * (residuals_.dual[j] + 2.0 * now_.cone_dual[j]);
+  }
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
-    constant_f_[index(bound.var)] += bound.sign * bound_scaling_[k] * bound.value;
+    const double term = 2.0 * now_.z[k] + bound_scaling_[k] * residuals_.bound[k];
+    f_[index(bound.var)] -= factor * bound.sign * term;
   }
-  matrix_cost_rows_.assign(num_row(), 0.0);
+  for (size_t i = 0; i < num_row(); ++i) g_[i] = -factor * residuals_.primal[i];
+  const double share = factor * now_.matrix_residual;
   for (const MatrixCone& matrix : matrices_) {
+    matrix.add_products(matrix.x(), 2.0 * factor, g_.data());
     for (size_t p = 0; p < matrix.parts().size(); ++p) {
-      matrix_cost_rows_[index(matrix.parts()[p].row)] += matrix.cost_column()[p];
+      g_[index(matrix.parts()[p].row)] +=
+          share * (matrix.cost_column()[p] - matrix.identity_column()[p]);
     }
   }
-  std::vector<double> g = problem_.rhs;
-  add(1.0, matrix_cost_rows_, &g);
-  system_->solve(constant_f_.data(), g.data(), constant_dx_.data(), constant_dy_.data());
+  system_->solve(f_.data(), g_.data(), tau_turn_x_.data(), tau_turn_y_.data());
   set_tau_factor();
 }
 
 // The factor of dtau in the last equation, as the sum of squares that it is:
 //
-//   kappa / tau + |x / tau - dx|_P^2 + |h - G dx|^2 + |dx|_H^2 + |C - sum_i dy_i A_i|_W^2,
+//   kappa / tau + |u|_P^2 + |(s + residual) / tau + G u|^2 + |x / tau + u|_H^2
+//               + |C - sum_i (v_i + y_i / tau) A_i|_W^2
 //
-// since its terms multiplied out cancel, once W is large, to nothing but rounding errors.
+// with the turn (u, v) of tau, since its terms multiplied out cancel, once W is large, to nothing
+// but rounding errors.
 void InteriorPointMethod::set_tau_factor() {
-  std::vector<double> from_x = now_.x;
-  for (size_t j = 0; j < num_var(); ++j) from_x[j] = from_x[j] / now_.tau - constant_dx_[j];
   std::vector<double> product(num_var(), 0.0);
-  add_product(problem_.quadratic, 1.0, from_x.data(), product.data());
-  tau_factor_ = now_.kappa / now_.tau + std::max(0.0, dot(from_x, product));
+  add_product(problem_.quadratic, 1.0, tau_turn_x_.data(), product.data());
+  tau_factor_ = now_.kappa / now_.tau + std::max(0.0, dot(tau_turn_x_, product));
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
-    const double distance = bound.value - bound.sign * constant_dx_[index(bound.var)];
+    const double distance =
+        (now_.s[k] + residuals_.bound[k]) / now_.tau + bound.sign * tau_turn_x_[index(bound.var)];
     tau_factor_ += bound_scaling_[k] * distance * distance;
   }
+  std::vector<double> column = now_.x;
+  for (size_t j = 0; j < num_var(); ++j) column[j] = column[j] / now_.tau + tau_turn_x_[j];
   std::vector<double> members;
   std::vector<double> image;
   for (size_t c = 0; c < cones_.size(); ++c) {
     members.resize(problem_.cones[c].vars.size());
     image.resize(members.size());
-    gather(problem_.cones[c], constant_dx_, members.data());
+    gather(problem_.cones[c], column, members.data());
     cones_[c]->multiply(members.data(), image.data());
     tau_factor_ += dot(members, image);
   }
-  for (MatrixCone& matrix : matrices_) tau_factor_ += matrix.column_square(constant_dy_.data());
+  column = tau_turn_y_;
+  add(1.0 / now_.tau, now_.y, &column);
+  for (MatrixCone& matrix : matrices_) tau_factor_ += matrix.column_square(column.data());
 }
 
 // Right-hand sides of the complementarity conditions and with them of the system.
@@ -355,81 +392,138 @@ void InteriorPointMethod::set_rhs(double rest, double mu_target, bool affine) {
   }
 }
 
-// The last equation of the embedding, with everything else as a function of dtau.
-double InteriorPointMethod::solve_for_tau(double rest, const Step& step) const {
-  const double tau = now_.tau;
-  // Rows q + 2 P x / tau + G'diag(h)h and b - <A_i, W C W>.
-  std::vector<double> cost_row = problem_.cost;
-  add(2.0 / tau, residuals_.px, &cost_row);
-  double right = rest * residuals_.gap + complementarity_rhs_ / tau;
+// The last equation of the embedding as it stands, with everything else as a function of dtau: what
+// tau_factor_ dtau must be. It holds whatever the other equations leave, but its terms can be much
+// larger than what is left of them: `rounding` is what that may be wrong by.
+double InteriorPointMethod::last_equation(double rest, double* rounding) const {
+  constexpr double kRounding = 1e-15;
+  double sum = 0.0;
+  double size = 0.0;
+  const auto take = [&](double term) {
+    sum += term;
+    size += std::fabs(term);
+  };
+  take(rest * residuals_.gap);
+  take(complementarity_rhs_ / now_.tau);
+  for (size_t j = 0; j < num_var(); ++j) {
+    take((problem_.cost[j] + 2.0 / now_.tau * residuals_.px[j]) * turn_x_[j]);
+  }
+  for (size_t i = 0; i < num_row(); ++i) take(-problem_.rhs[i] * turn_y_[i]);
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
-    const double scaled = bound_scaling_[k] * bound.value;
-    cost_row[index(bound.var)] += bound.sign * scaled;
-    right += scaled * rest * residuals_.bound[k] - bound.value * bound_rhs_[k];
+    const double change = bound.sign * turn_x_[index(bound.var)] + rest * residuals_.bound[k];
+    take(bound.value * bound_scaling_[k] * change);
+    take(-bound.value * bound_rhs_[k]);
   }
-  std::vector<double> value_row = problem_.rhs;
-  add(-1.0, matrix_cost_rows_, &value_row);
   const double share = rest * now_.matrix_residual;
   for (const MatrixCone& matrix : matrices_) {
-    right += matrix.cost_product(matrix.unscaled_rhs());
-    right -= share * (matrix.cost_square() - matrix.cost_identity());
+    for (size_t p = 0; p < matrix.parts().size(); ++p) {
+      take(matrix.cost_column()[p] * turn_y_[index(matrix.parts()[p].row)]);
+    }
+    take(matrix.cost_product(matrix.unscaled_rhs()));
+    take(-share * matrix.cost_residual());
   }
-  right += dot(cost_row, step.x) - dot(value_row, step.y);
-  return right / tau_factor_;
+  *rounding = kRounding * size;
+  return sum;
+}
+
+// The same without matrix variables, with q, b and h expressed by the residuals and the iterate:
+// the large terms are each other's opposites then, and what is left are products of residuals with
+// the turn, and complementarity. Nothing cancels where tau is small, but it relies on the turn to
+// solve its system.
+double InteriorPointMethod::last_equation_by_residuals(double rest) const {
+  double sum = rest * degree_ * complementarity() + complementarity_rhs_ +
+               dot(residuals_.dual, turn_x_) + dot(residuals_.primal, turn_y_);
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    const Bound& bound = problem_.bounds[k];
+    const double residual = residuals_.bound[k];
+    const double scaled = bound_scaling_[k] * residual;
+    sum -= scaled * (bound.sign * turn_x_[index(bound.var)] + rest * residual);
+    sum += (now_.s[k] + residual) * bound_rhs_[k];
+  }
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    for (size_t i = 0; i < block.vars.size(); ++i) {
+      sum += now_.x[index(block.vars[i])] * cone_rhs_[cone_start_[c] + i];
+    }
+  }
+  return sum / now_.tau;
+}
+
+// Of the two forms the first, unless it is rounding by which they differ.
+double InteriorPointMethod::tau_step(double rest) const {
+  double rounding = 0.0;
+  const double sum = last_equation(rest, &rounding);
+  if (!matrices_.empty()) return sum / tau_factor_;
+  const double by_residuals = last_equation_by_residuals(rest);
+  return (std::fabs(sum - by_residuals) > rounding ? sum : by_residuals) / tau_factor_;
 }
 
 void InteriorPointMethod::find_step(double rest, double mu_target, bool affine, Step* step) {
   set_rhs(rest, mu_target, affine);
-  step->x.resize(num_var());
-  step->y.resize(num_row());
-  system_->solve(f_.data(), g_.data(), step->x.data(), step->y.data());
-  step->tau = holds_tau_ ? 0.0 : solve_for_tau(rest, *step);
-  add(step->tau, constant_dx_, &step->x);
-  add(step->tau, constant_dy_, &step->y);
+  system_->solve(f_.data(), g_.data(), turn_x_.data(), turn_y_.data());
+  step->tau = holds_tau_ ? 0.0 : tau_step(rest);
+  add(step->tau, tau_turn_x_, &turn_x_);
+  add(step->tau, tau_turn_y_, &turn_y_);
   finish_step(rest, step);
-  const double change = -rest * now_.matrix_residual;
+  const double ratio = step->tau / now_.tau;
   for (MatrixCone& matrix : matrices_) {
-    matrix.set_step(step->y.data(), step->tau, change, affine);
+    matrix.set_step(turn_y_.data(), ratio, (ratio + rest) * now_.matrix_residual, affine);
   }
 }
 
-// What x, y and tau of the step imply for its other parts.
+// What the turn and tau's step imply for the whole one.
 void InteriorPointMethod::finish_step(double rest, Step* step) {
+  const double ratio = step->tau / now_.tau;
+  step->x = turn_x_;
+  step->y = turn_y_;
+  add(ratio, now_.x, &step->x);
+  add(ratio, now_.y, &step->y);
   step->kappa = holds_tau_ ? 0.0 : (complementarity_rhs_ - now_.kappa * step->tau) / now_.tau;
   step->s.resize(bound_rhs_.size());
   step->z.resize(bound_rhs_.size());
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
-    step->s[k] = bound.sign * step->x[index(bound.var)] - bound.value * step->tau +
-                 rest * residuals_.bound[k];
+    step->s[k] = bound.sign * turn_x_[index(bound.var)] + ratio * now_.s[k] +
+                 (ratio + rest) * residuals_.bound[k];
     step->z[k] = bound_rhs_[k] - bound_scaling_[k] * step->s[k];
   }
+  // The cone's scaling takes the iterate's members to their duals.
   step->cone_dual.assign(num_var(), 0.0);
-  std::vector<double> ds, dz;
+  std::vector<double> ds, z, dz;
   for (size_t c = 0; c < cones_.size(); ++c) {
     const ConeBlock& block = problem_.cones[c];
-    ds.resize(block.vars.size());
-    dz.resize(block.vars.size());
-    gather(block, step->x, ds.data());
+    for (auto* space : {&ds, &z, &dz}) space->resize(block.vars.size());
+    gather(block, turn_x_, ds.data());
+    gather(block, now_.cone_dual, z.data());
     cones_[c]->multiply(ds.data(), dz.data());
-    for (size_t i = 0; i < dz.size(); ++i) dz[i] = cone_rhs_[cone_start_[c] + i] - dz[i];
+    for (size_t i = 0; i < dz.size(); ++i) {
+      dz[i] = cone_rhs_[cone_start_[c] + i] - ratio * z[i] - dz[i];
+    }
     scatter(block, dz.data(), &step->cone_dual);
   }
 }
 
-// The step of a matrix variable is computed from dy through products with W, whose rounding errors
-// grow as W's condition does. What they leave of the equations is solved for once more.
+// Whether a residual of the equations matters to the gap, to which it adds its product with y.
+bool InteriorPointMethod::moves_gap(const std::vector<double>& residual) const {
+  constexpr double kShare = 0.1;
+  double product = 0.0;
+  for (size_t i = 0; i < num_row(); ++i) product += std::fabs(residual[i] * now_.y[i]);
+  return product > kShare * degree_ * complementarity();
+}
+
+// What the step leaves of the equations is solved for once more, with a right-hand side as small as
+// that. It is more than it should be where tau is small, and always of matrix variables: their step
+// is computed from dy through products with W, whose rounding errors grow as W's condition does.
 void InteriorPointMethod::correct_primal(double rest, Step* step) {
-  if (matrices_.empty()) return;
   constexpr int kMostCorrections = 4;
   constexpr double kGoodShare = 0.1;
   std::vector<double> dx(num_var());
   std::vector<double> dy(num_row());
   std::fill(f_.begin(), f_.end(), 0.0);
   const auto apply = [&](double factor) {
-    add(factor, dx, &step->x);
-    add(factor, dy, &step->y);
+    add(factor, dx, &turn_x_);
+    add(factor, dy, &turn_y_);
     for (double& value : dy) value *= factor;
     for (MatrixCone& matrix : matrices_) matrix.correct_step(dy.data());
     finish_step(rest, step);
@@ -448,6 +542,7 @@ void InteriorPointMethod::correct_primal(double rest, Step* step) {
       return;
     }
     if (error <= kGoodShare * rest * largest(residuals_.primal) || error > 0.5 * before) return;
+    if (matrices_.empty() && !moves_gap(g_)) return;
     before = error;
     system_->solve(f_.data(), g_.data(), dx.data(), dy.data());
     apply(1.0);
@@ -550,34 +645,54 @@ bool InteriorPointMethod::finished(InteriorPoint* result) {
     return true;
   }
   if (before <= 1.0) return false;
-  if (measures_.dual_ray <= kRayViolation) {
-    result->outcome = Outcome::kInfeasible;
-    result->certificate = Certificate::kDualRay;
-  } else if (measures_.primal_ray <= kRayViolation && measures_.fall >= kCertainFall) {
-    result->outcome = Outcome::kUnbounded;
-    result->certificate = Certificate::kPrimalRay;
-  } else {
+  if (measures_.dual_ray <= kRayViolation &&
+      claim_ray(Certificate::kDualRay, measures_.dual_ray, result)) {
+    return true;
+  }
+  return measures_.primal_ray <= kRayViolation && measures_.fall >= kCertainFall &&
+         claim_ray(Certificate::kPrimalRay, measures_.primal_ray, result);
+}
+
+// A ray that was no proof is looked at again when its violation is much smaller.
+bool InteriorPointMethod::claim_ray(Certificate certificate, double violation,
+                                    InteriorPoint* result) {
+  constexpr double kMuchSmaller = 0.1;
+  const bool dual = certificate == Certificate::kDualRay;
+  double& refuted = dual ? refuted_dual_ : refuted_primal_;
+  if (violation > kMuchSmaller * refuted) return false;
+  InteriorPoint ray;
+  ray.outcome = dual ? Outcome::kInfeasible : Outcome::kUnbounded;
+  ray.certificate = certificate;
+  store_point(&ray, now_, false);
+  if (!proves_(ray)) {
+    refuted = violation;
     return false;
   }
+  result->outcome = ray.outcome;
+  result->certificate = certificate;
   return true;
 }
 
-// Newton steps to the point of the central path at the present mu, tau held: at a solution it is
-// nearly free. The last one whose residuals hold is the answer.
+// Newton steps to a point of the central path ahead, tau held: at a solution it is nearly free. The
+// last one whose residuals hold is the answer.
 void InteriorPointMethod::center() {
-  constexpr int kMostSteps = 5;
-  const double mu = complementarity();
+  constexpr int kMostSteps = 20;
+  // Relative to the cones' largest dual; rounding leaves about as much.
+  constexpr double kCentral = 1e-8;
+  // The gap of a point off the path can be less than that of its mu.
+  const double mu = 0.1 * complementarity();
   holds_tau_ = true;
   Step step;
   for (int k = 0; k < kMostSteps; ++k) {
     system_->factor(bound_scaling_, &matrices_);
-    solve_constant_column();
+    solve_turn_of_tau();
     for (auto* part : {&affine_.x, &affine_.y, &affine_.s, &affine_.z, &affine_.cone_dual}) {
       std::fill(part->begin(), part->end(), 0.0);
     }
     affine_.tau = affine_.kappa = 0.0;
     for (MatrixCone& matrix : matrices_) matrix.clear_affine_step();
     find_step(1.0, mu, false, &step);
+    if (largest(cone_rhs_) <= kCentral * std::max(1.0, largest(now_.cone_dual))) return;
     correct_primal(1.0, &step);
     const double length = std::min(1.0, kLeastToBoundary * step_length(step));
     if (!(length > 0.0) || !advance(step, length, 1.0)) return;
@@ -589,15 +704,27 @@ void InteriorPointMethod::center() {
 // Where no step leads further: what holds less exactly.
 void InteriorPointMethod::conclude(InteriorPoint* result) {
   const Tolerances loose{kLooseTolerance, kLooseTolerance, 0};
-  if (best_measures_.worst(loose) <= 1.0) {
+  // Multiples of that.
+  constexpr double kFarFromOptimal = 100.0;
+  // Of objectives whose terms cancel.
+  constexpr double kTolerableGap = 1e-4;
+  result->is_far = best_measures_.worst(loose) > kFarFromOptimal;
+  const auto is_solution = [&](const Measures& m) {
+    const double gap = m.gap <= kTolerableGap ? m.gap_of_terms : m.gap;
+    return std::max({m.primal, m.dual, gap}) <= kLooseTolerance;
+  };
+  if (is_solution(best_measures_)) {
     result->outcome = Outcome::kOptimal;
-  } else if (measures_.dual_ray <= kLooseTolerance) {
-    result->outcome = Outcome::kInfeasible;
-    result->certificate = Certificate::kDualRay;
-  } else if (measures_.primal_ray <= kLooseTolerance) {
-    result->outcome = Outcome::kUnbounded;
-    result->certificate = Certificate::kPrimalRay;
-  } else if (std::min(measures_.dual_direction, measures_.primal_direction) <= kIllPosedTolerance) {
+  } else if (is_solution(measures_)) {
+    hold_as_best();
+    result->outcome = Outcome::kOptimal;
+  } else if ((measures_.dual_ray <= kLooseTolerance &&
+              claim_ray(Certificate::kDualRay, measures_.dual_ray, result)) ||
+             (measures_.primal_ray <= kLooseTolerance &&
+              claim_ray(Certificate::kPrimalRay, measures_.primal_ray, result))) {
+    return;
+  } else if (result->is_far &&
+             std::min(measures_.dual_direction, measures_.primal_direction) <= kIllPosedTolerance) {
     result->outcome = Outcome::kIllPosed;
     const bool dual = measures_.dual_direction <= measures_.primal_direction;
     result->certificate = dual ? Certificate::kDualRay : Certificate::kPrimalRay;
@@ -676,7 +803,7 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
       break;
     }
     system_->factor(bound_scaling_, &matrices_);
-    solve_constant_column();
+    solve_turn_of_tau();
     find_step(1.0, 0.0, true, &affine_);
     const double affine_length = std::min(1.0, step_length(affine_));
     const double sigma = (1.0 - affine_length) * (1.0 - affine_length);

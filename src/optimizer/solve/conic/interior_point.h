@@ -15,6 +15,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -37,6 +38,9 @@ struct Measures {
   double primal = kInfinity;
   double dual = kInfinity;
   double gap = kInfinity;
+  // The same relative to the largest term of the objectives, where these cancel: the most that
+  // residuals of this size bear out.
+  double gap_of_terms = kInfinity;
   double primal_objective = 0.0;
   double dual_objective = 0.0;
   // Violations of rays, relative to what they prove; infinite when they prove nothing.
@@ -60,12 +64,18 @@ struct InteriorPoint {
   std::vector<double> x, y, z, cone_dual;  // z by bound; cone_dual by variable
   std::vector<std::vector<double>> matrices, matrix_duals;
   int32_t iterations = 0;
+  // No iterate was near enough to a solution to speak against there being none.
+  bool is_far = false;
 };
+
+// Whether a ray proves its claim about the model: the embedding's residuals alone may deceive where
+// points are as large as the tolerance is small.
+using RayProof = std::function<bool(const InteriorPoint& ray)>;
 
 class InteriorPointMethod {
  public:
   InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
-                      const Tolerances& tolerances, BackendMonitor* monitor);
+                      const Tolerances& tolerances, RayProof proves, BackendMonitor* monitor);
 
   // A failure means that the dense algebra which matrix variables ask for is not there.
   Status run(InteriorPoint* result);
@@ -91,22 +101,27 @@ class InteriorPointMethod {
   bool update_scaling();
   void compute_residuals();
   void measure();
+  double largest_term() const;
   void measure_rays(double cost, double value);
   double dual_ray_violation() const;
   double primal_ray_violation() const;
-  void solve_constant_column();
+  void solve_turn_of_tau();
   void set_tau_factor();
   // A step that takes the share `rest` off the residuals.
   void find_step(double rest, double mu_target, bool affine, Step* step);
   void finish_step(double rest, Step* step);
+  bool moves_gap(const std::vector<double>& residual) const;
   void correct_primal(double rest, Step* step);
   void set_rhs(double rest, double mu_target, bool affine);
-  double solve_for_tau(double rest, const Step& step) const;
+  double last_equation(double rest, double* rounding) const;
+  double last_equation_by_residuals(double rest) const;
+  double tau_step(double rest) const;
   double step_length(const Step& step) const;
   void take(const Step& step, double length, double rest);
   bool advance(const Step& step, double length, double rest);
   double complementarity() const;
   bool finished(InteriorPoint* result);
+  bool claim_ray(Certificate certificate, double violation, InteriorPoint* result);
   bool is_idle();
   void keep_best();
   void hold_as_best();
@@ -121,6 +136,7 @@ class InteriorPointMethod {
   const ConicProblem& problem_;
   const Equilibration& scaling_;
   Tolerances tolerances_;
+  RayProof proves_;
   BackendMonitor* monitor_;
   const DenseAlgebra* algebra_ = nullptr;
   std::vector<std::unique_ptr<ScaledCone>> cones_;
@@ -137,12 +153,13 @@ class InteriorPointMethod {
   std::vector<double> bound_scaling_;         // z / s
   std::vector<double> bound_rhs_, cone_rhs_;  // right-hand sides of complementarity
   std::vector<double> f_, g_;
-  std::vector<double> constant_f_, constant_dx_, constant_dy_;
-  std::vector<double> matrix_cost_rows_;  // <A_i, W C W>
+  std::vector<double> turn_x_, turn_y_;          // of the step at hand
+  std::vector<double> tau_turn_x_, tau_turn_y_;  // for a unit of dtau
   double tau_factor_ = 0.0;
   double complementarity_rhs_ = 0.0;  // of tau and kappa
   Step affine_;
   bool holds_tau_ = false;
+  double refuted_dual_ = kInfinity, refuted_primal_ = kInfinity;  // violations of rays not proven
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   int32_t iteration_ = 0;
   double nearest_ = kInfinity;  // to a claim, so far

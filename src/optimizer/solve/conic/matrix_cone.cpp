@@ -331,14 +331,17 @@ void MatrixCone::set_centering_rhs(double mu_target) {
   congruence(false, rhs_, &unscaled_);
 }
 
-void MatrixCone::set_step(const double* dy, double dtau, double identity_change, bool affine) {
-  // The residual's change, -change (C - I), joins C's and I's.
-  combine(dtau - identity_change, dy, identity_change, &dz_);
+void MatrixCone::set_step(const double* dy, double ratio, double cost_change, bool affine) {
+  combine(cost_change, dy, -cost_change, &dz_);
   congruence(true, dz_, &dz_scaled_);
+  if (!affine) {
+    congruence(false, dz_scaled_, &dx_);
+    for (size_t i = 0; i < dx_.size(); ++i) dx_[i] = unscaled_[i] - ratio * x_[i] - dx_[i];
+  }
+  // Z is the diagonal matrix of lambda in scaled terms, X what comes back from it.
+  const size_t n = index(n_);
+  for (size_t i = 0; i < n; ++i) dz_scaled_[i * n + i] += ratio * lambda_[i];
   for (size_t i = 0; i < rhs_.size(); ++i) dx_scaled_[i] = rhs_[i] - dz_scaled_[i];
-  if (affine) return;
-  congruence(false, dz_scaled_, &dx_);
-  for (size_t i = 0; i < dx_.size(); ++i) dx_[i] = unscaled_[i] - dx_[i];
 }
 
 void MatrixCone::correct_step(const double* dy) {

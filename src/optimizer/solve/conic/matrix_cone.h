@@ -26,11 +26,10 @@ class MatrixCone {
   const std::vector<double>& x() const { return x_; }
   const std::vector<double>& z() const { return z_; }
   const std::vector<MatrixPart>& parts() const { return parts_; }
-  // The products of the scaling with C and I: <A_i, W C W> and <A_i, W W> by part, then those of C.
+  // The products of the scaling with C and I: <A_i, W C W> and <A_i, W W> by part.
   const std::vector<double>& cost_column() const { return cost_column_; }
   const std::vector<double>& identity_column() const { return identity_column_; }
-  double cost_square() const { return cost_square_; }
-  double cost_identity() const { return cost_identity_; }
+  double cost_residual() const { return cost_square_ - cost_identity_; }  // <C, W (C - I) W>
 
   void start();
   // Chooses the scaling; false: X or Z is not positive definite.
@@ -56,9 +55,9 @@ class MatrixCone {
   void set_centering_rhs(double mu_target);
   const std::vector<double>& unscaled_rhs() const { return unscaled_; }
 
-  // The step that dy, dtau and a change of the dual residual imply; the affine step stays in
+  // The step with dZ = ratio Z - sum_i dy_i A_i + cost_change (C - I); the affine step stays in
   // scaled terms.
-  void set_step(const double* dy, double dtau, double identity_change, bool affine);
+  void set_step(const double* dy, double ratio, double cost_change, bool affine);
   // The change of rows by the step, and a correction of the step for a further dy.
   void add_step_products(double factor, double* rows) const { add_products(dx_, factor, rows); }
   void correct_step(const double* dy);

@@ -71,8 +71,9 @@ class DirectionModel {
   void forbid_curvature(double sense_factor) {
     forbid(model_.quadratic_cost, sense_factor);
     for (const QuadraticForm& form : quadratic_forms(model_)) {
+      const bool has_lower = std::isfinite(model_.con_lower[index(form.con)]);
       const bool has_upper = std::isfinite(model_.con_upper[index(form.con)]);
-      forbid(form.entries, has_upper ? 1.0 : -1.0);
+      if (has_lower || has_upper) forbid(form.entries, has_upper ? 1.0 : -1.0);
     }
   }
 

@@ -165,6 +165,7 @@ long kibibytes(std::string_view label) {
 }
 
 size_t bytes_of_names(const NameList& names, int32_t count) {
+  if (names.longest() == 0) return 0;  // nothing is kept of names that are not there
   size_t sum = 0;
   for (size_t i = 0; i < static_cast<size_t>(count); ++i) sum += names[i].size() + sizeof(size_t);
   return sum;

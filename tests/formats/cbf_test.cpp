@@ -232,6 +232,9 @@ TEST(CbfRead, ErrorsNameThePlace) {
        "text:10:1: the index of a constraint was expected, but there is none, found '0'"},
       {start + "CON\n1 1\nF 1\nACOORD\n3\n0 0 0\n0 1 1\n0 0 0\n",
        "text:15: a second value for a place that has one by line 13"},
+      // Neither comments nor the elements of slack variables put the lines out of step.
+      {start + "CON\n3 2\nL= 1\nQ 2\nACOORD\n4\n1 0 1\n# note\n0 0 1\n\n2 0 1\n0 0 2\n",
+       "text:19: a second value for a place that has one by line 16"},
       {start + "CON\n1 1\nF 1\nBCOORD\n2\n0 0\n0 1\n",
        "text:14:1: a second value for this place, found '0 1'"},
       {start + "PSDVAR\n1\n2\nOBJFCOORD\n2\n0 0 1 1\n0 1 0 1\n",

@@ -314,7 +314,7 @@ void CbfReader::add_slacks() {
     add_variables(block.size, block.domain.lower, block.domain.upper);
     add_cone(block.domain, first, block.size);
     for (int32_t i = 0; i < block.size; ++i) {
-      elements_.add(block.begin + i, first + i, -1.0, lines_.line_number());
+      elements_.add_own(block.begin + i, first + i, -1.0);
     }
   }
 }

@@ -2,11 +2,18 @@
 #include "format/coordinates.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <tuple>
 #include <utility>
 
 namespace vorlan {
+
+int64_t ElementLines::operator[](size_t index) const {
+  const auto behind = std::upper_bound(runs_.begin(), runs_.end(), index,
+                                       [](size_t i, const Run& run) { return i < run.first; });
+  return std::prev(behind)->start + static_cast<int64_t>(index);
+}
 
 // Only called when there are two.
 void MatrixCoordinates::find_lines(int32_t row, int32_t col, SamePlace* twice) const {
@@ -15,7 +22,10 @@ void MatrixCoordinates::find_lines(int32_t row, int32_t col, SamePlace* twice) c
   };
   const auto first = std::find_if(elements_.begin(), elements_.end(), is_there);
   const auto second = std::find_if(first + 1, elements_.end(), is_there);
-  *twice = {first->line, second->line};
+  const auto line_of = [this](auto element) {
+    return lines_[static_cast<size_t>(element - elements_.begin())];
+  };
+  *twice = {line_of(first), line_of(second)};
 }
 
 // Into the columns, in the order of the file. start[j + 1] moves from the start of column j to its
@@ -69,6 +79,7 @@ bool MatrixCoordinates::finish(Model* model, SamePlace* twice) {
   }
   matrix.row.resize(kept);
   matrix.value.resize(kept);
+  elements_.clear();
   return true;
 }
 
@@ -86,6 +97,11 @@ bool TriangleCoordinates::finish(Model* model, SamePlace* twice) {
   if (!std::is_sorted(elements_.begin(), elements_.end(), before)) {
     std::sort(elements_.begin(), elements_.end(), before);
   }
+  const auto num_costs =
+      std::count_if(elements_.begin(), elements_.end(),
+                    [](const Element& element) { return element.con == kObjective; });
+  model->matrix_cost.reserve(static_cast<size_t>(num_costs));
+  model->matrix_coefficients.reserve(elements_.size() - static_cast<size_t>(num_costs));
   for (size_t k = 0; k < elements_.size(); ++k) {
     const Element& element = elements_[k];
     if (k > 0 && !before(elements_[k - 1], element)) {
@@ -101,6 +117,7 @@ bool TriangleCoordinates::finish(Model* model, SamePlace* twice) {
       model->matrix_coefficients.push_back({element.con, element.matrix_var, entry});
     }
   }
+  elements_.clear();
   return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "task/model.h"
@@ -15,12 +16,34 @@ struct SamePlace {
   int64_t first = 0, second = 0;
 };
 
+// The lines that elements came from. Nearly all stand one below the other, so that only those are
+// kept that do not follow on the one before.
+class ElementLines {
+ public:
+  void add(size_t index, int64_t line) {
+    const int64_t start = line - static_cast<int64_t>(index);
+    if (runs_.empty() || runs_.back().start != start) runs_.push_back({index, start});
+  }
+  int64_t operator[](size_t index) const;
+
+ private:
+  struct Run {
+    size_t first;   // index of an element
+    int64_t start;  // line of the element with index i, less i
+  };
+  std::vector<Run> runs_;
+};
+
 // Of the matrix of the constraints.
 class MatrixCoordinates {
  public:
   void add(int32_t row, int32_t col, double value, int64_t line) {
-    elements_.push_back({row, col, value, line});
+    lines_.add(elements_.size(), line);
+    add_own(row, col, value);
   }
+
+  // An element that no line gives, at a place that none can give.
+  void add_own(int32_t row, int32_t col, double value) { elements_.push_back({row, col, value}); }
 
   // Fills the matrix of the model, which has its variables and constraints, and drops zeros. False
   // if there is a place that is given twice.
@@ -30,13 +53,14 @@ class MatrixCoordinates {
   struct Element {
     int32_t row, col;
     double value;
-    int64_t line;
   };
   void scatter(size_t num_cols, SparseMatrix* matrix) const;
   static void sort_column(size_t begin, size_t end, SparseMatrix* matrix);
   void find_lines(int32_t row, int32_t col, SamePlace* twice) const;
 
-  std::vector<Element> elements_;
+  // A queue does not hold everything twice while it grows.
+  std::deque<Element> elements_;
+  ElementLines lines_;
 };
 
 // Of the symmetric matrices at matrix variables, in the objective and in the constraints.
@@ -58,7 +82,7 @@ class TriangleCoordinates {
   };
   static bool before(const Element& a, const Element& b);
 
-  std::vector<Element> elements_;
+  std::deque<Element> elements_;
 };
 
 }  // namespace vorlan

@@ -45,6 +45,27 @@ void expect_quick(size_t count, const std::function<std::string(size_t)>& name) 
   EXPECT_LT(names.table.longest_search(), kLongestSearch);
 }
 
+// What is fetched ahead is what a search will find, with keys that tell all of these names apart.
+TEST(NameTable, FetchesAheadWhatWillBeFound) {
+  Names names;
+  std::vector<std::string> wanted;
+  for (int i = 0; i < 2000; ++i) {
+    names.add(format_text("C%d", i));
+    names.add(format_text("a name of more than eight bytes %d", i));
+  }
+  for (int i = 0; wanted.size() < NameTable::kAtOnce; i += 97) {
+    wanted.push_back(format_text("C%d", i));
+    wanted.push_back(format_text("a name of more than eight bytes %d", i));
+    wanted.push_back(format_text("unknown %d", i));
+    wanted.emplace_back("");
+  }
+  const std::vector<std::string_view> views(wanted.begin(), wanted.end());
+  const NameTable::Likely likely = names.table.prefetch(views);
+  for (size_t i = 0; i < wanted.size(); ++i) {
+    EXPECT_EQ(likely[i], names.table.find(wanted[i])) << wanted[i];
+  }
+}
+
 TEST(NameTable, FindsWhatWasInserted) {
   Names names;
   EXPECT_EQ(names.table.find("x"), -1);

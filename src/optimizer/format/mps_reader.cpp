@@ -86,6 +86,8 @@ MpsReader::MpsReader(InputStream* input, Model* model, Warnings* warnings)
 Status MpsReader::read() {
   std::string_view line;
   while (!ended_ && text_.next_line(&line)) {
+    if (lines_ahead_ > 0) --lines_ahead_;
+    if (lines_ahead_ == 0 && section_ != nullptr) look_ahead();
     Status status = next_line(line);
     if (!status.ok()) return status;
   }
@@ -94,6 +96,52 @@ Status MpsReader::read() {
   if (!ended_) return text_.line_error("the file ends here, without ENDATA");
   Status status = finish();
   return status.ok() ? text_.finish() : status;
+}
+
+// Names come in no order, so that each search would wait for the memory. Those of the next lines
+// are fetched together, where names usually stand; what stands elsewhere is found all the same.
+void MpsReader::look_ahead() {
+  NamesAhead ahead;
+  std::string_view text = text_.ahead();
+  for (lines_ahead_ = 0; lines_ahead_ < kLinesAhead; ++lines_ahead_) {
+    const size_t end = text.find('\n');
+    if (end == std::string_view::npos) break;
+    add_names(text.substr(0, end), &ahead);
+    text.remove_prefix(end + 1);
+  }
+  var_table_.prefetch(std::span(ahead.columns).first(ahead.num_columns));
+  const auto rows = con_table_.prefetch(std::span(ahead.rows).first(ahead.num_rows));
+  for (size_t i = 0; columns_ && i < ahead.num_rows; ++i) {
+    if (rows[i] >= 0) __builtin_prefetch(&row_column_[static_cast<size_t>(rows[i])]);
+  }
+}
+
+void MpsReader::add_names(std::string_view line, NamesAhead* ahead) const {
+  std::array<std::string_view, 4> words;
+  for (std::string_view& word : words) word = take_mps_word(&line);
+  const auto add_row = [ahead](std::string_view name) {
+    if (!name.empty()) ahead->rows[ahead->num_rows++] = name;
+  };
+  const auto add_column = [ahead](std::string_view name) {
+    const bool again = ahead->num_columns > 0 && ahead->columns[ahead->num_columns - 1] == name;
+    if (!name.empty() && !again) ahead->columns[ahead->num_columns++] = name;
+  };
+  switch (section_->shape) {
+    case Shape::kWord:
+      break;
+    case Shape::kRow:
+      add_row(words[1]);
+      break;
+    case Shape::kEntries:
+      add_column(words[0]);
+      [[fallthrough]];
+    case Shape::kSetEntries:
+      add_row(words[1]);
+      add_row(words[3]);
+      break;
+    case Shape::kBound:
+      add_column(words[2]);
+  }
 }
 
 Status MpsReader::next_line(std::string_view line) {
@@ -216,12 +264,14 @@ Status MpsReader::split_at_blanks(std::string_view line) {
   while (true) {
     const std::string_view word = take_mps_word(&line);
     if (word.empty()) return {};
-    const bool may_be_name =
-        words_.empty() || is_known(word) || (section_->shape == Shape::kRow && words_.size() == 1);
-    if (word[0] == '$' && !may_be_name) return {};
+    if (word[0] == '$' && !may_be_name(word)) return {};
     if (words_.size() == kMostWords) return text_.error(word, "too many words in a line");
     words_.push_back(word);
   }
+}
+
+bool MpsReader::may_be_name(std::string_view word) const {
+  return words_.empty() || is_known(word) || (section_->shape == Shape::kRow && words_.size() == 1);
 }
 
 Status MpsReader::arrange_words(std::string_view line) {

@@ -5,6 +5,7 @@
 // is taken as one in fixed columns from there on.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -63,6 +64,15 @@ class MpsReader {
     std::string_view name;
   };
 
+  // The names of the lines behind the one at hand.
+  static constexpr size_t kLinesAhead = NameTable::kAtOnce / 2;
+  struct NamesAhead {
+    std::array<std::string_view, NameTable::kAtOnce> rows, columns;
+    size_t num_rows = 0, num_columns = 0;
+  };
+
+  void look_ahead();
+  void add_names(std::string_view line, NamesAhead* ahead) const;
   Status next_line(std::string_view line);
   Status section_line(std::string_view line);
   Status name_line(std::string_view rest);
@@ -75,6 +85,7 @@ class MpsReader {
   Status arrange_words(std::string_view line);
   Status arrange_bound(std::string_view line);
   bool arrange_columns(std::string_view line);
+  bool may_be_name(std::string_view word) const;
   bool is_known(std::string_view word) const;
   bool is_objective(std::string_view name) const {
     return has_objective_ && name == model_->objective_name;
@@ -134,6 +145,7 @@ class MpsReader {
   static constexpr uint8_t kHasUpper = 8;
 
   TextReader text_;
+  size_t lines_ahead_ = 0;  // whose names are fetched
   std::string shown_name_;
   Model* model_;
   Warnings* warnings_;

@@ -96,6 +96,31 @@ void NameTable::reserve(size_t count) {
   if (bits != kMostBits - shift_) rebuild(bits);
 }
 
+// A search goes to three places, each of which the one before tells: the slot, the name's place in
+// the list, and the name.
+NameTable::Likely NameTable::prefetch(std::span<const std::string_view> names) const {
+  constexpr ptrdiff_t kCacheLine = 64;
+  std::array<Wanted, kAtOnce> wanted;
+  Likely likely;
+  for (size_t i = 0; i < names.size(); ++i) {
+    wanted[i] = prepare(names[i]);
+    __builtin_prefetch(&slots_[home(wanted[i].hash)]);
+  }
+  for (size_t i = 0; i < names.size(); ++i) {
+    likely[i] = find_key(wanted[i]);
+    if (likely[i] >= 0 && names[i].size() > kShortName) {
+      names_->prefetch(static_cast<size_t>(likely[i]));
+    }
+  }
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (likely[i] < 0 || names[i].size() <= kShortName) continue;
+    const std::string_view name = (*names_)[static_cast<size_t>(likely[i])];
+    __builtin_prefetch(name.data());
+    __builtin_prefetch(name.data() + kCacheLine);
+  }
+  return likely;
+}
+
 size_t NameTable::longest_search() const {
   size_t longest = 0;
   for (size_t at = 0; at < slots_.size(); ++at) {
@@ -139,6 +164,14 @@ const NameTable::Slot* NameTable::search(const Wanted& wanted, std::string_view 
   size_t at = home(wanted.hash);
   while (slots_[at].index >= 0 && !holds(slots_[at], wanted, name)) at = (at + 1) & mask;
   return &slots_[at];
+}
+
+// The index of the first slot with this key, -1 when there is none.
+int32_t NameTable::find_key(const Wanted& wanted) const {
+  const size_t mask = slots_.size() - 1;
+  size_t at = home(wanted.hash);
+  while (slots_[at].index >= 0 && slots_[at].key != wanted.key) at = (at + 1) & mask;
+  return slots_[at].index;
 }
 
 bool NameTable::holds(const Slot& slot, const Wanted& wanted, std::string_view name) const {

@@ -25,6 +25,9 @@ class TextReader {
   // at status() before you complain about a missing end.
   bool next_line(std::string_view* line);
 
+  // What stands behind the current line, as far as it is at hand; valid until the next call.
+  std::string_view ahead() const { return {buffer_.begin(), buffer_.size()}; }
+
   // Of the current line, from 1.
   int64_t line_number() const { return line_number_; }
 

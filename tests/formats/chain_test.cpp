@@ -1,12 +1,15 @@
-// A model that goes through all formats which can say it, there and back, ends as the same model.
+// A model that goes through all formats which can say it, there and back, ends as the same model;
+// with its three solutions and its parameters where all of them carry these.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
+#include <algorithm>
 #include <stdexcept>
 
 #include "format/problem_file.h"
+#include "reading.h"
 #include "round_trip.h"
+#include "scratch_folder.h"
+#include "task/status_words.h"
 
 namespace vorlan::test {
 namespace {
@@ -25,6 +28,7 @@ const Chain kChains[] = {
     {"EncodedNames", "mps/encoded.mps", ".mps", {".mps", ".lp", ".ptf", ".jtask", ".task"}},
     {"Sections", "mps/sections.mps", ".mps", {".mps", ".lp", ".ptf", ".jtask", ".task"}},
     {"Quadratic", "mps/quadratic.qps", ".qps", {".qps", ".lp", ".opf", ".json", ".task"}},
+    {"LinearSolutions", "mps/encoded.mps", ".mps", {".ptf", ".jtask", ".task"}},
     {"Cones", "ptf/conic.ptf", ".ptf", {".ptf", ".jtask", ".task"}},
     {"Everything", "task/full.task", ".task", {".task", ".jtask"}},
     {"LinearAsCones", "cbf/linear.cbf", ".cbf", {".cbf", ".mps", ".lp", ".ptf", ".task"}, false},
@@ -39,11 +43,8 @@ const ProblemFormat& format_of(std::string_view suffix) {
   throw std::runtime_error("no such format");
 }
 
-std::string corpus_file(const char* name) {
-  std::ifstream file(std::string(VORLAN_CORPUS "/") + name, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
+bool carries_solutions(std::string_view suffix) {
+  return format_of(suffix).solutions != SolutionSwitch::kNever;
 }
 
 void forget_names(Model* model) {
@@ -69,20 +70,57 @@ TEST_P(FormatChain, EndsWithTheSameModel) {
   ProblemFile file;
   Warnings warnings;
   const Status status =
-      read_text(format_of(chain.suffix).read, corpus_file(chain.start), &file, &warnings);
+      read_text(format_of(chain.suffix).read,
+                read_all(std::string(VORLAN_CORPUS "/") + chain.start), &file, &warnings);
   ASSERT_TRUE(status.ok()) << status.message();
-  Model first = file.model;
-  ASSERT_GT(first.num_var() + first.num_matrix_var(), 0);
-  if (!chain.keeps_names) forget_names(&first);
+  ASSERT_GT(file.model.num_var() + file.model.num_matrix_var(), 0);
+  const bool with_solutions =
+      std::all_of(chain.suffixes.begin(), chain.suffixes.end(), carries_solutions);
+  if (with_solutions) {
+    double base = 1.0;
+    for (Solution& solution : file.solutions)
+      solution = filled_solution(file.model, base *= -100.0);
+  }
+  ProblemFile first = file;
+  if (!chain.keeps_names) forget_names(&first.model);
 
   std::vector<std::string_view> way = chain.suffixes;
   way.insert(way.end(), chain.suffixes.rbegin(), chain.suffixes.rend());
   for (const std::string_view suffix : way) {
     const Status passed = pass_through(format_of(suffix), &file);
     ASSERT_TRUE(passed.ok()) << suffix << ": " << passed.message();
-    Model model = file.model;
-    if (!chain.keeps_names) forget_names(&model);
-    ASSERT_EQ(difference(first, model), "") << "after " << suffix;
+    ProblemFile now = file;
+    if (!chain.keeps_names) forget_names(&now.model);
+    ASSERT_EQ(with_solutions ? difference(first, now) : difference(first.model, now.model), "")
+        << "after " << suffix;
+  }
+}
+
+TEST(FormatsWithSolutions, KeepEveryStatus) {
+  ProblemFile file;
+  file.model = with_sides(1.0, 2.0);
+  const auto expect_kept = [&file](SolutionKind kind, ProblemStatus problem,
+                                   SolutionStatus status) {
+    file.solutions = {};
+    Solution& solution = file.solutions[static_cast<size_t>(kind)];
+    solution = filled_solution(file.model, 3.0);
+    solution.problem_status = problem;
+    solution.status = status;
+    for (const ProblemFormat& format : problem_formats()) {
+      if (format.solutions == SolutionSwitch::kNever) continue;
+      ProblemFile back = file;
+      ASSERT_EQ(pass_through(format, &back).message(), "") << format.suffix;
+      EXPECT_EQ(difference(file, back), "") << format.suffix << ' ' << static_cast<int>(status);
+    }
+  };
+  for (const SolutionKind kind :
+       {SolutionKind::kInterior, SolutionKind::kBasic, SolutionKind::kInteger}) {
+    for (const StatusWord& word : kProblemStatuses) {
+      expect_kept(kind, static_cast<ProblemStatus>(word.value), SolutionStatus::kUnknown);
+    }
+    for (const StatusWord& word : kSolutionStatuses) {
+      expect_kept(kind, ProblemStatus::kUnknown, static_cast<SolutionStatus>(word.value));
+    }
   }
 }
 

@@ -1,12 +1,14 @@
-// Reading a text and writing a model as the tests of the conic formats do it.
+// Reading a text and writing a model as the tests of all formats do it, and small models.
 #pragma once
 
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "format/format.h"
 #include "round_trip.h"
+#include "task/packed_matrices.h"
 
 namespace vorlan::test {
 
@@ -48,9 +50,59 @@ inline void add_variable(Model* model, double lower, double upper, int32_t con =
   model->matrix.start.push_back(static_cast<int64_t>(model->matrix.row.size()));
 }
 
+// Minimize x, without constraints.
+inline Model one_variable(double lower, double upper, VarKind kind = VarKind::kContinuous) {
+  Model model;
+  model.name = "one";
+  model.objective_name = "cost";
+  add_variable(&model, lower, upper, -1, kind);
+  model.cost = {1.0};
+  model.var_names.add("x");
+  return model;
+}
+
+// The same where x >= 0 and lower <= 2.5 x <= upper, which is the constraint r.
+inline Model with_sides(double lower, double upper) {
+  Model model = one_variable(0.0, std::numeric_limits<double>::infinity());
+  model.con_lower = {lower};
+  model.con_upper = {upper};
+  model.con_names.add("r");
+  model.matrix = {{0, 1}, {0}, {2.5}};
+  return model;
+}
+
 inline void add_constraint(Model* model, double lower, double upper) {
   model->con_lower.push_back(lower);
   model->con_upper.push_back(upper);
+}
+
+// A solution with a figure of its own in each place, and every status key.
+inline Solution filled_solution(const Model& model, double base) {
+  Solution s;
+  s.defined = true;
+  s.problem_status = ProblemStatus::kPrimalInfeasibleOrUnbounded;
+  s.status = SolutionStatus::kIntegerOptimal;
+  s.primal_objective = base / 3.0;
+  s.dual_objective = base / 7.0;
+  const size_t vars = model.cost.size();
+  const size_t cons = model.con_lower.size();
+  const size_t triangles = packed_starts(model).back();
+  for (auto [array, size] : {std::pair(&Solution::xx, vars),
+                             {&Solution::slx, vars},
+                             {&Solution::sux, vars},
+                             {&Solution::xc, cons},
+                             {&Solution::slc, cons},
+                             {&Solution::suc, cons},
+                             {&Solution::y, cons},
+                             {&Solution::snx, model.cones.empty() ? 0 : vars},
+                             {&Solution::barx, triangles},
+                             {&Solution::bars, triangles}}) {
+    for (size_t i = 0; i < size; ++i) (s.*array).push_back(base += 0.1);
+  }
+  if (vars > 1) s.xx[0] = -0.0, s.xx[1] = std::numeric_limits<double>::quiet_NaN();
+  for (size_t j = 0; j < vars; ++j) s.skx.push_back(static_cast<StatusKey>(j % 7));
+  for (size_t i = 0; i < cons; ++i) s.skc.push_back(static_cast<StatusKey>((i + 3) % 7));
+  return s;
 }
 
 }  // namespace vorlan::test

@@ -142,6 +142,50 @@ std::string difference(const Model& a, const Model& b) {
   return {};
 }
 
+std::string difference(const Solution& a, const Solution& b) {
+  if (a.defined != b.defined) return "defined";
+  if (a.problem_status != b.problem_status) return "problem status";
+  if (a.status != b.status) return "solution status";
+  if (!same(a.primal_objective, b.primal_objective)) return "primal objective";
+  if (!same(a.dual_objective, b.dual_objective)) return "dual objective";
+  if (a.skx != b.skx) return "keys of variables";
+  if (a.skc != b.skc) return "keys of constraints";
+  for (const auto& [name, list] :
+       {std::pair("xx", &Solution::xx), std::pair("slx", &Solution::slx),
+        std::pair("sux", &Solution::sux), std::pair("xc", &Solution::xc),
+        std::pair("slc", &Solution::slc), std::pair("suc", &Solution::suc),
+        std::pair("y", &Solution::y), std::pair("snx", &Solution::snx),
+        std::pair("barx", &Solution::barx), std::pair("bars", &Solution::bars)}) {
+    if (!same(a.*list, b.*list)) return name;
+  }
+  return {};
+}
+
+std::string difference(const Solutions& a, const Solutions& b) {
+  for (size_t kind = 0; kind < a.size(); ++kind) {
+    const std::string found = difference(a[kind], b[kind]);
+    if (!found.empty()) return format_text("solution %zu: %s", kind, found.c_str());
+  }
+  return {};
+}
+
+std::string difference(const ProblemFile& a, const ProblemFile& b) {
+  const auto sorted = [](const ProblemFile& file) {
+    std::vector<std::pair<std::string, std::string>> settings;
+    for (const ParameterSetting& setting : file.parameters) {
+      settings.emplace_back(setting.name, setting.value);
+    }
+    // Of two with one name the later one counts.
+    std::stable_sort(settings.begin(), settings.end(),
+                     [](const auto& x, const auto& y) { return x.first < y.first; });
+    return settings;
+  };
+  std::string found = difference(a.model, b.model);
+  if (found.empty()) found = difference(a.solutions, b.solutions);
+  if (found.empty() && sorted(a) != sorted(b)) found = "parameters";
+  return found;
+}
+
 std::string round_trip_fault(ProblemReader read, ProblemWriter write, std::string_view text) {
   ProblemFile first, second;
   Warnings warnings;
@@ -152,8 +196,8 @@ std::string round_trip_fault(ProblemReader read, ProblemWriter write, std::strin
   if (!status.ok()) return "what was read cannot be written: " + status.message();
   status = read_text(read, written, &second, &warnings);
   if (!status.ok()) return "what was written cannot be read: " + status.message() + "\n" + written;
-  const std::string found = difference(first.model, second.model);
-  if (!found.empty()) return "the model has changed: " + found + "\n" + written;
+  const std::string found = difference(first, second);
+  if (!found.empty()) return "the problem has changed: " + found + "\n" + written;
   status = write_text(write, second, &rewritten, &warnings);
   if (!status.ok()) return "the second writing failed: " + status.message();
   return written == rewritten ? "" : "the second writing differs:\n" + written + rewritten;

@@ -1,6 +1,6 @@
 // Problem files in memory for the tests of the formats, and the property that every format has:
-// what is read can be written, reads back as the same model, and is written again as the same
-// bytes.
+// what is read can be written, reads back as the same model with the same solutions and parameters,
+// and is written again as the same bytes.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,12 @@ Status read_text(ProblemReader read, std::string_view text, ProblemFile* file, W
 Status write_text(ProblemWriter write, const ProblemFile& file, std::string* text,
                   Warnings* warnings);
 
-// Where two models differ, to the last bit; empty where they are the same.
+// Where two models, or two files with their solutions and parameters, differ, to the last bit;
+// empty where they are the same. Parameters may come in any order.
 std::string difference(const Model& a, const Model& b);
+std::string difference(const Solution& a, const Solution& b);
+std::string difference(const Solutions& a, const Solutions& b);
+std::string difference(const ProblemFile& a, const ProblemFile& b);
 
 // Why the text breaks the property; empty when it holds. A text that is refused with a message
 // holds it.

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "format/cbf.h"
+#include "task/packed_matrices.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -40,11 +41,6 @@ namespace {
 
 constexpr size_t kVersionItem = 0;
 constexpr size_t kSenseItem = 1;
-
-// Of the element in the lower triangle, column by column.
-int64_t triangle_place(int64_t dimension, int64_t row, int64_t col) {
-  return col * dimension - col * (col - 1) / 2 + row - col;
-}
 
 }  // namespace
 
@@ -206,8 +202,9 @@ bool CbfReader::take_place(const MatrixConstraint& constraint, int32_t* con) {
   int32_t row = 0;
   int32_t col = 0;
   if (!take_triangle(constraint.dimension, &row, &col)) return false;
-  *con =
-      constraint.first_row + static_cast<int32_t>(triangle_place(constraint.dimension, row, col));
+  const size_t place = packed_place(static_cast<size_t>(constraint.dimension),
+                                    static_cast<size_t>(row), static_cast<size_t>(col));
+  *con = constraint.first_row + static_cast<int32_t>(place);
   return true;
 }
 

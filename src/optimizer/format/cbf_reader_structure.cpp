@@ -7,6 +7,7 @@
 
 #include "format/cbf_reader.h"
 #include "format/cbf_words.h"
+#include "task/packed_matrices.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -24,7 +25,7 @@ constexpr int64_t kNumbersOfSlack = kNumbersOfVariable + 8;
 constexpr int64_t kNumbersOfMatrixRow = kNumbersOfConstraint + 12;
 
 int64_t triangle_size(int32_t dimension) {
-  return int64_t{dimension} * (int64_t{dimension} + 1) / 2;
+  return static_cast<int64_t>(packed_size(static_cast<size_t>(dimension)));
 }
 
 }  // namespace

@@ -95,13 +95,18 @@ class LpReader {
   bool read_matrix_variables();
   bool read_matrix_variable();
   bool take_element(std::string_view word, int32_t con, double coefficient, bool* taken);
-  bool find_element(std::string_view word, int32_t* matrix_var, int32_t* row, int32_t* col);
+  bool find_element(std::string_view word, int32_t* matrix_var, int32_t* row, int32_t* col) const;
   bool read_cones();
   bool read_cone();
   bool read_parameters();
   bool read_solution();
   bool read_solution_item(Solution* solution);
   bool read_item(Solution* solution, std::string_view kind);
+  static bool find_place(const NameTable& table, std::string_view word, size_t* place);
+  bool find_element_place(std::string_view word, size_t* place) const;
+  bool read_status_key(StatusKey* key);
+  bool read_variable_figures(Solution* solution, size_t var);
+  bool read_constraint_figures(Solution* solution, size_t con);
   bool starts_figure() const;
   bool read_figures(size_t count, double* values);
   bool prepare_solution(Solution* solution);
@@ -152,7 +157,7 @@ class LpReader {
   std::vector<std::pair<int32_t, int64_t>> negative_uppers_;  // variable and line
   int64_t bound_line_ = 0;                                    // of the bound at hand
   int64_t declared_ = 0;                                      // elements of matrix variables
-  std::vector<int64_t> matrix_start_;                         // of each in barx and bars
+  std::vector<size_t> matrix_start_;                          // of each in barx and bars
 };
 
 }  // namespace vorlan

@@ -518,9 +518,9 @@ void LpWriter::write_solution(const Solution& solution, std::string_view kind) {
   file_->append("Solution ");
   file_->append(kind);
   file_->append("\n problem ");
-  file_->append(ptf_word(kPtfProblemStatuses, solution.problem_status));
+  file_->append(ptf_status(word_of(kProblemStatuses, solution.problem_status)));
   file_->append("\n status ");
-  file_->append(ptf_word(kPtfSolutionStatuses, solution.status));
+  file_->append(ptf_status(word_of(kSolutionStatuses, solution.status)));
   line_ = " objective ";
   append_number(solution.primal_objective);
   if (!std::isnan(solution.dual_objective)) {

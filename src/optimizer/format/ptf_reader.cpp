@@ -10,6 +10,7 @@
 #include "format/lp_names.h"
 #include "format/lp_reader.h"
 #include "format/ptf_words.h"
+#include "task/packed_matrices.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -97,7 +98,7 @@ bool LpReader::read_matrix_variable() {
 }
 
 bool LpReader::find_element(std::string_view word, int32_t* matrix_var, int32_t* row,
-                            int32_t* col) {
+                            int32_t* col) const {
   if (model_->matrix_vars.empty()) return false;
   std::string_view name;
   int32_t numbers[2];
@@ -208,14 +209,9 @@ bool LpReader::read_parameters() {
 
 // The sizes of a solution are known: it comes behind the model.
 bool LpReader::prepare_solution(Solution* solution) {
-  if (matrix_start_.empty()) {
-    matrix_start_.push_back(0);
-    for (const MatrixVariable& matrix_var : model_->matrix_vars) {
-      const auto dimension = int64_t{matrix_var.dimension};
-      matrix_start_.push_back(matrix_start_.back() + dimension * (dimension + 1) / 2);
-    }
-  }
-  declared_ += 2 * matrix_start_.back();
+  if (matrix_start_.empty()) matrix_start_ = packed_starts(*model_);
+  const size_t num_elements = matrix_start_.back();
+  declared_ += 2 * static_cast<int64_t>(num_elements);
   if (declared_ > limits_.declared) return fail_declared();
   solution->defined = true;
   const auto num_var = model_->cost.size();
@@ -227,7 +223,6 @@ bool LpReader::prepare_solution(Solution* solution) {
     list->assign(num_con, 0.0);
   }
   solution->snx.assign(model_->cones.empty() ? 0 : num_var, 0.0);
-  const auto num_elements = static_cast<size_t>(matrix_start_.back());
   solution->barx.assign(num_elements, 0.0);
   solution->bars.assign(num_elements, 0.0);
   return true;
@@ -251,16 +246,17 @@ bool LpReader::read_solution() {
 
 bool LpReader::read_solution_item(Solution* solution) {
   const std::string_view word = tokens_.token().text;
-  const auto next_is = [this](const auto& words, auto* value) {
+  const auto next_is = [this](const auto& statuses, auto* status) {
     tokens_.next();
-    if (tokens_.kind() == LpKind::kName && find_ptf_word(words, tokens_.token().text, value)) {
+    if (tokens_.kind() == LpKind::kName &&
+        find_ptf_status(statuses, tokens_.token().text, status)) {
       tokens_.next();
       return tokens_.status().ok();
     }
     return tokens_.fail("the word of a status was expected");
   };
-  if (is_lp_word(word, "problem")) return next_is(kPtfProblemStatuses, &solution->problem_status);
-  if (is_lp_word(word, "status")) return next_is(kPtfSolutionStatuses, &solution->status);
+  if (is_lp_word(word, "problem")) return next_is(kProblemStatuses, &solution->problem_status);
+  if (is_lp_word(word, "status")) return next_is(kSolutionStatuses, &solution->status);
   if (is_lp_word(word, "objective")) {
     tokens_.next();
     return read_figures(1, &solution->primal_objective);
@@ -281,49 +277,72 @@ bool LpReader::read_item(Solution* solution, std::string_view kind) {
   }
   tokens_.next();
   const std::string_view word = tokens_.token().text;
-  int32_t index = -1;
   size_t place = 0;
-  if (tokens_.kind() == LpKind::kName && (is_var || is_con)) {
-    index = is_var ? var_table_.find(word) : con_table_.find(word);
-    place = static_cast<size_t>(index);
-  } else if (tokens_.kind() == LpKind::kName) {
-    int32_t row = 0;
-    int32_t col = 0;
-    if (!find_element(word, &index, &row, &col)) index = -1;
-    const auto matrix_var = static_cast<size_t>(std::max(index, 0));
-    const int64_t dimension = index < 0 ? 0 : model_->matrix_vars[matrix_var].dimension;
-    if (row < col) std::swap(row, col);
-    if (row >= dimension) index = -1;
-    // Column by column below the diagonal.
-    const int64_t before = int64_t{col} * dimension - int64_t{col} * (col - 1) / 2;
-    if (index >= 0) place = static_cast<size_t>(matrix_start_[matrix_var] + before + row - col);
+  const bool found = is_var   ? find_place(var_table_, word, &place)
+                     : is_con ? find_place(con_table_, word, &place)
+                              : find_element_place(word, &place);
+  if (tokens_.kind() != LpKind::kName || !found) {
+    return tokens_.fail("the name of a part of the model was expected");
   }
-  if (index < 0) return tokens_.fail("the name of a part of the model was expected");
   tokens_.next();
   if (tokens_.kind() != LpKind::kEqual) return tokens_.fail("'=' was expected");
   tokens_.next();
-  double figures[4] = {};
-  if (!is_var && !is_con) {
-    if (!read_figures(2, figures)) return false;
-    solution->barx[place] = figures[0];
-    solution->bars[place] = figures[1];
-    return true;
-  }
-  StatusKey key = StatusKey::kUnknown;
+  if (is_var) return read_variable_figures(solution, place);
+  if (is_con) return read_constraint_figures(solution, place);
+  double figures[2] = {};
+  if (!read_figures(2, figures)) return false;
+  solution->barx[place] = figures[0];
+  solution->bars[place] = figures[1];
+  return true;
+}
+
+bool LpReader::find_place(const NameTable& table, std::string_view word, size_t* place) {
+  const int32_t index = table.find(word);
+  if (index >= 0) *place = static_cast<size_t>(index);
+  return index >= 0;
+}
+
+bool LpReader::find_element_place(std::string_view word, size_t* place) const {
+  int32_t index = 0;
+  int32_t row = 0;
+  int32_t col = 0;
+  if (!find_element(word, &index, &row, &col)) return false;
+  if (row < col) std::swap(row, col);
+  const auto matrix_var = static_cast<size_t>(index);
+  const int32_t dimension = model_->matrix_vars[matrix_var].dimension;
+  if (row >= dimension) return false;
+  *place =
+      matrix_start_[matrix_var] + packed_place(static_cast<size_t>(dimension),
+                                               static_cast<size_t>(row), static_cast<size_t>(col));
+  return true;
+}
+
+bool LpReader::read_status_key(StatusKey* key) {
   if (tokens_.kind() != LpKind::kName ||
-      !find_ptf_word(kPtfStatusKeys, tokens_.token().text, &key)) {
+      !find_ptf_word(kPtfStatusKeys, tokens_.token().text, key)) {
     return tokens_.fail("a status key was expected");
   }
   tokens_.next();
-  if (!read_figures(is_var ? 3 : 4, figures)) return false;
-  if (is_var && !solution->snx.empty() && starts_figure()) {
-    if (!read_figures(1, &solution->snx[place])) return false;
-  }
-  (is_var ? solution->skx : solution->skc)[place] = key;
-  (is_var ? solution->xx : solution->xc)[place] = figures[0];
-  (is_var ? solution->slx : solution->slc)[place] = figures[1];
-  (is_var ? solution->sux : solution->suc)[place] = figures[2];
-  if (is_con) solution->y[place] = figures[3];
+  return true;
+}
+
+// The dual of the cone is there where there are cones, and even then may be missing.
+bool LpReader::read_variable_figures(Solution* solution, size_t var) {
+  double figures[3] = {};
+  if (!read_status_key(&solution->skx[var]) || !read_figures(3, figures)) return false;
+  solution->xx[var] = figures[0];
+  solution->slx[var] = figures[1];
+  solution->sux[var] = figures[2];
+  return solution->snx.empty() || !starts_figure() || read_figures(1, &solution->snx[var]);
+}
+
+bool LpReader::read_constraint_figures(Solution* solution, size_t con) {
+  double figures[4] = {};
+  if (!read_status_key(&solution->skc[con]) || !read_figures(4, figures)) return false;
+  solution->xc[con] = figures[0];
+  solution->slc[con] = figures[1];
+  solution->suc[con] = figures[2];
+  solution->y[con] = figures[3];
   return true;
 }
 

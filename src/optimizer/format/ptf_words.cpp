@@ -1,5 +1,7 @@
-// Names and values of parameters in PTF files; see ptf_words.h.
+// Words of statuses, and names and values of parameters, in PTF files; see ptf_words.h.
 #include "format/ptf_words.h"
+
+#include <algorithm>
 
 namespace vorlan {
 namespace {
@@ -14,6 +16,13 @@ int hex_value(char c) {
 }
 
 }  // namespace
+
+std::string ptf_status(std::string_view word) {
+  std::string text(word);
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == ' ' || c == '-'; }, '_');
+  return text;
+}
 
 std::string encode_ptf_text(std::string_view text, bool is_name) {
   std::string encoded;

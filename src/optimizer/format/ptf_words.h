@@ -1,12 +1,14 @@
 // The words of the sections that PTF files have beyond LP files.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "format/lp_tokens.h"
 #include "task/model.h"
 #include "task/solution.h"
+#include "task/status_words.h"
 
 namespace vorlan {
 
@@ -29,27 +31,6 @@ inline constexpr PtfWord<SolutionKind> kPtfSolutionKinds[] = {
     {"interior", SolutionKind::kInterior},
     {"basic", SolutionKind::kBasic},
     {"integer", SolutionKind::kInteger},
-};
-
-inline constexpr PtfWord<ProblemStatus> kPtfProblemStatuses[] = {
-    {"unknown", ProblemStatus::kUnknown},
-    {"primal_and_dual_feasible", ProblemStatus::kPrimalAndDualFeasible},
-    {"primal_feasible", ProblemStatus::kPrimalFeasible},
-    {"dual_feasible", ProblemStatus::kDualFeasible},
-    {"primal_infeasible", ProblemStatus::kPrimalInfeasible},
-    {"dual_infeasible", ProblemStatus::kDualInfeasible},
-    {"primal_infeasible_or_unbounded", ProblemStatus::kPrimalInfeasibleOrUnbounded},
-};
-
-inline constexpr PtfWord<SolutionStatus> kPtfSolutionStatuses[] = {
-    {"unknown", SolutionStatus::kUnknown},
-    {"optimal", SolutionStatus::kOptimal},
-    {"primal_feasible", SolutionStatus::kPrimalFeasible},
-    {"dual_feasible", SolutionStatus::kDualFeasible},
-    {"primal_and_dual_feasible", SolutionStatus::kPrimalAndDualFeasible},
-    {"primal_infeasible_certificate", SolutionStatus::kPrimalInfeasibleCertificate},
-    {"dual_infeasible_certificate", SolutionStatus::kDualInfeasibleCertificate},
-    {"integer_optimal", SolutionStatus::kIntegerOptimal},
 };
 
 inline constexpr PtfWord<StatusKey> kPtfStatusKeys[] = {
@@ -75,6 +56,20 @@ std::string_view ptf_word(const PtfWord<Value> (&words)[size], Value value) {
     if (entry.value == value) return entry.word;
   }
   return "unknown";
+}
+
+// The words of statuses are those of the other files, with '_' for what no name can have.
+std::string ptf_status(std::string_view word);
+
+// The status of this word, if it is one.
+template <class Enum>
+bool find_ptf_status(std::span<const StatusWord> statuses, std::string_view text, Enum* status) {
+  for (const StatusWord& entry : statuses) {
+    if (!is_lp_word(text, ptf_status(entry.word))) continue;
+    *status = static_cast<Enum>(entry.value);
+    return true;
+  }
+  return false;
 }
 
 // Names and values of parameters: "%XX" for the bytes that a line cannot have there.

@@ -5,21 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
 
 #include "format/model_check.h"
 #include "format/mps.h"
 #include "reading.h"
 #include "round_trip.h"
-#include "scratch_folder.h"
+#include "samples.h"
 
 namespace vorlan::test {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr uint32_t kMutations = 300;
 using Numbers = std::vector<double>;
 using Indices = std::vector<int32_t>;
 
@@ -411,43 +408,22 @@ TEST(CbfWrite, Refusals) {
             start + "element 0 of the costs is no finite number");
 }
 
-// Seeds of the fuzz target and mutations of them.
-TEST(CbfRoundTrip, CorpusAndMutations) {
-  int num_files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(VORLAN_CORPUS "/cbf")) {
-    ++num_files;
-    const std::string text = read_all(entry.path());
-    EXPECT_EQ(read(text).error, "") << entry.path();
-    for (uint32_t seed = 0; seed < kMutations; ++seed) {
-      const std::string input = seed == 0 ? text : mutated(text, seed);
-      EXPECT_EQ(round_trip_fault(read_cbf, write_cbf, input), "") << input;
-    }
-  }
-  EXPECT_GT(num_files, 0);
-}
+TEST(CbfRoundTrip, CorpusAndMutations) { expect_round_trips("cbf", read_cbf, write_cbf); }
 
 // All conic instances; and that a linear one which went through the format is the same from then
 // on.
 TEST(CbfRoundTrip, PublicInstances) {
-  const char* folder = std::getenv("VORLAN_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
-  int num_files = 0;
-  for (const char* kind : {"/conic", "/lp", "/mip", "/bad"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
-      const std::string path = entry.path();
-      const bool bad = std::string_view(kind) == "/bad";
-      const bool is_cbf = path.find(".cbf") != std::string::npos;
-      if (!is_cbf && (bad || !path.ends_with(".mps.gz"))) continue;
-      std::string text;
-      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
-      if (!is_cbf) text = write(read_as(read_mps, text).model);
-      if (text.starts_with("refused")) continue;
-      ++num_files;
-      EXPECT_EQ(read(text).error.empty(), !bad) << path;
-      EXPECT_EQ(round_trip_fault(read_cbf, write_cbf, text), "") << path;
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  if (!has_instances()) GTEST_SKIP() << kNoInstances;
+  expect_instances({"conic", "lp", "mip", "bad"}, [](const Instance& instance) {
+    const bool is_ours = instance.path.find(".cbf") != std::string::npos;
+    if (!is_ours && (instance.is_bad() || !instance.ends_with(".mps.gz"))) return false;
+    const std::string text =
+        is_ours ? instance.text() : write(read_as(read_mps, instance.text()).model);
+    if (text.starts_with("refused")) return false;  // semi-continuous variables
+    EXPECT_EQ(read(text).error.empty(), !instance.is_bad()) << instance.path;
+    EXPECT_EQ(round_trip_fault(read_cbf, write_cbf, text), "") << instance.path;
+    return true;
+  });
 }
 
 }  // namespace

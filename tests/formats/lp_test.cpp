@@ -5,43 +5,27 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <random>
 
 #include "format/mps.h"
 #include "peer.h"
+#include "reading.h"
 #include "round_trip.h"
+#include "samples.h"
 #include "scratch_folder.h"
 
 namespace vorlan::test {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr uint32_t kMutations = 300;
 
-struct Result {
-  Model model;
-  std::string error, warnings;
-};
-
-Result read(std::string_view text, ProblemReader reader = read_lp) {
-  ProblemFile file;
-  Warnings warnings;
-  const Status status = read_text(reader, text, &file, &warnings);
-  return {std::move(file.model), status.message(), warnings.text()};
+Reading read(std::string_view text, ProblemReader reader = read_lp) {
+  return read_as(reader, text);
 }
-
 std::string write(const Model& model, std::string* warnings = nullptr,
                   ProblemWriter writer = write_lp) {
-  ProblemFile file;
-  file.model = model;
-  std::string text;
-  Warnings collected;
-  const Status status = write_text(writer, file, &text, &collected);
-  if (warnings != nullptr) *warnings = collected.text();
-  return status.ok() ? text : "refused: " + status.message();
+  return write_as(writer, model, warnings);
 }
 
 std::string names_of(const NameList& names, size_t count) {
@@ -82,7 +66,7 @@ TEST(LpRead, Objectives) {
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(test.text);
-    const Result result = read(with_objective(test.text));
+    const Reading result = read(with_objective(test.text));
     ASSERT_EQ(result.error, "");
     ASSERT_EQ(names_of(result.model.var_names, result.model.cost.size()), "x y");
     EXPECT_EQ(result.model.cost[0], test.x);
@@ -96,7 +80,7 @@ TEST(LpRead, SensesAndHeadingsInAnyCase) {
     EXPECT_TRUE(read(std::string(sense) + " x st x <= 1 end").model.maximize);
   }
   for (const char* heading : {"subject to", "SUCH   THAT", "st", "S.T.", "st."}) {
-    const Result result = read(std::string("min x\n") + heading + "\nx >= 2\nend\nnot read [");
+    const Reading result = read(std::string("min x\n") + heading + "\nx >= 2\nend\nnot read [");
     EXPECT_EQ(result.error, "");
     EXPECT_EQ(result.model.num_con(), 1) << heading;
   }
@@ -122,7 +106,7 @@ TEST(LpRead, Rows) {
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(test.text);
-    const Result result = read(with_row(test.text));
+    const Reading result = read(with_row(test.text));
     ASSERT_EQ(result.error, "");
     const Model& model = result.model;
     ASSERT_EQ(model.num_con(), 1);
@@ -142,7 +126,7 @@ TEST(LpRead, Rows) {
 }
 
 TEST(LpRead, RowsWithoutNamesEndAtTheLine) {
-  const Result result = read(with_row(" x >= 2\n y >= 3\n - x >= 4\n z: x + y >= 2 w: x >= 1"));
+  const Reading result = read(with_row(" x >= 2\n y >= 3\n - x >= 4\n z: x + y >= 2 w: x >= 1"));
   ASSERT_EQ(result.error, "");
   ASSERT_EQ(result.model.num_con(), 5);
   EXPECT_EQ(names_of(result.model.con_names, 5), "   z w");
@@ -185,7 +169,7 @@ TEST(LpRead, BoundsAndKinds) {
   };
   for (const BoundCase& test : cases) {
     SCOPED_TRACE(test.text);
-    const Result result = read(with_rest(test.text));
+    const Reading result = read(with_rest(test.text));
     ASSERT_EQ(result.error, "");
     EXPECT_EQ(result.model.var_lower[0], test.lower);
     EXPECT_EQ(result.model.var_upper[0], test.upper);
@@ -196,7 +180,7 @@ TEST(LpRead, BoundsAndKinds) {
 }
 
 TEST(LpRead, NamesThatLookLikeOtherThings) {
-  const Result result = read(
+  const Reading result = read(
       "Minimize\n obj: inf1 + nano + 2 e9x + 3 efg + bounds + st + a/b + caf\xc3\xa9 + .dot..\n"
       "Subject To\n free: x(1) + end >= 2\n end: inf >= 1\nBounds\n bounds <= 3\nEnd\n");
   ASSERT_EQ(result.error, "");
@@ -206,7 +190,7 @@ TEST(LpRead, NamesThatLookLikeOtherThings) {
 }
 
 TEST(LpRead, QuadraticTerms) {
-  Result result = read(
+  Reading result = read(
       "Minimize\n obj: [ 2 x^2 + 4 x * y + y*x - 6 y ^ 2 ] / 2\nSubject To\n"
       " q: x + [ x^2 + 4 x * y ] - [ y^2 ] / 2 <= 9\nEnd\n");
   ASSERT_EQ(result.error, "");
@@ -264,27 +248,6 @@ TEST(LpRead, ErrorsNameThePlace) {
   for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
 }
 
-Model one_variable(double lower, double upper, VarKind kind = VarKind::kContinuous) {
-  Model model;
-  model.objective_name = "cost";
-  model.cost = {1.0};
-  model.var_lower = {lower};
-  model.var_upper = {upper};
-  model.var_kind = {kind};
-  model.var_names.add("x");
-  model.matrix.start = {0, 0};
-  return model;
-}
-
-Model with_sides(double lower, double upper) {
-  Model model = one_variable(0.0, kInf);
-  model.con_lower = {lower};
-  model.con_upper = {upper};
-  model.con_names.add("r");
-  model.matrix = {{0, 1}, {0}, {2.5}};
-  return model;
-}
-
 TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
   const double values[] = {-kInf, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
                            0.1,   1.0,    2.0,   99999.0, 1e5,     1e30, kInf};
@@ -293,13 +256,13 @@ TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
       for (const VarKind kind : {VarKind::kContinuous, VarKind::kInteger, VarKind::kSemiContinuous,
                                  VarKind::kSemiInteger}) {
         const Model model = one_variable(lower, upper, kind);
-        const Result result = read(write(model));
+        const Reading result = read(write(model));
         EXPECT_EQ(result.error, "");
         EXPECT_EQ(difference(model, result.model), "") << write(model);
       }
       Model model = with_sides(lower, upper);
       model.constant = lower == -kInf || lower == kInf ? 0.0 : lower;
-      const Result result = read(write(model));
+      const Reading result = read(write(model));
       EXPECT_EQ(result.error, "");
       EXPECT_EQ(difference(model, result.model), "") << write(model);
     }
@@ -317,7 +280,7 @@ TEST(LpWrite, QuadraticTermsReadBackToTheSameBits) {
     model.var_kind.push_back(VarKind::kContinuous);
     model.var_names.add("y");
     model.matrix.start.push_back(1);
-    const Result result = read(write(model));
+    const Reading result = read(write(model));
     EXPECT_EQ(result.error, "");
     EXPECT_EQ(difference(model, result.model), "") << write(model);
   }
@@ -372,7 +335,7 @@ TEST(LpWrite, NamesSurvive) {
   std::string warnings;
   const std::string text = write(model, &warnings);
   EXPECT_EQ(warnings.substr(0, 39), "names that LP cannot say are encoded: 3") << warnings;
-  const Result result = read(text);
+  const Reading result = read(text);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(difference(model, result.model), "");
   EXPECT_EQ(write(result.model), text);
@@ -522,7 +485,7 @@ TEST(Ptf, DualsOfConesAndTheDualObjective) {
 
 TEST(Ptf, WithoutSectionsItIsAnLpFile) {
   const std::string text = read_all(VORLAN_CORPUS "/ptf/plain.ptf");
-  const Result result = read(text, read_ptf);
+  const Reading result = read(text, read_ptf);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(names_of(result.model.var_names, 4), "matrix solution parameters cones");
   EXPECT_EQ(write(result.model, nullptr, write_ptf), write(result.model));
@@ -540,7 +503,7 @@ TEST(Ptf, AVariableNamedLikeASectionStaysAVariable) {
   }
   model.cones.push_back({ConeKind::kQuadratic, {1, 2}, {}});
   EXPECT_EQ(difference(model, read(write(model, nullptr, write_ptf), read_ptf).model), "");
-  const Result by_hand = read(
+  const Reading by_hand = read(
       "Minimize ] extended problem 1\nMinimize\n x + cones\nSubject To\n cones: cones >= 1\n"
       "Generals\n cones\nCones\n cones: quadratic x cones\nEnd\n",
       read_ptf);
@@ -579,48 +542,27 @@ TEST(Ptf, ErrorsNameThePlace) {
   for (const auto& [text, message] : cases) EXPECT_EQ(read(text, read_ptf).error, message) << text;
 }
 
-// Seeds of the fuzz targets and mutations of them.
 TEST(LpRoundTrip, CorpusAndMutations) {
-  int num_files = 0;
-  for (const bool extended : {false, true}) {
-    const std::string folder = extended ? VORLAN_CORPUS "/ptf" : VORLAN_CORPUS "/lp";
-    const ProblemReader reader = extended ? read_ptf : read_lp;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-      ++num_files;
-      const std::string text = read_all(entry.path());
-      EXPECT_EQ(read(text, reader).error, "") << entry.path();
-      for (uint32_t seed = 0; seed < kMutations; ++seed) {
-        const std::string input = seed == 0 ? text : mutated(text, seed);
-        EXPECT_EQ(round_trip_fault(reader, extended ? write_ptf : write_lp, input), "") << input;
-      }
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  expect_round_trips("lp", read_lp, write_lp);
+  expect_round_trips("ptf", read_ptf, write_ptf);
 }
 
 // All LP instances, and those in MPS format by way of LP.
 TEST(LpRoundTrip, PublicInstances) {
-  const char* folder = std::getenv("VORLAN_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
-  int num_files = 0;
-  for (const char* kind : {"/lp", "/mip", "/qp"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
-      const std::string path = entry.path();
-      std::string text;
-      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
-      ++num_files;
-      if (path.ends_with("lp.gz")) {
-        EXPECT_EQ(read(text).error, "") << path;
-        EXPECT_EQ(round_trip_fault(read_lp, write_lp, text), "") << path;
-        continue;
-      }
-      const Model model = read(text, read_mps).model;
-      const Result result = read(write(model));
-      EXPECT_EQ(result.error, "") << path;
-      EXPECT_EQ(difference(model, result.model), "") << path;
+  if (!has_instances()) GTEST_SKIP() << kNoInstances;
+  expect_instances({"lp", "mip", "qp"}, [](const Instance& instance) {
+    const std::string text = instance.text();
+    if (instance.ends_with("lp.gz")) {
+      EXPECT_EQ(read(text).error, "") << instance.path;
+      EXPECT_EQ(round_trip_fault(read_lp, write_lp, text), "") << instance.path;
+      return true;
     }
-  }
-  EXPECT_GT(num_files, 0);
+    const Model model = read(text, read_mps).model;
+    const Reading reading = read(write(model));
+    EXPECT_EQ(reading.error, "") << instance.path;
+    EXPECT_EQ(difference(model, reading.model), "") << instance.path;
+    return true;
+  });
 }
 
 // Other programs find the optimum of what we write.
@@ -631,7 +573,7 @@ TEST_P(LpPeer, FindsTheOptimumOfOurFile) {
   if (!is_installed(peer)) GTEST_SKIP() << peer.program << " is not installed";
   // Integers, ranges, a constant, and names that need encoding. From r1 and x - z <= 18 follows
   // 2 x + y <= 26, so that best is y = 20, x = 3: 9 + 50 + 7.
-  Result result = read(
+  Reading result = read(
       "Maximize\n obj: 3 x + 2.5 y + 7\nSubject To\n r1: -3 <= x + y + z <= 8\n free: x + w >= "
       "-inf\n"
       " x - z <= 18\n 2 x + w1 <= 8\n empty: 0 x >= -1\nBounds\n -inf <= y <= 20\n"
@@ -653,7 +595,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "glpsol --lp %s -o /dev/stdout | sed -n 's/^Objective: .* = *\\([^ "
                          "]*\\) .*/\\1/p'"},
                     Peer{"cbc", "cbc %s -solve -quit | sed -n 's/^Objective value: *//p'"},
-                    Peer{"highs", "highs %s | sed -n 's/ *Primal bound *//p'"}),
+                    Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
     [](const auto& test) { return std::string(test.param.program); });
 
 }  // namespace

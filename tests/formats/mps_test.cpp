@@ -5,42 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <random>
 
 #include "format/mps_sides.h"
 #include "peer.h"
+#include "reading.h"
 #include "round_trip.h"
+#include "samples.h"
 #include "scratch_folder.h"
 
 namespace vorlan::test {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr uint32_t kMutations = 300;
 
-struct Result {
-  Model model;
-  std::string error, warnings;
-};
-
-Result read(std::string_view text) {
-  ProblemFile file;
-  Warnings warnings;
-  const Status status = read_text(read_mps, text, &file, &warnings);
-  return {std::move(file.model), status.message(), warnings.text()};
-}
-
+Reading read(std::string_view text) { return read_as(read_mps, text); }
 std::string write(const Model& model, std::string* warnings = nullptr) {
-  ProblemFile file;
-  file.model = model;
-  std::string text;
-  Warnings collected;
-  const Status status = write_text(write_mps, file, &text, &collected);
-  if (warnings != nullptr) *warnings = collected.text();
-  return status.ok() ? text : "refused: " + status.message();
+  return write_as(write_mps, model, warnings);
 }
 
 // The model of most tests: minimize x with x >= 3 and parts put in.
@@ -62,28 +44,6 @@ std::string with_bounds(const std::string& lines) { return text_of({.rest = "BOU
 std::string as_integer(const std::string& bounds) {
   return text_of({.columns = " M 'MARKER' 'INTORG'\n X COST 1 R1 1\n M 'MARKER' 'INTEND'\n",
                   .rest = bounds.empty() ? "" : "BOUNDS\n" + bounds});
-}
-
-Model one_variable(double lower, double upper, VarKind kind = VarKind::kContinuous) {
-  Model model;
-  model.name = "one";
-  model.objective_name = "cost";
-  model.cost = {1.0};
-  model.var_lower = {lower};
-  model.var_upper = {upper};
-  model.var_kind = {kind};
-  model.var_names.add("x");
-  model.matrix.start = {0, 0};
-  return model;
-}
-
-Model with_sides(double lower, double upper) {
-  Model model = one_variable(0.0, kInf);
-  model.con_lower = {lower};
-  model.con_upper = {upper};
-  model.con_names.add("r");
-  model.matrix = {{0, 1}, {0}, {2.5}};
-  return model;
 }
 
 struct BoundCase {
@@ -129,7 +89,7 @@ TEST(MpsRead, BoundsOfContinuousColumns) {
   };
   for (const BoundCase& test : cases) {
     SCOPED_TRACE(test.lines);
-    const Result result = read(with_bounds(test.lines));
+    const Reading result = read(with_bounds(test.lines));
     ASSERT_EQ(result.error, "");
     EXPECT_EQ(result.model.var_lower[0], test.lower);
     EXPECT_EQ(result.model.var_upper[0], test.upper);
@@ -151,7 +111,7 @@ TEST(MpsRead, BoundsOfMarkedIntegers) {
   };
   for (const BoundCase& test : cases) {
     SCOPED_TRACE(test.lines);
-    const Result result = read(as_integer(test.lines));
+    const Reading result = read(as_integer(test.lines));
     ASSERT_EQ(result.error, "");
     EXPECT_EQ(result.model.var_lower[0], test.lower);
     EXPECT_EQ(result.model.var_upper[0], test.upper);
@@ -178,7 +138,7 @@ TEST(MpsRead, Ranges) {
     const std::string rows = std::string(" N COST\n") + test.row;
     for (const bool before : {false, true}) {  // before the right-hand sides, too
       const std::string rhs = " RHS R1 10\n";
-      const Result result =
+      const Reading result =
           read(before ? text_of({.rows = rows, .rhs = "", .rest = ranges + "RHS\n" + rhs})
                       : text_of({.rows = rows, .rhs = rhs, .rest = ranges}));
       ASSERT_EQ(result.error, "");
@@ -186,7 +146,7 @@ TEST(MpsRead, Ranges) {
       EXPECT_EQ(result.model.con_upper[0], test.upper);
     }
   }
-  const Result dropped = read(text_of({.rest = "RANGES\n RNG COST 4\n R1 2\n"}));
+  const Reading dropped = read(text_of({.rest = "RANGES\n RNG COST 4\n R1 2\n"}));
   EXPECT_EQ(dropped.warnings, "text:10:6: a range of a free row is dropped, found 'COST'\n");
   EXPECT_EQ(dropped.model.con_upper[0], 5.0);
 }
@@ -196,17 +156,17 @@ TEST(MpsRead, RightHandSides) {
   EXPECT_FALSE(std::signbit(read(text_of({.rhs = " RHS COST 0\n"})).model.constant));
   EXPECT_EQ(read(text_of({.rhs = " R1 3\n"})).model.con_lower[0], 3.0);
   EXPECT_EQ(read(text_of({.rhs = " R1 3 COST -1\n"})).model.constant, 1.0);
-  const Result sets = read(text_of({.rhs = " A R1 3\n B R1 8\n"}));
+  const Reading sets = read(text_of({.rhs = " A R1 3\n B R1 8\n"}));
   EXPECT_EQ(sets.model.con_lower[0], 3.0);
   EXPECT_EQ(sets.warnings, "text:9:2: only the first set 'A' is taken, found 'B'\n");
-  const Result twice = read(text_of({.rhs = " A R1 3\n A R1 8\n"}));
+  const Reading twice = read(text_of({.rhs = " A R1 3\n A R1 8\n"}));
   EXPECT_EQ(twice.model.con_lower[0], 8.0);
   EXPECT_EQ(twice.warnings,
             "text:9:4: a second right-hand side of this row, it is taken, "
             "found 'R1'\n");
   EXPECT_EQ(read(text_of({.rhs = " RHS R1 -1e30\n"})).model.con_lower[0], -kInf);
   // A row that is named like a set.
-  const Result trap =
+  const Reading trap =
       read(text_of({.rows = " N COST\n L R1\n L RHS\n", .rhs = " RHS R1 3\n RHS RHS 5\n"}));
   EXPECT_EQ(trap.model.con_upper, (std::vector<double>{3.0, 5.0}));
 }
@@ -215,7 +175,7 @@ TEST(MpsRead, SenseAndObjective) {
   for (const char* word : {"MAX", "max", "MAXIMIZE", "Maximum"}) {
     for (const char* between : {" ", "\n    "}) {
       const std::string head = std::string("NAME\nOBJSENSE") + between + word + "\n";
-      const Result result = read(text_of({.head = head}));
+      const Reading result = read(text_of({.head = head}));
       EXPECT_EQ(result.error, "");
       EXPECT_TRUE(result.model.maximize);
     }
@@ -223,7 +183,7 @@ TEST(MpsRead, SenseAndObjective) {
   EXPECT_FALSE(read(text_of({.head = "OBJSENSE MIN\n"})).model.maximize);
   const std::string rows = " N C1\n N C2\n G R1\n";
   const std::string columns = " X C1 1 C2 2\n X R1 1\n";
-  const Result first = read(text_of({.rows = rows, .columns = columns}));
+  const Reading first = read(text_of({.rows = rows, .columns = columns}));
   EXPECT_EQ(first.model.objective_name, "C1");
   EXPECT_EQ(first.model.cost[0], 1.0);
   // The other one is a free constraint.
@@ -231,7 +191,8 @@ TEST(MpsRead, SenseAndObjective) {
   EXPECT_EQ(first.model.con_lower[0], -kInf);
   EXPECT_EQ(first.model.con_upper[0], kInf);
   EXPECT_EQ(first.model.matrix.value, (std::vector<double>{2.0, 1.0}));
-  const Result second = read(text_of({.head = "OBJNAME\n C2\n", .rows = rows, .columns = columns}));
+  const Reading second =
+      read(text_of({.head = "OBJNAME\n C2\n", .rows = rows, .columns = columns}));
   EXPECT_EQ(second.model.objective_name, "C2");
   EXPECT_EQ(second.model.cost[0], 2.0);
   EXPECT_EQ(read(text_of({.rows = " G R1\n", .columns = " X R1 1\n"})).model.objective_name, "");
@@ -248,7 +209,7 @@ TEST(MpsRead, NameLine) {
       {"NAME FREE FREE\n", "FREE"},
   };
   for (const auto& [head, name] : cases) {
-    const Result result = read(text_of({.head = head}));
+    const Reading result = read(text_of({.head = head}));
     EXPECT_EQ(result.error, "") << head;
     EXPECT_EQ(result.model.name, name) << head;
   }
@@ -259,13 +220,13 @@ TEST(MpsRead, LineEndsAndBlankLines) {
   for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 3) {
     text.replace(at, 1, "\r\n\n");
   }
-  const Result result = read("* comment\n" + text + "this is no longer read");
+  const Reading result = read("* comment\n" + text + "this is no longer read");
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(difference(result.model, read(text_of({})).model), "");
 }
 
 TEST(MpsRead, NamesWithBlanksInColumns) {
-  const Result result = read(
+  const Reading result = read(
       "NAME          T\n"
       "ROWS\n"
       " N  COST\n"
@@ -290,7 +251,7 @@ TEST(MpsRead, NamesWithBlanksInColumns) {
 
 TEST(MpsRead, NameThatOnlyColumnsHave) {
   // Only the columns' names have blanks, and the first of them is found by the number of words.
-  const Result result = read(
+  const Reading result = read(
       "NAME          T\nROWS\n N  COST\n G  R1\nCOLUMNS\n"
       "    A B       COST               1.5   R1                  2.\n"
       "RHS\n    RHS       R1                  3.\nENDATA\n");
@@ -307,7 +268,7 @@ TEST(MpsRead, Quadratic) {
        {"QUADOBJ\n X X 2\n X Y 4\n Y Y 6\n", "QUADOBJ\n Y Y 6 X 4\n X X 2\n",
         "QSECTION COST\n X X 2 Y 4\n Y Y 6\n", "QMATRIX\n X X 2\n X Y 4\n Y X 4\n Y Y 6\n"}) {
     SCOPED_TRACE(section);
-    const Result result = quadratic(section);
+    const Reading result = quadratic(section);
     ASSERT_EQ(result.error, "");
     ASSERT_EQ(result.model.quadratic_cost.size(), 3U);
     EXPECT_EQ(result.model.quadratic_cost[1].row, 1);
@@ -315,15 +276,15 @@ TEST(MpsRead, Quadratic) {
     EXPECT_EQ(result.model.quadratic_cost[1].value, 4.0);
     EXPECT_EQ(result.model.quadratic_cost[2].value, 6.0);
   }
-  const Result constraint = quadratic("QCMATRIX R1\n X X 2\n X Y 1\n Y X 1\n");
+  const Reading constraint = quadratic("QCMATRIX R1\n X X 2\n X Y 1\n Y X 1\n");
   ASSERT_EQ(constraint.model.quadratic_coefficients.size(), 2U);
   EXPECT_EQ(constraint.model.quadratic_coefficients[0].entry.value, 4.0);
   EXPECT_EQ(constraint.model.quadratic_coefficients[1].entry.value, 2.0);
 }
 
 TEST(MpsRead, ElementsInAnyOrder) {
-  const Result result = read(text_of({.rows = " G R1\n G R2\n N COST\n G R3\n",
-                                      .columns = " X R3 3 R1 1\n X COST 9 R2 2\n X2 R1 0\n"}));
+  const Reading result = read(text_of({.rows = " G R1\n G R2\n N COST\n G R3\n",
+                                       .columns = " X R3 3 R1 1\n X COST 9 R2 2\n X2 R1 0\n"}));
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.model.matrix.row, (std::vector<int32_t>{0, 1, 2}));
   EXPECT_EQ(result.model.matrix.value, (std::vector<double>{1, 2, 3}));
@@ -331,7 +292,7 @@ TEST(MpsRead, ElementsInAnyOrder) {
 }
 
 TEST(MpsRead, ColumnOfABoundAlone) {
-  const Result result = read(with_bounds(" UP BND Z 4\n"));
+  const Reading result = read(with_bounds(" UP BND Z 4\n"));
   EXPECT_EQ(result.model.num_var(), 2);
   EXPECT_EQ(result.model.var_upper[1], 4.0);
   EXPECT_EQ(result.warnings,
@@ -435,7 +396,7 @@ TEST(MpsWrite, BoundsReadBackToTheSameBits) {
     for (const double lower : values) {
       for (const double upper : values) {
         const Model model = one_variable(lower, upper, kind);
-        const Result result = read(write(model));
+        const Reading result = read(write(model));
         EXPECT_EQ(result.error, "");
         EXPECT_EQ(difference(model, result.model), "") << write(model);
       }
@@ -541,7 +502,7 @@ TEST(MpsWrite, NamesSurvive) {
   std::string warnings;
   const std::string text = write(model, &warnings);
   EXPECT_EQ(warnings.substr(0, 40), "names that MPS cannot say are encoded: 3");
-  const Result result = read(text);
+  const Reading result = read(text);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.warnings, "");
   EXPECT_EQ(difference(model, result.model), "");
@@ -578,37 +539,17 @@ TEST(MpsWrite, Refusals) {
             "'x' is not finite");
 }
 
-// Seeds of the fuzz target and mutations of them.
-TEST(MpsRoundTrip, CorpusAndMutations) {
-  int num_files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(VORLAN_CORPUS "/mps")) {
-    ++num_files;
-    const std::string text = read_all(entry.path());
-    EXPECT_EQ(read(text).error, "") << entry.path();
-    for (uint32_t seed = 0; seed < kMutations; ++seed) {
-      const std::string input = seed == 0 ? text : mutated(text, seed);
-      EXPECT_EQ(round_trip_fault(read_mps, write_mps, input), "") << input;
-    }
-  }
-  EXPECT_GT(num_files, 0);
-}
+TEST(MpsRoundTrip, CorpusAndMutations) { expect_round_trips("mps", read_mps, write_mps); }
 
 TEST(MpsRoundTrip, PublicInstances) {
-  const char* folder = std::getenv("VORLAN_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
-  int num_files = 0;
-  for (const char* kind : {"/lp", "/mip", "/qp"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
-      const std::string path = entry.path();
-      if (!path.ends_with("ps.gz")) continue;
-      std::string text;
-      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
-      EXPECT_EQ(read(text).error, "") << path;
-      EXPECT_EQ(round_trip_fault(read_mps, write_mps, text), "") << path;
-      ++num_files;
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  if (!has_instances()) GTEST_SKIP() << kNoInstances;
+  expect_instances({"lp", "mip", "qp"}, [](const Instance& instance) {
+    if (!instance.ends_with("ps.gz")) return false;
+    const std::string text = instance.text();
+    EXPECT_EQ(read(text).error, "") << instance.path;
+    EXPECT_EQ(round_trip_fault(read_mps, write_mps, text), "") << instance.path;
+    return true;
+  });
 }
 
 // Other programs find the optimum of what we write.
@@ -619,7 +560,7 @@ TEST_P(MpsPeer, FindsTheOptimumOfOurFile) {
   if (!is_installed(peer)) GTEST_SKIP() << peer.program << " is not installed";
   // 3 x + 2 y - z + 10 with integers of all kinds of bounds, a range, and names that need encoding:
   // best is x = 2, y = -3, z = 1.5: 6 - 6 - 1.5 + 10 = 8.5.
-  Result result = read(
+  Reading result = read(
       "NAME two words\nROWS\n N cost\n G r\n L s\n N watched\nCOLUMNS\n M 'MARKER' 'INTORG'\n"
       " x cost 3 r 2\n y cost 2 s -1\n w cost 1 watched 1\n M 'MARKER' 'INTEND'\n z cost -1 s 1\n"
       "RHS\n RHS cost -10 r 3\n RHS s 4.5\nRANGES\n RNG r 4\nBOUNDS\n LO B x 0\n MI B y\n LO B y "
@@ -641,7 +582,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "glpsol --freemps %s -o /dev/stdout | sed -n 's/^Objective: .* = *\\([^ "
                          "]*\\) .*/\\1/p'"},
                     Peer{"cbc", "cbc %s -solve -quit | sed -n 's/^Objective value: *//p'"},
-                    Peer{"highs", "highs %s | sed -n 's/ *Primal bound *//p'"}),
+                    Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
     [](const auto& test) { return std::string(test.param.program); });
 
 }  // namespace

@@ -8,7 +8,9 @@
 namespace vorlan::test {
 
 bool is_installed(const Peer& peer) {
-  const std::string find = std::string("command -v ") + peer.program + " >/dev/null 2>&1";
+  const std::string command(peer.command);
+  const std::string find =
+      "command -v " + command.substr(0, command.find(' ')) + " >/dev/null 2>&1";
   return std::system(find.c_str()) == 0;
 }
 

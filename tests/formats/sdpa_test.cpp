@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
 
 #include "format/lp.h"
@@ -15,13 +13,13 @@
 #include "peer.h"
 #include "reading.h"
 #include "round_trip.h"
+#include "samples.h"
 #include "scratch_folder.h"
 
 namespace vorlan::test {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr uint32_t kMutations = 300;
 using Numbers = std::vector<double>;
 using Indices = std::vector<int32_t>;
 
@@ -244,42 +242,21 @@ TEST(SdpaWrite, Refusals) {
             start + "element 0 of the coefficients is no finite number");
 }
 
-// Seeds of the fuzz target and mutations of them.
-TEST(SdpaRoundTrip, CorpusAndMutations) {
-  int num_files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(VORLAN_CORPUS "/sdpa")) {
-    ++num_files;
-    const std::string text = read_all(entry.path());
-    EXPECT_EQ(read(text).error, "") << entry.path();
-    for (uint32_t seed = 0; seed < kMutations; ++seed) {
-      const std::string input = seed == 0 ? text : mutated(text, seed);
-      EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, input), "") << input;
-    }
-  }
-  EXPECT_GT(num_files, 0);
-}
+TEST(SdpaRoundTrip, CorpusAndMutations) { expect_round_trips("sdpa", read_sdpa, write_sdpa); }
 
 // All semidefinite instances; and that a linear one which went through the format is the same from
 // then on.
 TEST(SdpaRoundTrip, PublicInstances) {
-  const char* folder = std::getenv("VORLAN_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
-  int num_files = 0;
-  for (const char* kind : {"/sdp", "/lp", "/bad"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
-      const std::string path = entry.path();
-      const bool bad = std::string_view(kind) == "/bad";
-      const bool is_sdpa = path.find(".dat-s") != std::string::npos;
-      if (!is_sdpa && (bad || !path.ends_with(".mps.gz"))) continue;
-      std::string text;
-      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
-      if (!is_sdpa) text = write(read_as(read_mps, text).model);
-      ++num_files;
-      EXPECT_EQ(read(text).error.empty(), !bad) << path;
-      EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, text), "") << path;
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  if (!has_instances()) GTEST_SKIP() << kNoInstances;
+  expect_instances({"sdp", "lp", "bad"}, [](const Instance& instance) {
+    const bool is_ours = instance.path.find(".dat-s") != std::string::npos;
+    if (!is_ours && (instance.is_bad() || !instance.ends_with(".mps.gz"))) return false;
+    const std::string text =
+        is_ours ? instance.text() : write(read_as(read_mps, instance.text()).model);
+    EXPECT_EQ(read(text).error.empty(), !instance.is_bad()) << instance.path;
+    EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, text), "") << instance.path;
+    return true;
+  });
 }
 
 const Peer kPeer = {"csdp", "csdp %s | sed -n 's/^Primal objective value: *//p'"};

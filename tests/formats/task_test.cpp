@@ -4,16 +4,15 @@
 
 #include <bit>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
-#include <map>
 
 #include "format/cbor_document.h"
 #include "format/mps.h"
 #include "format/solution_file.h"
 #include "format/task_file.h"
+#include "reading.h"
 #include "round_trip.h"
+#include "samples.h"
 #include "scratch_folder.h"
 
 namespace vorlan::test {
@@ -48,37 +47,6 @@ void add_names(NameList* list, std::initializer_list<std::string_view> names) {
   for (const std::string_view name : names) list->add(name);
 }
 
-Solution solution_for(const Model& model, double base) {
-  Solution s;
-  s.defined = true;
-  s.problem_status = ProblemStatus::kPrimalInfeasibleOrUnbounded;
-  s.status = SolutionStatus::kIntegerOptimal;
-  s.primal_objective = base / 3.0;
-  s.dual_objective = base / 7.0;
-  const size_t vars = model.cost.size();
-  const size_t cons = model.con_lower.size();
-  size_t triangles = 0;
-  for (const MatrixVariable& v : model.matrix_vars) {
-    triangles += static_cast<size_t>(v.dimension * (v.dimension + 1) / 2);
-  }
-  for (auto [array, size] : {std::pair(&Solution::xx, vars),
-                             {&Solution::slx, vars},
-                             {&Solution::sux, vars},
-                             {&Solution::xc, cons},
-                             {&Solution::slc, cons},
-                             {&Solution::suc, cons},
-                             {&Solution::y, cons},
-                             {&Solution::snx, model.cones.empty() ? 0 : vars},
-                             {&Solution::barx, triangles},
-                             {&Solution::bars, triangles}}) {
-    for (size_t i = 0; i < size; ++i) (s.*array).push_back(base += 0.1);
-  }
-  if (vars > 1) s.xx[0] = -0.0, s.xx[1] = std::numeric_limits<double>::quiet_NaN();
-  for (size_t j = 0; j < vars; ++j) s.skx.push_back(static_cast<StatusKey>(j % 7));
-  for (size_t i = 0; i < cons; ++i) s.skc.push_back(static_cast<StatusKey>((i + 3) % 7));
-  return s;
-}
-
 // Something of everything.
 ProblemFile full_file() {
   ProblemFile file;
@@ -111,8 +79,8 @@ ProblemFile full_file() {
              {ConeKind::kDualPower, {2, 1, 3}, {0.3, 0.7}},
              {ConeKind::kQuadratic, {6}, {}}};
   add_names(&m.cone_names, {"r", "", "q"});
-  file.solutions[0] = solution_for(m, 1.0);
-  file.solutions[2] = solution_for(m, -100.0);
+  file.solutions[0] = filled_solution(m, 1.0);
+  file.solutions[2] = filled_solution(m, -100.0);
   file.parameters = {{"VLN_IPAR_LOG", "1"}, {"Z", "\xff/tmp/x"}, {"A", ""}};
   return file;
 }
@@ -131,28 +99,6 @@ ProblemFile small_file() {
   return file;
 }
 
-bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](double x, double y) {
-    return std::bit_cast<uint64_t>(x) == std::bit_cast<uint64_t>(y);
-  });
-}
-
-bool same_solution(const Solution& a, const Solution& b) {
-  if (a.defined != b.defined) return false;
-  for (auto array :
-       {&Solution::xx, &Solution::slx, &Solution::sux, &Solution::xc, &Solution::slc,
-        &Solution::suc, &Solution::y, &Solution::snx, &Solution::barx, &Solution::bars}) {
-    if (!same_bits(a.*array, b.*array)) return false;
-  }
-  return a.skx == b.skx && a.skc == b.skc && a.status == b.status &&
-         a.problem_status == b.problem_status &&
-         same_bits({a.primal_objective, a.dual_objective}, {b.primal_objective, b.dual_objective});
-}
-
-bool same_solutions(const Solutions& a, const Solutions& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), same_solution);
-}
-
 // --- Tasks
 
 class TaskFile : public testing::TestWithParam<Encoding> {};
@@ -164,12 +110,7 @@ TEST_P(TaskFile, KeepsEverything) {
   Warnings warnings;
   const Status status = read_text(GetParam().read, text, &back, &warnings);
   ASSERT_EQ(status.message(), "");
-  EXPECT_EQ(difference(file.model, back.model), "");
-  EXPECT_TRUE(same_solutions(file.solutions, back.solutions));
-  std::map<std::string, std::string> before, after;
-  for (const ParameterSetting& p : file.parameters) before[p.name] = p.value;
-  for (const ParameterSetting& p : back.parameters) after[p.name] = p.value;
-  EXPECT_EQ(before, after);
+  EXPECT_EQ(difference(file, back), "");
   EXPECT_EQ(write(GetParam(), back), text);
 }
 
@@ -262,43 +203,19 @@ TEST_P(TaskFile, RefusesToWriteWhatItWouldNotRead) {
 }
 
 TEST_P(TaskFile, CorpusAndMutations) {
-  const Encoding& encoding = GetParam();
-  int num_files = 0;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::string(VORLAN_CORPUS "/") + encoding.name)) {
-    ++num_files;
-    const std::string text = read_all(entry.path());
-    EXPECT_EQ(error_of(encoding, text), "") << entry.path();
-    for (uint32_t seed = 0; seed < kMutations; ++seed) {
-      const std::string input = seed == 0 ? text : mutated(text, seed);
-      EXPECT_EQ(round_trip_fault(encoding.read, encoding.write, input), "")
-          << entry.path() << " with seed " << seed;
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  expect_round_trips(GetParam().name, GetParam().read, GetParam().write);
 }
 
 TEST_P(TaskFile, PublicInstances) {
-  const char* folder = std::getenv("VORLAN_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA names no folder of instances";
-  int num_files = 0;
-  for (const char* kind : {"/lp", "/mip", "/qp"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(folder) + kind)) {
-      const std::string path = entry.path();
-      if (!path.ends_with("ps.gz")) continue;
-      std::string text;
-      ProblemFile file;
-      Warnings warnings;
-      ASSERT_TRUE(read_input(path, &text, 1 << 16).ok());
-      ASSERT_EQ(read_text(read_mps, text, &file, &warnings).message(), "") << path;
-      ProblemFile back;
-      const std::string written = write(GetParam(), file);
-      ASSERT_EQ(read_text(GetParam().read, written, &back, &warnings).message(), "") << path;
-      EXPECT_EQ(difference(file.model, back.model), "") << path;
-      ++num_files;
-    }
-  }
-  EXPECT_GT(num_files, 0);
+  if (!has_instances()) GTEST_SKIP() << kNoInstances;
+  expect_instances({"lp", "mip", "qp"}, [](const Instance& instance) {
+    if (!instance.ends_with("ps.gz")) return false;
+    const Reading reading = read_as(read_mps, instance.text());
+    const Reading back = read_as(GetParam().read, write_as(GetParam().write, reading.model));
+    EXPECT_EQ(back.error, "") << instance.path;
+    EXPECT_EQ(difference(reading.model, back.model), "") << instance.path;
+    return true;
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Encodings, TaskFile, testing::Values(kJson, kCbor),
@@ -564,7 +481,7 @@ TEST(BSolution, KeepsEverything) {
   back.solutions[1] = back.solutions[0];
   back.solutions[0].xx[0] = 99.0;
   ASSERT_EQ(read_into(text, &back), "");
-  EXPECT_TRUE(same_solutions(file.solutions, back.solutions));
+  EXPECT_EQ(difference(file.solutions, back.solutions), "");
   EXPECT_EQ(text_of(write_b, back), text);
 }
 
@@ -586,20 +503,20 @@ TEST(BSolution, NoneDefined) {
   file.solutions = {};
   ProblemFile back = full_file();
   ASSERT_EQ(read_into(text_of(write_b, file), &back), "");
-  EXPECT_TRUE(same_solutions(back.solutions, {}));
+  EXPECT_EQ(difference(back.solutions, {}), "");
 }
 
 TEST(BSolution, IsRefusedWholeWhereItDoesNotFit) {
   ProblemFile file = small_file();
-  file.solutions[1] = solution_for(file.model, 1.0);
+  file.solutions[1] = filled_solution(file.model, 1.0);
   const std::string text = text_of(write_b, file);
   const auto error_with = [&](auto change) {
     ProblemFile other = small_file();
-    other.solutions[0] = solution_for(other.model, 7.0);
+    other.solutions[0] = filled_solution(other.model, 7.0);
     change(&other.model);
     const Solutions before = other.solutions;
     std::string error = read_into(text, &other);
-    EXPECT_EQ(error.empty(), !same_solutions(other.solutions, before));
+    EXPECT_EQ(error.empty(), !difference(other.solutions, before).empty());
     const size_t words = error.find(": the solution");
     return words == std::string::npos ? error : error.substr(words + 2);
   };
@@ -633,17 +550,17 @@ TEST(BSolution, DimensionsOfMatrixVariables) {
 
 TEST(BSolution, DamageIsRefused) {
   ProblemFile file = small_file();
-  file.solutions[1] = solution_for(file.model, 1.0);
+  file.solutions[1] = filled_solution(file.model, 1.0);
   const std::string text = text_of(write_b, file);
   for (size_t size = 0; size < text.size(); ++size) {
     ProblemFile back = small_file();
     ASSERT_NE(read_into(text.substr(0, size), &back), "") << size;
-    ASSERT_TRUE(same_solutions(back.solutions, {}));
+    ASSERT_EQ(difference(back.solutions, {}), "");
   }
   for (uint32_t seed = 1; seed < 10 * kMutations; ++seed) {
     ProblemFile back = small_file();
     if (!read_into(mutated(text, seed), &back).empty()) {
-      ASSERT_TRUE(same_solutions(back.solutions, {})) << seed;
+      ASSERT_EQ(difference(back.solutions, {}), "") << seed;
     }
   }
   ProblemFile back = small_file();

@@ -1,6 +1,8 @@
 // The checks of a model before it is written; see admission.h.
 #include "format/admission.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "format/model_check.h"
@@ -70,6 +72,70 @@ Status Admission::check_no_integers() const {
 Status Admission::check_no_cones() const {
   if (model_.cones.empty()) return {};
   return refuse(shown_name(model_.cone_names, 0, "cone") + " is a cone of scalar variables");
+}
+
+Status Admission::check_scalar() const {
+  if (model_.num_cone() > 0) return refuse(format_text("it has %d cones", model_.num_cone()));
+  if (model_.num_matrix_var() == 0) return {};
+  return refuse(format_text("it has %d matrix variables", model_.num_matrix_var()));
+}
+
+Status Admission::check_constant() const {
+  if (std::isfinite(model_.constant)) return {};
+  return refuse("the objective's constant is not finite");
+}
+
+Status Admission::check_variables() const {
+  for (size_t j = 0; j < model_.cost.size(); ++j) {
+    if (!std::isfinite(model_.cost[j])) {
+      return refuse("the objective's coefficient of " + variable(j) + " is not finite");
+    }
+    if (std::isnan(model_.var_lower[j]) || std::isnan(model_.var_upper[j])) {
+      return refuse("a bound of " + variable(j) + " is no number");
+    }
+  }
+  return {};
+}
+
+Status Admission::check_side_numbers() const {
+  for (size_t i = 0; i < model_.con_lower.size(); ++i) {
+    if (!std::isnan(model_.con_lower[i]) && !std::isnan(model_.con_upper[i])) continue;
+    return refuse("a side of " + constraint(i) + " is no number");
+  }
+  return {};
+}
+
+Status Admission::check_side_order() const {
+  Status status = check_side_numbers();
+  for (size_t i = 0; status.ok() && i < model_.con_lower.size(); ++i) {
+    if (model_.con_lower[i] <= model_.con_upper[i]) continue;
+    status = refuse("the lower side of " + constraint(i) + " is above its upper side");
+  }
+  return status;
+}
+
+Status Admission::check_elements() const {
+  const SparseMatrix& matrix = model_.matrix;
+  for (size_t k = 0; k < matrix.value.size(); ++k) {
+    if (std::isfinite(matrix.value[k])) continue;
+    return refuse("a coefficient of " + constraint(static_cast<size_t>(matrix.row[k])) +
+                  " is not finite");
+  }
+  for (const TriangleEntry& entry : model_.quadratic_cost) {
+    if (std::isfinite(entry.value)) continue;
+    return refuse("a quadratic coefficient of the objective is not finite");
+  }
+  for (const ConQuadraticEntry& term : model_.quadratic_coefficients) {
+    if (std::isfinite(term.entry.value)) continue;
+    return refuse("a quadratic coefficient of " + constraint(static_cast<size_t>(term.con)) +
+                  " is not finite");
+  }
+  const auto all_finite = [](const auto& list) {
+    return std::all_of(list.begin(), list.end(),
+                       [](const auto& term) { return std::isfinite(term.entry.value); });
+  };
+  if (all_finite(model_.matrix_cost) && all_finite(model_.matrix_coefficients)) return {};
+  return refuse("a coefficient of a matrix variable is not finite");
 }
 
 bool has_names(const Model& model) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <type_traits>
 
+#include "format/admission.h"
 #include "format/lp.h"
 #include "format/lp_names.h"
 #include "format/lp_reader.h"
@@ -23,78 +24,6 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLpInfinity = 1e30;     // what readers take numbers from here on for
 constexpr double kLargestInteger = 1e5;  // below: shorter as an integer than with an exponent
 constexpr size_t kFullLine = 240;        // older programs read lines of 255 characters at most
-
-// What must hold of a model that the format can hold; otherwise a failure that says what does not.
-class LpAdmission {
- public:
-  LpAdmission(const Model& model, bool is_ptf) : model_(model), is_ptf_(is_ptf) {}
-
-  Status check() const {
-    for (const auto part : {&LpAdmission::check_parts, &LpAdmission::check_variables,
-                            &LpAdmission::check_constraints, &LpAdmission::check_elements}) {
-      Status status = (this->*part)();
-      if (!status.ok()) return status;
-    }
-    return {};
-  }
-
- private:
-  Status refuse(const std::string& what) const {
-    return {Code::kErrFileCannotHold, format_text("%s file cannot hold the model: %s",
-                                                  is_ptf_ ? "a PTF" : "an LP", what.c_str())};
-  }
-
-  Status check_parts() const {
-    if (!std::isfinite(model_.constant)) return refuse("the objective's constant is not finite");
-    if (is_ptf_) return {};
-    if (model_.num_cone() > 0) return refuse(format_text("it has %d cones", model_.num_cone()));
-    if (model_.num_matrix_var() == 0) return {};
-    return refuse(format_text("it has %d matrix variables", model_.num_matrix_var()));
-  }
-
-  Status check_variables() const {
-    for (size_t j = 0; j < model_.cost.size(); ++j) {
-      if (!std::isfinite(model_.cost[j])) {
-        return refuse("the objective's coefficient of " +
-                      shown_name(model_.var_names, j, "variable") + " is not finite");
-      }
-      if (std::isnan(model_.var_lower[j]) || std::isnan(model_.var_upper[j])) {
-        return refuse("a bound of " + shown_name(model_.var_names, j, "variable") +
-                      " is no number");
-      }
-    }
-    return {};
-  }
-
-  Status check_constraints() const {
-    for (size_t i = 0; i < model_.con_lower.size(); ++i) {
-      if (!std::isnan(model_.con_lower[i]) && !std::isnan(model_.con_upper[i])) continue;
-      return refuse("a side of " + shown_name(model_.con_names, i, "constraint") + " is no number");
-    }
-    return {};
-  }
-
-  Status check_elements() const {
-    const auto all_finite = [](const auto& list, const auto& value_of) {
-      return std::all_of(list.begin(), list.end(),
-                         [&](const auto& item) { return std::isfinite(value_of(item)); });
-    };
-    const auto self = [](double value) { return value; };
-    const auto inner = [](const auto& term) { return term.entry.value; };
-    if (!all_finite(model_.matrix.value, self)) return refuse("a coefficient is not finite");
-    if (!all_finite(model_.quadratic_cost, [](const auto& term) { return term.value; }) ||
-        !all_finite(model_.quadratic_coefficients, inner)) {
-      return refuse("a quadratic coefficient is not finite");
-    }
-    if (!all_finite(model_.matrix_cost, inner) || !all_finite(model_.matrix_coefficients, inner)) {
-      return refuse("a coefficient of a matrix variable is not finite");
-    }
-    return {};
-  }
-
-  const Model& model_;
-  bool is_ptf_;
-};
 
 // The elements by constraint.
 struct Rows {
@@ -674,9 +603,18 @@ void LpWriter::end_line(std::string_view next) {
   line_ = next;
 }
 
+Status admit_model(const Model& model, bool is_ptf) {
+  const Admission admission(is_ptf ? "a PTF file" : "an LP file", model);
+  Status status = admit(admission, &Admission::check_constant);
+  if (status.ok() && !is_ptf) status = admit(admission, &Admission::check_scalar);
+  if (!status.ok()) return status;
+  return admit(admission, &Admission::check_variables, &Admission::check_side_numbers,
+               &Admission::check_elements);
+}
+
 Status write_problem(const ProblemView& problem, bool is_ptf, bool extended, OutputFile* file,
                      Warnings* warnings) {
-  Status status = LpAdmission(problem.model, is_ptf).check();
+  Status status = admit_model(problem.model, is_ptf);
   if (!status.ok()) return status;
   LpWriter writer(problem, extended, file);
   if (writer.names().num_changed() > 0) {

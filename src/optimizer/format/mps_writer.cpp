@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 
+#include "format/admission.h"
 #include "format/mps.h"
 #include "format/mps_names.h"
 #include "format/mps_sides.h"
@@ -18,88 +19,6 @@ namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLargestInteger = 99999;  // shorter as an integer than with an exponent
-
-// What must hold of a model that the format can hold; otherwise a failure that says what does not.
-class Admission {
- public:
-  explicit Admission(const Model& model) : model_(model) {}
-
-  Status check() const {
-    for (const auto part : {&Admission::check_parts, &Admission::check_variables,
-                            &Admission::check_constraints, &Admission::check_elements}) {
-      Status status = (this->*part)();
-      if (!status.ok()) return status;
-    }
-    return {};
-  }
-
- private:
-  static Status refuse(const std::string& what) {
-    return {Code::kErrFileCannotHold,
-            format_text("an MPS file cannot hold the model: %s", what.c_str())};
-  }
-  std::string variable(size_t index) const {
-    return shown_name(model_.var_names, index, "variable");
-  }
-  std::string constraint(size_t index) const {
-    return shown_name(model_.con_names, index, "constraint");
-  }
-
-  Status check_parts() const {
-    if (model_.num_cone() > 0) return refuse(format_text("it has %d cones", model_.num_cone()));
-    if (model_.num_matrix_var() > 0) {
-      return refuse(format_text("it has %d matrix variables", model_.num_matrix_var()));
-    }
-    if (!std::isfinite(model_.constant)) return refuse("the objective's constant is not finite");
-    return {};
-  }
-
-  Status check_variables() const {
-    for (size_t j = 0; j < model_.cost.size(); ++j) {
-      if (!std::isfinite(model_.cost[j])) {
-        return refuse("the objective's coefficient of " + variable(j) + " is not finite");
-      }
-      if (std::isnan(model_.var_lower[j]) || std::isnan(model_.var_upper[j])) {
-        return refuse("a bound of " + variable(j) + " is no number");
-      }
-    }
-    return {};
-  }
-
-  Status check_constraints() const {
-    for (size_t i = 0; i < model_.con_lower.size(); ++i) {
-      const double lower = model_.con_lower[i];
-      const double upper = model_.con_upper[i];
-      if (lower <= upper) continue;
-      return refuse(std::isnan(lower) || std::isnan(upper)
-                        ? "a side of " + constraint(i) + " is no number"
-                        : "the lower side of " + constraint(i) + " is above its upper side");
-    }
-    return {};
-  }
-
-  Status check_elements() const {
-    const SparseMatrix& matrix = model_.matrix;
-    for (size_t k = 0; k < matrix.value.size(); ++k) {
-      if (std::isfinite(matrix.value[k])) continue;
-      return refuse("a coefficient of " + constraint(static_cast<size_t>(matrix.row[k])) +
-                    " is not finite");
-    }
-    const auto is_finite = [](const TriangleEntry& entry) { return std::isfinite(entry.value); };
-    for (const TriangleEntry& entry : model_.quadratic_cost) {
-      if (!is_finite(entry))
-        return refuse("a quadratic coefficient of the objective is not finite");
-    }
-    for (const ConQuadraticEntry& term : model_.quadratic_coefficients) {
-      if (is_finite(term.entry)) continue;
-      return refuse("a quadratic coefficient of " + constraint(static_cast<size_t>(term.con)) +
-                    " is not finite");
-    }
-    return {};
-  }
-
-  const Model& model_;
-};
 
 class MpsWriter {
  public:
@@ -426,7 +345,9 @@ void MpsWriter::append_term(int32_t first, int32_t second, double value) {
 
 Status write_mps(const ProblemView& problem, OutputFile* file, Warnings* warnings) {
   const Model& model = problem.model;
-  Status status = Admission(model).check();
+  Status status =
+      admit(Admission("an MPS file", model), &Admission::check_scalar, &Admission::check_constant,
+            &Admission::check_variables, &Admission::check_side_order, &Admission::check_elements);
   if (!status.ok()) return status;
   MpsWriter writer(model, file);
   if (writer.names().num_changed() > 0) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "format/byte_codes.h"
 #include "format/json_document.h"
 #include "format/numbers.h"
 #include "format/text_reader.h"
@@ -29,13 +30,6 @@ bool is_json_number(std::string_view token) {
   const size_t point = token.find('.');
   return point == std::string_view::npos ||
          (point + 1 < token.size() && is_digit(token[point + 1]));
-}
-
-int hex_value(char c) {
-  if (is_digit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 bool parse_hex4(std::string_view text, unsigned* code) {
@@ -237,10 +231,9 @@ bool JsonReader::read_bytes(std::string_view* text) {
   if (!quoted(&digits)) return false;
   std::string bytes;
   for (size_t i = 0; i < digits.size(); i += 2) {
-    const int high = hex_value(digits[i]);
-    const int low = i + 1 < digits.size() ? hex_value(digits[i + 1]) : -1;
-    if (high < 0 || low < 0) return fail(start, "expected pairs of hexadecimal digits");
-    bytes.push_back(static_cast<char>(high * 16 + low));
+    const int byte = hex_byte(digits.substr(i));
+    if (byte < 0) return fail(start, "expected pairs of hexadecimal digits");
+    bytes.push_back(static_cast<char>(byte));
   }
   if (next('}')) return fail_here("expected '}'");
   if (!ok()) return false;

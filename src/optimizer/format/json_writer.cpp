@@ -2,12 +2,12 @@
 #include <cmath>
 #include <concepts>
 
+#include "format/byte_codes.h"
 #include "format/json_document.h"
 
 namespace vorlan {
 namespace {
 
-constexpr char kHexDigits[] = "0123456789abcdef";
 // So many numbers make a line: lines stay short enough for editors, and for messages about them.
 constexpr size_t kNumbersInLine = 16;
 

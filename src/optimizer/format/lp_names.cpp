@@ -4,13 +4,12 @@
 #include <algorithm>
 #include <array>
 
+#include "format/byte_codes.h"
 #include "format/lp_tokens.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 // Characters that every program takes in a name. UTF-8 stays, too, since most do.
 constexpr std::array<bool, 256> make_safe() {
@@ -60,13 +59,6 @@ bool needs_encoding(std::string_view name, bool has_elements) {
          is_reserved(name) || (has_elements && name.find('(') != std::string_view::npos);
 }
 
-void append_encoded(char c, std::string* word) {
-  const auto byte = static_cast<unsigned char>(c);
-  *word += '%';
-  *word += kHexDigits[byte >> 4U];
-  *word += kHexDigits[byte & 15U];
-}
-
 bool is_kept(char c, bool has_elements) {
   return c != '%' && is_safe(c) && !(has_elements && c == '(');
 }
@@ -84,21 +76,15 @@ void append_encoded(std::string_view name, bool has_elements, std::string* word)
     *word += name[0];
   } else {
     *word += '_';
-    append_encoded(name[0], word);
+    append_byte_code(name[0], word);
   }
   for (const char c : name.substr(1)) {
     if (is_kept(c, has_elements)) {
       *word += c;
     } else {
-      append_encoded(c, word);
+      append_byte_code(c, word);
     }
   }
-}
-
-int hex_value(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (to_lower(c) >= 'a' && to_lower(c) <= 'f') return to_lower(c) - 'a' + 10;
-  return -1;
 }
 
 bool is_set(const std::vector<uint8_t>& flags, size_t index) {
@@ -117,20 +103,8 @@ bool model_name_needs_encoding(std::string_view name) {
 }  // namespace
 
 std::string decode_lp_name(std::string_view word) {
-  std::string name;
   if (word.starts_with("_%")) word.remove_prefix(1);
-  for (size_t i = 0; i < word.size(); ++i) {
-    if (word[i] == '%' && i + 1 < word.size() && word[i + 1] == '_') break;
-    const int high = word[i] == '%' && i + 2 < word.size() ? hex_value(word[i + 1]) : -1;
-    const int low = high >= 0 ? hex_value(word[i + 2]) : -1;
-    if (low < 0) {
-      name += word[i];
-      continue;
-    }
-    name += static_cast<char>(high * 16 + low);
-    i += 2;
-  }
-  return name;
+  return decode_name(word);
 }
 
 NameList decode_lp_names(const NameList& names, size_t count) {
@@ -230,7 +204,7 @@ std::string LpNames::model_word() const {
     if (keep && c != '%' && !(c == '_' && edge)) {
       word += c;
     } else {
-      append_encoded(c, &word);
+      append_byte_code(c, &word);
     }
   }
   return word;

@@ -3,12 +3,12 @@
 
 #include <algorithm>
 
+#include "format/byte_codes.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 constexpr std::string_view kNotLeading = "*$'";
 
 bool is_unprintable(char c) {
@@ -37,19 +37,9 @@ std::string encode(std::string_view name) {
       word += c;
       continue;
     }
-    const auto byte = static_cast<unsigned char>(c);
-    word += '%';
-    word += kHexDigits[byte >> 4U];
-    word += kHexDigits[byte & 15U];
+    append_byte_code(c, &word);
   }
   return word;
-}
-
-int hex_value(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 bool is_repeated(const std::vector<uint8_t>& repeated, size_t index) {
@@ -67,22 +57,9 @@ void append_encoded(std::string_view name, bool repeated, char kind, size_t inde
 
 }  // namespace
 
-std::string decode_mps_name(std::string_view word) {
-  std::string name;
-  while (!word.empty()) {
-    const bool is_code = word[0] == '%' && word.size() > 1;
-    if (is_code && word[1] == '_') break;
-    const int high = is_code && word.size() > 2 ? hex_value(word[1]) : -1;
-    const int low = high >= 0 ? hex_value(word[2]) : -1;
-    name += low >= 0 ? static_cast<char>(high * 16 + low) : word[0];
-    word.remove_prefix(low >= 0 ? 3 : 1);
-  }
-  return name;
-}
-
 NameList decode_mps_names(const NameList& names, size_t count) {
   NameList decoded;
-  for (size_t i = 0; i < count; ++i) decoded.add(decode_mps_name(names[i]));
+  for (size_t i = 0; i < count; ++i) decoded.add(decode_name(names[i]));
   return decoded;
 }
 

@@ -19,7 +19,6 @@ namespace vorlan {
 
 inline constexpr std::string_view kMpsEncodedNames = "* Dialect: encoded names";
 
-std::string decode_mps_name(std::string_view word);
 NameList decode_mps_names(const NameList& names, size_t count);
 
 // The words that stand for the names of a model in an MPS file.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "format/byte_codes.h"
 #include "format/mps_names.h"
 #include "format/mps_reader.h"
 #include "format/numbers.h"
@@ -273,8 +274,8 @@ Status MpsReader::finish() {
   if (!status.ok()) return status;
   finish_bounds();
   if (!encoded_names_) return {};
-  model_->name = decode_mps_name(model_->name);
-  model_->objective_name = decode_mps_name(model_->objective_name);
+  model_->name = decode_name(model_->name);
+  model_->objective_name = decode_name(model_->objective_name);
   model_->var_names = decode_mps_names(model_->var_names, model_->cost.size());
   model_->con_names = decode_mps_names(model_->con_names, row_type_.size());
   return {};

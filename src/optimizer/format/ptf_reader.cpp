@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "format/byte_codes.h"
 #include "format/lp.h"
 #include "format/lp_names.h"
 #include "format/lp_reader.h"
@@ -190,7 +191,7 @@ bool LpReader::read_parameters() {
       return tokens_.fail("the name of a parameter was expected");
     }
     ParameterSetting setting;
-    setting.name = decode_ptf_text(tokens_.token().text);
+    setting.name = decode_byte_codes(tokens_.token().text);
     tokens_.next();
     if (tokens_.kind() != LpKind::kEqual || tokens_.token().text != "=" || tokens_.token().first) {
       return tokens_.fail("'=' was expected");
@@ -199,7 +200,7 @@ bool LpReader::read_parameters() {
     while (!value.empty() && (value.front() == ' ' || value.front() == '\t'))
       value.remove_prefix(1);
     while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
-    setting.value = decode_ptf_text(value);
+    setting.value = decode_byte_codes(value);
     file_->parameters.push_back(std::move(setting));
     tokens_.drop_rest();
     tokens_.next();

@@ -3,17 +3,12 @@
 
 #include <algorithm>
 
+#include "format/byte_codes.h"
+
 namespace vorlan {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdef";
-
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-
-int hex_value(char c) {
-  const size_t value = kHexDigits.find(c);
-  return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
 
 }  // namespace
 
@@ -37,26 +32,9 @@ std::string encode_ptf_text(std::string_view text, bool is_name) {
       encoded += c;
       continue;
     }
-    encoded += '%';
-    encoded += kHexDigits[byte >> 4U];
-    encoded += kHexDigits[byte & 15U];
+    append_byte_code(c, &encoded);
   }
   return encoded;
-}
-
-std::string decode_ptf_text(std::string_view text) {
-  std::string decoded;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? hex_value(text[i + 1]) : -1;
-    const int low = high >= 0 ? hex_value(text[i + 2]) : -1;
-    if (low < 0) {
-      decoded += text[i];
-      continue;
-    }
-    decoded += static_cast<char>(high * 16 + low);
-    i += 2;
-  }
-  return decoded;
 }
 
 }  // namespace vorlan

@@ -72,8 +72,8 @@ bool find_ptf_status(std::span<const StatusWord> statuses, std::string_view text
   return false;
 }
 
-// Names and values of parameters: "%XX" for the bytes that a line cannot have there.
+// Names and values of parameters: a code (byte_codes.h) for each byte that a line cannot have
+// there.
 std::string encode_ptf_text(std::string_view text, bool is_name);
-std::string decode_ptf_text(std::string_view text);
 
 }  // namespace vorlan

@@ -9,6 +9,20 @@
 
 namespace vorlan {
 
+// Most files have the rows of each column in their order already.
+void ColumnSorter::sort(size_t begin, size_t end, SparseMatrix* matrix) {
+  const auto first = matrix->row.begin() + static_cast<std::ptrdiff_t>(begin);
+  const auto last = matrix->row.begin() + static_cast<std::ptrdiff_t>(end);
+  if (std::is_sorted(first, last)) return;
+  column_.clear();
+  for (size_t k = begin; k < end; ++k) column_.emplace_back(matrix->row[k], matrix->value[k]);
+  std::sort(column_.begin(), column_.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (size_t k = begin; k < end; ++k) {
+    std::tie(matrix->row[k], matrix->value[k]) = column_[k - begin];
+  }
+}
+
 int64_t ElementLines::operator[](size_t index) const {
   const auto behind = std::upper_bound(runs_.begin(), runs_.end(), index,
                                        [](size_t i, const Run& run) { return i < run.first; });
@@ -44,26 +58,14 @@ void MatrixCoordinates::scatter(size_t num_cols, SparseMatrix* matrix) const {
   matrix->start.pop_back();
 }
 
-// Files by row or by column have the rows of each column in their order already.
-void MatrixCoordinates::sort_column(size_t begin, size_t end, SparseMatrix* matrix) {
-  const auto first = matrix->row.begin() + static_cast<std::ptrdiff_t>(begin);
-  const auto last = matrix->row.begin() + static_cast<std::ptrdiff_t>(end);
-  if (std::is_sorted(first, last)) return;
-  std::vector<std::pair<int32_t, double>> column;
-  for (size_t k = begin; k < end; ++k) column.emplace_back(matrix->row[k], matrix->value[k]);
-  std::sort(column.begin(), column.end());
-  for (size_t k = begin; k < end; ++k) {
-    std::tie(matrix->row[k], matrix->value[k]) = column[k - begin];
-  }
-}
-
 bool MatrixCoordinates::finish(Model* model, SamePlace* twice) {
   SparseMatrix& matrix = model->matrix;
   scatter(model->cost.size(), &matrix);
+  ColumnSorter sorter;
   size_t kept = 0;
   for (size_t col = 0, k = 0; col < model->cost.size(); ++col) {
     const auto end = static_cast<size_t>(matrix.start[col + 1]);
-    sort_column(k, end, &matrix);
+    sorter.sort(k, end, &matrix);
     for (int32_t last = -1; k < end; ++k) {
       const int32_t row = matrix.row[k];
       if (row == last) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <utility>
 #include <vector>
 
 #include "task/model.h"
@@ -14,6 +15,15 @@ namespace vorlan {
 // Two lines of a file that give the same place.
 struct SamePlace {
   int64_t first = 0, second = 0;
+};
+
+// Puts the elements [begin, end) of a matrix, which are a column, into the order of their rows.
+class ColumnSorter {
+ public:
+  void sort(size_t begin, size_t end, SparseMatrix* matrix);
+
+ private:
+  std::vector<std::pair<int32_t, double>> column_;  // kept for its memory
 };
 
 // The lines that elements came from. Nearly all stand one below the other, so that only those are
@@ -55,7 +65,6 @@ class MatrixCoordinates {
     double value;
   };
   void scatter(size_t num_cols, SparseMatrix* matrix) const;
-  static void sort_column(size_t begin, size_t end, SparseMatrix* matrix);
   void find_lines(int32_t row, int32_t col, SamePlace* twice) const;
 
   // A queue does not hold everything twice while it grows.

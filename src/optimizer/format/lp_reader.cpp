@@ -36,18 +36,6 @@ const SenseWord* find_sense(std::string_view word) {
   return nullptr;
 }
 
-bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
-bool is_relation(LpKind kind) {
-  return kind == LpKind::kLess || kind == LpKind::kGreater || kind == LpKind::kEqual;
-}
-
-bool is_relation_character(char c) { return c == '<' || c == '>' || c == '='; }
-
-LpKind mirrored(LpKind relation) {
-  if (relation == LpKind::kLess) return LpKind::kGreater;
-  return relation == LpKind::kGreater ? LpKind::kLess : relation;
-}
-
 std::string_view first_word(std::string_view text) { return take_word(&text); }
 
 }  // namespace

@@ -11,17 +11,6 @@ namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
-bool is_relation(LpKind kind) {
-  return kind == LpKind::kLess || kind == LpKind::kGreater || kind == LpKind::kEqual;
-}
-bool is_relation_character(char c) { return c == '<' || c == '>' || c == '='; }
-
-LpKind mirrored(LpKind relation) {
-  if (relation == LpKind::kLess) return LpKind::kGreater;
-  return relation == LpKind::kGreater ? LpKind::kLess : relation;
-}
-
 bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
 
 VarKind make_kind(bool integer, bool semi) {

@@ -42,6 +42,19 @@ struct LpToken {
 // Whether the character may stand in a name behind the first one.
 bool is_lp_name_character(char c);
 
+inline bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
+inline bool is_relation(LpKind kind) {
+  return kind == LpKind::kLess || kind == LpKind::kGreater || kind == LpKind::kEqual;
+}
+
+inline bool is_relation_character(char c) { return c == '<' || c == '>' || c == '='; }
+
+// With its sides exchanged.
+inline LpKind mirrored(LpKind relation) {
+  if (relation == LpKind::kLess) return LpKind::kGreater;
+  return relation == LpKind::kGreater ? LpKind::kLess : relation;
+}
+
 // Whether the text is the word, which is in lower case, in any case.
 bool is_lp_word(std::string_view text, std::string_view word);
 

@@ -486,23 +486,9 @@ void MpsReader::close_column() {
   SparseMatrix& matrix = model_->matrix;
   const auto begin = static_cast<size_t>(matrix.start[static_cast<size_t>(column_)]);
   matrix.start[static_cast<size_t>(column_) + 1] = static_cast<int64_t>(matrix.row.size());
-  if (!sorted_) sort_column(begin);
+  if (!sorted_) sorter_.sort(begin, matrix.row.size(), &matrix);
   sorted_ = true;
   column_ = -1;
-}
-
-void MpsReader::sort_column(size_t begin) {
-  SparseMatrix& matrix = model_->matrix;
-  column_elements_.clear();
-  for (size_t k = begin; k < matrix.row.size(); ++k) {
-    column_elements_.emplace_back(matrix.row[k], matrix.value[k]);
-  }
-  std::sort(column_elements_.begin(), column_elements_.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (size_t k = begin; k < matrix.row.size(); ++k) {
-    matrix.row[k] = column_elements_[k - begin].first;
-    matrix.value[k] = column_elements_[k - begin].second;
-  }
 }
 
 Status MpsReader::add_element(int32_t row, double value, std::string_view name) {

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "format/coordinates.h"
 #include "format/format.h"
 #include "format/mps_lines.h"
 #include "format/mps_quadratic.h"
@@ -121,7 +122,6 @@ class MpsReader {
   Status begin_column(std::string_view name);
   Status add_variable(std::string_view name, int32_t* column);
   void close_column();
-  void sort_column(size_t begin);
   Status add_element(int32_t row, double value, std::string_view name);
   bool in_set(std::string_view set, ChosenSet* chosen);
   void set_rhs(const Entry& entry);
@@ -177,9 +177,9 @@ class MpsReader {
   std::vector<int32_t> row_column_;  // the last column with an element in the row
   std::vector<std::pair<int32_t, long double>> wide_ranges_;
 
-  int64_t column_ = -1;                                      // the open one
-  bool sorted_ = true;                                       // its elements, by row
-  std::vector<std::pair<int32_t, double>> column_elements_;  // to sort them
+  int64_t column_ = -1;  // the open one
+  bool sorted_ = true;   // its elements, by row
+  ColumnSorter sorter_;
 
   std::vector<uint8_t> bound_flags_;                          // by variable
   std::vector<std::pair<int32_t, int64_t>> negative_uppers_;  // variable and line

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "format/cbor_document.h"
+#include "format/coordinates.h"
 #include "format/json_document.h"
 #include "format/model_check.h"
 #include "format/solution_file.h"
@@ -47,20 +48,6 @@ void sort_entries(std::vector<Entry>* entries, Place place) {
   const auto before = [place](const Entry& a, const Entry& b) { return place(a) < place(b); };
   if (!std::is_sorted(entries->begin(), entries->end(), before)) {
     std::stable_sort(entries->begin(), entries->end(), before);
-  }
-}
-
-void sort_column(SparseMatrix* matrix, size_t begin, size_t end) {
-  if (std::is_sorted(matrix->row.begin() + static_cast<int64_t>(begin),
-                     matrix->row.begin() + static_cast<int64_t>(end))) {
-    return;
-  }
-  std::vector<std::pair<int32_t, double>> elements;
-  for (size_t k = begin; k < end; ++k) elements.emplace_back(matrix->row[k], matrix->value[k]);
-  std::stable_sort(elements.begin(), elements.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (size_t k = begin; k < end; ++k) {
-    std::tie(matrix->row[k], matrix->value[k]) = elements[k - begin];
   }
 }
 
@@ -309,9 +296,10 @@ class TaskReader {
 
   bool sort_matrix() {
     if (!fail_with(find_start_fault(model_))) return false;
+    ColumnSorter sorter;
     for (size_t j = 0; j < model_.cost.size(); ++j) {
-      sort_column(&model_.matrix, static_cast<size_t>(model_.matrix.start[j]),
-                  static_cast<size_t>(model_.matrix.start[j + 1]));
+      sorter.sort(static_cast<size_t>(model_.matrix.start[j]),
+                  static_cast<size_t>(model_.matrix.start[j + 1]), &model_.matrix);
     }
     return true;
   }

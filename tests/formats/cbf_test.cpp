@@ -204,7 +204,9 @@ TEST(CbfRead, ErrorsNameThePlace) {
       {start + "CON\n2 1\nL+ 0\n",
        "text:10:4: the size of a block, an integer from 1 to 2, was expected, found '0'"},
       {start + "CON\n2 1\nSVECPSD 2\n",
-       "text:10:1: the name of a cone was expected, found 'SVECPSD'"},
+       "text:10:1: a cone of version 4, which cannot be taken: for the order of its members no two "
+       "programs vouch, found 'SVECPSD'"},
+      {start + "CON\n2 1\nPSD 2\n", "text:10:1: the name of a cone was expected, found 'PSD'"},
       {start + "CON\n2 1\nEXP 2\n", "text:10:5: a cone of this kind has 3 members, found '2'"},
       {start + "CON\n1 1\nQR 1\n",
        "text:10:4: a cone of this kind has at least 2 members, found '1'"},

@@ -223,7 +223,10 @@ bool CbfReader::read_domain(Domain* domain) {
     domain->kind = cone.kind;
     return true;
   }
-  return lines_.fail(word, "the name of a cone was expected");
+  return lines_.fail(word, is_vectorized_cone(word)
+                               ? "a cone of version 4, which cannot be taken: for the order of its "
+                                 "members no two programs vouch"
+                               : "the name of a cone was expected");
 }
 
 // "@K:POW"

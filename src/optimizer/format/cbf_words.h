@@ -33,6 +33,11 @@ inline constexpr CbfCone kCbfCones[] = {
     {"POW", ConeKind::kPower, 3},       {"POW*", ConeKind::kDualPower, 3},
 };
 
+// Of version 4, which no public text defines: programs differ in the order of the members.
+inline bool is_vectorized_cone(std::string_view word) {
+  return word == "SVECPSD" || word == "GMEANABS" || word == "GMEANABS*";
+}
+
 inline constexpr int kCbfLastVersion = 4;
 
 inline bool is_power(ConeKind kind) {

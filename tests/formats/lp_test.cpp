@@ -598,5 +598,35 @@ INSTANTIATE_TEST_SUITE_P(
                     Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
     [](const auto& test) { return std::string(test.param.program); });
 
+// What other programs make of our file is the same model to us.
+class LpPeerWriter : public testing::TestWithParam<PeerWriter> {};
+
+TEST_P(LpPeerWriter, WritesTheModelThatWeRead) {
+  const PeerWriter& writer = GetParam();
+  if (!is_installed(writer)) GTEST_SKIP() << writer.program << " is not installed";
+  Reading ours = read(
+      "Minimize\n cost: 3 x + 2.5 y - 0.1 z\nSubject To\n r1: x + y + z <= 8\n"
+      " r2: x - 1e-7 z >= -18.25\n r3: 2 x + w - b = 6\nBounds\n -4 <= y <= 20\n"
+      " -inf <= z <= -3\n w free\nGenerals\n x\nBinaries\n b\nEnd\n");
+  ASSERT_EQ(ours.error, "");
+  const ScratchFolder folder;
+  const std::string written =
+      written_by(writer, folder.write("ours.lp", write(ours.model)), folder.path("theirs.lp"));
+  Reading theirs = read(written);
+  ASSERT_EQ(theirs.error, "") << written;
+  for (Model* model : {&ours.model, &theirs.model}) {
+    model->name.clear();
+    model->objective_name.clear();
+  }
+  EXPECT_EQ(difference(ours.model, theirs.model), "") << written;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, LpPeerWriter,
+    testing::Values(PeerWriter{"glpsol", "glpsol --lp OUR --check --wlp THEIRS"},
+                    PeerWriter{"highs", VORLAN_HIGHS_PROGRAM
+                               " OUR --time_limit=0 --write_model_file=THEIRS"}),
+    [](const auto& test) { return std::string(test.param.program); });
+
 }  // namespace
 }  // namespace vorlan::test

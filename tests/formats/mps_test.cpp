@@ -573,6 +573,11 @@ TEST_P(MpsPeer, FindsTheOptimumOfOurFile) {
   const std::string path = folder.write("ours.mps", write(result.model));
   const double expected = std::string_view(peer.program) == "glpsol" ? -11.5 : 8.5;
   EXPECT_NEAR(optimum_by(peer, path), expected, 1e-9);
+  // Without a name, the word FREE must not be taken for one.
+  result.model.name.clear();
+  result.model.con_names = {};
+  for (const char* name : {"r", "s", "watched"}) result.model.con_names.add(name);
+  EXPECT_NEAR(optimum_by(peer, folder.write("unnamed.mps", write(result.model))), expected, 1e-9);
 }
 
 // glpsol takes the right-hand side of the objective with the other sign: its constant is -10.
@@ -583,6 +588,38 @@ INSTANTIATE_TEST_SUITE_P(
                          "]*\\) .*/\\1/p'"},
                     Peer{"cbc", "cbc %s -solve -quit | sed -n 's/^Objective value: *//p'"},
                     Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
+    [](const auto& test) { return std::string(test.param.program); });
+
+// What other programs make of our file is the same model to us.
+class MpsPeerWriter : public testing::TestWithParam<PeerWriter> {};
+
+TEST_P(MpsPeerWriter, WritesTheModelThatWeRead) {
+  const PeerWriter& writer = GetParam();
+  if (!is_installed(writer)) GTEST_SKIP() << writer.program << " is not installed";
+  Reading ours = read(
+      "NAME m\nROWS\n N cost\n L r1\n G r2\n E r3\nCOLUMNS\n M1 'MARKER' 'INTORG'\n x cost 3 r1 1\n"
+      " x r2 1 r3 2\n M2 'MARKER' 'INTEND'\n y cost 2.5 r1 1\n z cost -0.1 r1 1\n z r2 -1e-7\n"
+      " w r3 1\n M3 'MARKER' 'INTORG'\n b r3 -1\n M4 'MARKER' 'INTEND'\nRHS\n RHS r1 8\n"
+      " RHS r2 -18.25\n RHS r3 6\nRANGES\n RNG r1 3\nBOUNDS\n LO B x 2\n PL B x\n LO B y -4\n"
+      " UP B y 20\n MI B z\n UP B z -3\n FR B w\n BV B b\nENDATA\n");
+  ASSERT_EQ(ours.error, "");
+  const ScratchFolder folder;
+  const std::string written =
+      written_by(writer, folder.write("ours.mps", write(ours.model)), folder.path("theirs.mps"));
+  Reading theirs = read(written);
+  ASSERT_EQ(theirs.error, "") << written;
+  for (Model* model : {&ours.model, &theirs.model}) {
+    model->name.clear();
+    model->objective_name.clear();
+  }
+  EXPECT_EQ(difference(ours.model, theirs.model), "") << written;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, MpsPeerWriter,
+    testing::Values(PeerWriter{"glpsol", "glpsol --freemps OUR --check --wfreemps THEIRS"},
+                    PeerWriter{"highs", VORLAN_HIGHS_PROGRAM
+                               " OUR --time_limit=0 --write_model_file=THEIRS"}),
     [](const auto& test) { return std::string(test.param.program); });
 
 }  // namespace

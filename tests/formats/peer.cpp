@@ -5,13 +5,31 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "scratch_folder.h"
+
 namespace vorlan::test {
 
-bool is_installed(const Peer& peer) {
-  const std::string command(peer.command);
+namespace {
+
+bool is_found(const std::string& command) {
   const std::string find =
       "command -v " + command.substr(0, command.find(' ')) + " >/dev/null 2>&1";
   return std::system(find.c_str()) == 0;
+}
+
+}  // namespace
+
+bool is_installed(const Peer& peer) { return is_found(peer.command); }
+bool is_installed(const PeerWriter& writer) { return is_found(writer.command); }
+
+std::string written_by(const PeerWriter& writer, const std::string& ours,
+                       const std::string& theirs) {
+  std::string command = writer.command;
+  command.replace(command.find("OUR"), 3, ours);
+  command.replace(command.find("THEIRS"), 6, theirs);
+  command += " >/dev/null 2>&1";
+  // Whether it also solved the model does not matter.
+  return std::system(command.c_str()) == -1 ? std::string() : read_all(theirs);
 }
 
 double optimum_by(const Peer& peer, const std::string& path) {

@@ -73,17 +73,18 @@ MpsNames::MpsNames(const Model& model)
   count_changed(model.var_names, num_var, var_repeated_);
   count_changed(model.con_names, num_con, con_repeated_);
   const bool objective_changed = objective_repeated_ || needs_encoding(model.objective_name);
-  // Nobody misses the name of an objective that has none.
+  // Nobody misses the name of an objective, or of a model, that has none.
   if (objective_changed && !model.objective_name.empty()) note_changed(model.objective_name);
   if (model_name_needs_encoding(model.name)) note_changed(model.name);
-  encoded_ = num_changed_ > 0 || objective_changed;
+  encoded_ = num_changed_ > 0 || objective_changed || model.name.empty();
 }
 
-// All of the line up to the word FREE is the model's name, so blanks inside of it are no trouble,
-// and neither is an empty one.
+// All of the line up to the word FREE is the model's name, so blanks inside of it are no trouble.
+// Without a name some programs take FREE for it, and the file for one in columns.
 void MpsNames::append_model(OutputFile* file) const {
   if (!encoded_) return file->append(model_.name);
   file->append(encode(model_.name));
+  if (model_.name.empty()) file->append("%_model");
 }
 
 void MpsNames::append_objective(OutputFile* file) const {

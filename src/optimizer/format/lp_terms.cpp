@@ -8,7 +8,7 @@
 
 namespace vorlan {
 
-void LpTerms::add(std::vector<Term>* terms, Term term) {
+void LpTerms::add(Terms* terms, Term term) {
   if (term.row < term.col) std::swap(term.row, term.col);
   terms->push_back(term);
 }
@@ -29,7 +29,7 @@ bool LpTerms::before(const Term& a, const Term& b) {
 }
 
 // Sums what is at one place, in the order of the file.
-bool LpTerms::put_in_order(std::vector<Term>* terms) {
+bool LpTerms::put_in_order(Terms* terms) {
   if (!std::is_sorted(terms->begin(), terms->end(), before)) {
     std::stable_sort(terms->begin(), terms->end(), before);
   }
@@ -44,8 +44,18 @@ bool LpTerms::put_in_order(std::vector<Term>* terms) {
   return true;
 }
 
+// These come first.
+size_t LpTerms::num_in_objective(const Terms& terms) {
+  const auto end = std::partition_point(terms.begin(), terms.end(),
+                                        [](const Term& term) { return term.con == kObjective; });
+  return static_cast<size_t>(end - terms.begin());
+}
+
 bool LpTerms::finish(Model* model) {
   if (!put_in_order(&quadratic_) || !put_in_order(&matrix_)) return false;
+  const size_t num_quadratic_cost = num_in_objective(quadratic_);
+  model->quadratic_cost.reserve(num_quadratic_cost);
+  model->quadratic_coefficients.reserve(quadratic_.size() - num_quadratic_cost);
   for (const Term& term : quadratic_) {
     const TriangleEntry entry = {term.row, term.col, term.value};
     if (term.con == kObjective) {
@@ -54,6 +64,10 @@ bool LpTerms::finish(Model* model) {
       model->quadratic_coefficients.push_back({term.con, entry});
     }
   }
+  quadratic_.clear();
+  const size_t num_matrix_cost = num_in_objective(matrix_);
+  model->matrix_cost.reserve(num_matrix_cost);
+  model->matrix_coefficients.reserve(matrix_.size() - num_matrix_cost);
   for (const Term& term : matrix_) {
     const TriangleEntry entry = {term.row, term.col, term.value};
     if (term.con == kObjective) {
@@ -62,6 +76,7 @@ bool LpTerms::finish(Model* model) {
       model->matrix_coefficients.push_back({term.con, term.matrix_var, entry});
     }
   }
+  matrix_.clear();
   return true;
 }
 

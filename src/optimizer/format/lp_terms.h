@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <deque>
 
 #include "task/model.h"
 
@@ -35,11 +35,14 @@ class LpTerms {
     int32_t con, matrix_var, row, col;
     double value;
   };
-  static void add(std::vector<Term>* terms, Term term);
+  // A queue does not hold everything twice while it grows.
+  using Terms = std::deque<Term>;
+  static void add(Terms* terms, Term term);
   static bool before(const Term& a, const Term& b);
-  static bool put_in_order(std::vector<Term>* terms);
+  static bool put_in_order(Terms* terms);
+  static size_t num_in_objective(const Terms& terms);
 
-  std::vector<Term> quadratic_, matrix_;
+  Terms quadratic_, matrix_;
 };
 
 }  // namespace vorlan

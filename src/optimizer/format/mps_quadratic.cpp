@@ -16,8 +16,12 @@ void MpsQuadratic::begin_section(MpsQuadraticKind kind, int32_t con) {
 
 void MpsQuadratic::add(int32_t first, int32_t second, double value, int64_t line) {
   if (value == 0.0) return;
-  terms_.push_back({con_, std::max(first, second), std::min(first, second), first < second,
-                    value * kind_.factor, line});
+  if (terms_.empty()) first_line_ = line;
+  // Lines too far behind the first one, by thousands of millions, are told as the last that fits.
+  const int64_t number = std::min(line - first_line_, int64_t{kAbove - 1});
+  const uint32_t order = static_cast<uint32_t>(number) | (first < second ? kAbove : 0);
+  terms_.push_back(
+      {con_, std::max(first, second), std::min(first, second), order, value * kind_.factor});
 }
 
 MpsQuadratic::Fault MpsQuadratic::end_section(const Model& model) {
@@ -32,7 +36,7 @@ MpsQuadratic::Fault MpsQuadratic::drop_mirrors(const Model& model) {
   for (size_t i = section_; i < terms_.size(); ++i) {
     const Term term = terms_[i];
     if (term.row != term.col) {
-      const bool paired = !term.above && i + 1 < terms_.size() && terms_[i + 1].above &&
+      const bool paired = !is_above(term) && i + 1 < terms_.size() && is_above(terms_[i + 1]) &&
                           same_place(term, terms_[i + 1]);
       if (!paired) return fault("a full matrix needs the element at both places", term, model);
       if (terms_[i + 1].value != term.value) {
@@ -68,29 +72,30 @@ MpsQuadratic::Fault MpsQuadratic::finish(Model* model) {
       model->quadratic_coefficients.push_back({term.con, entry});
     }
   }
+  terms_.clear();
   return {};
 }
 
 // Elements below the diagonal come before those above at the same place, and these by line.
 bool MpsQuadratic::before(const Term& a, const Term& b) {
-  return std::tie(a.con, a.col, a.row, a.above, a.line) <
-         std::tie(b.con, b.col, b.row, b.above, b.line);
+  return std::tie(a.con, a.col, a.row, a.order) < std::tie(b.con, b.col, b.row, b.order);
 }
 
 bool MpsQuadratic::same_place(const Term& a, const Term& b) {
   return a.con == b.con && a.col == b.col && a.row == b.row;
 }
 
-const MpsQuadratic::Term& MpsQuadratic::later(const Term& a, const Term& b) {
-  return a.line < b.line ? b : a;
+const MpsQuadratic::Term& MpsQuadratic::later(const Term& a, const Term& b) const {
+  return line_of(a) < line_of(b) ? b : a;
 }
 
-MpsQuadratic::Fault MpsQuadratic::fault(const char* what, const Term& term, const Model& model) {
+MpsQuadratic::Fault MpsQuadratic::fault(const char* what, const Term& term,
+                                        const Model& model) const {
   const auto name = [&model](int32_t var) {
     return printable(model.var_names[static_cast<size_t>(var)]);
   };
   return {std::string(what) + ", found '" + name(term.row) + "' with '" + name(term.col) + "'",
-          term.line};
+          line_of(term)};
 }
 
 }  // namespace vorlan

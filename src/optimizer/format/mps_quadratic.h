@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
-#include <vector>
 
 #include "task/model.h"
 
@@ -40,18 +40,22 @@ class MpsQuadratic {
   struct Term {
     int32_t con;
     int32_t row, col;  // row >= col
-    bool above;        // it stood there as (col, row)
+    uint32_t order;  // its line, counted from the first one; with kAbove if it stood at (col, row)
     double value;
-    int64_t line;
   };
+  static constexpr uint32_t kAbove = uint32_t{1} << 31U;
 
+  static bool is_above(const Term& term) { return (term.order & kAbove) != 0; }
+  int64_t line_of(const Term& term) const { return first_line_ + (term.order & ~kAbove); }
   static bool before(const Term& a, const Term& b);
   static bool same_place(const Term& a, const Term& b);
-  static const Term& later(const Term& a, const Term& b);
-  static Fault fault(const char* what, const Term& term, const Model& model);
+  const Term& later(const Term& a, const Term& b) const;
+  Fault fault(const char* what, const Term& term, const Model& model) const;
   Fault drop_mirrors(const Model& model);
 
-  std::vector<Term> terms_;
+  // A queue does not hold everything twice while it grows.
+  std::deque<Term> terms_;
+  int64_t first_line_ = 0;
   size_t section_ = 0;  // where its terms begin
   MpsQuadraticKind kind_ = {};
   int32_t con_ = kObjective;

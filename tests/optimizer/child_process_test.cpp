@@ -236,7 +236,7 @@ TEST_F(ChildProcess, LastIncumbentOfAKilledBackendIsKept) {
                      BackendMonitor* monitor, BackendResult* result) -> Status {
                 for (double i = 1.0; i <= 5.0; ++i) {
                   const double x[] = {i, 10.0 * i};
-                  monitor->incumbent(x);
+                  monitor->incumbent(x, {});
                 }
                 Progress progress;
                 progress.bound = 1.25;
@@ -246,6 +246,24 @@ TEST_F(ChildProcess, LastIncumbentOfAKilledBackendIsKept) {
   EXPECT_EQ(result_.outcome, Outcome::kStopped);
   EXPECT_EQ(result_.x, (std::vector<double>{5.0, 50.0}));
   EXPECT_EQ(result_.progress.bound, 1.25);
+}
+
+// Matrix variables come whole: without them the point would be none.
+TEST_F(ChildProcess, LastIncumbentHasItsMatrixVariables) {
+  caller_.stop_at_call = 10;
+  task_.model.matrix_vars = {{2}, {1}};
+  ASSERT_TRUE(run([](const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                     BackendMonitor* monitor, BackendResult* result) -> Status {
+                for (double i = 1.0; i <= 4.0; ++i) {
+                  const double x[] = {i, 10.0 * i};
+                  const double barx[] = {i, 0.5, i + 1.0, 7.0 * i};
+                  monitor->incumbent(x, barx);
+                }
+                return hang(problem, parameters, seconds, monitor, result);
+              }).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kStopped);
+  EXPECT_EQ(result_.x, (std::vector<double>{4.0, 40.0}));
+  EXPECT_EQ(result_.barx, (std::vector<double>{4.0, 0.5, 5.0, 28.0}));
 }
 
 TEST_F(ChildProcess, ObedientBackendEndsByItself) {

@@ -38,7 +38,7 @@ class Silent : public BackendMonitor {
  public:
   void log(std::string_view) override {}
   bool should_stop(const Progress&) override { return false; }
-  void incumbent(std::span<const double>) override {}
+  void incumbent(std::span<const double>, std::span<const double>) override {}
 };
 
 Outcome solve_linear(const Model& linear) {

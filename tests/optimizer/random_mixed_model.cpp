@@ -226,7 +226,7 @@ class Silent : public BackendMonitor {
  public:
   void log(std::string_view) override {}
   bool should_stop(const Progress&) override { return false; }
-  void incumbent(std::span<const double>) override {}
+  void incumbent(std::span<const double>, std::span<const double>) override {}
 };
 
 // Values that a variable is to be fixed at; of a semi-continuous one that is on, an interval.

@@ -74,6 +74,14 @@ struct BackendResult {
   std::vector<StatusKey> var_key, con_key;
 };
 
+// A feasible point of a mixed-integer model, with its matrix variables.
+struct Incumbent {
+  std::vector<double> x, barx;
+};
+
+// A backend that was stopped, and has no point of its own, has the last incumbent.
+void keep_incumbent(Incumbent best, BackendResult* result);
+
 // A backend's way to the outside while it runs.
 class BackendMonitor {
  public:
@@ -82,8 +90,9 @@ class BackendMonitor {
   virtual void log(std::string_view text) = 0;
   // To be called as often as the solver allows; true: end as soon as possible.
   virtual bool should_stop(const Progress& progress) = 0;
-  // A better feasible point of a mixed-integer model.
-  virtual void incumbent(std::span<const double> x) = 0;
+  // A better feasible point of a mixed-integer model; barx is empty where it has no matrix
+  // variables.
+  virtual void incumbent(std::span<const double> x, std::span<const double> barx) = 0;
 };
 
 struct Backend {

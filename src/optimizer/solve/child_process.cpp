@@ -101,7 +101,9 @@ class ChildMonitor : public BackendMonitor {
     return shared_->stop_asked();
   }
 
-  void incumbent(std::span<const double> x) override { shared_->publish_incumbent(x); }
+  void incumbent(std::span<const double> x, std::span<const double> barx) override {
+    shared_->publish_incumbent(x, barx);
+  }
 
  private:
   SharedResult* shared_;
@@ -274,11 +276,10 @@ Status describe_exhaustion(const Parameters& parameters) {
                       mebibytes)};
 }
 
-void keep_incumbent(const SharedResult& shared, Code reason, BackendResult* result) {
+void take_progress(const SharedResult& shared, Code reason, BackendResult* result) {
   result->outcome = Outcome::kStopped;
   result->termination = reason;
   result->progress = shared.progress();
-  result->x = shared.last_incumbent();
 }
 
 }  // namespace
@@ -319,7 +320,8 @@ Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task
   if (!shared.complete()) {
     if (!watch.killed() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
     if (!watch.killed()) return describe_death(exit_status, reaped == pid);
-    keep_incumbent(shared, listener->stop_reason(), result);
+    take_progress(shared, listener->stop_reason(), result);
+    keep_incumbent(shared.last_incumbent(), result);
     return {};
   }
   Status status = shared.take(result);
@@ -328,9 +330,7 @@ Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task
   if (result->outcome == Outcome::kStopped && listener->stopped()) {
     result->termination = listener->stop_reason();
   }
-  if (result->outcome == Outcome::kStopped && result->x.empty()) {
-    result->x = shared.last_incumbent();
-  }
+  keep_incumbent(shared.last_incumbent(), result);
   return {};
 }
 

@@ -14,12 +14,15 @@ class DirectMonitor : public BackendMonitor {
   explicit DirectMonitor(Listener* listener) : listener_(listener) {}
   void log(std::string_view text) override { listener_->log(text); }
   bool should_stop(const Progress& progress) override { return listener_->beat(progress); }
-  void incumbent(std::span<const double> x) override { best_.assign(x.begin(), x.end()); }
-  std::vector<double>& best() { return best_; }
+  void incumbent(std::span<const double> x, std::span<const double> barx) override {
+    best_.x.assign(x.begin(), x.end());
+    best_.barx.assign(barx.begin(), barx.end());
+  }
+  Incumbent& best() { return best_; }
 
  private:
   Listener* listener_;
-  std::vector<double> best_;
+  Incumbent best_;
 };
 
 // Sends standard output nowhere for its lifetime: what a backend prints is not the caller's text.
@@ -68,9 +71,7 @@ Status run_here(const Backend& backend, const MinimizeProblem& problem, Task* ta
   if (result->outcome == Outcome::kStopped && listener->stopped()) {
     result->termination = listener->stop_reason();
   }
-  if (result->outcome == Outcome::kStopped && result->x.empty()) {
-    result->x = std::move(monitor.best());
-  }
+  keep_incumbent(std::move(monitor.best()), result);
   return status;
 }
 

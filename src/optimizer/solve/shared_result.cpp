@@ -71,7 +71,7 @@ SharedResult::SharedResult(const Model& model)
     : num_var_(model.cost.size()),
       num_con_(model.con_lower.size()),
       num_packed_(packed_starts(model).back()) {
-  const size_t doubles = 5 * num_var_ + num_con_ + 2 * num_packed_;
+  const size_t doubles = 5 * num_var_ + num_con_ + 4 * num_packed_;
   const size_t head = (sizeof(Header) + 63) / 64 * 64;
   size_ = head + doubles * sizeof(double) + (num_var_ + num_con_) * sizeof(StatusKey);
   void* memory = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE,
@@ -81,8 +81,8 @@ SharedResult::SharedResult(const Model& model)
   x_ = reinterpret_cast<double*>(static_cast<char*>(memory) + head);
   d_ = x_ + num_var_;
   incumbent_[0] = d_ + num_var_;
-  incumbent_[1] = incumbent_[0] + num_var_;
-  y_ = incumbent_[1] + num_var_;
+  incumbent_[1] = incumbent_[0] + num_var_ + num_packed_;
+  y_ = incumbent_[1] + num_var_ + num_packed_;
   snx_ = y_ + num_con_;
   barx_ = snx_ + num_var_;
   bars_ = barx_ + num_packed_;
@@ -122,17 +122,20 @@ void SharedResult::publish(const Progress& progress) {
   header_->nodes.store(progress.nodes, order);
 }
 
-void SharedResult::publish_incumbent(std::span<const double> x) {
+void SharedResult::publish_incumbent(std::span<const double> x, std::span<const double> barx) {
   const uint64_t number = header_->incumbents + 1;
-  std::copy_n(x.begin(), std::min(x.size(), num_var_), incumbent_[number % 2]);
+  double* const slot = incumbent_[number % 2];
+  std::copy_n(x.begin(), std::min(x.size(), num_var_), slot);
+  std::copy_n(barx.begin(), std::min(barx.size(), num_packed_), slot + num_var_);
   header_->incumbents = number;
 }
 
-std::vector<double> SharedResult::last_incumbent() const {
+Incumbent SharedResult::last_incumbent() const {
   const uint64_t number = header_->incumbents;
   if (number == 0) return {};
-  const double* x = incumbent_[number % 2];
-  return {x, x + num_var_};
+  const double* const x = incumbent_[number % 2];
+  const double* const barx = x + num_var_;
+  return {{x, barx}, {barx, barx + num_packed_}};
 }
 
 void SharedResult::finish(const Status& status, const BackendResult& result) {

@@ -30,13 +30,13 @@ class SharedResult {
   // Once complete: the status of the backend, and its result.
   Status take(BackendResult* result) const;
   // The last incumbent, empty when there is none. Valid also when the child was killed.
-  std::vector<double> last_incumbent() const;
+  Incumbent last_incumbent() const;
 
   // The child's side.
   bool stop_asked() const;
   void note_memory_exhausted();
   void publish(const Progress& progress);
-  void publish_incumbent(std::span<const double> x);
+  void publish_incumbent(std::span<const double> x, std::span<const double> barx);
   void finish(const Status& status, const BackendResult& result);
 
  private:
@@ -54,7 +54,7 @@ class SharedResult {
   double* snx_ = nullptr;
   double* barx_ = nullptr;
   double* bars_ = nullptr;
-  double* incumbent_[2] = {nullptr, nullptr};
+  double* incumbent_[2] = {nullptr, nullptr};  // x and barx
   StatusKey* var_key_ = nullptr;
   StatusKey* con_key_ = nullptr;
 };

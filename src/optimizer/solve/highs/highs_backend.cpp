@@ -68,7 +68,7 @@ void on_callback(int type, const std::string& text, const HighsCallbackDataOut* 
   note_progress(type, *data, watch->constant(), &watch->progress);
   if (type == kCallbackMipImprovingSolution) {
     if (data->mip_solution != nullptr) {
-      watch->monitor->incumbent({data->mip_solution, watch->problem.cost.size()});
+      watch->monitor->incumbent({data->mip_solution, watch->problem.cost.size()}, {});
     }
     return;
   }

@@ -37,7 +37,9 @@ class InnerMonitor : public BackendMonitor {
   bool should_stop(const Progress& progress) override {
     return method_->should_stop(linear_ ? progress : Progress{});
   }
-  void incumbent(std::span<const double> columns) override { method_->try_on_the_way(columns); }
+  void incumbent(std::span<const double> columns, std::span<const double>) override {
+    method_->try_on_the_way(columns);
+  }
 
  private:
   OuterApproximation* method_;
@@ -255,7 +257,7 @@ bool OuterApproximation::offer(const std::vector<double>& x, const std::vector<d
   best_x_ = x;
   best_barx_ = barx;
   ++num_incumbents_;
-  monitor_->incumbent(best_x_);
+  monitor_->incumbent(best_x_, best_barx_);
   return true;
 }
 

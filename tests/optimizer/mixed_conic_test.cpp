@@ -7,6 +7,8 @@
 #include <fstream>
 #include <string>
 
+#include "cone_points.h"
+#include "conic_models.h"
 #include "format/problem_file.h"
 #include "random_mixed_model.h"
 #include "solve/listener.h"
@@ -150,6 +152,52 @@ TEST(MixedConic, MatrixVariable) {
   expect_optimum(mixed, 5.0);
   ASSERT_EQ(mixed.solution().barx.size(), 3U);
   EXPECT_NEAR(mixed.solution().barx[1], 2.5, 1e-6);
+}
+
+// Half of the given vectors, so that the least eigenvalue of the sum of their v v' is largest. Most
+// integers are tried on the way to a relaxation's optimum here, and the optimum then brings nothing
+// new by itself.
+Model design_model(int dimension, int num_vectors) {
+  Model model = test::free_variables({1.0});
+  model.maximize = true;
+  model.matrix_vars = {{dimension}};
+  const auto n = static_cast<size_t>(dimension);
+  test::Random random(2);
+  std::vector<std::vector<double>> vectors(static_cast<size_t>(num_vectors));
+  for (auto& vector : vectors) {
+    for (size_t k = 0; k < n; ++k) vector.push_back(random.between(-1.0, 1.0));
+    model.cost.push_back(0.0);
+    model.var_lower.push_back(0.0);
+    model.var_upper.push_back(1.0);
+    model.var_kind.push_back(VarKind::kInteger);
+    model.matrix.start.push_back(model.matrix.start.back());
+  }
+  std::vector<double> row(model.cost.size(), 1.0);
+  row[0] = 0.0;
+  test::add_constraint(&model, -kInfinity, num_vectors / 2, row);
+  for (int32_t i = 0; i < dimension; ++i) {
+    for (int32_t j = 0; j <= i; ++j) {
+      row[0] = i == j ? -1.0 : 0.0;
+      for (size_t v = 0; v < vectors.size(); ++v) {
+        row[v + 1] = vectors[v][static_cast<size_t>(i)] * vectors[v][static_cast<size_t>(j)];
+      }
+      const double factor = i == j ? -1.0 : -0.5;  // an element off the diagonal counts twice
+      model.matrix_coefficients.push_back({model.num_con(), 0, {i, j, factor}});
+      test::add_constraint(&model, 0.0, 0.0, row);
+    }
+  }
+  return model;
+}
+
+TEST(MixedConic, DesignOfExperiments) {
+  for (const int num_vectors : {10, 14, 18}) {
+    SCOPED_TRACE(num_vectors);
+    Mixed mixed;
+    mixed.task.model = design_model(5, num_vectors);
+    solve(&mixed);
+    EXPECT_EQ(mixed.termination, Code::kOk);
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log;
+  }
 }
 
 TEST(MixedConic, NotConvex) {

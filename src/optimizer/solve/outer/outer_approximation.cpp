@@ -358,6 +358,7 @@ Solution OuterApproximation::linear_start() const {
 
 Status OuterApproximation::solve_linear(BackendResult* found) {
   const Model model = relaxation_->make_model();
+  cuts_in_relaxation_ = relaxation_->num_cuts();
   const Solution start = linear_start();
   const MinimizeProblem problem(model, start.defined ? &start : nullptr);
   InnerMonitor monitor(this, true);
@@ -404,13 +405,14 @@ bool OuterApproximation::bound_relaxation(bool* infeasible) {
   return true;
 }
 
-// Whether a point of the relaxation leads to anything that is not known yet.
+// Whether a point of the relaxation leads to anything that it did not know: what was tried on the
+// way to the point counts.
 bool OuterApproximation::is_new_ground(const std::vector<double>& columns) {
   const std::vector<double> x(columns.begin(),
                               columns.begin() + static_cast<ptrdiff_t>(model_.cost.size()));
   const bool is_new = try_integers(x);
-  const int cuts = relaxation_->separate(columns);
-  if (is_new || cuts > 0) return true;
+  relaxation_->separate(columns);
+  if (is_new || relaxation_->num_cuts() > cuts_in_relaxation_) return true;
   if (exactness_ < kMostExact) {
     ++exactness_;
     return true;

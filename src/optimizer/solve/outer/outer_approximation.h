@@ -86,6 +86,7 @@ class OuterApproximation {
   std::set<std::vector<double>> tried_;
   Status inner_failure_;
   int64_t tries_on_the_way_ = 0;
+  int32_t cuts_in_relaxation_ = 0;  // of the last solve
   int round_ = 0;
   // How exactly the relaxation is solved: the share of the gap asked for that it may leave.
   int exactness_ = 0;

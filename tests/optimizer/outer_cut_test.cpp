@@ -12,6 +12,7 @@
 #include "solve/outer/canonical_cone.h"
 #include "solve/outer/fixed_model.h"
 #include "solve/outer/relaxation.h"
+#include "solve/outer/switches.h"
 
 namespace vorlan {
 namespace {
@@ -176,6 +177,66 @@ TEST(Cuts, OfAnIntegerSquareAreChords) {
   for (int x = -4; x <= 4; ++x) EXPECT_TRUE(holds(x, x * x)) << x;
   EXPECT_TRUE(holds(1.5, 2.5));
   EXPECT_FALSE(holds(1.5, 2.4));
+}
+
+// A binary variable z (x3) with 0 <= x0 <= 4 z, x1 = 2 x0; -3 z <= x2 <= 3 - z does not hold x2 at
+// 0.
+Model switched_model() {
+  Model model = test::free_variables({0.0, 0.0, 0.0, 0.0});
+  model.var_lower[0] = 0.0;
+  model.var_kind[3] = VarKind::kInteger;
+  model.var_lower[3] = 0.0;
+  model.var_upper[3] = 1.0;
+  test::add_constraint(&model, -kInfinity, 0.0, {1.0, 0.0, 0.0, -4.0});
+  test::add_constraint(&model, 0.0, 0.0, {2.0, -1.0, 0.0, 0.0});
+  test::add_constraint(&model, 0.0, kInfinity, {0.0, 0.0, 1.0, 3.0});
+  test::add_constraint(&model, -kInfinity, 3.0, {0.0, 0.0, 1.0, 1.0});
+  return model;
+}
+
+TEST(Switches, ComeFromPairsAndEquations) {
+  Model model = switched_model();
+  EXPECT_EQ(outer::find_switches(model, RowView(model)), (std::vector<int32_t>{3, 3, -1, -1}));
+  model.con_upper[3] = 0.0;
+  EXPECT_EQ(outer::find_switches(model, RowView(model))[2], 3);
+  model.quadratic_coefficients = {{1, {1, 1, 1.0}}};
+  EXPECT_EQ(outer::find_switches(model, RowView(model))[1], -1) << "2 x0 = x1 - x1^2 / 2";
+  model.var_upper[3] = 2.0;
+  EXPECT_EQ(outer::find_switches(model, RowView(model))[0], -1) << "no binary variable";
+}
+
+// Half a square of a variable that is switched: all points satisfy the cuts, but z = 1/2, x0 = 2
+// needs 4^2 / 4, twice what the square of 2 is.
+TEST(Cuts, OfASwitchedSquare) {
+  Model model = switched_model();
+  model.quadratic_cost = {{0, 0, 1.0}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  relaxation.separate({2.0, 4.0, 0.0, 0.5, 0.0});
+  relaxation.separate({1.0, 2.0, 0.0, 1.0, 0.0});
+  EXPECT_EQ(relaxation.num_cuts(), 2);
+  const Model linear = relaxation.make_model();
+  for (double x = 0.0; x <= 4.0; x += 0.25) {
+    EXPECT_LE(row_violation(linear, relaxation.lift({x, 2.0 * x, 0.0, 1.0}, {})), 1e-12) << x;
+  }
+  EXPECT_LE(row_violation(linear, relaxation.lift({0.0, 0.0, 0.0, 0.0}, {})), 1e-12);
+  EXPECT_TRUE(is_cut_off(linear, {2.0, 4.0, 0.0, 0.5, 3.9}));
+}
+
+// The same of a cone whose head an equation fixes: 2 >= |(x0, x1)|.
+TEST(Cuts, OfASwitchedMemberUnderAFixedHead) {
+  Model model = switched_model();
+  model.cones = {{ConeKind::kQuadratic, {2, 0, 1}, {}}};
+  test::add_constraint(&model, 2.0, 2.0, {0.0, 0.0, 1.0, 0.0});
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  const double most = 2.0 / std::sqrt(5.0);  // of x0
+  relaxation.separate({0.7, 1.4, 2.0, 0.4, 0.0, 0.0});
+  const Model linear = relaxation.make_model();
+  for (double x = 0.0; x <= most; x += 0.05) {
+    EXPECT_LE(row_violation(linear, relaxation.lift({x, 2.0 * x, 2.0, 1.0}, {})), 1e-12) << x;
+  }
+  EXPECT_TRUE(is_cut_off(linear, {0.7, 1.4, 2.0, 0.4})) << "5 x0^2 / z is 6.1, and 4 the most";
 }
 
 // x0 is an integer and fixes x1 by an equation, and both the cone.

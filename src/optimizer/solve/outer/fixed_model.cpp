@@ -27,7 +27,10 @@ double product(const TriangleEntry& e, const std::vector<double>& value) {
 
 }  // namespace
 
-RowView::RowView(const Model& model) : start(model.con_lower.size() + 1, 0) {
+RowView::RowView(const Model& model)
+    : start(model.con_lower.size() + 1, 0), linear(model.con_lower.size(), true) {
+  for (const ConQuadraticEntry& e : model.quadratic_coefficients) linear[index(e.con)] = false;
+  for (const MatrixCoefficient& e : model.matrix_coefficients) linear[index(e.con)] = false;
   const SparseMatrix& a = model.matrix;
   for (const int32_t row : a.row) ++start[index(row) + 1];
   for (size_t i = 1; i < start.size(); ++i) start[i] += start[i - 1];

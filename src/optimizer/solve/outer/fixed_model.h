@@ -17,6 +17,7 @@ struct RowView {
   std::vector<size_t> start;
   std::vector<int32_t> var;
   std::vector<double> value;
+  std::vector<bool> linear;  // whether the row has nothing else
 
   explicit RowView(const Model& model);
 };

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "solve/conic/convexity.h"
+#include "solve/outer/switches.h"
 #include "solve/sparse_columns.h"
 #include "solve/terms.h"
 #include "solve/vectors.h"
@@ -16,17 +17,13 @@ namespace {
 
 bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
 
-// The member that a rotated cone's norm is divided by: a fixed one makes it a function of the
-// others, and one that is switched on and off by an integer variable stands there as x1.
-size_t find_head(const Model& model, const CanonicalCone& cone) {
-  const size_t first = index(cone.members[0].var);
-  return model.var_lower[first] == model.var_upper[first] ? 0 : 1;
-}
-
 }  // namespace
 
 Relaxation::Relaxation(const MinimizeProblem& problem)
-    : model_(problem.model), packed_starts_(packed_starts(problem.model)) {
+    : model_(problem.model),
+      view_(problem.model),
+      packed_starts_(packed_starts(problem.model)),
+      switches_(find_switches(problem.model, view_)) {
   frame_.cost = problem.cost;
   frame_.constant = problem.sense_factor() * model_.constant;
   frame_.var_lower = model_.var_lower;
@@ -106,7 +103,10 @@ void Relaxation::add_matrix_elements(const MinimizeProblem& problem) {
 
 // Half the square of a row of F. Of a binary variable it is a multiple of the variable.
 std::pair<int32_t, double> Relaxation::add_square(const Terms& row) {
-  Square square{row[0].first, row[0].second, -1, false};
+  Square square{row[0].first, row[0].second, -1, false, -1};
+  std::vector<int32_t> vars;
+  for (const auto& [var, value] : row) vars.push_back(var);
+  square.binary = common_switch(switches_, vars);
   if (row.size() > 1) {
     square.column = add_column(0.0, -kInfinity, kInfinity, VarKind::kContinuous);
     square.scale = 1.0;
@@ -146,15 +146,46 @@ void Relaxation::add_quadratic_rows() {
   }
 }
 
-// Sum of r <= share * x_bound.
+double Relaxation::fixed_value(int32_t var) const {
+  const size_t j = index(var);
+  if (is_semi(model_.var_kind[j])) return std::nan("");
+  if (model_.var_lower[j] == model_.var_upper[j]) return model_.var_lower[j];
+  const SparseMatrix& a = model_.matrix;
+  for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+    const size_t row = index(a.row[k]);
+    const bool is_equation = model_.con_lower[row] == model_.con_upper[row] && view_.linear[row];
+    const bool is_alone = view_.start[row + 1] - view_.start[row] == 1 && a.value[k] != 0.0;
+    if (is_equation && is_alone) return model_.con_lower[row] / a.value[k];
+  }
+  return std::nan("");
+}
+
+// Sum of r <= share * x_bound. What is divided by a fixed head is a square.
 void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                                   ConeColumns* columns) {
   Terms sum = {{bound, share}};
-  for (size_t k = 0; k < tail.size(); ++k) {
-    columns->r.push_back(add_column(0.0, 0.0, kInfinity, VarKind::kContinuous));
-    sum.emplace_back(columns->r.back(), -1.0);
+  columns->first_square = squares_.size();
+  const bool is_square = columns->fixed_head > 0.0;
+  for (const Member& member : tail) {
+    const int32_t r = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
+    columns->r.push_back(r);
+    sum.emplace_back(r, -1.0);
+    const double scale = is_square ? 1.0 / std::sqrt(columns->fixed_head) : 0.0;
+    const size_t var = index(member.var);
+    if (is_square) {
+      squares_.push_back({member.var, scale, r, is_whole(model_.var_kind[var]), switches_[var]});
+    }
   }
   add_row(0.0, kInfinity, std::move(sum));
+}
+
+// The member that the norm is divided by. Of a rotated cone, a fixed one makes it a function of the
+// others, and one that is switched on and off by an integer variable stands there as x1.
+void Relaxation::set_head(const CanonicalCone& cone, ConeColumns* columns) const {
+  const bool rotated = cone.kind == ConeKind::kRotatedQuadratic;
+  columns->head = rotated && std::isnan(fixed_value(cone.members[0].var)) ? 1 : 0;
+  const double value = fixed_value(cone.members[columns->head].var);
+  if (value > 0.0) columns->fixed_head = value;
 }
 
 // Heads are not negative: a row each, for a bound could widen what a semi-continuous variable may
@@ -175,9 +206,10 @@ void Relaxation::add_cone(const Cone& cone) {
       add_row(0.0, kInfinity, {{members[0].var, 1.0}, {tail[0].var, sign}});
     }
   } else if (canonical.kind == ConeKind::kQuadratic && !tail.empty()) {
+    set_head(canonical, &columns);
     add_norm_columns(0.5, members[0].var, tail, &columns);
   } else if (canonical.kind == ConeKind::kRotatedQuadratic && !tail.empty()) {
-    columns.head = find_head(model_, canonical);
+    set_head(canonical, &columns);
     add_norm_columns(1.0, members[1 - columns.head].var, tail, &columns);
   } else if (canonical.kind == ConeKind::kPower && tail.size() > 1) {
     columns.norm = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);

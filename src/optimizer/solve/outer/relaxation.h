@@ -10,6 +10,9 @@
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm as of the quadratic cone
 //
+// A square whose x a binary variable z switches off (switches.h) stands for r_i z >= w_i^2 / 2, as
+// does that of a cone whose head is fixed.
+//
 // Each r is cut by tangents of a function of two columns. n of them together are worth what would
 // take exponentially many cuts of the whole norm (J. P. Vielma, I. Dunning, J. Huchette, M. Lubin,
 // Extended formulations in mixed integer conic quadratic programming, 2017).
@@ -21,6 +24,7 @@
 
 #include "solve/backend.h"
 #include "solve/outer/canonical_cone.h"
+#include "solve/outer/fixed_model.h"
 
 namespace vorlan::outer {
 
@@ -72,12 +76,15 @@ class Relaxation {
     double scale;
     int32_t r;
     bool integer;
+    int32_t binary;  // switches x off; -1: none
   };
   // The columns that a cone needs besides its members.
   struct ConeColumns {
-    std::vector<int32_t> r;  // one for each member behind the norm; empty where none are needed
-    int32_t norm = -1;       // s of a power cone
-    size_t head = 0;         // the member in 2 r_i x_head >= x_i^2
+    std::vector<int32_t> r;   // one for each member behind the norm; empty where none are needed
+    int32_t norm = -1;        // s of a power cone
+    size_t head = 0;          // the member in 2 r_i x_head >= x_i^2
+    double fixed_head = 0.0;  // its value, where it is fixed: each r_i is that of a square then
+    size_t first_square = 0;
   };
 
   int32_t add_column(double cost, double lower, double upper, VarKind kind);
@@ -89,12 +96,17 @@ class Relaxation {
   std::pair<int32_t, double> add_square(const Terms& row);
   void add_quadratic_rows();
   void add_cone(const Cone& cone);
+  // What a variable is fixed at, by its bounds or by an equation of its own; else NaN.
+  double fixed_value(int32_t var) const;
+  void set_head(const CanonicalCone& cone, ConeColumns* columns) const;
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                         ConeColumns* columns);
 
   // terms >= rhs, scaled and without coefficients too small to matter. 1 if it is new.
   int add_cut(const Terms& terms, double rhs);
   int cut_square(const Square& square, double x);
+  // Where the tangent is that is strongest at a point of the relaxation.
+  double touching_point(const Square& square, const std::vector<double>& columns) const;
   int separate_cones(const std::vector<double>& columns);
   int cut_cone(size_t cone, const std::vector<double>& point);
   // 2 r_i x_head >= x_i^2 for all members, at the values given.
@@ -106,6 +118,7 @@ class Relaxation {
   int cut_by_vector(size_t first_column, const double* vector, size_t dimension);
 
   const Model& model_;
+  RowView view_;
   Model frame_;  // columns alone
   std::vector<Row> rows_;
   std::vector<Square> squares_;
@@ -116,6 +129,7 @@ class Relaxation {
   // Columns that are the product of a row and x: w = F x, in the order of their making.
   std::vector<std::pair<int32_t, Terms>> products_;
   std::set<std::vector<int64_t>> known_cuts_;
+  std::vector<int32_t> switches_;  // by variable
   int num_cuts_ = 0;
 };
 

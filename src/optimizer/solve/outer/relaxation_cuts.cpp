@@ -60,14 +60,29 @@ int Relaxation::add_cut(const Terms& terms, double rhs) {
   return 1;
 }
 
+// With a binary variable at z the square is x^2 / z, whose tangents are those at x / z. Where z is
+// next to nothing, so is what the tangent says.
+double Relaxation::touching_point(const Square& square, const std::vector<double>& columns) const {
+  constexpr double kLeastShare = 1e-4;
+  const size_t j = index(square.column);
+  const double x = columns[j];
+  if (square.binary < 0 || x == 0.0) return x;
+  const double share = std::clamp(columns[index(square.binary)], kLeastShare, 1.0);
+  return std::clamp(x / share, std::min(x, frame_.var_lower[j]), std::max(x, frame_.var_upper[j]));
+}
+
 // At a point of an integer variable x the square is no less than its chord between the integers
-// beside it: x^2 >= (2 k + 1) x - k (k + 1).
+// beside it: x^2 >= (2 k + 1) x - k (k + 1). Where a binary variable switches x off, it takes the
+// place of 1 as the factor of the constant: at 0 the tangent goes through 0.
 int Relaxation::cut_square(const Square& square, double x) {
   const double factor = 0.5 * square.scale * square.scale;
   const auto cut = [&](double slope, double rhs) {
-    return add_cut({{square.r, 1.0}, {square.column, -factor * slope}}, factor * rhs);
+    Terms terms = {{square.r, 1.0}, {square.column, -factor * slope}};
+    if (square.binary < 0) return add_cut(terms, factor * rhs);
+    terms.emplace_back(square.binary, -factor * rhs);
+    return add_cut(terms, 0.0);
   };
-  if (!square.integer) return cut(2.0 * x, -x * x);
+  if (!square.integer) return x == 0.0 ? 0 : cut(2.0 * x, -x * x);
   constexpr double kNear = 1e-5;
   int added = 0;
   for (double k = std::floor(x - kNear); k <= x + kNear; k += 1.0) {
@@ -83,6 +98,10 @@ int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_v
     const bool steep = head_value <= std::fabs(values[k]) / kSteepest;
     const double slope = steep ? std::copysign(kSteepest, values[k]) : values[k] / head_value;
     if (values[k] == 0.0) continue;
+    if (columns.fixed_head > 0.0) {
+      added += cut_square(squares_[columns.first_square + k], slope * columns.fixed_head);
+      continue;
+    }
     added +=
         add_cut({{columns.r[k], 1.0}, {tail[k].var, -slope}, {head, 0.5 * slope * slope}}, 0.0);
   }
@@ -182,7 +201,9 @@ int Relaxation::cut_by_curvature(const std::vector<double>& x) {
     for (const auto& [var, value] : row) columns[index(column)] += value * x[index(var)];
   }
   int added = 0;
-  for (const Square& square : squares_) added += cut_square(square, columns[index(square.column)]);
+  for (const Square& square : squares_) {
+    added += cut_square(square, touching_point(square, columns));
+  }
   return added;
 }
 
@@ -202,10 +223,13 @@ int Relaxation::separate_cones(const std::vector<double>& columns) {
 int Relaxation::separate(const std::vector<double>& columns) {
   int added = separate_cones(columns);
   for (const Square& square : squares_) {
-    const double root = square.scale * columns[index(square.column)];
-    const double missing = 0.5 * root * root - columns[index(square.r)];
-    if (missing <= kSatisfied * std::max(1.0, 0.5 * root * root)) continue;
-    added += cut_square(square, columns[index(square.column)]);
+    const double touching = touching_point(square, columns);
+    const double factor = 0.5 * square.scale * square.scale;
+    const double share = square.binary < 0 ? 1.0 : columns[index(square.binary)];
+    const double x = columns[index(square.column)];
+    const double tangent = factor * touching * (2.0 * x - touching * share);
+    if (tangent - columns[index(square.r)] <= kSatisfied * std::max(1.0, tangent)) continue;
+    added += cut_square(square, touching);
   }
   return added;
 }

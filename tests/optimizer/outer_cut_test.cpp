@@ -194,15 +194,40 @@ Model switched_model() {
   return model;
 }
 
+std::vector<int32_t> switches_of(const Model& model) {
+  std::vector<int32_t> binaries;
+  for (const outer::Switch& found : outer::find_switches(model, RowView(model))) {
+    binaries.push_back(found.binary);
+  }
+  return binaries;
+}
+
 TEST(Switches, ComeFromPairsAndEquations) {
   Model model = switched_model();
-  EXPECT_EQ(outer::find_switches(model, RowView(model)), (std::vector<int32_t>{3, 3, -1, -1}));
+  EXPECT_EQ(switches_of(model), (std::vector<int32_t>{3, 3, -1, -1}));
   model.con_upper[3] = 0.0;
-  EXPECT_EQ(outer::find_switches(model, RowView(model))[2], 3);
+  EXPECT_EQ(switches_of(model)[2], 3);
   model.quadratic_coefficients = {{1, {1, 1, 1.0}}};
-  EXPECT_EQ(outer::find_switches(model, RowView(model))[1], -1) << "2 x0 = x1 - x1^2 / 2";
+  EXPECT_EQ(switches_of(model)[1], -1) << "2 x0 = x1 - x1^2 / 2";
   model.var_upper[3] = 2.0;
-  EXPECT_EQ(outer::find_switches(model, RowView(model))[0], -1) << "no binary variable";
+  EXPECT_EQ(switches_of(model)[0], -1) << "no binary variable";
+}
+
+// x0 <= 4 (1 - z), and x1 = 3 + 2 x0 + z: z = 1 has x0 = 0 and x1 = 4.
+TEST(Switches, HaveValues) {
+  Model model = test::free_variables({0.0, 0.0, 0.0});
+  model.var_lower[0] = 0.0;
+  model.var_kind[2] = VarKind::kInteger;
+  model.var_lower[2] = 0.0;
+  model.var_upper[2] = 1.0;
+  test::add_constraint(&model, -kInfinity, 4.0, {1.0, 0.0, 4.0});
+  test::add_constraint(&model, -3.0, -3.0, {2.0, -1.0, 1.0});
+  const std::vector<outer::Switch> found = outer::find_switches(model, RowView(model));
+  EXPECT_TRUE(found[0].off_at_one);
+  EXPECT_EQ(found[0].value, 0.0);
+  EXPECT_EQ(found[1].binary, 2);
+  EXPECT_TRUE(found[1].off_at_one);
+  EXPECT_EQ(found[1].value, 4.0);
 }
 
 // Half a square of a variable that is switched: all points satisfy the cuts, but z = 1/2, x0 = 2
@@ -237,6 +262,64 @@ TEST(Cuts, OfASwitchedMemberUnderAFixedHead) {
     EXPECT_LE(row_violation(linear, relaxation.lift({x, 2.0 * x, 2.0, 1.0}, {})), 1e-12) << x;
   }
   EXPECT_TRUE(is_cut_off(linear, {0.7, 1.4, 2.0, 0.4})) << "5 x0^2 / z is 6.1, and 4 the most";
+}
+
+// While z is 0, x0 is, too, and the logarithm of x1 = 1 + x0: then x3 <= log x1 is x3 <= 0. At z =
+// 1/2 it is x3 <= 1/2 log(1 + 2 x0), less than log(1 + x0).
+TEST(Cuts, OfASwitchedLogarithm) {
+  Model model = test::free_variables({0.0, 0.0, 0.0, 0.0, 0.0});
+  model.var_lower[0] = 0.0;
+  model.var_kind[4] = VarKind::kInteger;
+  model.var_lower[4] = 0.0;
+  model.var_upper[4] = 1.0;
+  test::add_constraint(&model, -kInfinity, 0.0, {1.0, 0.0, 0.0, 0.0, -4.0});
+  test::add_constraint(&model, 1.0, 1.0, {-1.0, 1.0, 0.0, 0.0, 0.0});
+  test::add_constraint(&model, 1.0, 1.0, {0.0, 0.0, 1.0, 0.0, 0.0});
+  model.cones = {{ConeKind::kExponential, {1, 2, 3}, {}}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  relaxation.cut_cone_at(0, {2.0, 3.0, 1.0, 4.0, 1.0});
+  relaxation.cut_cone_at(0, {0.5, 1.5, 1.0, 1.0, 1.0});
+  const Model linear = relaxation.make_model();
+  for (double x = 0.0; x <= 4.0; x += 0.25) {
+    EXPECT_LE(row_violation(linear, {x, 1.0 + x, 1.0, std::log1p(x), 1.0}), 1e-12) << x;
+  }
+  EXPECT_LE(row_violation(linear, {0.0, 1.0, 1.0, 0.0, 0.0}), 1e-12);
+  EXPECT_GT(row_violation(linear, {1.0, 2.0, 1.0, std::log(2.0), 0.5}), 0.01);
+}
+
+// x2 >= |(x0, x1)| where x2 is 1 at least, and x0 and x1 are 0 while z is: with z = 0.3 they are
+// for what x2 is above 0.7. In the cone itself are x2 = 1.3 and |(0.55, 1.1)| = 1.23.
+TEST(Cuts, OfSwitchedMembersUnderAHeadThatIsLarge) {
+  Model model = switched_model();
+  model.cones = {{ConeKind::kQuadratic, {2, 0, 1}, {}}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  ASSERT_EQ(relaxation.heads_to_bound(), (std::vector<int32_t>{2}));
+  relaxation.raise_head_floor(2, 1.0);
+  relaxation.separate({0.3, 0.6, 1.0, 0.5, 0.0, 0.0});
+  const Model linear = relaxation.make_model();
+  for (double x = 0.0; x <= 4.0; x += 0.25) {
+    const double head = std::max(1.0, std::sqrt(5.0) * x);
+    if (head > 2.0) continue;  // x2 + z is no more than 3
+    EXPECT_LE(row_violation(linear, relaxation.lift({x, 2.0 * x, head, 1.0}, {})), 1e-12) << x;
+  }
+  EXPECT_LE(row_violation(linear, relaxation.lift({0.0, 0.0, 1.0, 0.0}, {})), 1e-12);
+  EXPECT_TRUE(is_cut_off(linear, {0.55, 1.1, 1.3, 0.3}));
+}
+
+// Loose cuts are forgotten, and can be found again.
+TEST(Cuts, AreDroppedWhereTheyAreLoose) {
+  Model model = test::free_variables({0.0});
+  model.quadratic_cost = {{0, 0, 2.0}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  relaxation.cut_by_curvature({1.0});
+  relaxation.cut_by_curvature({-1.0});
+  relaxation.drop_loose_cuts({1.0, 1.0});
+  EXPECT_EQ(relaxation.num_cuts(), 1);
+  EXPECT_EQ(relaxation.cut_by_curvature({1.0}), 0) << "is still there";
+  EXPECT_EQ(relaxation.cut_by_curvature({-1.0}), 1);
 }
 
 // x0 is an integer and fixes x1 by an equation, and both the cone.

@@ -17,10 +17,11 @@ namespace {
 
 class Maker {
  public:
-  explicit Maker(uint32_t seed) : random_(seed) {}
+  explicit Maker(uint32_t seed) : random_(seed), switch_random_(seed + 1000003U) {}
 
   Model make(MixedFamily family) {
     add_variables();
+    if (switch_random_.chance(40)) add_switch();
     const int num_rows = random_.whole(0, 2);
     for (int i = 0; i < num_rows; ++i) add_linear_row();
     if (family == MixedFamily::kEverything) {
@@ -67,6 +68,25 @@ class Maker {
                    random_.between(-2.0, 2.0));
     }
     num_free_to_use_ = model_.num_var();
+  }
+
+  // A binary variable that switches continuous ones off, and stands in rows itself now and then.
+  void add_switch() {
+    const int32_t num_before = model_.num_var();
+    const bool off_at_one = switch_random_.chance(30);
+    add_variable(VarKind::kInteger, 0.0, 1.0, switch_random_.between(-1.0, 1.0),
+                 off_at_one ? 0.0 : 1.0);
+    for (int32_t j = 0; j < num_before; ++j) {
+      const bool is_continuous = model_.var_kind[static_cast<size_t>(j)] == VarKind::kContinuous;
+      if (!is_continuous || switch_random_.chance(30)) continue;
+      std::vector<double> row(model_.cost.size(), 0.0);
+      row[static_cast<size_t>(j)] = 1.0;
+      row.back() = off_at_one ? 4.0 : -4.0;
+      add_constraint(&model_, -kInfinity, off_at_one ? 4.0 : 0.0, row);
+      row.back() = -row.back();
+      add_constraint(&model_, off_at_one ? -4.0 : 0.0, kInfinity, row);
+    }
+    if (switch_random_.chance(50)) num_free_to_use_ = model_.num_var();
   }
 
   // A row over the variables that stand for themselves, and its value at the point.
@@ -215,7 +235,7 @@ class Maker {
     for (MatrixCostEntry& e : model_.matrix_cost) e.entry.value = -e.entry.value;
   }
 
-  Random random_;
+  Random random_, switch_random_;
   Model model_;
   std::vector<double> point_;
   int32_t num_free_to_use_ = 0;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "solve/vectors.h"
@@ -205,6 +206,13 @@ Hyperplane support_exponential(const std::vector<double>& point) {
   if (point[1] <= 0.0) return {};
   const double ratio = std::clamp(point[2] / point[1], -kMostRatio, kMostRatio);
   return {1.0, (ratio - 1.0) * std::exp(ratio), -std::exp(ratio)};
+}
+
+double largest_last(const CanonicalCone& cone, const std::vector<double>& heads) {
+  if (cone.kind == ConeKind::kPower) return weighted_product(cone.weights, heads, 0.0);
+  if (heads[1] == 0.0) return 0.0;
+  return heads[0] == 0.0 ? -std::numeric_limits<double>::infinity()
+                         : heads[1] * std::log(heads[0] / heads[1]);
 }
 
 Hyperplane support_power(const CanonicalCone& cone, const std::vector<double>& point) {

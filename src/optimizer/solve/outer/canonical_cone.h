@@ -45,6 +45,10 @@ using Hyperplane = std::vector<double>;
 // Of the exponential cone at a point of its boundary.
 Hyperplane support_exponential(const std::vector<double>& point);
 
+// The largest last member of an exponential cone, or norm of a power cone, whose members before it
+// have these values, none negative.
+double largest_last(const CanonicalCone& cone, const std::vector<double>& heads);
+
 // Of the power cone's first members, and of the bound on the norm of the others as one more: its
 // coefficient is -1.
 Hyperplane support_power(const CanonicalCone& cone, const std::vector<double>& point);

@@ -27,6 +27,16 @@ double product(const TriangleEntry& e, const std::vector<double>& value) {
 
 }  // namespace
 
+Model without_objective(const Model& model) {
+  Model feasibility = model;
+  feasibility.cost.assign(model.cost.size(), 0.0);
+  feasibility.constant = 0.0;
+  feasibility.maximize = false;
+  feasibility.quadratic_cost.clear();
+  feasibility.matrix_cost.clear();
+  return feasibility;
+}
+
 RowView::RowView(const Model& model)
     : start(model.con_lower.size() + 1, 0), linear(model.con_lower.size(), true) {
   for (const ConQuadraticEntry& e : model.quadratic_coefficients) linear[index(e.con)] = false;
@@ -310,11 +320,7 @@ void FixedModel::substitute_quadratic_rows() {
 }
 
 Model FixedModel::elastic_model() const {
-  Model elastic = left_;
-  elastic.maximize = false;
-  elastic.quadratic_cost.clear();
-  elastic.matrix_cost.clear();
-  elastic.cost.assign(left_.cost.size(), 0.0);
+  Model elastic = without_objective(left_);
   int32_t last = -1;
   for (const ConQuadraticEntry& e : left_.quadratic_coefficients) {
     if (e.con == last) continue;

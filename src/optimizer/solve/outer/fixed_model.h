@@ -12,6 +12,9 @@
 
 namespace vorlan::outer {
 
+// The model without an objective: any feasible point will do.
+Model without_objective(const Model& model);
+
 // Rows of the linear part of a model.
 struct RowView {
   std::vector<size_t> start;

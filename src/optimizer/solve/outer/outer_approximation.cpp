@@ -10,6 +10,7 @@
 #include "solve/highs/highs_backend.h"
 #include "solve/listener.h"
 #include "solve/terms.h"
+#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 #include "task/text.h"
 
@@ -29,6 +30,8 @@ constexpr int64_t kIterationsForATry = 2000;
 // The largest violation of an incumbent, ten times the tolerance asked for at most: as the checker
 // holds claims.
 constexpr double kTolerances = 10.0;
+// Bounds from which cuts are made are taken to be this much weaker, beside their rounding.
+constexpr double kCaution = 1e-6;
 
 class InnerMonitor : public BackendMonitor {
  public:
@@ -60,6 +63,18 @@ Model relax(Model model) {
     model.var_kind[j] = VarKind::kContinuous;
   }
   return model;
+}
+
+// The variable that alone is the objective, -1 when there is none.
+int32_t find_objective_variable(const MinimizeProblem& problem) {
+  if (!problem.model.quadratic_cost.empty() || !problem.model.matrix_cost.empty()) return -1;
+  int32_t variable = -1;
+  for (size_t j = 0; j < problem.cost.size(); ++j) {
+    if (problem.cost[j] == 0.0) continue;
+    if (problem.cost[j] < 0.0 || variable >= 0) return -1;
+    variable = static_cast<int32_t>(j);
+  }
+  return variable;
 }
 
 std::string figure(double value) {
@@ -218,15 +233,77 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   const double objective = objective_sum(continuous, found.x, found.barx).value;
   const double proven = dual_objective(continuous, found);
   raise_bound(proven - std::fabs(objective - proven));
+  bound_heads(relaxed);
   relaxation_->cut_by_duals(found);
   relaxation_->cut_by_curvature(found.x);
   relaxed_point_ = relaxation_->lift(found.x, found.barx);
+  refine_relaxation();
   log_round(objective);
   if (problem_.start != nullptr && problem_.start->xx.size() == model_.cost.size()) {
     try_integers(problem_.start->xx);
   }
   try_integers(found.x);
   return inner_failure_;
+}
+
+// What a variable is no less than, by the multipliers of the continuous model.
+double OuterApproximation::least_value(const Model& relaxed, int32_t var) {
+  Model model = without_objective(relaxed);
+  model.cost[index(var)] = 1.0;
+  const MinimizeProblem problem(model);
+  InnerMonitor monitor(this, false);
+  BackendResult found;
+  const Status status = kConicBackend.solve(problem, parameters_, seconds_left(), &monitor, &found);
+  interior_ += found.progress.interior_iterations;
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return -kInfinity;
+  const double value = found.x[index(var)];
+  const double proven = dual_objective(problem, found);
+  return proven - std::fabs(value - proven) - kCaution * std::max(1.0, std::fabs(proven));
+}
+
+void OuterApproximation::bound_heads(const Model& relaxed) {
+  constexpr size_t kMostHeads = 8;
+  const std::vector<int32_t> heads = relaxation_->heads_to_bound();
+  for (size_t k = 0; k < std::min(kMostHeads, heads.size()) && seconds_left() > 0.0; ++k) {
+    if (heads[k] == find_objective_variable(problem_)) objective_head_ = heads[k];
+    relaxation_->raise_head_floor(heads[k], least_value(relaxed, heads[k]));
+  }
+}
+
+// Where the objective is the head of a cone, bounds of the one are bounds of the other.
+void OuterApproximation::raise_objective_head(double bound) {
+  if (objective_head_ < 0 || !std::isfinite(bound)) return;
+  const double cautious = bound - kCaution * std::max(1.0, std::fabs(bound));
+  relaxation_->raise_head_floor(objective_head_, cautious / problem_.cost[index(objective_head_)]);
+}
+
+// Cuts off optima of the relaxation without integers, as long as this brings its bound up: cuts of
+// switched variables are stronger than the continuous model.
+void OuterApproximation::refine_relaxation() {
+  constexpr int kMostRefinements = 20;
+  constexpr double kLeastShare = 0.02;  // of what all refinements have won so far
+  Parameters parameters = linear_parameters();
+  put(&parameters, "VLN_IPAR_OPTIMIZER", 0.0);
+  InnerMonitor monitor(this, false);
+  double first = 0.0;
+  double last = 0.0;
+  std::vector<double> point;
+  for (int k = 0; k < kMostRefinements && seconds_left() > 0.0; ++k) {
+    const Model linear = relax(relaxation_->make_model());
+    BackendResult found;
+    const Status status =
+        kHighsBackend.solve(MinimizeProblem(linear), parameters, seconds_left(), &monitor, &found);
+    if (!status.ok() || found.outcome != Outcome::kOptimal) return;
+    simplex_ += found.progress.simplex_iterations;
+    point = std::move(found.x);
+    const double objective = dot(linear.cost, point);
+    raise_objective_head(objective);
+    const bool stalls = k > 1 && objective - last <= kLeastShare * (objective - first);
+    if (k == 0) first = objective;
+    last = objective;
+    if (stalls || relaxation_->separate(point) == 0) break;
+  }
+  if (!point.empty()) relaxation_->drop_loose_cuts(point);
 }
 
 Status OuterApproximation::solve_fixed(const FixedModel& fixed, BackendResult* found) {
@@ -440,6 +517,7 @@ bool OuterApproximation::go_on(const BackendResult& found, BackendResult* result
     return false;
   }
   raise_bound(found.progress.bound);
+  raise_objective_head(bound_);
   const bool stopped = found.outcome == Outcome::kStopped;
   const bool has_point = found.x.size() == relaxation_->num_columns();
   const bool goes_on = has_point && is_new_ground(found.x);

@@ -45,6 +45,10 @@ class OuterApproximation {
  private:
   Status solve_relaxation(BackendResult* result);
   Status solve_rounds(BackendResult* result);
+  void bound_heads(const Model& relaxed);
+  double least_value(const Model& relaxed, int32_t var);
+  void raise_objective_head(double bound);
+  void refine_relaxation();
   Status solve_linear(BackendResult* found);
   Status solve_fixed(const FixedModel& fixed, BackendResult* found);
   // Tries the integers of a point; false when they have been tried before.
@@ -91,6 +95,7 @@ class OuterApproximation {
   // How exactly the relaxation is solved: the share of the gap asked for that it may leave.
   int exactness_ = 0;
   bool has_floor_ = false;
+  int32_t objective_head_ = -1;        // the head of a cone that is the objective
   std::vector<double> relaxed_point_;  // the continuous optimum, in all columns
   int64_t nodes_ = 0, nodes_now_ = 0;
   int64_t simplex_ = 0, simplex_now_ = 0;

@@ -11,17 +11,6 @@
 namespace vorlan {
 namespace {
 
-// The model without an objective: any feasible point will do.
-Model without_objective(const Model& model) {
-  Model feasibility = model;
-  feasibility.cost.assign(model.cost.size(), 0.0);
-  feasibility.constant = 0.0;
-  feasibility.maximize = false;
-  feasibility.quadratic_cost.clear();
-  feasibility.matrix_cost.clear();
-  return feasibility;
-}
-
 // Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
 // prove together that the model is unbounded; else, as with the ray (1, sqrt 2), it may not be.
 bool keeps_integers(const Model& model, const std::vector<double>& ray) {
@@ -63,7 +52,7 @@ class Solve {
   Status settle_unbounded(const MinimizeProblem& problem, BackendResult* result) {
     monitor_->log("The continuous relaxation is unbounded: is there a feasible point?\n");
     const bool keeps = keeps_integers(problem.model, result->x);
-    const Model model = without_objective(problem.model);
+    const Model model = outer::without_objective(problem.model);
     const MinimizeProblem feasibility(model);
     outer::OuterApproximation method(feasibility, parameters_, end_, monitor_);
     BackendResult found;

@@ -56,7 +56,7 @@ int32_t Relaxation::add_column(double cost, double lower, double upper, VarKind 
 }
 
 void Relaxation::add_row(double lower, double upper, Terms terms) {
-  rows_.push_back({lower, upper, std::move(terms)});
+  rows_.push_back({lower, upper, std::move(terms), false});
 }
 
 // An element off the diagonal counts twice. At first the principal minors of order 2 are known, as
@@ -101,12 +101,22 @@ void Relaxation::add_matrix_elements(const MinimizeProblem& problem) {
   }
 }
 
+// What switches all variables of a row, and the row's value then.
+Switch Relaxation::common_switch(const Terms& row) const {
+  Switch common = switches_[index(row[0].first)];
+  common.value = 0.0;
+  for (const auto& [var, value] : row) {
+    const Switch& own = switches_[index(var)];
+    if (!own.exists() || !own.same_as(common)) return {};
+    common.value += value * own.value;
+  }
+  return common;
+}
+
 // Half the square of a row of F. Of a binary variable it is a multiple of the variable.
 std::pair<int32_t, double> Relaxation::add_square(const Terms& row) {
-  Square square{row[0].first, row[0].second, -1, false, -1};
-  std::vector<int32_t> vars;
-  for (const auto& [var, value] : row) vars.push_back(var);
-  square.binary = common_switch(switches_, vars);
+  Square square{row[0].first, row[0].second, -1, false, {}};
+  square.off = common_switch(row);
   if (row.size() > 1) {
     square.column = add_column(0.0, -kInfinity, kInfinity, VarKind::kContinuous);
     square.scale = 1.0;
@@ -146,20 +156,6 @@ void Relaxation::add_quadratic_rows() {
   }
 }
 
-double Relaxation::fixed_value(int32_t var) const {
-  const size_t j = index(var);
-  if (is_semi(model_.var_kind[j])) return std::nan("");
-  if (model_.var_lower[j] == model_.var_upper[j]) return model_.var_lower[j];
-  const SparseMatrix& a = model_.matrix;
-  for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
-    const size_t row = index(a.row[k]);
-    const bool is_equation = model_.con_lower[row] == model_.con_upper[row] && view_.linear[row];
-    const bool is_alone = view_.start[row + 1] - view_.start[row] == 1 && a.value[k] != 0.0;
-    if (is_equation && is_alone) return model_.con_lower[row] / a.value[k];
-  }
-  return std::nan("");
-}
-
 // Sum of r <= share * x_bound. What is divided by a fixed head is a square.
 void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                                   ConeColumns* columns) {
@@ -183,9 +179,30 @@ void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector
 // others, and one that is switched on and off by an integer variable stands there as x1.
 void Relaxation::set_head(const CanonicalCone& cone, ConeColumns* columns) const {
   const bool rotated = cone.kind == ConeKind::kRotatedQuadratic;
-  columns->head = rotated && std::isnan(fixed_value(cone.members[0].var)) ? 1 : 0;
-  const double value = fixed_value(cone.members[columns->head].var);
+  columns->head = rotated && std::isnan(fixed_value(model_, view_, cone.members[0].var)) ? 1 : 0;
+  const int32_t head = cone.members[columns->head].var;
+  const double value = fixed_value(model_, view_, head);
   if (value > 0.0) columns->fixed_head = value;
+  const bool has_floor = !is_semi(model_.var_kind[index(head)]);
+  columns->head_floor = has_floor ? std::max(0.0, model_.var_lower[index(head)]) : 0.0;
+}
+
+void Relaxation::set_off_heads(const CanonicalCone& cone, ConeColumns* columns) const {
+  const size_t heads = cone.kind == ConeKind::kExponential ? 2 : cone.weights.size();
+  for (size_t k = 0; k < heads; ++k) {
+    const Member& member = cone.members[k];
+    const Switch& own = switches_[index(member.var)];
+    double value = fixed_value(model_, view_, member.var);
+    if (std::isnan(value)) {
+      if (!own.exists() || (columns->off.exists() && !own.same_as(columns->off))) {
+        columns->off = {};
+        return;
+      }
+      columns->off = own;
+      value = own.value;
+    }
+    columns->off_heads.push_back(member.scale * value);
+  }
 }
 
 // Heads are not negative: a row each, for a bound could widen what a semi-continuous variable may
@@ -196,6 +213,9 @@ void Relaxation::add_cone(const Cone& cone) {
   const auto& members = canonical.members;
   const size_t heads = std::min(canonical.num_heads(), members.size());
   ConeColumns columns;
+  if (!canonical.weights.empty() || canonical.kind == ConeKind::kExponential) {
+    set_off_heads(canonical, &columns);
+  }
   const size_t num_signed = canonical.kind == ConeKind::kExponential ? 2 : heads;
   for (size_t k = 0; k < num_signed; ++k) {
     add_row(0.0, kInfinity, {{members[k].var, members[k].scale}});

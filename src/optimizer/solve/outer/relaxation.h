@@ -10,8 +10,9 @@
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm as of the quadratic cone
 //
-// A square whose x a binary variable z switches off (switches.h) stands for r_i z >= w_i^2 / 2, as
-// does that of a cone whose head is fixed.
+// A fixed head makes r_i that of a square. Where a binary variable z switches members off
+// (switches.h), cuts are made stronger by z: of a square at w_i = 0 to those of r_i z >= w_i^2 / 2,
+// of a cone by what the cut leaves over while z is off and its head, or all of them, is known.
 //
 // Each r is cut by tangents of a function of two columns. n of them together are worth what would
 // take exponentially many cuts of the whole norm (J. P. Vielma, I. Dunning, J. Huchette, M. Lubin,
@@ -25,6 +26,7 @@
 #include "solve/backend.h"
 #include "solve/outer/canonical_cone.h"
 #include "solve/outer/fixed_model.h"
+#include "solve/outer/switches.h"
 
 namespace vorlan::outer {
 
@@ -56,11 +58,19 @@ class Relaxation {
   // Cuts off a point of the relaxation, in all parts that it violates.
   int separate(const std::vector<double>& columns);
 
+  // Forgets the cuts that do not hold with equality at a point of the relaxation.
+  void drop_loose_cuts(const std::vector<double>& columns);
+
   // Tangents of the quadratic terms on both sides of a point, far enough that slopes are no
   // rounding.
   int cut_around(const std::vector<double>& columns);
   // Cuts off a direction in which the relaxation goes on for ever, but the model does not.
   int separate_ray(const std::vector<double>& direction);
+
+  // Heads of cones that make cuts stronger, the larger they are known to be at least: what members
+  // of the norm are divided by, where binary variables switch some of these off. Variables.
+  std::vector<int32_t> heads_to_bound() const;
+  void raise_head_floor(int32_t head, double floor);
 
   // Keeps the objective from falling without end: it is known to be no less than the value.
   void add_objective_floor(double value);
@@ -69,6 +79,7 @@ class Relaxation {
   struct Row {
     double lower, upper;
     Terms terms;
+    bool is_cut = false;
   };
   // r >= scale^2 x^2 / 2.
   struct Square {
@@ -76,7 +87,7 @@ class Relaxation {
     double scale;
     int32_t r;
     bool integer;
-    int32_t binary;  // switches x off; -1: none
+    Switch off;  // of x
   };
   // The columns that a cone needs besides its members.
   struct ConeColumns {
@@ -85,6 +96,10 @@ class Relaxation {
     size_t head = 0;          // the member in 2 r_i x_head >= x_i^2
     double fixed_head = 0.0;  // its value, where it is fixed: each r_i is that of a square then
     size_t first_square = 0;
+    double head_floor = 0.0;  // it is no less
+    // Of an exponential or power cone: what switches all heads off at once, and their values then.
+    Switch off;
+    std::vector<double> off_heads;
   };
 
   int32_t add_column(double cost, double lower, double upper, VarKind kind);
@@ -94,17 +109,27 @@ class Relaxation {
   // 1/2 x'Qx as a sum of columns.
   Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);
   std::pair<int32_t, double> add_square(const Terms& row);
+  Switch common_switch(const Terms& row) const;
   void add_quadratic_rows();
   void add_cone(const Cone& cone);
-  // What a variable is fixed at, by its bounds or by an equation of its own; else NaN.
-  double fixed_value(int32_t var) const;
   void set_head(const CanonicalCone& cone, ConeColumns* columns) const;
+  void set_off_heads(const CanonicalCone& cone, ConeColumns* columns) const;
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                         ConeColumns* columns);
 
   // terms >= rhs, scaled and without coefficients too small to matter. 1 if it is new.
   int add_cut(const Terms& terms, double rhs);
+  // The same, made stronger by what switches a variable in it: while that is off, the terms are
+  // larger than rhs by the room at least.
+  int add_lifted_cut(Terms terms, double rhs, double room, const Switch& off);
   int cut_square(const Square& square, double x);
+  // 2 r_k x_head >= x_k^2 of one member, at the slope x_k / x_head.
+  int cut_member(const ConeColumns& columns, int32_t head, size_t k, int32_t var, double slope);
+  int separate_members(size_t cone, const std::vector<double>& columns);
+  double head_floor(const ConeColumns& columns, int32_t head, const Switch& off) const;
+  // Of a plane that supports a cone at heads switched off, the least value.
+  double room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,
+                       const Hyperplane& plane) const;
   // Where the tangent is that is strongest at a point of the relaxation.
   double touching_point(const Square& square, const std::vector<double>& columns) const;
   int separate_cones(const std::vector<double>& columns);
@@ -112,8 +137,8 @@ class Relaxation {
   // 2 r_i x_head >= x_i^2 for all members, at the values given.
   int cut_norm(const ConeColumns& columns, int32_t head, double head_value,
                const std::vector<Member>& tail, const double* values);
-  int cut_plane(const CanonicalCone& cone, const Hyperplane& plane, int32_t last_column,
-                double last_sign);
+  int cut_plane(const CanonicalCone& cone, const ConeColumns& columns, const Hyperplane& plane,
+                int32_t last_column, double last_sign);
   int cut_matrices(const std::vector<double>& packed, double sign);
   int cut_by_vector(size_t first_column, const double* vector, size_t dimension);
 
@@ -129,7 +154,7 @@ class Relaxation {
   // Columns that are the product of a row and x: w = F x, in the order of their making.
   std::vector<std::pair<int32_t, Terms>> products_;
   std::set<std::vector<int64_t>> known_cuts_;
-  std::vector<int32_t> switches_;  // by variable
+  std::vector<Switch> switches_;  // by variable
   int num_cuts_ = 0;
 };
 

@@ -18,6 +18,8 @@ constexpr double kSatisfied = 1e-9;
 constexpr double kTinyCoefficient = 1e-9;
 // Steeper tangents have nothing left beside their largest coefficient.
 constexpr double kSteepest = 1e5;
+// A variable that is on by a smaller share counts as on by this.
+constexpr double kLeastShare = 1e-4;
 // Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
 constexpr double kNoEigenvalue = 1e-8;
 
@@ -26,6 +28,15 @@ int64_t key_of(double value) {
   constexpr double kDigits = 1e9;
   constexpr double kMost = 9e18;
   return static_cast<int64_t>(std::clamp(std::round(kDigits * value), -kMost, kMost));
+}
+
+std::vector<int64_t> key_of(double rhs, const Terms& terms) {
+  std::vector<int64_t> key = {key_of(rhs)};
+  for (const auto& [column, value] : terms) {
+    key.push_back(column);
+    key.push_back(key_of(value));
+  }
+  return key;
 }
 
 }  // namespace
@@ -49,46 +60,71 @@ int Relaxation::add_cut(const Terms& terms, double rhs) {
       kept.emplace_back(column, scaled);
     }
   }
-  std::vector<int64_t> key = {key_of(rhs)};
-  for (const auto& [column, value] : kept) {
-    key.push_back(column);
-    key.push_back(key_of(value));
-  }
-  if (!known_cuts_.insert(std::move(key)).second) return 0;
+  if (!known_cuts_.insert(key_of(rhs, kept)).second) return 0;
   add_row(rhs, kInfinity, std::move(kept));
+  rows_.back().is_cut = true;
   ++num_cuts_;
   return 1;
 }
 
-// With a binary variable at z the square is x^2 / z, whose tangents are those at x / z. Where z is
-// next to nothing, so is what the tangent says.
+int Relaxation::add_lifted_cut(Terms terms, double rhs, double room, const Switch& off) {
+  if (!off.exists() || !(room > 0.0) || !std::isfinite(room)) return add_cut(terms, rhs);
+  terms.emplace_back(off.binary, off.off_at_one ? -room : room);
+  return add_cut(terms, off.off_at_one ? rhs : rhs + room);
+}
+
+// Where x is on by a share z, and off at 0, the square is x^2 / z, whose tangents are those at x /
+// z.
 double Relaxation::touching_point(const Square& square, const std::vector<double>& columns) const {
-  constexpr double kLeastShare = 1e-4;
   const size_t j = index(square.column);
   const double x = columns[j];
-  if (square.binary < 0 || x == 0.0) return x;
-  const double share = std::clamp(columns[index(square.binary)], kLeastShare, 1.0);
-  return std::clamp(x / share, std::min(x, frame_.var_lower[j]), std::max(x, frame_.var_upper[j]));
+  const double way = x - square.off.value;
+  if (!square.off.exists() || way == 0.0) return x;
+  const double share = std::clamp(square.off.share(columns), kLeastShare, 1.0);
+  return std::clamp(square.off.value + way / share, std::min(x, frame_.var_lower[j]),
+                    std::max(x, frame_.var_upper[j]));
 }
 
 // At a point of an integer variable x the square is no less than its chord between the integers
-// beside it: x^2 >= (2 k + 1) x - k (k + 1). Where a binary variable switches x off, it takes the
-// place of 1 as the factor of the constant: at 0 the tangent goes through 0.
+// beside it: x^2 >= (2 k + 1) x - k (k + 1).
 int Relaxation::cut_square(const Square& square, double x) {
   const double factor = 0.5 * square.scale * square.scale;
-  const auto cut = [&](double slope, double rhs) {
-    Terms terms = {{square.r, 1.0}, {square.column, -factor * slope}};
-    if (square.binary < 0) return add_cut(terms, factor * rhs);
-    terms.emplace_back(square.binary, -factor * rhs);
-    return add_cut(terms, 0.0);
+  const auto cut = [&](double slope, double drop) {
+    const double off = square.off.value;
+    const double room = factor * (off * off - slope * off + drop);
+    return add_lifted_cut({{square.r, 1.0}, {square.column, -factor * slope}}, -factor * drop, room,
+                          square.off);
   };
-  if (!square.integer) return x == 0.0 ? 0 : cut(2.0 * x, -x * x);
+  if (!square.integer) return x == 0.0 ? 0 : cut(2.0 * x, x * x);
   constexpr double kNear = 1e-5;
   int added = 0;
   for (double k = std::floor(x - kNear); k <= x + kNear; k += 1.0) {
-    added += cut(2.0 * k + 1.0, -k * (k + 1.0));
+    added += cut(2.0 * k + 1.0, k * (k + 1.0));
   }
   return added;
+}
+
+double Relaxation::head_floor(const ConeColumns& columns, int32_t head, const Switch& off) const {
+  if (head >= model_.num_var()) return 0.0;
+  const Switch& own = switches_[index(head)];
+  const bool together = own.exists() && off.exists() && own.same_as(off);
+  return std::max(columns.head_floor, together ? own.value : 0.0);
+}
+
+// r >= slope x - slope^2 / 2 head. While x is off, at v, the least of v^2 / (2 head) - slope v +
+// slope^2 / 2 head is where head is |v / slope|, or as near to it as it can be.
+int Relaxation::cut_member(const ConeColumns& columns, int32_t head, size_t k, int32_t var,
+                           double slope) {
+  if (slope == 0.0) return 0;
+  if (columns.fixed_head > 0.0) {
+    return cut_square(squares_[columns.first_square + k], slope * columns.fixed_head);
+  }
+  const Switch& off = switches_[index(var)];
+  const double least = std::max(head_floor(columns, head, off), std::fabs(off.value / slope));
+  const double rest = least > 0.0 ? 0.5 * off.value / least * off.value : 0.0;
+  const double room = rest - slope * off.value + 0.5 * slope * slope * least;
+  return add_lifted_cut({{columns.r[k], 1.0}, {var, -slope}, {head, 0.5 * slope * slope}}, 0.0,
+                        room, off);
 }
 
 int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_value,
@@ -98,18 +134,70 @@ int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_v
     const bool steep = head_value <= std::fabs(values[k]) / kSteepest;
     const double slope = steep ? std::copysign(kSteepest, values[k]) : values[k] / head_value;
     if (values[k] == 0.0) continue;
-    if (columns.fixed_head > 0.0) {
-      added += cut_square(squares_[columns.first_square + k], slope * columns.fixed_head);
-      continue;
-    }
-    added +=
-        add_cut({{columns.r[k], 1.0}, {tail[k].var, -slope}, {head, 0.5 * slope * slope}}, 0.0);
+    added += cut_member(columns, head, k, tail[k].var, slope);
   }
   return added;
 }
 
-int Relaxation::cut_plane(const CanonicalCone& cone, const Hyperplane& plane, int32_t last_column,
-                          double last_sign) {
+// Members that a binary variable switches off at 0, on by a share z: what r is at least is
+// x^2 / (2 h), where h is the head without the part of it that is there while x is off.
+int Relaxation::separate_members(size_t c, const std::vector<double>& columns) {
+  const ConeColumns& own = cone_columns_[c];
+  if (own.r.empty() || own.norm >= 0 || own.fixed_head > 0.0) return 0;
+  const CanonicalCone& cone = cones_[c];
+  const int32_t head = cone.members[own.head].var;
+  const size_t heads = cone.members.size() - own.r.size();
+  int added = 0;
+  for (size_t k = 0; k < own.r.size(); ++k) {
+    const int32_t var = cone.members[heads + k].var;
+    const Switch& off = switches_[index(var)];
+    const double floor = head_floor(own, head, off);
+    if (!off.exists() || off.value != 0.0 || floor <= 0.0) continue;
+    const double x = columns[index(var)];
+    const double rest = columns[index(head)] - floor * (1.0 - off.share(columns));
+    const double slope = x / std::max(rest, kLeastShare * floor);
+    const double least = slope * x - 0.5 * slope * slope * rest;
+    if (least - columns[index(own.r[k])] <= kSatisfied * std::max(1.0, least)) continue;
+    added += cut_member(own, head, k, var, slope);
+  }
+  return added;
+}
+
+std::vector<int32_t> Relaxation::heads_to_bound() const {
+  std::vector<int32_t> heads;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeColumns& own = cone_columns_[c];
+    if (own.r.empty() || own.norm >= 0 || own.fixed_head > 0.0) continue;
+    const auto& members = cones_[c].members;
+    const bool switched =
+        std::any_of(members.end() - static_cast<ptrdiff_t>(own.r.size()), members.end(),
+                    [&](const Member& member) { return switches_[index(member.var)].exists(); });
+    if (switched) heads.push_back(members[own.head].var);
+  }
+  return heads;
+}
+
+void Relaxation::raise_head_floor(int32_t head, double floor) {
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    ConeColumns& own = cone_columns_[c];
+    const bool has_head = !own.r.empty() && own.norm < 0 && cones_[c].members[own.head].var == head;
+    if (has_head) own.head_floor = std::max(own.head_floor, floor);
+  }
+}
+
+// With the heads at values of their own, the last member, or the norm, is as large as it can be.
+double Relaxation::room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,
+                                 const Hyperplane& plane) const {
+  const std::vector<double>& heads = columns.off_heads;
+  if (!columns.off.exists()) return 0.0;
+  if (*std::min_element(heads.begin(), heads.end()) < 0.0) return 0.0;
+  double sum = 0.0;
+  for (size_t k = 0; k < heads.size(); ++k) sum += plane[k] * heads[k];
+  return sum + plane.back() * largest_last(cone, heads);
+}
+
+int Relaxation::cut_plane(const CanonicalCone& cone, const ConeColumns& columns,
+                          const Hyperplane& plane, int32_t last_column, double last_sign) {
   if (plane.empty()) return 0;
   Terms terms;
   const bool has_last = last_column >= 0;
@@ -117,7 +205,7 @@ int Relaxation::cut_plane(const CanonicalCone& cone, const Hyperplane& plane, in
     terms.emplace_back(cone.members[k].var, cone.members[k].scale * plane[k]);
   }
   if (has_last) terms.emplace_back(last_column, last_sign * plane.back());
-  return add_cut(terms, 0.0);
+  return add_lifted_cut(std::move(terms), 0.0, room_of_plane(cone, columns, plane), columns.off);
 }
 
 // At a point of the cone's boundary.
@@ -126,7 +214,7 @@ int Relaxation::cut_cone(size_t c, const std::vector<double>& point) {
   const ConeColumns& columns = cone_columns_[c];
   const size_t heads = std::min(cone.num_heads(), point.size());
   if (cone.kind == ConeKind::kExponential) {
-    return cut_plane(cone, support_exponential(point), -1, 0.0);
+    return cut_plane(cone, columns, support_exponential(point), -1, 0.0);
   }
   const std::vector<Member> tail(cone.members.begin() + static_cast<ptrdiff_t>(heads),
                                  cone.members.end());
@@ -136,7 +224,8 @@ int Relaxation::cut_cone(size_t c, const std::vector<double>& point) {
   if (cone.kind == ConeKind::kPower && !tail.empty()) {
     const double sign = point[heads] < 0.0 ? -1.0 : 1.0;
     const int32_t last = columns.norm >= 0 ? columns.norm : tail[0].var;
-    added += cut_plane(cone, support_power(cone, point), last, columns.norm >= 0 ? 1.0 : sign);
+    added +=
+        cut_plane(cone, columns, support_power(cone, point), last, columns.norm >= 0 ? 1.0 : sign);
     head = columns.norm;
     head_value = 0.0;
     for (size_t k = heads; k < point.size(); ++k) head_value = std::hypot(head_value, point[k]);
@@ -220,14 +309,35 @@ int Relaxation::separate_cones(const std::vector<double>& columns) {
   return added;
 }
 
+void Relaxation::drop_loose_cuts(const std::vector<double>& columns) {
+  constexpr double kLoose = 1e-6;
+  const auto is_loose = [&](const Row& row) {
+    double sum = 0.0;
+    double size = 1.0;
+    for (const auto& [column, value] : row.terms) {
+      sum += value * columns[index(column)];
+      size = std::max(size, std::fabs(value * columns[index(column)]));
+    }
+    return row.is_cut && sum - row.lower > kLoose * size;
+  };
+  for (const Row& row : rows_) {
+    if (!is_loose(row)) continue;
+    known_cuts_.erase(key_of(row.lower, row.terms));
+    --num_cuts_;
+  }
+  rows_.erase(std::remove_if(rows_.begin(), rows_.end(), is_loose), rows_.end());
+}
+
 int Relaxation::separate(const std::vector<double>& columns) {
   int added = separate_cones(columns);
+  for (size_t c = 0; c < cones_.size(); ++c) added += separate_members(c, columns);
   for (const Square& square : squares_) {
     const double touching = touching_point(square, columns);
     const double factor = 0.5 * square.scale * square.scale;
-    const double share = square.binary < 0 ? 1.0 : columns[index(square.binary)];
+    const double share = square.off.exists() ? square.off.share(columns) : 1.0;
     const double x = columns[index(square.column)];
-    const double tangent = factor * touching * (2.0 * x - touching * share);
+    const double away = touching - square.off.value;
+    const double tangent = factor * (touching * (2.0 * x - touching) + away * away * (1.0 - share));
     if (tangent - columns[index(square.r)] <= kSatisfied * std::max(1.0, tangent)) continue;
     added += cut_square(square, touching);
   }

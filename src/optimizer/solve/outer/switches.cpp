@@ -2,10 +2,11 @@
 #include "solve/outer/switches.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
+#include <tuple>
 #include <utility>
 
-#include "solve/sparse_columns.h"
 #include "solve/vectors.h"
 
 namespace vorlan::outer {
@@ -14,22 +15,20 @@ namespace {
 // Equations hand a switch on no further than through a chain of this length.
 constexpr int kMostPasses = 10;
 
-struct Interval {
-  double lower, upper;
-};
-
 bool is_binary(const Model& model, int32_t var) {
   const size_t j = index(var);
-  return model.var_kind[j] == VarKind::kInteger && model.var_lower[j] >= 0.0 &&
-         model.var_upper[j] <= 1.0;
+  return model.var_kind[j] == VarKind::kInteger && model.var_lower[j] == 0.0 &&
+         model.var_upper[j] == 1.0;
 }
 
 class Finder {
  public:
   Finder(const Model& model, const RowView& rows)
-      : model_(model), rows_(rows), switches_(model.cost.size(), -1) {}
+      : model_(model), rows_(rows), switches_(model.cost.size()) {
+    for (int32_t j = 0; j < model.num_var(); ++j) fixed_.push_back(fixed_value(model, rows, j));
+  }
 
-  std::vector<int32_t> find() {
+  std::vector<Switch> find() {
     look_at_pairs();
     for (int pass = 0; pass < kMostPasses && hand_on(); ++pass) {
     }
@@ -37,21 +36,32 @@ class Finder {
   }
 
  private:
-  // The values that the other variable of a row can have where the binary one is 0.
-  void narrow(size_t row, size_t other, int32_t binary) {
-    const auto var = index(rows_.var[other]);
-    const double factor = rows_.value[other];
-    double lower = model_.con_lower[row] / factor;
-    double upper = model_.con_upper[row] / factor;
-    if (factor < 0.0) std::swap(lower, upper);
+  struct Interval {
+    double lower, upper;
+  };
+
+  Interval own_range(size_t var) const {
     const bool semi = is_semi(model_.var_kind[var]);
-    const Interval own = {semi ? std::min(0.0, model_.var_lower[var]) : model_.var_lower[var],
-                          semi ? std::max(0.0, model_.var_upper[var]) : model_.var_upper[var]};
-    Interval& range = ranges_.try_emplace({rows_.var[other], binary}, own).first->second;
+    return {semi ? std::min(0.0, model_.var_lower[var]) : model_.var_lower[var],
+            semi ? std::max(0.0, model_.var_upper[var]) : model_.var_upper[var]};
+  }
+
+  // The values that the variable at one place of a row can have where the binary one, at the other
+  // place, has the given value.
+  void narrow(size_t row, size_t place, size_t binary_place, bool at_one) {
+    const auto var = index(rows_.var[place]);
+    const int32_t binary = rows_.var[binary_place];
+    const double factor = rows_.value[place];
+    const double rest = at_one ? rows_.value[binary_place] : 0.0;
+    double lower = (model_.con_lower[row] - rest) / factor;
+    double upper = (model_.con_upper[row] - rest) / factor;
+    if (factor < 0.0) std::swap(lower, upper);
+    const auto key = std::tuple(rows_.var[place], binary, at_one);
+    Interval& range = ranges_.try_emplace(key, own_range(var)).first->second;
     range.lower = std::max(range.lower, lower);
     range.upper = std::min(range.upper, upper);
-    const bool is_off = range.lower >= 0.0 && range.upper <= 0.0;
-    if (is_off && switches_[var] < 0) switches_[var] = binary;
+    const bool is_off = range.lower == range.upper && !switches_[var].exists();
+    if (is_off) switches_[var] = {binary, at_one, range.lower + 0.0};
   }
 
   void look_at_pairs() {
@@ -60,58 +70,88 @@ class Finder {
       if (!rows_.linear[row] || rows_.start[row + 1] - first != 2) continue;
       for (const size_t k : {first, first + 1}) {
         const size_t other = 2 * first + 1 - k;
-        if (rows_.value[k] == 0.0 || rows_.value[other] == 0.0) continue;
-        if (is_binary(model_, rows_.var[k])) narrow(row, other, rows_.var[k]);
+        const bool usable = rows_.value[k] != 0.0 && rows_.value[other] != 0.0;
+        if (!usable || !is_binary(model_, rows_.var[k])) continue;
+        narrow(row, other, k, false);
+        narrow(row, other, k, true);
       }
     }
   }
 
-  // Where all other variables of an equation with the right-hand side 0 are off, so is the last.
+  // Where an equation has one variable that is not known to be off or fixed, it is off as the
+  // others are.
   bool hand_on() {
     bool found = false;
     for (size_t row = 0; row < rows_.linear.size(); ++row) {
-      if (!rows_.linear[row] || model_.con_lower[row] != 0.0 || model_.con_upper[row] != 0.0) {
-        continue;
-      }
+      if (!rows_.linear[row] || model_.con_lower[row] != model_.con_upper[row]) continue;
       found = hand_on_in(row) || found;
     }
     return found;
   }
 
   bool hand_on_in(size_t row) {
-    int32_t last = -1;
-    int32_t common = -1;
-    for (size_t k = rows_.start[row]; k < rows_.start[row + 1]; ++k) {
-      const int32_t var = rows_.var[k];
-      const int32_t own = is_binary(model_, var) ? var : switches_[index(var)];
-      const bool is_last = own < 0;
-      if (rows_.value[k] == 0.0 || (is_last && last >= 0)) return false;
-      if (!is_last && common >= 0 && own != common) return false;
-      (is_last ? last : common) = is_last ? var : own;
+    const size_t none = rows_.start[row + 1];
+    size_t last = none;
+    Switch common = first_switch(row);
+    if (!common.exists()) return false;
+    double rest = model_.con_lower[row];
+    for (size_t k = rows_.start[row]; k < none; ++k) {
+      const double value = value_when_off(rows_.var[k], common);
+      if (!std::isnan(value)) {
+        rest -= rows_.value[k] * value;
+      } else if (last != none || switches_[index(rows_.var[k])].exists()) {
+        return false;
+      } else {
+        last = k;
+      }
     }
-    if (last < 0 || common < 0) return false;
-    switches_[index(last)] = common;
+    if (last == none || rows_.value[last] == 0.0) return false;
+    common.value = rest / rows_.value[last];
+    switches_[index(rows_.var[last])] = common;
     return true;
+  }
+
+  Switch first_switch(size_t row) const {
+    for (size_t k = rows_.start[row]; k < rows_.start[row + 1]; ++k) {
+      const Switch& own = switches_[index(rows_.var[k])];
+      if (own.exists() && std::isnan(fixed_[index(rows_.var[k])])) return own;
+    }
+    return {};
+  }
+
+  // NaN when it is not known.
+  double value_when_off(int32_t var, const Switch& common) const {
+    if (var == common.binary) return common.off_at_one ? 1.0 : 0.0;
+    if (!std::isnan(fixed_[index(var)])) return fixed_[index(var)];
+    const Switch& own = switches_[index(var)];
+    return own.exists() && own.same_as(common) ? own.value : std::nan("");
   }
 
   const Model& model_;
   const RowView& rows_;
-  std::map<std::pair<int32_t, int32_t>, Interval> ranges_;
-  std::vector<int32_t> switches_;
+  std::map<std::tuple<int32_t, int32_t, bool>, Interval> ranges_;
+  std::vector<Switch> switches_;
+  std::vector<double> fixed_;
 };
 
 }  // namespace
 
-std::vector<int32_t> find_switches(const Model& model, const RowView& rows) {
-  return Finder(model, rows).find();
+double fixed_value(const Model& model, const RowView& rows, int32_t var) {
+  const size_t j = index(var);
+  if (is_semi(model.var_kind[j])) return std::nan("");
+  if (model.var_lower[j] == model.var_upper[j]) return model.var_lower[j];
+  const SparseMatrix& a = model.matrix;
+  for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+    const size_t row = index(a.row[k]);
+    const bool is_equation = model.con_lower[row] == model.con_upper[row] && rows.linear[row];
+    const bool is_alone = rows.start[row + 1] - rows.start[row] == 1 && a.value[k] != 0.0;
+    if (is_equation && is_alone) return model.con_lower[row] / a.value[k];
+  }
+  return std::nan("");
 }
 
-int32_t common_switch(const std::vector<int32_t>& switches, const std::vector<int32_t>& vars) {
-  if (vars.empty()) return -1;
-  const int32_t first = switches[index(vars[0])];
-  const bool common = std::all_of(vars.begin(), vars.end(),
-                                  [&](int32_t var) { return switches[index(var)] == first; });
-  return common ? first : -1;
+std::vector<Switch> find_switches(const Model& model, const RowView& rows) {
+  return Finder(model, rows).find();
 }
 
 }  // namespace vorlan::outer

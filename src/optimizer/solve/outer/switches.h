@@ -1,8 +1,9 @@
-// Binary variables that switch others off: where the binary variable is 0, so is the other one.
+// Binary variables that switch others off: where the binary variable has one of its values, the
+// other one has a value of its own, as a rule 0.
 //
 // Known from constraints of two variables, as -5 z <= x <= 5 z, and handed on by equations, as from
-// x to y by y = 2 x. A square of such a variable has tangents that are stronger where the binary
-// one is fractional:
+// x to y by y = 1 + x. Cuts of a function of such a variable are made stronger where the binary one
+// is fractional:
 //
 //   A. Frangioni, C. Gentile, Perspective cuts for a class of convex 0-1 mixed integer programs,
 //   Mathematical Programming 106, 2006.
@@ -16,10 +17,26 @@
 
 namespace vorlan::outer {
 
-// By variable: a binary variable that switches it off, -1 when there is none.
-std::vector<int32_t> find_switches(const Model& model, const RowView& rows);
+struct Switch {
+  int32_t binary = -1;  // -1: there is none
+  bool off_at_one = false;
+  double value = 0.0;  // of the variable that is off
 
-// The switch that all of these variables have, or -1.
-int32_t common_switch(const std::vector<int32_t>& switches, const std::vector<int32_t>& vars);
+  bool exists() const { return binary >= 0; }
+  bool same_as(const Switch& other) const {
+    return binary == other.binary && off_at_one == other.off_at_one;
+  }
+  // 1 where the variable is on, 0 where it is off, at a point.
+  double share(const std::vector<double>& x) const {
+    const double z = x[static_cast<size_t>(binary)];
+    return off_at_one ? 1.0 - z : z;
+  }
+};
+
+// What a variable is fixed at, by its bounds or by an equation of its own; else NaN.
+double fixed_value(const Model& model, const RowView& rows, int32_t var);
+
+// By variable.
+std::vector<Switch> find_switches(const Model& model, const RowView& rows);
 
 }  // namespace vorlan::outer

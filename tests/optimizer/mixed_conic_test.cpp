@@ -347,6 +347,32 @@ TEST(MixedConicStop, StartsFromTheSolutionHeld) {
   EXPECT_LE(mixed.solution().primal_objective, held + 1e-9);
 }
 
+// Where the fixed models end by the limit, the rounds do not begin again and again with the same
+// integers.
+TEST(MixedConicStop, ByTheIterationLimitOfAFixedModel) {
+  for (const char* limit : {"4", "6", "8", "10", "12"}) {
+    SCOPED_TRACE(limit);
+    Mixed mixed;
+    mixed.task.model = design_model(4, 8);
+    put(&mixed, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", limit);
+    put(&mixed, "VLN_DPAR_TIME_LIMIT", "20");
+    solve(&mixed);
+    EXPECT_NE(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
+  }
+}
+
+// The conic method stalls on the continuous models of these.
+TEST(MixedConic, InfeasibleWithoutAContinuousAnswer) {
+  for (const auto& [family, seed] : {std::pair{test::MixedFamily::kRotatedCone, 6350U},
+                                     std::pair{test::MixedFamily::kExponentialCone, 6339U}}) {
+    Mixed mixed;
+    mixed.task.model = test::make_mixed_model(family, seed);
+    solve(&mixed);
+    EXPECT_EQ(mixed.termination, Code::kOk) << mixed.log;
+    EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+  }
+}
+
 // One answer whatever the process, and whenever it is asked.
 TEST(MixedConic, IsDeterministic) {
   Mixed first;

@@ -53,6 +53,12 @@ void put(Parameters* parameters, const char* name, double value) {
   [[maybe_unused]] const Status status = parameters->put_by_name(name, format_text("%.17g", value));
 }
 
+// A stop from outside; a solve that stalls has ended by itself, without an answer.
+bool is_interrupted(const BackendResult& found) {
+  return found.outcome == Outcome::kStopped &&
+         (found.termination == Code::kTrmTimeLimit || found.termination == Code::kTrmUserCallback);
+}
+
 // Without integers; a semi-continuous variable is between 0 and what it can be.
 Model relax(Model model) {
   for (size_t j = 0; j < model.cost.size(); ++j) {
@@ -212,7 +218,7 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
       kConicBackend.solve(MinimizeProblem(relaxed), parameters_, seconds_left(), &monitor, &found);
   if (!status.ok()) return status;
   interior_ += found.progress.interior_iterations;
-  if (found.outcome == Outcome::kStopped) {
+  if (is_interrupted(found) || found.termination == Code::kTrmIterationLimit) {
     if (!reaches_limit(result)) finish(Outcome::kStopped, found.termination, result);
     return {};
   }
@@ -228,7 +234,10 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
     return {};
   }
   relaxation_ = std::make_unique<Relaxation>(problem_);
-  if (found.outcome != Outcome::kOptimal) return {};
+  if (found.outcome != Outcome::kOptimal) {
+    learn_from_stall(found);
+    return inner_failure_;
+  }
   const MinimizeProblem continuous(relaxed);
   const double objective = objective_sum(continuous, found.x, found.barx).value;
   const double proven = dual_objective(continuous, found);
@@ -244,6 +253,19 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   }
   try_integers(found.x);
   return inner_failure_;
+}
+
+// Without an answer to the continuous model the rounds begin with what its last point says.
+void OuterApproximation::learn_from_stall(const BackendResult& found) {
+  const bool has_point = found.certificate == Certificate::kNone &&
+                         found.x.size() == model_.cost.size() &&
+                         found.barx.size() == index(packed_starts(model_).back());
+  if (has_point) {
+    relaxation_->cut_by_duals(found);
+    relaxation_->separate(relaxation_->lift(found.x, found.barx));
+  }
+  log_round(kInfinity);
+  if (has_point) try_integers(found.x);
 }
 
 // What a variable is no less than, by the multipliers of the continuous model.
@@ -367,7 +389,7 @@ bool OuterApproximation::try_integers(const std::vector<double>& x) {
     inner_failure_ = std::move(status);
     return false;
   }
-  if (found.outcome == Outcome::kStopped) return true;
+  if (is_interrupted(found)) return true;
   tried_.insert(std::move(assignment));
   if (found.certificate == Certificate::kNone) offer(found.x, found.barx);
   if (found.outcome == Outcome::kInfeasible) find_violation(fixed, &at);

@@ -45,6 +45,7 @@ class OuterApproximation {
  private:
   Status solve_relaxation(BackendResult* result);
   Status solve_rounds(BackendResult* result);
+  void learn_from_stall(const BackendResult& found);
   void bound_heads(const Model& relaxed);
   double least_value(const Model& relaxed, int32_t var);
   void raise_objective_head(double bound);

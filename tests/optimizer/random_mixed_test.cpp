@@ -9,9 +9,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "cone_points.h"
 #include "format/problem_file.h"
 #include "random_mixed_model.h"
+#include "solve/checker.h"
 #include "solve/optimize.h"
+#include "solve/outer/relaxation.h"
 #include "task/task.h"
 
 namespace vorlan {
@@ -79,6 +82,29 @@ void check_early_bound(const Enumeration& expected, Task* task) {
   }
 }
 
+// Cuts from anywhere leave the optimum where it is.
+void check_cuts(const Task& task, uint32_t seed) {
+  const Solution& s = task.solutions[2];
+  if (s.status != SolutionStatus::kIntegerOptimal) return;
+  const MinimizeProblem problem(task.model);
+  outer::Relaxation relaxation(problem);
+  test::Random random(seed);
+  for (int k = 0; k < 10; ++k) {
+    std::vector<double> anywhere(relaxation.num_columns());
+    for (double& value : anywhere) value = random.between(-1.0, 3.0);
+    for (size_t j = 0; j < task.model.cost.size(); ++j) {
+      if (task.model.var_upper[j] == 1.0) anywhere[j] = random.between(0.0, 1.0);
+    }
+    relaxation.separate(anywhere);
+  }
+  Model linear = relaxation.make_model();
+  linear.var_kind.assign(linear.cost.size(), VarKind::kContinuous);
+  for (size_t j = 0; j < task.model.cost.size(); ++j) {
+    linear.var_lower[j] = linear.var_upper[j] = s.xx[j];  // which may be 0 and semi-continuous
+  }
+  EXPECT_LE(primal_violation(linear, relaxation.lift(s.xx, s.barx)), 1e-6);
+}
+
 class RandomMixed : public testing::TestWithParam<int> {};
 
 TEST_P(RandomMixed, AgreesWithEnumeration) {
@@ -105,6 +131,7 @@ TEST_P(RandomMixed, AgreesWithEnumeration) {
     ASSERT_TRUE(status.ok()) << status.message();
     const Enumeration expected = test::enumerate(task.model);
     compare(expected, task, termination, &counts);
+    check_cuts(task, seed);
     if (!HasFailure()) check_early_bound(expected, &task);
     if (HasFailure()) FAIL() << log;
   }

@@ -10,6 +10,7 @@
 #include "solve/cone_violation.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/outer/canonical_cone.h"
+#include "solve/outer/diagonal_part.h"
 #include "solve/outer/fixed_model.h"
 #include "solve/outer/relaxation.h"
 #include "solve/outer/switches.h"
@@ -163,20 +164,20 @@ TEST(Cuts, OfSquares) {
   }
 }
 
-// At 1.5 the chord of the square between 1 and 2 is 2.5, the square only 2.25.
+// At 1.5 the chord of half the square between 1 and 2 is 1.25, half the square only 1.125.
 TEST(Cuts, OfAnIntegerSquareAreChords) {
   Model model = test::free_variables({0.0});
   model.var_kind[0] = VarKind::kInteger;
-  model.quadratic_cost = {{0, 0, 2.0}};
+  model.quadratic_cost = {{0, 0, 1.0}};
   const MinimizeProblem problem(model);
   Relaxation relaxation(problem);
   EXPECT_EQ(relaxation.cut_by_curvature({1.5}), 1);
   EXPECT_EQ(relaxation.cut_by_curvature({1.2}), 0) << "the same chord";
   const Model linear = relaxation.make_model();
   const auto holds = [&](double x, double r) { return row_violation(linear, {x, r}) <= 1e-9; };
-  for (int x = -4; x <= 4; ++x) EXPECT_TRUE(holds(x, x * x)) << x;
-  EXPECT_TRUE(holds(1.5, 2.5));
-  EXPECT_FALSE(holds(1.5, 2.4));
+  for (int x = -4; x <= 4; ++x) EXPECT_TRUE(holds(x, 0.5 * x * x)) << x;
+  EXPECT_TRUE(holds(1.5, 1.25));
+  EXPECT_FALSE(holds(1.5, 1.2));
 }
 
 // A binary variable z (x3) with 0 <= x0 <= 4 z, x1 = 2 x0; -3 z <= x2 <= 3 - z does not hold x2 at
@@ -308,15 +309,37 @@ TEST(Cuts, OfSwitchedMembersUnderAHeadThatIsLarge) {
   EXPECT_TRUE(is_cut_off(linear, {0.55, 1.1, 1.3, 0.3}));
 }
 
+// Of x0^2 + x0 x1 + x1^2, what can be taken out of the diagonal of Q = (2 1; 1 2), nearly: 1 of
+// each, or 3/2 of one alone.
+TEST(DiagonalPart, IsTheLargestOfSwitchedVariables) {
+  const std::vector<TriangleEntry> form = {{0, 0, 2.0}, {1, 0, 1.0}, {1, 1, 2.0}};
+  const outer::Switch on{2, false, 0.0};
+  const std::vector<TriangleEntry> both = outer::find_diagonal_part(form, 1.0, {on, on});
+  ASSERT_EQ(both.size(), 2U);
+  for (const TriangleEntry& e : both) {
+    EXPECT_EQ(e.row, e.col);
+    EXPECT_NEAR(e.value, 1.0, 0.01);
+    EXPECT_LT(e.value, 1.0);
+  }
+  const std::vector<TriangleEntry> one = outer::find_diagonal_part(form, 1.0, {on, {}});
+  ASSERT_EQ(one.size(), 1U);
+  EXPECT_NEAR(one[0].value, 1.5, 0.01);
+  EXPECT_TRUE(outer::find_diagonal_part(form, 1.0, {{}, {}}).empty());
+  EXPECT_TRUE(outer::find_diagonal_part({{0, 0, 2.0}}, 1.0, {on}).empty()) << "is a square already";
+  EXPECT_TRUE(
+      outer::find_diagonal_part({{0, 0, 1.0}, {1, 0, 1.0}, {1, 1, 1.0}}, 1.0, {on, on}).empty())
+      << "a square of a sum";
+}
+
 // Loose cuts are forgotten, and can be found again.
 TEST(Cuts, AreDroppedWhereTheyAreLoose) {
   Model model = test::free_variables({0.0});
-  model.quadratic_cost = {{0, 0, 2.0}};
+  model.quadratic_cost = {{0, 0, 1.0}};
   const MinimizeProblem problem(model);
   Relaxation relaxation(problem);
   relaxation.cut_by_curvature({1.0});
   relaxation.cut_by_curvature({-1.0});
-  relaxation.drop_loose_cuts({1.0, 1.0});
+  relaxation.drop_loose_cuts({1.0, 0.5});
   EXPECT_EQ(relaxation.num_cuts(), 1);
   EXPECT_EQ(relaxation.cut_by_curvature({1.0}), 0) << "is still there";
   EXPECT_EQ(relaxation.cut_by_curvature({-1.0}), 1);

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "solve/conic/convexity.h"
+#include "solve/outer/diagonal_part.h"
 #include "solve/outer/switches.h"
 #include "solve/sparse_columns.h"
 #include "solve/terms.h"
@@ -113,8 +114,16 @@ Switch Relaxation::common_switch(const Terms& row) const {
   return common;
 }
 
-// Half the square of a row of F. Of a binary variable it is a multiple of the variable.
-std::pair<int32_t, double> Relaxation::add_square(const Terms& row) {
+// Half the square of a row of F, as a multiple of a column; of a binary variable it is one of the
+// variable. The column is of the size of the variables, so that a tolerance of its cuts is one in
+// terms of the form: variances are a thousandth of what they are the squares of.
+std::pair<int32_t, double> Relaxation::add_square(Terms row) {
+  constexpr double kLeastSize = 1e-4;
+  constexpr double kMostSize = 1e3;
+  double size = 0.0;
+  for (const auto& [var, value] : row) size = std::max(size, std::fabs(value));
+  size = std::clamp(size, kLeastSize, kMostSize);
+  for (auto& [var, value] : row) value /= size;
   Square square{row[0].first, row[0].second, -1, false, {}};
   square.off = common_switch(row);
   if (row.size() > 1) {
@@ -128,17 +137,22 @@ std::pair<int32_t, double> Relaxation::add_square(const Terms& row) {
     const auto var = index(row[0].first);
     square.integer = is_whole(model_.var_kind[var]);
     if (square.integer && frame_.var_lower[var] >= 0.0 && frame_.var_upper[var] <= 1.0) {
-      return {square.column, 0.5 * square.scale * square.scale};
+      return {square.column, 0.5 * std::pow(size * square.scale, 2)};
     }
   }
   square.r = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
   squares_.push_back(square);
-  return {square.r, 1.0};
+  return {square.r, size * size};
 }
 
 Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor) {
   Terms sum;
-  for (const Terms& row : conic::factor_convex(entries, factor, true).rows) {
+  std::vector<TriangleEntry> rest = entries;
+  for (const TriangleEntry& e : find_diagonal_part(entries, factor, switches_)) {
+    sum.push_back(add_square({{e.row, std::sqrt(e.value)}}));
+    rest.push_back({e.row, e.col, -e.value / factor});
+  }
+  for (const Terms& row : conic::factor_convex(rest, factor, true).rows) {
     sum.push_back(add_square(row));
   }
   return sum;

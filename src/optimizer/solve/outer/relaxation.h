@@ -4,8 +4,10 @@
 // Its first columns are the variables of the model, behind them come the elements of the matrix
 // variables and what the parts of the model need in order to be cut off well:
 //
-//   1/2 x'Qx of objective or constraint   with F'F = Q: w = F x, and r_i >= w_i^2 / 2 for each row;
-//                                         the sum of r takes the place of the quadratic terms
+//   1/2 x'Qx of objective or constraint   with D + F'F = Q: w = F x, and r_i >= w_i^2 / 2 for each
+//   row
+//                                         of F and the diagonal D (diagonal_part.h); the sum of r
+//                                         takes the place of the quadratic terms
 //   x0 >= |(x1, x2, ...)|                 2 r_i x0 >= x_i^2, sum of r <= x0 / 2
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm as of the quadratic cone
@@ -108,7 +110,7 @@ class Relaxation {
   void add_matrix_rows(const MinimizeProblem& problem);
   // 1/2 x'Qx as a sum of columns.
   Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);
-  std::pair<int32_t, double> add_square(const Terms& row);
+  std::pair<int32_t, double> add_square(Terms row);
   Switch common_switch(const Terms& row) const;
   void add_quadratic_rows();
   void add_cone(const Cone& cone);

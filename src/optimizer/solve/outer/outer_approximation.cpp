@@ -246,7 +246,7 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   relaxation_->cut_by_duals(found);
   relaxation_->cut_by_curvature(found.x);
   relaxed_point_ = relaxation_->lift(found.x, found.barx);
-  refine_relaxation();
+  if (relaxation_->has_switched_parts()) refine_relaxation();
   log_round(objective);
   if (problem_.start != nullptr && problem_.start->xx.size() == model_.cost.size()) {
     try_integers(problem_.start->xx);

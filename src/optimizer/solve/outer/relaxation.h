@@ -69,6 +69,8 @@ class Relaxation {
   // Cuts off a direction in which the relaxation goes on for ever, but the model does not.
   int separate_ray(const std::vector<double>& direction);
 
+  // Whether cuts can be stronger than the continuous model.
+  bool has_switched_parts() const;
   // Heads of cones that make cuts stronger, the larger they are known to be at least: what members
   // of the norm are divided by, where binary variables switch some of these off. Variables.
   std::vector<int32_t> heads_to_bound() const;

@@ -163,6 +163,14 @@ int Relaxation::separate_members(size_t c, const std::vector<double>& columns) {
   return added;
 }
 
+bool Relaxation::has_switched_parts() const {
+  return !heads_to_bound().empty() ||
+         std::any_of(squares_.begin(), squares_.end(),
+                     [](const Square& square) { return square.off.exists(); }) ||
+         std::any_of(cone_columns_.begin(), cone_columns_.end(),
+                     [](const ConeColumns& columns) { return columns.off.exists(); });
+}
+
 std::vector<int32_t> Relaxation::heads_to_bound() const {
   std::vector<int32_t> heads;
   for (size_t c = 0; c < cones_.size(); ++c) {

@@ -337,11 +337,14 @@ TEST(Cuts, AreDroppedWhereTheyAreLoose) {
   model.quadratic_cost = {{0, 0, 1.0}};
   const MinimizeProblem problem(model);
   Relaxation relaxation(problem);
+  relaxation.cut_by_curvature({-2.0});
+  const size_t first = relaxation.num_rows();
   relaxation.cut_by_curvature({1.0});
   relaxation.cut_by_curvature({-1.0});
-  relaxation.drop_loose_cuts({1.0, 0.5});
-  EXPECT_EQ(relaxation.num_cuts(), 1);
-  EXPECT_EQ(relaxation.cut_by_curvature({1.0}), 0) << "is still there";
+  relaxation.drop_loose_cuts(first, {1.0, 0.5});
+  EXPECT_EQ(relaxation.num_cuts(), 2);
+  EXPECT_EQ(relaxation.cut_by_curvature({-2.0}), 0) << "is from before";
+  EXPECT_EQ(relaxation.cut_by_curvature({1.0}), 0) << "is not loose";
   EXPECT_EQ(relaxation.cut_by_curvature({-1.0}), 1);
 }
 

@@ -246,12 +246,12 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   relaxation_->cut_by_duals(found);
   relaxation_->cut_by_curvature(found.x);
   relaxed_point_ = relaxation_->lift(found.x, found.barx);
-  if (relaxation_->has_switched_parts()) refine_relaxation();
   log_round(objective);
   if (problem_.start != nullptr && problem_.start->xx.size() == model_.cost.size()) {
     try_integers(problem_.start->xx);
   }
   try_integers(found.x);
+  if (relaxation_->has_switched_parts()) refine_relaxation();
   return inner_failure_;
 }
 
@@ -307,6 +307,7 @@ void OuterApproximation::refine_relaxation() {
   Parameters parameters = linear_parameters();
   put(&parameters, "VLN_IPAR_OPTIMIZER", 0.0);
   InnerMonitor monitor(this, false);
+  const size_t first_row = relaxation_->num_rows();
   double first = 0.0;
   double last = 0.0;
   std::vector<double> point;
@@ -325,7 +326,7 @@ void OuterApproximation::refine_relaxation() {
     last = objective;
     if (stalls || relaxation_->separate(point) == 0) break;
   }
-  if (!point.empty()) relaxation_->drop_loose_cuts(point);
+  if (!point.empty()) relaxation_->drop_loose_cuts(first_row, point);
 }
 
 Status OuterApproximation::solve_fixed(const FixedModel& fixed, BackendResult* found) {

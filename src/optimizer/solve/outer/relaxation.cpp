@@ -57,7 +57,7 @@ int32_t Relaxation::add_column(double cost, double lower, double upper, VarKind 
 }
 
 void Relaxation::add_row(double lower, double upper, Terms terms) {
-  rows_.push_back({lower, upper, std::move(terms), false});
+  rows_.push_back({lower, upper, std::move(terms)});
 }
 
 // An element off the diagonal counts twice. At first the principal minors of order 2 are known, as

@@ -60,8 +60,9 @@ class Relaxation {
   // Cuts off a point of the relaxation, in all parts that it violates.
   int separate(const std::vector<double>& columns);
 
-  // Forgets the cuts that do not hold with equality at a point of the relaxation.
-  void drop_loose_cuts(const std::vector<double>& columns);
+  size_t num_rows() const { return rows_.size(); }
+  // Forgets the cuts, from a row on, that do not hold with equality at a point of the relaxation.
+  void drop_loose_cuts(size_t first_row, const std::vector<double>& columns);
 
   // Tangents of the quadratic terms on both sides of a point, far enough that slopes are no
   // rounding.
@@ -83,7 +84,6 @@ class Relaxation {
   struct Row {
     double lower, upper;
     Terms terms;
-    bool is_cut = false;
   };
   // r >= scale^2 x^2 / 2.
   struct Square {

@@ -62,7 +62,6 @@ int Relaxation::add_cut(const Terms& terms, double rhs) {
   }
   if (!known_cuts_.insert(key_of(rhs, kept)).second) return 0;
   add_row(rhs, kInfinity, std::move(kept));
-  rows_.back().is_cut = true;
   ++num_cuts_;
   return 1;
 }
@@ -317,7 +316,7 @@ int Relaxation::separate_cones(const std::vector<double>& columns) {
   return added;
 }
 
-void Relaxation::drop_loose_cuts(const std::vector<double>& columns) {
+void Relaxation::drop_loose_cuts(size_t first_row, const std::vector<double>& columns) {
   constexpr double kLoose = 1e-6;
   const auto is_loose = [&](const Row& row) {
     double sum = 0.0;
@@ -326,14 +325,15 @@ void Relaxation::drop_loose_cuts(const std::vector<double>& columns) {
       sum += value * columns[index(column)];
       size = std::max(size, std::fabs(value * columns[index(column)]));
     }
-    return row.is_cut && sum - row.lower > kLoose * size;
+    return sum - row.lower > kLoose * size;
   };
-  for (const Row& row : rows_) {
-    if (!is_loose(row)) continue;
-    known_cuts_.erase(key_of(row.lower, row.terms));
+  const auto first = rows_.begin() + static_cast<ptrdiff_t>(first_row);
+  for (auto row = first; row != rows_.end(); ++row) {
+    if (!is_loose(*row)) continue;
+    known_cuts_.erase(key_of(row->lower, row->terms));
     --num_cuts_;
   }
-  rows_.erase(std::remove_if(rows_.begin(), rows_.end(), is_loose), rows_.end());
+  rows_.erase(std::remove_if(first, rows_.end(), is_loose), rows_.end());
 }
 
 int Relaxation::separate(const std::vector<double>& columns) {

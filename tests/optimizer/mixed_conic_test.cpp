@@ -270,6 +270,18 @@ TEST(MixedConicStop, ByTheTimeLimit) {
   EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
 }
 
+// The best point comes with its matrix, killed or not.
+TEST(MixedConicStop, ByTheTimeLimitWithAMatrix) {
+  Mixed mixed;
+  mixed.task.model = design_model(8, 60);
+  put(&mixed, "VLN_DPAR_TIME_LIMIT", "2");
+  solve(&mixed);
+  EXPECT_EQ(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
+  ASSERT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log;
+  EXPECT_EQ(mixed.solution().barx.size(), 36U);
+  EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
+}
+
 struct Watch {
   int calls = 0;
   double after = 0.5;

@@ -197,6 +197,44 @@ TEST(LinearSolve, ModelsWithoutRowsOrColumns) {
   expect_near(no_rows.var_doubles(VLN_getsux, kBasic), {0.0, 1.0});
 }
 
+// The solver's own limits are 1e20 for bounds and costs, 1e-9 and 1e15 for coefficients.
+TEST(LinearSolve, ExtremeNumbersCountAsTheyAre) {
+  struct Case {
+    const char* lp;
+    double objective;
+  };
+  constexpr Case kCases[] = {
+      {"min\n - x\nst\n c: x + y <= 1e26\nbounds\n x <= 1e25\nend\n", -1e25},
+      {"min\n x\nst\n c: 1e-10 x >= 1\nend\n", 1e10},
+      {"min\n x\nst\n c: 1e18 x >= 1\nend\n", 1e-18},
+      {"min\n 1e22 x\nst\n c: x >= 1\nend\n", 1e22},
+      {"min\n x\nst\n c: x + y >= 1e21\n d: y <= 3\nend\n", 1e21},
+      // Bounds that are there but hold nothing up.
+      {"min\n x + y\nst\n c: x + y >= 3\nbounds\n -1e24 <= x <= 1e25\n y <= 1e21\nend\n", 3.0},
+  };
+  for (const Case& c : kCases) {
+    for (const char* optimizer : {"free", "primal_simplex", "interior_point"}) {
+      TestTask task;
+      ASSERT_EQ(task.read_as("model.lp", c.lp), VLN_RES_OK) << task.last_message();
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
+      EXPECT_EQ(task.solve(), VLN_RES_OK) << c.lp;
+      ASSERT_TRUE(task.defined(kBasic)) << c.lp << task.log();
+      EXPECT_EQ(task.solution_status(kBasic), 1) << c.lp << task.log();
+      EXPECT_NEAR(task.objective(kBasic) / c.objective, 1.0, 1e-7) << c.lp;
+    }
+  }
+}
+
+// A coefficient that the solver cannot but take for 0: what it says of that model is not said of
+// this one.
+TEST(LinearSolve, AClaimWithoutProofIsNotReported) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("model.lp", "min\n x\nst\n c: 1e-13 x >= 1\nend\n"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_STALL");
+  EXPECT_FALSE(task.defined(kBasic)) << task.log();
+  EXPECT_NE(task.log().find("No proof was found"), std::string::npos) << task.log();
+}
+
 TEST(IntegerSolve, KnownOptimum) {
   // maximize 5x + 4y, 6x + 4y <= 24, x + 2y <= 6, integer: 20 at (4, 0); 21 without integrality.
   TestTask task;
@@ -318,6 +356,40 @@ TEST(IntegerSolve, SemiContinuous) {
   task.solve();
   ASSERT_EQ(task.solution_status(kInteger), 9);
   expect_near(task.var_doubles(VLN_getxx, kInteger), {2.0, 0.0});
+}
+
+// The relaxation is unbounded in all of them. The model is where it has an integer point and the
+// ray leads to others.
+TEST(IntegerSolve, UnboundedIsToldFromInfeasible) {
+  struct Case {
+    const char* lp;
+    int32_t problem_status;
+    int32_t solution_status;
+  };
+  constexpr int32_t kDualInfeasible = 5;
+  constexpr int32_t kPrimalInfeasible = 4;
+  constexpr int32_t kEither = 8;
+  const Case cases[] = {
+      {"min\n - x - y\nst\n c: x - y <= 2.5\ngenerals\n x y\nend\n", kDualInfeasible, 6},
+      {"max\n x + 0 y + 3 z\nst\n c: x - y <= 2.5\n d: z >= 2\nbounds\n 1 <= z <= 9\n"
+       "generals\n x y\nsemis\n z\nend\n",
+       kDualInfeasible, 6},
+      {"min\n - x\nst\n c: x - y <= 2.5\n d: 2 z = 1\nbounds\n z <= 9\ngenerals\n x y z\nend\n",
+       kPrimalInfeasible, 0},
+      {"min\n - x\nst\n c: y - 1.41421356237 x = 0\ngenerals\n x y\nend\n", kEither, 0},
+  };
+  for (const Case& c : cases) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("model.lp", c.lp), VLN_RES_OK) << task.last_message();
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    ASSERT_TRUE(task.defined(kInteger));
+    EXPECT_EQ(task.problem_status(kInteger), c.problem_status) << c.lp << task.log();
+    EXPECT_EQ(task.solution_status(kInteger), c.solution_status) << c.lp;
+    if (c.solution_status != 6) continue;
+    const auto ray = task.var_doubles(VLN_getxx, kInteger);
+    EXPECT_GT(ray[0], 0.1);
+    EXPECT_LE(ray[0], ray[1] + 1e-9) << "x - y does not rise along it";
+  }
 }
 
 TEST(IntegerSolve, Infeasible) {

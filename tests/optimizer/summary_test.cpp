@@ -55,6 +55,10 @@ const SummaryCase kCases[] = {
     {"no feasible point",
      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\nRHS\n B R 1 S 2\nENDATA\n",
      nullptr, nullptr, "primal infeasible certificate", false},
+    {"no integer point",
+     "NAME A\nROWS\n N C\n E R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
+     "RHS\n B R 1\nBOUNDS\n UP B X 5\nENDATA\n",
+     nullptr, nullptr, "unknown", false},
     {"no bound on the objective",
      "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n", nullptr,
      nullptr, "dual infeasible certificate", true},

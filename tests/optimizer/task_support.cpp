@@ -34,8 +34,10 @@ TestTask::~TestTask() {
   EXPECT_EQ(task_, nullptr);
 }
 
-VLNrescode_enum TestTask::read(const std::string& mps) {
-  const std::string path = write_test_file("model.mps", mps);
+VLNrescode_enum TestTask::read(const std::string& mps) { return read_as("model.mps", mps); }
+
+VLNrescode_enum TestTask::read_as(const std::string& name, const std::string& content) {
+  const std::string path = write_test_file(name, content);
   return VLN_readdata(task_, path.c_str());
 }
 

@@ -19,6 +19,8 @@ class TestTask {
 
   // Reads a model given as the text of an MPS file.
   VLNrescode_enum read(const std::string& mps);
+  // The same of a file whose name says its format.
+  VLNrescode_enum read_as(const std::string& name, const std::string& content);
   // Solves; a failing solve fails the test.
   VLNrescode_enum solve();
 

@@ -1,12 +1,14 @@
 // Solves that start from what the task holds.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include "task_support.h"
 
 namespace {
 
+constexpr int32_t kInterior = 0;
 constexpr int32_t kBasic = 1;
 constexpr int32_t kInteger = 2;
 
@@ -33,6 +35,69 @@ TEST(WarmStart, SecondSolveOfAnUnchangedLinearModelTakesNoIterations) {
       EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT") << optimizer;
     }
   }
+}
+
+// Interior-point methods cannot start from a point: the held optimum is checked, and stays.
+TEST(WarmStart, SecondSolveByAnInteriorPointMethodTakesNoIterations) {
+  struct Method {
+    const char* optimizer;
+    const char* crossover;
+    int32_t kind;
+  };
+  for (const Method& m : {Method{"interior_point", "on", kBasic},
+                          {"interior_point", "off", kInterior},
+                          {"conic", "on", kInterior}}) {
+    for (const int sign : {-1, 1}) {
+      TestTask task;
+      ASSERT_EQ(task.read(two_products(sign)), VLN_RES_OK);
+      ASSERT_EQ(VLN_putobjsense(task, sign > 0 ? 1 : 0), VLN_RES_OK);
+      put(task, "VLN_IPAR_OPTIMIZER", m.optimizer);
+      put(task, "VLN_IPAR_CROSSOVER", m.crossover);
+      put(task, "VLN_IPAR_PRESOLVE", "off");
+      EXPECT_EQ(task.solve(), VLN_RES_OK);
+      ASSERT_EQ(task.solution_status(m.kind), 1);
+      const auto x = task.var_doubles(VLN_getxx, m.kind);
+      const auto y = task.con_doubles(VLN_gety, m.kind);
+      const auto skx = task.var_ints(VLN_getskx, m.kind);
+      put(task, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", "0");
+      EXPECT_EQ(task.solve(), VLN_RES_OK) << m.optimizer;
+      EXPECT_NE(task.log().find("task holds is optimal"), std::string::npos);
+      EXPECT_EQ(task.solution_status(m.kind), 1);
+      EXPECT_EQ(task.var_doubles(VLN_getxx, m.kind), x);
+      EXPECT_EQ(task.con_doubles(VLN_gety, m.kind), y);
+      EXPECT_EQ(task.var_ints(VLN_getskx, m.kind), skx);
+      put(task, "VLN_IPAR_WARM_START", "off");
+      EXPECT_NE(task.solve(), VLN_RES_OK) << m.optimizer << ": no iteration is allowed";
+    }
+  }
+}
+
+// What was good enough for the tolerances of then.
+TEST(WarmStart, AnOptimumOfLooserTolerancesIsImproved) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  put(task, "VLN_IPAR_OPTIMIZER", "conic");
+  put(task, "VLN_DPAR_CONIC_FEASIBILITY_TOLERANCE", "1e-2");
+  put(task, "VLN_DPAR_CONIC_GAP_TOLERANCE", "1e-2");
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_GT(std::fabs(task.objective(kInterior) + 11.0), 1e-6) << "too easy to show anything";
+  put(task, "VLN_DPAR_CONIC_FEASIBILITY_TOLERANCE", "1e-8");
+  put(task, "VLN_DPAR_CONIC_GAP_TOLERANCE", "1e-8");
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_NEAR(task.objective(kInterior), -11.0, 1e-6);
+}
+
+// Another objective, by the other sense, makes the held optimum none.
+TEST(WarmStart, AHeldOptimumMustBeOneOfTheModelAtHand) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  put(task, "VLN_IPAR_OPTIMIZER", "conic");
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_NEAR(task.objective(kInterior), -11.0, 1e-6);
+  ASSERT_EQ(VLN_putobjsense(task, 1), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kInterior), 1);
+  EXPECT_NEAR(task.objective(kInterior), 0.0, 1e-6);
 }
 
 // Bounds of every kind keep their status through the task: fixed, free, upper only, ranged row.
@@ -71,13 +136,17 @@ TEST(WarmStart, CertificatesComeAgain) {
   const std::string unbounded =
       "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n";
   for (const bool feasible : {false, true}) {
-    TestTask task;
-    ASSERT_EQ(task.read(feasible ? unbounded : infeasible), VLN_RES_OK);
-    for (int solve = 0; solve < 3; ++solve) {
-      EXPECT_EQ(task.solve(), VLN_RES_OK);
-      EXPECT_EQ(task.solution_status(kBasic), feasible ? 6 : 5) << solve;
-      const bool again = task.log().find("certificate that the task holds") != std::string::npos;
-      EXPECT_EQ(again, solve > 0) << "the second solve has nothing to do";
+    for (const char* optimizer : {"free", "primal_simplex", "interior_point", "conic"}) {
+      const int32_t kind = std::string(optimizer) == "conic" ? kInterior : kBasic;
+      TestTask task;
+      ASSERT_EQ(task.read(feasible ? unbounded : infeasible), VLN_RES_OK);
+      put(task, "VLN_IPAR_OPTIMIZER", optimizer);
+      for (int solve = 0; solve < 3; ++solve) {
+        EXPECT_EQ(task.solve(), VLN_RES_OK);
+        EXPECT_EQ(task.solution_status(kind), feasible ? 6 : 5) << optimizer << solve;
+        const bool again = task.log().find("certificate that the task holds") != std::string::npos;
+        EXPECT_EQ(again, solve > 0) << "the second solve has nothing to do";
+      }
     }
   }
 }

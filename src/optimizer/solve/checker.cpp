@@ -390,6 +390,26 @@ bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
   return proves(measure.margin, measure.violation, measure.scale);
 }
 
+bool keeps_integers(const Model& model, const std::vector<double>& ray) {
+  constexpr int kMostMultiples = 1000;
+  constexpr double kNear = 1e-6;
+  double size = 0.0;
+  for (size_t j = 0; j < ray.size(); ++j) {
+    if (is_integer(model.var_kind[j])) size = std::max(size, std::fabs(ray[j]));
+  }
+  if (size <= kNear) return true;
+  for (int multiple = 1; multiple <= kMostMultiples; ++multiple) {
+    bool keeps = true;
+    for (size_t j = 0; j < ray.size() && keeps; ++j) {
+      if (!is_integer(model.var_kind[j])) continue;
+      const double step = multiple * ray[j] / size;
+      keeps = std::fabs(step - std::round(step)) <= kNear * multiple;
+    }
+    if (keeps) return true;
+  }
+  return false;
+}
+
 bool is_ill_posed_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
                              const std::vector<double>& barx) {
   const RayMeasure measure = measure_primal_ray(problem, x, barx);

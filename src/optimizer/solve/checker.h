@@ -75,6 +75,11 @@ inline constexpr double kUnlimitedFall = 1e9;
 bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
                    const std::vector<double>& barx = {});
 
+// Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
+// prove together that a mixed-integer model is unbounded; else, as with the ray (1, sqrt 2), it may
+// not be.
+bool keeps_integers(const Model& model, const std::vector<double>& ray);
+
 // Whether a dual or primal ray, its largest element 1, meets its conditions with no margin: it
 // proves neither infeasibility nor unboundedness, but that the model has no interior and that the
 // smallest change of its data can make it infeasible or unbounded.

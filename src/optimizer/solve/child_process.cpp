@@ -327,7 +327,8 @@ Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task
   Status status = shared.take(result);
   if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
   if (!status.ok()) return status;
-  if (result->outcome == Outcome::kStopped && listener->stopped()) {
+  const bool ended_early = result->outcome == Outcome::kStopped || result->termination != Code::kOk;
+  if (ended_early && listener->stopped()) {
     result->termination = listener->stop_reason();
   }
   keep_incumbent(shared.last_incumbent(), result);

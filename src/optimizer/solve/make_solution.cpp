@@ -293,6 +293,7 @@ Solution make_integer_solution(const MinimizeProblem& problem, BackendResult&& r
   Solution solution;
   if (is_claim_without_point(result.outcome)) {
     solution.problem_status = claimed_problem_status(result.outcome);
+    if (result.certificate == Certificate::kPrimalRay) make_primal_ray(problem, &result, &solution);
     fill_missing(problem.model, &solution);
     return solution;
   }

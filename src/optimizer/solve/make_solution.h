@@ -7,11 +7,11 @@
 
 namespace vorlan {
 
-// How well an answer fits the model; for the log.
+// How well an answer fits the model; for the log. Infinite where there is nothing to measure.
 struct Residuals {
-  double primal = 0.0;
-  double dual = 0.0;
-  double gap = 0.0;
+  double primal = kInfinity;
+  double dual = kInfinity;
+  double gap = kInfinity;
 };
 
 // The largest residuals with which a claim still holds.

@@ -6,6 +6,7 @@
 
 #include "solve/backend.h"
 #include "solve/checker.h"
+#include "solve/held_answer.h"
 #include "solve/listener.h"
 #include "solve/make_solution.h"
 #include "solve/runner.h"
@@ -81,9 +82,10 @@ std::string describe_solution(const Solution& solution, const Residuals& residua
   std::string text = format_text("  problem status    %s\n  solution status   %s\n",
                                  word_of(kProblemStatuses, solution.problem_status),
                                  word_of(kSolutionStatuses, solution.status));
-  const bool has_point = std::isfinite(residuals.primal) &&
-                         solution.status != SolutionStatus::kPrimalInfeasibleCertificate;
-  if (has_point) text += format_text("  objective         %.10e\n", solution.primal_objective);
+  const bool is_ray = solution.status == SolutionStatus::kDualInfeasibleCertificate ||
+                      solution.status == SolutionStatus::kDualIllPosedCertificate;
+  if (is_ray || std::isfinite(residuals.primal))
+    text += format_text("  objective         %.10e\n", solution.primal_objective);
   return text;
 }
 
@@ -91,8 +93,8 @@ std::string describe_solution(const Solution& solution, const Residuals& residua
 std::string describe_duality(const Solution& solution, const Residuals& residuals) {
   if (!std::isfinite(solution.dual_objective)) return {};
   std::string text = format_text("  dual objective    %.10e\n", solution.dual_objective);
-  const bool has_gap = solution.status != SolutionStatus::kPrimalInfeasibleCertificate;
-  if (has_gap) text += format_text("  duality gap       %.1e\n", residuals.gap);
+  if (std::isfinite(residuals.gap))
+    text += format_text("  duality gap       %.1e\n", residuals.gap);
   return text;
 }
 
@@ -228,6 +230,12 @@ Status optimize(Task* task, Code* termination) {
   } else if (find_crossed_bounds(task->model).found()) {
     result.outcome = Outcome::kInfeasible;
     result.certificate = Certificate::kCrossedBounds;
+  } else if (take_held_answer(problem, task->parameters, &result)) {
+    const bool is_optimum = result.certificate == Certificate::kNone;
+    task->log_text(kLogSummary, is_optimum
+                                    ? "The solution that the task holds is optimal for this model\n"
+                                    : "The certificate that the task holds proves the same of this "
+                                      "model\n");
   } else {
     status = run(problem, task, &listener, &result);
   }

@@ -68,7 +68,8 @@ Status run_here(const Backend& backend, const MinimizeProblem& problem, Task* ta
     status = backend.solve(problem, without_threads(task->parameters), listener->remaining(),
                            &monitor, result);
   }
-  if (result->outcome == Outcome::kStopped && listener->stopped()) {
+  const bool ended_early = result->outcome == Outcome::kStopped || result->termination != Code::kOk;
+  if (ended_early && listener->stopped()) {
     result->termination = listener->stop_reason();
   }
   keep_incumbent(std::move(monitor.best()), result);

@@ -12,7 +12,10 @@
 
 #include "Highs.h"
 #include "solve/checker.h"
+#include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
+#include "solve/highs/semi_continuous.h"
+#include "solve/listener.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -23,6 +26,8 @@ struct Watch {
   const MinimizeProblem& problem;
   Progress progress;
   bool drops_text = false;
+  // What is solved is another model than the one that is asked for, to learn something of it.
+  bool aside = false;
 
   // HiGHS counts the constant in; the library's border does so itself.
   double constant() const { return problem.sense_factor() * problem.model.constant; }
@@ -65,9 +70,9 @@ void on_callback(int type, const std::string& text, const HighsCallbackDataOut* 
     pass_text(text, watch);
     return;
   }
-  note_progress(type, *data, watch->constant(), &watch->progress);
+  if (!watch->aside) note_progress(type, *data, watch->constant(), &watch->progress);
   if (type == kCallbackMipImprovingSolution) {
-    if (data->mip_solution != nullptr) {
+    if (data->mip_solution != nullptr && !watch->aside) {
       watch->monitor->incumbent({data->mip_solution, watch->problem.cost.size()}, {});
     }
     return;
@@ -82,48 +87,6 @@ void connect(Watch* watch, Highs* highs) {
                           kCallbackMipImprovingSolution, kCallbackMipInterrupt}) {
     highs->startCallback(type);
   }
-}
-
-HighsVarType highs_kind(VarKind kind) {
-  switch (kind) {
-    case VarKind::kInteger:
-      return HighsVarType::kInteger;
-    case VarKind::kSemiContinuous:
-      return HighsVarType::kSemiContinuous;
-    case VarKind::kSemiInteger:
-      return HighsVarType::kSemiInteger;
-    default:
-      return HighsVarType::kContinuous;
-  }
-}
-
-HighsLp highs_model(const MinimizeProblem& problem) {
-  const Model& model = problem.model;
-  HighsLp lp;
-  lp.num_col_ = model.num_var();
-  lp.num_row_ = model.num_con();
-  lp.sense_ = ObjSense::kMinimize;
-  lp.offset_ = problem.sense_factor() * model.constant;
-  lp.col_cost_ = problem.cost;
-  lp.col_lower_ = model.var_lower;
-  lp.col_upper_ = model.var_upper;
-  lp.row_lower_ = model.con_lower;
-  lp.row_upper_ = model.con_upper;
-  lp.a_matrix_.format_ = MatrixFormat::kColwise;
-  lp.a_matrix_.num_col_ = lp.num_col_;
-  lp.a_matrix_.num_row_ = lp.num_row_;
-  const auto narrow = [](int64_t start) { return static_cast<HighsInt>(start); };
-  lp.a_matrix_.start_.resize(model.matrix.start.size());
-  std::transform(model.matrix.start.begin(), model.matrix.start.end(), lp.a_matrix_.start_.begin(),
-                 narrow);
-  lp.a_matrix_.index_.assign(model.matrix.row.begin(), model.matrix.row.end());
-  lp.a_matrix_.value_ = model.matrix.value;
-  if (model.is_mixed_integer()) {
-    lp.integrality_.resize(model.var_kind.size());
-    std::transform(model.var_kind.begin(), model.var_kind.end(), lp.integrality_.begin(),
-                   highs_kind);
-  }
-  return lp;
 }
 
 // Cutoffs in terms of the minimization; HiGHS counts the constant in.
@@ -182,7 +145,8 @@ void start_linear(const MinimizeProblem& problem, const Parameters& parameters, 
   if (make_basis(problem.model, *problem.start, &basis)) highs->setBasis(basis);
 }
 
-void start_integer(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+void start_integer(const MinimizeProblem& problem, const Parameters& parameters,
+                   const SemiContinuous& semi, Highs* highs) {
   const Solution& start = *problem.start;
   const bool has_point = start.status == SolutionStatus::kIntegerOptimal ||
                          start.status == SolutionStatus::kPrimalFeasible;
@@ -190,48 +154,18 @@ void start_integer(const MinimizeProblem& problem, const Parameters& parameters,
   if (!has_point || primal_violation(problem.model, start.xx) > tolerance) return;
   HighsSolution point;
   point.col_value = start.xx;
+  semi.append_switches(&point.col_value);
   highs->setSolution(point);
 }
 
-// The certificate of an earlier solve, where it proves the same of this model: nothing is left to
-// do.
-bool take_held_certificate(const MinimizeProblem& problem, BackendResult* result) {
-  if (problem.start == nullptr || problem.model.is_mixed_integer()) return false;
-  const Solution& start = *problem.start;
-  if (start.status == SolutionStatus::kPrimalInfeasibleCertificate) {
-    result->y = start.y;
-    for (double& multiplier : result->y) multiplier *= problem.sense_factor();
-    if (!is_dual_ray(problem.model, result->y, &result->d)) return false;
-    result->outcome = Outcome::kInfeasible;
-    result->certificate = Certificate::kDualRay;
-  } else if (start.status == SolutionStatus::kDualInfeasibleCertificate) {
-    if (!is_primal_ray(problem, start.xx)) return false;
-    result->x = start.xx;
-    result->outcome = Outcome::kUnbounded;
-    result->certificate = Certificate::kPrimalRay;
-  } else {
-    return false;
-  }
-  result->var_key = start.skx;
-  result->con_key = start.skc;
-  return true;
-}
-
-void set_start(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
+void set_start(const MinimizeProblem& problem, const Parameters& parameters,
+               const SemiContinuous& semi, Highs* highs) {
   if (problem.start == nullptr) return;
-  const bool integer = problem.model.is_mixed_integer();
-  (integer ? start_integer : start_linear)(problem, parameters, highs);
-}
-
-Status pass_model(const MinimizeProblem& problem, Highs* highs) {
-  if (problem.model.matrix.num_elements() > std::numeric_limits<HighsInt>::max()) {
-    return {Code::kErrModelSize,
-            format_text("the optimizer takes %lld matrix elements at most",
-                        static_cast<long long>(std::numeric_limits<HighsInt>::max()))};
+  if (problem.model.is_mixed_integer()) {
+    start_integer(problem, parameters, semi, highs);
+  } else {
+    start_linear(problem, parameters, highs);
   }
-  if (highs->passModel(highs_model(problem)) != HighsStatus::kError) return {};
-  return {Code::kErrModelNumber,
-          "the optimizer refuses the model: a coefficient, cost or bound is out of its range"};
 }
 
 // The termination code of a limit that HiGHS reports as reached on nodes or solutions alike.
@@ -316,7 +250,11 @@ void copy_basis(const Highs& highs, const Model& model, BackendResult* result) {
 
 void copy_solution(const Highs& highs, const Model& model, BackendResult* result) {
   const HighsSolution& solution = highs.getSolution();
-  if (solution.value_valid) result->x = solution.col_value;
+  if (solution.value_valid) {
+    // Behind the variables there may be switches.
+    const auto begin = solution.col_value.begin();
+    result->x.assign(begin, begin + model.num_var());
+  }
   if (model.is_mixed_integer()) return;
   if (solution.dual_valid) {
     result->y = solution.row_dual;
@@ -334,6 +272,11 @@ void copy_figures(const Highs& highs, const Model& model, Progress* progress) {
   progress->bound = info.mip_dual_bound;
   progress->relative_gap = info.mip_gap;
   progress->nodes = info.mip_node_count;
+  // Semi-continuous variables that may be around 0 are ordinary ones: nothing to branch on is left.
+  if (highs.getLp().isMip() || highs.getModelStatus() != HighsModelStatus::kOptimal) return;
+  progress->bound = progress->objective;
+  progress->relative_gap = 0.0;
+  progress->nodes = 0;
 }
 
 void remove_constant(double constant, Progress* progress) {
@@ -375,10 +318,13 @@ std::vector<double> find_single_variable_ray(const MinimizeProblem& problem) {
 }
 
 std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs) {
-  std::vector<double> ray(problem.model.cost.size(), 0.0);
+  std::vector<double> ray(static_cast<size_t>(highs->getNumCol()), 0.0);
   bool found = false;
-  if (highs->getPrimalRay(found, ray.data()) == HighsStatus::kOk && found) return ray;
-  return find_single_variable_ray(problem);
+  if (highs->getPrimalRay(found, ray.data()) != HighsStatus::kOk || !found) {
+    return find_single_variable_ray(problem);
+  }
+  ray.resize(problem.cost.size());  // behind the variables there may be switches
+  return ray;
 }
 
 bool read_primal_ray(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
@@ -414,22 +360,95 @@ bool run_simplex(HighsInt strategy, const Parameters& parameters, double seconds
 }
 
 // The certificate of a linear model without an optimum. Presolve and interior point leave none, so
-// that the model may have to be solved again by the simplex method alone; what the first solve
-// claimed stands if the second has no certificate.
+// that the model may have to be solved again by the simplex method alone. What the first solve
+// claimed stands when the second is stopped; it falls when the second is done and has no proof.
 void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-             Highs* highs, BackendResult* result) {
+             BackendMonitor* monitor, Highs* highs, BackendResult* result) {
   if (read_certificate(problem, highs, result)) {
     // The ray may come with the basis that presolve did not leave.
     if (result->var_key.empty()) copy_basis(*highs, problem.model, result);
     return;
   }
+  monitor->log("Solving again by the simplex method and without presolve, for a certificate\n");
   BackendResult again;
-  if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again) ||
-      !lacks_certificate(again.outcome))
+  const bool ran = run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again);
+  result->progress.simplex_iterations += highs->getInfo().simplex_iteration_count;
+  if (ran && again.outcome == Outcome::kOptimal) {
+    again.progress = result->progress;
+    *result = std::move(again);
+    copy_solution(*highs, problem.model, result);
     return;
-  result->outcome = again.outcome;
-  copy_basis(*highs, problem.model, result);
-  read_certificate(problem, highs, result);
+  }
+  if (ran && again.outcome == Outcome::kStopped && again.termination != Code::kTrmStall) {
+    result->termination = again.termination;
+    return;
+  }
+  if (ran && lacks_certificate(again.outcome)) {
+    result->outcome = again.outcome;
+    copy_basis(*highs, problem.model, result);
+    if (read_certificate(problem, highs, result)) return;
+  }
+  monitor->log("No proof was found that the model has no optimum\n");
+  const Progress progress = result->progress;
+  *result = {};
+  result->progress = progress;
+  stop_with(Code::kTrmStall, result);
+}
+
+// Whether a mixed-integer model has any point at all, whatever it costs. False when that cannot be
+// told.
+bool find_feasibility(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                      Highs* highs, bool* feasible) {
+  const std::vector<double> no_cost(static_cast<size_t>(highs->getNumCol()), 0.0);
+  highs->clearSolver();
+  highs->changeColsCost(0, highs->getNumCol() - 1, no_cost.data());
+  if (!set_highs_options(parameters, true, seconds - highs->getRunTime(), highs).ok()) return false;
+  highs->setOptionValue("objective_bound", kHighsInf);
+  highs->setOptionValue("objective_target", -kHighsInf);
+  BackendResult found;
+  if (highs->run() == HighsStatus::kError || !set_outcome(*highs, parameters, &found)) return false;
+  copy_solution(*highs, problem.model, &found);
+  const double tolerance = 10.0 * parameters.get(DoubleParam::kIntegralityTolerance);
+  *feasible = !found.x.empty() && primal_violation(problem.model, found.x) <= tolerance;
+  return *feasible || found.outcome == Outcome::kInfeasible;
+}
+
+// A ray of the linear relaxation.
+bool find_relaxed_ray(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                      Highs* highs, BackendResult* result) {
+  const HighsInt last = highs->getNumCol() - 1;
+  const std::vector<HighsVarType> continuous(static_cast<size_t>(last) + 1,
+                                             HighsVarType::kContinuous);
+  std::vector<double> cost = problem.cost;
+  cost.resize(continuous.size(), 0.0);
+  highs->changeColsIntegrality(0, last, continuous.data());
+  highs->changeColsCost(0, last, cost.data());
+  BackendResult relaxed;
+  if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &relaxed)) return false;
+  return relaxed.outcome == Outcome::kUnbounded && read_primal_ray(problem, highs, result);
+}
+
+// Branch and bound does not tell unbounded from infeasible. A mixed-integer model that has a point,
+// and a relaxation with a ray, is unbounded: numbers are rational here, so that some multiple of
+// the ray leads from integers to integers.
+void tell_unbounded(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                    Watch* watch, Highs* highs, BackendResult* result) {
+  watch->monitor->log("Looking for a feasible point, to tell unbounded from infeasible\n");
+  watch->aside = true;
+  watch->drops_text = false;
+  bool feasible = false;
+  if (!find_feasibility(problem, parameters, seconds, highs, &feasible)) return;
+  if (!feasible) {
+    result->outcome = Outcome::kInfeasible;
+    return;
+  }
+  BackendResult relaxed;
+  const bool has_ray = find_relaxed_ray(problem, parameters, seconds, highs, &relaxed) &&
+                       keeps_integers(problem.model, relaxed.x);
+  result->outcome = has_ray ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
+  if (!has_ray) return;
+  result->certificate = relaxed.certificate;
+  result->x = std::move(relaxed.x);
 }
 
 // Whether the method came to no end of its own.
@@ -464,31 +483,30 @@ bool is_cut_off(const MinimizeProblem& problem, const Parameters& parameters, Ou
          outcome == Outcome::kInfeasible;
 }
 
-Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-             BackendMonitor* monitor, BackendResult* result) {
+Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                  bool literally, BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;
-  BackendResult held;
-  if (take_held_certificate(problem, &held)) {
-    monitor->log("The certificate that the task holds proves the same of this model\n");
-    *result = std::move(held);
-    return {};
-  }
+  const bool integer = model.is_mixed_integer();
   Watch watch{monitor, problem, {}};
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;
   connect(&watch, &highs);
-  Status status = set_highs_options(parameters, model.is_mixed_integer(), seconds, &highs);
-  if (status.ok()) status = pass_model(problem, &highs);
+  Status status = set_highs_options(parameters, integer, seconds, &highs);
+  if (literally) take_numbers_literally(&highs);
+  SemiContinuous semi;
+  if (status.ok()) status = pass_model(problem, &semi, &highs);
   if (!status.ok()) return status;
+  const double tolerance = parameters.get(DoubleParam::kIntegralityTolerance);
+  highs.setOptionValue("mip_feasibility_tolerance", semi.integrality_tolerance(tolerance));
   set_cutoffs(problem, parameters, &highs);
-  set_start(problem, parameters, &highs);
+  set_start(problem, parameters, semi, &highs);
 
   const HighsStatus run_status = highs.run();
   if (run_status == HighsStatus::kError || !set_outcome(highs, parameters, result)) {
     const std::string cause = highs.modelStatusToString(highs.getModelStatus());
     return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
   }
-  if (!model.is_mixed_integer()) help_stuck(parameters, seconds, &highs, result);
+  if (!integer) help_stuck(parameters, seconds, &highs, result);
   if (is_cut_off(problem, parameters, result->outcome)) {
     stop_with(Code::kTrmObjectiveCutoff, result);
   }
@@ -498,10 +516,38 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
     copy_solution(highs, model, result);
     return {};
   }
-  if (model.is_mixed_integer()) return {};
-  copy_basis(highs, model, result);
-  certify(problem, parameters, seconds, &highs, result);
+  if (integer && result->outcome != Outcome::kInfeasible) {
+    tell_unbounded(problem, parameters, seconds, &watch, &highs, result);
+  } else if (!integer) {
+    copy_basis(highs, model, result);
+    certify(problem, parameters, seconds, monitor, &highs, result);
+  }
   return {};
+}
+
+// Whether an answer needs no second solve that looks at extreme numbers closely: it has been
+// stopped for another reason, or holds for the model as it is.
+bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
+                  const Status& status, const BackendResult& result) {
+  if (!status.ok()) return status.code() != Code::kErrModelNumber;
+  if (result.certificate != Certificate::kNone) return true;
+  if (result.termination != Code::kOk) return result.termination != Code::kTrmStall;
+  const double tolerance = 10.0 * std::max(parameters.get(DoubleParam::kFeasibilityTolerance),
+                                           parameters.get(DoubleParam::kIntegralityTolerance));
+  return result.outcome == Outcome::kOptimal &&
+         primal_violation(problem.model, result.x) <= tolerance;
+}
+
+Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             BackendMonitor* monitor, BackendResult* result) {
+  const double start = monotonic_seconds();
+  Status status = solve_once(problem, parameters, seconds, false, monitor, result);
+  if (!has_extreme_numbers(problem)) return status;
+  if (is_borne_out(problem, parameters, status, *result)) return status;
+  monitor->log("Solving again, with very large and very small numbers taken as they are\n");
+  *result = {};
+  const double left = seconds - (monotonic_seconds() - start);
+  return solve_once(problem, parameters, left, true, monitor, result);
 }
 
 bool accepts(const Model& model) { return model.is_linear(); }

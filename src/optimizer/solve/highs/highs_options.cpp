@@ -89,4 +89,11 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
   return {Code::kErrInternal, format_text("option %s cannot be set", options.refused())};
 }
 
+void take_numbers_literally(Highs* highs) {
+  highs->setOptionValue("infinite_bound", kHighsInf);
+  highs->setOptionValue("infinite_cost", kHighsInf);
+  highs->setOptionValue("small_matrix_value", 1e-12);  // no less is allowed
+  highs->setOptionValue("large_matrix_value", kHighsInf);
+}
+
 }  // namespace vorlan

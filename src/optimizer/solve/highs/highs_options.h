@@ -20,4 +20,9 @@ inline constexpr int32_t kInteriorStallIterations = 500;
 Status set_highs_options(const Parameters& parameters, bool mixed_integer, double seconds,
                          Highs* highs);
 
+// Makes very large and very small numbers of the model count as they are, as far as HiGHS lets
+// them. By custom bounds and costs from 1e20 on are infinite, coefficients up to 1e-9 are 0 and
+// those from 1e15 on are refused: that spares numerical trouble where they are not meant.
+void take_numbers_literally(Highs* highs);
+
 }  // namespace vorlan

@@ -1,7 +1,6 @@
 // The backend in front of the method; what is unbounded is settled here.
 #include "solve/outer/outer_backend.h"
 
-#include <cmath>
 #include <new>
 
 #include "solve/checker.h"
@@ -10,30 +9,6 @@
 
 namespace vorlan {
 namespace {
-
-// Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
-// prove together that the model is unbounded; else, as with the ray (1, sqrt 2), it may not be.
-bool keeps_integers(const Model& model, const std::vector<double>& ray) {
-  constexpr int kMostMultiples = 1000;
-  constexpr double kNear = 1e-6;
-  double size = 0.0;
-  for (size_t j = 0; j < ray.size(); ++j) {
-    const VarKind kind = model.var_kind[j];
-    const bool whole = kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
-    if (whole) size = std::max(size, std::fabs(ray[j]));
-  }
-  if (size <= kNear) return true;
-  for (int multiple = 1; multiple <= kMostMultiples; ++multiple) {
-    bool keeps = true;
-    for (size_t j = 0; j < ray.size() && keeps; ++j) {
-      if (model.var_kind[j] == VarKind::kContinuous) continue;
-      const double step = multiple * ray[j] / size;
-      keeps = std::fabs(step - std::round(step)) <= kNear * multiple;
-    }
-    if (keeps) return true;
-  }
-  return false;
-}
 
 class Solve {
  public:

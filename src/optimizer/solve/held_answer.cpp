@@ -1,0 +1,107 @@
+// Held answers in terms of the minimization, and their check.
+#include "solve/held_answer.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "solve/checker.h"
+#include "solve/make_solution.h"
+
+namespace vorlan {
+namespace {
+
+std::vector<double> times(double factor, std::vector<double> values) {
+  for (double& value : values) value *= factor;
+  return values;
+}
+
+// The inverse of what make_solution does with signs.
+BackendResult answer_of(const MinimizeProblem& problem, const Solution& held) {
+  const double factor = problem.sense_factor();
+  BackendResult answer;
+  answer.x = held.xx;
+  answer.barx = held.barx;
+  answer.y = times(factor, held.y);
+  answer.snx = times(factor, held.snx);
+  answer.bars = times(factor, held.bars);
+  answer.d.resize(held.slx.size());
+  std::transform(held.slx.begin(), held.slx.end(), held.sux.begin(), answer.d.begin(),
+                 [factor](double lower, double upper) { return factor * (lower - upper); });
+  answer.var_key = held.skx;
+  answer.con_key = held.skc;
+  return answer;
+}
+
+bool is_dual_ray(const MinimizeProblem& problem, BackendResult* answer) {
+  answer->outcome = Outcome::kInfeasible;
+  answer->certificate = Certificate::kDualRay;
+  if (problem.model.quadratic_coefficients.empty()) answer->x.clear();
+  answer->barx.clear();
+  return complete_dual_ray(problem.model, answer);
+}
+
+bool is_primal_ray(const MinimizeProblem& problem, BackendResult* answer) {
+  answer->outcome = Outcome::kUnbounded;
+  answer->certificate = Certificate::kPrimalRay;
+  for (auto array :
+       {&BackendResult::y, &BackendResult::d, &BackendResult::snx, &BackendResult::bars}) {
+    (answer->*array).clear();
+  }
+  return is_primal_ray(problem, answer->x, answer->barx);
+}
+
+bool is_optimum(const MinimizeProblem& problem, const Parameters& parameters,
+                BackendResult* answer) {
+  answer->outcome = Outcome::kOptimal;
+  const ClaimTolerances tolerances(problem.model, parameters);
+  return primal_violation(problem.model, answer->x, answer->barx) <= tolerances.primal &&
+         dual_violation(problem, *answer) <= tolerances.dual &&
+         duality_gap(problem, *answer) <= tolerances.gap;
+}
+
+bool fits(const Model& model, const Solution& held) {
+  const size_t num_var = model.cost.size();
+  const size_t num_con = model.con_lower.size();
+  return held.xx.size() == num_var && held.slx.size() == num_var && held.sux.size() == num_var &&
+         held.skx.size() == num_var && held.y.size() == num_con && held.skc.size() == num_con &&
+         (held.snx.empty() || held.snx.size() == num_var);
+}
+
+bool has_every_key(const Solution& held) {
+  const auto is_known = [](StatusKey key) { return key != StatusKey::kUnknown; };
+  return std::all_of(held.skx.begin(), held.skx.end(), is_known) &&
+         std::all_of(held.skc.begin(), held.skc.end(), is_known);
+}
+
+bool is_by_simplex(const MinimizeProblem& problem, const Parameters& parameters) {
+  return !wants_conic_method(problem.model, parameters) &&
+         parameters.get(IntParam::kOptimizer) != kInteriorPoint;
+}
+
+}  // namespace
+
+bool take_held_answer(const MinimizeProblem& problem, const Parameters& parameters,
+                      BackendResult* result) {
+  if (problem.start == nullptr || problem.model.is_mixed_integer()) return false;
+  if (!fits(problem.model, *problem.start)) return false;
+  BackendResult answer = answer_of(problem, *problem.start);
+  bool holds = false;
+  switch (problem.start->status) {
+    case SolutionStatus::kPrimalInfeasibleCertificate:
+      holds = is_dual_ray(problem, &answer);
+      break;
+    case SolutionStatus::kDualInfeasibleCertificate:
+      holds = is_primal_ray(problem, &answer);
+      break;
+    case SolutionStatus::kOptimal:
+      holds = !is_by_simplex(problem, parameters) && has_every_key(*problem.start) &&
+              is_optimum(problem, parameters, &answer);
+      break;
+    default:
+      break;
+  }
+  if (holds) *result = std::move(answer);
+  return holds;
+}
+
+}  // namespace vorlan

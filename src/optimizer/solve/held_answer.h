@@ -1,0 +1,17 @@
+// An earlier answer that holds for the model at hand.
+#pragma once
+
+#include "solve/backend.h"
+
+namespace vorlan {
+
+// Whether what the task holds answers a continuous model: a certificate that proves the same of it,
+// or an optimum that passes the checker as a new one would have to. Then nothing is left to do, and
+// the answer is given.
+//
+// An optimum with a basis is not taken for the simplex method: from its basis that is done at once,
+// and to the tolerances of now.
+bool take_held_answer(const MinimizeProblem& problem, const Parameters& parameters,
+                      BackendResult* result);
+
+}  // namespace vorlan

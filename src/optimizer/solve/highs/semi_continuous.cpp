@@ -1,0 +1,225 @@
+// Switches, and the bounds that constraints imply; see semi_continuous.h.
+#include "solve/highs/semi_continuous.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "lp_data/HighsLp.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// The farthest bound that a switch can hold: with the strictest tolerance of HiGHS, 1e-10, one that
+// counts as off leaves its variable within a thousandth of 0.
+constexpr double kFarthest = 1e7;
+constexpr double kOffLeavesAtMost = 1e-3;
+// What is added to a bound that constraints imply, so that it holds in their place nowhere: they
+// are exact, and it is not.
+constexpr double kRoom = 1.1;
+// A bound as near as this needs no other than the caller's tolerance, and no search for a nearer.
+constexpr double kNearEnough = 1e3;
+
+// What is left of a sum of intervals when one of them is taken out.
+class ActivityBound {
+ public:
+  void add(double term) {
+    if (std::isfinite(term)) {
+      sum_ += term;
+    } else {
+      ++num_infinite_;
+      infinite_ = term;
+    }
+  }
+  double without(double term) const {
+    if (std::isfinite(term)) return num_infinite_ == 0 ? sum_ - term : infinite_;
+    return num_infinite_ == 1 ? sum_ : infinite_;
+  }
+
+ private:
+  double sum_ = 0.0;
+  int32_t num_infinite_ = 0;
+  double infinite_ = 0.0;
+};
+
+// Bounds of variables, made narrower by the constraints.
+class ImpliedBounds {
+ public:
+  ImpliedBounds(const Model& model, std::vector<double> lower, std::vector<double> upper)
+      : model_(model), lower_(std::move(lower)), upper_(std::move(upper)) {}
+
+  const std::vector<double>& lower() const { return lower_; }
+  const std::vector<double>& upper() const { return upper_; }
+
+  // One look at every constraint; bounds that depend on each other need some.
+  void narrow() {
+    sum_activities();
+    for (size_t j = 0; j < lower_.size(); ++j) {
+      for (auto k = static_cast<size_t>(model_.matrix.start[j]);
+           k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
+        narrow(j, static_cast<size_t>(model_.matrix.row[k]), model_.matrix.value[k]);
+      }
+    }
+  }
+
+ private:
+  struct Activity {
+    ActivityBound least, most;
+  };
+
+  static double times(double value, double bound) { return value == 0.0 ? 0.0 : value * bound; }
+
+  void sum_activities() {
+    activities_.assign(model_.con_lower.size(), {});
+    for (size_t j = 0; j < lower_.size(); ++j) {
+      for (auto k = static_cast<size_t>(model_.matrix.start[j]);
+           k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
+        Activity& row = activities_[static_cast<size_t>(model_.matrix.row[k])];
+        const double a = model_.matrix.value[k];
+        row.least.add(times(a, a > 0.0 ? lower_[j] : upper_[j]));
+        row.most.add(times(a, a > 0.0 ? upper_[j] : lower_[j]));
+      }
+    }
+    summed_lower_ = lower_;
+    summed_upper_ = upper_;
+  }
+
+  // The terms to take out are those that were summed, not what other rows made of them since.
+  void narrow(size_t j, size_t i, double a) {
+    if (a == 0.0) return;
+    const double at_lower = times(a, a > 0.0 ? summed_lower_[j] : summed_upper_[j]);
+    const double at_upper = times(a, a > 0.0 ? summed_upper_[j] : summed_lower_[j]);
+    const double most = (model_.con_upper[i] - activities_[i].least.without(at_lower)) / a;
+    const double least = (model_.con_lower[i] - activities_[i].most.without(at_upper)) / a;
+    // Differences of sums of large terms are not exact.
+    const auto slack = [](double bound) { return 1e-9 * std::max(1.0, std::fabs(bound)); };
+    const double upper = a > 0.0 ? most : least;
+    const double lower = a > 0.0 ? least : most;
+    if (std::isfinite(upper)) upper_[j] = std::min(upper_[j], upper + slack(upper));
+    if (std::isfinite(lower)) lower_[j] = std::max(lower_[j], lower - slack(lower));
+  }
+
+  const Model& model_;
+  std::vector<double> lower_, upper_;
+  std::vector<double> summed_lower_, summed_upper_;
+  std::vector<Activity> activities_;
+};
+
+std::string describe(const Model& model, int32_t var) {
+  const std::string name(model.var_names[static_cast<size_t>(var)]);
+  return name.empty() ? format_text("%d", var) : format_text("'%s'", name.c_str());
+}
+
+bool has_gap(double lower, double upper) { return lower <= upper && (lower > 0.0 || upper < 0.0); }
+
+}  // namespace
+
+Status SemiContinuous::replace(const Model& model, HighsLp* lp) {
+  bool far_away = false;
+  for (size_t j = 0; j < model.var_kind.size(); ++j) {
+    if (!is_semi(model.var_kind[j])) continue;
+    const double lower = model.var_lower[j];
+    const double upper = model.var_upper[j];
+    if (has_gap(lower, upper)) {
+      const bool positive = lower > 0.0;
+      switches_.push_back(
+          {static_cast<int32_t>(j), positive ? lower : upper, positive ? upper : lower});
+      far_away = far_away || std::fabs(switches_.back().far) > kNearEnough;
+    }
+    lp->col_lower_[j] = lower > upper ? 0.0 : std::min(lower, 0.0);
+    lp->col_upper_[j] = lower > upper ? 0.0 : std::max(upper, 0.0);
+  }
+  if (switches_.empty()) return {};
+  if (far_away) {
+    constexpr int kRounds = 5;
+    ImpliedBounds implied(model, lp->col_lower_, lp->col_upper_);
+    for (int round = 0; round < kRounds; ++round) implied.narrow();
+    for (Switch& s : switches_) {
+      const auto j = static_cast<size_t>(s.var);
+      // Where not even the near bound can be met, the variable is 0: the constraints say so.
+      const double implied_far = kRoom * (s.near > 0.0 ? implied.upper()[j] : implied.lower()[j]);
+      s.far = s.near > 0.0 ? std::max(s.near, std::min(s.far, implied_far))
+                           : std::min(s.near, std::max(s.far, implied_far));
+    }
+  }
+  for (const Switch& s : switches_) {
+    if (std::fabs(s.far) <= kFarthest) continue;
+    return {Code::kErrModelNumber,
+            format_text("semi-continuous variable %s: its bounds and the constraints let it be as "
+                        "far from 0 as %g; the optimizer takes %g at most",
+                        describe(model, s.var).c_str(), s.far, kFarthest)};
+  }
+  add(lp);
+  return {};
+}
+
+// near * on <= variable <= far * on, with the signs turned for negative ones.
+void SemiContinuous::add(HighsLp* lp) const {
+  const HighsInt num_var = lp->num_col_;
+  const HighsInt num_con = lp->num_row_;
+  const auto count = static_cast<HighsInt>(switches_.size());
+  HighsSparseMatrix& matrix = lp->a_matrix_;
+  std::vector<HighsInt> start = {0};
+  std::vector<HighsInt> index;
+  std::vector<double> value;
+  const auto put = [&](HighsInt row, double coefficient) {
+    index.push_back(row);
+    value.push_back(coefficient);
+  };
+  auto next = switches_.begin();
+  for (HighsInt j = 0; j < num_var; ++j) {
+    const auto begin = matrix.start_[static_cast<size_t>(j)];
+    const auto end = matrix.start_[static_cast<size_t>(j) + 1];
+    index.insert(index.end(), matrix.index_.begin() + begin, matrix.index_.begin() + end);
+    value.insert(value.end(), matrix.value_.begin() + begin, matrix.value_.begin() + end);
+    if (next != switches_.end() && next->var == j) {
+      const auto row = num_con + 2 * static_cast<HighsInt>(next - switches_.begin());
+      put(row, 1.0);
+      put(row + 1, 1.0);
+      ++next;
+    }
+    start.push_back(static_cast<HighsInt>(index.size()));
+  }
+  for (HighsInt k = 0; k < count; ++k) {
+    const Switch& s = switches_[static_cast<size_t>(k)];
+    put(num_con + 2 * k, -s.near);
+    put(num_con + 2 * k + 1, -s.far);
+    start.push_back(static_cast<HighsInt>(index.size()));
+    const bool positive = s.near > 0.0;
+    for (const bool is_near : {true, false}) {
+      lp->row_lower_.push_back(positive == is_near ? 0.0 : -kInfinity);
+      lp->row_upper_.push_back(positive == is_near ? kInfinity : 0.0);
+    }
+    lp->col_lower_[static_cast<size_t>(s.var)] = std::min(s.far, 0.0);
+    lp->col_upper_[static_cast<size_t>(s.var)] = std::max(s.far, 0.0);
+    lp->col_cost_.push_back(0.0);
+    lp->col_lower_.push_back(0.0);
+    lp->col_upper_.push_back(1.0);
+    lp->integrality_.push_back(HighsVarType::kInteger);
+  }
+  matrix.start_ = std::move(start);
+  matrix.index_ = std::move(index);
+  matrix.value_ = std::move(value);
+  lp->num_col_ = matrix.num_col_ = num_var + count;
+  lp->num_row_ = matrix.num_row_ = num_con + 2 * count;
+}
+
+double SemiContinuous::integrality_tolerance(double tolerance) const {
+  constexpr double kStrictest = 1e-10;
+  double far = kNearEnough;
+  for (const Switch& s : switches_) far = std::max(far, std::fabs(s.far));
+  if (far <= kNearEnough) return tolerance;
+  return std::min(tolerance, std::max(kStrictest, kOffLeavesAtMost / far));
+}
+
+void SemiContinuous::append_switches(std::vector<double>* point) const {
+  for (const Switch& s : switches_) {
+    const double value = (*point)[static_cast<size_t>(s.var)];
+    point->push_back(std::fabs(value) < std::fabs(value - s.near) ? 0.0 : 1.0);
+  }
+}
+
+}  // namespace vorlan

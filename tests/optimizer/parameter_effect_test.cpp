@@ -92,6 +92,63 @@ TEST(ParameterEffect, WithoutCrossoverTheResultIsAnInteriorPoint) {
   }
 }
 
+// Arcs of capacity 1 between nodes that give, take or pass on; mostly infeasible.
+std::string network(uint32_t seed) {
+  constexpr int kNodes = 19;
+  constexpr int kArcs = 66;
+  std::mt19937 random(seed);
+  const auto below = [&random](int end) {
+    return static_cast<int>(random() % static_cast<uint32_t>(end));
+  };
+  std::string rows = "NAME N\nROWS\n N C\n";
+  std::string sides = "RHS\n";
+  for (int i = 0; i < kNodes; ++i) {
+    rows += " E R" + std::to_string(i) + "\n";
+    sides += " B R" + std::to_string(i) + " " + std::to_string(below(3) - 1) + "\n";
+  }
+  std::string columns = "COLUMNS\n";
+  std::string bounds = "BOUNDS\n";
+  for (int j = 0; j < kArcs; ++j) {
+    const std::string name = " X" + std::to_string(j);
+    const int from = below(kNodes);
+    const int to = (from + 1 + below(kNodes - 1)) % kNodes;
+    columns += name + " C " + std::to_string(2 + below(4)) + "\n";
+    columns += name + " R" + std::to_string(from) + " 1\n";
+    columns += name + " R" + std::to_string(to) + " -1\n";
+    bounds += " UP B" + name + " 1\n";
+  }
+  return rows + columns + sides + bounds + "ENDATA\n";
+}
+
+// Interior-point methods fail on some infeasible models, and without a crossover they miss the
+// tolerances on many feasible ones: the simplex method takes over from them.
+TEST(ParameterEffect, TheInteriorPointMethodAnswersWhatItCannotSolve) {
+  for (const bool crossover : {true, false}) {
+    const int32_t kind = crossover ? kBasic : kInterior;
+    int num_infeasible = 0;
+    for (uint32_t seed = 0; seed < 60; ++seed) {
+      TestTask task;
+      ASSERT_EQ(task.read(network(seed)), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CROSSOVER", crossover ? "on" : "off"), VLN_RES_OK);
+      EXPECT_EQ(task.solve(), VLN_RES_OK) << seed;
+      ASSERT_TRUE(task.defined(kind)) << seed;
+      const int32_t status = task.solution_status(kind);
+      EXPECT_TRUE(status == 1 || status == 5) << seed << '\n' << task.log();
+      num_infeasible += status == 5 ? 1 : 0;
+    }
+    EXPECT_GT(num_infeasible, 0);
+    EXPECT_LT(num_infeasible, 60);
+  }
+  TestTask task;
+  ASSERT_EQ(task.read(badly_scaled_model(80)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CROSSOVER", "off"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(kInterior), 1) << task.log();
+}
+
 TEST(ParameterEffect, RestartsChangeTheTree) {
   const auto iterations = [](const char* restart) {
     TestTask task;

@@ -460,18 +460,28 @@ bool is_stuck(const Parameters& parameters, const BackendResult& result) {
          result.termination == Code::kTrmIterationLimit;
 }
 
-// The simplex methods take over from a method that is stuck, where a basic solution is wanted.
+// The simplex methods take over from a method that is stuck.
 void help_stuck(const Parameters& parameters, double seconds, Highs* highs, BackendResult* result) {
   if (!is_stuck(parameters, *result)) return;
   result->termination = Code::kTrmStall;
-  const bool interior = parameters.get(IntParam::kOptimizer) == kInteriorPoint;
-  if (interior && !parameters.is_on(IntParam::kCrossover)) return;
   for (const HighsInt strategy : {kHighsDualStrategy, kHighsPrimalStrategy}) {
     BackendResult again;
     if (!run_simplex(strategy, parameters, seconds, highs, &again)) continue;
     *result = std::move(again);
     if (result->termination != Code::kTrmStall) return;
   }
+}
+
+// Runs the method that was chosen, and others where it gets stuck or fails.
+Status run(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+           Highs* highs, BackendResult* result) {
+  const bool done = highs->run() != HighsStatus::kError && set_outcome(*highs, parameters, result);
+  const std::string cause = highs->modelStatusToString(highs->getModelStatus());
+  const bool integer = problem.model.is_mixed_integer();
+  if (!done) stop_with(Code::kTrmStall, result);
+  if (!integer) help_stuck(parameters, seconds, highs, result);
+  if (done || (!integer && result->termination != Code::kTrmStall)) return {};
+  return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
 }
 
 // With a cutoff, HiGHS calls a mixed-integer model infeasible that has no point better than it.
@@ -501,12 +511,8 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   set_cutoffs(problem, parameters, &highs);
   set_start(problem, parameters, semi, &highs);
 
-  const HighsStatus run_status = highs.run();
-  if (run_status == HighsStatus::kError || !set_outcome(highs, parameters, result)) {
-    const std::string cause = highs.modelStatusToString(highs.getModelStatus());
-    return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
-  }
-  if (!integer) help_stuck(parameters, seconds, &highs, result);
+  status = run(problem, parameters, seconds, &highs, result);
+  if (!status.ok()) return status;
   if (is_cut_off(problem, parameters, result->outcome)) {
     stop_with(Code::kTrmObjectiveCutoff, result);
   }

@@ -75,7 +75,9 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
   options.set("presolve_rule_off", mixed_integer ? kParallelRowsAndColumns : 0);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
-  options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "off");
+  // Without a crossover, half of the interior points fail their tolerances in the original model;
+  // the simplex method then goes on from there.
+  options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "choose");
   options.set("ipm_iteration_limit", std::min(kInteriorStallIterations,
                                               parameters.get(IntParam::kInteriorIterationLimit)));
   options.set("threads", parameters.get(IntParam::kNumThreads));

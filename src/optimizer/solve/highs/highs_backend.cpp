@@ -1,8 +1,7 @@
 // HiGHS as a backend: the model handed over, the run, and what it ended with.
 //
 // A maximization never reaches HiGHS: without a basis it gives such a model back with negated
-// objective and duals. Rays are read last, because asking for one may solve again and so change
-// everything else.
+// objective and duals.
 #include "solve/highs/highs_backend.h"
 
 #include <algorithm>
@@ -12,9 +11,12 @@
 
 #include "Highs.h"
 #include "solve/checker.h"
+#include "solve/highs/highs_answer.h"
+#include "solve/highs/highs_certificates.h"
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/semi_continuous.h"
+#include "solve/highs/simplex_again.h"
 #include "solve/listener.h"
 #include "task/text.h"
 
@@ -168,310 +170,6 @@ void set_start(const MinimizeProblem& problem, const Parameters& parameters,
   }
 }
 
-// The termination code of a limit that HiGHS reports as reached on nodes or solutions alike.
-Code solution_limit_code(const Highs& highs, const Parameters& parameters) {
-  const int64_t limit = parameters.get(IntParam::kMipNodeLimit);
-  return limit < kIntMax && highs.getInfo().mip_node_count >= limit ? Code::kTrmNodeLimit
-                                                                    : Code::kTrmSolutionLimit;
-}
-
-void stop_with(Code termination, BackendResult* result) {
-  result->outcome = Outcome::kStopped;
-  result->termination = termination;
-}
-
-// False when the status is a failure.
-bool set_outcome(const Highs& highs, const Parameters& parameters, BackendResult* result) {
-  switch (highs.getModelStatus()) {
-    case HighsModelStatus::kOptimal:
-    case HighsModelStatus::kModelEmpty:
-      result->outcome = Outcome::kOptimal;
-      return true;
-    case HighsModelStatus::kObjectiveBound:
-    case HighsModelStatus::kObjectiveTarget:
-      stop_with(Code::kTrmObjectiveCutoff, result);
-      return true;
-    case HighsModelStatus::kInfeasible:
-      result->outcome = Outcome::kInfeasible;
-      return true;
-    case HighsModelStatus::kUnbounded:
-      result->outcome = Outcome::kUnbounded;
-      return true;
-    case HighsModelStatus::kUnboundedOrInfeasible:
-      result->outcome = Outcome::kInfeasibleOrUnbounded;
-      return true;
-    case HighsModelStatus::kTimeLimit:
-      stop_with(Code::kTrmTimeLimit, result);
-      return true;
-    case HighsModelStatus::kIterationLimit:
-      stop_with(Code::kTrmIterationLimit, result);
-      return true;
-    case HighsModelStatus::kSolutionLimit:
-      stop_with(solution_limit_code(highs, parameters), result);
-      return true;
-    case HighsModelStatus::kInterrupt:
-      stop_with(Code::kTrmUserCallback, result);
-      return true;
-    case HighsModelStatus::kUnknown:
-      stop_with(Code::kTrmStall, result);
-      return true;
-    default:
-      return false;
-  }
-}
-
-StatusKey key_from(HighsBasisStatus status, double lower, double upper) {
-  switch (status) {
-    case HighsBasisStatus::kBasic:
-      return StatusKey::kBasic;
-    case HighsBasisStatus::kLower:
-      return lower == upper ? StatusKey::kFixed : StatusKey::kAtLower;
-    case HighsBasisStatus::kUpper:
-      return lower == upper ? StatusKey::kFixed : StatusKey::kAtUpper;
-    case HighsBasisStatus::kZero:
-      return StatusKey::kSuperBasic;
-    default:
-      return StatusKey::kUnknown;
-  }
-}
-
-void copy_basis(const Highs& highs, const Model& model, BackendResult* result) {
-  const HighsBasis& basis = highs.getBasis();
-  if (!basis.valid) return;
-  result->var_key.resize(model.cost.size());
-  for (size_t j = 0; j < result->var_key.size(); ++j) {
-    result->var_key[j] = key_from(basis.col_status[j], model.var_lower[j], model.var_upper[j]);
-  }
-  result->con_key.resize(model.con_lower.size());
-  for (size_t i = 0; i < result->con_key.size(); ++i) {
-    result->con_key[i] = key_from(basis.row_status[i], model.con_lower[i], model.con_upper[i]);
-  }
-}
-
-void copy_solution(const Highs& highs, const Model& model, BackendResult* result) {
-  const HighsSolution& solution = highs.getSolution();
-  if (solution.value_valid) {
-    // Behind the variables there may be switches.
-    const auto begin = solution.col_value.begin();
-    result->x.assign(begin, begin + model.num_var());
-  }
-  if (model.is_mixed_integer()) return;
-  if (solution.dual_valid) {
-    result->y = solution.row_dual;
-    result->d = solution.col_dual;
-  }
-  copy_basis(highs, model, result);
-}
-
-void copy_figures(const Highs& highs, const Model& model, Progress* progress) {
-  const HighsInfo& info = highs.getInfo();
-  progress->simplex_iterations = info.simplex_iteration_count;
-  progress->interior_iterations = info.ipm_iteration_count;
-  if (!model.is_mixed_integer()) return;
-  progress->objective = info.objective_function_value;
-  progress->bound = info.mip_dual_bound;
-  progress->relative_gap = info.mip_gap;
-  progress->nodes = info.mip_node_count;
-  // Semi-continuous variables that may be around 0 are ordinary ones: nothing to branch on is left.
-  if (highs.getLp().isMip() || highs.getModelStatus() != HighsModelStatus::kOptimal) return;
-  progress->bound = progress->objective;
-  progress->relative_gap = 0.0;
-  progress->nodes = 0;
-}
-
-void remove_constant(double constant, Progress* progress) {
-  progress->objective -= constant;
-  progress->bound -= constant;
-}
-
-// HiGHS has no ray for a model without matrix elements.
-std::vector<double> find_dual_ray(const Model& model, Highs* highs) {
-  std::vector<double> ray(model.con_lower.size(), 0.0);
-  bool found = false;
-  if (ray.empty()) return {};
-  if (highs->getDualRay(found, ray.data()) == HighsStatus::kOk && found) return ray;
-  return find_single_row_ray(model);
-}
-
-bool read_dual_ray(const Model& model, Highs* highs, BackendResult* result) {
-  std::vector<double> ray = find_dual_ray(model, highs);
-  std::vector<double> d;
-  if (ray.empty() || !is_dual_ray(model, ray, &d)) return false;
-  result->certificate = Certificate::kDualRay;
-  result->y = std::move(ray);
-  return true;
-}
-
-// Along one variable that is in no constraint; HiGHS has no ray for a model without matrix
-// elements.
-std::vector<double> find_single_variable_ray(const MinimizeProblem& problem) {
-  const Model& model = problem.model;
-  for (size_t j = 0; j < problem.cost.size(); ++j) {
-    const bool in_constraint = model.matrix.start[j] < model.matrix.start[j + 1];
-    const double end = problem.cost[j] < 0.0 ? model.var_upper[j] : model.var_lower[j];
-    if (in_constraint || problem.cost[j] == 0.0 || std::isfinite(end)) continue;
-    std::vector<double> ray(problem.cost.size(), 0.0);
-    ray[j] = problem.cost[j] < 0.0 ? 1.0 : -1.0;
-    return ray;
-  }
-  return {};
-}
-
-std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs) {
-  std::vector<double> ray(static_cast<size_t>(highs->getNumCol()), 0.0);
-  bool found = false;
-  if (highs->getPrimalRay(found, ray.data()) != HighsStatus::kOk || !found) {
-    return find_single_variable_ray(problem);
-  }
-  ray.resize(problem.cost.size());  // behind the variables there may be switches
-  return ray;
-}
-
-bool read_primal_ray(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
-  std::vector<double> ray = find_primal_ray(problem, highs);
-  if (!is_primal_ray(problem, ray)) return false;
-  result->certificate = Certificate::kPrimalRay;
-  result->x = std::move(ray);
-  return true;
-}
-
-bool read_certificate(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
-  if (result->outcome == Outcome::kInfeasible) return read_dual_ray(problem.model, highs, result);
-  if (result->outcome == Outcome::kUnbounded) return read_primal_ray(problem, highs, result);
-  return false;
-}
-
-bool lacks_certificate(Outcome outcome) {
-  return outcome == Outcome::kInfeasible || outcome == Outcome::kUnbounded ||
-         outcome == Outcome::kInfeasibleOrUnbounded;
-}
-
-// Solves a linear model anew by the simplex method and without presolve; the time limit and the
-// stop go on as before. False when HiGHS fails.
-bool run_simplex(HighsInt strategy, const Parameters& parameters, double seconds, Highs* highs,
-                 BackendResult* result) {
-  highs->clearSolver();
-  if (!set_highs_options(parameters, false, seconds - highs->getRunTime(), highs).ok())
-    return false;
-  highs->setOptionValue("presolve", "off");
-  highs->setOptionValue("solver", "simplex");
-  highs->setOptionValue("simplex_strategy", strategy);
-  return highs->run() != HighsStatus::kError && set_outcome(*highs, parameters, result);
-}
-
-// The certificate of a linear model without an optimum. Presolve and interior point leave none, so
-// that the model may have to be solved again by the simplex method alone. What the first solve
-// claimed stands when the second is stopped; it falls when the second is done and has no proof.
-void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-             BackendMonitor* monitor, Highs* highs, BackendResult* result) {
-  if (read_certificate(problem, highs, result)) {
-    // The ray may come with the basis that presolve did not leave.
-    if (result->var_key.empty()) copy_basis(*highs, problem.model, result);
-    return;
-  }
-  monitor->log("Solving again by the simplex method and without presolve, for a certificate\n");
-  BackendResult again;
-  const bool ran = run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again);
-  result->progress.simplex_iterations += highs->getInfo().simplex_iteration_count;
-  if (ran && again.outcome == Outcome::kOptimal) {
-    again.progress = result->progress;
-    *result = std::move(again);
-    copy_solution(*highs, problem.model, result);
-    return;
-  }
-  if (ran && again.outcome == Outcome::kStopped && again.termination != Code::kTrmStall) {
-    result->termination = again.termination;
-    return;
-  }
-  if (ran && lacks_certificate(again.outcome)) {
-    result->outcome = again.outcome;
-    copy_basis(*highs, problem.model, result);
-    if (read_certificate(problem, highs, result)) return;
-  }
-  monitor->log("No proof was found that the model has no optimum\n");
-  const Progress progress = result->progress;
-  *result = {};
-  result->progress = progress;
-  stop_with(Code::kTrmStall, result);
-}
-
-// Whether a mixed-integer model has any point at all, whatever it costs. False when that cannot be
-// told.
-bool find_feasibility(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-                      Highs* highs, bool* feasible) {
-  const std::vector<double> no_cost(static_cast<size_t>(highs->getNumCol()), 0.0);
-  highs->clearSolver();
-  highs->changeColsCost(0, highs->getNumCol() - 1, no_cost.data());
-  if (!set_highs_options(parameters, true, seconds - highs->getRunTime(), highs).ok()) return false;
-  highs->setOptionValue("objective_bound", kHighsInf);
-  highs->setOptionValue("objective_target", -kHighsInf);
-  BackendResult found;
-  if (highs->run() == HighsStatus::kError || !set_outcome(*highs, parameters, &found)) return false;
-  copy_solution(*highs, problem.model, &found);
-  const double tolerance = 10.0 * parameters.get(DoubleParam::kIntegralityTolerance);
-  *feasible = !found.x.empty() && primal_violation(problem.model, found.x) <= tolerance;
-  return *feasible || found.outcome == Outcome::kInfeasible;
-}
-
-// A ray of the linear relaxation.
-bool find_relaxed_ray(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-                      Highs* highs, BackendResult* result) {
-  const HighsInt last = highs->getNumCol() - 1;
-  const std::vector<HighsVarType> continuous(static_cast<size_t>(last) + 1,
-                                             HighsVarType::kContinuous);
-  std::vector<double> cost = problem.cost;
-  cost.resize(continuous.size(), 0.0);
-  highs->changeColsIntegrality(0, last, continuous.data());
-  highs->changeColsCost(0, last, cost.data());
-  BackendResult relaxed;
-  if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &relaxed)) return false;
-  return relaxed.outcome == Outcome::kUnbounded && read_primal_ray(problem, highs, result);
-}
-
-// Branch and bound does not tell unbounded from infeasible. A mixed-integer model that has a point,
-// and a relaxation with a ray, is unbounded: numbers are rational here, so that some multiple of
-// the ray leads from integers to integers.
-void tell_unbounded(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-                    Watch* watch, Highs* highs, BackendResult* result) {
-  watch->monitor->log("Looking for a feasible point, to tell unbounded from infeasible\n");
-  watch->aside = true;
-  watch->drops_text = false;
-  bool feasible = false;
-  if (!find_feasibility(problem, parameters, seconds, highs, &feasible)) return;
-  if (!feasible) {
-    result->outcome = Outcome::kInfeasible;
-    return;
-  }
-  BackendResult relaxed;
-  const bool has_ray = find_relaxed_ray(problem, parameters, seconds, highs, &relaxed) &&
-                       keeps_integers(problem.model, relaxed.x);
-  result->outcome = has_ray ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
-  if (!has_ray) return;
-  result->certificate = relaxed.certificate;
-  result->x = std::move(relaxed.x);
-}
-
-// Whether the method came to no end of its own.
-bool is_stuck(const Parameters& parameters, const BackendResult& result) {
-  if (result.outcome != Outcome::kStopped) return false;
-  if (result.termination == Code::kTrmStall) return true;
-  return parameters.get(IntParam::kOptimizer) == kInteriorPoint &&
-         parameters.get(IntParam::kInteriorIterationLimit) > kInteriorStallIterations &&
-         result.termination == Code::kTrmIterationLimit;
-}
-
-// The simplex methods take over from a method that is stuck.
-void help_stuck(const Parameters& parameters, double seconds, Highs* highs, BackendResult* result) {
-  if (!is_stuck(parameters, *result)) return;
-  result->termination = Code::kTrmStall;
-  for (const HighsInt strategy : {kHighsDualStrategy, kHighsPrimalStrategy}) {
-    BackendResult again;
-    if (!run_simplex(strategy, parameters, seconds, highs, &again)) continue;
-    *result = std::move(again);
-    if (result->termination != Code::kTrmStall) return;
-  }
-}
-
 // Runs the method that was chosen, and others where it gets stuck or fails.
 Status run(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
            Highs* highs, BackendResult* result) {
@@ -516,14 +214,16 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   if (is_cut_off(problem, parameters, result->outcome)) {
     stop_with(Code::kTrmObjectiveCutoff, result);
   }
-  copy_figures(highs, model, &result->progress);
-  remove_constant(watch.constant(), &result->progress);
+  copy_figures(highs, problem, &result->progress);
   if (!lacks_certificate(result->outcome)) {
     copy_solution(highs, model, result);
     return {};
   }
   if (integer && result->outcome != Outcome::kInfeasible) {
-    tell_unbounded(problem, parameters, seconds, &watch, &highs, result);
+    monitor->log("Looking for a feasible point, to tell unbounded from infeasible\n");
+    watch.aside = true;
+    watch.drops_text = false;
+    tell_unbounded(problem, parameters, seconds, &highs, result);
   } else if (!integer) {
     copy_basis(highs, model, result);
     certify(problem, parameters, seconds, monitor, &highs, result);

@@ -36,7 +36,8 @@ constexpr DoubleOption kDoubleOptions[] = {
 };
 
 // The presolve rule that merges parallel rows and columns, as HiGHS counts rules. On some
-// mixed-integer models it loses the best point, and HiGHS 1.10 calls a worse one optimal.
+// mixed-integer models it loses the best point, and HiGHS 1.10 calls a worse one optimal, also with
+// its implied integrality mended (scripts/dependencies/highs.sh).
 constexpr HighsInt kParallelRowsAndColumns = 1 << 13;
 
 constexpr const char* kPresolveOptions[] = {"off", "on", "choose"};

@@ -1,0 +1,24 @@
+// What HiGHS ended with, in the library's terms.
+#pragma once
+
+#include "solve/backend.h"
+
+class Highs;
+
+namespace vorlan {
+
+void stop_with(Code termination, BackendResult* result);
+
+// Outcome and termination code from HiGHS's status. False when that is a failure.
+bool set_outcome(const Highs& highs, const Parameters& parameters, BackendResult* result);
+
+// Status keys, where HiGHS has a basis.
+void copy_basis(const Highs& highs, const Model& model, BackendResult* result);
+
+// Point, duals and status keys, as far as HiGHS has them.
+void copy_solution(const Highs& highs, const Model& model, BackendResult* result);
+
+// Iterations, nodes, objective, bound and gap; without the constant that HiGHS counts in.
+void copy_figures(const Highs& highs, const MinimizeProblem& problem, Progress* progress);
+
+}  // namespace vorlan

@@ -1,0 +1,163 @@
+// Rays from HiGHS, and the solves that lead to them.
+#include "solve/highs/highs_certificates.h"
+
+#include <cmath>
+#include <utility>
+
+#include "Highs.h"
+#include "solve/checker.h"
+#include "solve/highs/highs_answer.h"
+#include "solve/highs/highs_options.h"
+#include "solve/highs/simplex_again.h"
+
+namespace vorlan {
+namespace {
+
+// HiGHS has no ray for a model without matrix elements.
+std::vector<double> find_dual_ray(const Model& model, Highs* highs) {
+  std::vector<double> ray(model.con_lower.size(), 0.0);
+  bool found = false;
+  if (ray.empty()) return {};
+  if (highs->getDualRay(found, ray.data()) == HighsStatus::kOk && found) return ray;
+  return find_single_row_ray(model);
+}
+
+bool read_dual_ray(const Model& model, Highs* highs, BackendResult* result) {
+  std::vector<double> ray = find_dual_ray(model, highs);
+  std::vector<double> d;
+  if (ray.empty() || !is_dual_ray(model, ray, &d)) return false;
+  result->certificate = Certificate::kDualRay;
+  result->y = std::move(ray);
+  return true;
+}
+
+// Along one variable that is in no constraint; HiGHS has no ray for a model without matrix
+// elements.
+std::vector<double> find_single_variable_ray(const MinimizeProblem& problem) {
+  const Model& model = problem.model;
+  for (size_t j = 0; j < problem.cost.size(); ++j) {
+    const bool in_constraint = model.matrix.start[j] < model.matrix.start[j + 1];
+    const double end = problem.cost[j] < 0.0 ? model.var_upper[j] : model.var_lower[j];
+    if (in_constraint || problem.cost[j] == 0.0 || std::isfinite(end)) continue;
+    std::vector<double> ray(problem.cost.size(), 0.0);
+    ray[j] = problem.cost[j] < 0.0 ? 1.0 : -1.0;
+    return ray;
+  }
+  return {};
+}
+
+std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs) {
+  std::vector<double> ray(static_cast<size_t>(highs->getNumCol()), 0.0);
+  bool found = false;
+  if (highs->getPrimalRay(found, ray.data()) != HighsStatus::kOk || !found) {
+    return find_single_variable_ray(problem);
+  }
+  ray.resize(problem.cost.size());  // behind the variables there may be switches
+  return ray;
+}
+
+bool read_primal_ray(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
+  std::vector<double> ray = find_primal_ray(problem, highs);
+  if (!is_primal_ray(problem, ray)) return false;
+  result->certificate = Certificate::kPrimalRay;
+  result->x = std::move(ray);
+  return true;
+}
+
+bool read_certificate(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
+  if (result->outcome == Outcome::kInfeasible) return read_dual_ray(problem.model, highs, result);
+  if (result->outcome == Outcome::kUnbounded) return read_primal_ray(problem, highs, result);
+  return false;
+}
+
+// Whether a mixed-integer model has any point at all, whatever it costs. False when that cannot be
+// told.
+bool find_feasibility(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                      Highs* highs, bool* feasible) {
+  const std::vector<double> no_cost(static_cast<size_t>(highs->getNumCol()), 0.0);
+  highs->clearSolver();
+  highs->changeColsCost(0, highs->getNumCol() - 1, no_cost.data());
+  if (!set_highs_options(parameters, true, seconds - highs->getRunTime(), highs).ok()) return false;
+  highs->setOptionValue("objective_bound", kHighsInf);
+  highs->setOptionValue("objective_target", -kHighsInf);
+  BackendResult found;
+  if (highs->run() == HighsStatus::kError || !set_outcome(*highs, parameters, &found)) return false;
+  copy_solution(*highs, problem.model, &found);
+  const double tolerance = 10.0 * parameters.get(DoubleParam::kIntegralityTolerance);
+  *feasible = !found.x.empty() && primal_violation(problem.model, found.x) <= tolerance;
+  return *feasible || found.outcome == Outcome::kInfeasible;
+}
+
+// A ray of the linear relaxation.
+bool find_relaxed_ray(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                      Highs* highs, BackendResult* result) {
+  const HighsInt last = highs->getNumCol() - 1;
+  const std::vector<HighsVarType> continuous(static_cast<size_t>(last) + 1,
+                                             HighsVarType::kContinuous);
+  std::vector<double> cost = problem.cost;
+  cost.resize(continuous.size(), 0.0);
+  highs->changeColsIntegrality(0, last, continuous.data());
+  highs->changeColsCost(0, last, cost.data());
+  BackendResult relaxed;
+  if (!run_simplex(kHighsDualStrategy, parameters, seconds, highs, &relaxed)) return false;
+  return relaxed.outcome == Outcome::kUnbounded && read_primal_ray(problem, highs, result);
+}
+
+}  // namespace
+
+bool lacks_certificate(Outcome outcome) {
+  return outcome == Outcome::kInfeasible || outcome == Outcome::kUnbounded ||
+         outcome == Outcome::kInfeasibleOrUnbounded;
+}
+
+void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             BackendMonitor* monitor, Highs* highs, BackendResult* result) {
+  if (read_certificate(problem, highs, result)) {
+    // The ray may come with the basis that presolve did not leave.
+    if (result->var_key.empty()) copy_basis(*highs, problem.model, result);
+    return;
+  }
+  monitor->log("Solving again by the simplex method and without presolve, for a certificate\n");
+  BackendResult again;
+  const bool ran = run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again);
+  result->progress.simplex_iterations += highs->getInfo().simplex_iteration_count;
+  if (ran && again.outcome == Outcome::kOptimal) {
+    again.progress = result->progress;
+    *result = std::move(again);
+    copy_solution(*highs, problem.model, result);
+    return;
+  }
+  if (ran && again.outcome == Outcome::kStopped && again.termination != Code::kTrmStall) {
+    result->termination = again.termination;
+    return;
+  }
+  if (ran && lacks_certificate(again.outcome)) {
+    result->outcome = again.outcome;
+    copy_basis(*highs, problem.model, result);
+    if (read_certificate(problem, highs, result)) return;
+  }
+  monitor->log("No proof was found that the model has no optimum\n");
+  const Progress progress = result->progress;
+  *result = {};
+  result->progress = progress;
+  stop_with(Code::kTrmStall, result);
+}
+
+void tell_unbounded(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                    Highs* highs, BackendResult* result) {
+  bool feasible = false;
+  if (!find_feasibility(problem, parameters, seconds, highs, &feasible)) return;
+  if (!feasible) {
+    result->outcome = Outcome::kInfeasible;
+    return;
+  }
+  BackendResult relaxed;
+  const bool has_ray = find_relaxed_ray(problem, parameters, seconds, highs, &relaxed) &&
+                       keeps_integers(problem.model, relaxed.x);
+  result->outcome = has_ray ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
+  if (!has_ray) return;
+  result->certificate = relaxed.certificate;
+  result->x = std::move(relaxed.x);
+}
+
+}  // namespace vorlan

@@ -1,0 +1,46 @@
+// When, and how, the simplex method runs again.
+#include "solve/highs/simplex_again.h"
+
+#include <utility>
+
+#include "Highs.h"
+#include "solve/highs/highs_answer.h"
+#include "solve/highs/highs_options.h"
+
+namespace vorlan {
+namespace {
+
+// Whether the method came to no end of its own.
+bool is_stuck(const Parameters& parameters, const BackendResult& result) {
+  if (result.outcome != Outcome::kStopped) return false;
+  if (result.termination == Code::kTrmStall) return true;
+  return parameters.get(IntParam::kOptimizer) == kInteriorPoint &&
+         parameters.get(IntParam::kInteriorIterationLimit) > kInteriorStallIterations &&
+         result.termination == Code::kTrmIterationLimit;
+}
+
+}  // namespace
+
+bool run_simplex(int strategy, const Parameters& parameters, double seconds, Highs* highs,
+                 BackendResult* result) {
+  highs->clearSolver();
+  if (!set_highs_options(parameters, false, seconds - highs->getRunTime(), highs).ok())
+    return false;
+  highs->setOptionValue("presolve", "off");
+  highs->setOptionValue("solver", "simplex");
+  highs->setOptionValue("simplex_strategy", strategy);
+  return highs->run() != HighsStatus::kError && set_outcome(*highs, parameters, result);
+}
+
+void help_stuck(const Parameters& parameters, double seconds, Highs* highs, BackendResult* result) {
+  if (!is_stuck(parameters, *result)) return;
+  result->termination = Code::kTrmStall;
+  for (const HighsInt strategy : {kHighsDualStrategy, kHighsPrimalStrategy}) {
+    BackendResult again;
+    if (!run_simplex(strategy, parameters, seconds, highs, &again)) continue;
+    *result = std::move(again);
+    if (result->termination != Code::kTrmStall) return;
+  }
+}
+
+}  // namespace vorlan

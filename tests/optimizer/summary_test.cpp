@@ -87,6 +87,25 @@ TEST(Summary, SaysWhatTheJsonSolutionSays) {
   }
 }
 
+TEST(Summary, SaysTheBoundThatTheJsonSolutionSays) {
+  for (const bool maximize : {false, true}) {
+    TestTask task;
+    ASSERT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+    ASSERT_EQ(VLN_putobjsense(task, maximize ? 1 : 0), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1"), VLN_RES_OK);
+    task.solve();
+    const std::string path = test_file_path("solution.json");
+    ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
+    const std::string bound = in_json(read_whole_file(path), "dual objective");
+    if (maximize) {
+      EXPECT_EQ(bound, "") << "the relaxation is unbounded";
+      continue;
+    }
+    ASSERT_NE(bound, "") << task.log();
+    EXPECT_EQ(in_summary(task.log(), "bound"), with_ten_digits(bound));
+  }
+}
+
 // A person who follows a long solve sees how far it is, at most once a second.
 TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
   TestTask task;
@@ -107,6 +126,7 @@ TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
   double gap = 0.0;
   long long nodes = -1;
   int length = 0;
+  if (*line == '*') ++line;  // a better incumbent
   while (std::sscanf(line, "%lf s %lld %lf %lf %lf%%\n%n", &time, &nodes, &incumbent, &bound, &gap,
                      &length) == 5) {
     EXPECT_GE(time, last + 0.9);  // shown with one digit
@@ -115,6 +135,7 @@ TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
     EXPECT_NEAR(gap, 100.0 * (incumbent - bound) / incumbent, 0.01);
     last = time;
     line += length;
+    if (*line == '*') ++line;
     ++lines;
   }
   EXPECT_GE(lines, 1) << task.log();

@@ -13,6 +13,11 @@ namespace {
 // 50 times a second: more than the 20 that callers are promised, to leave room for a busy machine.
 constexpr double kBeatSeconds = 0.02;
 
+// So many lines fit a terminal under one heading.
+constexpr int kLinesOfAHeading = 20;
+// Where nothing changes, every so many intervals a line is a sign of life.
+constexpr double kQuietIntervals = 10.0;
+
 // A figure that is not known yet is a dash.
 std::string figure(double value) { return std::isfinite(value) ? format_text("%.8g", value) : "-"; }
 
@@ -64,19 +69,30 @@ bool Listener::beat_now(const Progress& progress) {
   return stopped();
 }
 
+bool Listener::is_worth_a_line(const Progress& progress, double seconds) const {
+  return num_lines_ == 0 || progress.nodes != last_logged_.nodes ||
+         progress.objective != last_logged_.objective || progress.bound != last_logged_.bound ||
+         seconds >= last_line_ + kQuietIntervals * log_interval_;
+}
+
 void Listener::log_progress(const Progress& progress, double seconds) {
   next_line_ = seconds + log_interval_;
+  if (!is_worth_a_line(progress, seconds)) return;
   const double factor = task_->model.maximize ? -1.0 : 1.0;
   const double incumbent = factor * progress.objective + task_->model.constant;
   const double bound = factor * progress.bound + task_->model.constant;
+  const bool is_better = progress.objective < last_logged_.objective;
   std::string text;
-  if (!has_heading_)
+  if (num_lines_ % kLinesOfAHeading == 0) {
     text = "      time         nodes         incumbent             bound        gap\n";
-  has_heading_ = true;
-  text += format_text("%8.1f s %13lld %17s %17s %10s\n", seconds,
+  }
+  text += format_text("%c%7.1f s %13lld %17s %17s %10s\n", is_better ? '*' : ' ', seconds,
                       static_cast<long long>(progress.nodes), figure(incumbent).c_str(),
                       figure(bound).c_str(), gap_figure(incumbent, bound).c_str());
   task_->log_text(kLogFull, text);
+  ++num_lines_;
+  last_line_ = seconds;
+  last_logged_ = progress;
 }
 
 bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {

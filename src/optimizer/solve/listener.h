@@ -38,8 +38,9 @@ class Listener {
   Code stop_reason() const { return stop_reason_; }
 
  private:
-  // A line for a person who follows a mixed-integer solve.
+  // A line for a person who follows a mixed-integer solve, if it would say anything new.
   void log_progress(const Progress& progress, double seconds);
+  bool is_worth_a_line(const Progress& progress, double seconds) const;
   bool callback_asks_to_stop(const Progress& progress, double seconds) const;
 
   Task* task_;
@@ -48,7 +49,9 @@ class Listener {
   bool logs_progress_;
   double log_interval_;
   double next_line_;
-  bool has_heading_ = false;
+  int num_lines_ = 0;
+  double last_line_ = 0.0;
+  Progress last_logged_;
   double last_beat_ = -kInfinity;
   Code stop_reason_ = Code::kOk;
 };

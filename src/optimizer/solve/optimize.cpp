@@ -168,6 +168,14 @@ std::vector<Figure> make_figures(const Task& task, SolutionKind kind, const Solu
   return figures;
 }
 
+// Of an integer solution, the dual objective is what the search has proved.
+void set_bound(const MinimizeProblem& problem, const Progress& progress, Solution* solution) {
+  const bool is_point = solution->status == SolutionStatus::kIntegerOptimal ||
+                        solution->status == SolutionStatus::kPrimalFeasible;
+  if (!is_point || !std::isfinite(progress.bound)) return;
+  solution->dual_objective = problem.sense_factor() * progress.bound + problem.model.constant;
+}
+
 bool is_optimal(const Solution& solution) {
   return solution.status == SolutionStatus::kOptimal ||
          solution.status == SolutionStatus::kIntegerOptimal;
@@ -256,6 +264,7 @@ Status optimize(Task* task, Code* termination) {
                    "The optimizer claims an optimum, but its residuals are too large: the status "
                    "is what they bear out\n");
   }
+  if (kind == SolutionKind::kInteger) set_bound(problem, progress, &solution);
   log_end(*task, kind, *termination, solution, progress, residuals, listener.elapsed());
   task->solver_result.figures =
       make_figures(*task, kind, solution, progress, residuals, listener.elapsed());

@@ -67,7 +67,8 @@ struct Solution {
   ProblemStatus problem_status = ProblemStatus::kUnknown;
   SolutionStatus status = SolutionStatus::kUnknown;
   double primal_objective = 0.0;
-  // Of an interior solution; NaN where it is not known.
+  // What the duals, or the search for an integer solution, prove as a bound; NaN where it is not
+  // known.
   double dual_objective = std::numeric_limits<double>::quiet_NaN();
   std::vector<StatusKey> skx, skc;
   std::vector<double> xx, slx, sux;

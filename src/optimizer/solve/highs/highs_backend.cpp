@@ -40,7 +40,10 @@ struct Watch {
 // their place. The legend of the table's letters tells that it begins.
 void pass_text(std::string_view text, Watch* watch) {
   if (text.find("Src: ") != std::string_view::npos) watch->drops_text = true;
-  if (!watch->drops_text) watch->monitor->log(text);
+  // That a rule of presolve is off (highs_options.cpp) tells nobody anything.
+  const bool tells_rules =
+      text.starts_with("Presolve rules not allowed") || text.starts_with("   Rule ");
+  if (!watch->drops_text && !tells_rules) watch->monitor->log(text);
 }
 
 void note_progress(int type, const HighsCallbackDataOut& data, double constant,

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -97,6 +98,32 @@ TEST_F(LogStream, EchoTakesAStringViewByValue) {
   EXPECT_EQ(VLN_echotask(task_, 0, "Set log file: %s\n", name), VLN_RES_OK);
   EXPECT_EQ(VLN_echotask(task_, 0, "Read file: %s\n", "model.mps"), VLN_RES_OK);
   EXPECT_EQ(text, "Set log file: run.log\nRead file: model.mps\n");
+}
+
+void print_text(void*, const char* text) { std::fputs(text, stdout); }
+
+int print_beat(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*, const long*) {
+  std::fputs("beat\n", stdout);
+  return 0;
+}
+
+// What the optimizer prints is kept off standard output; what the caller's functions print is not.
+TEST_F(LogStream, AStreamFunctionMayPrintToStandardOutput) {
+  for (const char* child : {"on", "off"}) {
+    const std::string path = write_test_file("model.mps", two_products(-1));
+    ASSERT_EQ(VLN_readdata(task_, path.c_str()), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_CHILD_PROCESS", child), VLN_RES_OK);
+    ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, nullptr, print_text), VLN_RES_OK);
+    ASSERT_EQ(VLN_putcallbackfunc(task_, print_beat, nullptr), VLN_RES_OK);
+    testing::internal::CaptureStdout();
+    VLNrescode_enum termination = VLN_RES_OK;
+    EXPECT_EQ(VLN_optimizetrm(task_, &termination), VLN_RES_OK);
+    const std::string text = testing::internal::GetCapturedStdout();
+    for (const char* piece : {"Optimization of a linear model", "beat\n", "Presolving model",
+                              "Model status        : Optimal", "Optimization ended"}) {
+      EXPECT_NE(text.find(piece), std::string::npos) << "child " << child << ": " << piece;
+    }
+  }
 }
 
 // A stream function that calls the library would find the task in the middle of an operation.

@@ -77,28 +77,27 @@ size_t TestTask::count(VLNrescode_enum (*query)(vlntaskt*, int32_t*)) const {
   return static_cast<size_t>(number);
 }
 
-std::vector<int32_t> TestTask::var_ints(IntQuery query, int32_t whichsol) const {
-  std::vector<int32_t> values(count(VLN_getnumvar), -1);
+template <class Value, class Query>
+std::vector<Value> TestTask::values(size_t count, Query query, int32_t whichsol) const {
+  std::vector<Value> values(count, -1);
   EXPECT_EQ(query(task_, whichsol, values.data()), VLN_RES_OK);
   return values;
+}
+
+std::vector<int32_t> TestTask::var_ints(IntQuery query, int32_t whichsol) const {
+  return values<int32_t>(count(VLN_getnumvar), query, whichsol);
 }
 
 std::vector<int32_t> TestTask::con_ints(IntQuery query, int32_t whichsol) const {
-  std::vector<int32_t> values(count(VLN_getnumcon), -1);
-  EXPECT_EQ(query(task_, whichsol, values.data()), VLN_RES_OK);
-  return values;
+  return values<int32_t>(count(VLN_getnumcon), query, whichsol);
 }
 
 std::vector<double> TestTask::var_doubles(DoubleQuery query, int32_t whichsol) const {
-  std::vector<double> values(count(VLN_getnumvar), -1e300);
-  EXPECT_EQ(query(task_, whichsol, values.data()), VLN_RES_OK);
-  return values;
+  return values<double>(count(VLN_getnumvar), query, whichsol);
 }
 
 std::vector<double> TestTask::con_doubles(DoubleQuery query, int32_t whichsol) const {
-  std::vector<double> values(count(VLN_getnumcon), -1e300);
-  EXPECT_EQ(query(task_, whichsol, values.data()), VLN_RES_OK);
-  return values;
+  return values<double>(count(VLN_getnumcon), query, whichsol);
 }
 
 std::string TestTask::last_message() const {

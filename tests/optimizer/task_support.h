@@ -40,6 +40,8 @@ class TestTask {
 
  private:
   size_t count(VLNrescode_enum (*query)(vlntaskt*, int32_t*)) const;
+  template <class Value, class Query>
+  std::vector<Value> values(size_t count, Query query, int32_t whichsol) const;
 
   vlntaskt* task_ = nullptr;
   std::string log_;

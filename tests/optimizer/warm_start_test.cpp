@@ -192,6 +192,40 @@ TEST(WarmStart, FromATaskFileAndFromASolutionFile) {
       [](vlntaskt* t, const char* path) { return VLN_readbsolution(t, path, 0); }, "solved.b");
 }
 
+int stop_at_once(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*, const long*) {
+  return 1;
+}
+
+// Going on from a solution for no time at all must not lose it.
+TEST(WarmStart, AStopBeforeAnythingWasFoundKeepsWhatWasHeld) {
+  const std::string integer =
+      "NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
+      "RHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n";
+  struct Case {
+    std::string mps;
+    const char* optimizer;
+    int32_t kind;
+    int32_t status;
+  };
+  for (const Case& c : {Case{integer, "free", kInteger, 2},
+                        {two_products(-1), "free", kBasic, 4},
+                        {two_products(-1), "dual_simplex", kBasic, 4}}) {
+    TestTask task;
+    ASSERT_EQ(task.read(c.mps), VLN_RES_OK);
+    put(task, "VLN_IPAR_OPTIMIZER", c.optimizer);
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    const auto x = task.var_doubles(VLN_getxx, c.kind);
+    ASSERT_EQ(VLN_putcallbackfunc(task, stop_at_once, nullptr), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
+    ASSERT_TRUE(task.defined(c.kind));
+    EXPECT_EQ(task.solution_status(c.kind), c.status) << "a stop claims no optimum";
+    EXPECT_EQ(task.var_doubles(VLN_getxx, c.kind), x);
+    put(task, "VLN_IPAR_WARM_START", "off");
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
+    EXPECT_FALSE(task.defined(c.kind));
+  }
+}
+
 // No node and no heuristic: what the second solve has, it had from the start.
 TEST(WarmStart, IntegerSolveGoesOnFromItsIncumbent) {
   TestTask task;

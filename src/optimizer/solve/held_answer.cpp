@@ -104,4 +104,21 @@ bool take_held_answer(const MinimizeProblem& problem, const Parameters& paramete
   return holds;
 }
 
+void keep_held_point(const MinimizeProblem& problem, const Parameters& parameters,
+                     BackendResult* result) {
+  const bool has_none = result->outcome == Outcome::kStopped && result->x.empty();
+  if (!has_none || problem.start == nullptr || !fits(problem.model, *problem.start)) return;
+  const SolutionStatus status = problem.start->status;
+  const bool held_point =
+      status == SolutionStatus::kOptimal || status == SolutionStatus::kIntegerOptimal ||
+      status == SolutionStatus::kPrimalFeasible || status == SolutionStatus::kPrimalAndDualFeasible;
+  const ClaimTolerances tolerances(problem.model, parameters);
+  BackendResult held = answer_of(problem, *problem.start);
+  if (!held_point || primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
+  held.outcome = result->outcome;
+  held.termination = result->termination;
+  held.progress = result->progress;
+  *result = std::move(held);
+}
+
 }  // namespace vorlan

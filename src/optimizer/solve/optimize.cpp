@@ -248,6 +248,7 @@ Status optimize(Task* task, Code* termination) {
     status = run(problem, task, &listener, &result);
   }
   if (!status.ok()) return status;
+  keep_held_point(problem, task->parameters, &result);
 
   *termination = result.termination;
   const Progress progress = result.progress;

@@ -180,6 +180,26 @@ TEST(LinearSolve, UnboundedAlongAVariableInNoConstraint) {
   expect_near(task.var_doubles(VLN_getxx, kBasic), {1.0});
 }
 
+TEST(LinearSolve, RowsWithoutColumns) {
+  for (const char* optimizer : {"free", "primal_simplex", "interior_point", "conic"}) {
+    const int32_t kind = std::string(optimizer) == "conic" ? 0 : kBasic;
+    for (const bool feasible : {true, false}) {
+      TestTask task;
+      ASSERT_EQ(task.read(std::string("NAME A\nROWS\n N C\n E R\n L S\nCOLUMNS\nRHS\n B R ") +
+                          (feasible ? "0" : "-1") + " S 4\nENDATA\n"),
+                VLN_RES_OK)
+          << task.last_message();
+      ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
+      EXPECT_EQ(task.solve(), VLN_RES_OK);
+      ASSERT_TRUE(task.defined(kind)) << optimizer << task.log();
+      EXPECT_EQ(task.problem_status(kind), feasible ? 1 : 4) << optimizer << task.log();
+      EXPECT_EQ(task.solution_status(kind), feasible ? 1 : 5) << optimizer;
+      const auto suc = task.con_doubles(VLN_getsuc, kind);
+      EXPECT_NEAR(suc[0], feasible ? 0.0 : 1.0, 1e-9) << optimizer;
+    }
+  }
+}
+
 TEST(LinearSolve, ModelsWithoutRowsOrColumns) {
   TestTask empty;
   EXPECT_EQ(empty.solve(), VLN_RES_OK);

@@ -234,6 +234,17 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   return {};
 }
 
+// HiGHS looks at no row of a model without columns.
+void answer_without_columns(const Model& model, BackendResult* result) {
+  std::vector<double> ray = find_single_row_ray(model);
+  const bool infeasible = !ray.empty();
+  result->outcome = infeasible ? Outcome::kInfeasible : Outcome::kOptimal;
+  result->certificate = infeasible ? Certificate::kDualRay : Certificate::kNone;
+  result->y = std::move(ray);
+  result->y.resize(model.con_lower.size(), 0.0);
+  result->con_key.assign(model.con_lower.size(), StatusKey::kBasic);
+}
+
 // Whether an answer needs no second solve that looks at extreme numbers closely: it has been
 // stopped for another reason, or holds for the model as it is.
 bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
@@ -249,6 +260,10 @@ bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
 
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
+  if (problem.cost.empty()) {
+    answer_without_columns(problem.model, result);
+    return {};
+  }
   const double start = monotonic_seconds();
   Status status = solve_once(problem, parameters, seconds, false, monitor, result);
   if (!has_extreme_numbers(problem)) return status;

@@ -53,6 +53,21 @@ TEST(Checker, RefusesWrongPoints) {
   EXPECT_LE(primal_violation(model, {0.0, 1.0}), 1e-12);
 }
 
+// A bound far away on one side makes nothing of the other.
+TEST(Checker, AViolationIsRelativeToTheBoundThatIsMissed) {
+  Model model = two_products_model();
+  model.var_upper[0] = 1e9;
+  model.con_lower[0] = -1e9;
+  EXPECT_GT(primal_violation(model, {-0.1, 0.0}), 1e-2);
+  EXPECT_GT(primal_violation(model, {2.0, 2.1}), 1e-2);
+  // Against its own size a bound may be missed by more.
+  model.var_lower[0] = 1e9;
+  model.con_upper = {2e9, 2e9};
+  EXPECT_LE(primal_violation(model, {1e9 - 1.0, 0.0}), 2e-9);
+  model.var_upper[0] = model.var_lower[0] = kInf;
+  EXPECT_EQ(primal_violation(model, {0.0, 0.0}), kInf);
+}
+
 TEST(Checker, SemiContinuousIsZeroOrWithinBounds) {
   Model model = two_products_model();
   model.var_kind[0] = VarKind::kSemiContinuous;

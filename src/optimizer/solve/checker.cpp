@@ -13,16 +13,16 @@
 namespace vorlan {
 namespace {
 
-double outside(double value, double lower, double upper) {
-  return std::max({0.0, lower - value, value - upper});
+// How far a bound is missed. It belongs to the terms that cancel; the other bound, which may be far
+// away, does not.
+double relative_miss(double distance, double bound, double size) {
+  if (!(distance > 0.0)) return 0.0;
+  return std::isfinite(bound) ? distance / std::max(size, std::fabs(bound)) : kInfinity;
 }
 
-// Finite bounds belong to the terms that cancel.
 double relative_outside(const Sum& sum, double lower, double upper) {
-  double size = sum.size;
-  if (std::isfinite(lower)) size = std::max(size, std::fabs(lower));
-  if (std::isfinite(upper)) size = std::max(size, std::fabs(upper));
-  return outside(sum.value, lower, upper) / size;
+  return std::max(relative_miss(lower - sum.value, lower, sum.size),
+                  relative_miss(sum.value - upper, upper, sum.size));
 }
 
 bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }

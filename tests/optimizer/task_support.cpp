@@ -183,7 +183,8 @@ std::string without_times(const std::string& log) {
     const size_t end = std::min(log.find('\n', begin), log.size() - 1) + 1;
     const std::string line = log.substr(begin, end - begin);
     const bool tells_time = line.find("time") != std::string::npos ||  //
-                            line.find("s\n") != std::string::npos;
+                            line.find("s\n") != std::string::npos ||   //
+                            line.find(" s ") != std::string::npos;     // a progress line
     if (!tells_time) text += line;
     begin = end;
   }

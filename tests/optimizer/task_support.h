@@ -58,7 +58,7 @@ std::string two_products(int sign);
 // A model whose solve takes minutes, with feasible points found at once.
 std::string hard_integer_model();
 
-// A log without the lines that tell a time.
+// A log without the lines that tell a time, progress lines among them.
 std::string without_times(const std::string& log);
 
 std::string code_name(VLNrescode_enum code);

@@ -214,6 +214,16 @@ TEST(Switches, ComeFromPairsAndEquations) {
   EXPECT_EQ(switches_of(model)[0], -1) << "no binary variable";
 }
 
+// A constraint of one variable is as good as a bound.
+TEST(Switches, HaveBoundsInConstraints) {
+  Model model = switched_model();
+  model.var_lower[0] = -kInfinity;
+  model.var_upper[3] = kInfinity;
+  test::add_constraint(&model, -kInfinity, 2.0, {0.0, 0.0, 0.0, 2.0});
+  test::add_constraint(&model, -kInfinity, 0.0, {-3.0, 0.0, 0.0, 0.0});
+  EXPECT_EQ(switches_of(model), (std::vector<int32_t>{3, 3, -1, -1}));
+}
+
 // x0 <= 4 (1 - z), and x1 = 3 + 2 x0 + z: z = 1 has x0 = 0 and x1 = 4.
 TEST(Switches, HaveValues) {
   Model model = test::free_variables({0.0, 0.0, 0.0});

@@ -15,17 +15,15 @@ namespace {
 // Equations hand a switch on no further than through a chain of this length.
 constexpr int kMostPasses = 10;
 
-bool is_binary(const Model& model, int32_t var) {
-  const size_t j = index(var);
-  return model.var_kind[j] == VarKind::kInteger && model.var_lower[j] == 0.0 &&
-         model.var_upper[j] == 1.0;
-}
-
 class Finder {
  public:
   Finder(const Model& model, const RowView& rows)
       : model_(model), rows_(rows), switches_(model.cost.size()) {
-    for (int32_t j = 0; j < model.num_var(); ++j) fixed_.push_back(fixed_value(model, rows, j));
+    for (int32_t j = 0; j < model.num_var(); ++j) {
+      fixed_.push_back(fixed_value(model, rows, j));
+      own_ranges_.push_back(own_range(index(j)));
+    }
+    narrow_by_single_rows();
   }
 
   std::vector<Switch> find() {
@@ -46,20 +44,41 @@ class Finder {
             semi ? std::max(0.0, model_.var_upper[var]) : model_.var_upper[var]};
   }
 
+  // Some formats have no bounds, but constraints of one variable.
+  void narrow_by_single_rows() {
+    for (size_t row = 0; row < rows_.linear.size(); ++row) {
+      const size_t k = rows_.start[row];
+      const bool is_single = rows_.linear[row] && rows_.start[row + 1] - k == 1;
+      if (is_single && rows_.value[k] != 0.0)
+        narrow_to_row(row, k, 0.0, &own_ranges_[index(rows_.var[k])]);
+    }
+  }
+
+  // To what a row lets the variable at one of its places be, where the others come to the rest.
+  void narrow_to_row(size_t row, size_t place, double rest, Interval* range) const {
+    const double factor = rows_.value[place];
+    double lower = (model_.con_lower[row] - rest) / factor;
+    double upper = (model_.con_upper[row] - rest) / factor;
+    if (factor < 0.0) std::swap(lower, upper);
+    range->lower = std::max(range->lower, lower);
+    range->upper = std::min(range->upper, upper);
+  }
+
+  bool is_binary(int32_t var) const {
+    const Interval& range = own_ranges_[index(var)];
+    return model_.var_kind[index(var)] == VarKind::kInteger && range.lower == 0.0 &&
+           range.upper == 1.0;
+  }
+
   // The values that the variable at one place of a row can have where the binary one, at the other
   // place, has the given value.
   void narrow(size_t row, size_t place, size_t binary_place, bool at_one) {
     const auto var = index(rows_.var[place]);
     const int32_t binary = rows_.var[binary_place];
-    const double factor = rows_.value[place];
     const double rest = at_one ? rows_.value[binary_place] : 0.0;
-    double lower = (model_.con_lower[row] - rest) / factor;
-    double upper = (model_.con_upper[row] - rest) / factor;
-    if (factor < 0.0) std::swap(lower, upper);
     const auto key = std::tuple(rows_.var[place], binary, at_one);
-    Interval& range = ranges_.try_emplace(key, own_range(var)).first->second;
-    range.lower = std::max(range.lower, lower);
-    range.upper = std::min(range.upper, upper);
+    Interval& range = ranges_.try_emplace(key, own_ranges_[var]).first->second;
+    narrow_to_row(row, place, rest, &range);
     const bool is_off = range.lower == range.upper && !switches_[var].exists();
     if (is_off) switches_[var] = {binary, at_one, range.lower + 0.0};
   }
@@ -71,7 +90,7 @@ class Finder {
       for (const size_t k : {first, first + 1}) {
         const size_t other = 2 * first + 1 - k;
         const bool usable = rows_.value[k] != 0.0 && rows_.value[other] != 0.0;
-        if (!usable || !is_binary(model_, rows_.var[k])) continue;
+        if (!usable || !is_binary(rows_.var[k])) continue;
         narrow(row, other, k, false);
         narrow(row, other, k, true);
       }
@@ -132,6 +151,7 @@ class Finder {
   std::map<std::tuple<int32_t, int32_t, bool>, Interval> ranges_;
   std::vector<Switch> switches_;
   std::vector<double> fixed_;
+  std::vector<Interval> own_ranges_;
 };
 
 }  // namespace

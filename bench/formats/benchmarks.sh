@@ -9,6 +9,7 @@ bench_formats() {
   theirs=$bin/bench_highs_files
   formats_of "5 million elements, short names" 5000000 short
   formats_of "1.5 million elements, long names" 1500000 long
+  formats_entries
   formats_lp_writing
   formats_growth
 }
@@ -36,13 +37,40 @@ formats_of() {
   heading "Writing, $1" ms
   formats_writing mps MPS
 
+  formats_memory "$1" mps lp ptf cbf jtask task
+  rm -f model.* written.*
+}
+
+# formats_memory LABEL SUFFIX...
+formats_memory() {
   heading "Peak memory of reading beside the model, $1" MiB
-  local model peak
-  for suffix in mps lp ptf cbf jtask task; do
-    read -r model peak < <("$ours" memory model.$suffix)
+  local suffix model peak
+  for suffix in "${@:2}"; do
+    read -r model peak < <("$ours" memory "model.$suffix")
     compared ".$suffix" "$peak" "$model" 2.5
   done
-  rm -f model.* written.*
+}
+
+# Models that are mostly quadratic terms, or elements of matrices at matrix variables: two million.
+formats_entries() {
+  local suffix
+  awk 'BEGIN {
+    print "NAME Q FREE\nROWS\n N COST\n L R\nCOLUMNS"
+    for (j = 0; j < 200000; ++j) print " x" j " COST 1 R 1"
+    print "RHS\n RHS R 1\nQUADOBJ"
+    for (j = 0; j < 200000; ++j) for (k = j; k < j + 10 && k < 200000; ++k) print " x" j, "x" k, 0.1 + k % 97
+    print "ENDATA" }' >model.mps
+  for suffix in lp ptf jtask task; do "$ours" write model.mps model.$suffix >/dev/null; done
+  formats_memory "2 million quadratic terms" mps lp ptf jtask task
+  rm -f model.*
+  awk 'BEGIN {
+    print "20000\n1\n500"
+    for (i = 1; i <= 20000; ++i) print i % 7
+    for (i = 1; i <= 20000; ++i) for (k = 0; k < 100; ++k) print i, 1, 1 + 4 * k, 1 + 4 * k + i % 97, 0.1 + k
+  }' >model.dat-s
+  for suffix in cbf ptf jtask task; do "$ours" write model.dat-s model.$suffix >/dev/null; done
+  formats_memory "2 million elements of matrices" dat-s cbf ptf jtask task
+  rm -f model.*
 }
 
 # processor_times COMMAND...: sets medians as interleaved does.

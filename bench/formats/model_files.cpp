@@ -174,7 +174,12 @@ size_t bytes_of_names(const NameList& names, int32_t count) {
 size_t bytes_of(const Model& model) {
   size_t sum = bytes_of_names(model.var_names, model.num_var()) +
                bytes_of_names(model.con_names, model.num_con());
-  for_each_array(model, [&sum](const auto& array) { sum += array.size() * sizeof array[0]; });
+  const auto add = [&sum](const auto& array) { sum += array.size() * sizeof array[0]; };
+  for_each_array(model, add);
+  add(model.quadratic_cost);
+  add(model.quadratic_coefficients);
+  add(model.matrix_cost);
+  add(model.matrix_coefficients);
   return sum;
 }
 

@@ -2,9 +2,11 @@
 #include "format/lp_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 #include <limits>
+#include <span>
 
 #include "format/lp.h"
 #include "format/lp_names.h"
@@ -244,9 +246,32 @@ bool LpReader::is_infinity_word() const {
 
 bool LpReader::read_constraints() {
   while (tokens_.kind() != LpKind::kEnd && !starts_section()) {
+    if (tokens_.line_number() >= looked_at_) look_ahead();
     if (!read_constraint()) return false;
   }
   return tokens_.status().ok();
+}
+
+// Lets the names of the next lines be fetched together, as MpsReader::look_ahead does: whatever
+// looks like one, which is found all the same when it is read.
+void LpReader::look_ahead() {
+  std::array<std::string_view, NameTable::kAtOnce> names;
+  size_t count = 0;
+  std::string_view text = tokens_.ahead();
+  looked_at_ = tokens_.line_number();
+  while (count < names.size()) {
+    const size_t end = text.find('\n');
+    if (end == std::string_view::npos) break;
+    std::string_view line = text.substr(0, end);
+    for (std::string_view word = take_word(&line); !word.empty() && count < names.size();
+         word = take_word(&line)) {
+      if (static_cast<unsigned char>(word[0]) >= 'A') names[count++] = word;
+    }
+    text.remove_prefix(end + 1);
+    ++looked_at_;
+  }
+  const NameTable::Likely vars = var_table_.prefetch(std::span(names).first(count));
+  rows_.prefetch(std::span(vars).first(count));
 }
 
 bool LpReader::read_constraint() {

@@ -72,6 +72,7 @@ class LpReader {
   bool read_section(Section section);
   bool read_constraints();
   bool read_constraint();
+  void look_ahead();
   bool read_label(int32_t con);
   bool finish_constraint(int32_t con, const Part& left, LpKind relation, const Part& right);
   bool close_constraint(int32_t con, double lower, double upper);
@@ -157,6 +158,7 @@ class LpReader {
   std::vector<std::pair<int32_t, int64_t>> negative_uppers_;  // variable and line
   int64_t bound_line_ = 0;                                    // of the bound at hand
   int64_t declared_ = 0;                                      // elements of matrix variables
+  int64_t looked_at_ = 0;                                     // lines up to here by look_ahead()
   std::vector<size_t> matrix_start_;                          // of each in barx and bars
 };
 

@@ -87,6 +87,8 @@ class LpTokens {
     return text_.error(word, what).message();
   }
   int64_t line_number() const { return text_.line_number(); }
+  // What stands behind the line of the token, as far as it is at hand.
+  std::string_view ahead() const { return text_.ahead(); }
   Status finish() { return text_.finish(); }
 
   // Said by the comments before the first word.

@@ -17,6 +17,11 @@ bool is_found(const std::string& command) {
   return std::system(find.c_str()) == 0;
 }
 
+// Programs leave files where they run: that is the folder of the file that they read.
+std::string beside(const std::string& path, const std::string& command) {
+  return "cd '" + path.substr(0, path.rfind('/')) + "' && " + command;
+}
+
 }  // namespace
 
 bool is_installed(const Peer& peer) { return is_found(peer.command); }
@@ -29,13 +34,13 @@ std::string written_by(const PeerWriter& writer, const std::string& ours,
   command.replace(command.find("THEIRS"), 6, theirs);
   command += " >/dev/null 2>&1";
   // Whether it also solved the model does not matter.
-  return std::system(command.c_str()) == -1 ? std::string() : read_all(theirs);
+  return std::system(beside(ours, command).c_str()) == -1 ? std::string() : read_all(theirs);
 }
 
 double optimum_by(const Peer& peer, const std::string& path) {
   std::string command = peer.command;
   command.replace(command.find("%s"), 2, path);
-  std::FILE* pipe = ::popen(command.c_str(), "r");
+  std::FILE* pipe = ::popen(beside(path, command).c_str(), "r");
   char line[128] = {};
   if (std::fgets(line, sizeof line, pipe) == nullptr) line[0] = '\0';
   ::pclose(pipe);

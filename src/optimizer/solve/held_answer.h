@@ -14,8 +14,8 @@ namespace vorlan {
 bool take_held_answer(const MinimizeProblem& problem, const Parameters& parameters,
                       BackendResult* result);
 
-// Gives a solve that was stopped without a point the one that the task held, if that is feasible for
-// the model: nothing that was found gets lost by going on.
+// Gives a solve that was stopped without a point the one that the task held, if that is feasible
+// for the model: nothing that was found gets lost by going on.
 void keep_held_point(const MinimizeProblem& problem, const Parameters& parameters,
                      BackendResult* result);
 

@@ -26,6 +26,8 @@ TimedTask::TimedTask(const std::string& text, const std::string& suffix) {
   check(VLN_linkfunctotaskstream(task_, 0, &log_, [](void* log, const char* piece) {
     static_cast<std::string*>(log)->append(piece);
   }));
+  // Each round from the start: an unchanged model is not solved twice.
+  check(VLN_putparam(task_, "VLN_IPAR_WARM_START", "off"));
   check(VLN_readdata(task_, path.c_str()));
   std::remove(path.c_str());
 }

@@ -9,6 +9,16 @@ void LpRows::add_piece() {
   piece.value = std::make_unique_for_overwrite<double[]>(kPieceSize);
 }
 
+// Neighbours in a row are far apart by column: without this each waits for memory three times.
+void LpRows::fetch_ahead(int64_t k, const SparseMatrix& matrix) const {
+  constexpr int64_t kAhead = 16;
+  if (k + 2 * kAhead >= count_) return;
+  __builtin_prefetch(&matrix.start[static_cast<size_t>(*element(k + 2 * kAhead).var)], 1);
+  const auto at = static_cast<size_t>(matrix.start[static_cast<size_t>(*element(k + kAhead).var)]);
+  __builtin_prefetch(matrix.row.data() + at, 1);
+  __builtin_prefetch(matrix.value.data() + at, 1);
+}
+
 void LpRows::finish(size_t num_vars, SparseMatrix* matrix) {
   last_ = {};
   std::vector<int64_t>& start = matrix->start;
@@ -26,6 +36,7 @@ void LpRows::finish(size_t num_vars, SparseMatrix* matrix) {
   int64_t k = 0;
   for (size_t row = 0; row + 1 < start_.size(); ++row) {
     for (; k < start_[row + 1]; ++k) {
+      fetch_ahead(k, *matrix);
       const Element place = element(k);
       if (*place.value != 0.0) {
         const auto at = static_cast<size_t>(start[static_cast<size_t>(*place.var)]++);

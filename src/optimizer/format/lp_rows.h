@@ -62,6 +62,7 @@ class LpRows {
     return {&piece.var[at], &piece.value[at]};
   }
   void add_piece();
+  void fetch_ahead(int64_t k, const SparseMatrix& matrix) const;
 
   std::vector<Piece> pieces_;
   std::vector<int64_t> start_;  // of each row

@@ -518,9 +518,8 @@ bool InteriorPointMethod::moves_gap(const std::vector<double>& residual) const {
 void InteriorPointMethod::correct_primal(double rest, Step* step) {
   constexpr int kMostCorrections = 4;
   constexpr double kGoodShare = 0.1;
-  std::vector<double> dx(num_var());
-  std::vector<double> dy(num_row());
-  std::fill(f_.begin(), f_.end(), 0.0);
+  std::vector<double> dx;
+  std::vector<double> dy;
   const auto apply = [&](double factor) {
     add(factor, dx, &turn_x_);
     add(factor, dy, &turn_y_);
@@ -544,6 +543,9 @@ void InteriorPointMethod::correct_primal(double rest, Step* step) {
     if (error <= kGoodShare * rest * largest(residuals_.primal) || error > 0.5 * before) return;
     if (matrices_.empty() && !moves_gap(g_)) return;
     before = error;
+    dx.resize(num_var());
+    dy.resize(num_row());
+    std::fill(f_.begin(), f_.end(), 0.0);
     system_->solve(f_.data(), g_.data(), dx.data(), dy.data());
     apply(1.0);
   }

@@ -19,7 +19,6 @@ constexpr double kShiftGrowth = 100.0;
 constexpr double kMostShift = 1e-5;
 constexpr double kRelativeShift = 4e-16;
 constexpr int kMostRounds = 4;
-constexpr int kMostVectors = 8;
 constexpr double kGoodResidual = 1e-15;
 // With matrix variables the products with W are no better, and the caller corrects their steps.
 constexpr double kGoodMatrixResidual = 1e-12;
@@ -279,7 +278,7 @@ void NewtonSystem::solve(const double* f, const double* g, double* dx, double* d
   const double target = good * norm(rhs_);
   double error = norm_of_residual();
   for (int round = 0; round < kMostRounds && error > target; ++round) {
-    const std::vector<double> before = solution_;
+    before_ = solution_;
     correct(error, target);
     const double next = norm_of_residual();
     if (next < error) {
@@ -287,7 +286,7 @@ void NewtonSystem::solve(const double* f, const double* g, double* dx, double* d
       error = next;
       if (!slow) continue;
     } else {
-      solution_ = before;
+      solution_ = before_;
     }
     break;
   }
@@ -307,22 +306,23 @@ double NewtonSystem::norm_of_residual() {
 // the shift changes only some directions much, these take a few vectors, while plain refinement
 // would crawl.
 void NewtonSystem::correct(double error, double target) {
-  std::vector<std::vector<double>> basis(1, residual_);  // orthonormal
-  std::vector<std::vector<double>> images;               // preconditioned
-  for (double& value : basis[0]) value /= error;
+  basis_[0] = residual_;
+  for (double& value : basis_[0]) value /= error;
+  size_t size = 0;  // of the space
   std::vector<std::array<double, 2>> rotations;
   std::vector<std::vector<double>> columns;  // of the triangular factor of the Hessenberg matrix
   std::vector<double> right = {error};
-  while (static_cast<int>(images.size()) < kMostVectors && std::fabs(right.back()) > 0.3 * target) {
-    const size_t k = images.size();
-    images.push_back(basis[k]);
-    ldl_.solve(images[k].data());
-    std::vector<double> next(rhs_.size());
-    multiply(images[k], &next);
+  while (size < kMostVectors && std::fabs(right.back()) > 0.3 * target) {
+    const size_t k = size;
+    images_[k] = basis_[k];
+    ldl_.solve(images_[k].data());
+    std::vector<double>& next = basis_[k + 1];
+    next.resize(rhs_.size());
+    multiply(images_[k], &next);
     std::vector<double> column(k + 2);
     for (size_t i = 0; i <= k; ++i) {
-      column[i] = dot(basis[i], next);
-      for (size_t j = 0; j < next.size(); ++j) next[j] -= column[i] * basis[i][j];
+      column[i] = dot(basis_[i], next);
+      for (size_t j = 0; j < next.size(); ++j) next[j] -= column[i] * basis_[i][j];
     }
     const double length = norm(next);
     column[k + 1] = length;
@@ -332,24 +332,21 @@ void NewtonSystem::correct(double error, double target) {
       column[i + 1] = cosine * column[i + 1] - sine * column[i];
       column[i] = upper;
     }
-    const double size = std::hypot(column[k], column[k + 1]);
-    if (!(size > 0.0) || !std::isfinite(size)) {
-      images.pop_back();
-      break;
-    }
-    rotations.push_back({column[k] / size, column[k + 1] / size});
-    column[k] = size;
+    const double radius = std::hypot(column[k], column[k + 1]);
+    if (!(radius > 0.0) || !std::isfinite(radius)) break;
+    rotations.push_back({column[k] / radius, column[k + 1] / radius});
+    column[k] = radius;
     right.push_back(-rotations[k][1] * right[k]);
     right[k] *= rotations[k][0];
     columns.push_back(std::move(column));
+    ++size;
     if (!(length > 0.0)) break;
     for (double& value : next) value /= length;
-    basis.push_back(std::move(next));
   }
-  for (size_t k = images.size(); k-- > 0;) {
+  for (size_t k = size; k-- > 0;) {
     const double weight = right[k] / columns[k][k];
     for (size_t i = 0; i < k; ++i) right[i] -= weight * columns[k][i];
-    for (size_t j = 0; j < solution_.size(); ++j) solution_[j] += weight * images[k][j];
+    for (size_t j = 0; j < solution_.size(); ++j) solution_[j] += weight * images_[k][j];
   }
 }
 

@@ -9,6 +9,7 @@
 // which iterative refinement takes back.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <span>
 #include <vector>
@@ -65,6 +66,11 @@ class NewtonSystem {
   double shift_;
   SparseLdl ldl_;
   std::vector<double> rhs_, solution_, residual_;
+  // Of the refinement, kept for the next one: large ones would be new pages each time.
+  static constexpr size_t kMostVectors = 8;
+  std::vector<double> before_;
+  std::array<std::vector<double>, kMostVectors + 1> basis_;  // orthonormal
+  std::array<std::vector<double>, kMostVectors> images_;     // of the basis, preconditioned
 };
 
 }  // namespace vorlan::conic

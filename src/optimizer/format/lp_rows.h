@@ -34,7 +34,8 @@ class LpRows {
   // Lets the processor fetch what add() will look at for these variables; -1 stands for none.
   void prefetch(std::span<const int32_t> vars) const {
     for (const int32_t var : vars) {
-      if (var >= 0) __builtin_prefetch(last_.data() + var);
+      const auto index = static_cast<size_t>(var);
+      if (var >= 0 && index < last_.size()) __builtin_prefetch(&last_[index]);
     }
   }
 

@@ -3,6 +3,8 @@
 
 #include <numeric>
 
+#include "solve/vectors.h"
+
 namespace vorlan::conic {
 
 Columns transpose(const Columns& matrix) {
@@ -46,6 +48,14 @@ void add_transposed_product(const Columns& a, double factor, const double* x, do
     }
     y[j] += factor * sum;
   }
+}
+
+void gather(const ConeBlock& block, const std::vector<double>& from, double* to) {
+  for (size_t i = 0; i < block.vars.size(); ++i) to[i] = from[index(block.vars[i])];
+}
+
+void scatter(const ConeBlock& block, const double* from, std::vector<double>* to) {
+  for (size_t i = 0; i < block.vars.size(); ++i) (*to)[index(block.vars[i])] = from[i];
 }
 
 }  // namespace vorlan::conic

@@ -46,6 +46,10 @@ struct ConeBlock {
   std::vector<double> exponents;  // of power cones, positive, sum 1
 };
 
+// A cone's members between an array by variable and one of theirs.
+void gather(const ConeBlock& block, const std::vector<double>& from, double* to);
+void scatter(const ConeBlock& block, const double* from, std::vector<double>* to);
+
 // The elements of C or an A_i in one matrix variable, lower triangle.
 struct MatrixPart {
   int32_t row;  // of A; -1 for C

@@ -96,6 +96,9 @@ class InteriorPointMethod {
     std::vector<double> px;
   };
 
+  // The share of the way to the boundary that a step goes at least.
+  static constexpr double kLeastToBoundary = 0.9;
+
   Status prepare();
   void start();
   bool update_scaling();

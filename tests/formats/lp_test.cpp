@@ -609,16 +609,7 @@ TEST_P(LpPeerWriter, WritesTheModelThatWeRead) {
       " r2: x - 1e-7 z >= -18.25\n r3: 2 x + w - b = 6\nBounds\n -4 <= y <= 20\n"
       " -inf <= z <= -3\n w free\nGenerals\n x\nBinaries\n b\nEnd\n");
   ASSERT_EQ(ours.error, "");
-  const ScratchFolder folder;
-  const std::string written =
-      written_by(writer, folder.write("ours.lp", write(ours.model)), folder.path("theirs.lp"));
-  Reading theirs = read(written);
-  ASSERT_EQ(theirs.error, "") << written;
-  for (Model* model : {&ours.model, &theirs.model}) {
-    model->name.clear();
-    model->objective_name.clear();
-  }
-  EXPECT_EQ(difference(ours.model, theirs.model), "") << written;
+  EXPECT_EQ(fault_of_peer(writer, "lp", read_lp, write_lp, std::move(ours.model)), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "format/format.h"
+#include "peer.h"
 #include "round_trip.h"
+#include "scratch_folder.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::test {
@@ -34,6 +36,24 @@ inline std::string write_as(ProblemWriter writer, const Model& model,
   const Status status = write_text(writer, file, &text, &collected);
   if (warnings != nullptr) *warnings = collected.text();
   return status.ok() ? text : "refused: " + status.message();
+}
+
+// What is different in our model once another program has read it from our file and written it to
+// its own; empty if nothing is, names of model and objective apart.
+inline std::string fault_of_peer(const PeerWriter& writer, const char* suffix, ProblemReader reader,
+                                 ProblemWriter our_writer, Model ours) {
+  const ScratchFolder folder;
+  const std::string path = folder.write(std::string("ours.") + suffix, write_as(our_writer, ours));
+  const std::string written =
+      written_by(writer, path, folder.path(std::string("theirs.") + suffix));
+  Reading theirs = read_as(reader, written);
+  if (!theirs.error.empty()) return theirs.error + " in:\n" + written;
+  for (Model* model : {&ours, &theirs.model}) {
+    model->name.clear();
+    model->objective_name.clear();
+  }
+  const std::string fault = difference(ours, theirs.model);
+  return fault.empty() ? fault : fault + " in:\n" + written;
 }
 
 // A variable without cost, in the constraint `con` with the coefficient 1, or in none for -1.

@@ -3,17 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "Highs.h"
 #include "conic_solve.h"
+#include "random_count.h"
 
 namespace vorlan {
 namespace {
 
+using test::number_from;
 using test::solve_conic;
 using test::Solved;
 
@@ -95,8 +96,7 @@ double optimum_by_highs(const Model& model) {
 }
 
 TEST(QuadraticReferee, OptimaAreThoseOfAnActiveSetMethod) {
-  const char* number = std::getenv("VORLAN_RANDOM_MODELS");
-  const auto count = static_cast<uint32_t>(number == nullptr ? 300 : std::atoi(number));
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", 300);
   uint32_t unanswered = 0;
   for (uint32_t seed = 0; seed < count; ++seed) {
     Solved solved;

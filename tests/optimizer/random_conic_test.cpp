@@ -15,6 +15,7 @@
 #include "conic_solve.h"
 #include "format/problem_file.h"
 #include "random_conic_model.h"
+#include "random_count.h"
 #include "task/status_words.h"
 #include "task/text.h"
 
@@ -24,6 +25,7 @@ namespace {
 using test::ConicFamily;
 using test::KnownConicModel;
 using test::make_conic_model;
+using test::number_from;
 using test::proves_infeasible;
 using test::proves_unbounded;
 using test::solve_conic;
@@ -34,11 +36,6 @@ constexpr uint32_t kDefaultCount = 60;
 #else
 constexpr uint32_t kDefaultCount = 300;
 #endif
-
-uint32_t number_from(const char* variable, uint32_t otherwise) {
-  const char* number = std::getenv(variable);
-  return number == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(number, nullptr, 10));
-}
 
 // The greatest error of an objective, relative to its terms, the greatest residuals, and how many
 // in a thousand models may end with less than the full answer. A wrong answer is never allowed.

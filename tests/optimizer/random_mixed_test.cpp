@@ -11,6 +11,7 @@
 
 #include "cone_points.h"
 #include "format/problem_file.h"
+#include "random_count.h"
 #include "random_mixed_model.h"
 #include "solve/checker.h"
 #include "solve/optimize.h"
@@ -22,17 +23,13 @@ namespace {
 
 using test::Enumeration;
 using test::MixedFamily;
+using test::number_from;
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr uint32_t kDefaultCount = 10;
 #else
 constexpr uint32_t kDefaultCount = 50;
 #endif
-
-uint32_t number_from(const char* variable, uint32_t otherwise) {
-  const char* number = std::getenv(variable);
-  return number == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(number, nullptr, 10));
-}
 
 struct Counts {
   int feasible = 0, infeasible = 0, unbounded = 0, doubtful = 0;

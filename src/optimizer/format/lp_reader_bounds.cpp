@@ -11,8 +11,6 @@ namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
-
 VarKind make_kind(bool integer, bool semi) {
   if (semi) return integer ? VarKind::kSemiInteger : VarKind::kSemiContinuous;
   return integer ? VarKind::kInteger : VarKind::kContinuous;

@@ -191,7 +191,7 @@ void MpsReader::apply_bound(const BoundType& type, size_t column, double value) 
 // SC takes a column out of the integers, as readers have it; SI says both.
 void MpsReader::set_kind(const BoundType& type, size_t column, std::string_view word) {
   VarKind& kind = model_->var_kind[column];
-  const bool was_integer = kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
+  const bool was_integer = is_integer(kind);
   const bool was_semi = is_semi(kind);
   const bool only_semi = type.semi_continuous && !type.integer;
   const bool integer = type.integer || (was_integer && !only_semi);

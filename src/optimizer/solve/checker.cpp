@@ -25,8 +25,6 @@ double relative_outside(const Sum& sum, double lower, double upper) {
                   relative_miss(sum.value - upper, upper, sum.size));
 }
 
-bool is_integer(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
-
 double variable_violation(const Model& model, size_t j, double x) {
   const VarKind kind = model.var_kind[j];
   double violation =

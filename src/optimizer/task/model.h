@@ -22,6 +22,10 @@ namespace vorlan {
 
 enum class VarKind : uint8_t { kContinuous, kInteger, kSemiContinuous, kSemiInteger };
 
+inline bool is_integer(VarKind kind) {
+  return kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
+}
+
 inline bool is_semi(VarKind kind) {
   return kind == VarKind::kSemiContinuous || kind == VarKind::kSemiInteger;
 }

@@ -19,7 +19,7 @@ constexpr double kZeroUpTo = 1e-9;
 constexpr double kTooLargeFrom = 1e15;
 
 HighsVarType highs_kind(VarKind kind) {
-  const bool whole = kind == VarKind::kInteger || kind == VarKind::kSemiInteger;
+  const bool whole = is_integer(kind);
   return whole ? HighsVarType::kInteger : HighsVarType::kContinuous;
 }
 

@@ -14,8 +14,6 @@ namespace {
 // Below this share of the largest coefficient an equation does not determine a variable.
 constexpr double kPivot = 1e-6;
 
-bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
-
 double to_range(double value, double lower, double upper) {
   return std::max(lower, std::min(upper, value));
 }
@@ -61,7 +59,7 @@ std::vector<double> find_assignment(const Model& model, const std::vector<double
   for (size_t j = 0; j < model.cost.size(); ++j) {
     const VarKind kind = model.var_kind[j];
     if (kind == VarKind::kContinuous) continue;
-    const double rounded = is_whole(kind) ? std::round(x[j]) : x[j];
+    const double rounded = is_integer(kind) ? std::round(x[j]) : x[j];
     const double inside = to_range(rounded, model.var_lower[j], model.var_upper[j]);
     const bool off = is_semi(kind) && std::fabs(x[j]) < std::fabs(x[j] - inside);
     const bool on = kind == VarKind::kSemiContinuous && !off;

@@ -14,11 +14,6 @@
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {
-namespace {
-
-bool is_whole(VarKind kind) { return kind == VarKind::kInteger || kind == VarKind::kSemiInteger; }
-
-}  // namespace
 
 Relaxation::Relaxation(const MinimizeProblem& problem)
     : model_(problem.model),
@@ -135,7 +130,7 @@ std::pair<int32_t, double> Relaxation::add_square(Terms row) {
     products_.emplace_back(square.column, row);
   } else {
     const auto var = index(row[0].first);
-    square.integer = is_whole(model_.var_kind[var]);
+    square.integer = is_integer(model_.var_kind[var]);
     if (square.integer && frame_.var_lower[var] >= 0.0 && frame_.var_upper[var] <= 1.0) {
       return {square.column, 0.5 * std::pow(size * square.scale, 2)};
     }
@@ -183,7 +178,7 @@ void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector
     const double scale = is_square ? 1.0 / std::sqrt(columns->fixed_head) : 0.0;
     const size_t var = index(member.var);
     if (is_square) {
-      squares_.push_back({member.var, scale, r, is_whole(model_.var_kind[var]), switches_[var]});
+      squares_.push_back({member.var, scale, r, is_integer(model_.var_kind[var]), switches_[var]});
     }
   }
   add_row(0.0, kInfinity, std::move(sum));

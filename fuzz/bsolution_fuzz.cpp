@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "format/solution_file.h"
+#include "format/task/solution_file.h"
 #include "round_trip.h"
 
 namespace vorlan {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "format/task_file.h"
+#include "format/task/task_file.h"
 #include "round_trip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "format/mps.h"
+#include "format/mps/mps.h"
 #include "round_trip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -1,14 +1,14 @@
 // CBF files: each construct of docs/formats/cbf.md, errors with their places, and what is written,
 // down to the last bit.
-#include "format/cbf.h"
+#include "format/cbf/cbf.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-#include "format/model_check.h"
-#include "format/mps.h"
+#include "format/common/model_check.h"
+#include "format/mps/mps.h"
 #include "reading.h"
 #include "round_trip.h"
 #include "samples.h"

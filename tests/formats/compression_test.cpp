@@ -1,5 +1,5 @@
 // Compressed content: recognised, whole or refused.
-#include "format/compression.h"
+#include "file/compression.h"
 
 #include <gtest/gtest.h>
 

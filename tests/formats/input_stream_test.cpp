@@ -1,5 +1,5 @@
 // Where content can come from, and what goes wrong there.
-#include "format/input_stream.h"
+#include "file/input_stream.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,8 +14,8 @@
 #include <string>
 #include <thread>
 
-#include "format/output_file.h"
-#include "format/read_buffer.h"
+#include "file/output_file.h"
+#include "file/read_buffer.h"
 #include "scratch_folder.h"
 #include "task/text.h"
 

@@ -1,6 +1,6 @@
 // LP and PTF files: each dialect choice of docs/formats/lp.md, errors with their places, and what
 // is written, down to the last bit.
-#include "format/lp.h"
+#include "format/lp/lp.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <limits>
 #include <random>
 
-#include "format/mps.h"
+#include "format/mps/mps.h"
 #include "peer.h"
 #include "reading.h"
 #include "round_trip.h"

@@ -1,6 +1,6 @@
 // MPS files: each dialect choice of docs/formats/mps.md, errors with their places, and what is
 // written, down to the last bit.
-#include "format/mps.h"
+#include "format/mps/mps.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <limits>
 #include <random>
 
-#include "format/mps_sides.h"
+#include "format/mps/mps_sides.h"
 #include "peer.h"
 #include "reading.h"
 #include "round_trip.h"

@@ -1,5 +1,5 @@
 // The table of names: every name is found again, and quickly, whatever the names are.
-#include "format/name_table.h"
+#include "format/common/name_table.h"
 
 #include <gtest/gtest.h>
 

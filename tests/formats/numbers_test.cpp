@@ -1,5 +1,5 @@
 // Numbers to text and back.
-#include "format/numbers.h"
+#include "file/numbers.h"
 
 #include <gtest/gtest.h>
 

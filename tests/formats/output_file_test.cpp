@@ -1,5 +1,5 @@
 // What is written reads back; what cannot be written is told.
-#include "format/output_file.h"
+#include "file/output_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

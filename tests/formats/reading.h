@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "format/format.h"
+#include "format/common/format.h"
 #include "peer.h"
 #include "round_trip.h"
 #include "scratch_folder.h"

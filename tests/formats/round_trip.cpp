@@ -9,7 +9,7 @@
 #include <random>
 #include <tuple>
 
-#include "format/descriptor_io.h"
+#include "file/descriptor_io.h"
 #include "task/text.h"
 
 namespace vorlan::test {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "format/format.h"
+#include "format/common/format.h"
 
 namespace vorlan::test {
 

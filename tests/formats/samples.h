@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "format/format.h"
+#include "format/common/format.h"
 
 namespace vorlan::test {
 

@@ -15,7 +15,7 @@
 #include <random>
 #include <span>
 
-#include "format/input_stream.h"
+#include "file/input_stream.h"
 
 namespace vorlan::test {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "format/compression.h"
+#include "file/compression.h"
 #include "task/status.h"
 
 namespace vorlan::test {

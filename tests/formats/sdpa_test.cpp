@@ -1,15 +1,15 @@
 // SDPA sparse files: each construct of docs/formats/sdpa.md, errors with their places, and what is
 // written, down to the last bit.
-#include "format/sdpa.h"
+#include "format/sdpa/sdpa.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-#include "format/lp.h"
-#include "format/model_check.h"
-#include "format/mps.h"
+#include "format/common/model_check.h"
+#include "format/lp/lp.h"
+#include "format/mps/mps.h"
 #include "peer.h"
 #include "reading.h"
 #include "round_trip.h"

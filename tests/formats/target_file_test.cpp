@@ -1,5 +1,5 @@
 // Where a file is written, and that its target is replaced as a whole or not at all.
-#include "format/target_file.h"
+#include "file/target_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <limits>
 
-#include "format/cbor_document.h"
-#include "format/mps.h"
-#include "format/solution_file.h"
-#include "format/task_file.h"
+#include "format/document/cbor_document.h"
+#include "format/mps/mps.h"
+#include "format/task/solution_file.h"
+#include "format/task/task_file.h"
 #include "reading.h"
 #include "round_trip.h"
 #include "samples.h"

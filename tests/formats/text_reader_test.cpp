@@ -1,5 +1,5 @@
 // Lines and the messages that point into them.
-#include "format/text_reader.h"
+#include "file/text_reader.h"
 
 #include <gtest/gtest.h>
 

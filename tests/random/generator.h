@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../unit/fakelibrary.h"
+#include "../command/fakelibrary.h"
 
 namespace random_runs {
 

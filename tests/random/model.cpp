@@ -9,9 +9,9 @@
 #include <sstream>
 #include <string_view>
 
+#include "../command/expectedfilename.h"
+#include "../command/expectedreport.h"
 #include "../recording/quoting.h"
-#include "../unit/expectedfilename.h"
-#include "../unit/expectedreport.h"
 
 namespace random_runs {
 namespace {

@@ -1,7 +1,7 @@
 // Operations on problem and solution files.
 #include "api/operation.h"
 #include "format/problem_file.h"
-#include "format/result_file.h"
+#include "format/task/result_file.h"
 
 using namespace vorlan;
 using namespace vorlan::api;

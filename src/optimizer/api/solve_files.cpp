@@ -2,7 +2,7 @@
 #include "api/solve_files.h"
 
 #include "format/problem_file.h"
-#include "format/result_file.h"
+#include "format/task/result_file.h"
 #include "task/text.h"
 
 namespace vorlan::api {

@@ -9,7 +9,7 @@
 #include <array>
 #include <memory>
 
-#include "format/output_file.h"
+#include "file/output_file.h"
 #include "task/task.h"
 
 namespace vorlan::api {

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "format/cbor_document.h"
-#include "format/lp.h"
-#include "format/lp_reader.h"
-#include "format/lp_tokens.h"
+#include "format/document/cbor_document.h"
+#include "format/lp/lp.h"
+#include "format/lp/lp_reader.h"
+#include "format/lp/lp_tokens.h"
 
 namespace vorlan {
 namespace {

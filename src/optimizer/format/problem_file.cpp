@@ -8,12 +8,12 @@
 #include <ctime>
 #include <utility>
 
-#include "format/cbf.h"
+#include "format/cbf/cbf.h"
 #include "format/content.h"
-#include "format/lp.h"
-#include "format/mps.h"
-#include "format/sdpa.h"
-#include "format/task_file.h"
+#include "format/lp/lp.h"
+#include "format/mps/mps.h"
+#include "format/sdpa/sdpa.h"
+#include "format/task/task_file.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "format/format.h"
+#include "format/common/format.h"
 #include "task/task.h"
 
 namespace vorlan {

@@ -1,11 +1,7 @@
-// The table of backends.
+// What a backend is given and what it leaves.
 #include "solve/backend.h"
 
 #include <utility>
-
-#include "solve/conic/conic_backend.h"
-#include "solve/highs/highs_backend.h"
-#include "solve/outer/outer_backend.h"
 
 namespace vorlan {
 
@@ -20,17 +16,6 @@ void keep_incumbent(Incumbent best, BackendResult* result) {
   if (result->outcome != Outcome::kStopped || has_point) return;
   result->x = std::move(best.x);
   result->barx = std::move(best.barx);
-}
-
-bool wants_conic_method(const Model& model, const Parameters& parameters) {
-  if (model.is_mixed_integer()) return false;
-  return !model.is_linear() || parameters.get(IntParam::kOptimizer) == kConicMethod;
-}
-
-const Backend* choose_backend(const Model& model, const Parameters& parameters) {
-  if (wants_conic_method(model, parameters)) return &kConicBackend;
-  if (kHighsBackend.accepts(model)) return &kHighsBackend;
-  return kOuterApproximationBackend.accepts(model) ? &kOuterApproximationBackend : nullptr;
 }
 
 }  // namespace vorlan

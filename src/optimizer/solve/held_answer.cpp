@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "solve/checker.h"
+#include "solve/check/checker.h"
+#include "solve/choose_backend.h"
 #include "solve/make_solution.h"
 
 namespace vorlan {

@@ -5,8 +5,9 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/checker.h"
-#include "solve/terms.h"
+#include "solve/check/checker.h"
+#include "solve/check/terms.h"
+#include "solve/choose_backend.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {

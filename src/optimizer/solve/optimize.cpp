@@ -5,11 +5,12 @@
 #include <cmath>
 
 #include "solve/backend.h"
-#include "solve/checker.h"
+#include "solve/check/checker.h"
+#include "solve/choose_backend.h"
 #include "solve/held_answer.h"
-#include "solve/listener.h"
 #include "solve/make_solution.h"
-#include "solve/runner.h"
+#include "solve/run/listener.h"
+#include "solve/run/runner.h"
 #include "task/status_words.h"
 #include "task/text.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "solve/checker.h"
+#include "solve/check/checker.h"
 #include "solve/conic/conic_form.h"
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/convexity.h"
-#include "solve/terms.h"
-#include "solve/vectors.h"
 #include "task/text.h"
 
 namespace vorlan::conic {

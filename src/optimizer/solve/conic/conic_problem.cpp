@@ -3,7 +3,7 @@
 
 #include <numeric>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/check/vectors.h"
 #include "solve/conic/sparse_ldl.h"
-#include "solve/vectors.h"
 
 namespace vorlan::conic {
 namespace {

@@ -4,8 +4,8 @@
 #include <Eigen/SparseCholesky>
 #include <cmath>
 
-#include "solve/terms.h"
-#include "solve/vectors.h"
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 namespace {

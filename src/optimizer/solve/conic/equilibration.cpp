@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 namespace {

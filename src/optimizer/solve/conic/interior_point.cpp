@@ -7,8 +7,8 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/checker.h"
-#include "solve/vectors.h"
+#include "solve/check/checker.h"
+#include "solve/check/vectors.h"
 #include "task/text.h"
 
 namespace vorlan::conic {

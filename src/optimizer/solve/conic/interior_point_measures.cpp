@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "solve/checker.h"
+#include "solve/check/checker.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/residual_sizes.h"
-#include "solve/vectors.h"
 
 namespace vorlan::conic {
 

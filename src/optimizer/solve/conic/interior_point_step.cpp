@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/check/vectors.h"
 #include "solve/conic/interior_point.h"
-#include "solve/vectors.h"
 
 namespace vorlan::conic {
 namespace {

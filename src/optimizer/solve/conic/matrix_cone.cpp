@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numeric>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 namespace {

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 namespace {

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <utility>
 
+#include "solve/check/sparse_columns.h"
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/convexity.h"
-#include "solve/sparse_columns.h"
-#include "solve/terms.h"
-#include "solve/vectors.h"
 
 namespace vorlan::conic {
 namespace {

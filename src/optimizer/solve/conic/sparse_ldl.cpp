@@ -8,7 +8,7 @@
 #include <limits>
 #include <numeric>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::conic {
 namespace {

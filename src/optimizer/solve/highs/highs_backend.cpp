@@ -10,14 +10,14 @@
 #include <utility>
 
 #include "Highs.h"
-#include "solve/checker.h"
+#include "solve/check/checker.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_certificates.h"
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
-#include "solve/listener.h"
+#include "solve/run/listener.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Highs.h"
-#include "solve/checker.h"
+#include "solve/check/checker.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/simplex_again.h"

@@ -6,7 +6,7 @@
 #include <limits>
 #include <numeric>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::outer {
 namespace {

@@ -11,8 +11,8 @@
 #include <map>
 
 #include "solve/backend.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/conic_backend.h"
-#include "solve/vectors.h"
 
 namespace vorlan::outer {
 namespace {

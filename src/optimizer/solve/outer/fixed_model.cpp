@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "solve/cone_violation.h"
-#include "solve/sparse_columns.h"
-#include "solve/vectors.h"
+#include "solve/check/cone_violation.h"
+#include "solve/check/sparse_columns.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::outer {
 namespace {

@@ -5,12 +5,12 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/checker.h"
+#include "solve/check/checker.h"
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/highs_backend.h"
-#include "solve/listener.h"
-#include "solve/terms.h"
-#include "solve/vectors.h"
+#include "solve/run/listener.h"
 #include "task/packed_matrices.h"
 #include "task/text.h"
 

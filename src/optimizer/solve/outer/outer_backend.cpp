@@ -3,9 +3,9 @@
 
 #include <new>
 
-#include "solve/checker.h"
-#include "solve/listener.h"
+#include "solve/check/checker.h"
 #include "solve/outer/outer_approximation.h"
+#include "solve/run/listener.h"
 
 namespace vorlan {
 namespace {

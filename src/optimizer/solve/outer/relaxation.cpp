@@ -5,12 +5,12 @@
 #include <cmath>
 #include <numeric>
 
+#include "solve/check/sparse_columns.h"
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 #include "solve/conic/convexity.h"
 #include "solve/outer/diagonal_part.h"
 #include "solve/outer/switches.h"
-#include "solve/sparse_columns.h"
-#include "solve/terms.h"
-#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "solve/cone_violation.h"
+#include "solve/check/cone_violation.h"
+#include "solve/check/vectors.h"
 #include "solve/outer/relaxation.h"
-#include "solve/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {

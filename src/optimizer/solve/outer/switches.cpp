@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "solve/vectors.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan::outer {
 namespace {

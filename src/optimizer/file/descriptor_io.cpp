@@ -1,0 +1,129 @@
+// System calls on descriptors, carried through to the end; see descriptor_io.h.
+#include "file/descriptor_io.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <string>
+
+#include "file/numbers.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+// Larger requests are cut by the kernel anyway (to 0x7ffff000 bytes).
+constexpr size_t kLargestTransfer = size_t{1} << 30;
+
+// Whether the failure of a call says only that it is to be made again; waits where that helps.
+bool try_again(int descriptor, short event) {
+  if (errno == EINTR) return true;
+  if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+  pollfd waited{descriptor, event, 0};
+  return ::poll(&waited, 1, -1) >= 0 || errno == EINTR;
+}
+
+// Holds back the signals that a failing write raises, in this thread, and takes them away again.
+class WriteSignals {
+ public:
+  WriteSignals() {
+    sigset_t raised;
+    sigemptyset(&raised);
+    for (const int signal : kSignals) sigaddset(&raised, signal);
+    sigset_t pending;
+    sigpending(&pending);
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+      pending_before_[i] = sigismember(&pending, kSignals[i]) == 1;
+    }
+    pthread_sigmask(SIG_BLOCK, &raised, &mask_before_);
+  }
+  ~WriteSignals() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
+  WriteSignals(const WriteSignals&) = delete;
+  WriteSignals& operator=(const WriteSignals&) = delete;
+
+  // A signal that was pending before is someone else's and stays.
+  void discard_raised() const {
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+      if (!pending_before_[i]) discard(kSignals[i]);
+    }
+  }
+
+ private:
+  static constexpr std::array<int, 2> kSignals = {SIGPIPE, SIGXFSZ};
+
+  static void discard(int signal) {
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, signal);
+    const timespec no_time{0, 0};
+    while (sigtimedwait(&one, nullptr, &no_time) < 0 && errno == EINTR) {
+    }
+  }
+
+  sigset_t mask_before_;
+  std::array<bool, kSignals.size()> pending_before_ = {};
+};
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    close();
+    number_ = other.release();
+  }
+  return *this;
+}
+
+int Descriptor::release() {
+  const int number = number_;
+  number_ = -1;
+  return number;
+}
+
+int Descriptor::close() {
+  if (number_ < 0) return 0;
+  // Linux frees the number even when close is interrupted: it must not be called again.
+  const bool failed = ::close(release()) != 0 && errno != EINTR;
+  return failed ? errno : 0;
+}
+
+ssize_t read_some(int descriptor, char* buffer, size_t size) {
+  ssize_t count = -1;
+  do {
+    count = ::read(descriptor, buffer, std::min(size, kLargestTransfer));
+  } while (count < 0 && try_again(descriptor, POLLIN));
+  return count;
+}
+
+int write_all(int descriptor, std::string_view bytes) {
+  const WriteSignals signals;
+  while (!bytes.empty()) {
+    const ssize_t count =
+        ::write(descriptor, bytes.data(), std::min(bytes.size(), kLargestTransfer));
+    if (count < 0) {
+      if (try_again(descriptor, POLLOUT)) continue;
+      const int error = errno;
+      signals.discard_raised();
+      return error;
+    }
+    bytes.remove_prefix(static_cast<size_t>(count));
+  }
+  return 0;
+}
+
+int descriptor_in_folder(int folder, std::string_view name) {
+  int32_t number = -1;
+  if (!parse_int32(name, &number) || number < 0) return -1;
+  std::array<char, 64> path = {};
+  const std::string link = format_text("/proc/self/fd/%d", folder);
+  if (::readlink(link.c_str(), path.data(), path.size() - 1) < 0) return -1;
+  return path.data() == format_text("/proc/%d/fd", static_cast<int>(::getpid())) ? number : -1;
+}
+
+}  // namespace vorlan

@@ -1,0 +1,66 @@
+// The moving window; see read_buffer.h.
+#include "file/read_buffer.h"
+
+#include <cstring>
+
+namespace vorlan {
+
+ReadBuffer::ReadBuffer(InputStream* input, size_t size)
+    : input_(input),
+      buffer_(std::make_unique_for_overwrite<char[]>(size + kPadding)),
+      capacity_(size),
+      begin_(buffer_.get()),
+      end_(begin_) {
+  pad();
+}
+
+bool ReadBuffer::more() {
+  if (at_end_) return false;
+  make_room();
+  const size_t room = static_cast<size_t>(buffer_.get() + capacity_ - end_);
+  size_t count = 0;
+  status_ = input_->read(end_, room, &count);
+  end_ += count;
+  pad();
+  end_offset_ += count;
+  at_end_ = count == 0;
+  return !at_end_;
+}
+
+bool ReadBuffer::require(size_t count) {
+  while (size() < count) {
+    if (!more()) return false;
+  }
+  return true;
+}
+
+Status ReadBuffer::skip_rest() {
+  do {
+    skip(size());
+  } while (more());
+  return status_;
+}
+
+void ReadBuffer::pad() { std::memset(end_, 0, kPadding); }
+
+// Bytes are moved to the front only when at least as many were given up since, and copied to a
+// buffer of twice the size only when they fill this one: the whole costs linear time.
+void ReadBuffer::make_room() {
+  char* const front = buffer_.get();
+  const size_t kept = size();
+  if (kept <= static_cast<size_t>(begin_ - front)) {
+    std::memmove(front, begin_, kept);
+    begin_ = front;
+    end_ = front + kept;
+  }
+  if (end_ < front + capacity_) return;
+  const size_t doubled = 2 * capacity_;
+  auto larger = std::make_unique_for_overwrite<char[]>(doubled + kPadding);
+  std::memcpy(larger.get(), begin_, kept);
+  buffer_ = std::move(larger);
+  capacity_ = doubled;
+  begin_ = buffer_.get();
+  end_ = begin_ + kept;
+}
+
+}  // namespace vorlan

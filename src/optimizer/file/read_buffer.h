@@ -1,0 +1,65 @@
+// A window on the content of a file that moves forward over it: what a reader has not used yet
+// stays in one piece, so that a token or a line can be taken as it lies there. The window grows
+// only as far as there are data to put into it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "file/input_stream.h"
+#include "task/status.h"
+
+namespace vorlan {
+
+class ReadBuffer {
+ public:
+  // Large enough that system calls do not count, small enough to stay in the cache between the
+  // kernel's copy and the parser.
+  static constexpr size_t kUsualSize = size_t{256} << 10;
+
+  explicit ReadBuffer(InputStream* input, size_t size = kUsualSize);
+
+  // Behind end() are as many '\0' that can be read, so that a scan may go by vectors and stop at a
+  // '\0' without a look at the bound.
+  static constexpr size_t kPadding = 64;
+
+  // The bytes at hand.
+  const char* begin() const { return begin_; }
+  const char* end() const { return end_; }
+  size_t size() const { return static_cast<size_t>(end_ - begin_); }
+
+  // Where begin() is in the content.
+  uint64_t offset() const { return end_offset_ - size(); }
+
+  // Gives up the first bytes; count <= size().
+  void skip(size_t count) { begin_ += count; }
+
+  // Adds what comes next behind the bytes at hand; these may move. False at the end of the content
+  // and after a failure: status() tells which.
+  bool more();
+
+  // Makes at least `count` bytes available, as more() does.
+  bool require(size_t count);
+
+  // Reads the rest and drops it: whether a compressed content is whole shows only at its end.
+  Status skip_rest();
+
+  const Status& status() const { return status_; }
+  const InputStream& input() const { return *input_; }
+
+ private:
+  void make_room();
+  void pad();
+
+  InputStream* input_;
+  std::unique_ptr<char[]> buffer_;
+  size_t capacity_;  // without the padding
+  char* begin_;
+  char* end_;
+  uint64_t end_offset_ = 0;
+  bool at_end_ = false;
+  Status status_;
+};
+
+}  // namespace vorlan

@@ -1,0 +1,107 @@
+// Lines that the window does not hold as a whole, and messages; see text_reader.h.
+#include "file/text_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+constexpr size_t kLongestShownWord = 60;
+
+// Length of the UTF-8 character (RFC 3629) at the front, 0 when there is none. C0 and C1 controls
+// and the marks that change the direction of text do not count: they would act on the terminal.
+size_t character_length(std::string_view text) {
+  const auto byte = [text](size_t i) {
+    return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0U;
+  };
+  const unsigned first = byte(0);
+  if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
+  const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+  unsigned code = first & (0xffU >> (length + 1));
+  for (size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0) != 0x80) return 0;
+    code = code << 6 | (byte(i) & 0x3f);
+  }
+  constexpr std::array<unsigned, 5> kSmallest = {0, 0, 0xa0, 0x800, 0x10000};
+  const bool valid = first >= 0xc2 && first <= 0xf4 && code >= kSmallest[length] &&
+                     code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
+  const bool turns_text = (code >= 0x200e && code <= 0x200f) ||
+                          (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+  return valid && !turns_text ? length : 0;
+}
+
+}  // namespace
+
+TextReader::TextReader(InputStream* input, size_t buffer_size) : buffer_(input, buffer_size) {
+  const size_t length = kByteOrderMark.size();
+  // Not more is read than the comparison needs: a person may be typing.
+  while (buffer_.size() < length &&
+         kByteOrderMark.starts_with(std::string_view(buffer_.begin(), buffer_.size()))) {
+    if (!buffer_.more()) return;
+  }
+  if (std::string_view(buffer_.begin(), buffer_.size()).starts_with(kByteOrderMark)) {
+    buffer_.skip(length);
+  }
+}
+
+bool TextReader::next_line_slow(std::string_view* line) {
+  while (true) {
+    const size_t scanned = buffer_.size();
+    if (!buffer_.more()) break;
+    const char* begin = buffer_.begin();
+    const void* newline = std::memchr(begin + scanned, '\n', buffer_.size() - scanned);
+    if (newline == nullptr) continue;
+    const char* end = static_cast<const char*>(newline);
+    buffer_.skip(static_cast<size_t>(end - begin) + 1);
+    set_line(begin, end, line);
+    return true;
+  }
+  // What a failure leaves is no line, but the beginning of one.
+  if (!buffer_.status().ok() || buffer_.size() == 0) return false;
+  const char* begin = buffer_.begin();
+  buffer_.skip(buffer_.size());
+  set_line(begin, buffer_.end(), line);
+  return true;
+}
+
+Status TextReader::error(std::string_view word, std::string_view what) const {
+  const std::less_equal<> not_after;  // a total order, also of unrelated pointers
+  const char* const end = line_.data() + line_.size();
+  const bool inside = not_after(line_.data(), word.data()) && not_after(word.data(), end);
+  const size_t column = inside ? static_cast<size_t>(word.data() - line_.data()) : line_.size();
+  const std::string found = word.empty() ? std::string("the end of the line")
+                                         : format_text("'%s'", printable(word).c_str());
+  return {Code::kErrFileContent,
+          format_text("%s:%lld:%zu: %s, found %s", buffer_.input().shown_name().c_str(),
+                      static_cast<long long>(line_number_), column + 1, std::string(what).c_str(),
+                      found.c_str())};
+}
+
+Status TextReader::line_error(std::string_view what) const {
+  return {Code::kErrFileContent,
+          format_text("%s:%lld: %s", buffer_.input().shown_name().c_str(),
+                      static_cast<long long>(line_number_), std::string(what).c_str())};
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  const std::string_view all = text;
+  while (!text.empty() && all.size() - text.size() < kLongestShownWord) {
+    const size_t length = character_length(text);
+    if (length == 0) {
+      shown += format_text("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(text[0])));
+    } else {
+      shown += text.substr(0, length);
+    }
+    text.remove_prefix(std::max<size_t>(length, 1));
+  }
+  if (!text.empty()) shown += "...";
+  return shown;
+}
+
+}  // namespace vorlan

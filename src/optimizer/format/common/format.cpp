@@ -1,0 +1,25 @@
+// Collecting warnings.
+#include "format/common/format.h"
+
+#include <utility>
+
+#include "task/text.h"
+
+namespace vorlan {
+
+void Warnings::add(std::string text) {
+  if (lines_.size() < kMostLines) {
+    lines_.push_back(std::move(text));
+  } else {
+    ++dropped_;
+  }
+}
+
+std::string Warnings::text() const {
+  std::string text;
+  for (const std::string& line : lines_) text += line + "\n";
+  if (dropped_ > 0) text += format_text("%zu more warnings like these\n", dropped_);
+  return text;
+}
+
+}  // namespace vorlan

@@ -1,0 +1,116 @@
+// The words, numbers and signs of an LP file, one at a time, over line ends and comments.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "file/text_reader.h"
+#include "task/status.h"
+
+namespace vorlan {
+
+// Comments before the first word that have a meaning; docs/formats/lp.md describes them.
+inline constexpr std::string_view kLpEncodedNames = "\\ Dialect: encoded names";
+inline constexpr std::string_view kLpExactNumbers = "\\ Dialect: exact numbers";
+inline constexpr std::string_view kLpProblemName = "\\ Problem name: ";
+
+enum class LpKind : uint8_t {
+  kName,
+  kNumber,
+  kPlus,
+  kMinus,
+  kLess,
+  kGreater,
+  kEqual,
+  kColon,
+  kOpen,
+  kClose,
+  kStar,
+  kSlash,
+  kCaret,
+  kEnd,  // of the file, and after a failure
+};
+
+struct LpToken {
+  LpKind kind = LpKind::kEnd;
+  bool first = false;  // of its line
+  double number = 0.0;
+  std::string_view text;  // valid until the first token of a later line is read
+};
+
+// Whether the character may stand in a name behind the first one.
+bool is_lp_name_character(char c);
+
+inline bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
+inline bool is_relation(LpKind kind) {
+  return kind == LpKind::kLess || kind == LpKind::kGreater || kind == LpKind::kEqual;
+}
+
+inline bool is_relation_character(char c) { return c == '<' || c == '>' || c == '='; }
+
+// With its sides exchanged.
+inline LpKind mirrored(LpKind relation) {
+  if (relation == LpKind::kLess) return LpKind::kGreater;
+  return relation == LpKind::kGreater ? LpKind::kLess : relation;
+}
+
+// Whether the text is the word, which is in lower case, in any case.
+bool is_lp_word(std::string_view text, std::string_view word);
+
+class LpTokens {
+ public:
+  explicit LpTokens(InputStream* input);
+
+  const LpToken& token() const { return token_; }
+  LpKind kind() const { return token_.kind; }
+
+  void next();
+
+  // What follows the token in its line.
+  std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
+  // The first character behind the token and blanks; '\0' at the line's end.
+  char following() const;
+  // Makes the token longer by the first characters of rest().
+  void lengthen(size_t count);
+  // Drops what follows the token in its line.
+  void drop_rest() { at_ = end_; }
+  // Whether the token is the first character of its line.
+  bool at_margin() const { return token_.first && token_.text.data() == line_; }
+
+  // The first failure: of reading, of a character that no token has, or one that was reported.
+  const Status& status() const { return status_; }
+  // Reports that something else than the token was expected. Returns false.
+  bool fail(std::string_view what) { return fail(token_.text, what); }
+  bool fail(std::string_view word, std::string_view what);
+  std::string message(std::string_view word, std::string_view what) const {
+    return text_.error(word, what).message();
+  }
+  int64_t line_number() const { return text_.line_number(); }
+  // What stands behind the line of the token, as far as it is at hand.
+  std::string_view ahead() const { return text_.ahead(); }
+  Status finish() { return text_.finish(); }
+
+  // Said by the comments before the first word.
+  bool encoded_names() const { return encoded_names_; }
+  bool exact_numbers() const { return exact_numbers_; }
+  const std::string& problem_name() const { return problem_name_; }
+
+ private:
+  bool next_line();
+  void comment(std::string_view text);
+  void take_number();
+  void take_relation();
+
+  TextReader text_;
+  LpToken token_;
+  const char* line_ = nullptr;
+  const char* at_ = nullptr;
+  const char* end_ = nullptr;
+  Status status_;
+  bool head_ = true;  // no word has come yet
+  bool encoded_names_ = false, exact_numbers_ = false;
+  std::string problem_name_;
+};
+
+}  // namespace vorlan

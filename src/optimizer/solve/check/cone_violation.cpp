@@ -1,0 +1,151 @@
+// Cone membership; see cone_violation.h. For each kind there is one question: whether the cone has
+// a point in the box of the given relative size around the members. The answer is exact, for the
+// best place in the box is known: along most members the cone only widens. The violation follows by
+// bisection.
+#include "solve/check/cone_violation.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorlan {
+namespace {
+
+// Of smaller violations nothing is known but that they are due to rounding.
+constexpr double kRounding = 1e-16;
+// Bisections of the exponent, from kRounding to 1.
+constexpr int kSteps = 30;
+
+double size_of(double member) { return std::max(1.0, std::fabs(member)); }
+
+// The members of a point in a cone, one by one those that have a place of their own, and the norm
+// of the others.
+struct Members {
+  std::vector<double> own;
+  double norm = 0.0;
+
+  double up(size_t k, double t) const { return own[k] + t * size_of(own[k]); }
+  double down(size_t k, double t) const { return own[k] - t * size_of(own[k]); }
+  double least_norm(double t) const { return std::max(0.0, norm - t * size_of(norm)); }
+};
+
+size_t num_own(const Cone& cone) {
+  switch (cone.kind) {
+    case ConeKind::kQuadratic:
+      return 1;
+    case ConeKind::kRotatedQuadratic:
+      return 2;
+    case ConeKind::kExponential:
+    case ConeKind::kDualExponential:
+      return 3;
+    default:
+      return cone.exponents.size();
+  }
+}
+
+Members members_of(const Cone& cone, const std::vector<double>& x, double multiple) {
+  Members members;
+  const size_t own = std::min(num_own(cone), cone.vars.size());
+  const auto value = [&](size_t k) { return multiple * x[static_cast<size_t>(cone.vars[k])]; };
+  for (size_t k = 0; k < own; ++k) members.own.push_back(value(k));
+  for (size_t k = own; k < cone.vars.size(); ++k) members.norm = std::hypot(members.norm, value(k));
+  return members;
+}
+
+bool meets_quadratic(const Members& m, double t) { return m.up(0, t) >= m.least_norm(t); }
+
+bool meets_rotated(const Members& m, double t) {
+  const double x0 = m.up(0, t);
+  const double x1 = m.up(1, t);
+  // Roots one by one: their product cannot overflow.
+  return x0 >= 0.0 && x1 >= 0.0 &&
+         std::sqrt(2.0) * std::sqrt(x0) * std::sqrt(x1) >= m.least_norm(t);
+}
+
+// Whether there is u >= a exp(v / a + shift), or u >= 0 >= v at a = 0, with u and v given and a in
+// an interval. The right side falls until a = v and rises from there on.
+bool meets_exponential(double u, double least_a, double most_a, double v, double shift) {
+  if (u < 0.0 || most_a < 0.0) return false;
+  const double a = std::clamp(v, std::max(0.0, least_a), most_a);
+  if (a == 0.0) return v <= 0.0;
+  return u >= a * std::exp(v / a + shift);
+}
+
+bool meets_primal_exponential(const Members& m, double t) {
+  return meets_exponential(m.up(0, t), m.down(1, t), m.up(1, t), m.down(2, t), 0.0);
+}
+
+// x0 >= -x2 exp(x1 / x2 - 1) is the same with a = -x2, v = -x1.
+bool meets_dual_exponential(const Members& m, double t) {
+  return meets_exponential(m.up(0, t), -m.up(2, t), -m.down(2, t), -m.up(1, t), -1.0);
+}
+
+// The logarithm of the product, since the product could overflow.
+bool meets_power(const Cone& cone, const Members& m, double t, bool dual) {
+  double total = 0.0;
+  for (const double exponent : cone.exponents) total += exponent;
+  double logarithm = 0.0;
+  for (size_t k = 0; k < m.own.size(); ++k) {
+    const double weight = cone.exponents[k] / total;
+    const double x = m.up(k, t);
+    if (x < 0.0) return false;
+    logarithm += weight * std::log(dual ? x / weight : x);
+  }
+  const double norm = m.least_norm(t);
+  return norm == 0.0 || logarithm >= std::log(norm);
+}
+
+bool meets(const Cone& cone, ConeKind kind, const Members& m, double t) {
+  switch (kind) {
+    case ConeKind::kQuadratic:
+      return meets_quadratic(m, t);
+    case ConeKind::kRotatedQuadratic:
+      return meets_rotated(m, t);
+    case ConeKind::kExponential:
+      return meets_primal_exponential(m, t);
+    case ConeKind::kDualExponential:
+      return meets_dual_exponential(m, t);
+    case ConeKind::kPower:
+      return meets_power(cone, m, t, false);
+    case ConeKind::kDualPower:
+      return meets_power(cone, m, t, true);
+  }
+  return false;
+}
+
+double violation_of(const Cone& cone, ConeKind kind, const Members& members) {
+  if (meets(cone, kind, members, kRounding)) return 0.0;
+  double inside = 0.0;  // exponents
+  double outside = std::log(kRounding);
+  for (int step = 0; step < kSteps; ++step) {
+    const double middle = 0.5 * (inside + outside);
+    (meets(cone, kind, members, std::exp(middle)) ? inside : outside) = middle;
+  }
+  return std::exp(inside);
+}
+
+ConeKind dual_of(ConeKind kind) {
+  switch (kind) {
+    case ConeKind::kExponential:
+      return ConeKind::kDualExponential;
+    case ConeKind::kDualExponential:
+      return ConeKind::kExponential;
+    case ConeKind::kPower:
+      return ConeKind::kDualPower;
+    case ConeKind::kDualPower:
+      return ConeKind::kPower;
+    default:
+      return kind;  // their own duals
+  }
+}
+
+}  // namespace
+
+double cone_violation(const Cone& cone, const std::vector<double>& x, double multiple) {
+  return violation_of(cone, cone.kind, members_of(cone, x, multiple));
+}
+
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s, double multiple) {
+  return violation_of(cone, dual_of(cone.kind), members_of(cone, s, multiple));
+}
+
+}  // namespace vorlan

@@ -1,0 +1,119 @@
+// Definiteness by shifted Cholesky factorizations; see definiteness.h. The matrix is first scaled
+// from both sides so that the shift becomes t times the identity.
+#include "solve/check/definiteness.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/SparseCholesky>
+#include <algorithm>
+#include <cmath>
+
+namespace vorlan {
+namespace {
+
+using Sparse = Eigen::SparseMatrix<double>;
+using Index = Eigen::Index;
+
+constexpr double kRounding = 1e-14;
+// Twofold steps from kRounding to 1.
+constexpr int kSteps = 47;
+
+// The least kRounding 2^k that passes, where greater ones do, too.
+template <class Passes>
+double least_shift(double rounding, Passes&& passes) {
+  if (passes(rounding)) return 0.0;
+  int fails = 0;
+  int succeeds = kSteps;
+  while (succeeds - fails > 1) {
+    const int middle = (fails + succeeds) / 2;
+    (passes(std::ldexp(kRounding, middle)) ? succeeds : fails) = middle;
+  }
+  return std::min(1.0, std::ldexp(kRounding, succeeds));
+}
+
+// What the factorization of a matrix of this dimension may be wrong by.
+double rounding_of(Index dimension) {
+  return kRounding * std::max(1.0, 1e-2 * static_cast<double>(dimension));
+}
+
+Eigen::MatrixXd unpack(std::span<const double> packed, size_t dimension, double multiple) {
+  const auto n = static_cast<Index>(dimension);
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
+  size_t k = 0;
+  for (Index col = 0; col < n; ++col) {
+    for (Index row = col; row < n; ++row) matrix(row, col) = multiple * packed[k++];
+  }
+  return matrix;
+}
+
+double inverse_root(double diagonal) { return 1.0 / std::sqrt(std::max(1.0, std::fabs(diagonal))); }
+
+// The numbers of the rows that have elements, in place of their indices.
+std::vector<int> used_rows(const std::vector<SymmetricElement>& elements) {
+  std::vector<int> rows;
+  rows.reserve(2 * elements.size());
+  for (const SymmetricElement& element : elements) {
+    rows.push_back(element.row);
+    rows.push_back(element.col);
+  }
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  return rows;
+}
+
+Sparse compress(const std::vector<SymmetricElement>& elements) {
+  const std::vector<int> rows = used_rows(elements);
+  const auto number_of = [&rows](int row) {
+    return static_cast<int>(std::lower_bound(rows.begin(), rows.end(), row) - rows.begin());
+  };
+  std::vector<Eigen::Triplet<double>> triplets;
+  triplets.reserve(elements.size() + rows.size());
+  for (const SymmetricElement& element : elements) {
+    triplets.emplace_back(number_of(element.row), number_of(element.col), element.value);
+  }
+  // The shift needs a place on all of the diagonal.
+  const auto n = static_cast<int>(rows.size());
+  for (int k = 0; k < n; ++k) triplets.emplace_back(k, k, 0.0);
+  Sparse matrix(n, n);
+  matrix.setFromTriplets(triplets.begin(), triplets.end());
+  return matrix;
+}
+
+// A matrix with nothing off the diagonal needs no factorization.
+bool is_nonnegative_diagonal(const std::vector<SymmetricElement>& elements) {
+  return std::all_of(elements.begin(), elements.end(), [](const SymmetricElement& element) {
+    return element.row == element.col && element.value >= 0.0;
+  });
+}
+
+}  // namespace
+
+double indefiniteness(std::span<const double> packed, size_t dimension, double multiple) {
+  if (dimension == 0) return 0.0;
+  Eigen::MatrixXd matrix = unpack(packed, dimension, multiple);
+  const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
+  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
+  const Eigen::VectorXd diagonal = matrix.diagonal();
+  Eigen::LLT<Eigen::MatrixXd, Eigen::Lower> factor(matrix.rows());
+  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
+    matrix.diagonal() = diagonal.array() + shift;
+    factor.compute(matrix);
+    return factor.info() == Eigen::Success;
+  });
+}
+
+double indefiniteness(const std::vector<SymmetricElement>& elements) {
+  if (is_nonnegative_diagonal(elements)) return 0.0;
+  Sparse matrix = compress(elements);
+  const Eigen::VectorXd diagonal = matrix.diagonal();
+  const Eigen::VectorXd scale = diagonal.unaryExpr(&inverse_root);
+  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
+  Eigen::SimplicialLLT<Sparse, Eigen::Lower> factor;
+  factor.analyzePattern(matrix);
+  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
+    factor.setShift(shift);
+    factor.factorize(matrix);
+    return factor.info() == Eigen::Success;
+  });
+}
+
+}  // namespace vorlan

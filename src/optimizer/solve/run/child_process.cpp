@@ -1,0 +1,338 @@
+// Runs a backend in a child process, so that a solve can be stopped at any moment, whatever the
+// backend is doing, and its death is not the caller's.
+//
+// The child has a copy-on-write image of the model. It sends log text through a pipe, which is also
+// its standard output and error, because backends print; everything else goes through shared
+// memory. The parent waits on the pipe, hands log text on and keeps the callback's beat. To stop,
+// it raises the shared stop word, which the backend's own callbacks obey, and after a grace it
+// kills the child; the last incumbent is kept. A result is there when the shared memory says so:
+// not by the child's exit status, which is lost where SIGCHLD is ignored.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "solve/run/runner.h"
+#include "solve/run/shared_result.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+// From the stop word to the kill. With the beat and the reaping it stays well below half a second,
+// within which a stop is promised.
+constexpr double kGraceSeconds = 0.25;
+constexpr double kReapSeconds = 0.05;
+// The child waits no longer than this for room in the pipe before it drops log text.
+constexpr int kLogPatienceMilliseconds = 200;
+// From here on a memory limit would overflow and is none.
+constexpr double kUnlimitedMebibytes = 0x1p43;
+
+Status system_failure(const char* what) {
+  return {Code::kErrProcess, format_text("%s: %s", what, std::strerror(errno))};
+}
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return number_; }
+  void set(int number) { number_ = number; }
+  void close() {
+    if (number_ >= 0) ::close(number_);
+    number_ = -1;
+  }
+
+ private:
+  int number_ = -1;
+};
+
+// Blocks all signals for its lifetime.
+class SignalBlock {
+ public:
+  SignalBlock() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &earlier_);
+  }
+  ~SignalBlock() { sigprocmask(SIG_SETMASK, &earlier_, nullptr); }
+  SignalBlock(const SignalBlock&) = delete;
+  SignalBlock& operator=(const SignalBlock&) = delete;
+
+ private:
+  sigset_t earlier_;
+};
+
+// ---- The child ------------------------------------------------------------------------------
+
+class ChildMonitor : public BackendMonitor {
+ public:
+  ChildMonitor(SharedResult* shared, int pipe) : shared_(shared), pipe_(pipe) {}
+
+  void log(std::string_view text) override {
+    while (!text.empty()) {
+      const ssize_t written = ::write(pipe_, text.data(), text.size());
+      if (written >= 0) {
+        text.remove_prefix(static_cast<size_t>(written));
+        continue;
+      }
+      if (errno == EINTR) continue;
+      pollfd room = {pipe_, POLLOUT, 0};
+      if (errno != EAGAIN || ::poll(&room, 1, kLogPatienceMilliseconds) <= 0) return;
+    }
+  }
+
+  bool should_stop(const Progress& progress) override {
+    shared_->publish(progress);
+    return shared_->stop_asked();
+  }
+
+  void incumbent(std::span<const double> x, std::span<const double> barx) override {
+    shared_->publish_incumbent(x, barx);
+  }
+
+ private:
+  SharedResult* shared_;
+  int pipe_;
+};
+
+// The parent decides about stopping; the child must not outlive it.
+void settle_as_child(pid_t parent, int pipe) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(EXIT_FAILURE);
+  fcntl(pipe, F_SETFL, O_NONBLOCK);
+  dup2(pipe, STDOUT_FILENO);
+#ifndef __SANITIZE_ADDRESS__  // a sanitizer's report must not end in a log that nobody reads
+  dup2(pipe, STDERR_FILENO);
+#endif
+}
+
+// Memory that the process has for its data now, in bytes; 0 when the system does not tell.
+uint64_t data_size() {
+  const int file = ::open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return 0;
+  char text[256] = "";
+  const ssize_t length = ::read(file, text, sizeof text - 1);
+  ::close(file);
+  unsigned long long pages = 0;
+  if (length <= 0 || std::sscanf(text, "%*u %*u %*u %*u %*u %llu", &pages) != 1) return 0;
+  return pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
+// Of the child alone, for a handler that takes no argument.
+SharedResult* g_exhausted_memory_of = nullptr;
+
+void on_exhausted_memory() {
+  g_exhausted_memory_of->note_memory_exhausted();
+  throw std::bad_alloc();
+}
+
+// Whoever runs out of memory, and whatever becomes of the exception: the parent knows it.
+void limit_memory(const Parameters& parameters, SharedResult* shared) {
+  g_exhausted_memory_of = shared;
+  std::set_new_handler(on_exhausted_memory);
+  const double mebibytes = parameters.get(DoubleParam::kMemoryLimit);
+  if (mebibytes >= kUnlimitedMebibytes) return;
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_DATA, &limit) != 0) return;
+  const uint64_t bytes = data_size() + static_cast<uint64_t>(mebibytes * 0x1p20);
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, bytes);
+  ::setrlimit(RLIMIT_DATA, &limit);
+}
+
+[[noreturn]] void live_as_child(const Backend& backend, const MinimizeProblem& problem,
+                                const Task& task, double seconds, int pipe, SharedResult* shared) {
+  ChildMonitor monitor(shared, pipe);
+  BackendResult result;
+  Status status;
+  limit_memory(task.parameters, shared);
+  try {
+    status = backend.solve(problem, task.parameters, seconds, &monitor, &result);
+    shared->finish(status, result);
+  } catch (const std::bad_alloc&) {
+    shared->note_memory_exhausted();
+    shared->finish({Code::kErrMemory, ""}, {});
+  } catch (const std::exception& e) {
+    shared->finish({Code::kErrOptimizer, format_text("the optimizer failed: %s", e.what())}, {});
+  } catch (...) {
+    shared->finish({Code::kErrOptimizer, "the optimizer failed: unknown exception"}, {});
+  }
+  std::fflush(stdout);
+  _exit(EXIT_SUCCESS);
+}
+
+// ---- The parent -----------------------------------------------------------------------------
+
+class ChildWatch {
+ public:
+  ChildWatch(pid_t pid, int pipe, SharedResult* shared, Listener* listener)
+      : pid_(pid), pipe_(pipe), shared_(shared), listener_(listener) {}
+
+  // Until the child is done, or killed because it did not stop in time.
+  void watch() {
+    while (!killed_ && !ended_) {
+      wait_for_text();
+      if (listener_->beat(shared_->progress())) stop();
+    }
+    if (!line_.empty()) listener_->log(line_ + '\n');
+  }
+
+  bool killed() const { return killed_; }
+
+ private:
+  void wait_for_text() {
+    const double seconds = std::max(0.0, listener_->until_beat());
+    const int milliseconds = static_cast<int>(std::ceil(seconds * 1e3));
+    pollfd text = {pipe_, POLLIN, 0};
+    if (::poll(&text, 1, milliseconds) > 0) read_text();
+  }
+
+  void read_text() {
+    char buffer[65536];
+    const ssize_t length = ::read(pipe_, buffer, sizeof buffer);
+    if (length == 0) ended_ = true;
+    if (length > 0) pass_lines({buffer, static_cast<size_t>(length)});
+  }
+
+  // Hands on whole lines; the rest waits for its end.
+  void pass_lines(std::string_view text) {
+    line_ += text;
+    const size_t end = line_.rfind('\n');
+    if (end == std::string::npos) return;
+    listener_->log(std::string_view(line_).substr(0, end + 1));
+    line_.erase(0, end + 1);
+  }
+
+  void stop() {
+    const double now = monotonic_seconds();
+    if (stop_time_ < 0.0) {
+      stop_time_ = now;
+      shared_->ask_to_stop();
+    } else if (now - stop_time_ > kGraceSeconds) {
+      ::kill(pid_, SIGKILL);
+      killed_ = true;
+    }
+  }
+
+  pid_t pid_;
+  int pipe_;
+  SharedResult* shared_;
+  Listener* listener_;
+  std::string line_;
+  double stop_time_ = -1.0;
+  bool ended_ = false;
+  bool killed_ = false;
+};
+
+// Waits for a child that has ended or is about to; 0 when it is not gone after the time for it.
+pid_t reap(pid_t pid, bool wait, int* exit_status) {
+  const double start = monotonic_seconds();
+  while (true) {
+    const pid_t result = ::waitpid(pid, exit_status, wait ? 0 : WNOHANG);
+    if (result > 0 || (result < 0 && errno != EINTR)) return result;
+    if (!wait && monotonic_seconds() - start > kReapSeconds) return 0;
+    if (!wait) usleep(1000);
+  }
+}
+
+Status describe_death(int exit_status, bool known) {
+  std::string how = "for an unknown reason";
+  if (known && WIFSIGNALED(exit_status)) {
+    how = format_text("by signal %d (%s)", WTERMSIG(exit_status), strsignal(WTERMSIG(exit_status)));
+  } else if (known && WIFEXITED(exit_status)) {
+    how = format_text("with exit status %d", WEXITSTATUS(exit_status));
+  }
+#ifdef __SANITIZE_ADDRESS__
+  // Only a test kills a child from outside; any other death is a defect that must not hide.
+  const bool from_outside = known && WIFSIGNALED(exit_status) && WTERMSIG(exit_status) == SIGKILL;
+  if (!from_outside) std::abort();
+#endif
+  return {Code::kErrOptimizerDied,
+          format_text("the process that ran the optimizer ended %s", how.c_str())};
+}
+
+Status describe_exhaustion(const Parameters& parameters) {
+  const double mebibytes = parameters.get(DoubleParam::kMemoryLimit);
+  if (mebibytes >= kUnlimitedMebibytes) {
+    return {Code::kErrMemory, "the optimizer ran out of memory"};
+  }
+  return {Code::kErrMemory,
+          format_text("the optimizer needs more than the %g MiB of memory that it may take",
+                      mebibytes)};
+}
+
+void take_progress(const SharedResult& shared, Code reason, BackendResult* result) {
+  result->outcome = Outcome::kStopped;
+  result->termination = reason;
+  result->progress = shared.progress();
+}
+
+}  // namespace
+
+Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task* task,
+                    Listener* listener, BackendResult* result) {
+  SharedResult shared(task->model);
+  if (!shared.mapped()) return system_failure("no shared memory for the optimizer");
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return system_failure("no pipe for the optimizer");
+  Descriptor read_end;
+  Descriptor write_end;
+  read_end.set(ends[0]);
+  write_end.set(ends[1]);
+
+  task->killed_children.reap(false);
+  task->killed_children.reserve_one();
+  std::fflush(nullptr);  // else the child could write the caller's pending text again
+  const pid_t parent = getpid();
+  pid_t pid = -1;
+  {
+    const SignalBlock block;
+    pid = ::fork();
+    if (pid == 0) settle_as_child(parent, write_end.get());
+  }
+  if (pid < 0) return system_failure("no process for the optimizer");
+  if (pid == 0) {
+    live_as_child(backend, problem, *task, listener->remaining(), write_end.get(), &shared);
+  }
+  write_end.close();
+
+  ChildWatch watch(pid, read_end.get(), &shared, listener);
+  watch.watch();
+  int exit_status = 0;
+  const pid_t reaped = reap(pid, !watch.killed(), &exit_status);
+  if (reaped == 0) task->killed_children.add(pid);
+
+  if (!shared.complete()) {
+    if (!watch.killed() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
+    if (!watch.killed()) return describe_death(exit_status, reaped == pid);
+    take_progress(shared, listener->stop_reason(), result);
+    keep_incumbent(shared.last_incumbent(), result);
+    return {};
+  }
+  Status status = shared.take(result);
+  if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
+  if (!status.ok()) return status;
+  const bool ended_early = result->outcome == Outcome::kStopped || result->termination != Code::kOk;
+  if (ended_early && listener->stopped()) {
+    result->termination = listener->stop_reason();
+  }
+  keep_incumbent(shared.last_incumbent(), result);
+  return {};
+}
+
+}  // namespace vorlan

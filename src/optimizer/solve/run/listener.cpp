@@ -1,0 +1,116 @@
+// The beat of the progress callback; see listener.h.
+#include "solve/run/listener.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+// 50 times a second: more than the 20 that callers are promised, to leave room for a busy machine.
+constexpr double kBeatSeconds = 0.02;
+
+// So many lines fit a terminal under one heading.
+constexpr int kLinesOfAHeading = 20;
+// Where nothing changes, every so many intervals a line is a sign of life.
+constexpr double kQuietIntervals = 10.0;
+
+// A figure that is not known yet is a dash.
+std::string figure(double value) { return std::isfinite(value) ? format_text("%.8g", value) : "-"; }
+
+// In percent, relative to the incumbent.
+std::string gap_figure(double incumbent, double bound) {
+  if (!std::isfinite(incumbent) || !std::isfinite(bound)) return "-";
+  const double distance = std::fabs(incumbent - bound);
+  if (distance == 0.0) return "0.00%";
+  return format_text("%.2f%%", 100.0 * distance / std::max(std::fabs(incumbent), 1e-10));
+}
+
+}  // namespace
+
+double monotonic_seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+Listener::Listener(Task* task)
+    : task_(task),
+      start_(monotonic_seconds()),
+      time_limit_(task->parameters.get(DoubleParam::kTimeLimit)),
+      logs_progress_(task->model.is_mixed_integer()),
+      log_interval_(task->parameters.get(DoubleParam::kLogInterval)),
+      next_line_(log_interval_) {}
+
+void Listener::log(std::string_view text) { task_->log_text(kLogFull, std::string(text)); }
+
+double Listener::elapsed() const { return monotonic_seconds() - start_; }
+
+double Listener::until_beat() const { return last_beat_ + kBeatSeconds - elapsed(); }
+
+bool Listener::beat(const Progress& progress) {
+  if (stopped()) return true;
+  return until_beat() > 0.0 ? false : beat_now(progress);
+}
+
+bool Listener::beat_now(const Progress& progress) {
+  if (stopped()) return true;
+  const double seconds = elapsed();
+  last_beat_ = seconds;
+  if (logs_progress_ && seconds >= next_line_) log_progress(progress, seconds);
+  if (callback_asks_to_stop(progress, seconds)) {
+    stop_reason_ = Code::kTrmUserCallback;
+  } else if (seconds > time_limit_) {
+    stop_reason_ = Code::kTrmTimeLimit;
+  }
+  return stopped();
+}
+
+bool Listener::is_worth_a_line(const Progress& progress, double seconds) const {
+  return num_lines_ == 0 || progress.nodes != last_logged_.nodes ||
+         progress.objective != last_logged_.objective || progress.bound != last_logged_.bound ||
+         seconds >= last_line_ + kQuietIntervals * log_interval_;
+}
+
+void Listener::log_progress(const Progress& progress, double seconds) {
+  next_line_ = seconds + log_interval_;
+  if (!is_worth_a_line(progress, seconds)) return;
+  const double factor = task_->model.maximize ? -1.0 : 1.0;
+  const double incumbent = factor * progress.objective + task_->model.constant;
+  const double bound = factor * progress.bound + task_->model.constant;
+  const bool is_better = progress.objective < last_logged_.objective;
+  std::string text;
+  if (num_lines_ % kLinesOfAHeading == 0) {
+    text = "      time         nodes         incumbent             bound        gap\n";
+  }
+  text += format_text("%c%7.1f s %13lld %17s %17s %10s\n", is_better ? '*' : ' ', seconds,
+                      static_cast<long long>(progress.nodes), figure(incumbent).c_str(),
+                      figure(bound).c_str(), gap_figure(incumbent, bound).c_str());
+  task_->log_text(kLogFull, text);
+  ++num_lines_;
+  last_line_ = seconds;
+  last_logged_ = progress;
+}
+
+bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {
+  if (task_->callback.function == nullptr) return false;
+  const double factor = task_->model.maximize ? -1.0 : 1.0;
+  double doubles[kNumFigures] = {};
+  int ints[kNumFigures] = {};
+  long longs[kNumFigures] = {};
+  doubles[kFigureObjective] = factor * progress.objective + task_->model.constant;
+  doubles[kFigureBound] = factor * progress.bound + task_->model.constant;
+  doubles[kFigureRelativeGap] = progress.relative_gap;
+  doubles[kFigureElapsedSeconds] = seconds;
+  longs[kLongFigureSimplexIterations] = progress.simplex_iterations;
+  longs[kLongFigureInteriorIterations] = progress.interior_iterations;
+  longs[kLongFigureNodes] = progress.nodes;
+  const VLNcallbackcode_enum code{};
+  auto* handle = static_cast<vlntaskt*>(task_);
+  return task_->callback.function(handle, task_->callback.handle, code, doubles, ints, longs) != 0;
+}
+
+}  // namespace vorlan

@@ -1,0 +1,407 @@
+// Mixed-integer models with quadratic terms and cones whose optimum is known, and the ends of such
+// solves before their natural end.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "cone_points.h"
+#include "conic_models.h"
+#include "format/problem_file.h"
+#include "random_mixed_model.h"
+#include "solve/optimize.h"
+#include "solve/run/listener.h"
+#include "task/task.h"
+
+namespace vorlan {
+namespace {
+
+struct Mixed {
+  Task task;
+  Status status;
+  Code termination = Code::kOk;
+  std::string log;
+
+  const Solution& solution() const { return task.solutions[2]; }
+  double value(size_t var) const { return solution().xx[var]; }
+  double figure(const std::string& name) const {
+    for (const Figure& figure : task.solver_result.figures) {
+      if (figure.name == name) return figure.value;
+    }
+    return kInfinity;
+  }
+};
+
+void put(Mixed* mixed, const char* name, const char* value) {
+  ASSERT_TRUE(mixed->task.parameters.put_by_name(name, value).ok()) << name;
+}
+
+void solve(Mixed* mixed) {
+  mixed->task.log.link_function(&mixed->log, [](void* log, const char* text) {
+    static_cast<std::string*>(log)->append(text);
+  });
+  mixed->status = optimize(&mixed->task, &mixed->termination);
+}
+
+// The text of a PTF file without its opening line.
+void read(const std::string& text, Mixed* mixed) {
+  const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+  const std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".ptf";
+  const std::string path = (std::filesystem::path(testing::TempDir()) / name).string();
+  std::ofstream(path) << "Minimize ] extended problem 1\n" << text;
+  const Status status = read_problem_file(&mixed->task, path.c_str());
+  std::filesystem::remove(path);
+  ASSERT_TRUE(status.ok()) << status.message() << '\n' << text;
+  put(mixed, "VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");
+}
+
+void expect_optimum(const Mixed& mixed, double objective) {
+  ASSERT_TRUE(mixed.status.ok()) << mixed.status.message();
+  EXPECT_EQ(mixed.termination, Code::kOk);
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log;
+  EXPECT_NEAR(mixed.solution().primal_objective, objective,
+              1e-6 * std::max(1.0, std::fabs(objective)));
+  EXPECT_LE(mixed.figure("relative gap"), 1e-6);
+}
+
+// (x - 1.4)^2 + (y - 2.6)^2 without its constant 8.72, by columns and with a constant.
+TEST(MixedConic, NearestIntegers) {
+  Mixed mixed;
+  read(
+      "Minimize\n o: [ 2 x^2 + 2 y^2 ] / 2 - 2.8 x - 5.2 y + 8.72\nSubject To\n c: x + y <= 10\n"
+      "Generals\n x y\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  expect_optimum(mixed, 0.32);
+  EXPECT_EQ(mixed.value(0), 1.0);
+  EXPECT_EQ(mixed.value(1), 3.0);
+}
+
+// The box of the largest volume with whole sides of sum 10: 3, 3 and 4.
+TEST(MixedConic, BoxOfWholeSides) {
+  Mixed mixed;
+  read(
+      "Maximize\n o: v\nSubject To\n c: a + b + d <= 10\nBounds\n v free\nGenerals\n a b d\n"
+      "Cones\n k: power 1 1 1 a b d v\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  expect_optimum(mixed, std::cbrt(36.0));
+}
+
+// Seven units over two uses whose worth grows as a logarithm: 3 log(1 + n) + 2 log(1 + m).
+TEST(MixedConic, LogarithmicWorth) {
+  double best = 0.0;
+  for (int n = 0; n <= 7; ++n) best = std::max(best, 3.0 * std::log1p(n) + 2.0 * std::log1p(7 - n));
+  Mixed mixed;
+  read(
+      "Maximize\n o: 3 u + 2 w\nSubject To\n c: n + m <= 7\n a: p - n = 1\n b: q - m = 1\n"
+      " d: one = 1\n e: two = 1\nBounds\n u free\n w free\nGenerals\n n m\n"
+      "Cones\n k: exponential p one u\n l: exponential q two w\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  expect_optimum(mixed, best);
+}
+
+// No point with whole coordinates is within 0.6 of (0.5, 0.5); the continuous relaxation has many.
+TEST(MixedConic, NothingWholeInTheCircle) {
+  Mixed mixed;
+  read(
+      "Minimize\n o: x\nSubject To\n c: x - a = 0.5\n d: y - b = 0.5\n e: r = 0.6\nBounds\n"
+      " a free\n b free\nGenerals\n x y\nCones\n k: quadratic r a b\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+}
+
+// The largest 10 n with 2 n^2 <= s, s <= 2 * 3.7^2.
+TEST(MixedConic, SemiContinuousAndQuadraticRow) {
+  Mixed mixed;
+  read(
+      "Maximize\n o: 10 n - s\nSubject To\n c: - s + [ 2 n^2 ] <= 0\nBounds\n 3 <= s <= 27.38\n"
+      "Generals\n n\nSemi-Continuous\n s\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  // n = 2: s = 8; n = 3: s = 18; n = 1: s = 3 at least; n = 0: s = 0.
+  expect_optimum(mixed, 12.0);
+}
+
+// A factor of a rotated cone that an integer variable switches off: x^2 <= 2 s z, cost 3 z + s - 4
+// x.
+TEST(MixedConic, SwitchedSquare) {
+  Mixed mixed;
+  read(
+      "Minimize\n o: 3 z + s - 4 x\nBounds\n x <= 10\nBinary\n z\n"
+      "Cones\n k: rotated_quadratic s z x\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  // z = 1: s = x^2 / 2, 3 + 8 - 16 at x = 4.
+  expect_optimum(mixed, -5.0);
+}
+
+// The least trace of a matrix with 1 at its corners' places and n more of the diagonal: integer n.
+TEST(MixedConic, MatrixVariable) {
+  Mixed mixed;
+  read(
+      "Matrix Variables\n X(2)\nMinimize\n o: X(1,1) + X(2,2) + 3 n\nSubject To\n"
+      " c: X(2,1) + n >= 2.5\nGenerals\n n\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  // The trace is twice the element beside the diagonal: 2 (2.5 - n) + 3 n is least at n = 0.
+  expect_optimum(mixed, 5.0);
+  ASSERT_EQ(mixed.solution().barx.size(), 3U);
+  EXPECT_NEAR(mixed.solution().barx[1], 2.5, 1e-6);
+}
+
+// Half of the given vectors, so that the least eigenvalue of the sum of their v v' is largest. Most
+// integers are tried on the way to a relaxation's optimum here, and the optimum then brings nothing
+// new by itself.
+Model design_model(int dimension, int num_vectors) {
+  Model model = test::free_variables({1.0});
+  model.maximize = true;
+  model.matrix_vars = {{dimension}};
+  const auto n = static_cast<size_t>(dimension);
+  test::Random random(2);
+  std::vector<std::vector<double>> vectors(static_cast<size_t>(num_vectors));
+  for (auto& vector : vectors) {
+    for (size_t k = 0; k < n; ++k) vector.push_back(random.between(-1.0, 1.0));
+    model.cost.push_back(0.0);
+    model.var_lower.push_back(0.0);
+    model.var_upper.push_back(1.0);
+    model.var_kind.push_back(VarKind::kInteger);
+    model.matrix.start.push_back(model.matrix.start.back());
+  }
+  std::vector<double> row(model.cost.size(), 1.0);
+  row[0] = 0.0;
+  test::add_constraint(&model, -kInfinity, num_vectors / 2, row);
+  for (int32_t i = 0; i < dimension; ++i) {
+    for (int32_t j = 0; j <= i; ++j) {
+      row[0] = i == j ? -1.0 : 0.0;
+      for (size_t v = 0; v < vectors.size(); ++v) {
+        row[v + 1] = vectors[v][static_cast<size_t>(i)] * vectors[v][static_cast<size_t>(j)];
+      }
+      const double factor = i == j ? -1.0 : -0.5;  // an element off the diagonal counts twice
+      model.matrix_coefficients.push_back({model.num_con(), 0, {i, j, factor}});
+      test::add_constraint(&model, 0.0, 0.0, row);
+    }
+  }
+  return model;
+}
+
+TEST(MixedConic, DesignOfExperiments) {
+  for (const int num_vectors : {10, 14, 18}) {
+    SCOPED_TRACE(num_vectors);
+    Mixed mixed;
+    mixed.task.model = design_model(5, num_vectors);
+    solve(&mixed);
+    EXPECT_EQ(mixed.termination, Code::kOk);
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log;
+  }
+}
+
+TEST(MixedConic, NotConvex) {
+  Mixed mixed;
+  read("Maximize\n o: [ x^2 ] / 2\nBounds\n x <= 3\nGenerals\n x\nEnd\n", &mixed);
+  solve(&mixed);
+  EXPECT_EQ(mixed.status.code(), Code::kErrNotConvex);
+}
+
+TEST(MixedConic, Unbounded) {
+  Mixed mixed;
+  read(
+      "Maximize\n o: x + n\nSubject To\n c: n - y = 0\nGenerals\n n\nBounds\n y free\n"
+      "Cones\n k: quadratic x y\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kDualInfeasible) << mixed.log;
+}
+
+// Unbounded if it were feasible: 2 n = 1.
+TEST(MixedConic, InfeasibleThoughTheRelaxationIsUnbounded) {
+  Mixed mixed;
+  read(
+      "Maximize\n o: x\nSubject To\n c: 2 n + 2 m = 1\nBounds\n n <= 5\n m <= 5\n y free\n"
+      "Generals\n n m\nCones\n k: quadratic x y\nEnd\n",
+      &mixed);
+  solve(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+}
+
+// ---- Early ends -----------------------------------------------------------------------------
+
+// The nearest point of a lattice in the given number of dimensions, which takes for ever.
+Model hard_model(int dimension) {
+  Model model;
+  uint32_t state = 12345;
+  const auto next = [&state] {
+    state = state * 1664525U + 1013904223U;
+    return static_cast<double>(state >> 8) / 16777216.0 - 0.5;
+  };
+  const auto n = static_cast<size_t>(dimension);
+  std::vector<std::vector<double>> factor(n, std::vector<double>(n));
+  for (auto& row : factor) {
+    for (double& value : row) value = next();
+  }
+  model.matrix.start.assign(n + 1, 0);
+  model.var_lower.assign(n, -20.0);
+  model.var_upper.assign(n, 20.0);
+  model.var_kind.assign(n, VarKind::kInteger);
+  for (size_t col = 0; col < n; ++col) {
+    model.cost.push_back(10.0 * next());
+    for (size_t row = col; row < n; ++row) {
+      double sum = 0.0;
+      for (const auto& f : factor) sum += f[row] * f[col];
+      model.quadratic_cost.push_back({static_cast<int32_t>(row), static_cast<int32_t>(col), sum});
+    }
+  }
+  return model;
+}
+
+TEST(MixedConicStop, ByTheTimeLimit) {
+  Mixed mixed;
+  mixed.task.model = hard_model(40);
+  put(&mixed, "VLN_DPAR_TIME_LIMIT", "1");
+  const double start = monotonic_seconds();
+  solve(&mixed);
+  EXPECT_LT(monotonic_seconds() - start, 3.0);  // promised within 0.5 s of the limit
+  EXPECT_EQ(mixed.termination, Code::kTrmTimeLimit);
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log;
+  EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
+}
+
+// The best point comes with its matrix, killed or not.
+TEST(MixedConicStop, ByTheTimeLimitWithAMatrix) {
+  Mixed mixed;
+  mixed.task.model = design_model(8, 60);
+  put(&mixed, "VLN_DPAR_TIME_LIMIT", "2");
+  solve(&mixed);
+  EXPECT_EQ(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
+  ASSERT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log;
+  EXPECT_EQ(mixed.solution().barx.size(), 36U);
+  EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
+}
+
+struct Watch {
+  int calls = 0;
+  double after = 0.5;
+  bool gap_seen = false;
+};
+
+int watch(vlntaskt*, void* handle, VLNcallbackcode_enum, const double* doubles, const int*,
+          const long*) {
+  auto* state = static_cast<Watch*>(handle);
+  ++state->calls;
+  const bool known =
+      std::isfinite(doubles[kFigureObjective]) && std::isfinite(doubles[kFigureBound]);
+  if (known && doubles[kFigureObjective] >= doubles[kFigureBound]) state->gap_seen = true;
+  return doubles[kFigureElapsedSeconds] >= state->after ? 1 : 0;
+}
+
+class MixedConicCallback : public testing::TestWithParam<const char*> {};
+
+TEST_P(MixedConicCallback, Stops) {
+  Mixed mixed;
+  vlntaskt handle;
+  handle.model = hard_model(40);
+  ASSERT_TRUE(handle.parameters.put_by_name("VLN_IPAR_CHILD_PROCESS", GetParam()).ok());
+  Watch state;
+  handle.callback = {watch, &state};
+  Code termination = Code::kOk;
+  const double start = monotonic_seconds();
+  ASSERT_TRUE(optimize(&handle, &termination).ok());
+  EXPECT_LT(monotonic_seconds() - start, 3.0);
+  EXPECT_EQ(termination, Code::kTrmUserCallback);
+  EXPECT_TRUE(state.gap_seen);
+  EXPECT_EQ(handle.solutions[2].status, SolutionStatus::kPrimalFeasible);
+}
+
+INSTANTIATE_TEST_SUITE_P(Processes, MixedConicCallback, testing::Values("off", "on"),
+                         [](const auto& test) { return std::string("Child_") + test.param; });
+
+TEST(MixedConicStop, ByTheNodeLimit) {
+  Mixed mixed;
+  mixed.task.model = hard_model(30);
+  put(&mixed, "VLN_IPAR_MIP_NODE_LIMIT", "3");
+  put(&mixed, "VLN_DPAR_TIME_LIMIT", "60");
+  solve(&mixed);
+  EXPECT_EQ(mixed.termination, Code::kTrmNodeLimit) << mixed.log;
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible);
+}
+
+TEST(MixedConicStop, ByTheSolutionLimit) {
+  Mixed mixed;
+  mixed.task.model = hard_model(30);
+  put(&mixed, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1");
+  solve(&mixed);
+  EXPECT_EQ(mixed.termination, Code::kTrmSolutionLimit);
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible);
+}
+
+TEST(MixedConicStop, ByACutoff) {
+  Mixed mixed;
+  mixed.task.model = hard_model(30);
+  put(&mixed, "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", "-1e6");
+  solve(&mixed);
+  EXPECT_EQ(mixed.termination, Code::kTrmObjectiveCutoff) << "nothing is as good as that";
+}
+
+// The task's integer solution is the first incumbent.
+TEST(MixedConicStop, StartsFromTheSolutionHeld) {
+  Mixed mixed;
+  mixed.task.model = hard_model(12);
+  put(&mixed, "VLN_DPAR_TIME_LIMIT", "2");
+  solve(&mixed);
+  ASSERT_TRUE(mixed.solution().defined);
+  const double held = mixed.solution().primal_objective;
+  put(&mixed, "VLN_IPAR_MIP_NODE_LIMIT", "0");
+  solve(&mixed);
+  EXPECT_LE(mixed.solution().primal_objective, held + 1e-9);
+}
+
+// Where the fixed models end by the limit, the rounds do not begin again and again with the same
+// integers.
+TEST(MixedConicStop, ByTheIterationLimitOfAFixedModel) {
+  for (const char* limit : {"9", "10", "11"}) {
+    SCOPED_TRACE(limit);
+    Mixed mixed;
+    read(
+        "Maximize\n o: 3.9 u - 0.9 y - 0.3 a + 5.5 v - 0.5 z - 0.5 b\nSubject To\n p: p - a = 1\n"
+        " q: q - b = 1\n i: i = 1\n j: j = 1\n f: a - 10 y <= 0\n g: b - 10 z <= 0\n"
+        " most: 1.4 a + 0.6 b <= 2\n one: y + z <= 1\nBounds\n u free\n v free\nBinary\n y z\n"
+        "Cones\n d: exponential p i u\n e: exponential q j v\nEnd\n",
+        &mixed);
+    put(&mixed, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", limit);
+    put(&mixed, "VLN_DPAR_TIME_LIMIT", "5");
+    solve(&mixed);
+    EXPECT_NE(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
+  }
+}
+
+// The conic method stalls on the continuous models of these.
+TEST(MixedConic, InfeasibleWithoutAContinuousAnswer) {
+  for (const auto& [family, seed] : {std::pair{test::MixedFamily::kRotatedCone, 6350U},
+                                     std::pair{test::MixedFamily::kExponentialCone, 6339U}}) {
+    Mixed mixed;
+    mixed.task.model = test::make_mixed_model(family, seed);
+    solve(&mixed);
+    EXPECT_EQ(mixed.termination, Code::kOk) << mixed.log;
+    EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+  }
+}
+
+// One answer whatever the process, and whenever it is asked.
+TEST(MixedConic, IsDeterministic) {
+  Mixed first;
+  Mixed second;
+  for (Mixed* mixed : {&first, &second}) {
+    mixed->task.model = test::make_mixed_model(test::MixedFamily::kEverything, 7);
+    put(mixed, "VLN_IPAR_CHILD_PROCESS", mixed == &first ? "off" : "on");
+    put(mixed, "VLN_IPAR_NUM_THREADS", "1");
+    solve(mixed);
+  }
+  EXPECT_EQ(first.solution().xx, second.solution().xx);
+}
+
+}  // namespace
+}  // namespace vorlan

@@ -1,0 +1,131 @@
+// The checker must accept what holds and refuse what does not, for points, multipliers and rays.
+#include "solve/check/checker.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace vorlan {
+namespace {
+
+constexpr double kInf = kInfinity;
+
+// minimize -3x - 2y, x + y <= 4, x + 3y <= 6, 0 <= x <= 3, 0 <= y.
+Model two_products_model() {
+  Model model;
+  model.cost = {-3.0, -2.0};
+  model.var_lower = {0.0, 0.0};
+  model.var_upper = {3.0, kInf};
+  model.var_kind = {VarKind::kContinuous, VarKind::kContinuous};
+  model.con_lower = {-kInf, -kInf};
+  model.con_upper = {4.0, 6.0};
+  model.matrix.start = {0, 2, 4};
+  model.matrix.row = {0, 1, 0, 1};
+  model.matrix.value = {1.0, 1.0, 1.0, 3.0};
+  return model;
+}
+
+BackendResult right_answer() {
+  BackendResult result;
+  result.x = {3.0, 1.0};
+  result.y = {-2.0, 0.0};
+  result.d = {-1.0, 0.0};
+  return result;
+}
+
+TEST(Checker, AcceptsTheOptimum) {
+  const Model model = two_products_model();
+  const MinimizeProblem problem(model);
+  const BackendResult result = right_answer();
+  EXPECT_LE(primal_violation(model, result.x), 1e-12);
+  EXPECT_LE(dual_violation(problem, result), 1e-12);
+  EXPECT_LE(duality_gap(problem, result), 1e-12);
+}
+
+TEST(Checker, RefusesWrongPoints) {
+  Model model = two_products_model();
+  EXPECT_GT(primal_violation(model, {3.1, 0.0}), 1e-2);   // above a bound
+  EXPECT_GT(primal_violation(model, {-0.1, 0.0}), 1e-2);  // below a bound
+  EXPECT_GT(primal_violation(model, {3.0, 1.1}), 1e-2);   // outside a constraint
+  EXPECT_EQ(primal_violation(model, {std::nan(""), 0.0}), kInf);
+  model.var_kind[1] = VarKind::kInteger;
+  EXPECT_GT(primal_violation(model, {0.0, 0.5}), 0.4);
+  EXPECT_LE(primal_violation(model, {0.0, 1.0}), 1e-12);
+}
+
+// A bound far away on one side makes nothing of the other.
+TEST(Checker, AViolationIsRelativeToTheBoundThatIsMissed) {
+  Model model = two_products_model();
+  model.var_upper[0] = 1e9;
+  model.con_lower[0] = -1e9;
+  EXPECT_GT(primal_violation(model, {-0.1, 0.0}), 1e-2);
+  EXPECT_GT(primal_violation(model, {2.0, 2.1}), 1e-2);
+  // Against its own size a bound may be missed by more.
+  model.var_lower[0] = 1e9;
+  model.con_upper = {2e9, 2e9};
+  EXPECT_LE(primal_violation(model, {1e9 - 1.0, 0.0}), 2e-9);
+  model.var_upper[0] = model.var_lower[0] = kInf;
+  EXPECT_EQ(primal_violation(model, {0.0, 0.0}), kInf);
+}
+
+TEST(Checker, SemiContinuousIsZeroOrWithinBounds) {
+  Model model = two_products_model();
+  model.var_kind[0] = VarKind::kSemiContinuous;
+  model.var_lower[0] = 2.0;
+  EXPECT_LE(primal_violation(model, {0.0, 0.0}), 1e-12);
+  EXPECT_LE(primal_violation(model, {2.5, 0.0}), 1e-12);
+  EXPECT_GT(primal_violation(model, {1.0, 0.0}), 0.3);
+}
+
+TEST(Checker, RefusesWrongMultipliers) {
+  const Model model = two_products_model();
+  const MinimizeProblem problem(model);
+  BackendResult result = right_answer();
+  result.y = {2.0, 0.0};  // a positive multiplier where there is no lower side
+  EXPECT_GT(dual_violation(problem, result), 0.1);
+  result = right_answer();
+  result.d = {-1.5, 0.0};  // not cost - A'y
+  EXPECT_GT(dual_violation(problem, result), 0.1);
+  result = right_answer();
+  result.x = {3.0, 0.5};  // feasible, but not optimal
+  EXPECT_GT(duality_gap(problem, result), 1e-2);
+}
+
+TEST(Checker, DualRays) {
+  Model model = two_products_model();
+  model.con_lower[1] = 5.0;  // x + 3y >= 5 with
+  model.con_upper[0] = 1.0;  // x +  y <= 1: infeasible, since 3(x + y) <= 3
+  std::vector<double> d;
+  EXPECT_TRUE(is_dual_ray(model, {-3.0, 1.0}, &d));
+  EXPECT_EQ(d, (std::vector<double>{2.0, 0.0}));
+  EXPECT_FALSE(is_dual_ray(model, {3.0, -1.0}, &d));
+  EXPECT_FALSE(is_dual_ray(model, {0.0, 0.0}, &d));
+  EXPECT_FALSE(is_dual_ray(model, {-1.0, 1.0}, &d));  // y then has d < 0 and no upper bound
+  model.con_upper[0] = 2.0;                           // feasible: x = 0, y = 2
+  EXPECT_FALSE(is_dual_ray(model, {-3.0, 1.0}, &d));
+}
+
+TEST(Checker, CrossedBounds) {
+  Model model = two_products_model();
+  EXPECT_FALSE(find_crossed_bounds(model).found());
+  model.var_lower[0] = 4.0;  // above its upper bound 3
+  EXPECT_EQ(find_crossed_bounds(model).var, 0);
+  model.var_kind[0] = VarKind::kSemiContinuous;  // may be 0
+  EXPECT_FALSE(find_crossed_bounds(model).found());
+  model.con_lower[1] = 7.0;  // above its upper side 6
+  EXPECT_EQ(find_crossed_bounds(model).con, 1);
+}
+
+TEST(Checker, PrimalRays) {
+  Model model = two_products_model();
+  model.con_upper = {kInf, kInf};
+  const MinimizeProblem problem(model);
+  EXPECT_TRUE(is_primal_ray(problem, {0.0, 1.0}));
+  EXPECT_FALSE(is_primal_ray(problem, {1.0, 0.0}));   // x has an upper bound
+  EXPECT_FALSE(is_primal_ray(problem, {0.0, -1.0}));  // leaves through y's lower bound
+  EXPECT_FALSE(is_primal_ray(problem, {0.0, 0.0}));
+  EXPECT_FALSE(is_primal_ray(MinimizeProblem(two_products_model()), {0.0, 1.0}));
+}
+
+}  // namespace
+}  // namespace vorlan

@@ -1,0 +1,338 @@
+// A solve's child process, with backends that misbehave in every way that a real one has been seen
+// to: silent, printing, out of memory, dead.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "solve/run/runner.h"
+
+namespace vorlan {
+namespace {
+
+constexpr double kNoLimit = kInfinity;
+
+// What the caller of the solve sees and does.
+struct Caller {
+  int calls = 0;
+  int stop_at_call = 0;  // 0: never
+  std::vector<double> times;
+  std::string log;
+};
+
+int count_call(vlntaskt*, void* handle, VLNcallbackcode_enum, const double* doubles, const int*,
+               const long*) {
+  auto* caller = static_cast<Caller*>(handle);
+  caller->times.push_back(doubles[50]);
+  ++caller->calls;
+  return caller->stop_at_call > 0 && caller->calls >= caller->stop_at_call;
+}
+
+void append_log(void* handle, const char* text) { static_cast<Caller*>(handle)->log += text; }
+
+class ChildProcess : public testing::Test {
+ protected:
+  ChildProcess() {
+    task_.model.cost = {1.0, 2.0};
+    task_.model.con_lower = {0.0};
+    task_.callback = {count_call, &caller_};
+    task_.log.link_function(&caller_, append_log);
+  }
+
+  using Solve = decltype(Backend::solve);
+
+  Status run(Solve solve) {
+    const Backend backend = {"test", [](const Model&) { return true; }, solve};
+    const MinimizeProblem problem(task_.model);
+    Listener listener(&task_);
+    const double start = monotonic_seconds();
+    Status status = run_in_child(backend, problem, &task_, &listener, &result_);
+    seconds_ = monotonic_seconds() - start;
+    return status;
+  }
+
+  vlntaskt task_;
+  Caller caller_;
+  BackendResult result_;
+  double seconds_ = 0.0;
+};
+
+Status hang(const MinimizeProblem&, const Parameters&, double, BackendMonitor*, BackendResult*) {
+  while (true) pause();
+}
+
+TEST_F(ChildProcess, HandsEveryPartOfTheResultOver) {
+  const Status status = run([](const MinimizeProblem& problem, const Parameters&, double seconds,
+                               BackendMonitor*, BackendResult* result) -> Status {
+    EXPECT_EQ(seconds, kNoLimit);
+    result->outcome = Outcome::kOptimal;
+    result->certificate = Certificate::kPrimalRay;
+    result->termination = Code::kTrmStall;
+    result->progress.nodes = 12;
+    result->progress.bound = -2.5;
+    result->x = {problem.cost[0], 4.0};
+    result->d = {5.0, 6.0};
+    result->y = {7.0};
+    result->var_key = {StatusKey::kBasic, StatusKey::kFixed};
+    result->con_key = {StatusKey::kAtUpper};
+    return {};
+  });
+  ASSERT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+  EXPECT_EQ(result_.certificate, Certificate::kPrimalRay);
+  EXPECT_EQ(result_.termination, Code::kTrmStall);
+  EXPECT_EQ(result_.progress.nodes, 12);
+  EXPECT_EQ(result_.progress.bound, -2.5);
+  EXPECT_EQ(result_.x, (std::vector<double>{1.0, 4.0}));
+  EXPECT_EQ(result_.d, (std::vector<double>{5.0, 6.0}));
+  EXPECT_EQ(result_.y, (std::vector<double>{7.0}));
+  EXPECT_EQ(result_.var_key, (std::vector<StatusKey>{StatusKey::kBasic, StatusKey::kFixed}));
+  EXPECT_EQ(result_.con_key, (std::vector<StatusKey>{StatusKey::kAtUpper}));
+}
+
+TEST_F(ChildProcess, MissingArraysStayMissing) {
+  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                     BackendResult*) -> Status {
+                return {};
+              }).ok());
+  EXPECT_TRUE(result_.x.empty());
+  EXPECT_TRUE(result_.y.empty());
+  EXPECT_TRUE(result_.var_key.empty());
+}
+
+TEST_F(ChildProcess, FailureComesWithItsMessage) {
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                               BackendResult*) -> Status {
+    return {Code::kErrModelNumber, "row 7 is odd"};
+  });
+  EXPECT_EQ(status.code(), Code::kErrModelNumber);
+  EXPECT_EQ(status.message(), "row 7 is odd");
+}
+
+TEST_F(ChildProcess, ExceptionsBecomeCodes) {
+  EXPECT_EQ(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                   BackendResult*) -> Status {
+              throw std::bad_alloc();
+            }).code(),
+            Code::kErrMemory);
+  EXPECT_EQ(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                   BackendResult*) -> Status {
+              throw 7;
+            }).code(),
+            Code::kErrOptimizer);
+}
+
+#ifndef __SANITIZE_ADDRESS__  // its allocator knows no limit of the process and ends it
+TEST_F(ChildProcess, MemoryLimitIsACodeHoweverTheBackendTakesIt) {
+  ASSERT_TRUE(task_.parameters.put_by_name("VLN_DPAR_MEMORY_LIMIT", "64").ok());
+  const Solve within = [](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                          BackendResult* result) -> Status {
+    std::vector<char> block(32u << 20, 'x');
+    result->outcome = block.back() == 'x' ? Outcome::kOptimal : Outcome::kUnknown;
+    return {};
+  };
+  const Solve beyond = [](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                          BackendResult*) -> Status {
+    std::vector<char> block(96u << 20, 'x');
+    return {Code::kErrInternal, std::string(1, block.back())};
+  };
+  const Solve beyond_and_dies = [](const MinimizeProblem&, const Parameters&, double,
+                                   BackendMonitor*, BackendResult*) noexcept -> Status {
+    std::vector<char> block(96u << 20, 'x');
+    return {Code::kErrInternal, std::string(1, block.back())};
+  };
+  EXPECT_TRUE(run(within).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+  for (const Solve solve : {beyond, beyond_and_dies}) {
+    const Status status = run(solve);
+    EXPECT_EQ(status.code(), Code::kErrMemory);
+    EXPECT_NE(status.message().find("64 MiB"), std::string::npos) << status.message();
+  }
+}
+#endif
+
+TEST_F(ChildProcess, DeathIsACodeAndTheCallerLivesOn) {
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                               BackendResult*) -> Status {
+    raise(SIGKILL);
+    return {};
+  });
+  EXPECT_EQ(status.code(), Code::kErrOptimizerDied);
+  EXPECT_NE(status.message().find("signal 9"), std::string::npos) << status.message();
+}
+
+TEST_F(ChildProcess, PrintedTextAndLogTextReachTheLogInOrder) {
+  testing::internal::CaptureStdout();
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double,
+                               BackendMonitor* monitor, BackendResult*) -> Status {
+    std::printf("printed\n");
+    std::fflush(stdout);
+    monitor->log("logged ");
+    monitor->log("in pieces\nand the rest");
+    return {};
+  });
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  ASSERT_TRUE(status.ok());
+  EXPECT_EQ(caller_.log, "printed\nlogged in pieces\nand the rest\n");
+}
+
+TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {
+  const std::string path = testing::TempDir() + "/pending.txt";
+  std::FILE* file = std::fopen(path.c_str(), "w");
+  ASSERT_NE(file, nullptr);
+  std::fputs("once", file);
+  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                     BackendResult*) -> Status {
+                std::fflush(nullptr);
+                return {};
+              }).ok());
+  EXPECT_EQ(std::fclose(file), 0);
+  char text[16] = "";
+  file = std::fopen(path.c_str(), "r");
+  EXPECT_EQ(std::fread(text, 1, sizeof text - 1, file), 4u);
+  EXPECT_STREQ(text, "once");
+  std::fclose(file);
+  std::remove(path.c_str());
+}
+
+TEST_F(ChildProcess, MuchLogTextArrivesWhole) {
+  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor* monitor,
+                     BackendResult*) -> Status {
+                for (int i = 0; i < 50000; ++i) monitor->log("0123456789012345678\n");
+                return {};
+              }).ok());
+  EXPECT_EQ(caller_.log.size(), 50000u * 20u);
+}
+
+TEST_F(ChildProcess, SilentBackendIsStoppedAndTheCallbackKeepsItsBeat) {
+  caller_.stop_at_call = 30;
+  ASSERT_TRUE(run(hang).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kStopped);
+  EXPECT_EQ(result_.termination, Code::kTrmUserCallback);
+  EXPECT_TRUE(result_.x.empty());
+  ASSERT_EQ(caller_.calls, 30) << "the callback is not asked again once it has said stop";
+  // Generous for a busy machine: the beat is 50 a second, and a kill follows within half a second.
+  EXPECT_LT(caller_.times.back(), 3.0);
+  EXPECT_LT(seconds_ - caller_.times.back(), 1.5);
+}
+
+TEST_F(ChildProcess, TimeLimitStopsASilentBackend) {
+  ASSERT_TRUE(task_.parameters.put_by_name("VLN_DPAR_TIME_LIMIT", "0.2").ok());
+  ASSERT_TRUE(run(hang).ok());
+  EXPECT_EQ(result_.termination, Code::kTrmTimeLimit);
+  EXPECT_GE(seconds_, 0.2);
+  EXPECT_LT(seconds_, 2.0);
+}
+
+TEST_F(ChildProcess, LastIncumbentOfAKilledBackendIsKept) {
+  caller_.stop_at_call = 10;
+  ASSERT_TRUE(run([](const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                     BackendMonitor* monitor, BackendResult* result) -> Status {
+                for (double i = 1.0; i <= 5.0; ++i) {
+                  const double x[] = {i, 10.0 * i};
+                  monitor->incumbent(x, {});
+                }
+                Progress progress;
+                progress.bound = 1.25;
+                monitor->should_stop(progress);
+                return hang(problem, parameters, seconds, monitor, result);
+              }).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kStopped);
+  EXPECT_EQ(result_.x, (std::vector<double>{5.0, 50.0}));
+  EXPECT_EQ(result_.progress.bound, 1.25);
+}
+
+// Matrix variables come whole: without them the point would be none.
+TEST_F(ChildProcess, LastIncumbentHasItsMatrixVariables) {
+  caller_.stop_at_call = 10;
+  task_.model.matrix_vars = {{2}, {1}};
+  ASSERT_TRUE(run([](const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                     BackendMonitor* monitor, BackendResult* result) -> Status {
+                for (double i = 1.0; i <= 4.0; ++i) {
+                  const double x[] = {i, 10.0 * i};
+                  const double barx[] = {i, 0.5, i + 1.0, 7.0 * i};
+                  monitor->incumbent(x, barx);
+                }
+                return hang(problem, parameters, seconds, monitor, result);
+              }).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kStopped);
+  EXPECT_EQ(result_.x, (std::vector<double>{4.0, 40.0}));
+  EXPECT_EQ(result_.barx, (std::vector<double>{4.0, 0.5, 5.0, 28.0}));
+}
+
+TEST_F(ChildProcess, ObedientBackendEndsByItself) {
+  caller_.stop_at_call = 3;
+  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor* monitor,
+                     BackendResult* result) -> Status {
+                while (!monitor->should_stop({})) usleep(1000);
+                result->outcome = Outcome::kStopped;
+                result->x = {8.0, 9.0};
+                return {};
+              }).ok());
+  EXPECT_EQ(result_.termination, Code::kTrmUserCallback);
+  EXPECT_EQ(result_.x, (std::vector<double>{8.0, 9.0})) << "killed, though it obeyed";
+}
+
+TEST_F(ChildProcess, WorksWhereChildSignalsAreIgnored) {
+  const auto earlier = signal(SIGCHLD, SIG_IGN);
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                               BackendResult* result) -> Status {
+    result->outcome = Outcome::kOptimal;
+    return {};
+  });
+  signal(SIGCHLD, earlier);
+  EXPECT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+}
+
+TEST_F(ChildProcess, TerminationSignalsAreTheParentsAffair) {
+  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                     BackendResult* result) -> Status {
+                raise(SIGTERM);
+                raise(SIGINT);
+                result->outcome = Outcome::kOptimal;
+                return {};
+              }).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+}
+
+TEST_F(ChildProcess, NoZombieStays) {
+  caller_.stop_at_call = 2;
+  ASSERT_TRUE(run(hang).ok());
+  task_.killed_children.reap(true);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child of the solve is still there";
+}
+
+// The child dies with its parent, even when that is killed outright.
+TEST_F(ChildProcess, DoesNotOutliveItsParent) {
+  ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+  const pid_t parent = fork();
+  ASSERT_GE(parent, 0);
+  if (parent == 0) {
+    (void)run(hang);
+    _exit(0);
+  }
+  usleep(300000);  // the grandchild is up and hanging
+  kill(parent, SIGKILL);
+  EXPECT_EQ(waitpid(parent, nullptr, 0), parent);
+  int status = 0;
+  pid_t grandchild = 0;
+  for (int i = 0; i < 500 && grandchild == 0; ++i) {
+    usleep(10000);
+    grandchild = waitpid(-1, &status, WNOHANG);
+  }
+  EXPECT_GT(grandchild, 0) << "the child of the killed process lives on";
+  if (grandchild > 0) {
+    EXPECT_TRUE(WIFSIGNALED(status));
+  }
+  prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+}  // namespace
+}  // namespace vorlan

@@ -182,7 +182,10 @@ void try_models(ConicFamily family, const Demand& demand) {
   }
   if (std::getenv("VORLAN_RANDOM_MODELS") != nullptr)
     std::printf("%s%u weak\n", list.c_str(), weak);
-  EXPECT_LE(1000 * weak, demand.weak * count) << list;
+  // A share of a few models says little, and the last bits of a BLAS move single models across the
+  // limit.
+  constexpr uint32_t kLuck = 3;
+  EXPECT_LE(1000 * weak, demand.weak * count + 1000 * kLuck) << list;
 }
 
 // The last numbers are a few times what the method reaches in 1000 models: 1 to 6, and 80 of the

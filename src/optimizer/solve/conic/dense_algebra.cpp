@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 namespace vorlan::conic {
@@ -25,6 +26,43 @@ void keep_to_one_thread(void* library) {
   if (find(library, "openblas_set_num_threads", &set_num_threads)) set_num_threads(1);
 }
 
+// OpenBLAS chooses its kernels when it is loaded, by a table of processor models. Releases before
+// 0.3.25 take a model that is newer than their table for a Pentium 4, whose kernels have a sixth of
+// the speed. A name that OpenBLAS does not know, such as the empty one, makes it choose by the
+// processor's features instead. That choice does not look at FMA, without which Haswell's kernels
+// do not run; virtual machines may have AVX2 without it.
+const char* kernels_by_features() {
+#if defined(__x86_64__)
+  const bool has_avx2 = __builtin_cpu_supports("avx2") != 0;
+  return has_avx2 && __builtin_cpu_supports("fma") == 0 ? "Sandybridge" : "";
+#else
+  return "";
+#endif
+}
+
+constexpr const char* kKernelVariable = "OPENBLAS_CORETYPE";
+
+// Lets OpenBLAS choose by features while this object lives, unless the user has chosen. OpenBLAS
+// reads the environment only while it is loaded, so that nothing of this is left for others.
+class KernelChoice {
+ public:
+  KernelChoice() : is_users_(std::getenv(kKernelVariable) != nullptr) {
+    if (!is_users_) ::setenv(kKernelVariable, kernels_by_features(), 0);
+  }
+  ~KernelChoice() {
+    if (!is_users_) ::unsetenv(kKernelVariable);
+  }
+  KernelChoice(const KernelChoice&) = delete;
+  KernelChoice& operator=(const KernelChoice&) = delete;
+
+ private:
+  bool is_users_;
+};
+
+// The dsymv of OpenBLAS for several older processors reads one element past the end of y in the
+// lower triangle's case, so that vectors given to it end with unused elements.
+constexpr int kPadding = 2;
+
 const char* letter(bool transpose) { return transpose ? "T" : "N"; }
 
 }  // namespace
@@ -37,6 +75,7 @@ const DenseAlgebra* DenseAlgebra::load(std::string* message) {
 }
 
 bool DenseAlgebra::open(std::string* message) {
+  const KernelChoice choice;
   for (const char* name : kLibraries) {
     void* library = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) continue;
@@ -46,6 +85,7 @@ bool DenseAlgebra::open(std::string* message) {
                           find(library, "dsyevd_", &syevd_);
     if (complete) {
       keep_to_one_thread(library);
+      describe(library);
       return true;
     }
     ::dlclose(library);
@@ -54,6 +94,13 @@ bool DenseAlgebra::open(std::string* message) {
       "this model needs a BLAS and LAPACK library, and libopenblas.so.0 is not found; Debian's "
       "package is libopenblas0-serial";
   return false;
+}
+
+void DenseAlgebra::describe(void* library) {
+  char* (*core_name)() = nullptr;
+  const bool is_openblas = find(library, "openblas_get_corename", &core_name);
+  description_ = is_openblas ? std::string("OpenBLAS with kernels for ") + core_name()
+                             : "a BLAS and LAPACK without a name";
 }
 
 void DenseAlgebra::multiply(bool transpose_a, bool transpose_b, int m, int n, int k, double alpha,
@@ -100,7 +147,10 @@ void DenseAlgebra::multiply_vector(int n, const double* a, int lda, const double
                                    double* y) const {
   const double one = 1.0;
   const int step = 1;
-  symv_("L", &n, &one, a, &lda, x, &step, &beta, y, &step);
+  std::vector<double> padded(static_cast<size_t>(n + kPadding));
+  std::copy_n(y, n, padded.begin());
+  symv_("L", &n, &one, a, &lda, x, &step, &beta, padded.data(), &step);
+  std::copy_n(padded.begin(), n, y);
 }
 
 bool DenseAlgebra::factor_cholesky(int n, double* a, int lda) const {
@@ -117,7 +167,7 @@ bool DenseAlgebra::eigenvalues(bool vectors, int n, double* a, int lda, double* 
   int integer_size = 0;
   syevd_(job, "L", &n, a, &lda, values, &work_size, &ask, &integer_size, &ask, &info);
   const int size = static_cast<int>(work_size);
-  std::vector<double> work(static_cast<size_t>(size));
+  std::vector<double> work(static_cast<size_t>(size + kPadding));
   std::vector<int> integers(static_cast<size_t>(integer_size));
   syevd_(job, "L", &n, a, &lda, values, work.data(), &size, integers.data(), &integer_size, &info);
   return info == 0;

@@ -14,6 +14,9 @@ class DenseAlgebra {
   // The library, or nullptr with a message that says what is missing. Loaded once a process.
   static const DenseAlgebra* load(std::string* message);
 
+  // What was loaded, for the log: the library and the processor whose kernels it uses.
+  const std::string& description() const { return description_; }
+
   // C = alpha op(A) op(B) + beta C, with C m x n and the inner dimension k.
   void multiply(bool transpose_a, bool transpose_b, int m, int n, int k, double alpha,
                 const double* a, int lda, const double* b, int ldb, double beta, double* c,
@@ -43,7 +46,9 @@ class DenseAlgebra {
 
  private:
   bool open(std::string* message);
+  void describe(void* library);
 
+  std::string description_;
   using Gemm = void (*)(const char*, const char*, const int*, const int*, const int*, const double*,
                         const double*, const int*, const double*, const int*, const double*,
                         double*, const int*);

@@ -73,7 +73,8 @@ Status InteriorPointMethod::prepare() {
   // From this order on the dense end of the factor repays the loading of fast dense algebra.
   constexpr int32_t kLargeDenseOrder = 200;
   if (algebra_ == nullptr && system_->dense_order() >= kLargeDenseOrder) {
-    system_->use(DenseAlgebra::load(&message));
+    algebra_ = DenseAlgebra::load(&message);
+    system_->use(algebra_);
   }
   return {};
 }
@@ -311,6 +312,7 @@ void InteriorPointMethod::log_heading() {
       "variables; %lld elements in the factor\n",
       problem_.num_var(), problem_.num_row(), problem_.bounds.size(), problem_.cones.size(),
       problem_.matrices.size(), static_cast<long long>(system_->num_factor_elements()));
+  if (algebra_ != nullptr) text += "Dense algebra: " + algebra_->description() + "\n";
   text +=
       " iteration   primal objective     dual objective   primal     dual      gap       mu   step"
       "     time\n";

@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
+#include "task/numeric.h"
 #include "task/status.h"
 
 namespace vorlan {
 
 inline constexpr int32_t kIntMax = std::numeric_limits<int32_t>::max();
-inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 enum class IntParam : int32_t {
 #define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \

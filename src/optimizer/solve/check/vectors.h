@@ -7,10 +7,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace vorlan {
+#include "task/numeric.h"
 
-// Counts and places of the model are signed; containers ask for size_t.
-inline size_t index(int64_t i) { return static_cast<size_t>(i); }
+namespace vorlan {
 
 inline double dot(const std::vector<double>& a, const std::vector<double>& b) {
   double sum = 0.0;

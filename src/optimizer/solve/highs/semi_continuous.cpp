@@ -3,15 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "lp_data/HighsLp.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // The farthest bound that a switch can hold: with the strictest tolerance of HiGHS, 1e-10, one that
 // counts as off leaves its variable within a thousandth of 0.

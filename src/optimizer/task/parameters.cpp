@@ -202,6 +202,16 @@ const std::string& Parameters::get(StringParam param) const {
   return strings_[find_slot(kStrings, static_cast<int32_t>(param))];
 }
 
+void Parameters::set(IntParam param, int32_t value) {
+  const size_t slot = find_slot(kInts, static_cast<int32_t>(param));
+  ints_[slot] = std::clamp(value, kInts[slot].lower, kInts[slot].upper);
+}
+
+void Parameters::set(DoubleParam param, double value) {
+  const size_t slot = find_slot(kDoubles, static_cast<int32_t>(param));
+  doubles_[slot] = std::clamp(value, kDoubles[slot].lower, kDoubles[slot].upper);
+}
+
 Status Parameters::put_int(int32_t index, int32_t value) {
   const size_t slot = find_slot(kInts, index);
   if (slot == kNumInts) {

@@ -47,7 +47,8 @@ enum class StringParam : int32_t {
 };
 
 // Values that mean something outside the optimizers.
-inline constexpr int32_t kInteriorPoint = 3;  // of kOptimizer
+inline constexpr int32_t kFreeOptimizer = 0;  // of kOptimizer
+inline constexpr int32_t kInteriorPoint = 3;
 inline constexpr int32_t kConicMethod = 4;
 inline constexpr int32_t kChildOn = 1;  // of kChildProcess
 inline constexpr int32_t kChildAutomatic = 2;
@@ -97,6 +98,11 @@ class Parameters {
   double get(DoubleParam param) const;
   const std::string& get(StringParam param) const;
   bool is_on(IntParam param) const { return get(param) != 0; }
+
+  // For the optimizer's own settings: a value beyond the parameter's range becomes the nearest
+  // one in it.
+  void set(IntParam param, int32_t value);
+  void set(DoubleParam param, double value);
 
   Status put_int(int32_t index, int32_t value);
   Status get_int(int32_t index, int32_t* value) const;

@@ -96,5 +96,15 @@ TEST(ParameterTable, PinnedIndicesAreSwitches) {
   }
 }
 
+TEST(ParameterTable, SettingsBeyondTheRangeBecomeItsEnd) {
+  Parameters parameters;
+  parameters.set(IntParam::kOptimizer, kConicMethod);
+  EXPECT_EQ(parameters.get(IntParam::kOptimizer), kConicMethod);
+  parameters.set(IntParam::kOptimizer, kConicMethod + 1);
+  EXPECT_EQ(parameters.get(IntParam::kOptimizer), kConicMethod);
+  parameters.set(DoubleParam::kConicGapTolerance, 1e-20);
+  EXPECT_EQ(parameters.get(DoubleParam::kConicGapTolerance), 1e-12);
+}
+
 }  // namespace
 }  // namespace vorlan

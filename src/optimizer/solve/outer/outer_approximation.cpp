@@ -49,10 +49,6 @@ class InnerMonitor : public BackendMonitor {
   bool linear_;
 };
 
-void put(Parameters* parameters, const char* name, double value) {
-  [[maybe_unused]] const Status status = parameters->put_by_name(name, format_text("%.17g", value));
-}
-
 // A stop from outside; a solve that stalls has ended by itself, without an answer.
 bool is_interrupted(const BackendResult& found) {
   return found.outcome == Outcome::kStopped &&
@@ -305,7 +301,7 @@ void OuterApproximation::refine_relaxation() {
   constexpr int kMostRefinements = 20;
   constexpr double kLeastShare = 0.02;  // of what all refinements have won so far
   Parameters parameters = linear_parameters();
-  put(&parameters, "VLN_IPAR_OPTIMIZER", 0.0);
+  parameters.set(IntParam::kOptimizer, kFreeOptimizer);
   InnerMonitor monitor(this, false);
   const size_t first_row = relaxation_->num_rows();
   double first = 0.0;
@@ -433,17 +429,16 @@ Parameters OuterApproximation::linear_parameters() const {
     const double rest = std::isfinite(incumbent_) ? 0.1 * gap() / size : kLooseGap;
     relative = std::max(relative, std::min(rest, kLooseGap));
   }
-  put(&parameters, "VLN_DPAR_MIP_RELATIVE_GAP", relative);
-  put(&parameters, "VLN_DPAR_MIP_ABSOLUTE_GAP", share * absolute_gap_);
-  put(&parameters, "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF", -kInfinity);
-  put(&parameters, "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", kInfinity);
-  const auto put_int = [&](IntParam param, int64_t value) {
-    [[maybe_unused]] const Status status =
-        parameters.put_int(static_cast<int32_t>(param), static_cast<int32_t>(value));
-  };
-  put_int(IntParam::kMipSolutionLimit, kIntMax);
+  parameters.set(DoubleParam::kMipRelativeGap, relative);
+  parameters.set(DoubleParam::kMipAbsoluteGap, share * absolute_gap_);
+  parameters.set(DoubleParam::kLowerCutoff, -kInfinity);
+  parameters.set(DoubleParam::kUpperCutoff, kInfinity);
+  parameters.set(IntParam::kMipSolutionLimit, kIntMax);
   const int64_t limit = parameters_.get(IntParam::kMipNodeLimit);
-  if (limit < kIntMax) put_int(IntParam::kMipNodeLimit, std::max<int64_t>(0, limit - nodes_));
+  if (limit < kIntMax) {
+    const int64_t left = std::max<int64_t>(0, limit - nodes_);
+    parameters.set(IntParam::kMipNodeLimit, static_cast<int32_t>(left));
+  }
   return parameters;
 }
 
@@ -479,7 +474,7 @@ Status OuterApproximation::solve_linear(BackendResult* found) {
 bool OuterApproximation::bound_relaxation(bool* infeasible) {
   const Model linear = relax(relaxation_->make_model());
   Parameters parameters = linear_parameters();
-  put(&parameters, "VLN_IPAR_OPTIMIZER", 0.0);
+  parameters.set(IntParam::kOptimizer, kFreeOptimizer);
   InnerMonitor monitor(this, false);
   BackendResult found;
   const Status status =

@@ -83,8 +83,7 @@ class DirectMonitor : public BackendMonitor {
 // A backend's threads would outlive the solve and make the next fork that of a process with
 // threads.
 Parameters without_threads(Parameters parameters) {
-  [[maybe_unused]] const Status status =
-      parameters.put_int(static_cast<int32_t>(IntParam::kNumThreads), 1);
+  parameters.set(IntParam::kNumThreads, 1);
   return parameters;
 }
 

@@ -107,7 +107,8 @@ SolveSettings solvesettings(std::string_view args) {
 // the caller looks for.
 std::ofstream resultfile(std::string_view name) { return std::ofstream{std::string(name)}; }
 
-// Scalars of all variables: a matrix variable of dimension d counts d(d+1)/2, formed in 32 bits.
+// Scalars of all variables: a matrix variable of dimension d counts d(d+1)/2, formed in 32 unsigned
+// bits from what the library answers, whatever that is.
 std::int64_t countvariables(Task& task, std::int32_t numvar, std::int32_t numbarvar) {
   std::int64_t count = numvar;
   for (std::int32_t j = 0; j < numbarvar; ++j) {

@@ -35,8 +35,6 @@ std::string Task::lasterror() {
   // The size is a 32-bit number: the longest of all messages loses its last byte.
   const std::int32_t size = length < std::numeric_limits<std::int32_t>::max() ? length + 1 : length;
   std::vector<char> message(static_cast<std::size_t>(size), '\0');
-  code = VLN_RES_OK;
-  length = 0;
   VLN_getlasterror(handle_, &code, size, &length, message.data());
   return {message.data(), strnlen(message.data(), message.size())};
 }

@@ -88,7 +88,7 @@ class Task {
   VLNrescode_enum getobjsense(std::int32_t& sense) { return VLN_getobjsense(handle_, &sense); }
   VLNrescode_enum putobjsense(std::int32_t sense) { return VLN_putobjsense(handle_, sense); }
 
-  // ---- sizes; 0 where the library does not give one
+  // ---- sizes, as the library gives them, negative ones included; 0 where it gives none
   std::int32_t numvar() { return size(VLN_getnumvar); }
   std::int32_t numcon() { return size(VLN_getnumcon); }
   std::int32_t numcone() { return size(VLN_getnumcone); }
@@ -96,7 +96,7 @@ class Task {
   std::int32_t dimbarvar(std::int32_t j) {
     std::int32_t dimension = 0;
     VLN_getdimbarvarj(handle_, j, &dimension);
-    return dimension < 0 ? 0 : dimension;
+    return dimension;
   }
 
   // ---- codes and messages
@@ -111,7 +111,7 @@ class Task {
   std::int32_t size(VLNrescode_enum (*query)(vlntaskt*, std::int32_t*)) {
     std::int32_t count = 0;
     query(handle_, &count);
-    return count < 0 ? 0 : count;
+    return count;
   }
 
   vlntaskt* handle_ = nullptr;

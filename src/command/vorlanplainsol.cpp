@@ -8,12 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "quote.h"
 #include "reportfile.h"
@@ -73,19 +75,49 @@ bool showsobjective(std::span<const char* const> words, std::int32_t status) {
 }
 
 // ---- Working storage
+//
+// Every buffer is zero-filled when it is made and then belongs to all sections: no query clears it
+// first. So what a query leaves out shows what an earlier one left there, and scripts that compare
+// reports see that.
 
 constexpr std::size_t asindex(std::int32_t count) { return static_cast<std::size_t>(count); }
 
 constexpr std::int32_t nonnegative(std::int32_t count) { return count < 0 ? 0 : count; }
 
-// Entries of a packed lower triangle, formed in 32 bits.
+// Entries of a packed lower triangle, formed in 32 unsigned bits from the dimension as it is: that
+// of a negative one has some as well.
 constexpr std::uint32_t trianglesize(std::int32_t dimension) {
-  const auto d = static_cast<std::uint32_t>(nonnegative(dimension));
+  const auto d = static_cast<std::uint32_t>(dimension);
   return d * (d + 1U) / 2U;
 }
 
-// The element, 0.0 beyond the end: the layout reads some arrays by the index of another.
-double valueat(std::span<const double> values, std::int64_t index) {
+// A buffer of a fixed size. The zeros come from the system, so that a large buffer of which little
+// is used takes little memory.
+template <typename T>
+class Buffer {
+ public:
+  Buffer() = default;
+  explicit Buffer(std::size_t size)
+      : elements_(static_cast<T*>(std::calloc(size, sizeof(T)))), size_(size) {
+    if (elements_ == nullptr) throw std::bad_alloc();
+  }
+
+  T* data() { return elements_.get(); }
+  const T* data() const { return elements_.get(); }
+  std::size_t size() const { return size_; }
+  T& operator[](std::size_t i) { return elements_[i]; }
+  const T& operator[](std::size_t i) const { return elements_[i]; }
+
+ private:
+  struct Free {
+    void operator()(T* elements) const { std::free(elements); }
+  };
+  std::unique_ptr<T[], Free> elements_;
+  std::size_t size_ = 0;
+};
+
+// The element, 0.0 beyond the end: the layout reads some buffers by the index of another.
+double valueat(const Buffer<double>& values, std::int64_t index) {
   if (index < 0 || static_cast<std::uint64_t>(index) >= values.size()) return 0.0;
   return values[static_cast<std::size_t>(index)];
 }
@@ -93,10 +125,11 @@ double valueat(std::span<const double> values, std::int64_t index) {
 // Makes a column of the report: one element for each row, and one more so that the library never
 // receives a null pointer.
 template <typename T>
-void setrows(std::int32_t rows, std::vector<T>& column) {
-  column.assign(asindex(rows) + 1, T{});
+void setrows(std::int32_t rows, Buffer<T>& column) {
+  column = Buffer<T>(asindex(nonnegative(rows)) + 1);
 }
 
+// As the library gives them. A negative count has no rows.
 struct Sizes {
   std::int32_t numvar = 0;
   std::int32_t numcon = 0;
@@ -109,8 +142,8 @@ struct VariableColumns {
     setrows(numvar, skx);
     for (auto* column : {&xx, &slx, &sux, &snx}) setrows(numvar, *column);
   }
-  std::vector<std::int32_t> skx;
-  std::vector<double> xx, slx, sux, snx;
+  Buffer<std::int32_t> skx;
+  Buffer<double> xx, slx, sux, snx;
 };
 
 struct ConstraintColumns {
@@ -118,21 +151,37 @@ struct ConstraintColumns {
     setrows(numcon, skc);
     for (auto* column : {&xc, &slc, &suc, &y}) setrows(numcon, *column);
   }
-  std::vector<std::int32_t> skc;
-  std::vector<double> xc, slc, suc, y;
+  Buffer<std::int32_t> skc;
+  Buffer<double> xc, slc, suc, y;
 };
 
 // Matrix variables: their dimensions, where the packed triangle of each begins, and two buffers for
 // all triangles. The listing of the integer section may look at a dimension two behind the last.
 struct BarColumns {
   void setnumbarvar(std::int32_t numbarvar) {
-    dims.assign(asindex(numbarvar) + 2, 0);
-    offsets.assign(asindex(numbarvar) + 1, 0);
+    dims = Buffer<std::int32_t>(asindex(nonnegative(numbarvar)) + 2);
+    offsets = Buffer<std::int64_t>(asindex(nonnegative(numbarvar)) + 1);
   }
-  std::int64_t totalsize() const { return offsets.back(); }
-  std::vector<std::int32_t> dims;
-  std::vector<std::int64_t> offsets;
-  std::vector<double> first, second;
+  std::int64_t totalsize() const { return offsets[offsets.size() - 1]; }
+  Buffer<std::int32_t> dims;
+  Buffer<std::int64_t> offsets;
+  Buffer<double> first, second;
+};
+
+// The name of the row that is printed, then of the next. The size that the library is told is a
+// 32-bit number, so that the longest of all names loses a byte.
+struct NameBuffer {
+  void setmaxnamelen(std::int32_t maxnamelen) {
+    const bool fits = maxnamelen < std::numeric_limits<std::int32_t>::max();
+    size = fits ? maxnamelen + 1 : maxnamelen;
+    characters = Buffer<char>(asindex(std::max(size, 1)));
+  }
+  // Up to the first NUL.
+  std::string_view text() const {
+    return {characters.data(), strnlen(characters.data(), characters.size())};
+  }
+  std::int32_t size = 0;
+  Buffer<char> characters;
 };
 
 struct Status {
@@ -159,19 +208,18 @@ class PlainSolutionWriter {
 
   static void check(std::int32_t line, VLNrescode_enum code) { CHKR_(plainsol_source, line, code); }
 
-  // Each query starts on an empty out-argument, so that what a library leaves out reads as nothing.
-  std::int32_t fetchsize(std::int32_t line, VLNrescode_enum (*query)(vlntaskt*, std::int32_t*));
+  void fetchsize(std::int32_t line, VLNrescode_enum (*query)(vlntaskt*, std::int32_t*),
+                 std::int32_t& size);
   bool fetchdefined(std::int32_t line, std::int32_t solution);
   void fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
-             std::vector<std::int32_t>& column);
-  void fetch(std::int32_t line, VectorQuery query, std::int32_t solution,
-             std::vector<double>& column);
+             Buffer<std::int32_t>& column);
+  void fetch(std::int32_t line, VectorQuery query, std::int32_t solution, Buffer<double>& column);
   void fetch(std::int32_t line, KeyQuery query, std::int32_t solution, std::int32_t& number);
   void fetchobjective(std::int32_t line, std::int32_t solution, double& objective);
   void fetchslice(std::int32_t line, SliceQuery query, std::int32_t solution);
   void fetchdimensions();
   quote fetchname(NameQuery query, std::int32_t index);
-  quote currentname() const;
+  quote currentname() const { return {name_.text()}; }
 
   void writeinteger();
   void writebasic();
@@ -191,15 +239,14 @@ class PlainSolutionWriter {
   VariableColumns variables_;
   ConstraintColumns constraints_;
   BarColumns bars_;
-  std::vector<char> name_;
+  NameBuffer name_;
   KeyCells keycells_;
 };
 
-std::int32_t PlainSolutionWriter::fetchsize(std::int32_t line,
-                                            VLNrescode_enum (*query)(vlntaskt*, std::int32_t*)) {
-  std::int32_t size = 0;
+void PlainSolutionWriter::fetchsize(std::int32_t line,
+                                    VLNrescode_enum (*query)(vlntaskt*, std::int32_t*),
+                                    std::int32_t& size) {
   check(line, query(task_, &size));
-  return nonnegative(size);
 }
 
 bool PlainSolutionWriter::fetchdefined(std::int32_t line, std::int32_t solution) {
@@ -209,80 +256,67 @@ bool PlainSolutionWriter::fetchdefined(std::int32_t line, std::int32_t solution)
 }
 
 void PlainSolutionWriter::fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
-                                std::vector<std::int32_t>& column) {
-  std::ranges::fill(column, 0);
+                                Buffer<std::int32_t>& column) {
   check(line, query(task_, solution, column.data()));
 }
 
 void PlainSolutionWriter::fetch(std::int32_t line, VectorQuery query, std::int32_t solution,
-                                std::vector<double>& column) {
-  std::ranges::fill(column, 0.0);
+                                Buffer<double>& column) {
   check(line, query(task_, solution, column.data()));
 }
 
 void PlainSolutionWriter::fetch(std::int32_t line, KeyQuery query, std::int32_t solution,
                                 std::int32_t& number) {
-  number = 0;
   check(line, query(task_, solution, &number));
 }
 
 void PlainSolutionWriter::fetchobjective(std::int32_t line, std::int32_t solution,
                                          double& objective) {
-  objective = 0.0;
   check(line, VLN_getprimalobj(task_, solution, &objective));
 }
 
 void PlainSolutionWriter::fetchslice(std::int32_t line, SliceQuery query, std::int32_t solution) {
-  std::ranges::fill(bars_.first, 0.0);
   check(line, query(task_, solution, 0, sizes_.numbarvar, bars_.totalsize(), bars_.first.data()));
 }
 
 // The dimensions are asked for twice, first to size the buffers. The buffers are as large as either
 // round of answers needs.
 void PlainSolutionWriter::fetchdimensions() {
-  const auto fetchdimension = [&](std::int32_t line, std::int32_t j) {
-    std::int32_t dimension = 0;
-    check(line, VLN_getdimbarvarj(task_, j, &dimension));
-    return nonnegative(dimension);
-  };
   std::int64_t size = 0;
-  for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) size += trianglesize(fetchdimension(222, j));
+  for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) {
+    std::int32_t dimension = 0;
+    check(222, VLN_getdimbarvarj(task_, j, &dimension));
+    size += trianglesize(dimension);
+  }
 
   bars_.setnumbarvar(sizes_.numbarvar);
   for (std::int32_t j = 0; j < sizes_.numbarvar; ++j) {
-    const std::int32_t dimension = fetchdimension(248, j);
-    bars_.dims[asindex(j)] = dimension;
+    std::int32_t& dimension = bars_.dims[asindex(j)];
+    check(248, VLN_getdimbarvarj(task_, j, &dimension));
     bars_.offsets[asindex(j) + 1] = bars_.offsets[asindex(j)] + trianglesize(dimension);
   }
-  bars_.first.resize(static_cast<std::size_t>(std::max(size, bars_.totalsize())) + 1);
-  bars_.second.resize(bars_.first.size());
+  const auto doubles = static_cast<std::size_t>(std::max(size, bars_.totalsize())) + 1;
+  bars_.first = Buffer<double>(doubles);
+  bars_.second = Buffer<double>(doubles);
 }
 
 quote PlainSolutionWriter::fetchname(NameQuery query, std::int32_t index) {
-  name_[0] = '\0';
-  query(task_, index, static_cast<std::int32_t>(name_.size()), name_.data());
+  query(task_, index, name_.size, name_.characters.data());
   return currentname();
 }
 
-// The text in the name buffer, which is the name that was asked for last.
-quote PlainSolutionWriter::currentname() const {
-  return {{name_.data(), strnlen(name_.data(), name_.size())}};
-}
-
 void PlainSolutionWriter::write() {
-  sizes_.numvar = fetchsize(211, VLN_getnumvar);
-  sizes_.numcon = fetchsize(212, VLN_getnumcon);
-  sizes_.numbarvar = fetchsize(213, VLN_getnumbarvar);
-  sizes_.maxnamelen = fetchsize(214, VLN_getmaxnamelen);
+  fetchsize(211, VLN_getnumvar, sizes_.numvar);
+  fetchsize(212, VLN_getnumcon, sizes_.numcon);
+  fetchsize(213, VLN_getnumbarvar, sizes_.numbarvar);
+  fetchsize(214, VLN_getmaxnamelen, sizes_.maxnamelen);
   const bool has_interior = fetchdefined(215, interior);
   const bool has_basic = fetchdefined(216, basic);
   const bool has_integer = fetchdefined(217, integer);
   fetchdimensions();
   variables_.setnumvar(sizes_.numvar);
   constraints_.setnumcon(sizes_.numcon);
-  // The library is told the size as a 32-bit number, so the longest of all names loses a byte.
-  const bool fits = sizes_.maxnamelen < std::numeric_limits<std::int32_t>::max();
-  name_.resize(asindex(sizes_.maxnamelen) + (fits ? 1 : 0));
+  name_.setmaxnamelen(sizes_.maxnamelen);
 
   report_.printtitle("Solution");
   if (has_integer) writeinteger();

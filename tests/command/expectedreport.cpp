@@ -140,14 +140,28 @@ std::string keyword(std::int32_t key) {
   }
 }
 
+// What the queries write to, zero at first. The sections share it: what a query leaves out shows
+// what an earlier one wrote there.
+struct Storage {
+  std::vector<std::int32_t> skx, skc;
+  Values xx, slx, sux, snx, xc, slc, suc, y, bar;
+  std::string name;
+};
+
+template <typename T>
+void overwrite(std::vector<T>& storage, const std::vector<T>& given) {
+  if (storage.size() < given.size()) storage.resize(given.size());
+  std::ranges::copy(given, storage.begin());
+}
+
 class Report {
  public:
   explicit Report(const vlntaskt& task)
       : task_(task),
-        numvar_(std::max(task.numvar, 0)),
-        numcon_(std::max(task.numcon, 0)),
-        numbarvar_(std::max(task.numbarvar, 0)),
-        namesize_(std::max(task.maxnamelen, 0) + 1) {}
+        numvar_(task.numvar),
+        numcon_(task.numcon),
+        numbarvar_(task.numbarvar),
+        namesize_(task.maxnamelen + 1) {}
 
   std::vector<ReportStep> steps() {
     setup();
@@ -173,8 +187,8 @@ class Report {
   }
 
   std::int32_t dimension(std::int32_t j) const {
-    if (j >= numbarvar_) return 0;
-    return std::max(task_.dims[static_cast<std::size_t>(j)], 0);
+    const auto index = static_cast<std::size_t>(j);
+    return j < numbarvar_ && index < task_.dims.size() ? task_.dims[index] : 0;
   }
 
   std::int64_t offset(std::int32_t j) const {
@@ -202,11 +216,15 @@ class Report {
 
   // Asks for a name and gives it as the buffer then holds it.
   std::string fetchname(const char* query, const std::vector<std::string>& names, std::int32_t i) {
-    call(0, print("%s(%d, %d)", query, i, namesize_));
+    const std::string asked = print("%s(%d, %d)", query, i, namesize_);
+    call(0, asked);
     const auto index = static_cast<std::size_t>(i);
-    std::string text = index < names.size() ? names[index] : "";
-    text = text.substr(0, static_cast<std::size_t>(namesize_) - 1);
-    return text.substr(0, text.find('\0'));
+    const bool fails = task_.answer && task_.answer(asked) != VLN_RES_OK;
+    if (!fails && index < names.size() && namesize_ > 0) {
+      const std::string cut = names[index].substr(0, static_cast<std::size_t>(namesize_) - 1);
+      storage_.name = cut.substr(0, cut.find('\0'));
+    }
+    return storage_.name;
   }
 
   void statuslines(std::int32_t s, const std::string& indent, double first, double second) {
@@ -219,8 +237,15 @@ class Report {
          (among({0, 2, 6, 8, 9}) ? ". " : print("%e ", second)) + '\n');
   }
 
-  static double objective(const fake::Solution& solution, std::size_t query) {
-    return solution.objectives[std::min(query, solution.objectives.size() - 1)];
+  // What the queries with the given numbers leave in one place that began at 0.
+  static double objective(const fake::Solution& solution,
+                          std::initializer_list<std::size_t> queries) {
+    double result = 0.0;
+    for (const std::size_t query : queries) {
+      const auto& answer = solution.objectives[std::min(query, solution.objectives.size() - 1)];
+      result = answer.value_or(result);
+    }
+    return result;
   }
 
   static std::int32_t key(const std::vector<std::int32_t>& keys, std::int32_t i) {
@@ -250,34 +275,39 @@ class Report {
             {"skx", "skc", "xx", "primalobj", "xc", "xc", "primalobj", "primalobj", "prosta",
              "solsta"});
     if (numbarvar_ > 0) slice(271, "VLN_getbarxslice", 2);
+    overwrite(storage_.skx, s.skx);
+    overwrite(storage_.skc, s.skc);
+    overwrite(storage_.xx, s.xx);
+    overwrite(storage_.xc, s.xc);
+    if (numbarvar_ > 0) overwrite(storage_.bar, s.barx);
     text("Solution integer\n");
-    statuslines(s.solsta, "", objective(s, 1), objective(s, 2));
+    statuslines(s.solsta, "", objective(s, {0, 1}), objective(s, {2}));
     titles("Variables", "      ", {"xx"});
-    std::string last;
     for (std::int32_t i = 0; i < numvar_; ++i) {
-      last = fetchname("VLN_getvarname", task_.varnames, i);
-      row("      var", i, name(last, 15), key(s.skx, i), {&s.xx});
+      const std::string shown = fetchname("VLN_getvarname", task_.varnames, i);
+      row("      var", i, name(shown, 15), key(storage_.skx, i), {&storage_.xx});
     }
-    if (numbarvar_ > 0) integerbarlisting(s, last);
+    if (numbarvar_ > 0) integerbarlisting();
     text("    Constraints\n");
     text("      # " + left("item", 6) + ' ' + left("name", 15) + ' ' + left("sta", 6) + ' ' +
          left("xc", 24) + '\n');
     for (std::int32_t i = 0; i < numcon_; ++i) {
       const std::string shown = fetchname("VLN_getconname", task_.connames, i);
-      row("    con", i, name(shown, 15), key(s.skc, i), {&s.xc});
+      row("    con", i, name(shown, 15), key(storage_.skc, i), {&storage_.xc});
     }
   }
 
-  void integerbarlisting(const fake::Solution& s, const std::string& lastname) {
+  void integerbarlisting() {
     text("    BarVariables\n");
     std::int32_t j = 0;
     while (j < numbarvar_) {
-      text(print("      barvar%04d(%d): ", j, dimension(j)) + name(lastname, 0) + '\n');
+      text(print("      barvar%04d(%d): ", j, dimension(j)) + name(storage_.name, 0) + '\n');
       text("        # " + left("index", 10) + ' ' + centre("barx", 24) + '\n');
       std::int64_t k = 0;
       while (dimension(j) > 0) {
         while (dimension(j) > 0) {
-          text(print("        [%4d,%4d] ", 0, 0) + number(element(s.barx, offset(j) + k)) + '\n');
+          text(print("        [%4d,%4d] ", 0, 0) + number(element(storage_.bar, offset(j) + k)) +
+               '\n');
           j += 1;
           k += 1;
         }
@@ -292,22 +322,36 @@ class Report {
     queries(321, 1,
             {"skx", "skc", "xx", "slx", "sux", "xc", "slc", "suc", "y", "primalobj", "primalobj",
              "prosta", "solsta"});
+    overwriterows(s);
     text("  Solution basic\n");
-    statuslines(s.solsta, "    ", objective(s, 0), objective(s, 1));
+    statuslines(s.solsta, "    ", objective(s, {0}), objective(s, {1}));
     titles("Variables", "    ", {"xx", "slx", "sux", "snx"});
-    const Values zeros;
-    variablerows(s, zeros);
+    variablerows();
     titles("Constraints", "      ", {"xc", "slc", "suc", "y"});
     for (std::int32_t i = 0; i < numcon_; ++i) {
       const std::string shown = fetchname("VLN_getconname", task_.connames, i);
-      row("    con", i, name(shown, 15), key(s.skc, i), {&s.xc, &s.slc, &s.suc, &s.y});
+      row("    con", i, name(shown, 15), key(storage_.skc, i),
+          {&storage_.xc, &storage_.slc, &storage_.suc, &storage_.y});
     }
   }
 
-  void variablerows(const fake::Solution& s, const Values& snx) {
+  void overwriterows(const fake::Solution& s) {
+    overwrite(storage_.skx, s.skx);
+    overwrite(storage_.skc, s.skc);
+    overwrite(storage_.xx, s.xx);
+    overwrite(storage_.slx, s.slx);
+    overwrite(storage_.sux, s.sux);
+    overwrite(storage_.xc, s.xc);
+    overwrite(storage_.slc, s.slc);
+    overwrite(storage_.suc, s.suc);
+    overwrite(storage_.y, s.y);
+  }
+
+  void variablerows() {
     for (std::int32_t i = 0; i < numvar_; ++i) {
       const std::string shown = fetchname("VLN_getvarname", task_.varnames, i);
-      row("      var", i, name(shown, 15), key(s.skx, i), {&s.xx, &s.slx, &s.sux, &snx});
+      row("      var", i, name(shown, 15), key(storage_.skx, i),
+          {&storage_.xx, &storage_.slx, &storage_.sux, &storage_.snx});
     }
   }
 
@@ -320,19 +364,26 @@ class Report {
       slice(387, "VLN_getbarxslice", 0);
       slice(388, "VLN_getbarsslice", 0);
     }
+    overwriterows(s);
+    overwrite(storage_.snx, s.sux);
+    if (numbarvar_ > 0) {
+      overwrite(storage_.bar, s.barx);
+      overwrite(storage_.bar, s.bars);
+    }
     text("  Solution interior\n");
-    statuslines(s.solsta, "    ", objective(s, 0), objective(s, 1));
+    statuslines(s.solsta, "    ", objective(s, {0}), objective(s, {1}));
     titles("Variables", "      ", {"xx", "slx", "sux", "snx"});
-    variablerows(s, s.sux);
-    if (numbarvar_ > 0) interiorbarlisting(s);
+    variablerows();
+    if (numbarvar_ > 0) interiorbarlisting();
     titles("Constraints", "      ", {"xc", "slc", "suc", "y"});
     for (std::int32_t i = 0; i < numcon_; ++i) {
       const std::string shown = fetchname("VLN_getconname", task_.connames, i);
-      row("      con", i, name(shown, 20), key(s.skc, i), {&s.xx, &s.slx, &s.sux, &s.sux});
+      row("      con", i, name(shown, 20), key(storage_.skc, i),
+          {&storage_.xx, &storage_.slx, &storage_.sux, &storage_.snx});
     }
   }
 
-  void interiorbarlisting(const fake::Solution& s) {
+  void interiorbarlisting() {
     text("    BarVariables\n");
     for (std::int32_t j = 0; j < numbarvar_; ++j) {
       const std::string shown = fetchname("VLN_getbarvarname", task_.barvarnames, j);
@@ -342,8 +393,8 @@ class Report {
       std::int64_t k = 0;
       for (std::int32_t column = 0; column < dimension(j); ++column) {
         for (std::int32_t r = column; r < dimension(j); ++r, ++k) {
-          text(print("        [%4d,%4d] ", r, column) + number(element(s.bars, offset(j) + k)) +
-               ' ' + number(0.0) + '\n');
+          text(print("        [%4d,%4d] ", r, column) +
+               number(element(storage_.bar, offset(j) + k)) + ' ' + number(0.0) + '\n');
         }
       }
     }
@@ -351,6 +402,7 @@ class Report {
 
   const vlntaskt& task_;
   std::int32_t numvar_, numcon_, numbarvar_, namesize_;
+  Storage storage_;
   std::vector<ReportStep> steps_;
 };
 

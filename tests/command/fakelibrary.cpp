@@ -60,9 +60,8 @@ void givetext(std::int32_t size, char* out, std::string_view text) {
 
 VLNrescode_enum givename(VLNrescode_enum code, const std::vector<std::string>& names,
                          std::int32_t index, std::int32_t size, char* out) {
-  if (code != VLN_RES_OK) return code;
   const auto i = static_cast<std::size_t>(index);
-  givetext(size, out, i < names.size() ? std::string_view(names[i]) : std::string_view());
+  if (code == VLN_RES_OK && i < names.size()) givetext(size, out, names[i]);
   return code;
 }
 
@@ -214,7 +213,9 @@ VLNrescode_enum VLN_getnumbarvar(vlntaskt* task, int32_t* numbarvar) {
 }
 
 VLNrescode_enum VLN_getdimbarvarj(vlntaskt* task, int32_t j, int32_t* dimbarvarj) {
-  return give(enter(task, __func__, j), dimbarvarj, task->dims.at(static_cast<std::size_t>(j)));
+  const auto code = enter(task, __func__, j);
+  const auto i = static_cast<std::size_t>(j);
+  return i < task->dims.size() ? give(code, dimbarvarj, task->dims[i]) : code;
 }
 
 VLNrescode_enum VLN_getmaxnamelen(vlntaskt* task, int32_t* maxlen) {
@@ -274,9 +275,9 @@ VLNrescode_enum VLN_gety(vlntaskt* task, int32_t whichsol, double* y) {
 VLNrescode_enum VLN_getprimalobj(vlntaskt* task, int32_t whichsol, double* primalobj) {
   const auto code = enter(task, __func__, whichsol);
   auto& objectives = task->solutions.at(static_cast<std::size_t>(whichsol)).objectives;
-  const double value = objectives.front();
+  const std::optional<double> value = objectives.front();
   if (objectives.size() > 1) objectives.erase(objectives.begin());
-  return give(code, primalobj, value);
+  return value ? give(code, primalobj, *value) : code;
 }
 
 VLNrescode_enum VLN_getbarxslice(vlntaskt* task, int32_t whichsol, int32_t first, int32_t last,

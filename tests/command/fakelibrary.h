@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,8 +23,9 @@ struct Solution {
   std::vector<std::int32_t> skx, skc;
   std::vector<double> xx, slx, sux;
   std::vector<double> xc, slc, suc, y;
-  /// The answers to the first, second, ... query of the objective; the last one stays.
-  std::vector<double> objectives{0.0};
+  /// The answers to the first, second, ... query of the objective; the last one stays. Where none
+  /// is given, the query succeeds and leaves the caller's number alone.
+  std::vector<std::optional<double>> objectives{0.0};
   std::vector<double> barx, bars;
 };
 
@@ -36,9 +38,10 @@ struct vlntaskt {
   std::int32_t numcone = 0;
   std::int32_t numbarvar = 0;
   std::int32_t maxnamelen = 0;
+  /// A query beyond the end of these succeeds and leaves the caller's storage alone.
   std::vector<std::int32_t> dims;
-  std::vector<std::string> varnames, connames, barvarnames;  // missing ones are unnamed
-  std::array<fake::Solution, 3> solutions;                   // by the library's selector
+  std::vector<std::string> varnames, connames, barvarnames;
+  std::array<fake::Solution, 3> solutions;  // by the library's selector
   std::map<std::int32_t, std::string> codenames;
   std::string lasterror;
   std::int32_t sense = 0;

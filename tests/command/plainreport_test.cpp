@@ -288,12 +288,13 @@ TEST_F(PlainReport, EmptyModelKeepsTitles) {
   EXPECT_NE(text.find("    Constraints\n      # item"), std::string::npos);
 }
 
-TEST_F(PlainReport, NegativeCountsAreNone) {
+// A negative count has no rows. The size of the name buffer is told as it comes out.
+TEST_F(PlainReport, NegativeCountsHaveNoRows) {
   fillall();
   task_.numvar = -1;
   task_.numcon = -2;
   task_.numbarvar = -3;
-  task_.maxnamelen = std::numeric_limits<std::int32_t>::min();
+  task_.maxnamelen = -4;
   for (fake::Solution& s : task_.solutions) {
     s.skx = s.skc = {};
     for (auto* values : {&s.xx, &s.slx, &s.sux, &s.xc, &s.slc, &s.suc, &s.y}) values->clear();
@@ -303,12 +304,125 @@ TEST_F(PlainReport, NegativeCountsAreNone) {
   EXPECT_EQ(task_.calls, callsof(expected));
 }
 
-TEST_F(PlainReport, NegativeDimensionIsNone) {
+TEST_F(PlainReport, NegativeNameLengthIsHandedOnAndHasNoNames) {
   fillall();
-  task_.dims = {-1, 3};
+  for (const std::int32_t length : {-1, -2, std::numeric_limits<std::int32_t>::min()}) {
+    task_.maxnamelen = length;
+    task_.calls.clear();
+    EXPECT_NE(write().find("      var0001:                 at_lower"), std::string::npos) << length;
+    const std::string query = "VLN_getvarname(1, " + std::to_string(length + 1) + ")";
+    EXPECT_EQ(std::ranges::count(task_.calls, query), 3) << length;
+  }
+}
+
+// d(d+1)/2 in 32 unsigned bits: 0 for -1, 1 for -2, 3 for -3. The header shows the dimension as it
+// is; no entry of such a variable is listed.
+TEST_F(PlainReport, NegativeDimensionsTakeTheirRoom) {
+  fillall();
+  task_.numbarvar = 4;
+  task_.dims = {-1, -3, -2, 1};
+  task_.barvarnames = {"A", "B", "C", "D"};
+  for (fake::Solution& s : task_.solutions) {
+    s.barx = {1, 2, 3, 4, 5};
+    s.bars = {6, 7, 8, 9, 10};
+  }
   const auto expected = expectedreport(task_);
-  EXPECT_EQ(write(), textof(expected));
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
   EXPECT_EQ(task_.calls, callsof(expected));
+  EXPECT_EQ(std::ranges::count(task_.calls, "VLN_getbarxslice(2, 0, 4, 5)"), 1);
+  EXPECT_NE(text.find("      barvar0001(-3): B\n"), std::string::npos);
+  EXPECT_NE(text.find("      barvar0003(1): D\n"
+                      "        # index                barx                     bars          \n"
+                      "        [   0,   0]   1.0000000000000000e+01   0.0000000000000000e+00\n"),
+            std::string::npos);
+}
+
+// ---- Queries that write nothing
+
+// The arrays are shared: where a query of a later section succeeds and writes nothing, its column
+// shows what the section before it was given.
+TEST_F(PlainReport, SilentQueriesShowWhatTheSectionBeforeWasGiven) {
+  fillall();
+  for (const int whichsol : {basic, interior}) {
+    fake::Solution& s = task_.solutions[static_cast<std::size_t>(whichsol)];
+    s.skx = s.skc = {};
+    for (auto* values : {&s.xx, &s.slx, &s.sux, &s.xc, &s.slc, &s.suc, &s.y, &s.barx, &s.bars}) {
+      values->clear();
+    }
+  }
+  const auto expected = expectedreport(task_);
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
+  const std::string zero = "   0.0000000000000000e+00";
+  // xx, status key and xc of the integer section, of which nobody knows any duals.
+  EXPECT_NE(text.find("      var0001: second          at_lower   3.0020000000000000e+03" + zero +
+                      zero + zero + '\n'),
+            std::string::npos);
+  EXPECT_NE(text.find("    con0000: c0              at_upper   3.0070000000000000e+03" + zero +
+                      zero + zero + '\n'),
+            std::string::npos);
+  // The interior listing shows the matrix values of the integer section.
+  EXPECT_NE(text.find("        [   1,   1]   3.0240000000000000e+03" + zero + '\n'),
+            std::string::npos)
+      << text;
+}
+
+// The bars slice goes over the barx slice; where it is shorter, the rest stays.
+TEST_F(PlainReport, ShortDualSliceShowsThePrimalOneBehindIt) {
+  task_.numbarvar = 1;
+  task_.dims = {2};
+  task_.solutions[interior].defined = 1;
+  task_.solutions[interior].barx = {1, 2, 3};
+  task_.solutions[interior].bars = {4};
+  const std::string text = write();
+  const std::string zero = "   0.0000000000000000e+00\n";
+  EXPECT_NE(text.find("        [   0,   0]   4.0000000000000000e+00" + zero +
+                      "        [   1,   0]   2.0000000000000000e+00" + zero +
+                      "        [   1,   1]   3.0000000000000000e+00" + zero),
+            std::string::npos)
+      << text;
+}
+
+// xc of the integer section and both slices of the interior one are asked for twice into the same
+// place, as is the first objective: a second query that writes nothing leaves the first answer.
+TEST_F(PlainReport, SecondObjectiveQueryThatIsSilentLeavesTheFirstAnswer) {
+  task_.solutions[integer].defined = 1;
+  task_.solutions[integer].solsta = 1;
+  task_.solutions[integer].objectives = {7.0, std::nullopt, 8.0};
+  EXPECT_NE(write().find("\nObjective 7.000000e+00 8.000000e+00 \n"), std::string::npos);
+}
+
+// No section inherits an objective: each begins with 0.
+TEST_F(PlainReport, SilentObjectiveIsZero) {
+  for (fake::Solution& s : task_.solutions) {
+    s.defined = 1;
+    s.solsta = 1;
+    s.objectives = {std::nullopt};
+  }
+  task_.solutions[integer].objectives = {5.0};
+  EXPECT_NE(write().find("    Objective 0.000000e+00 0.000000e+00 \n"), std::string::npos);
+}
+
+TEST_F(PlainReport, SilentNameQueryShowsTheNameBefore) {
+  fillall();
+  task_.connames = {"c0"};
+  task_.barvarnames = {};
+  const auto expected = expectedreport(task_);
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
+  EXPECT_NE(text.find("    con0002: c0              super_basic"), std::string::npos);
+  // The last name that was asked for with success is that of the last variable.
+  EXPECT_NE(text.find("      barvar0001(3): second\n"), std::string::npos);
+}
+
+TEST_F(PlainReport, SilentDimensionIsZero) {
+  fillall();
+  task_.dims = {2};
+  const auto expected = expectedreport(task_);
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
+  EXPECT_NE(text.find("      barvar0001(0): Y\n"), std::string::npos);
 }
 
 // ---- Failing queries
@@ -359,8 +473,27 @@ TEST_F(PlainReport, EveryNameQueryFailing) {
   task_.answer = [](std::string_view call) {
     return static_cast<VLNrescode_enum>(call.find("name(") == std::string_view::npos ? 0 : 1234);
   };
-  EXPECT_EQ(write(), textof(expected));
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
   EXPECT_EQ(task_.calls, callsof(expected));
+  EXPECT_NE(text.find("      var0000:                 basic"), std::string::npos);
+}
+
+// A failing name query leaves the buffer alone: the row shows the name that was asked for last.
+TEST_F(PlainReport, FailingNameQueryShowsTheNameBefore) {
+  fillall();
+  task_.answer = [](std::string_view call) {
+    const bool fails = call == "VLN_getvarname(1, 8)" || call == "VLN_getconname(0, 8)" ||
+                       call == "VLN_getbarvarname(0, 8)";
+    return static_cast<VLNrescode_enum>(fails ? 1234 : 0);
+  };
+  const auto expected = expectedreport(task_);
+  task_.calls.clear();
+  const std::string text = write();
+  EXPECT_EQ(text, textof(expected));
+  EXPECT_NE(text.find("      var0001: x               at_lower"), std::string::npos);
+  EXPECT_NE(text.find("    con0000: x               at_upper"), std::string::npos);
+  EXPECT_NE(text.find("      barvar0000(2): x\n"), std::string::npos);
 }
 
 TEST_F(PlainReport, StorageIsReleased) {
@@ -633,11 +766,11 @@ class RandomModel {
   explicit RandomModel(unsigned seed) : random_(seed) {}
 
   void fill(vlntaskt& task) {
-    task.numvar = pick(5);
-    task.numcon = pick(5);
-    task.numbarvar = pick(4);
-    task.maxnamelen = pick(25);
-    for (std::int32_t j = 0; j < task.numbarvar; ++j) task.dims.push_back(pick(5));
+    task.numvar = pick(6) - 1;
+    task.numcon = pick(6) - 1;
+    task.numbarvar = pick(5) - 1;
+    task.maxnamelen = pick(27) - 2;
+    for (std::int32_t j = 0; j < task.numbarvar; ++j) task.dims.push_back(pick(8) - 3);
     for (auto* names : {&task.varnames, &task.connames, &task.barvarnames}) {
       for (int i = pick(6); i > 0; --i) names->push_back(name());
     }
@@ -668,19 +801,24 @@ class RandomModel {
     fill(s.skc, task.numcon);
     for (auto* values : {&s.xx, &s.slx, &s.sux}) fill(*values, task.numvar);
     for (auto* values : {&s.xc, &s.slc, &s.suc, &s.y}) fill(*values, task.numcon);
-    fill(s.objectives, 1 + pick(3));
+    s.objectives.clear();
+    for (int i = 1 + pick(3); i > 0; --i) {
+      s.objectives.push_back(pick(4) == 0 ? std::nullopt : std::optional(value()));
+    }
     int size = 0;
     for (const std::int32_t d : task.dims) size += d * (d + 1) / 2;
     fill(s.barx, size);
     fill(s.bars, size);
   }
 
+  // At times fewer than all: the query then leaves the others alone.
+  int some(int count) { return count > 0 && pick(4) == 0 ? pick(count) : count; }
   void fill(std::vector<double>& values, int count) {
     values.clear();
-    for (; count > 0; --count) values.push_back(value());
+    for (int i = some(count); i > 0; --i) values.push_back(value());
   }
   void fill(std::vector<std::int32_t>& keys, int count) {
-    for (; count > 0; --count) keys.push_back(pick(9) - 1);
+    for (int i = some(count); i > 0; --i) keys.push_back(pick(9) - 1);
   }
 
   std::mt19937 random_;

@@ -9,9 +9,11 @@
 #include <csignal>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "commands.h"
 #include "fakelibrary.h"
+#include "vlnexception.h"
 
 namespace {
 
@@ -166,6 +168,69 @@ TEST_F(UserCallback, AfterTheSignal) {
 
 TEST_F(UserCallback, HandlerIgnoresWhichSignal) {
   EXPECT_EXIT(stopandcheck(0), testing::ExitedWithCode(0), "^$");
+}
+
+// ---- Sizes
+
+class SizeCheck : public UserCallback {
+ protected:
+  // What a solve with the given limits ends with.
+  static std::int32_t codeof(std::string_view limits) {
+    try {
+      solve(limits);
+    } catch (const VLNException& error) {
+      return error.code;
+    }
+    return 0;
+  }
+  vlntaskt& task_ = fake::task();
+};
+
+TEST_F(SizeCheck, LimitsAreInclusive) {
+  task_.numvar = 8;
+  task_.numbarvar = 2;
+  task_.dims = {2, 1};
+  task_.numcon = 4;
+  task_.numcone = 2;
+  EXPECT_EQ(codeof("max-numvar=12,max-numcon=6"), 0);
+  EXPECT_EQ(codeof("max-numvar=11"), 8008);
+  EXPECT_EQ(codeof("max-numcon=5"), 8008);
+}
+
+// Counts are added as the library gives them: a negative one makes the sum smaller.
+TEST_F(SizeCheck, NegativeCountsAreAddedAsTheyAre) {
+  task_.numvar = -4;
+  task_.numbarvar = 1;
+  task_.dims = {3};
+  task_.numcon = 9;
+  task_.numcone = -7;
+  EXPECT_EQ(codeof("max-numvar=2,max-numcon=2"), 0);
+  EXPECT_EQ(codeof("max-numvar=1"), 8008);
+  EXPECT_EQ(codeof("max-numcon=1"), 8008);
+}
+
+// d(d+1) is formed in 32 unsigned bits: 6 for -3, and 65536 for 65536.
+TEST_F(SizeCheck, TrianglesAreFormedIn32UnsignedBits) {
+  task_.numvar = 2;
+  task_.numbarvar = 1;
+  for (const auto& [dimension, size] :
+       {std::pair{-1, 0}, {-2, 1}, {-3, 3}, {65536, 32768}, {65535, 2147450880}}) {
+    task_.dims = {dimension};
+    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 2)), 0) << dimension;
+    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 1)), 8008) << dimension;
+  }
+}
+
+TEST_F(SizeCheck, QueriesThatFailOrWriteNothingCountAsZero) {
+  task_.numvar = task_.numcon = task_.numcone = task_.numbarvar = 100;
+  task_.answer = [](std::string_view call) {
+    return static_cast<VLNrescode_enum>(call.starts_with("VLN_getnum") ? 1 : 0);
+  };
+  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), 0);
+  task_.answer = nullptr;
+  task_.numvar = task_.numcon = task_.numcone = 0;
+  task_.dims = {};
+  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), 0);
 }
 
 }  // namespace

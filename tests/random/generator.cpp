@@ -260,27 +260,29 @@ class Generator {
     }
     return result;
   }
-  void fill(std::vector<double>& values, std::int64_t count) {
-    for (; count > 0; --count) values.push_back(value());
+  // At times fewer than all: the library then leaves the caller's other elements alone.
+  std::int32_t some(std::int32_t count) { return count > 0 && pick(4) == 0 ? pick(count) : count; }
+  void fill(std::vector<double>& values, std::int32_t count) {
+    for (std::int32_t i = some(count); i > 0; --i) values.push_back(value());
   }
   void fill(std::vector<std::int32_t>& keys, std::int32_t count) {
-    for (; count > 0; --count) keys.push_back(pick(9) - 1);
+    for (std::int32_t i = some(count); i > 0; --i) keys.push_back(pick(9) - 1);
   }
   void fill(std::vector<std::string>& names, std::int32_t count) {
-    for (; count > 0; --count) names.push_back(name());
+    for (std::int32_t i = some(count); i > 0; --i) names.push_back(name());
   }
 
   void library() {
     vlntaskt& library = run_.library;
-    library.numvar = pick(6) - 1;
-    library.numcon = pick(6) - 1;
-    library.numcone = pick(4) - 1;
+    library.numvar = pick(7) - 2;
+    library.numcon = pick(7) - 2;
+    library.numcone = pick(6) - 3;
     library.numbarvar = pick(5) - 1;
-    library.maxnamelen = pick(24) - 1;
+    library.maxnamelen = pick(26) - 3;
     fill(library.varnames, library.numvar);
     fill(library.connames, library.numcon);
     fill(library.barvarnames, library.numbarvar);
-    for (std::int32_t j = 0; j < library.numbarvar; ++j) library.dims.push_back(pick(6) - 1);
+    for (std::int32_t j = 0; j < library.numbarvar; ++j) library.dims.push_back(pick(8) - 3);
     for (fake::Solution& solution : library.solutions) fill(solution, library);
     for (const std::int32_t param : {109, 125, 127, 168}) library.intparams[param] = pick(3) - 1;
     library.sense = pick(3) - 1;
@@ -299,9 +301,13 @@ class Generator {
     fill(s.skc, library.numcon);
     for (auto* values : {&s.xx, &s.slx, &s.sux}) fill(*values, library.numvar);
     for (auto* values : {&s.xc, &s.slc, &s.suc, &s.y}) fill(*values, library.numcon);
-    s.objectives = {value()};
-    std::int64_t size = 0;
-    for (const std::int32_t d : library.dims) size += d > 0 ? d * (d + 1) / 2 : 0;
+    if (pick(5) == 0) {
+      s.objectives = {std::nullopt};
+    } else {
+      s.objectives = {value()};
+    }
+    std::int32_t size = 0;
+    for (const std::int32_t d : library.dims) size += d * (d + 1) / 2;
     fill(s.barx, size);
     fill(s.bars, size);
   }
@@ -416,7 +422,7 @@ void solution(Script& script, const fake::Solution& s, int whichsol) {
   script.list(query("slc"), "slc", s.slc);
   script.list(query("suc"), "suc", s.suc);
   script.list(query("y"), "y", s.y);
-  script.number(query("primalobj"), "primalobj", s.objectives.front());
+  if (s.objectives.front()) script.number(query("primalobj"), "primalobj", *s.objectives.front());
   script.list(query("barxslice"), "barxslice", s.barx);
   script.list(query("barsslice"), "barsslice", s.bars);
 }

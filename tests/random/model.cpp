@@ -154,8 +154,6 @@ std::string printed(double number) {
   return text.str();
 }
 
-std::int32_t atleast0(std::int32_t count) { return count < 0 ? 0 : count; }
-
 class Model {
  public:
   explicit Model(const Run& run) : run_(run), library_(run.library) {}
@@ -613,13 +611,13 @@ class Model {
          {"VLN_getnumvar", "VLN_getnumcon", "VLN_getnumcone", "VLN_getnumbarvar"}) {
       call(query, "task, out");
     }
-    std::int64_t variables = atleast0(library_.numvar);
+    std::int64_t variables = library_.numvar;
     for (std::int32_t j = 0; j < library_.numbarvar; ++j) {
       call("VLN_getdimbarvarj", "task, " + std::to_string(j) + ", out");
-      const std::int64_t d = atleast0(library_.dims[static_cast<std::size_t>(j)]);
+      const std::int64_t d = library_.dims[static_cast<std::size_t>(j)];
       variables += d * (d + 1) / 2;
     }
-    const std::int64_t constraints = atleast0(library_.numcon) + atleast0(library_.numcone);
+    const std::int64_t constraints = library_.numcon + library_.numcone;
     std::string message;
     if (maxconstraints > 0 && constraints > maxconstraints) message = "Too many constraints";
     if (maxvariables > 0 && variables > maxvariables) message = "Too many variables";

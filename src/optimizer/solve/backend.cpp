@@ -5,8 +5,9 @@
 
 namespace vorlan {
 
-MinimizeProblem::MinimizeProblem(const Model& task_model, const Solution* start_solution)
-    : model(task_model), cost(task_model.cost), start(start_solution) {
+MinimizeProblem::MinimizeProblem(const Model& task_model, const Solution* start_solution,
+                                 Cutoffs given_cutoffs)
+    : model(task_model), cost(task_model.cost), start(start_solution), cutoffs(given_cutoffs) {
   if (!model.maximize) return;
   for (double& c : cost) c = -c;
 }

@@ -16,6 +16,13 @@
 
 namespace vorlan {
 
+// A solve may end once it has a point whose objective is below the lower cutoff, or has proved that
+// none is below the upper one. They are of the minimization, with the model's constant.
+struct Cutoffs {
+  double lower = -kInfinity;
+  double upper = kInfinity;
+};
+
 // minimize cost'x subject to the constraints and bounds of the model. A backend may start from an
 // earlier solution of the task, of the same number of variables and constraints; it may be no
 // solution of this model.
@@ -23,9 +30,11 @@ struct MinimizeProblem {
   const Model& model;
   std::vector<double> cost;
   const Solution* start;  // nullptr: none
+  Cutoffs cutoffs;
 
-  explicit MinimizeProblem(const Model& task_model, const Solution* start_solution = nullptr);
-  double sense_factor() const { return model.maximize ? -1.0 : 1.0; }
+  explicit MinimizeProblem(const Model& task_model, const Solution* start_solution = nullptr,
+                           Cutoffs given_cutoffs = {});
+  double sense_factor() const { return model.sense_factor(); }
 };
 
 // How far a solve has come. Objective and bound are those of the minimization, without constant;
@@ -82,6 +91,13 @@ struct Incumbent {
 // A backend that was stopped, and has no point of its own, has the last incumbent.
 void keep_incumbent(Incumbent best, BackendResult* result);
 
+// How well an answer fits the model; for the log. Infinite where there is nothing to measure.
+struct Residuals {
+  double primal = kInfinity;
+  double dual = kInfinity;
+  double gap = kInfinity;
+};
+
 // A backend's way to the outside while it runs.
 class BackendMonitor {
  public:
@@ -97,8 +113,6 @@ class BackendMonitor {
 
 struct Backend {
   const char* name;
-  // Whether it takes this kind of model.
-  bool (*accepts)(const Model& model);
   // Solves within the seconds given. A failure means that there is no result; a stop is none.
   Status (*solve)(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                   BackendMonitor* monitor, BackendResult* result);

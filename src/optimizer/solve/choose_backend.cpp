@@ -1,21 +1,74 @@
 // The table of backends.
 #include "solve/choose_backend.h"
 
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/outer/outer_backend.h"
 
 namespace vorlan {
+namespace {
 
-bool wants_conic_method(const Model& model, const Parameters& parameters) {
-  if (model.is_mixed_integer()) return false;
-  return !model.is_linear() || parameters.get(IntParam::kOptimizer) == kConicMethod;
+bool is_mixed_linear(const Model& model, const Parameters&) {
+  return model.is_mixed_integer() && model.is_linear();
 }
 
-const Backend* choose_backend(const Model& model, const Parameters& parameters) {
-  if (wants_conic_method(model, parameters)) return &kConicBackend;
-  if (kHighsBackend.accepts(model)) return &kHighsBackend;
-  return kOuterApproximationBackend.accepts(model) ? &kOuterApproximationBackend : nullptr;
+bool is_mixed(const Model& model, const Parameters&) { return model.is_mixed_integer(); }
+
+// Interior-point solutions are those that have no basis: of the conic method, and of an interior
+// point that no crossover follows.
+bool wants_no_basis(const Model&, const Parameters& parameters) {
+  return wants_interior_point(parameters) && !parameters.is_on(IntParam::kCrossover);
+}
+
+bool is_any(const Model&, const Parameters&) { return true; }
+
+struct Row {
+  bool (*is_for)(const Model& model, const Parameters& parameters);
+  const Backend* backend;
+  SolutionKind solution;
+};
+
+// The first row that is for a model holds.
+constexpr Row kRows[] = {
+    {is_mixed_linear, &kHighsBackend, SolutionKind::kInteger},
+    {is_mixed, &kOuterApproximationBackend, SolutionKind::kInteger},
+    {wants_conic_method, &kConicBackend, SolutionKind::kInterior},
+    {wants_no_basis, &kHighsBackend, SolutionKind::kInterior},
+    {is_any, &kHighsBackend, SolutionKind::kBasic},
+};
+
+// A linear model of no more rows, columns and elements together is solved within a few
+// milliseconds, while a child process costs about one: nothing is won by being able to kill it.
+constexpr int64_t kTinyModelSize = 2000;
+
+bool is_tiny(const Model& model) {
+  return model.is_linear() &&
+         model.num_var() + model.num_con() + model.matrix.num_elements() <= kTinyModelSize;
+}
+
+bool runs_in_child(const Model& model, const Parameters& parameters, bool by_simplex) {
+  const int32_t choice = parameters.get(IntParam::kChildProcess);
+  if (choice != kChildAutomatic) return choice == kChildOn;
+  return !by_simplex || !is_tiny(model) || std::isfinite(parameters.get(DoubleParam::kMemoryLimit));
+}
+
+}  // namespace
+
+SolvePlan choose_backend(const Model& model, const Parameters& parameters) {
+  const Row& row = *std::find_if(std::begin(kRows), std::end(kRows) - 1,
+                                 [&](const Row& r) { return r.is_for(model, parameters); });
+  const bool by_simplex = row.backend == &kHighsBackend && row.solution != SolutionKind::kInteger &&
+                          !wants_interior_point(parameters);
+  return {row.backend,
+          row.solution,
+          by_simplex,
+          runs_in_child(model, parameters, by_simplex),
+          ClaimTolerances(model, parameters),
+          minimized_cutoffs(model, parameters)};
 }
 
 }  // namespace vorlan

@@ -5,8 +5,6 @@
 #include <utility>
 
 #include "solve/check/checker.h"
-#include "solve/choose_backend.h"
-#include "solve/make_solution.h"
 
 namespace vorlan {
 namespace {
@@ -51,10 +49,9 @@ bool is_primal_ray(const MinimizeProblem& problem, BackendResult* answer) {
   return is_primal_ray(problem, answer->x, answer->barx);
 }
 
-bool is_optimum(const MinimizeProblem& problem, const Parameters& parameters,
+bool is_optimum(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                 BackendResult* answer) {
   answer->outcome = Outcome::kOptimal;
-  const ClaimTolerances tolerances(problem.model, parameters);
   return primal_violation(problem.model, answer->x, answer->barx) <= tolerances.primal &&
          dual_violation(problem, *answer) <= tolerances.dual &&
          duality_gap(problem, *answer) <= tolerances.gap;
@@ -74,14 +71,9 @@ bool has_every_key(const Solution& held) {
          std::all_of(held.skc.begin(), held.skc.end(), is_known);
 }
 
-bool is_by_simplex(const MinimizeProblem& problem, const Parameters& parameters) {
-  return !wants_conic_method(problem.model, parameters) &&
-         parameters.get(IntParam::kOptimizer) != kInteriorPoint;
-}
-
 }  // namespace
 
-bool take_held_answer(const MinimizeProblem& problem, const Parameters& parameters,
+bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan,
                       BackendResult* result) {
   if (problem.start == nullptr || problem.model.is_mixed_integer()) return false;
   if (!fits(problem.model, *problem.start)) return false;
@@ -95,8 +87,8 @@ bool take_held_answer(const MinimizeProblem& problem, const Parameters& paramete
       holds = is_primal_ray(problem, &answer);
       break;
     case SolutionStatus::kOptimal:
-      holds = !is_by_simplex(problem, parameters) && has_every_key(*problem.start) &&
-              is_optimum(problem, parameters, &answer);
+      holds = !plan.by_simplex && has_every_key(*problem.start) &&
+              is_optimum(problem, plan.tolerances, &answer);
       break;
     default:
       break;
@@ -105,7 +97,7 @@ bool take_held_answer(const MinimizeProblem& problem, const Parameters& paramete
   return holds;
 }
 
-void keep_held_point(const MinimizeProblem& problem, const Parameters& parameters,
+void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                      BackendResult* result) {
   const bool has_none = result->outcome == Outcome::kStopped && result->x.empty();
   if (!has_none || problem.start == nullptr || !fits(problem.model, *problem.start)) return;
@@ -113,7 +105,6 @@ void keep_held_point(const MinimizeProblem& problem, const Parameters& parameter
   const bool held_point =
       status == SolutionStatus::kOptimal || status == SolutionStatus::kIntegerOptimal ||
       status == SolutionStatus::kPrimalFeasible || status == SolutionStatus::kPrimalAndDualFeasible;
-  const ClaimTolerances tolerances(problem.model, parameters);
   BackendResult held = answer_of(problem, *problem.start);
   if (!held_point || primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
   held.outcome = result->outcome;

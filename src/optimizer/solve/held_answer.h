@@ -1,7 +1,7 @@
 // An earlier answer that holds for the model at hand.
 #pragma once
 
-#include "solve/backend.h"
+#include "solve/solve_plan.h"
 
 namespace vorlan {
 
@@ -11,12 +11,11 @@ namespace vorlan {
 //
 // An optimum with a basis is not taken for the simplex method: from its basis that is done at once,
 // and to the tolerances of now.
-bool take_held_answer(const MinimizeProblem& problem, const Parameters& parameters,
-                      BackendResult* result);
+bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan, BackendResult* result);
 
 // Gives a solve that was stopped without a point the one that the task held, if that is feasible
 // for the model: nothing that was found gets lost by going on.
-void keep_held_point(const MinimizeProblem& problem, const Parameters& parameters,
+void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                      BackendResult* result);
 
 }  // namespace vorlan

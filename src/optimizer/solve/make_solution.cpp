@@ -7,7 +7,6 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/terms.h"
-#include "solve/choose_backend.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -82,7 +81,7 @@ void fill_missing(const Model& model, Solution* solution) {
 void set_point(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
   const double objective = objective_sum(problem, result->x, result->barx).value;
   solution->xc = values_of(row_sums(problem.model, result->x, result->barx));
-  solution->primal_objective = problem.sense_factor() * objective + problem.model.constant;
+  solution->primal_objective = problem.model.stated_objective(objective);
   solution->xx = std::move(result->x);
   solution->barx = std::move(result->barx);
 }
@@ -253,18 +252,6 @@ void complete(const MinimizeProblem& problem, Certificate certificate, Solution*
 }
 
 }  // namespace
-
-ClaimTolerances::ClaimTolerances(const Model& model, const Parameters& parameters)
-    : primal(10.0 * parameters.get(DoubleParam::kFeasibilityTolerance)),
-      dual(10.0 * parameters.get(DoubleParam::kOptimalityTolerance)),
-      gap(std::max(primal, dual)) {
-  if (wants_conic_method(model, parameters)) {
-    primal = dual = 100.0 * parameters.get(DoubleParam::kConicFeasibilityTolerance);
-    gap = 100.0 * parameters.get(DoubleParam::kConicGapTolerance);
-  }
-  if (!model.is_mixed_integer()) return;
-  primal = std::max(primal, 10.0 * parameters.get(DoubleParam::kIntegralityTolerance));
-}
 
 Solution make_basic_solution(const MinimizeProblem& problem, BackendResult&& result,
                              const ClaimTolerances& tolerances, Residuals* residuals) {

@@ -2,31 +2,10 @@
 // that the checker confirms.
 #pragma once
 
-#include "solve/backend.h"
+#include "solve/solve_plan.h"
 #include "task/solution.h"
 
 namespace vorlan {
-
-// How well an answer fits the model; for the log. Infinite where there is nothing to measure.
-struct Residuals {
-  double primal = kInfinity;
-  double dual = kInfinity;
-  double gap = kInfinity;
-};
-
-// The largest residuals with which a claim still holds.
-//
-// For linear models they are ten times the tolerances that the optimizer was given, since it keeps
-// them in scaled terms, and before it undoes its presolve. For the conic method it is a hundred
-// times: it ends by norms over all of the model, where the checker looks at every row by itself, so
-// that one small row may be worse by the ratio of the two. The residuals themselves are in the log.
-struct ClaimTolerances {
-  double primal;
-  double dual;
-  double gap;
-
-  ClaimTolerances(const Model& model, const Parameters& parameters);
-};
 
 // The basic solution of a linear model; undefined if the answer holds nothing.
 Solution make_basic_solution(const MinimizeProblem& problem, BackendResult&& result,

@@ -128,6 +128,11 @@ struct Model {
   bool is_quadratic() const { return !quadratic_cost.empty() || !quadratic_coefficients.empty(); }
   bool is_linear() const { return cones.empty() && matrix_vars.empty() && !is_quadratic(); }
   bool is_mixed_integer() const;
+
+  // Optimizers always minimize: the factor between an objective of theirs and the model's own.
+  double sense_factor() const { return maximize ? -1.0 : 1.0; }
+  // An objective of the minimization, which has no constant, as the model states it.
+  double stated_objective(double minimized) const { return sense_factor() * minimized + constant; }
 };
 
 }  // namespace vorlan

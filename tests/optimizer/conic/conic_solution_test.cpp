@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "conic_models.h"
-#include "solve/choose_backend.h"
 #include "solve/make_solution.h"
 #include "solve/run/shared_result.h"
 

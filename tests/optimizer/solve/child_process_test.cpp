@@ -48,7 +48,7 @@ class ChildProcess : public testing::Test {
   using Solve = decltype(Backend::solve);
 
   Status run(Solve solve) {
-    const Backend backend = {"test", [](const Model&) { return true; }, solve};
+    const Backend backend = {"test", solve};
     const MinimizeProblem problem(task_.model);
     Listener listener(&task_);
     const double start = monotonic_seconds();

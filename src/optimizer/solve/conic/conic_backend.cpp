@@ -17,8 +17,6 @@
 namespace vorlan {
 namespace {
 
-bool accepts(const Model& model) { return !model.is_mixed_integer(); }
-
 // Spreads values of the rows kept over all rows.
 std::vector<double> spread(const std::vector<double>& values, const std::vector<int32_t>& kept,
                            size_t num_row, double elsewhere) {
@@ -188,6 +186,6 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
 
 }  // namespace
 
-const Backend kConicBackend = {"conic interior-point method", accepts, solve};
+const Backend kConicBackend = {"conic interior-point method", solve};
 
 }  // namespace vorlan

@@ -18,6 +18,7 @@
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
 #include "solve/run/listener.h"
+#include "solve/solve_plan.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -94,17 +95,9 @@ void connect(Watch* watch, Highs* highs) {
   }
 }
 
-// Cutoffs in terms of the minimization; HiGHS counts the constant in.
-void set_cutoffs(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
-  double lower = parameters.get(DoubleParam::kLowerCutoff);
-  double upper = parameters.get(DoubleParam::kUpperCutoff);
-  if (problem.model.maximize) {
-    std::swap(lower, upper);
-    lower = -lower;
-    upper = -upper;
-  }
-  if (std::isfinite(lower)) highs->setOptionValue("objective_target", lower);
-  if (std::isfinite(upper)) highs->setOptionValue("objective_bound", upper);
+void set_cutoffs(const Cutoffs& cutoffs, Highs* highs) {
+  if (std::isfinite(cutoffs.lower)) highs->setOptionValue("objective_target", cutoffs.lower);
+  if (std::isfinite(cutoffs.upper)) highs->setOptionValue("objective_bound", cutoffs.upper);
 }
 
 // False when the keys are not those of a basis.
@@ -145,7 +138,7 @@ bool make_basis(const Model& model, const Solution& start, HighsBasis* basis) {
 
 // From a basis HiGHS goes on without presolve, hence only where there is one to go on from.
 void start_linear(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
-  if (parameters.get(IntParam::kOptimizer) == kInteriorPoint) return;
+  if (wants_interior_point(parameters)) return;
   HighsBasis basis;
   if (make_basis(problem.model, *problem.start, &basis)) highs->setBasis(basis);
 }
@@ -186,11 +179,8 @@ Status run(const MinimizeProblem& problem, const Parameters& parameters, double 
 }
 
 // With a cutoff, HiGHS calls a mixed-integer model infeasible that has no point better than it.
-bool is_cut_off(const MinimizeProblem& problem, const Parameters& parameters, Outcome outcome) {
-  const bool maximize = problem.model.maximize;
-  const double cutoff = parameters.get(maximize ? DoubleParam::kLowerCutoff  //
-                                                : DoubleParam::kUpperCutoff);
-  return problem.model.is_mixed_integer() && std::isfinite(cutoff) &&
+bool is_cut_off(const MinimizeProblem& problem, Outcome outcome) {
+  return problem.model.is_mixed_integer() && std::isfinite(problem.cutoffs.upper) &&
          outcome == Outcome::kInfeasible;
 }
 
@@ -209,12 +199,12 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   if (!status.ok()) return status;
   const double tolerance = parameters.get(DoubleParam::kIntegralityTolerance);
   highs.setOptionValue("mip_feasibility_tolerance", semi.integrality_tolerance(tolerance));
-  set_cutoffs(problem, parameters, &highs);
+  set_cutoffs(problem.cutoffs, &highs);
   set_start(problem, parameters, semi, &highs);
 
   status = run(problem, parameters, seconds, &highs, result);
   if (!status.ok()) return status;
-  if (is_cut_off(problem, parameters, result->outcome)) {
+  if (is_cut_off(problem, result->outcome)) {
     stop_with(Code::kTrmObjectiveCutoff, result);
   }
   copy_figures(highs, problem, &result->progress);
@@ -252,10 +242,9 @@ bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
   if (!status.ok()) return status.code() != Code::kErrModelNumber;
   if (result.certificate != Certificate::kNone) return true;
   if (result.termination != Code::kOk) return result.termination != Code::kTrmStall;
-  const double tolerance = 10.0 * std::max(parameters.get(DoubleParam::kFeasibilityTolerance),
-                                           parameters.get(DoubleParam::kIntegralityTolerance));
   return result.outcome == Outcome::kOptimal &&
-         primal_violation(problem.model, result.x) <= tolerance;
+         primal_violation(problem.model, result.x) <=
+             ClaimTolerances(problem.model, parameters).primal;
 }
 
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
@@ -274,10 +263,8 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
   return solve_once(problem, parameters, left, true, monitor, result);
 }
 
-bool accepts(const Model& model) { return model.is_linear(); }
-
 }  // namespace
 
-const Backend kHighsBackend = {"HiGHS", accepts, solve};
+const Backend kHighsBackend = {"HiGHS", solve};
 
 }  // namespace vorlan

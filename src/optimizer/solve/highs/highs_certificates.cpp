@@ -9,6 +9,7 @@
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/simplex_again.h"
+#include "solve/solve_plan.h"
 
 namespace vorlan {
 namespace {
@@ -83,8 +84,8 @@ bool find_feasibility(const MinimizeProblem& problem, const Parameters& paramete
   BackendResult found;
   if (highs->run() == HighsStatus::kError || !set_outcome(*highs, parameters, &found)) return false;
   copy_solution(*highs, problem.model, &found);
-  const double tolerance = 10.0 * parameters.get(DoubleParam::kIntegralityTolerance);
-  *feasible = !found.x.empty() && primal_violation(problem.model, found.x) <= tolerance;
+  *feasible = !found.x.empty() && primal_violation(problem.model, found.x) <=
+                                      ClaimTolerances(problem.model, parameters).primal;
   return *feasible || found.outcome == Outcome::kInfeasible;
 }
 

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "Highs.h"
+#include "solve/solve_plan.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -84,7 +85,7 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
   options.set("threads", parameters.get(IntParam::kNumThreads));
   const int32_t optimizer = parameters.get(IntParam::kOptimizer);
   // A named method makes HiGHS solve the relaxation of a mixed-integer model only.
-  options.set("solver", optimizer == kInteriorPoint && !mixed_integer ? "ipm" : "choose");
+  options.set("solver", wants_interior_point(parameters) && !mixed_integer ? "ipm" : "choose");
   options.set("simplex_strategy",
               optimizer == kPrimalSimplex ? kHighsPrimalStrategy : kHighsDualStrategy);
   options.set("time_limit", std::max(0.0, seconds));

@@ -6,6 +6,7 @@
 #include "Highs.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
+#include "solve/solve_plan.h"
 
 namespace vorlan {
 namespace {
@@ -14,7 +15,7 @@ namespace {
 bool is_stuck(const Parameters& parameters, const BackendResult& result) {
   if (result.outcome != Outcome::kStopped) return false;
   if (result.termination == Code::kTrmStall) return true;
-  return parameters.get(IntParam::kOptimizer) == kInteriorPoint &&
+  return wants_interior_point(parameters) &&
          parameters.get(IntParam::kInteriorIterationLimit) > kInteriorStallIterations &&
          result.termination == Code::kTrmIterationLimit;
 }

@@ -96,13 +96,8 @@ OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Par
       begin_(monotonic_seconds()),
       relative_gap_(parameters.get(DoubleParam::kMipRelativeGap)),
       absolute_gap_(parameters.get(DoubleParam::kMipAbsoluteGap)),
-      lower_cutoff_(parameters.get(DoubleParam::kLowerCutoff)),
-      upper_cutoff_(parameters.get(DoubleParam::kUpperCutoff)) {
-  if (model_.maximize) {
-    std::swap(lower_cutoff_, upper_cutoff_);
-    lower_cutoff_ = -lower_cutoff_;
-    upper_cutoff_ = -upper_cutoff_;
-  }
+      lower_cutoff_(problem.cutoffs.lower),
+      upper_cutoff_(problem.cutoffs.upper) {
   const double constant = problem.sense_factor() * model_.constant;
   lower_cutoff_ -= constant;
   upper_cutoff_ -= constant;
@@ -431,8 +426,6 @@ Parameters OuterApproximation::linear_parameters() const {
   }
   parameters.set(DoubleParam::kMipRelativeGap, relative);
   parameters.set(DoubleParam::kMipAbsoluteGap, share * absolute_gap_);
-  parameters.set(DoubleParam::kLowerCutoff, -kInfinity);
-  parameters.set(DoubleParam::kUpperCutoff, kInfinity);
   parameters.set(IntParam::kMipSolutionLimit, kIntMax);
   const int64_t limit = parameters_.get(IntParam::kMipNodeLimit);
   if (limit < kIntMax) {

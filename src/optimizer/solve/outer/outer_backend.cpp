@@ -48,8 +48,6 @@ class Solve {
   BackendMonitor* monitor_;
 };
 
-bool accepts(const Model& model) { return model.is_mixed_integer(); }
-
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
   try {
@@ -61,6 +59,6 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
 
 }  // namespace
 
-const Backend kOuterApproximationBackend = {"outer approximation", accepts, solve};
+const Backend kOuterApproximationBackend = {"outer approximation", solve};
 
 }  // namespace vorlan

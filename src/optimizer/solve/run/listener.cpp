@@ -78,9 +78,8 @@ bool Listener::is_worth_a_line(const Progress& progress, double seconds) const {
 void Listener::log_progress(const Progress& progress, double seconds) {
   next_line_ = seconds + log_interval_;
   if (!is_worth_a_line(progress, seconds)) return;
-  const double factor = task_->model.maximize ? -1.0 : 1.0;
-  const double incumbent = factor * progress.objective + task_->model.constant;
-  const double bound = factor * progress.bound + task_->model.constant;
+  const double incumbent = task_->model.stated_objective(progress.objective);
+  const double bound = task_->model.stated_objective(progress.bound);
   const bool is_better = progress.objective < last_logged_.objective;
   std::string text;
   if (num_lines_ % kLinesOfAHeading == 0) {
@@ -97,12 +96,11 @@ void Listener::log_progress(const Progress& progress, double seconds) {
 
 bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {
   if (task_->callback.function == nullptr) return false;
-  const double factor = task_->model.maximize ? -1.0 : 1.0;
   double doubles[kNumFigures] = {};
   int ints[kNumFigures] = {};
   long longs[kNumFigures] = {};
-  doubles[kFigureObjective] = factor * progress.objective + task_->model.constant;
-  doubles[kFigureBound] = factor * progress.bound + task_->model.constant;
+  doubles[kFigureObjective] = task_->model.stated_objective(progress.objective);
+  doubles[kFigureBound] = task_->model.stated_objective(progress.bound);
   doubles[kFigureRelativeGap] = progress.relative_gap;
   doubles[kFigureElapsedSeconds] = seconds;
   longs[kLongFigureSimplexIterations] = progress.simplex_iterations;

@@ -1,0 +1,42 @@
+// The rules behind a plan; see solve_plan.h.
+#include "solve/solve_plan.h"
+
+#include <algorithm>
+
+namespace vorlan {
+namespace {
+
+// By how much claims may be worse than what the optimizers are asked for.
+constexpr double kLinearAllowance = 10.0;
+constexpr double kConicAllowance = 100.0;
+
+}  // namespace
+
+bool wants_conic_method(const Model& model, const Parameters& parameters) {
+  if (model.is_mixed_integer()) return false;
+  return !model.is_linear() || parameters.get(IntParam::kOptimizer) == kConicMethod;
+}
+
+bool wants_interior_point(const Parameters& parameters) {
+  return parameters.get(IntParam::kOptimizer) == kInteriorPoint;
+}
+
+Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters) {
+  const double lower = parameters.get(DoubleParam::kLowerCutoff);
+  const double upper = parameters.get(DoubleParam::kUpperCutoff);
+  return model.maximize ? Cutoffs{-upper, -lower} : Cutoffs{lower, upper};
+}
+
+ClaimTolerances::ClaimTolerances(const Model& model, const Parameters& parameters)
+    : primal(kLinearAllowance * parameters.get(DoubleParam::kFeasibilityTolerance)),
+      dual(kLinearAllowance * parameters.get(DoubleParam::kOptimalityTolerance)),
+      gap(std::max(primal, dual)) {
+  if (wants_conic_method(model, parameters)) {
+    primal = dual = kConicAllowance * parameters.get(DoubleParam::kConicFeasibilityTolerance);
+    gap = kConicAllowance * parameters.get(DoubleParam::kConicGapTolerance);
+  }
+  if (!model.is_mixed_integer()) return;
+  primal = std::max(primal, kLinearAllowance * parameters.get(DoubleParam::kIntegralityTolerance));
+}
+
+}  // namespace vorlan

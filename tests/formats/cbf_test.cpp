@@ -174,7 +174,8 @@ TEST(CbfRead, ChangesAreLeftOutWithAWarning) {
   const Reading reading = read(file("VAR\n1 1\nF 1\nCHANGE\nOBJACOORD\nanything\n"));
   EXPECT_EQ(reading.error, "");
   EXPECT_EQ(reading.model.num_var(), 1);
-  EXPECT_EQ(reading.warnings, "text:8: the problem before CHANGE is read, the changes are not\n");
+  EXPECT_EQ(reading.warnings,
+            "warning: text:8: the problem before CHANGE is read, the changes are not\n");
 }
 
 TEST(CbfRead, ErrorsNameThePlace) {
@@ -329,9 +330,10 @@ TEST(CbfWrite, TheOrderOfVariablesFollowsTheCones) {
   model.cones.push_back({ConeKind::kQuadratic, {4, 1, 2}, {}});
   std::string warnings;
   const std::string text = write(model, &warnings);
-  EXPECT_EQ(warnings,
-            "the order of the variables is another one in the file: the members of a cone stand "
-            "side by side there\n");
+  EXPECT_EQ(
+      warnings,
+      "warning: the order of the variables is another one in the file: the members of a cone stand "
+      "side by side there\n");
   EXPECT_EQ(
       text,
       "VER\n1\n\nOBJSENSE\nMIN\n\nVAR\n6 3\nF 1\nQ 3\nF 2\n\nINT\n1\n5\n\nCON\n2 1\nL+ 2\n"
@@ -378,7 +380,7 @@ TEST(CbfWrite, NamesAreLeftOutWithAWarning) {
   model.var_names.add("x");
   std::string warnings;
   write(model, &warnings);
-  EXPECT_EQ(warnings, "CBF files have no names: those of the model are left out\n");
+  EXPECT_EQ(warnings, "warning: CBF files have no names: those of the model are left out\n");
 }
 
 TEST(CbfWrite, Refusals) {

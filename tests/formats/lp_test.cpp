@@ -163,6 +163,10 @@ TEST(LpRead, BoundsAndKinds) {
       {"int\n x\n", 0, kInf, VarKind::kInteger},
       {"Binaries\n x\n", 0, 1, VarKind::kInteger},
       {"Bounds\n x <= 9\nBin\n x\n", 0, 1, VarKind::kInteger, "text:8:2: the bounds of a binary"},
+      {"Bounds\n x = 0\nBin\n x\n", 0, 0, VarKind::kInteger},
+      {"Bounds\n x >= 1\nBin\n x\n", 1, 1, VarKind::kInteger},
+      {"Bounds\n -3 <= x <= 0.5\nBin\n x\n", 0, 0.5, VarKind::kInteger,
+       "text:8:2: the bounds of a binary"},
       {"Bin\n x\nBounds\n x <= 9\n", 0, 9, VarKind::kInteger},
       {"Bounds\n 2 <= x <= 9\nsemi-continuous\n x\n", 2, 9, VarKind::kSemiContinuous},
       {"Semis\n x\nGeneral\n x\n", 0, kInf, VarKind::kSemiInteger},
@@ -175,7 +179,8 @@ TEST(LpRead, BoundsAndKinds) {
     EXPECT_EQ(result.model.var_upper[0], test.upper);
     EXPECT_EQ(result.model.var_kind[0], test.kind);
     EXPECT_EQ(result.warnings.empty(), *test.warning == '\0');
-    EXPECT_EQ(result.warnings.substr(0, std::string(test.warning).size()), test.warning);
+    const std::string warning = as_warning(test.warning);
+    EXPECT_EQ(result.warnings.substr(0, warning.size()), warning);
   }
 }
 
@@ -233,19 +238,117 @@ TEST(LpRead, ErrorsNameThePlace) {
        "text:4:12: a second relation must be as the first, with constants on both sides, found "
        "'>='"},
       {with_row(" c: b = 1 -> x >= 2"),
-       "text:4:11: a constraint that holds under a condition cannot be taken, found '-'"},
+       "text:4:11: a constraint that holds under a condition cannot be taken; with a bound M of "
+       "its "
+       "left side, 'x + M b <= c + M' holds where b is 1, found '-'"},
       {with_rest("Bounds\n x <= abc\n"), "text:6:7: a number was expected, found 'abc'"},
       {with_rest("Bounds\n x 3\n"),
        "text:6:4: a relation ('<=', '>=' or '=') or 'free' was expected, found '3'"},
       {with_rest("SOS\n s1: S1:: x:1 y:2\n"),
-       "text:5:1: a section of this kind cannot be taken, found 'SOS'"},
+       "text:5:1: special ordered sets cannot be taken; binary variables and constraints can say "
+       "them, found 'SOS'"},
       {with_rest("Lazy Constraints\n"),
-       "text:5:1: a section of this kind cannot be taken, found 'Lazy'"},
+       "text:5:1: lazy constraints and user cuts cannot be taken; constraints stand under 'Subject "
+       "To', found 'Lazy'"},
       {"Minimize ] extended problem 1\nMinimize\n x\nEnd\n",
        "text:1:1: the file has sections of PTF files and must be read as .ptf or .opf, found "
        "'Minimize ] extended problem 1'"},
   };
   for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
+}
+
+// Almost any characters may be in a name, so that these texts could be read as variables.
+TEST(LpRead, TyposAreErrorsAndNoVariables) {
+  const std::pair<const char*, const char*> cases[] = {
+      {" c: x + y >= 1,5", "15: a number has a point before its decimals and no comma, found ',5'"},
+      {" c: x >= 5,000", "11: a number has a point before its decimals and no comma, found ',000'"},
+      {" c: x <= 20;", "12: a constraint ends without ';', found ';'"},
+      {" c: x <= 20 ;", "13: a constraint ends without ';', found ';'"},
+      {" c: x <= 1_000", "11: a number has no '_' between its digits, found '_000'"},
+      {" c: x <= 20%", "12: a number has no unit, found '%'"},
+      {" c: x >= 1e", "11: an exponent needs digits, found 'e'"},
+      {" c: x >= 1..5", "12: a sign or the end of the constraint was expected, found '.5'"},
+      {" c: x >= \"5\"", "10: a number stands without quotes, found '\"5\"'"},
+      {" c: x >= $5", "10: a number has no unit, found '$5'"},
+      {" c: x >= 5 (demand)",
+       "12: round brackets do not group terms, and a comment begins with '\\', found '(demand)'"},
+      {" c: 2(x + y) <= 9",
+       "6: round brackets do not group terms, and a comment begins with '\\', found '(x'"},
+      {" c: 2 (x + y) <= 9",
+       "7: round brackets do not group terms, and a comment begins with '\\', found '(x'"},
+      {" c: x >= 5 # demand", "12: a comment begins with '\\', found '#'"},
+      {" c: x + y > 2 3", "15: a sign or the end of the constraint was expected, found '3'"},
+      {" c: x + y >= 2 y x", "18: a sign or the end of the constraint was expected, found 'x'"},
+      {" c: x * y >= 2",
+       "7: a product or a power of variables stands in brackets, as in '[ 2 x * y + z ^ 2 ]', and "
+       "a number in front of its variable, found '*'"},
+      {" c: x^2 >= 2",
+       "6: a product or a power of variables stands in brackets, as in '[ 2 x * y + z ^ 2 ]', and "
+       "a number in front of its variable, found '^'"},
+  };
+  for (const auto& [row, message] : cases) {
+    EXPECT_EQ(read(with_row(row)).error, "text:4:" + std::string(message)) << row;
+  }
+  // Names in places where nobody writes typos stay names, as programs write them.
+  for (const char* row :
+       {" c: x(1) + ,5 + 2 ;a + \"q\" + 3x >= 1", " c: 2 $x + 3 %y + _z >= 1", " c: x >= 2 y",
+        " c: x >= y(1)", " c: x >= z", " c: x - 3z + e >= 1\n d: x >= 2 z + 2e",
+        " c: x + (a) >= 2 (a)", " c: (a + b >= 1", " c: 2 <= kg + x"}) {
+    EXPECT_EQ(read(with_row(row)).error, "") << row;
+  }
+}
+
+// A unit is not told from a variable but by what the rest of the file says about it.
+TEST(LpRead, AUnitIsNoVariable) {
+  constexpr std::string_view kUnit =
+      ": a number has no unit; a variable that is only behind numbers right of relations must be "
+      "in the objective, in Bounds or in a list, too, found 'kg'";
+  const auto error_of = [](const std::string& row, const std::string& rest) {
+    return read(with_row(row + "\n" + rest)).error;
+  };
+  EXPECT_EQ(error_of(" c: x <= 20 kg", ""), "text:4:13" + std::string(kUnit));
+  EXPECT_EQ(error_of(" c: x <= 20kg", ""), "text:4:12" + std::string(kUnit));
+  EXPECT_EQ(error_of(" c: x <= 20 kg\n d: y >= 3 kg", ""), "text:4:13" + std::string(kUnit));
+  EXPECT_EQ(error_of(" c: x <= 20 kg\n d: kg >= 3", ""), "");
+  EXPECT_EQ(error_of(" c: x <= 20 kg", "Bounds\n kg >= 3"), "");
+  EXPECT_EQ(error_of(" c: x <= 20 kg", "Generals\n kg"), "");
+  EXPECT_EQ(error_of(" c: x <= 20 kg + 3 lb", ""), "");
+  EXPECT_EQ(error_of(" c: x <= 3 * kg", ""), "");
+  EXPECT_EQ(error_of(" c: x <= 20 y", "Bounds\n x <= 4kg\n"),
+            "text:6:8: a number has no unit, found 'kg'");
+  EXPECT_EQ(error_of(" c: x <= 20 y", "Bounds\n x <= 1,5\n"),
+            "text:6:8: a number has a point before its decimals and no comma, found ',5'");
+  EXPECT_EQ(error_of(" c: x <= 20 y", "Bounds\n x <= 4 kg\n y <= 2\n"),
+            "text:6:9: a relation ('<=', '>=' or '=') or 'free' was expected behind this, found "
+            "'kg'");
+}
+
+TEST(LpRead, MisspeltHeadingsAndNames) {
+  const std::pair<std::string, const char*> cases[] = {
+      {with_rest("Boundz\n -5 <= x\n"),
+       "text:5:1: this looks like the name of a section, found 'Boundz'; did you mean 'bounds'?"},
+      {with_rest("Generals\n x\nBinarys\n y\n"),
+       "text:7:1: this looks like the name of a section, found 'Binarys'; did you mean 'binary'?"},
+      {"Minimize\n x\nSubjct To\n x >= 1\nEnd\n",
+       "text:3:1: a sign or the name of a section was expected, found 'Subjct'; did you mean "
+       "'subject to'?"},
+      {with_rest("Cones\n k: quadratic x y\n"),
+       "text:5:1: this looks like the name of a section, found 'Cones'; a section of PTF files, "
+       "which begin with the line 'Minimize ] extended problem 1' and have the suffix .ptf or "
+       ".opf"},
+      {with_rest("Solution interior\n"),
+       "text:5:1: this looks like the name of a section, found 'Solution'; a section of PTF files, "
+       "which begin with the line 'Minimize ] extended problem 1' and have the suffix .ptf or "
+       ".opf"},
+      {with_rest("Generals\n x, y\n"), "text:6:2: names are separated by blanks alone, found 'x,'"},
+      {with_objective(" obj: x + y;"), "text:2:11: a line ends without ';', found 'y;'"},
+  };
+  for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
+  const Reading unknown = read(with_rest("Bounds\n xx <= 4\n"));
+  EXPECT_EQ(unknown.error, "");
+  EXPECT_EQ(unknown.warnings,
+            as_warning("text:6:2: a variable that is in no constraint and not in the objective, "
+                       "found 'xx'; did you mean 'x'?\n"));
 }
 
 TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
@@ -334,7 +437,7 @@ TEST(LpWrite, NamesSurvive) {
   }
   std::string warnings;
   const std::string text = write(model, &warnings);
-  EXPECT_EQ(warnings.substr(0, 39), "names that LP cannot say are encoded: 3") << warnings;
+  EXPECT_EQ(warnings.substr(0, 48), "warning: names that LP cannot say are encoded: 3") << warnings;
   const Reading result = read(text);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(difference(model, result.model), "");
@@ -529,9 +632,14 @@ TEST(Ptf, ErrorsNameThePlace) {
        "text:7:5: the kind of a cone was expected, found "
        "'round'"},
       {in_file("", "Cones\n k: exponential x y\n"),
-       "text:8:1: a cone of this kind cannot have 2 variables, as it has before this, found 'End'"},
+       "text:7:2: a cone of this kind cannot have 2 variables, found 'k'"},
       {in_file("", "Cones\n k: quadratic x x\n"),
-       "text:8:1: variable 'x', before this, is in a cone already, found 'End'"},
+       "text:7:17: a variable can be in one cone only, found 'x'"},
+      {in_file("", " d: x + yy >= 1\nCones\n k: quadratic x y\n m: quadratic yy yyy\n"),
+       "text:9:18: a member of a cone that is nowhere else in the model, found 'yyy'; did you mean "
+       "'yy'?"},
+      {in_file("Matrix Variables\n XX(2)\n", " d: X(2,1) >= 1\n"),
+       "text:8:5: there is no matrix variable of this name, found 'X(2,1)'; did you mean 'XX'?"},
       {in_file("", "Solution optimal\nEnd\n"),
        "text:6:10: 'interior', 'basic' or 'integer' was expected, found 'optimal'"},
       {in_file("", "Solution basic\n variable z = basic 1 2 3\n"),

@@ -95,7 +95,8 @@ TEST(MpsRead, BoundsOfContinuousColumns) {
     EXPECT_EQ(result.model.var_upper[0], test.upper);
     EXPECT_EQ(result.model.var_kind[0], test.kind);
     EXPECT_EQ(result.warnings.empty(), *test.warning == '\0');
-    EXPECT_EQ(result.warnings.substr(0, std::string(test.warning).size()), test.warning);
+    const std::string warning = as_warning(test.warning);
+    EXPECT_EQ(result.warnings.substr(0, warning.size()), warning);
   }
 }
 
@@ -147,7 +148,8 @@ TEST(MpsRead, Ranges) {
     }
   }
   const Reading dropped = read(text_of({.rest = "RANGES\n RNG COST 4\n R1 2\n"}));
-  EXPECT_EQ(dropped.warnings, "text:10:6: a range of a free row is dropped, found 'COST'\n");
+  EXPECT_EQ(dropped.warnings,
+            "warning: text:10:6: a range of a free row is dropped, found 'COST'\n");
   EXPECT_EQ(dropped.model.con_upper[0], 5.0);
 }
 
@@ -158,11 +160,11 @@ TEST(MpsRead, RightHandSides) {
   EXPECT_EQ(read(text_of({.rhs = " R1 3 COST -1\n"})).model.constant, 1.0);
   const Reading sets = read(text_of({.rhs = " A R1 3\n B R1 8\n"}));
   EXPECT_EQ(sets.model.con_lower[0], 3.0);
-  EXPECT_EQ(sets.warnings, "text:9:2: only the first set 'A' is taken, found 'B'\n");
+  EXPECT_EQ(sets.warnings, "warning: text:9:2: only the first set 'A' is taken, found 'B'\n");
   const Reading twice = read(text_of({.rhs = " A R1 3\n A R1 8\n"}));
   EXPECT_EQ(twice.model.con_lower[0], 8.0);
   EXPECT_EQ(twice.warnings,
-            "text:9:4: a second right-hand side of this row, it is taken, "
+            "warning: text:9:4: a second right-hand side of this row, it is taken, "
             "found 'R1'\n");
   EXPECT_EQ(read(text_of({.rhs = " RHS R1 -1e30\n"})).model.con_lower[0], -kInf);
   // A row that is named like a set.
@@ -196,6 +198,35 @@ TEST(MpsRead, SenseAndObjective) {
   EXPECT_EQ(second.model.objective_name, "C2");
   EXPECT_EQ(second.model.cost[0], 2.0);
   EXPECT_EQ(read(text_of({.rows = " G R1\n", .columns = " X R1 1\n"})).model.objective_name, "");
+}
+
+// A modelling tool for Python says the sense by a comment before everything else.
+TEST(MpsRead, SenseInAComment) {
+  const std::string rest = "NAME T\nROWS\n N COST\nCOLUMNS\n X COST 1\nENDATA\n";
+  const Reading maximize = read("*SENSE:Maximize\n" + rest);
+  EXPECT_EQ(maximize.error, "");
+  EXPECT_TRUE(maximize.model.maximize);
+  EXPECT_EQ(maximize.warnings, as_warning("text:1:8: the sense of the objective is taken from this "
+                                          "comment, found 'Maximize'\n"));
+  const Reading minimize = read("*SENSE:Minimize\n" + rest);
+  EXPECT_FALSE(minimize.model.maximize);
+  EXPECT_EQ(minimize.warnings, "");
+  const Reading both = read("*SENSE:Maximize\nOBJSENSE MIN\n" + rest);
+  EXPECT_FALSE(both.model.maximize);
+  EXPECT_NE(both.warnings.find("text:2:10: the section says another sense"), std::string::npos);
+  const Reading later = read("OBJSENSE MIN\n*SENSE:Maximize\n" + rest);
+  EXPECT_FALSE(later.model.maximize);
+  EXPECT_NE(later.warnings.find("text:2:8: OBJSENSE says another sense"), std::string::npos);
+  const Reading none = read("*SENSE:Maximal\n" + rest);
+  EXPECT_FALSE(none.model.maximize);
+  EXPECT_EQ(none.warnings.substr(0, 23), "warning: text:1:8: a se");
+}
+
+TEST(MpsRead, ABoundOfAnUnknownColumnNamesTheNearest) {
+  const Reading result = read(with_bounds(" UP BND XX 4\n"));
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(result.warnings, as_warning("text:10:9: a bound of a column without elements, which is "
+                                        "added, found 'XX'; did you mean 'X'?\n"));
 }
 
 TEST(MpsRead, NameLine) {
@@ -295,8 +326,9 @@ TEST(MpsRead, ColumnOfABoundAlone) {
   const Reading result = read(with_bounds(" UP BND Z 4\n"));
   EXPECT_EQ(result.model.num_var(), 2);
   EXPECT_EQ(result.model.var_upper[1], 4.0);
-  EXPECT_EQ(result.warnings,
-            "text:10:9: a bound of a column without elements, which is added, found 'Z'\n");
+  EXPECT_EQ(
+      result.warnings,
+      "warning: text:10:9: a bound of a column without elements, which is added, found 'Z'\n");
 }
 
 TEST(MpsRead, Errors) {
@@ -305,8 +337,11 @@ TEST(MpsRead, Errors) {
       {"NAME\n", "text:1: the file ends here, without ENDATA"},
       {"ROWS\n N C\nENDATA\n", "text:3: ENDATA before COLUMNS"},
       {"COLUMNS\n", "text:1: COLUMNS before ROWS"},
-      {"SOS\n", "text:1:1: a section of this kind cannot be taken, found 'SOS'"},
-      {"NONSENSE\n", "text:1:1: the name of a section was expected, found 'NONSENSE'"},
+      {"SOS\n",
+       "text:1:1: special ordered sets cannot be taken; binary columns and rows can say them, "
+       "found 'SOS'"},
+      {"NONSENSE\n",
+       "text:1:1: the name of a section was expected, found 'NONSENSE'; did you mean 'OBJSENSE'?"},
       {" X\n", "text:1:2: a section was expected, found 'X'"},
       {"OBJSENSE UP\n", "text:1:10: MAX or MIN was expected, found 'UP'"},
       {"RHS\n", "text:1: the section must come behind COLUMNS"},
@@ -324,7 +359,7 @@ TEST(MpsRead, Errors) {
       {text_of({.rows = " G COST\n N COST\n"}),
        "text:4:4: a second row of this name, found 'COST'"},
       {text_of({.columns = " X COST 1 R9 1\n"}),
-       "text:6:11: the name of a row was expected, found 'R9'"},
+       "text:6:11: the name of a row was expected, found 'R9'; did you mean 'R1'?"},
       {text_of({.columns = " X COST 1 R1\n"}),
        "text:6:13: a number was expected, found the end of the line"},
       {text_of({.columns = " X\n"}),
@@ -342,6 +377,14 @@ TEST(MpsRead, Errors) {
        "text:8:2: the column has been given before, its lines must be together, found 'X'"},
       {text_of({.columns = " M 'MARKER' 'SOSORG'\n"}),
        "text:6:13: 'INTORG' or 'INTEND' was expected, found ''SOSORG''"},
+      {text_of({.columns = " M MARKER INTORG\n X COST 1\n"}),
+       "text:6:4: the words of a marker stand in quotes, as 'MARKER' 'INTORG', found 'MARKER'"},
+      {"NAME T\nROWS\n N COST\nCOLUMS\n",
+       "text:4:1: the name of a section was expected, found 'COLUMS'; did you mean 'COLUMNS'?"},
+      {"INDICATORS\n",
+       "text:1:1: rows that hold under a condition cannot be taken; with a bound M of its left "
+       "side, "
+       "'x + M b <= c + M' holds where b is 1, found 'INDICATORS'"},
       {with_bounds(" ZZ BND X 1\n"), "text:10:2: the type of a bound was expected, found 'ZZ'"},
       {with_bounds(" UP BND X\n"), "text:10:9: a number was expected, found 'X'"},
       {with_bounds(" UP BND X 1 2\n"), "text:10:13: the end of the line was expected, found '2'"},
@@ -501,7 +544,7 @@ TEST(MpsWrite, NamesSurvive) {
   }
   std::string warnings;
   const std::string text = write(model, &warnings);
-  EXPECT_EQ(warnings.substr(0, 40), "names that MPS cannot say are encoded: 3");
+  EXPECT_EQ(warnings.substr(0, 49), "warning: names that MPS cannot say are encoded: 3");
   const Reading result = read(text);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.warnings, "");

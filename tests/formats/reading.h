@@ -14,6 +14,11 @@
 
 namespace vorlan::test {
 
+// The text as it begins a warning; nothing for no text.
+inline std::string as_warning(std::string_view text) {
+  return text.empty() ? std::string() : "warning: " + std::string(text);
+}
+
 struct Reading {
   Model model;
   std::string error, warnings;

@@ -95,10 +95,10 @@ TEST(SdpaRead, TheCommentOfAMinimization) {
 TEST(SdpaRead, TheDialectWithIntegersIsRemarkedOnce) {
   const Reading reading = read("1\n1\n-1\n1\n1 1 1 1 1\n*INTEGER\n*1\n*RANK1\n*1\n");
   EXPECT_EQ(reading.error, "");
-  EXPECT_EQ(
-      reading.warnings,
-      "text:6:1: what follows is taken for comments: integers and matrices of rank one of the "
-      "dual problem cannot be read, found '*INTEGER'\n");
+  EXPECT_EQ(reading.warnings,
+            "warning: text:6:1: what follows is taken for comments: integers and matrices of rank "
+            "one of the "
+            "dual problem cannot be read, found '*INTEGER'\n");
 }
 
 TEST(SdpaRead, ErrorsNameThePlace) {
@@ -191,8 +191,9 @@ TEST(SdpaWrite, HelpersForWhatTheFormatDoesNotSay) {
             "5 2 6 6 1\n"
             "6 2 10 10 1\n");
   EXPECT_EQ(warnings,
-            "SDPA files have non-negative scalars only: 2 variables are written with the opposite "
-            "sign or as a difference\nconstraints without sides are left out: 1\n");
+            "warning: SDPA files have non-negative scalars only: 2 variables are written with the "
+            "opposite "
+            "sign or as a difference\nwarning: constraints without sides are left out: 1\n");
   EXPECT_EQ(round_trip_fault(read_sdpa, write_sdpa, text), "");
 }
 
@@ -206,8 +207,8 @@ TEST(SdpaWrite, AMinimizationIsWrittenWithTheOppositeSign) {
             "* Dialect: minimize\n* The objective is the negative of the one that is minimized.\n"
             "0\n1\n-1\n\n0 1 1 1 -2\n");
   EXPECT_EQ(warnings,
-            "SDPA files have no names: those of the model are left out\n"
-            "SDPA files maximize: the objective is written with the opposite sign\n");
+            "warning: SDPA files have no names: those of the model are left out\n"
+            "warning: SDPA files maximize: the objective is written with the opposite sign\n");
 }
 
 TEST(SdpaWrite, Refusals) {

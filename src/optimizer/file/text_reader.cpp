@@ -69,17 +69,23 @@ bool TextReader::next_line_slow(std::string_view* line) {
   return true;
 }
 
-Status TextReader::error(std::string_view word, std::string_view what) const {
+Status TextReader::error(std::string_view word, std::string_view what,
+                         std::string_view help) const {
   const std::less_equal<> not_after;  // a total order, also of unrelated pointers
   const char* const end = line_.data() + line_.size();
   const bool inside = not_after(line_.data(), word.data()) && not_after(word.data(), end);
   const size_t column = inside ? static_cast<size_t>(word.data() - line_.data()) : line_.size();
+  return error_at(line_number_, column + 1, word, what, help);
+}
+
+Status TextReader::error_at(int64_t line, size_t column, std::string_view word,
+                            std::string_view what, std::string_view help) const {
   const std::string found = word.empty() ? std::string("the end of the line")
                                          : format_text("'%s'", printable(word).c_str());
   return {Code::kErrFileContent,
-          format_text("%s:%lld:%zu: %s, found %s", buffer_.input().shown_name().c_str(),
-                      static_cast<long long>(line_number_), column + 1, std::string(what).c_str(),
-                      found.c_str())};
+          format_text("%s:%lld:%zu: %s, found %s%s", buffer_.input().shown_name().c_str(),
+                      static_cast<long long>(line), column, std::string(what).c_str(),
+                      found.c_str(), std::string(help).c_str())};
 }
 
 Status TextReader::line_error(std::string_view what) const {

@@ -33,8 +33,12 @@ class TextReader {
 
   // "NAME:LINE:COLUMN: what, found 'word'", where the word is a part of the current line; an empty
   // one at the line's end, or std::string_view(), stands for the end of the line. Columns count
-  // bytes from 1.
-  Status error(std::string_view word, std::string_view what) const;
+  // bytes from 1. `help` is put behind all that.
+  Status error(std::string_view word, std::string_view what, std::string_view help = {}) const;
+
+  // As error(), about a word of an earlier line.
+  Status error_at(int64_t line, size_t column, std::string_view word, std::string_view what,
+                  std::string_view help = {}) const;
 
   // "NAME:LINE: what", for the current line as a whole.
   Status line_error(std::string_view what) const;

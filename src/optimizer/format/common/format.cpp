@@ -17,8 +17,8 @@ void Warnings::add(std::string text) {
 
 std::string Warnings::text() const {
   std::string text;
-  for (const std::string& line : lines_) text += line + "\n";
-  if (dropped_ > 0) text += format_text("%zu more warnings like these\n", dropped_);
+  for (const std::string& line : lines_) text += "warning: " + line + "\n";
+  if (dropped_ > 0) text += format_text("warning: and %zu more like these\n", dropped_);
   return text;
 }
 

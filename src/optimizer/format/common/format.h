@@ -24,7 +24,9 @@ class Warnings {
   static constexpr size_t kMostLines = 20;
 
   void add(std::string text);
-  // The lines, each ended by a newline, and how many more there were.
+  // Whether a further line would only be counted: what costs time to say need not be found then.
+  bool full() const { return lines_.size() == kMostLines; }
+  // The lines, each begun by "warning: " and ended by a newline, and how many more there were.
   std::string text() const;
 
  private:

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "format/common/nearest.h"
+
 namespace vorlan {
 namespace {
 
@@ -84,7 +86,11 @@ bool read_map(DocumentReader* reader, std::string_view what,
     const auto about = [&](const char* text) {
       return std::string(what) + " " + text + " '" + key.substr(0, 60) + "'";
     };
-    if (field == fields.end()) return reader->fail(mark, about("has no key"));
+    if (field == fields.end()) {
+      Nearest nearest(key);
+      for (const ReadField& known : fields) nearest.consider(known.key);
+      return reader->fail(mark, about("has no key") + nearest.advice());
+    }
     const auto index = static_cast<size_t>(field - fields.begin());
     if (seen[index]) return reader->fail(mark, about("has twice the key"));
     seen[index] = true;

@@ -8,7 +8,9 @@
 #include <limits>
 #include <span>
 
+#include "format/common/nearest.h"
 #include "format/lp/lp.h"
+#include "format/lp/lp_advice.h"
 #include "format/lp/lp_names.h"
 #include "task/text.h"
 
@@ -39,6 +41,31 @@ const SenseWord* find_sense(std::string_view word) {
 }
 
 std::string_view first_word(std::string_view text) { return take_word(&text); }
+
+// Why a section that other programs know cannot be taken, by its first word.
+std::string_view advice_on_section(std::string_view word) {
+  if (is_lp_word(word.substr(0, 3), "sos")) {
+    return "special ordered sets cannot be taken; binary variables and constraints can say them";
+  }
+  if (is_lp_word(word, "general")) {
+    return "general constraints (min, max, abs and the like) cannot be taken; binary variables and "
+           "linear constraints can say them";
+  }
+  return "lazy constraints and user cuts cannot be taken; constraints stand under 'Subject To'";
+}
+
+// As much of the line as the heading has; "solution" has its kind behind it.
+std::string_view first_words(std::string_view line, std::string_view heading) {
+  return heading == "solution" ? line.substr(0, line.find(' ')) : line;
+}
+
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
 
 }  // namespace
 
@@ -154,11 +181,9 @@ bool LpReader::read_sections() {
     const std::string_view word = tokens_.token().text;
     const Section section = heading();
     if (section == Section::kEnd) return true;
-    if (section == Section::kForeign) {
-      return tokens_.fail(word, "a section of this kind cannot be taken");
-    }
+    if (section == Section::kForeign) return tokens_.fail(word, advice_on_section(word));
     if (section == Section::kNone) {
-      return tokens_.fail("a sign or the name of a section was expected");
+      return tokens_.fail(word, "a sign or the name of a section was expected", nearest_heading());
     }
     if (solved && section != Section::kSolution && section != Section::kParameters) {
       return tokens_.fail("solutions come behind the model, but this follows them");
@@ -278,6 +303,7 @@ bool LpReader::read_constraint() {
   const int32_t con = model_->num_con();
   if (con == std::numeric_limits<int32_t>::max()) return tokens_.fail("too many constraints");
   const bool labelled = tokens_.kind() == LpKind::kName && tokens_.following() == ':';
+  if (!labelled && tokens_.at_margin() && !check_heading()) return false;
   if (!read_label(con)) return false;
   rows_.begin_row();
   row_has_range_ = false;
@@ -291,9 +317,53 @@ bool LpReader::read_constraint() {
   if (!is_relation(relation)) return tokens_.fail("a relation ('<=', '>=' or '=') was expected");
   tokens_.next();
   const LineEnd line_end = left.terms ? LineEnd::kEnds : LineEnd::kEndsConstant;
+  right_of_terms_ = left.terms;
+  const size_t num_doubtful = doubtful_.size();
   if (!read_expression(con, left.terms ? -1.0 : 1.0, line_end, &right)) return false;
+  right_of_terms_ = false;
   if (!right.said || (nothing && right.terms)) return tokens_.fail("a number was expected");
-  return finish_constraint(con, left, relation, right);
+  // A unit is the only thing on its side.
+  if (!right.alone) doubtful_.resize(num_doubtful);
+  return finish_constraint(con, left, relation, right) && check_line_end();
+}
+
+// A constraint without a name begins a line: what follows another one in its line belongs to that.
+bool LpReader::check_line_end() {
+  const LpToken& token = tokens_.token();
+  if (token.first || token.kind == LpKind::kEnd || starts_section()) return tokens_.status().ok();
+  if (token.kind == LpKind::kName && tokens_.following() == ':') return true;
+  return tokens_.fail("a sign or the end of the constraint was expected");
+}
+
+// A heading that is misspelt, or needs an opening line that is not there, would be a variable.
+bool LpReader::check_heading() {
+  const LpToken& token = tokens_.token();
+  if (token.kind != LpKind::kName || !tokens_.at_margin() || var_table_.find(token.text) >= 0) {
+    return true;
+  }
+  const std::string help = nearest_heading();
+  if (help.empty()) return true;
+  return tokens_.fail(token.text, "this looks like the name of a section", help);
+}
+
+// What a heading that the line at hand is nearest to would need; empty if it is near to none.
+std::string LpReader::nearest_heading() const {
+  std::string_view rest = tokens_.rest().substr(0, tokens_.rest().find('\\'));
+  std::string line = lower_case(tokens_.token().text);
+  for (std::string_view word = take_word(&rest); !word.empty(); word = take_word(&rest)) {
+    line += " " + lower_case(word);
+    if (line.size() > 2 * kLongestHeading) return {};
+  }
+  Nearest nearest(line);
+  for (const Heading& heading : kHeadings) {
+    if (heading.words.size() < 4) continue;
+    if (heading.extended && !extended_ && heading.words == first_words(line, heading.words)) {
+      return "; a section of PTF files, which begin with the line '" + std::string(kPtfOpening) +
+             "' and have the suffix .ptf or .opf";
+    }
+    nearest.consider(heading.words);
+  }
+  return nearest.advice();
 }
 
 bool LpReader::read_label(int32_t con) {
@@ -369,7 +439,9 @@ bool LpReader::read_expression(int32_t con, double factor, LineEnd line_end, Par
       sign = true;
       negative ^= tokens_.kind() == LpKind::kMinus;
       if (negative && tokens_.rest().starts_with('>')) {
-        return tokens_.fail("a constraint that holds under a condition cannot be taken");
+        return tokens_.fail(
+            "a constraint that holds under a condition cannot be taken; with a "
+            "bound M of its left side, 'x + M b <= c + M' holds where b is 1");
       }
     }
     const LpKind kind = tokens_.kind();
@@ -389,7 +461,8 @@ bool LpReader::read_expression(int32_t con, double factor, LineEnd line_end, Par
         tokens_.next();
         good = true;
       } else {
-        good = read_name_term(con, signed_factor, part);
+        good = (!right_of_terms_ || check_right_name(false)) &&
+               read_name_term(con, signed_factor, part);
       }
     } else if (kind == LpKind::kOpen) {
       part->terms = true;
@@ -400,6 +473,7 @@ bool LpReader::read_expression(int32_t con, double factor, LineEnd line_end, Par
       return true;
     }
     if (!good) return false;
+    part->alone = !part->said;
     part->said = true;
     const bool may_end =
         line_end == LineEnd::kEnds || (line_end == LineEnd::kEndsConstant && !part->terms);
@@ -418,9 +492,11 @@ bool LpReader::read_number_term(int32_t con, double sign, double factor, LineEnd
   if (token.kind == LpKind::kStar) {
     tokens_.next();
     if (tokens_.kind() != LpKind::kName) return tokens_.fail("a variable was expected");
+    if (right_of_terms_ && !check_right_name(false)) return false;
     return read_name_term(con, factor * value, part);
   }
   if (token.kind == LpKind::kName) {
+    if (token.glued && !begins_like_lp_name(token.text) && !check_behind_number()) return false;
     const bool may_end =
         line_end == LineEnd::kEnds || (line_end == LineEnd::kEndsConstant && !part->terms);
     bool ends = (may_end && token.first) || tokens_.following() == ':';
@@ -428,7 +504,10 @@ bool LpReader::read_number_term(int32_t con, double sign, double factor, LineEnd
                   is_lp_word(token.text, "such"))) {
       ends = starts_section();
     }
-    if (!ends) return read_name_term(con, factor * value, part);
+    if (!ends) {
+      if (right_of_terms_ && !check_right_name(true)) return false;
+      return read_name_term(con, factor * value, part);
+    }
   }
   if (con == kObjective) {
     add_constant(sign * value);
@@ -442,9 +521,102 @@ bool LpReader::read_name_term(int32_t con, double coefficient, Part* part) {
   const LpToken& token = tokens_.token();
   part->terms = true;
   if (!std::isfinite(coefficient)) return tokens_.fail("a coefficient must be finite");
+  if (token.text[0] == '(' && !check_brackets()) return false;
+  if (!doubtful_.empty() && !right_of_terms_) settle(token.text);
   if (!add_term(con, coefficient, token.text)) return false;
   tokens_.next();
+  if (tokens_.kind() != LpKind::kStar && tokens_.kind() != LpKind::kCaret) return true;
+  return tokens_.fail(
+      "a product or a power of variables stands in brackets, as in '[ 2 x * y + z ^ 2 ]', and a "
+      "number in front of its variable");
+}
+
+// What follows a number without a blank and does not begin as names do: the rest of a number that
+// is written in another way, unless there is such a variable.
+bool LpReader::check_behind_number() {
+  const std::string_view word = tokens_.token().text;
+  return var_table_.find(word) >= 0 || tokens_.fail(advice_on_typo(word));
+}
+
+// Right of a relation with variables on its left, no program writes anything but a number. A person
+// may write a variable there; a new one must look like a name, and one behind a number is doubtful.
+bool LpReader::check_right_name(bool behind_number) {
+  const LpToken& token = tokens_.token();
+  if (var_table_.find(token.text) >= 0) {
+    if (!behind_number) settle(token.text);
+    return true;
+  }
+  int32_t matrix_var = 0;
+  int32_t row = 0;
+  int32_t col = 0;
+  const bool helper = encoded_ && token.text.find('%') != std::string_view::npos;
+  if (helper || find_element(token.text, &matrix_var, &row, &col)) return true;
+  const bool exponent = token.glued && is_lp_word(token.text, "e");
+  if (!begins_like_lp_name(token.text) || exponent) {
+    return tokens_.fail(advice_on_typo(token.text));
+  }
+  if (behind_number) doubtful_.push_back({model_->num_var(), tokens_.place(), false});
   return true;
+}
+
+// "(x + y)": two names here, of which the second one closes what the first one opens.
+bool LpReader::check_brackets() {
+  const std::string_view word = tokens_.token().text;
+  if (word.find(')') != std::string_view::npos || var_table_.find(word) >= 0) return true;
+  const std::string_view rest = tokens_.rest();
+  const size_t close = rest.find_first_of("()\\");
+  return close == std::string_view::npos || rest[close] != ')' ||
+         tokens_.fail(advice_on_typo(word));
+}
+
+void LpReader::settle(std::string_view word) {
+  const int32_t var = var_table_.find(word);
+  if (var >= 0) var_flags_[static_cast<size_t>(var)] |= kSettled;
+}
+
+bool LpReader::check_doubtful() {
+  for (const Doubtful& doubtful : doubtful_) {
+    const auto index = static_cast<size_t>(doubtful.var);
+    if ((var_flags_[index] & kSettled) != 0) continue;
+    const std::string_view word = model_->var_names[index];
+    const std::string help = nearest_settled(word);
+    if (doubtful.in_cone) {
+      constexpr std::string_view kAlone = "a member of a cone that is nowhere else in the model";
+      if (!help.empty()) return tokens_.fail_at(doubtful.place, word, kAlone, help);
+      warnings_->add(tokens_.message_at(doubtful.place, word, kAlone));
+      continue;
+    }
+    return tokens_.fail_at(doubtful.place, word,
+                           "a number has no unit; a variable that is only behind numbers right of "
+                           "relations must be in the objective, in Bounds or in a list, too",
+                           help);
+  }
+  for (const Doubtful& doubtful : semicolons_) {
+    const std::string_view word = model_->var_names[static_cast<size_t>(doubtful.var)];
+    if (var_table_.find(word.substr(0, word.size() - 1)) < 0) continue;
+    return tokens_.fail_at(doubtful.place, word, "a line ends without ';'");
+  }
+  return true;
+}
+
+// As the next, among the variables that are in no doubt themselves.
+std::string LpReader::nearest_settled(std::string_view word) const {
+  std::vector<int32_t> others;
+  for (const Doubtful& doubtful : doubtful_) {
+    if ((var_flags_[static_cast<size_t>(doubtful.var)] & kSettled) == 0) {
+      others.push_back(doubtful.var);
+    }
+  }
+  Nearest nearest(word);
+  for (int32_t var = 0; var < model_->num_var(); ++var) {
+    if (std::binary_search(others.begin(), others.end(), var)) continue;
+    nearest.consider(model_->var_names[static_cast<size_t>(var)]);
+  }
+  return nearest.advice();
+}
+
+std::string LpReader::nearest_variable(std::string_view word) const {
+  return advice_on(model_->var_names, model_->cost.size(), word);
 }
 
 bool LpReader::add_term(int32_t con, double coefficient, std::string_view word) {
@@ -487,6 +659,7 @@ bool LpReader::add_helper(int32_t con, double coefficient, std::string_view word
 bool LpReader::add_variable(std::string_view word, int32_t* var) {
   *var = model_->num_var();
   if (*var == std::numeric_limits<int32_t>::max()) return tokens_.fail("too many variables");
+  if (word.back() == ';') semicolons_.push_back({*var, tokens_.place(), false});
   var_table_.insert(word, *var);
   model_->var_names.add(word);
   model_->cost.push_back(0.0);
@@ -594,6 +767,7 @@ bool LpReader::read_divisor(double* value) {
 bool LpReader::read_variable(int32_t* var) {
   if (tokens_.kind() != LpKind::kName) return tokens_.fail("a variable was expected");
   const std::string_view word = tokens_.token().text;
+  if (!doubtful_.empty()) settle(word);
   *var = var_table_.find(word);
   if (*var < 0) {
     int32_t matrix_var = 0;
@@ -625,6 +799,7 @@ void LpReader::warn(std::string_view word, std::string_view what) {
 }
 
 Status LpReader::finish() {
+  if (!check_doubtful()) return tokens_.status();
   for (const auto& [var, line] : negative_uppers_) {
     const auto index = static_cast<size_t>(var);
     if ((var_flags_[index] & kHasLower) != 0 || !(model_->var_upper[index] < 0.0)) continue;

@@ -50,8 +50,16 @@ class LpReader {
   // One side of a relation.
   struct Part {
     bool terms = false;
-    bool said = false;  // anything at all
+    bool said = false;   // anything at all
+    bool alone = false;  // nothing but one item
     double constant = 0.0;
+  };
+
+  // A variable that may be a misspelt name or a unit: it stays only if it is somewhere else, too.
+  struct Doubtful {
+    int32_t var;
+    LpPlace place;
+    bool in_cone;  // else behind a number right of a relation
   };
 
   // How an expression ends at a line's end.
@@ -79,6 +87,16 @@ class LpReader {
   bool read_expression(int32_t con, double factor, LineEnd line_end, Part* part);
   bool read_number_term(int32_t con, double sign, double factor, LineEnd line_end, Part* part);
   bool read_name_term(int32_t con, double coefficient, Part* part);
+  bool check_behind_number();
+  bool check_right_name(bool behind_number);
+  bool check_brackets();
+  bool check_heading();
+  bool check_line_end();
+  void settle(std::string_view word);
+  bool check_doubtful();
+  std::string nearest_settled(std::string_view word) const;
+  std::string nearest_variable(std::string_view word) const;
+  std::string nearest_heading() const;
   bool read_quadratic(int32_t con, double factor);
   bool read_quadratic_term(int32_t con, double factor);
   bool read_factor(double* value);
@@ -88,6 +106,7 @@ class LpReader {
   bool read_bounds();
   bool read_bound();
   bool find_target(Target* target);
+  bool check_new_name(std::string_view word);
   void note_bound(const Target& target, LpKind relation);
   bool apply_bound(const Target& target, LpKind relation, double value);
   bool read_list(Section section);
@@ -96,6 +115,7 @@ class LpReader {
   bool read_matrix_variables();
   bool read_matrix_variable();
   bool take_element(std::string_view word, int32_t con, double coefficient, bool* taken);
+  bool check_no_element(std::string_view word);
   bool find_element(std::string_view word, int32_t* matrix_var, int32_t* row, int32_t* col) const;
   bool read_cones();
   bool read_cone();
@@ -134,6 +154,7 @@ class LpReader {
   static constexpr uint8_t kHasLower = 2;
   static constexpr uint8_t kHasUpper = 4;
   static constexpr uint8_t kInCone = 8;
+  static constexpr uint8_t kSettled = 16;  // a doubtful one that is somewhere else, too
   // Flags of a constraint.
   static constexpr uint8_t kHasRange = 1;
 
@@ -152,7 +173,10 @@ class LpReader {
   bool extended_ = false, encoded_ = false, exact_ = false;
   bool has_constant_ = false, row_has_range_ = false;
   bool said_large_ = false;
-  std::string con_word_;  // of the constraint at hand
+  bool right_of_terms_ = false;       // the side at hand
+  std::vector<Doubtful> doubtful_;    // the last one may be that of the side at hand
+  std::vector<Doubtful> semicolons_;  // variables whose names end so
+  std::string con_word_;              // of the constraint at hand
   std::vector<uint8_t> var_flags_;
   std::vector<uint8_t> con_flags_;                            // as long as needed
   std::vector<std::pair<int32_t, int64_t>> negative_uppers_;  // variable and line

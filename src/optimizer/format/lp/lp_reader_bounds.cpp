@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "format/lp/lp_advice.h"
 #include "format/lp/lp_names.h"
 #include "format/lp/lp_reader.h"
 #include "task/text.h"
@@ -41,6 +42,7 @@ bool LpReader::read_bound() {
   }
   if (tokens_.kind() != LpKind::kName) return tokens_.fail("a variable was expected");
   Target target = {};
+  const LpPlace place = tokens_.place();
   if (!find_target(&target)) return false;
   if (value_first) {
     note_bound(target, mirrored(relation));
@@ -57,7 +59,11 @@ bool LpReader::read_bound() {
   const LpKind second = tokens_.kind();
   if (!is_relation(second)) {
     if (value_first) return tokens_.status().ok();
-    return tokens_.fail("a relation ('<=', '>=' or '=') or 'free' was expected");
+    constexpr std::string_view kWhat = "a relation ('<=', '>=' or '=') or 'free' was expected";
+    if (!tokens_.token().first || target.kind != TargetKind::kVariable) return tokens_.fail(kWhat);
+    // What the next line has is not to blame.
+    return tokens_.fail_at(place, model_->var_names[static_cast<size_t>(target.index)],
+                           "a relation ('<=', '>=' or '=') or 'free' was expected behind this");
   }
   if (value_first && (relation == LpKind::kEqual || second != relation)) {
     return tokens_.fail("a second relation must be as the first");
@@ -95,6 +101,25 @@ bool LpReader::read_value(double* value) {
     return false;
   }
   *value = as_side(negative ? -*value : *value);
+  const LpToken& token = tokens_.token();
+  if (token.glued && (token.kind == LpKind::kName || token.kind == LpKind::kNumber)) {
+    return tokens_.fail(begins_like_lp_name(token.text) ? "a number has no unit"
+                                                        : advice_on_typo(token.text));
+  }
+  return true;
+}
+
+// Programs write variables without elements in the bounds and lists alone; a person more likely
+// misspells one.
+bool LpReader::check_new_name(std::string_view word) {
+  if (tokens_.at_margin() && !check_heading()) return false;
+  const bool separator = word.back() == ',' || word.back() == ';';
+  if (separator && var_table_.find(word.substr(0, word.size() - 1)) >= 0) {
+    return tokens_.fail("names are separated by blanks alone");
+  }
+  const std::string help = warnings_->full() ? std::string() : nearest_variable(word);
+  warnings_->add(
+      tokens_.message(word, "a variable that is in no constraint and not in the objective") + help);
   return true;
 }
 
@@ -102,6 +127,7 @@ bool LpReader::find_target(Target* target) {
   const std::string_view word = tokens_.token().text;
   int32_t var = var_table_.find(word);
   if (var >= 0) {
+    if (!doubtful_.empty()) settle(word);
     *target = {TargetKind::kVariable, var};
     return true;
   }
@@ -124,7 +150,7 @@ bool LpReader::find_target(Target* target) {
   if (find_element(word, &matrix_var, &row, &col)) {
     return tokens_.fail("an element of a matrix variable has no bounds and no kind");
   }
-  warn(word, "a variable that is in no constraint and not in the objective");
+  if (!check_new_name(word)) return false;
   if (!add_variable(word, &var)) return false;
   *target = {TargetKind::kVariable, var};
   return true;
@@ -174,13 +200,15 @@ bool LpReader::set_kind(Section section, int32_t var) {
   }
   kind = make_kind(true, is_semi(kind));
   if (section == Section::kGenerals) return true;
+  // Bounds are narrowed and never widened: a variable that is fixed at 0 stays so.
   double& lower = model_->var_lower[index];
   double& upper = model_->var_upper[index];
-  if ((var_flags_[index] & (kHasLower | kHasUpper)) != 0 && (lower != 0.0 || upper != 1.0)) {
-    warn(tokens_.token().text, "the bounds of a binary variable are replaced by 0 and 1");
+  const uint8_t flags = var_flags_[index];
+  if (((flags & kHasLower) != 0 && lower < 0.0) || ((flags & kHasUpper) != 0 && upper > 1.0)) {
+    warn(tokens_.token().text, "the bounds of a binary variable are narrowed to 0 and 1");
   }
-  lower = 0.0;
-  upper = 1.0;
+  lower = std::fmax(lower, 0.0);
+  upper = std::fmin(upper, 1.0);
   return true;
 }
 

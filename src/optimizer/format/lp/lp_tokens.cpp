@@ -67,8 +67,6 @@ std::string_view trimmed(std::string_view text) {
 
 }  // namespace
 
-bool is_lp_name_character(char c) { return is_name_part(c); }
-
 bool is_lp_word(std::string_view text, std::string_view word) {
   return std::equal(text.begin(), text.end(), word.begin(), word.end(),
                     [](char a, char b) { return to_lower(a) == b; });
@@ -76,15 +74,21 @@ bool is_lp_word(std::string_view text, std::string_view word) {
 
 LpTokens::LpTokens(InputStream* input) : text_(input) {}
 
-bool LpTokens::fail(std::string_view word, std::string_view what) {
+bool LpTokens::fail(std::string_view word, std::string_view what, std::string_view help) {
   if (status_.ok()) {
     // An error behind the last line is told by that line's number alone.
-    status_ =
-        kind() == LpKind::kEnd && word.empty() ? text_.line_error(what) : text_.error(word, what);
+    status_ = kind() == LpKind::kEnd && word.empty() ? text_.line_error(what)
+                                                     : text_.error(word, what, help);
   }
   token_ = {};
   at_ = end_;
   return false;
+}
+
+bool LpTokens::fail_at(const LpPlace& place, std::string_view word, std::string_view what,
+                       std::string_view help) {
+  if (status_.ok()) status_ = text_.error_at(place.line, place.column, word, what, help);
+  return fail(what);
 }
 
 bool LpTokens::next_line() {
@@ -131,6 +135,7 @@ void LpTokens::next() {
   }
   head_ = false;
   token_.first = first;
+  token_.glued = !first && at == at_;
   const char* const begin = at;
   switch (class_of(*at)) {
     case kNameStart:
@@ -233,11 +238,6 @@ char LpTokens::following() const {
   const char* at = at_;
   while (at != end_ && is_blank(*at)) ++at;
   return at == end_ || *at == '\\' ? '\0' : *at;
-}
-
-void LpTokens::lengthen(size_t count) {
-  at_ += count;
-  token_.text = {token_.text.data(), token_.text.size() + count};
 }
 
 }  // namespace vorlan

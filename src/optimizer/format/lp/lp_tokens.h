@@ -35,12 +35,16 @@ enum class LpKind : uint8_t {
 struct LpToken {
   LpKind kind = LpKind::kEnd;
   bool first = false;  // of its line
+  bool glued = false;  // to the token before it, without a blank between them
   double number = 0.0;
   std::string_view text;  // valid until the first token of a later line is read
 };
 
-// Whether the character may stand in a name behind the first one.
-bool is_lp_name_character(char c);
+// Where a token stands, for a message about it when later ones have been read.
+struct LpPlace {
+  int64_t line = 0;
+  size_t column = 0;  // in bytes, from 1
+};
 
 inline bool is_sign(LpKind kind) { return kind == LpKind::kPlus || kind == LpKind::kMinus; }
 inline bool is_relation(LpKind kind) {
@@ -71,8 +75,6 @@ class LpTokens {
   std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
   // The first character behind the token and blanks; '\0' at the line's end.
   char following() const;
-  // Makes the token longer by the first characters of rest().
-  void lengthen(size_t count);
   // Drops what follows the token in its line.
   void drop_rest() { at_ = end_; }
   // Whether the token is the first character of its line.
@@ -82,9 +84,18 @@ class LpTokens {
   const Status& status() const { return status_; }
   // Reports that something else than the token was expected. Returns false.
   bool fail(std::string_view what) { return fail(token_.text, what); }
-  bool fail(std::string_view word, std::string_view what);
+  bool fail(std::string_view word, std::string_view what, std::string_view help = {});
+  // The same about a word that was read before.
+  bool fail_at(const LpPlace& place, std::string_view word, std::string_view what,
+               std::string_view help = {});
+  LpPlace place() const {
+    return {line_number(), static_cast<size_t>(token_.text.data() - line_) + 1};
+  }
   std::string message(std::string_view word, std::string_view what) const {
     return text_.error(word, what).message();
+  }
+  std::string message_at(const LpPlace& place, std::string_view word, std::string_view what) const {
+    return text_.error_at(place.line, place.column, word, what).message();
   }
   int64_t line_number() const { return text_.line_number(); }
   // What stands behind the line of the token, as far as it is at hand.

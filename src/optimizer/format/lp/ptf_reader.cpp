@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "format/common/byte_codes.h"
+#include "format/common/nearest.h"
 #include "format/lp/lp.h"
+#include "format/lp/lp_advice.h"
 #include "format/lp/lp_names.h"
 #include "format/lp/lp_reader.h"
 #include "format/lp/ptf_words.h"
@@ -110,13 +112,22 @@ bool LpReader::find_element(std::string_view word, int32_t* matrix_var, int32_t*
   return *matrix_var >= 0;
 }
 
+// Where there are matrix variables, no scalar variable has a name like those of their elements.
+bool LpReader::check_no_element(std::string_view word) {
+  std::string_view name;
+  int32_t numbers[2];
+  if (model_->matrix_vars.empty() || split_indices(word, &name, numbers) != 2) return true;
+  return tokens_.fail(word, "there is no matrix variable of this name",
+                      advice_on(model_->matrix_var_names, model_->matrix_vars.size(), name));
+}
+
 // A term with an element of a matrix variable; off the diagonal it stands for both places, each of
 // them with half of the coefficient.
 bool LpReader::take_element(std::string_view word, int32_t con, double coefficient, bool* taken) {
   int32_t matrix_var = 0;
   int32_t row = 0;
   int32_t col = 0;
-  if (!find_element(word, &matrix_var, &row, &col)) return true;
+  if (!find_element(word, &matrix_var, &row, &col)) return check_no_element(word);
   const int32_t dimension = model_->matrix_vars[static_cast<size_t>(matrix_var)].dimension;
   if (row >= dimension || col >= dimension) {
     return tokens_.fail(word, format_text("the matrix variable has dimension %d", dimension));
@@ -139,6 +150,7 @@ bool LpReader::read_cone() {
   if (tokens_.kind() != LpKind::kName || tokens_.following() != ':') {
     return tokens_.fail("the name of a cone and ':' were expected");
   }
+  const LpPlace cone_place = tokens_.place();
   if (cone_table_.insert(tokens_.token().text, index) != index) {
     return tokens_.fail("a second cone of this name");
   }
@@ -161,24 +173,24 @@ bool LpReader::read_cone() {
   }
   if (power && cone.exponents.empty()) return tokens_.fail("an exponent was expected");
   while (tokens_.kind() == LpKind::kName && tokens_.following() != ':' && !starts_section()) {
+    const int32_t num_var = model_->num_var();
+    const LpPlace place = tokens_.place();
     int32_t var = 0;
     if (!read_variable(&var)) return false;
+    if (var == num_var) doubtful_.push_back({var, place, true});
     uint8_t& flags = var_flags_[static_cast<size_t>(var)];
     if ((flags & kInCone) != 0) {
-      // The next word may be in another line, where the message could not show this one.
-      return tokens_.fail(
-          format_text("variable '%s', before this, is in a cone already",
-                      printable(model_->var_names[static_cast<size_t>(var)]).c_str()));
+      return tokens_.fail_at(place, model_->var_names[static_cast<size_t>(var)],
+                             "a variable can be in one cone only");
     }
     flags |= kInCone;
     cone.vars.push_back(var);
   }
   const SizeRule rule = members_of(cone);
   if (cone.vars.size() < rule.least || cone.vars.size() > rule.most) {
-    return tokens_.fail(
-        format_text("a cone of this kind cannot have %zu variables, as it has "
-                    "before this",
-                    cone.vars.size()));
+    return tokens_.fail_at(
+        cone_place, model_->cone_names[static_cast<size_t>(index)],
+        format_text("a cone of this kind cannot have %zu variables", cone.vars.size()));
   }
   model_->cones.push_back(std::move(cone));
   return tokens_.status().ok();

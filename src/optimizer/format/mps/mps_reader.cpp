@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "file/numbers.h"
+#include "format/common/nearest.h"
 #include "format/mps/mps.h"
 #include "format/mps/mps_names.h"
 #include "task/text.h"
@@ -68,12 +70,58 @@ const MpsReader::Section MpsReader::kSections[] = {
 namespace {
 
 // Sections that other programs know and that say something that is not taken here.
-constexpr std::string_view kForeignSections[] = {
-    "SOS",       "SOS1",     "SOS2",     "SETS",    "INDICATORS", "CSECTION", "DELAYEDROWS",
-    "MODELCUTS", "USERCUTS", "LAZYCONS", "GENCONS", "PWLOBJ",     "PWLNAM",   "PWLCON",
+struct ForeignSection {
+  std::string_view word, advice;
+};
+constexpr std::string_view kSets =
+    "special ordered sets cannot be taken; binary columns and rows can say them";
+constexpr std::string_view kCuts = "rows of this kind cannot be taken; they can stand under ROWS";
+constexpr std::string_view kPieces =
+    "general constraints and piecewise linear terms cannot be taken; binary columns and rows can "
+    "say them";
+constexpr ForeignSection kForeignSections[] = {
+    {"SOS", kSets},
+    {"SOS1", kSets},
+    {"SOS2", kSets},
+    {"SETS", kSets},
+    {"INDICATORS",
+     "rows that hold under a condition cannot be taken; with a bound M of its left side, "
+     "'x + M b <= c + M' holds where b is 1"},
+    {"CSECTION", "cones cannot be taken from MPS files; they can from .ptf and .cbf files"},
+    {"DELAYEDROWS", kCuts},
+    {"MODELCUTS", kCuts},
+    {"USERCUTS", kCuts},
+    {"LAZYCONS", kCuts},
+    {"GENCONS", kPieces},
+    {"PWLOBJ", kPieces},
+    {"PWLNAM", kPieces},
+    {"PWLCON", kPieces},
 };
 
+// Whether the word says to maximize, if it says a sense.
+std::optional<bool> find_sense(std::string_view word) {
+  constexpr std::string_view kMax[] = {"MAX", "MAXIMIZE", "MAXIMISE", "MAXIMUM"};
+  constexpr std::string_view kMin[] = {"MIN", "MINIMIZE", "MINIMISE", "MINIMUM"};
+  const auto is_word = [word](std::string_view known) { return same_word(word, known); };
+  if (std::any_of(std::begin(kMax), std::end(kMax), is_word)) return true;
+  if (std::any_of(std::begin(kMin), std::end(kMin), is_word)) return false;
+  return std::nullopt;
+}
+
 }  // namespace
+
+Status MpsReader::unknown_section(std::string_view word) const {
+  for (const ForeignSection& section : kForeignSections) {
+    if (same_word(word, section.word)) return text_.error(word, section.advice);
+  }
+  std::string capitals(word);
+  for (char& c : capitals) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  Nearest nearest(capitals);
+  for (const Section& section : kSections) nearest.consider(section.word);
+  return text_.error(word, "the name of a section was expected", nearest.advice());
+}
 
 MpsReader::MpsReader(InputStream* input, Model* model, Warnings* warnings)
     : text_(input),
@@ -158,6 +206,10 @@ Status MpsReader::next_line(std::string_view line) {
 
 void MpsReader::comment_line(std::string_view line) {
   if (rows_) return;
+  constexpr std::string_view kSense = "*SENSE:";
+  if (same_word(line.substr(0, kSense.size()), kSense)) {
+    return comment_sense(trim_blanks(line.substr(kSense.size())));
+  }
   encoded_names_ = encoded_names_ || line == kMpsEncodedNames;
   exact_numbers_ = exact_numbers_ || line == kMpsExactNumbers;
 }
@@ -173,11 +225,7 @@ Status MpsReader::section_line(std::string_view line) {
       std::find_if(std::begin(kSections), std::end(kSections),
                    [word](const Section& section) { return same_word(word, section.word); });
   if (found == std::end(kSections)) {
-    const bool foreign =
-        std::any_of(std::begin(kForeignSections), std::end(kForeignSections),
-                    [word](std::string_view known) { return same_word(word, known); });
-    return text_.error(word, foreign ? "a section of this kind cannot be taken"
-                                     : "the name of a section was expected");
+    return unknown_section(word);
   }
   section_ = found;
   if (!rest.empty() && !found->argument && rest[0] != '$') {
@@ -322,12 +370,27 @@ bool MpsReader::is_known(std::string_view word) const {
 }
 
 Status MpsReader::take_sense(std::string_view word) {
-  constexpr std::string_view kMax[] = {"MAX", "MAXIMIZE", "MAXIMISE", "MAXIMUM"};
-  constexpr std::string_view kMin[] = {"MIN", "MINIMIZE", "MINIMISE", "MINIMUM"};
-  const auto is_word = [word](std::string_view known) { return same_word(word, known); };
-  model_->maximize = std::any_of(std::begin(kMax), std::end(kMax), is_word);
-  if (model_->maximize || std::any_of(std::begin(kMin), std::end(kMin), is_word)) return {};
-  return text_.error(word, "MAX or MIN was expected");
+  const std::optional<bool> maximize = find_sense(word);
+  if (!maximize) return text_.error(word, "MAX or MIN was expected");
+  if (comment_sense_ && model_->maximize != *maximize) {
+    warn(word, "the section says another sense than the comment '*SENSE:', it is taken");
+  }
+  model_->maximize = *maximize;
+  sense_ = true;
+  return {};
+}
+
+// A modelling tool for Python says the sense by a comment. The section goes before it.
+void MpsReader::comment_sense(std::string_view word) {
+  const std::optional<bool> maximize = find_sense(word);
+  if (!maximize) return warn(word, "a sense that is none (Maximize, Minimize), it is not taken");
+  if (sense_) {
+    if (model_->maximize != *maximize) warn(word, "OBJSENSE says another sense, which is taken");
+    return;
+  }
+  comment_sense_ = true;
+  model_->maximize = *maximize;
+  if (*maximize) warn(word, "the sense of the objective is taken from this comment");
 }
 
 Status MpsReader::take_objective_name(std::string_view word) {
@@ -387,6 +450,9 @@ Status MpsReader::begin_columns(std::string_view) {
 
 Status MpsReader::column_line(const DataLine& line) {
   if (line.rest.size() == 2 && line.rest[0] == kMarkerWord) return marker_line(line);
+  if (is_bare_marker(line)) {
+    return text_.error(line.rest[0], "the words of a marker stand in quotes, as 'MARKER' 'INTORG'");
+  }
   Status status = find_entries(line, 0);
   if (!status.ok()) return status;
   for (const Entry& entry : entries_) {
@@ -399,6 +465,11 @@ Status MpsReader::column_line(const DataLine& line) {
     status = add_element(entries_[i].row, entries_[i].number.value, entries_[i].name);
   }
   return status;
+}
+
+bool MpsReader::is_bare_marker(const DataLine& line) const {
+  return line.rest.size() == 2 && same_word(line.rest[0], "MARKER") &&
+         con_table_.find(line.rest[0]) < 0 && !is_objective(line.rest[0]);
 }
 
 Status MpsReader::marker_line(const DataLine& line) {
@@ -437,7 +508,9 @@ Status MpsReader::find_row(std::string_view name, int32_t* row) {
   *row = kObjectiveRow;
   if (is_objective(name)) return {};
   *row = con_table_.find(name);
-  return *row >= 0 ? Status() : text_.error(name, "the name of a row was expected");
+  if (*row >= 0) return {};
+  return text_.error(name, "the name of a row was expected",
+                     advice_on(model_->con_names, row_type_.size(), name));
 }
 
 Status MpsReader::find_number(std::string_view word, unsigned dialect, RangeValue* number) {

@@ -76,9 +76,11 @@ class MpsReader {
   void add_names(std::string_view line, NamesAhead* ahead) const;
   Status next_line(std::string_view line);
   Status section_line(std::string_view line);
+  Status unknown_section(std::string_view word) const;
   Status name_line(std::string_view rest);
   Status close_section();
   void comment_line(std::string_view line);
+  void comment_sense(std::string_view word);
   Status data_line(std::string_view line);
   bool plain_column_line(std::string_view line, Status* status);
 
@@ -106,6 +108,7 @@ class MpsReader {
 
   Status row_line(const DataLine& line);
   Status column_line(const DataLine& line);
+  bool is_bare_marker(const DataLine& line) const;
   Status marker_line(const DataLine& line);
   Status rhs_line(const DataLine& line);
   Status range_line(const DataLine& line);
@@ -152,10 +155,11 @@ class MpsReader {
 
   const Section* section_ = nullptr;
   bool named_ = false, rows_ = false, columns_ = false, ended_ = false;
-  bool free_ = false;     // by the word FREE
-  bool fixed_ = false;    // found to be in columns
-  bool applied_ = false;  // the line at hand has changed the model
-  bool integer_ = false;  // between markers
+  bool sense_ = false, comment_sense_ = false;  // said by a section, by a comment
+  bool free_ = false;                           // by the word FREE
+  bool fixed_ = false;                          // found to be in columns
+  bool applied_ = false;                        // the line at hand has changed the model
+  bool integer_ = false;                        // between markers
   bool encoded_names_ = false, exact_numbers_ = false;
   bool said_third_pair_ = false, said_fortran_ = false, said_large_ = false;
 

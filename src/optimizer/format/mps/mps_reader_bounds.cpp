@@ -6,6 +6,7 @@
 
 #include "file/numbers.h"
 #include "format/common/byte_codes.h"
+#include "format/common/nearest.h"
 #include "format/mps/mps_names.h"
 #include "format/mps/mps_reader.h"
 #include "task/text.h"
@@ -148,9 +149,13 @@ Status MpsReader::bound_line(const DataLine& line) {
   if (!in_set(line.head, &bound_set_)) return {};
   int32_t column = var_table_.find(line.rest[0]);
   if (column < 0) {
+    const std::string help =
+        warnings_->full() ? "" : advice_on(model_->var_names, model_->cost.size(), line.rest[0]);
     Status status = add_variable(line.rest[0], &column);
     if (!status.ok()) return status;
-    warn(line.rest[0], "a bound of a column without elements, which is added");
+    warnings_->add(
+        text_.error(line.rest[0], "a bound of a column without elements, which is added", help)
+            .message());
   }
   apply_bound(*type, static_cast<size_t>(column), number.value);
   return {};
@@ -259,7 +264,9 @@ Status MpsReader::quadratic_line(const DataLine& line) {
 
 Status MpsReader::find_column(std::string_view name, int32_t* column) {
   *column = var_table_.find(name);
-  return *column >= 0 ? Status() : text_.error(name, "the name of a column was expected");
+  if (*column >= 0) return {};
+  return text_.error(name, "the name of a column was expected",
+                     advice_on(model_->var_names, model_->cost.size(), name));
 }
 
 Status MpsReader::end_data(std::string_view) {

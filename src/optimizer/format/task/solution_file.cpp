@@ -346,7 +346,7 @@ bool read_solutions(DocumentReader* reader, Solutions* solutions, SolutionMarks*
                      [=] { return read_solution(reader, &(*solutions)[kind]); }, false,
                      &(*marks)[kind]};
   };
-  return read_map(reader, "the solutions", {field(0), field(1), field(2)});
+  return read_map(reader, "'solutions'", {field(0), field(1), field(2)});
 }
 
 bool check_solutions(DocumentReader* reader, const Model& model, const SolutionMarks& marks,

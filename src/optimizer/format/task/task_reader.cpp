@@ -120,7 +120,7 @@ class TaskReader {
   }
 
   bool read_objective() {
-    return read_map(reader_, "the objective",
+    return read_map(reader_, "'objective'",
                     {field("name", &model_.objective_name, false),
                      {"sense", [this] { return read_sense(); }, true},
                      field("constant", &model_.constant, false),
@@ -172,7 +172,7 @@ class TaskReader {
   }
 
   bool read_variables() {
-    return read_map(reader_, "the variables",
+    return read_map(reader_, "'variables'",
                     {field("lower", &model_.var_lower),
                      field("upper", &model_.var_upper),
                      {"kind", [this] { return read_kinds(); }},
@@ -184,7 +184,7 @@ class TaskReader {
     const Mark mark = reader_->mark();
     ConeArrays arrays;
     return read_map(
-               reader_, "the cones",
+               reader_, "'cones'",
                {field("kind", &arrays.kind), field("size", &arrays.size),
                 field("members", &arrays.members), field("exponents", &arrays.exponents, false),
                 field("exponent count", &arrays.exponent_count, false),
@@ -226,7 +226,7 @@ class TaskReader {
 
   bool read_constraints() {
     return read_map(
-        reader_, "the constraints",
+        reader_, "'constraints'",
         {field("lower", &model_.con_lower),
          field("upper", &model_.con_upper),
          names(&model_.con_names, &con_names_),
@@ -238,14 +238,14 @@ class TaskReader {
 
   bool read_coefficients() {
     has_coefficients_ = true;
-    return read_map(reader_, "the coefficients",
+    return read_map(reader_, "'coefficients'",
                     {field("start", &model_.matrix.start), field("row", &model_.matrix.row),
                      field("value", &model_.matrix.value)});
   }
 
   bool read_matrix_variables() {
     std::vector<int32_t> dimensions;
-    if (!read_map(reader_, "the matrix variables",
+    if (!read_map(reader_, "'matrix variables'",
                   {field("dimension", &dimensions),
                    names(&model_.matrix_var_names, &matrix_var_names_)})) {
       return false;
@@ -267,7 +267,7 @@ class TaskReader {
     std::sort(keys.begin(), keys.end());
     const auto twice = std::adjacent_find(keys.begin(), keys.end());
     if (twice == keys.end()) return reader_->ok();
-    return reader_->fail(mark, "the parameters have twice the key '" + printable(*twice) + "'");
+    return reader_->fail(mark, "'parameters' has twice the key '" + printable(*twice) + "'");
   }
 
   // What is to be done when all of the document is there.

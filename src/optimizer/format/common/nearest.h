@@ -1,0 +1,32 @@
+// The known name that a misspelt one is nearest to, for the end of a message.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "task/model.h"
+
+namespace vorlan {
+
+class Nearest {
+ public:
+  // `word` is borrowed.
+  explicit Nearest(std::string_view word);
+
+  void consider(std::string_view name);
+
+  // Empty when no other name was near: at most about a third of the letters differ.
+  const std::string& name() const { return name_; }
+  // "; did you mean 'NAME'?", or nothing.
+  std::string advice() const;
+
+ private:
+  std::string_view word_;
+  std::string name_;
+  int best_;  // the distance that a name must be below
+};
+
+// The advice for the first `count` of the names.
+std::string advice_on(const NameList& names, size_t count, std::string_view word);
+
+}  // namespace vorlan

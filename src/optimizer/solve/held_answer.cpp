@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "solve/check/checker.h"
+#include "solve/check/rays.h"
 
 namespace vorlan {
 namespace {
@@ -36,7 +37,7 @@ bool is_dual_ray(const MinimizeProblem& problem, BackendResult* answer) {
   answer->certificate = Certificate::kDualRay;
   if (problem.model.quadratic_coefficients.empty()) answer->x.clear();
   answer->barx.clear();
-  return complete_dual_ray(problem.model, answer);
+  return judge_dual_ray(problem.model, answer).is_proof();
 }
 
 bool is_primal_ray(const MinimizeProblem& problem, BackendResult* answer) {

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 #include "solve/check/terms.h"
 #include "task/packed_matrices.h"
 
@@ -139,7 +141,7 @@ Residuals measure(const MinimizeProblem& problem, const BackendResult& result) {
 void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
   normalize_ray(&result->y, &result->snx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
-  const auto holds = ill_posed ? is_ill_posed_dual_ray : complete_dual_ray;
+  const auto holds = ill_posed ? complete_ill_posed_dual_ray : complete_dual_ray;
   if (!holds(problem.model, result)) return;
   solution->status = ill_posed ? SolutionStatus::kPrimalIllPosedCertificate
                                : SolutionStatus::kPrimalInfeasibleCertificate;
@@ -150,8 +152,8 @@ void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Soluti
 void make_primal_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
   normalize_ray(&result->x, &result->barx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
-  const auto holds = ill_posed ? is_ill_posed_primal_ray : is_primal_ray;
-  if (!holds(problem, result->x, result->barx)) return;
+  const auto holds = ill_posed ? complete_ill_posed_primal_ray : complete_primal_ray;
+  if (!holds(problem, result)) return;
   solution->status = ill_posed ? SolutionStatus::kDualIllPosedCertificate
                                : SolutionStatus::kDualInfeasibleCertificate;
   const double objective = linear_objective_sum(problem, result->x, result->barx).value;

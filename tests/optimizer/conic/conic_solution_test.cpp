@@ -136,7 +136,7 @@ TEST(InteriorSolution, DualRayInTheTasksSense) {
   EXPECT_EQ(s.sux, (std::vector<double>{-1.0, 0.0}));
   EXPECT_EQ(s.dual_objective, -1.0);
   EXPECT_EQ(s.xx, (std::vector<double>{0.0, 0.0}));
-  answer.snx = {5.0, 6.0};
+  answer.snx = {-5.0, 0.0};
   const Solution unproven = interior(model, answer);
   EXPECT_EQ(unproven.problem_status, ProblemStatus::kPrimalInfeasible);
   EXPECT_EQ(unproven.status, SolutionStatus::kUnknown);

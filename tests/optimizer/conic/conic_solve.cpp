@@ -8,6 +8,8 @@
 
 #include "format/problem_file.h"
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 #include "solve/optimize.h"
 
 namespace vorlan::test {

@@ -9,6 +9,7 @@
 #include "cone_points.h"
 #include "conic_models.h"
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
 #include "solve/check/terms.h"
 #include "solve/conic/conic_backend.h"
 

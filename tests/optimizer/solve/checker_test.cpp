@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+#include "solve/check/rays.h"
+
 namespace vorlan {
 namespace {
 

@@ -74,10 +74,18 @@ TEST(ConeViolation, OfTheDualPowerCone) {
               1e-5);
 }
 
-TEST(ConeViolation, AMultipleIsSeenAtItsSize) {
+// With sizes that scale as the members do, units make no difference.
+TEST(ConeViolation, IsRelativeToGivenSizes) {
   const Cone cone = cone_of(ConeKind::kQuadratic, 2);
-  EXPECT_NEAR(cone_violation(cone, {1e-6, 1.5e-6}, 1e6), 0.2, 1e-6);
+  EXPECT_NEAR(cone_violation(cone, {1e-6, 1.5e-6}, {1e-6, 1.5e-6}), 0.2, 1e-6);
+  EXPECT_NEAR(cone_violation(cone, {1e6, 1.5e6}, {1e6, 1.5e6}), 0.2, 1e-6);
   EXPECT_LT(cone_violation(cone, {1e-6, 1.5e-6}), 1e-6);
+  // A head without a size of its own cannot move.
+  EXPECT_EQ(cone_violation(cone, {0.0, 1.0}, {0.0, 1.0}), 1.0);
+  EXPECT_NEAR(cone_violation(cone, {0.0, 1e-6}, {0.0, 1.0}), 1e-6, 1e-11);
+  const Cone rotated = cone_of(ConeKind::kRotatedQuadratic, 3);
+  EXPECT_EQ(dual_cone_violation(rotated, {1e9, 0.5e-9, 1.0}, {1e9, 0.5e-9, 1.0}), 0.0);
+  EXPECT_NEAR(dual_cone_violation(rotated, {1e9, 0.0, 1.0}, {1e9, 1e-9, 1.0}), 0.236068, 1e-6);
 }
 
 // The first member raised or lowered until the point is on the border of the set; empty where no
@@ -144,7 +152,10 @@ TEST(Definiteness, IsTheLeastShift) {
   expect_shift(measured({-1e-9}), 1e-9);
   expect_shift(measured({1e6, 0.0, -1e-3}), 1e-3);  // not relative to the other element
   EXPECT_EQ(measured({0.0, 5.0, 0.0}), 1.0);
-  expect_shift(indefiniteness(std::vector<double>{1e-6, 1.1e-6, 1e-6}, 2, 1e6), 0.1);
+  const std::vector<double> sizes = {1e-6, 1e6};
+  expect_shift(indefiniteness(std::vector<double>{1e-6, 1.1, 1e6}, sizes), 0.1);
+  const std::vector<double> none = {1e-6, 0.0};
+  EXPECT_EQ(indefiniteness(std::vector<double>{1e-6, 1.0, 0.0}, none), 0.0);
 }
 
 TEST(Definiteness, OfSparseMatrices) {

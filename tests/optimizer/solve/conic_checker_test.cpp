@@ -6,6 +6,8 @@
 
 #include "conic_models.h"
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 
 namespace vorlan {
 namespace {
@@ -108,8 +110,9 @@ TEST(ConicChecker, DualRaysOfCones) {
   ray.snx = {1.0, 0.0};
   EXPECT_TRUE(complete_dual_ray(model, &ray));
   EXPECT_EQ(ray.d, (std::vector<double>{-1.0, 0.0}));
-  ray.snx = {1.0, 2.0};  // not in the dual cone, and x1 has no bound
-  EXPECT_FALSE(complete_dual_ray(model, &ray));
+  ray.snx = {1.0, 2.0};  // not in the dual cone; but x1 has no terms and no bound to balance it
+  EXPECT_TRUE(complete_dual_ray(model, &ray));
+  EXPECT_EQ(ray.snx, (std::vector<double>{1.0, 0.0}));
   ray.snx = {-1.0, 0.0};
   EXPECT_FALSE(complete_dual_ray(model, &ray));
   model.var_upper[0] = 1.0;

@@ -10,11 +10,6 @@
 
 namespace vorlan {
 
-// The largest violation with which a ray is a proof.
-inline constexpr double kRayTolerance = 1e-6;
-// The same with which a ray without margin shows that a model is ill-posed.
-inline constexpr double kIllPosedTolerance = 1e-7;
-
 // Bounds, constraints, integrality, semi-continuity, cones and semidefiniteness at x and the matrix
 // variables. In cones and of matrix variables, violations are what cone_violation.h and
 // definiteness.h say.
@@ -45,46 +40,7 @@ struct CrossedBounds {
 };
 CrossedBounds find_crossed_bounds(const Model& model);
 
-// Multiplies a ray of two parts so that its largest element is 1, which is how rays are judged and
-// reported.
-void normalize_ray(std::vector<double>* ray, std::vector<double>* rest);
-
-// Whether y is a dual ray: it proves that no feasible point exists. On success d = -A'y is given.
-bool is_dual_ray(const Model& model, const std::vector<double>& y, std::vector<double>* d);
-
-// The same of all kinds of models, for y, snx and, with multipliers at quadratic constraints, x.
-// With H = -sum_i y_i Q_i, which must be positive semidefinite,
-//
-//   H x - A'y - snx = d,    -sum_i y_i A_i = bars,    sides'y + bounds'd > 1/2 x'Hx
-//
-// contradicts the sum of the constraints: it would give w'Hw - 2 x'Hw + x'Hx < 0 at a feasible
-// point w. Without quadratic constraints x has no part in it. On success d and bars of the ray are
-// given.
-bool complete_dual_ray(const Model& model, BackendResult* ray);
-
-// A dual ray of one constraint whose side no values within the bounds can reach, such as an empty
-// row that must not be 0; empty when there is none. Constraints with quadratic terms or matrix
-// variables are passed over.
-std::vector<double> find_single_row_ray(const Model& model);
-
 // A quadratic objective that falls by so much along a ray counts as falling without end.
 inline constexpr double kUnlimitedFall = 1e9;
-
-// Whether x and the matrix variables are a primal ray: along it the minimized cost falls without
-// end, from any feasible point. Quadratic terms must not change along it.
-bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
-                   const std::vector<double>& barx = {});
-
-// Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
-// prove together that a mixed-integer model is unbounded; else, as with the ray (1, sqrt 2), it may
-// not be.
-bool keeps_integers(const Model& model, const std::vector<double>& ray);
-
-// Whether a dual or primal ray, its largest element 1, meets its conditions with no margin: it
-// proves neither infeasibility nor unboundedness, but that the model has no interior and that the
-// smallest change of its data can make it infeasible or unbounded.
-bool is_ill_posed_dual_ray(const Model& model, BackendResult* ray);
-bool is_ill_posed_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
-                             const std::vector<double>& barx);
 
 }  // namespace vorlan

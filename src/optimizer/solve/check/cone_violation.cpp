@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "task/numeric.h"
+
 namespace vorlan {
 namespace {
 
@@ -18,14 +20,15 @@ constexpr int kSteps = 30;
 double size_of(double member) { return std::max(1.0, std::fabs(member)); }
 
 // The members of a point in a cone, one by one those that have a place of their own, and the norm
-// of the others.
+// of the others, with the sizes that changes are relative to.
 struct Members {
-  std::vector<double> own;
+  std::vector<double> own, own_size;
   double norm = 0.0;
+  double norm_size = 0.0;
 
-  double up(size_t k, double t) const { return own[k] + t * size_of(own[k]); }
-  double down(size_t k, double t) const { return own[k] - t * size_of(own[k]); }
-  double least_norm(double t) const { return std::max(0.0, norm - t * size_of(norm)); }
+  double up(size_t k, double t) const { return own[k] + t * own_size[k]; }
+  double down(size_t k, double t) const { return own[k] - t * own_size[k]; }
+  double least_norm(double t) const { return std::max(0.0, norm - t * norm_size); }
 };
 
 size_t num_own(const Cone& cone) {
@@ -42,12 +45,27 @@ size_t num_own(const Cone& cone) {
   }
 }
 
-Members members_of(const Cone& cone, const std::vector<double>& x, double multiple) {
+Members members_of(const Cone& cone, const std::vector<double>& x) {
   Members members;
   const size_t own = std::min(num_own(cone), cone.vars.size());
-  const auto value = [&](size_t k) { return multiple * x[static_cast<size_t>(cone.vars[k])]; };
-  for (size_t k = 0; k < own; ++k) members.own.push_back(value(k));
-  for (size_t k = own; k < cone.vars.size(); ++k) members.norm = std::hypot(members.norm, value(k));
+  for (size_t k = 0; k < own; ++k) members.own.push_back(x[index(cone.vars[k])]);
+  for (size_t k = own; k < cone.vars.size(); ++k) {
+    members.norm = std::hypot(members.norm, x[index(cone.vars[k])]);
+  }
+  for (const double member : members.own) members.own_size.push_back(size_of(member));
+  members.norm_size = size_of(members.norm);
+  return members;
+}
+
+Members members_of(const Cone& cone, const std::vector<double>& x,
+                   const std::vector<double>& sizes) {
+  Members members = members_of(cone, x);
+  const size_t own = members.own.size();
+  for (size_t k = 0; k < own; ++k) members.own_size[k] = sizes[index(cone.vars[k])];
+  members.norm_size = 0.0;
+  for (size_t k = own; k < cone.vars.size(); ++k) {
+    members.norm_size = std::hypot(members.norm_size, sizes[index(cone.vars[k])]);
+  }
   return members;
 }
 
@@ -123,6 +141,8 @@ double violation_of(const Cone& cone, ConeKind kind, const Members& members) {
   return std::exp(inside);
 }
 
+}  // namespace
+
 ConeKind dual_of(ConeKind kind) {
   switch (kind) {
     case ConeKind::kExponential:
@@ -138,14 +158,22 @@ ConeKind dual_of(ConeKind kind) {
   }
 }
 
-}  // namespace
-
-double cone_violation(const Cone& cone, const std::vector<double>& x, double multiple) {
-  return violation_of(cone, cone.kind, members_of(cone, x, multiple));
+double cone_violation(const Cone& cone, const std::vector<double>& x) {
+  return violation_of(cone, cone.kind, members_of(cone, x));
 }
 
-double dual_cone_violation(const Cone& cone, const std::vector<double>& s, double multiple) {
-  return violation_of(cone, dual_of(cone.kind), members_of(cone, s, multiple));
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s) {
+  return violation_of(cone, dual_of(cone.kind), members_of(cone, s));
+}
+
+double cone_violation(const Cone& cone, const std::vector<double>& x,
+                      const std::vector<double>& sizes) {
+  return violation_of(cone, cone.kind, members_of(cone, x, sizes));
+}
+
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s,
+                           const std::vector<double>& sizes) {
+  return violation_of(cone, dual_of(cone.kind), members_of(cone, s, sizes));
 }
 
 }  // namespace vorlan

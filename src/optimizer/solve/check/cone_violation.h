@@ -6,14 +6,25 @@
 // cone and 1 at most.
 #pragma once
 
+#include <vector>
+
 #include "task/model.h"
 
 namespace vorlan {
 
-// Of the members of x; of the multiple when a ray is to be seen at the size that counts.
-double cone_violation(const Cone& cone, const std::vector<double>& x, double multiple = 1.0);
+ConeKind dual_of(ConeKind kind);
+
+double cone_violation(const Cone& cone, const std::vector<double>& x);
 
 // The same for the dual cone.
-double dual_cone_violation(const Cone& cone, const std::vector<double>& s, double multiple = 1.0);
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s);
+
+// The same with sizes of the members' own, one for each variable, in place of max(1, |member|):
+// the least t such that the cone has a point of which each member differs by at most t times its
+// size; 1 stands for all that is more. So the unit of a member makes no difference.
+double cone_violation(const Cone& cone, const std::vector<double>& x,
+                      const std::vector<double>& sizes);
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s,
+                           const std::vector<double>& sizes);
 
 }  // namespace vorlan

@@ -6,6 +6,7 @@
 #include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace vorlan {
 namespace {
@@ -35,17 +36,43 @@ double rounding_of(Index dimension) {
   return kRounding * std::max(1.0, 1e-2 * static_cast<double>(dimension));
 }
 
-Eigen::MatrixXd unpack(std::span<const double> packed, size_t dimension, double multiple) {
+Eigen::MatrixXd unpack(std::span<const double> packed, size_t dimension) {
   const auto n = static_cast<Index>(dimension);
   Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
   size_t k = 0;
   for (Index col = 0; col < n; ++col) {
-    for (Index row = col; row < n; ++row) matrix(row, col) = multiple * packed[k++];
+    for (Index row = col; row < n; ++row) matrix(row, col) = packed[k++];
   }
   return matrix;
 }
 
 double inverse_root(double diagonal) { return 1.0 / std::sqrt(std::max(1.0, std::fabs(diagonal))); }
+
+// Scaled by 0, a row is one of zeros.
+double inverse_root_of_size(double size) { return size > 0.0 ? 1.0 / std::sqrt(size) : 0.0; }
+
+// The shift is of the matrix scaled from both sides.
+double indefiniteness_of_scaled(Eigen::MatrixXd matrix, const Eigen::VectorXd& scale) {
+  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
+  const Eigen::VectorXd diagonal = matrix.diagonal();
+  Eigen::LLT<Eigen::MatrixXd, Eigen::Lower> factor(matrix.rows());
+  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
+    matrix.diagonal() = diagonal.array() + shift;
+    factor.compute(matrix);
+    return factor.info() == Eigen::Success;
+  });
+}
+
+double indefiniteness_of_scaled(Sparse matrix, const Eigen::VectorXd& scale) {
+  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
+  Eigen::SimplicialLLT<Sparse, Eigen::Lower> factor;
+  factor.analyzePattern(matrix);
+  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
+    factor.setShift(shift);
+    factor.factorize(matrix);
+    return factor.info() == Eigen::Success;
+  });
+}
 
 // The numbers of the rows that have elements, in place of their indices.
 std::vector<int> used_rows(const std::vector<SymmetricElement>& elements) {
@@ -60,8 +87,7 @@ std::vector<int> used_rows(const std::vector<SymmetricElement>& elements) {
   return rows;
 }
 
-Sparse compress(const std::vector<SymmetricElement>& elements) {
-  const std::vector<int> rows = used_rows(elements);
+Sparse compress(const std::vector<SymmetricElement>& elements, const std::vector<int>& rows) {
   const auto number_of = [&rows](int row) {
     return static_cast<int>(std::lower_bound(rows.begin(), rows.end(), row) - rows.begin());
   };
@@ -87,33 +113,36 @@ bool is_nonnegative_diagonal(const std::vector<SymmetricElement>& elements) {
 
 }  // namespace
 
-double indefiniteness(std::span<const double> packed, size_t dimension, double multiple) {
+double indefiniteness(std::span<const double> packed, size_t dimension) {
   if (dimension == 0) return 0.0;
-  Eigen::MatrixXd matrix = unpack(packed, dimension, multiple);
+  Eigen::MatrixXd matrix = unpack(packed, dimension);
   const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
-  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
-  const Eigen::VectorXd diagonal = matrix.diagonal();
-  Eigen::LLT<Eigen::MatrixXd, Eigen::Lower> factor(matrix.rows());
-  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
-    matrix.diagonal() = diagonal.array() + shift;
-    factor.compute(matrix);
-    return factor.info() == Eigen::Success;
-  });
+  return indefiniteness_of_scaled(std::move(matrix), scale);
+}
+
+double indefiniteness(std::span<const double> packed, std::span<const double> sizes) {
+  if (sizes.empty()) return 0.0;
+  const Eigen::Map<const Eigen::VectorXd> size(sizes.data(), static_cast<Index>(sizes.size()));
+  return indefiniteness_of_scaled(unpack(packed, sizes.size()),
+                                  size.unaryExpr(&inverse_root_of_size));
 }
 
 double indefiniteness(const std::vector<SymmetricElement>& elements) {
   if (is_nonnegative_diagonal(elements)) return 0.0;
-  Sparse matrix = compress(elements);
-  const Eigen::VectorXd diagonal = matrix.diagonal();
-  const Eigen::VectorXd scale = diagonal.unaryExpr(&inverse_root);
-  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
-  Eigen::SimplicialLLT<Sparse, Eigen::Lower> factor;
-  factor.analyzePattern(matrix);
-  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
-    factor.setShift(shift);
-    factor.factorize(matrix);
-    return factor.info() == Eigen::Success;
-  });
+  Sparse matrix = compress(elements, used_rows(elements));
+  const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
+  return indefiniteness_of_scaled(std::move(matrix), scale);
+}
+
+double indefiniteness(const std::vector<SymmetricElement>& elements,
+                      const std::vector<double>& sizes) {
+  if (is_nonnegative_diagonal(elements)) return 0.0;
+  const std::vector<int> rows = used_rows(elements);
+  Eigen::VectorXd scale(static_cast<Index>(rows.size()));
+  for (size_t k = 0; k < rows.size(); ++k) {
+    scale[static_cast<Index>(k)] = inverse_root_of_size(sizes[static_cast<size_t>(rows[k])]);
+  }
+  return indefiniteness_of_scaled(compress(elements, rows), scale);
 }
 
 }  // namespace vorlan

@@ -12,9 +12,12 @@
 
 namespace vorlan {
 
-// Of a packed lower triangle, column by column; of its multiple when a ray is to be seen at the
-// size that counts.
-double indefiniteness(std::span<const double> packed, size_t dimension, double multiple = 1.0);
+// Of a packed lower triangle, column by column.
+double indefiniteness(std::span<const double> packed, size_t dimension);
+
+// The same with sizes of the diagonal's own in place of max(1, |M_ii|). A row of size 0 counts as
+// a row of zeros: what it has must have been held to that.
+double indefiniteness(std::span<const double> packed, std::span<const double> sizes);
 
 // An element of a sparse symmetric matrix, row >= col; elements of one place are summed.
 struct SymmetricElement {
@@ -22,7 +25,10 @@ struct SymmetricElement {
   double value;
 };
 
-// Of a sparse matrix; rows and columns without elements cost nothing.
+// Of a sparse matrix; rows and columns without elements cost nothing. The sizes are one for each
+// row that elements name.
 double indefiniteness(const std::vector<SymmetricElement>& elements);
+double indefiniteness(const std::vector<SymmetricElement>& elements,
+                      const std::vector<double>& sizes);
 
 }  // namespace vorlan

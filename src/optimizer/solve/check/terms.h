@@ -13,15 +13,23 @@
 
 namespace vorlan {
 
-// A sum together with the size of its terms: the largest, at least 1.
+// A sum together with what its terms say about it.
 struct Sum {
   double value = 0.0;
-  double size = 1.0;
+  double size = 1.0;   // the largest term, at least 1
+  double total = 0.0;  // of the absolute values, in the unit of the terms
+  int64_t count = 0;   // of terms that are not 0
 
   void add(double term) {
     value += term;
     size = std::max(size, std::fabs(term));
+    total += std::fabs(term);
+    count += term != 0.0;
   }
+
+  // What the value may be wrong by, if each term is a product rounded once (Higham, Accuracy and
+  // Stability of Numerical Algorithms, section 4.2).
+  double rounding() const { return 0x1p-53 * static_cast<double>(count + 2) * total; }
 };
 
 // The quadratic terms Q_i of one constraint.

@@ -6,7 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 #include "solve/conic/conic_form.h"
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"
@@ -98,7 +99,7 @@ bool ConicRun::prove(const conic::InteriorPoint& ray) {
     return complete_dual_ray(problem_.model, &proof_);
   }
   normalize_ray(&proof_.x, &proof_.barx);
-  return is_primal_ray(problem_, proof_.x, proof_.barx) || find_primal_ray();
+  return complete_primal_ray(problem_, &proof_) || find_primal_ray();
 }
 
 // Looks for a primal ray by a solve of its own, once: leaves in proof_ the direction in which the
@@ -123,7 +124,7 @@ bool ConicRun::find_primal_ray() {
   proof_.certificate = Certificate::kPrimalRay;
   proof_.x = std::move(found.x);
   proof_.barx = std::move(found.barx);
-  return is_primal_ray(problem_, proof_.x, proof_.barx);
+  return complete_primal_ray(problem_, &proof_);
 }
 
 // Whether the direction found, in which the objective does not fall after all, shows at least that
@@ -131,7 +132,7 @@ bool ConicRun::find_primal_ray() {
 bool ConicRun::shows_ill_posed() {
   if (proof_.certificate != Certificate::kPrimalRay) return false;
   proof_.outcome = Outcome::kIllPosed;
-  return is_ill_posed_primal_ray(problem_, proof_.x, proof_.barx);
+  return complete_ill_posed_primal_ray(problem_, &proof_);
 }
 
 // A run that ended without an answer, or as ill-posed, may be one of a model whose objective has no

@@ -10,7 +10,7 @@
 
 namespace vorlan::conic {
 
-// The x of a dual ray that has y, d and snx (complete_dual_ray in checker.h says what it is for):
+// The x of a dual ray that has y, d and snx (complete_dual_ray in rays.h says what it is for):
 // fixed variables at their values, the others where H x - A'y - snx = d holds best, with
 // H = -sum_i y_i Q_i. Empty if no constraint with quadratic terms has a multiplier.
 std::vector<double> point_of_dual_ray(const MinimizeProblem& problem, const BackendResult& ray);

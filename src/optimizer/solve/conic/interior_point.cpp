@@ -7,7 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/check/checker.h"
+#include "solve/check/rays.h"
 #include "solve/check/vectors.h"
 #include "task/text.h"
 

@@ -11,6 +11,7 @@
 
 #include "Highs.h"
 #include "solve/check/checker.h"
+#include "solve/check/rays.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_certificates.h"
 #include "solve/highs/highs_model.h"

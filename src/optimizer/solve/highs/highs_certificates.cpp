@@ -6,6 +6,8 @@
 
 #include "Highs.h"
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/simplex_again.h"
@@ -24,11 +26,11 @@ std::vector<double> find_dual_ray(const Model& model, Highs* highs) {
 }
 
 bool read_dual_ray(const Model& model, Highs* highs, BackendResult* result) {
-  std::vector<double> ray = find_dual_ray(model, highs);
-  std::vector<double> d;
-  if (ray.empty() || !is_dual_ray(model, ray, &d)) return false;
+  BackendResult ray;
+  ray.y = find_dual_ray(model, highs);
+  if (ray.y.empty() || !complete_dual_ray(model, &ray)) return false;
   result->certificate = Certificate::kDualRay;
-  result->y = std::move(ray);
+  result->y = std::move(ray.y);
   return true;
 }
 
@@ -58,10 +60,11 @@ std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs
 }
 
 bool read_primal_ray(const MinimizeProblem& problem, Highs* highs, BackendResult* result) {
-  std::vector<double> ray = find_primal_ray(problem, highs);
-  if (!is_primal_ray(problem, ray)) return false;
+  BackendResult ray;
+  ray.x = find_primal_ray(problem, highs);
+  if (!complete_primal_ray(problem, &ray)) return false;
   result->certificate = Certificate::kPrimalRay;
-  result->x = std::move(ray);
+  result->x = std::move(ray.x);
   return true;
 }
 

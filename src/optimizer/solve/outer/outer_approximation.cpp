@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
 #include "solve/conic/conic_backend.h"
@@ -219,7 +221,7 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
     return {};
   }
   const bool is_ray = found.certificate == Certificate::kPrimalRay;
-  if (is_ray && is_primal_ray(MinimizeProblem(relaxed), found.x, found.barx)) {
+  if (is_ray && complete_primal_ray(MinimizeProblem(relaxed), &found)) {
     finish(Outcome::kUnbounded, Code::kOk, result);
     result->x = std::move(found.x);
     return {};

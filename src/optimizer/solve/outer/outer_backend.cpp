@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "solve/check/checker.h"
+#include "solve/check/rays.h"
 #include "solve/outer/outer_approximation.h"
 #include "solve/run/listener.h"
 

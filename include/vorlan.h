@@ -43,11 +43,10 @@
        VLNrescode_enum code = VLN_makeemptytask(NULL, &task);
        double objective = 0.0;
        if (argc < 2) return 2;
-       if (code == VLN_RES_OK) code = VLN_linkfunctotaskstream(task, 0, NULL, print_text);
-       if (code == VLN_RES_OK) code = VLN_readdata(task, argv[1]);
-       if (code == VLN_RES_OK) code = VLN_optimizetrm(task, &trm);
-       if (code == VLN_RES_OK) code = VLN_getprimalobj(task, 1, &objective);
-       if (code == VLN_RES_OK) printf("%.10g\n", objective);
+       if (code == VLN_RES_OK) code = VLN_linkfunctotaskstream(task, VLN_STREAM_LOG, NULL,
+   print_text); if (code == VLN_RES_OK) code = VLN_readdata(task, argv[1]); if (code == VLN_RES_OK)
+   code = VLN_optimizetrm(task, &trm); if (code == VLN_RES_OK) code = VLN_getprimalobj(task,
+   VLN_SOLUTION_BASIC, &objective); if (code == VLN_RES_OK) printf("%.10g\n", objective);
        VLN_deletetask(&task);
        return code == VLN_RES_OK ? 0 : 1;
      }
@@ -87,22 +86,45 @@ typedef int32_t VLNcallbackcode_enum;
 /* Progress callback. A library may call it from any long operation, in the caller's thread; the
    embedded optimizer calls it at least 20 times a second while it optimizes and never otherwise, so
    that a request to stop does not make a later reading or writing fail. The arrays are read-only
-   and valid during the call; element 50 of douinf is the time in seconds since the optimization
-   began. A result other than 0 asks the library to stop: the optimize operation then returns early
-   with a termination code that says so. The callback must not call operations on the task. */
+   and valid during the call; element VLN_DINF_ELAPSED_SECONDS of douinf is the time in seconds
+   since the optimization began. A result other than 0 asks the library to stop: the optimize
+   operation then returns early with a termination code that says so. The callback must not call
+   operations on the task. */
 typedef int (*vlncallbackfunc)(vlntaskt* task, void* handle, VLNcallbackcode_enum code,
                                const double* douinf, const int* intinf, const long* lintinf);
 
 /* Stream function: receives each piece of text of a linked stream, terminated by NUL. */
 typedef void (*vlnstreamfunc)(void* handle, const char* text);
 
-/* Selectors, all passed by number
-     stream        0  log
-     sense         0  minimize             1  maximize
-     solution      0  interior-point       1  basic           2  integer
-     compression   0  none                 2  gzip            3  Zstandard
+/* The task's only stream. While it is not linked, text sent to it is dropped, with one exception:
+   the line that says why an operation failed then goes to standard error. */
+enum { VLN_STREAM_LOG = 0 };
 
-   Solution status (VLN_getsolsta)         Problem status (VLN_getprosta)
+/* Objective sense. */
+enum { VLN_SENSE_MINIMIZE = 0, VLN_SENSE_MAXIMIZE = 1 };
+
+/* The solutions of a task. */
+enum { VLN_SOLUTION_INTERIOR = 0, VLN_SOLUTION_BASIC = 1, VLN_SOLUTION_INTEGER = 2 };
+
+/* Compression of solution files: none, gzip, Zstandard. */
+enum { VLN_COMPRESSION_NONE = 0, VLN_COMPRESSION_GZIP = 2, VLN_COMPRESSION_ZSTD = 3 };
+
+/* Integer parameters that callers set by number. All take 1 (yes) and 0 (no). */
+enum {
+  VLN_IPAR_SHOW_FILE_NAMES = 45,      /* log and messages show file names, not "<filename>" */
+  VLN_IPAR_TASK_FILE_SOLUTIONS = 109, /* task and JSON problem files carry solutions */
+  VLN_IPAR_TEXT_FILE_SOLUTIONS = 125, /* OPF and PTF problem files carry solutions */
+  VLN_IPAR_ASYNC_READ = 127,          /* problem files are read asynchronously */
+  VLN_IPAR_ASYNC_WRITE = 168          /* problem files are written asynchronously */
+};
+
+/* String parameters with an index below this number can make the optimizer write files. */
+enum { VLN_NUM_FILE_SPAR = 24 };
+
+/* Element of the callback's douinf: seconds since the optimization began. */
+enum { VLN_DINF_ELAPSED_SECONDS = 50 };
+
+/* Solution status (VLN_getsolsta)         Problem status (VLN_getprosta)
      0  unknown                              0  unknown
      1  optimal                              1  primal and dual feasible
      2  primal feasible                      2  primal feasible
@@ -146,7 +168,7 @@ VLN_API VLNrescode_enum VLN_linkfiletotaskstream(vlntaskt* task, int32_t whichst
 VLN_API VLNrescode_enum VLN_linkfunctotaskstream(vlntaskt* task, int32_t whichstream, void* handle,
                                                  vlnstreamfunc func);
 
-/* Formats like printf and sends the text to the stream; text on an unlinked stream is dropped.
+/* Formats like printf and sends the text to the stream.
    A "%s" takes a terminated string or, as the first argument after the format, a C++
    std::string_view by value: its first word is a length below 131072, where no pointer is. For this
    reason the operation carries no printf attribute. */
@@ -154,13 +176,11 @@ VLN_API VLNrescode_enum VLN_echotask(vlntaskt* task, int32_t whichstream, const 
 
 /* ---- Parameters ---------------------------------------------------------------------------- */
 
-/* Sets or reads an integer parameter by its index. Parameter 45 at 0 makes the library show
-   "<filename>" instead of file names; 127 and 168 ask for asynchronous reading and writing; 125 and
-   109 decide whether problem files carry solutions (OPF and PTF files; task and JSON files). */
+/* Sets or reads an integer parameter by its index, such as the five named above. */
 VLN_API VLNrescode_enum VLN_putintparam(vlntaskt* task, int32_t param, int32_t value);
 VLN_API VLNrescode_enum VLN_getintparam(vlntaskt* task, int32_t param, int32_t* value);
 
-/* Sets a string parameter by its index. Those with index 0 to 23 can make the optimizer write
+/* Sets a string parameter by its index. Those below VLN_NUM_FILE_SPAR can make the optimizer write
    files; they act only when an optimization begins. The empty string asks for nothing. */
 VLN_API VLNrescode_enum VLN_putstrparam(vlntaskt* task, int32_t param, const char* value);
 

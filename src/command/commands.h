@@ -10,26 +10,26 @@
 
 // help.cpp
 void print_help();
-void command_help(RunState& run, std::string_view args);
-void command_license(RunState& run, std::string_view args);
+void runhelp(RunState& run, std::string_view args);
+void runlicense(RunState& run, std::string_view args);
 
 // log.cpp
-void command_log_anonymous(RunState& run, std::string_view args);
-void command_log(RunState& run, std::string_view args);
+void runloganonymous(RunState& run, std::string_view args);
+void runlog(RunState& run, std::string_view args);
 
 // process.cpp
-void command_parameter(RunState& run, std::string_view args);
-void command_no_solutions(RunState& run, std::string_view args);
-void command_pid_file(RunState& run, std::string_view args);
-void command_indicator_file(RunState& run, std::string_view args);
+void runparameter(RunState& run, std::string_view args);
+void runnosolutions(RunState& run, std::string_view args);
+void runpidfile(RunState& run, std::string_view args);
+void runindicatorfile(RunState& run, std::string_view args);
 
 // problemfiles.cpp
-void command_read(RunState& run, std::string_view args);
-void command_write(RunState& run, std::string_view args);
+void runread(RunState& run, std::string_view args);
+void runwrite(RunState& run, std::string_view args);
 
 // solutionfiles.cpp
-void command_read_solution(RunState& run, std::string_view args);
-void command_write_solution(RunState& run, std::string_view args);
+void runreadsolution(RunState& run, std::string_view args);
+void runwritesolution(RunState& run, std::string_view args);
 
 // solve.cpp
-void command_solve(RunState& run, std::string_view args);
+void runsolve(RunState& run, std::string_view args);

@@ -7,11 +7,11 @@
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
+constexpr std::size_t kNpos = std::string_view::npos;
 
 // The text is fixed here, not left to the standard library in use, which words it differently from
 // version to version.
-[[noreturn]] void throw_substr_out_of_range(std::size_t position, std::size_t size) {
+[[noreturn]] void throwsubstroutofrange(std::size_t position, std::size_t size) {
   throw std::out_of_range("basic_string_view::substr: __pos (which is " + std::to_string(position) +
                           ") > this->size() (which is " + std::to_string(size) + ")");
 }
@@ -22,32 +22,32 @@ FilenameParts split_filename(std::string_view name) {
   if (name.empty()) return {};
 
   const std::size_t slash = name.rfind('/');
-  const std::size_t base = slash == npos ? 0 : slash + 1;
+  const std::size_t base = slash == kNpos ? 0 : slash + 1;
   const std::size_t last_dot = name.rfind('.');
-  if (last_dot == npos || last_dot <= base) return {name, {}, {}};
+  if (last_dot == kNpos || last_dot <= base) return {name, {}, {}};
 
   const std::size_t search_end = std::min(last_dot - base - 1, base);
   const std::size_t second_dot = name.rfind('.', search_end);
-  if (second_dot == npos) return {name.substr(0, last_dot), name.substr(last_dot), {}};
+  if (second_dot == kNpos) return {name.substr(0, last_dot), name.substr(last_dot), {}};
   // The middle part has last_dot characters, not the difference: names in use are resolved by it.
   return {name.substr(0, second_dot), name.substr(second_dot, last_dot), name.substr(last_dot)};
 }
 
 FormatParts split_format(std::string_view text) {
   const std::size_t plus = text.rfind('+');
-  if (plus == npos) throw_substr_out_of_range(npos, text.size());
+  if (plus == kNpos) throwsubstroutofrange(kNpos, text.size());
   return {text.substr(0, plus), text.substr(plus)};
 }
 
-std::optional<Compression> compression_of_extension(std::string_view extension) {
-  if (extension.empty()) return uncompressed;
-  if (extension == ".gz") return gzip;
-  if (extension == ".zst") return zstd;
+std::optional<Compression> compressionofextension(std::string_view extension) {
+  if (extension.empty()) return Compression::none;
+  if (extension == ".gz") return Compression::gzip;
+  if (extension == ".zst") return Compression::zstd;
   return std::nullopt;
 }
 
-std::optional<Compression> compression_of_suffix(std::string_view suffix) {
-  if (suffix == "+gzip") return gzip;
-  if (suffix == "+zstd") return zstd;
+std::optional<Compression> compressionofsuffix(std::string_view suffix) {
+  if (suffix == "+gzip") return Compression::gzip;
+  if (suffix == "+zstd") return Compression::zstd;
   return std::nullopt;
 }

@@ -3,12 +3,18 @@
 // The results are views into the caller's text: nothing is copied.
 #pragma once
 
+#include <vorlan.h>
+
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
 /// The library's compression selectors.
-enum Compression : std::uint32_t { uncompressed = 0, gzip = 2, zstd = 3 };
+enum class Compression : std::uint32_t {
+  none = VLN_COMPRESSION_NONE,
+  gzip = VLN_COMPRESSION_GZIP,
+  zstd = VLN_COMPRESSION_ZSTD
+};
 
 /// Extensions include their leading '.'.
 struct FilenameParts {
@@ -33,7 +39,7 @@ struct FormatParts {
 FormatParts split_format(std::string_view text);
 
 /// "", ".gz" or ".zst" of a solution file's name; none for any other.
-std::optional<Compression> compression_of_extension(std::string_view extension);
+std::optional<Compression> compressionofextension(std::string_view extension);
 
 /// "+gzip" or "+zstd" of a solution command; none for any other. ("-read" has words of its own.)
-std::optional<Compression> compression_of_suffix(std::string_view suffix);
+std::optional<Compression> compressionofsuffix(std::string_view suffix);

@@ -56,9 +56,9 @@ void print_help() {
          "-write-solution:json mytask.sol\n";
 }
 
-void command_help(RunState& /*run*/, std::string_view /*args*/) { print_help(); }
+void runhelp(RunState& /*run*/, std::string_view /*args*/) { print_help(); }
 
-void command_license(RunState& /*run*/, std::string_view /*args*/) {
+void runlicense(RunState& /*run*/, std::string_view /*args*/) {
   std::cerr << "  VORLAN License\n"
                "  =============\n"
                "\n"

@@ -23,7 +23,7 @@ bool appendflag(std::string_view args) {
 
 }  // namespace
 
-void command_log_anonymous(RunState& run, std::string_view args) {
+void runloganonymous(RunState& run, std::string_view args) {
   KeywordArgParser items{args};
   while (items.next()) {
     if (items.key == "yes") run.log_anonymous = true;
@@ -31,7 +31,7 @@ void command_log_anonymous(RunState& run, std::string_view args) {
   }
 }
 
-void command_log(RunState& run, std::string_view args) {
+void runlog(RunState& run, std::string_view args) {
   const bool append = appendflag(args);
   const auto file = run.words.take();
   if (!file) return;
@@ -39,8 +39,8 @@ void command_log(RunState& run, std::string_view args) {
   // The note goes to where the stream went so far.
   run.task.echoview("Set log file: %s\n", run.shownname(*file));
   if (*file == "-") {
-    CHKR_(driver_source, 444, run.task.linklogtofunc(logprint));
+    CHKR_(kDriverSource, 444, run.task.linklogtofunc(logprint));
   } else {
-    CHKR_(driver_source, 447, run.task.linklogtofile(*file, append));
+    CHKR_(kDriverSource, 447, run.task.linklogtofile(*file, append));
   }
 }

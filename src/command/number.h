@@ -22,11 +22,11 @@ struct fmt::formatter<number> {
   template <typename Context>
   auto format(const number& shown, Context& context) const {
     if (std::bit_cast<std::uint64_t>(shown.value) == 0) {
-      return std::copy(zero.begin(), zero.end(), context.out());
+      return std::copy(kZero.begin(), kZero.end(), context.out());
     }
     return fmt::format_to(context.out(), FMT_COMPILE("{:24.16e}"), shown.value);
   }
 
  private:
-  static constexpr std::string_view zero = "  0.0000000000000000e+00";
+  static constexpr std::string_view kZero = "  0.0000000000000000e+00";
 };

@@ -18,16 +18,7 @@
 
 namespace {
 
-// The library's integer parameters that the commands set, by number.
-constexpr std::int32_t write_solutions_to_opf_ptf = 125;
-constexpr std::int32_t write_solutions_to_task_json = 109;
-constexpr std::int32_t read_asynchronously = 127;
-constexpr std::int32_t write_asynchronously = 168;
-
-// String parameters 0 to 23 can make the optimizer write files.
-constexpr std::int32_t num_unsafe_string_parameters = 24;
-
-constexpr std::array<std::string_view, 6> problem_formats = {"mps", "task", "ptf",
+constexpr std::array<std::string_view, 6> kProblemFormats = {"mps", "task", "ptf",
                                                              "lp",  "opf",  "cbf"};
 
 struct ReadSettings {
@@ -43,7 +34,7 @@ bool asksforasync(std::string_view value) {
 // A "format=" item is checked and has no other effect: the library goes by the file's name.
 void checkformat(std::string_view value) {
   const auto [word, suffix] = split_format(value);
-  if (!word.empty() && std::ranges::find(problem_formats, word) == problem_formats.end()) {
+  if (!word.empty() && std::ranges::find(kProblemFormats, word) == kProblemFormats.end()) {
     throw std::string("Invalid file format");
   }
   if (suffix != "+gz" && suffix != "+zstd") throw std::string("Invalid file extension format");
@@ -92,30 +83,30 @@ bool writeasync(std::string_view args) {
 
 }  // namespace
 
-void command_read(RunState& run, std::string_view args) {
+void runread(RunState& run, std::string_view args) {
   const ReadSettings settings = readsettings(args);
   const auto file = run.words.take();
   if (!file) return;
   const char* name = run.shownname(*file);
   run.task.echo("Read file: %s\n", name);
 
-  const std::int32_t kept_async = run.task.getintparam(read_asynchronously);
-  run.task.putintparam(read_asynchronously, settings.async ? 1 : 0);
+  const std::int32_t kept_async = run.task.getintparam(VLN_IPAR_ASYNC_READ);
+  run.task.putintparam(VLN_IPAR_ASYNC_READ, settings.async ? 1 : 0);
   const std::uint64_t start = gettimens();
-  CHKR_(driver_source, 535, run.task.readdata(*file));
+  CHKR_(kDriverSource, 535, run.task.readdata(*file));
   const std::uint64_t end = gettimens();
-  run.task.putintparam(read_asynchronously, kept_async);
+  run.task.putintparam(VLN_IPAR_ASYNC_READ, kept_async);
 
   if (settings.printtime != 0) {
     std::cerr << "Read time " << elapsedseconds(start, end) << " sec: " << name << std::endl;
   }
   if (!settings.safe) return;
-  for (std::int32_t param = 0; param < num_unsafe_string_parameters; ++param) {
+  for (std::int32_t param = 0; param < VLN_NUM_FILE_SPAR; ++param) {
     run.task.putstrparam(param, "");
   }
 }
 
-void command_write(RunState& run, std::string_view args) {
+void runwrite(RunState& run, std::string_view args) {
   const bool async = writeasync(args);
   const auto file = run.words.take();
   if (!file) return;
@@ -126,11 +117,11 @@ void command_write(RunState& run, std::string_view args) {
     bool value;
     std::int32_t kept = 0;
   };
-  std::array forced = {ForcedParameter{write_solutions_to_opf_ptf, run.include_solutions},
-                       ForcedParameter{write_solutions_to_task_json, run.include_solutions},
-                       ForcedParameter{write_asynchronously, async}};
+  std::array forced = {ForcedParameter{VLN_IPAR_TEXT_FILE_SOLUTIONS, run.include_solutions},
+                       ForcedParameter{VLN_IPAR_TASK_FILE_SOLUTIONS, run.include_solutions},
+                       ForcedParameter{VLN_IPAR_ASYNC_WRITE, async}};
   for (auto& f : forced) f.kept = run.task.getintparam(f.param);
   for (const auto& f : forced) run.task.putintparam(f.param, f.value ? 1 : 0);
-  CHKR_(driver_source, 593, run.task.writedata(*file));
+  CHKR_(kDriverSource, 593, run.task.writedata(*file));
   for (const auto& f : forced) run.task.putintparam(f.param, f.kept);
 }

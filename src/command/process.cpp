@@ -11,21 +11,21 @@
 #include "keywordargparser.h"
 #include "vlnexception.h"
 
-void command_parameter(RunState& run, std::string_view /*args*/) {
+void runparameter(RunState& run, std::string_view /*args*/) {
   const auto name = run.words.take();
   const auto value = run.words.take();
   if (!name || !value) return;
-  CHKR_(driver_source, 456, run.task.putparam(*name, *value));
+  CHKR_(kDriverSource, 456, run.task.putparam(*name, *value));
 }
 
-void command_no_solutions(RunState& run, std::string_view /*args*/) {
+void runnosolutions(RunState& run, std::string_view /*args*/) {
   const auto word = run.words.take();
   if (!word) return;
   if (*word == "yes" || *word == "on" || *word == "true") run.include_solutions = false;
   if (*word == "no" || *word == "off" || *word == "false") run.include_solutions = true;
 }
 
-void command_pid_file(RunState& run, std::string_view /*args*/) {
+void runpidfile(RunState& run, std::string_view /*args*/) {
   const auto file = run.words.take();
   if (!file) return;
   const std::string pid = std::to_string(getpid());
@@ -33,7 +33,7 @@ void command_pid_file(RunState& run, std::string_view /*args*/) {
   std::ofstream(*file) << pid;
 }
 
-void command_indicator_file(RunState& run, std::string_view args) {
+void runindicatorfile(RunState& run, std::string_view args) {
   const auto file = run.words.take();
   if (!file) return;
   run.task.echoview("Write indicator file: %s\n", run.shownname(*file));

@@ -26,7 +26,7 @@ struct fmt::formatter<quote> {
       ++it;
     }
     for (; it != context.end() && *it != '}'; ++it) {
-      if (*it < '0' || *it > '9' || width_ > max_width) throw format_error("invalid format");
+      if (*it < '0' || *it > '9' || width_ > kMaxWidth) throw format_error("invalid format");
       width_ = width_ * 10 + static_cast<std::size_t>(*it - '0');
     }
     return it;
@@ -46,15 +46,15 @@ struct fmt::formatter<quote> {
   }
 
  private:
-  static constexpr std::size_t max_width = std::numeric_limits<int>::max() / 10 - 1;
+  static constexpr std::size_t kMaxWidth = std::numeric_limits<int>::max() / 10 - 1;
 
   // By table: most names have no such character, and finding that out is most of the work.
-  static constexpr auto escaped = [] {
+  static constexpr auto kEscaped = [] {
     std::array<bool, 256> table{};
     for (const unsigned char c : {'\t', '\n', '\r', '"', '\\'}) table[c] = true;
     return table;
   }();
-  static bool isescaped(char c) { return escaped[static_cast<unsigned char>(c)]; }
+  static bool isescaped(char c) { return kEscaped[static_cast<unsigned char>(c)]; }
 
   template <typename Out>
   static Out copyescaped(std::string_view text, Out out) {

@@ -35,7 +35,7 @@ class ReportFile {
   ReportFile& operator=(const ReportFile&) = delete;
 
   /// Formats with {fmt}. The format is an FMT_COMPILE string and pads no field to more than
-  /// widest_field columns.
+  /// kWidestField columns.
   template <typename Format, typename... Args>
   void print(const Format& format, const Args&... args) {
     makeroom(fmt::string_view(format).size() + (longest(args) + ... + 0));
@@ -56,16 +56,16 @@ class ReportFile {
   }
 
  private:
-  static constexpr std::size_t piece_size = 65536;
+  static constexpr std::size_t kPieceSize = 65536;
   // Columns; also more than any number takes.
-  static constexpr std::size_t widest_field = 32;
+  static constexpr std::size_t kWidestField = 32;
 
-  static constexpr std::size_t longest(std::int32_t /*integer*/) { return widest_field; }
-  static constexpr std::size_t longest(double /*real*/) { return widest_field; }
-  static constexpr std::size_t longest(number /*real*/) { return widest_field; }
-  static constexpr std::size_t longest(std::string_view text) { return text.size() + widest_field; }
+  static constexpr std::size_t longest(std::int32_t /*integer*/) { return kWidestField; }
+  static constexpr std::size_t longest(double /*real*/) { return kWidestField; }
+  static constexpr std::size_t longest(number /*real*/) { return kWidestField; }
+  static constexpr std::size_t longest(std::string_view text) { return text.size() + kWidestField; }
   // Each character may be escaped.
-  static constexpr std::size_t longest(quote name) { return 2 * name.text.size() + widest_field; }
+  static constexpr std::size_t longest(quote name) { return 2 * name.text.size() + kWidestField; }
 
   void makeroom(std::size_t size) {
     if (size <= static_cast<std::size_t>(limit_ - end_)) [[likely]] {
@@ -85,7 +85,7 @@ class ReportFile {
 
   std::ofstream file_;
   std::ostream* out_ = &file_;
-  std::vector<char> buffer_ = std::vector<char>(piece_size);
+  std::vector<char> buffer_ = std::vector<char>(kPieceSize);
   char* end_ = buffer_.data();
-  char* limit_ = end_ + piece_size;
+  char* limit_ = end_ + kPieceSize;
 };

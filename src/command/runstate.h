@@ -5,12 +5,12 @@
 #include <string>
 
 #include "argumentwords.h"
-#include "task.h"
+#include "librarytask.h"
 
 struct RunState {
   explicit RunState(std::span<char* const> argument_list) : words(argument_list) {}
 
-  Task task;
+  LibraryTask task;
   ArgumentWords words;
   /// True: the notes show file names. False: they show "<filename>". The sense is the reverse of
   /// what the command's name suggests, and the library's parameter 45 has the same one.

@@ -35,14 +35,14 @@ struct WriterName {
   SolutionWriter writer;
 };
 
-constexpr std::array<WriterName, 6> writer_extensions = {{{".json", SolutionWriter::json},
+constexpr std::array<WriterName, 6> kWriterExtensions = {{{".json", SolutionWriter::json},
                                                           {".jtask", SolutionWriter::json},
                                                           {".task", SolutionWriter::task},
                                                           {".b", SolutionWriter::b},
                                                           {".plain", SolutionWriter::plain},
                                                           {"", SolutionWriter::plain}}};
 
-constexpr std::array<WriterName, 5> writer_words = {{{"json", SolutionWriter::json},
+constexpr std::array<WriterName, 5> kWriterWords = {{{"json", SolutionWriter::json},
                                                      {"jtask", SolutionWriter::json},
                                                      {"task", SolutionWriter::task},
                                                      {"plain", SolutionWriter::plain},
@@ -55,9 +55,9 @@ std::optional<SolutionWriter> findwriter(std::span<const WriterName> names, std:
   return std::nullopt;
 }
 
-ReadTarget readtarget_of_name(std::string_view file) {
+ReadTarget readtargetofname(std::string_view file) {
   const FilenameParts parts = split_filename(file);
-  const auto compression = compression_of_extension(parts.compression_extension);
+  const auto compression = compressionofextension(parts.compression_extension);
   if (!compression) {
     throw std::string("Invalid file compression extension for -read-solution");
   }
@@ -70,55 +70,55 @@ void applyreadformat(ReadTarget& target, std::string_view value) {
   if (word != "b" && word != "plain") throw std::string("Invalid format for -read-solution");
   target.reader = word == "b" ? SolutionReader::b : SolutionReader::plain;
 
-  const auto compression = compression_of_suffix(suffix);
+  const auto compression = compressionofsuffix(suffix);
   if (!compression) throw std::string("Invalid format extension for -read-solution:format");
   target.compression = *compression;
 }
 
-WriteTarget writetarget_of_name(std::string_view file) {
+WriteTarget writetargetofname(std::string_view file) {
   const FilenameParts parts = split_filename(file);
-  const auto compression = compression_of_extension(parts.compression_extension);
+  const auto compression = compressionofextension(parts.compression_extension);
   if (!compression) {
     throw std::string("Invalid file compression extension for -write-solution");
   }
-  const auto writer = findwriter(writer_extensions, parts.format_extension);
+  const auto writer = findwriter(kWriterExtensions, parts.format_extension);
   if (!writer) throw std::string("Invalid file extension for -write-solution");
   return {*writer, *compression};
 }
 
-WriteTarget writetarget_of_format(std::string_view value) {
+WriteTarget writetargetofformat(std::string_view value) {
   const auto [word, suffix] = split_format(value);
-  const auto compression = compression_of_suffix(suffix);
+  const auto compression = compressionofsuffix(suffix);
   if (!compression) throw std::string("Invalid format for -write-solution");
-  const auto writer = findwriter(writer_words, word);
+  const auto writer = findwriter(kWriterWords, word);
   if (!writer) throw std::string("Invalid format for -write-solution");
   return {*writer, *compression};
 }
 
-void writesolution(Task& task, const std::string& file, WriteTarget target) {
+void writesolution(LibraryTask& task, const std::string& file, WriteTarget target) {
   switch (target.writer) {
     case SolutionWriter::task:
-      CHKR_(driver_source, 705, task.writetasksolverresult(file, target.compression));
+      CHKR_(kDriverSource, 705, task.writetasksolverresult(file, target.compression));
       break;
     case SolutionWriter::json:
-      CHKR_(driver_source, 708, task.writejsonsol(file));
+      CHKR_(kDriverSource, 708, task.writejsonsol(file));
       break;
     case SolutionWriter::plain:
-      CHKR_(driver_source, 711,
+      CHKR_(kDriverSource, 711,
             static_cast<VLNrescode_enum>(VLN_writeplainsol(task.handle(), file.c_str())));
       break;
     case SolutionWriter::b:
-      CHKR_(driver_source, 714, task.writebsolution(file, target.compression));
+      CHKR_(kDriverSource, 714, task.writebsolution(file, target.compression));
       break;
   }
 }
 
 }  // namespace
 
-void command_read_solution(RunState& run, std::string_view args) {
+void runreadsolution(RunState& run, std::string_view args) {
   const auto file = run.words.take();
   if (!file) return;
-  ReadTarget target = readtarget_of_name(*file);
+  ReadTarget target = readtargetofname(*file);
   KeywordArgParser items{args};
   while (items.next()) {
     if (items.key == "format") applyreadformat(target, items.value);
@@ -127,17 +127,17 @@ void command_read_solution(RunState& run, std::string_view args) {
   run.task.echo("Read solution file: %s\n", run.shownname(*file));
   // There is no reader of plain reports: such a file is noted and left alone.
   if (target.reader == SolutionReader::plain) return;
-  CHKR_(driver_source, 648, run.task.readbsolution(*file, target.compression));
+  CHKR_(kDriverSource, 648, run.task.readbsolution(*file, target.compression));
 }
 
-void command_write_solution(RunState& run, std::string_view args) {
+void runwritesolution(RunState& run, std::string_view args) {
   const auto file = run.words.take();
   if (!file) return;
-  WriteTarget target = writetarget_of_name(*file);
+  WriteTarget target = writetargetofname(*file);
   KeywordArgParser items{args};
   while (items.next()) {
     if (items.key != "format") throw std::string("Invalid argument for -write-solution");
-    target = writetarget_of_format(items.value);
+    target = writetargetofformat(items.value);
   }
 
   run.task.echo("Write solution file: %s\n", run.shownname(*file));

@@ -32,13 +32,10 @@ static_assert(sizeof(global_abort) == 1 && std::atomic<bool>::is_always_lock_fre
 // Seconds; no limit unless greater than 0. Written by "-solve" alone.
 double global_time_limit = 0.0;
 
-// Element of the callback's double array that holds the optimizer's elapsed time in seconds.
-constexpr int elapsed_time_element = 50;
-
 // Settings of one "-solve". A file or a text counts as given when it is not empty, a limit when it
 // is greater than 0.
 struct SolveSettings {
-  std::optional<std::int32_t> sense;  // 0 minimize, 1 maximize
+  std::optional<std::int32_t> sense;
   bool printtime = false;
   std::string_view res;      // file for the response code's name
   std::string_view trm;      // file for the termination code's name
@@ -70,9 +67,9 @@ struct SolveItem {
 };
 
 // What each item of the ARGS does with its value. Flags take none; an unknown key is skipped.
-constexpr std::array<SolveItem, 12> solve_items = {{
-    {"max", [](SolveSettings& s, std::string_view) { s.sense = 1; }},
-    {"min", [](SolveSettings& s, std::string_view) { s.sense = 0; }},
+constexpr std::array<SolveItem, 12> kSolveItems = {{
+    {"max", [](SolveSettings& s, std::string_view) { s.sense = VLN_SENSE_MAXIMIZE; }},
+    {"min", [](SolveSettings& s, std::string_view) { s.sense = VLN_SENSE_MINIMIZE; }},
     {"printtime", [](SolveSettings& s, std::string_view) { s.printtime = true; }},
     {"res", [](SolveSettings& s, std::string_view value) { s.res = value; }},
     {"trm", [](SolveSettings& s, std::string_view value) { s.trm = value; }},
@@ -96,7 +93,7 @@ SolveSettings solvesettings(std::string_view args) {
   SolveSettings settings;
   KeywordArgParser items{args};
   while (items.next()) {
-    for (const SolveItem& item : solve_items) {
+    for (const SolveItem& item : kSolveItems) {
       if (item.key == items.key) item.apply(settings, items.value);
     }
   }
@@ -109,7 +106,7 @@ std::ofstream resultfile(std::string_view name) { return std::ofstream{std::stri
 
 // Scalars of all variables: a matrix variable of dimension d counts d(d+1)/2, formed in 32 unsigned
 // bits from what the library answers, whatever that is.
-std::int64_t countvariables(Task& task, std::int32_t numvar, std::int32_t numbarvar) {
+std::int64_t countvariables(LibraryTask& task, std::int32_t numvar, std::int32_t numbarvar) {
   std::int64_t count = numvar;
   for (std::int32_t j = 0; j < numbarvar; ++j) {
     const auto dimension = static_cast<std::uint32_t>(task.dimbarvar(j));
@@ -119,7 +116,7 @@ std::int64_t countvariables(Task& task, std::int32_t numvar, std::int32_t numbar
 }
 
 // What is too many, or null.
-const char* sizefailure(Task& task, const SolveSettings& settings) {
+const char* sizefailure(LibraryTask& task, const SolveSettings& settings) {
   const std::int32_t numvar = task.numvar();
   const std::int32_t numcon = task.numcon();
   const std::int32_t numcone = task.numcone();
@@ -131,28 +128,28 @@ const char* sizefailure(Task& task, const SolveSettings& settings) {
   return nullptr;
 }
 
-void checksize(Task& task, const SolveSettings& settings) {
+void checksize(LibraryTask& task, const SolveSettings& settings) {
   if (settings.max_numvar <= 0 && settings.max_numcon <= 0) return;
   const char* failure = sizefailure(task, settings);
   if (failure == nullptr) return;
 
   if (!settings.res.empty()) resultfile(settings.res) << "VLN_RES_ERR_SERVER_PROBLEM_SIZE";
   if (!settings.msg.empty()) resultfile(settings.msg) << failure;
-  CHKR_(driver_source, 809, VLN_RES_ERR_SERVER_PROBLEM_SIZE);
+  CHKR_(kDriverSource, 809, VLN_RES_ERR_SERVER_PROBLEM_SIZE);
 }
 
 // The task's own sense, after the forced one was set in its place.
-std::int32_t forcesense(Task& task, std::int32_t sense) {
+std::int32_t forcesense(LibraryTask& task, std::int32_t sense) {
   std::int32_t kept = 0;
-  CHKR_(driver_source, 815, task.getobjsense(kept));
-  CHKR_(driver_source, 816, task.putobjsense(sense));
+  CHKR_(kDriverSource, 815, task.getobjsense(kept));
+  CHKR_(kDriverSource, 816, task.putobjsense(sense));
   return kept;
 }
 
-void restoresense(Task& task, std::int32_t kept) {
+void restoresense(LibraryTask& task, std::int32_t kept) {
   std::int32_t forced = 0;
-  CHKR_(driver_source, 872, task.getobjsense(forced));
-  CHKR_(driver_source, 873, task.putobjsense(kept));
+  CHKR_(kDriverSource, 872, task.getobjsense(forced));
+  CHKR_(kDriverSource, 873, task.putobjsense(kept));
 }
 
 struct Outcome {
@@ -161,7 +158,7 @@ struct Outcome {
   double seconds = 0.0;
 };
 
-Outcome optimize(Task& task, const SolveSettings& settings) {
+Outcome optimize(LibraryTask& task, const SolveSettings& settings) {
   Outcome outcome;
   const std::string address(settings.remote);
   const std::string token(settings.token);
@@ -174,18 +171,18 @@ Outcome optimize(Task& task, const SolveSettings& settings) {
 }
 
 // Each file is created before the query whose text it receives.
-void writeresults(Task& task, const SolveSettings& settings, const Outcome& outcome) {
+void writeresults(LibraryTask& task, const SolveSettings& settings, const Outcome& outcome) {
   if (settings.printtime) {
     std::cerr << "Solve time " << outcome.seconds << std::endl;
     if (!settings.opttime.empty()) resultfile(settings.opttime) << outcome.seconds;
   }
   if (!settings.res.empty()) {
     std::ofstream file = resultfile(settings.res);
-    file << Task::codename(outcome.response);
+    file << LibraryTask::codename(outcome.response);
   }
   if (!settings.trm.empty()) {
     std::ofstream file = resultfile(settings.trm);
-    file << Task::codename(outcome.termination);
+    file << LibraryTask::codename(outcome.termination);
   }
   if (!settings.msg.empty()) {
     std::ofstream file = resultfile(settings.msg);
@@ -202,10 +199,10 @@ int usercallback(vlntaskt* /*task*/, void* /*handle*/, VLNcallbackcode_enum /*co
   if (global_abort.load(std::memory_order_relaxed)) return 1;
   const double limit = global_time_limit;
   if (!(limit > 0.0)) return 0;  // NaN is no limit either
-  return douinf[elapsed_time_element] > limit ? 1 : 0;
+  return douinf[VLN_DINF_ELAPSED_SECONDS] > limit ? 1 : 0;
 }
 
-void command_solve(RunState& run, std::string_view args) {
+void runsolve(RunState& run, std::string_view args) {
   if (global_abort.load(std::memory_order_relaxed)) return;
   const SolveSettings settings = solvesettings(args);
   checksize(run.task, settings);

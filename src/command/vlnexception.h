@@ -16,8 +16,8 @@ struct VLNException {
   std::int32_t line;
 };
 
-inline constexpr const char* driver_source = "src/command/vorlancli";
-inline constexpr const char* plainsol_source = "src/command/vorlanplainsol";
+inline constexpr const char* kDriverSource = "src/command/vorlancli";
+inline constexpr const char* kPlainsolSource = "src/command/vorlanplainsol";
 
 /// Throws VLNException with the three values unless code is VLN_RES_OK.
 inline void CHKR_(const char* file, std::int32_t line, VLNrescode_enum code) {

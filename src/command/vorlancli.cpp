@@ -17,30 +17,27 @@
 
 namespace {
 
-// The library's integer parameter that follows log_anonymous.
-constexpr std::int32_t log_shows_names = 45;
-
 struct Command {
   std::string_view name;
   bool takes_args;  // else the whole word must be the name
   void (*run)(RunState& run, std::string_view args);
 };
 
-constexpr std::array<Command, 14> commands = {{
-    {"-h", true, command_help},
-    {"-help", true, command_help},
-    {"-license", true, command_license},
-    {"-log-anonymous", true, command_log_anonymous},
-    {"-log", true, command_log},
-    {"-d", false, command_parameter},
-    {"-no-solutions", false, command_no_solutions},
-    {"-read", true, command_read},
-    {"-write", true, command_write},
-    {"-read-solution", true, command_read_solution},
-    {"-write-solution", true, command_write_solution},
-    {"-solve", true, command_solve},
-    {"-pid-file", true, command_pid_file},
-    {"-indicator-file", true, command_indicator_file},
+constexpr std::array<Command, 14> kCommands = {{
+    {"-h", true, runhelp},
+    {"-help", true, runhelp},
+    {"-license", true, runlicense},
+    {"-log-anonymous", true, runloganonymous},
+    {"-log", true, runlog},
+    {"-d", false, runparameter},
+    {"-no-solutions", false, runnosolutions},
+    {"-read", true, runread},
+    {"-write", true, runwrite},
+    {"-read-solution", true, runreadsolution},
+    {"-write-solution", true, runwritesolution},
+    {"-solve", true, runsolve},
+    {"-pid-file", true, runpidfile},
+    {"-indicator-file", true, runindicatorfile},
 }};
 
 // A word split at its first ':'.
@@ -58,7 +55,7 @@ struct CommandWord {
 };
 
 const Command* findcommand(const CommandWord& word) {
-  for (const Command& command : commands) {
+  for (const Command& command : kCommands) {
     if (command.name == (command.takes_args ? word.name : word.whole)) return &command;
   }
   return nullptr;
@@ -68,13 +65,13 @@ void reportunexpected(std::string_view word) {
   std::cerr << "Unexpected command: " << word << std::endl;
 }
 
-void start(Task& task) {
+void start(LibraryTask& task) {
   if (const auto code = task.putcallbackfunc(usercallback); code != VLN_RES_OK) {
-    throw VLNException{code, driver_source, 384};
+    throw VLNException{code, kDriverSource, 384};
   }
   std::signal(SIGTERM, sigterm_handler);
-  if (const auto code = task.putintparam(log_shows_names, 1); code != VLN_RES_OK) {
-    throw VLNException{code, driver_source, 387};
+  if (const auto code = task.putintparam(VLN_IPAR_SHOW_FILE_NAMES, 1); code != VLN_RES_OK) {
+    throw VLNException{code, kDriverSource, 387};
   }
 }
 
@@ -86,8 +83,8 @@ void execute(RunState& run, const CommandWord& word) {
   }
   command->run(run, word.args);
 
-  const auto code = run.task.putintparam(log_shows_names, run.log_anonymous ? 1 : 0);
-  if (code != VLN_RES_OK) throw VLNException{code, driver_source, 920};
+  const auto code = run.task.putintparam(VLN_IPAR_SHOW_FILE_NAMES, run.log_anonymous ? 1 : 0);
+  if (code != VLN_RES_OK) throw VLNException{code, kDriverSource, 920};
 }
 
 }  // namespace

@@ -23,11 +23,6 @@
 
 namespace {
 
-// The solutions by the library's selector.
-constexpr std::int32_t interior = 0;
-constexpr std::int32_t basic = 1;
-constexpr std::int32_t integer = 2;
-
 // ---- Words of statuses and status keys
 
 constexpr std::array<const char*, 10> vln_sol_sta_primal_str = {
@@ -206,7 +201,7 @@ class PlainSolutionWriter {
   using SliceQuery = VLNrescode_enum (*)(vlntaskt*, std::int32_t, std::int32_t, std::int32_t,
                                          std::int64_t, double*);
 
-  static void check(std::int32_t line, VLNrescode_enum code) { CHKR_(plainsol_source, line, code); }
+  static void check(std::int32_t line, VLNrescode_enum code) { CHKR_(kPlainsolSource, line, code); }
 
   void fetchsize(std::int32_t line, VLNrescode_enum (*query)(vlntaskt*, std::int32_t*),
                  std::int32_t& size);
@@ -310,9 +305,9 @@ void PlainSolutionWriter::write() {
   fetchsize(212, VLN_getnumcon, sizes_.numcon);
   fetchsize(213, VLN_getnumbarvar, sizes_.numbarvar);
   fetchsize(214, VLN_getmaxnamelen, sizes_.maxnamelen);
-  const bool has_interior = fetchdefined(215, interior);
-  const bool has_basic = fetchdefined(216, basic);
-  const bool has_integer = fetchdefined(217, integer);
+  const bool has_interior = fetchdefined(215, VLN_SOLUTION_INTERIOR);
+  const bool has_basic = fetchdefined(216, VLN_SOLUTION_BASIC);
+  const bool has_integer = fetchdefined(217, VLN_SOLUTION_INTEGER);
   fetchdimensions();
   variables_.setnumvar(sizes_.numvar);
   constraints_.setnumcon(sizes_.numcon);
@@ -362,17 +357,17 @@ void PlainSolutionWriter::printvariablerows() {
 
 void PlainSolutionWriter::writeinteger() {
   Status status;
-  fetch(259, VLN_getskx, integer, variables_.skx);
-  fetch(260, VLN_getskc, integer, constraints_.skc);
-  fetch(261, VLN_getxx, integer, variables_.xx);
-  fetchobjective(262, integer, status.first_objective);
-  fetch(263, VLN_getxc, integer, constraints_.xc);
-  fetch(264, VLN_getxc, integer, constraints_.xc);
-  fetchobjective(265, integer, status.first_objective);
-  fetchobjective(266, integer, status.second_objective);
-  fetch(267, VLN_getprosta, integer, status.problem);
-  fetch(268, VLN_getsolsta, integer, status.solution);
-  if (hasmatrixvariables()) fetchslice(271, VLN_getbarxslice, integer);
+  fetch(259, VLN_getskx, VLN_SOLUTION_INTEGER, variables_.skx);
+  fetch(260, VLN_getskc, VLN_SOLUTION_INTEGER, constraints_.skc);
+  fetch(261, VLN_getxx, VLN_SOLUTION_INTEGER, variables_.xx);
+  fetchobjective(262, VLN_SOLUTION_INTEGER, status.first_objective);
+  fetch(263, VLN_getxc, VLN_SOLUTION_INTEGER, constraints_.xc);
+  fetch(264, VLN_getxc, VLN_SOLUTION_INTEGER, constraints_.xc);
+  fetchobjective(265, VLN_SOLUTION_INTEGER, status.first_objective);
+  fetchobjective(266, VLN_SOLUTION_INTEGER, status.second_objective);
+  fetch(267, VLN_getprosta, VLN_SOLUTION_INTEGER, status.problem);
+  fetch(268, VLN_getsolsta, VLN_SOLUTION_INTEGER, status.solution);
+  if (hasmatrixvariables()) fetchslice(271, VLN_getbarxslice, VLN_SOLUTION_INTEGER);
 
   report_.printtitle("Solution integer");
   printstatus(status, "");
@@ -419,19 +414,19 @@ void PlainSolutionWriter::printintegerbarlisting() {
 
 void PlainSolutionWriter::writebasic() {
   Status status;
-  fetch(321, VLN_getskx, basic, variables_.skx);
-  fetch(322, VLN_getskc, basic, constraints_.skc);
-  fetch(323, VLN_getxx, basic, variables_.xx);
-  fetch(324, VLN_getslx, basic, variables_.slx);
-  fetch(325, VLN_getsux, basic, variables_.sux);
-  fetch(326, VLN_getxc, basic, constraints_.xc);
-  fetch(327, VLN_getslc, basic, constraints_.slc);
-  fetch(328, VLN_getsuc, basic, constraints_.suc);
-  fetch(329, VLN_gety, basic, constraints_.y);
-  fetchobjective(330, basic, status.first_objective);
-  fetchobjective(331, basic, status.second_objective);
-  fetch(332, VLN_getprosta, basic, status.problem);
-  fetch(333, VLN_getsolsta, basic, status.solution);
+  fetch(321, VLN_getskx, VLN_SOLUTION_BASIC, variables_.skx);
+  fetch(322, VLN_getskc, VLN_SOLUTION_BASIC, constraints_.skc);
+  fetch(323, VLN_getxx, VLN_SOLUTION_BASIC, variables_.xx);
+  fetch(324, VLN_getslx, VLN_SOLUTION_BASIC, variables_.slx);
+  fetch(325, VLN_getsux, VLN_SOLUTION_BASIC, variables_.sux);
+  fetch(326, VLN_getxc, VLN_SOLUTION_BASIC, constraints_.xc);
+  fetch(327, VLN_getslc, VLN_SOLUTION_BASIC, constraints_.slc);
+  fetch(328, VLN_getsuc, VLN_SOLUTION_BASIC, constraints_.suc);
+  fetch(329, VLN_gety, VLN_SOLUTION_BASIC, constraints_.y);
+  fetchobjective(330, VLN_SOLUTION_BASIC, status.first_objective);
+  fetchobjective(331, VLN_SOLUTION_BASIC, status.second_objective);
+  fetch(332, VLN_getprosta, VLN_SOLUTION_BASIC, status.problem);
+  fetch(333, VLN_getsolsta, VLN_SOLUTION_BASIC, status.solution);
 
   report_.printtitle("  Solution basic");
   printstatus(status, "    ");
@@ -459,24 +454,24 @@ void PlainSolutionWriter::writebasic() {
 
 void PlainSolutionWriter::writeinterior() {
   Status status;
-  fetch(371, VLN_getskx, interior, variables_.skx);
-  fetch(372, VLN_getskc, interior, constraints_.skc);
-  fetch(373, VLN_getxx, interior, variables_.xx);
-  fetch(374, VLN_getslx, interior, variables_.slx);
-  fetch(375, VLN_getsux, interior, variables_.sux);
-  fetch(376, VLN_getsux, interior, variables_.snx);  // the snx column repeats sux
-  fetch(377, VLN_getxc, interior, constraints_.xc);
-  fetch(378, VLN_getslc, interior, constraints_.slc);
-  fetch(379, VLN_getsuc, interior, constraints_.suc);
-  fetch(380, VLN_gety, interior, constraints_.y);
-  fetchobjective(381, interior, status.first_objective);
-  fetchobjective(382, interior, status.second_objective);
-  fetch(383, VLN_getprosta, interior, status.problem);
-  fetch(384, VLN_getsolsta, interior, status.solution);
+  fetch(371, VLN_getskx, VLN_SOLUTION_INTERIOR, variables_.skx);
+  fetch(372, VLN_getskc, VLN_SOLUTION_INTERIOR, constraints_.skc);
+  fetch(373, VLN_getxx, VLN_SOLUTION_INTERIOR, variables_.xx);
+  fetch(374, VLN_getslx, VLN_SOLUTION_INTERIOR, variables_.slx);
+  fetch(375, VLN_getsux, VLN_SOLUTION_INTERIOR, variables_.sux);
+  fetch(376, VLN_getsux, VLN_SOLUTION_INTERIOR, variables_.snx);  // the snx column repeats sux
+  fetch(377, VLN_getxc, VLN_SOLUTION_INTERIOR, constraints_.xc);
+  fetch(378, VLN_getslc, VLN_SOLUTION_INTERIOR, constraints_.slc);
+  fetch(379, VLN_getsuc, VLN_SOLUTION_INTERIOR, constraints_.suc);
+  fetch(380, VLN_gety, VLN_SOLUTION_INTERIOR, constraints_.y);
+  fetchobjective(381, VLN_SOLUTION_INTERIOR, status.first_objective);
+  fetchobjective(382, VLN_SOLUTION_INTERIOR, status.second_objective);
+  fetch(383, VLN_getprosta, VLN_SOLUTION_INTERIOR, status.problem);
+  fetch(384, VLN_getsolsta, VLN_SOLUTION_INTERIOR, status.solution);
   if (hasmatrixvariables()) {
     // Both slices go to the same buffer: the barx column shows bars, the bars column zeros.
-    fetchslice(387, VLN_getbarxslice, interior);
-    fetchslice(388, VLN_getbarsslice, interior);
+    fetchslice(387, VLN_getbarxslice, VLN_SOLUTION_INTERIOR);
+    fetchslice(388, VLN_getbarsslice, VLN_SOLUTION_INTERIOR);
   }
 
   report_.printtitle("  Solution interior");

@@ -113,20 +113,20 @@ TEST(SplitFormat, EveryShortText) {
 }
 
 TEST(Compression, WordsAreCompared) {
-  EXPECT_EQ(compression_of_extension(""), uncompressed);
-  EXPECT_EQ(compression_of_extension(".gz"), gzip);
-  EXPECT_EQ(compression_of_extension(".zst"), zstd);
+  EXPECT_EQ(compressionofextension(""), Compression::none);
+  EXPECT_EQ(compressionofextension(".gz"), Compression::gzip);
+  EXPECT_EQ(compressionofextension(".zst"), Compression::zstd);
   for (const char* word : {".", "gz", ".GZ", ".gzip", ".zstd", ".gz ", " .gz", ".zs", "+gzip"}) {
-    EXPECT_EQ(compression_of_extension(word), std::nullopt) << word;
+    EXPECT_EQ(compressionofextension(word), std::nullopt) << word;
   }
-  EXPECT_EQ(compression_of_suffix("+gzip"), gzip);
-  EXPECT_EQ(compression_of_suffix("+zstd"), zstd);
+  EXPECT_EQ(compressionofsuffix("+gzip"), Compression::gzip);
+  EXPECT_EQ(compressionofsuffix("+zstd"), Compression::zstd);
   for (const char* word : {"", "+", "+gz", "+zst", "gzip", "+GZIP", "+gzip ", "+gzipx", ".gz"}) {
-    EXPECT_EQ(compression_of_suffix(word), std::nullopt) << word;
+    EXPECT_EQ(compressionofsuffix(word), std::nullopt) << word;
   }
-  EXPECT_EQ(uncompressed, 0U);
-  EXPECT_EQ(gzip, 2U);
-  EXPECT_EQ(zstd, 3U);
+  EXPECT_EQ(static_cast<std::uint32_t>(Compression::none), 0U);
+  EXPECT_EQ(static_cast<std::uint32_t>(Compression::gzip), 2U);
+  EXPECT_EQ(static_cast<std::uint32_t>(Compression::zstd), 3U);
 }
 
 }  // namespace

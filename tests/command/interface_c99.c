@@ -21,7 +21,7 @@ static int count_calls(vlntaskt* task, void* handle, VLNcallbackcode_enum code,
   return 0;
 }
 
-int calls_seen_from_c(void) {
+int callsseenfromc(void) {
   rescode_has_32_bits a = {0};
   rescode_is_signed b = {0};
   callbackcode_has_32_bits c = {0};

@@ -8,7 +8,7 @@ extern "C" {
 
 /* Uses a task of the fake library, calls the callback once and says how often it was called;
    negative when an operation failed. */
-int calls_seen_from_c(void);
+int callsseenfromc(void);
 
 #ifdef __cplusplus
 }

@@ -70,13 +70,13 @@ TEST(Check, AnyOtherCodeThrows) {
 }
 
 TEST(Check, SourceNames) {
-  EXPECT_STREQ(driver_source, "src/command/vorlancli");
-  EXPECT_STREQ(plainsol_source, "src/command/vorlanplainsol");
+  EXPECT_STREQ(kDriverSource, "src/command/vorlancli");
+  EXPECT_STREQ(kPlainsolSource, "src/command/vorlanplainsol");
 }
 
 TEST(Header, ServesC99) {
   fake::reset();
-  EXPECT_EQ(calls_seen_from_c(), 1);
+  EXPECT_EQ(callsseenfromc(), 1);
 }
 
 }  // namespace

@@ -27,10 +27,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int interior = 0;
-constexpr int basic = 1;
-constexpr int integer = 2;
-
 std::string contentof(const fs::path& name) {
   std::ifstream file(name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -149,7 +145,7 @@ TEST_F(PlainReport, WorkedExample) {
   task_.maxnamelen = 2;
   task_.varnames = {"x0", "x1"};
   task_.connames = {"c0"};
-  fake::Solution& s = task_.solutions[basic];
+  fake::Solution& s = task_.solutions[VLN_SOLUTION_BASIC];
   s.defined = 1;
   s.solsta = 1;
   s.prosta = 5;  // not shown
@@ -186,8 +182,8 @@ TEST_F(PlainReport, WorkedExample) {
 TEST_F(PlainReport, IntegerListingOfDimensions2And3) {
   task_.numbarvar = 2;
   task_.dims = {2, 3};
-  task_.solutions[integer].defined = 1;
-  for (int i = 0; i < 9; ++i) task_.solutions[integer].barx.push_back(i + 0.5);
+  task_.solutions[VLN_SOLUTION_INTEGER].defined = 1;
+  for (int i = 0; i < 9; ++i) task_.solutions[VLN_SOLUTION_INTEGER].barx.push_back(i + 0.5);
   const std::string text = write();
   const std::string begin = "    BarVariables\n";
   const std::size_t first = text.find(begin) + begin.size();
@@ -203,9 +199,9 @@ TEST_F(PlainReport, InteriorListingWalksTheTriangle) {
   task_.dims = {0, 2};
   task_.maxnamelen = 1;
   task_.barvarnames = {"E", "X"};
-  task_.solutions[interior].defined = 1;
-  task_.solutions[interior].barx = {1, 2, 3};
-  task_.solutions[interior].bars = {4, 5, 6};
+  task_.solutions[VLN_SOLUTION_INTERIOR].defined = 1;
+  task_.solutions[VLN_SOLUTION_INTERIOR].barx = {1, 2, 3};
+  task_.solutions[VLN_SOLUTION_INTERIOR].bars = {4, 5, 6};
   const std::string text = write();
   const std::string begin = "    BarVariables\n";
   const std::size_t first = text.find(begin) + begin.size();
@@ -223,7 +219,7 @@ TEST_F(PlainReport, InteriorListingWalksTheTriangle) {
 // over the end of the values.
 TEST_F(PlainReport, ListingsOfAllSmallDimensions) {
   fillall();
-  task_.solutions[basic].defined = 0;
+  task_.solutions[VLN_SOLUTION_BASIC].defined = 0;
   for (int code = 0; code < 4 * 4 * 4 * 4; ++code) {
     task_.dims = {code % 4, code / 4 % 4, code / 16 % 4, code / 64 % 4};
     for (task_.numbarvar = 0; task_.numbarvar <= 4; ++task_.numbarvar) {
@@ -249,7 +245,7 @@ TEST_F(PlainReport, ListingsOfAllSmallDimensions) {
 TEST_F(PlainReport, TriangleSizeIsFormedIn32Bits) {
   task_.numbarvar = 1;
   task_.dims = {65536};
-  task_.solutions[integer].defined = 1;
+  task_.solutions[VLN_SOLUTION_INTEGER].defined = 1;
   write();
   EXPECT_EQ(std::ranges::count(task_.calls, "VLN_getbarxslice(2, 0, 1, 32768)"), 1);
 }
@@ -344,7 +340,7 @@ TEST_F(PlainReport, NegativeDimensionsTakeTheirRoom) {
 // shows what the section before it was given.
 TEST_F(PlainReport, SilentQueriesShowWhatTheSectionBeforeWasGiven) {
   fillall();
-  for (const int whichsol : {basic, interior}) {
+  for (const int whichsol : {VLN_SOLUTION_BASIC, VLN_SOLUTION_INTERIOR}) {
     fake::Solution& s = task_.solutions[static_cast<std::size_t>(whichsol)];
     s.skx = s.skc = {};
     for (auto* values : {&s.xx, &s.slx, &s.sux, &s.xc, &s.slc, &s.suc, &s.y, &s.barx, &s.bars}) {
@@ -372,9 +368,9 @@ TEST_F(PlainReport, SilentQueriesShowWhatTheSectionBeforeWasGiven) {
 TEST_F(PlainReport, ShortDualSliceShowsThePrimalOneBehindIt) {
   task_.numbarvar = 1;
   task_.dims = {2};
-  task_.solutions[interior].defined = 1;
-  task_.solutions[interior].barx = {1, 2, 3};
-  task_.solutions[interior].bars = {4};
+  task_.solutions[VLN_SOLUTION_INTERIOR].defined = 1;
+  task_.solutions[VLN_SOLUTION_INTERIOR].barx = {1, 2, 3};
+  task_.solutions[VLN_SOLUTION_INTERIOR].bars = {4};
   const std::string text = write();
   const std::string zero = "   0.0000000000000000e+00\n";
   EXPECT_NE(text.find("        [   0,   0]   4.0000000000000000e+00" + zero +
@@ -387,9 +383,9 @@ TEST_F(PlainReport, ShortDualSliceShowsThePrimalOneBehindIt) {
 // xc of the integer section and both slices of the interior one are asked for twice into the same
 // place, as is the first objective: a second query that writes nothing leaves the first answer.
 TEST_F(PlainReport, SecondObjectiveQueryThatIsSilentLeavesTheFirstAnswer) {
-  task_.solutions[integer].defined = 1;
-  task_.solutions[integer].solsta = 1;
-  task_.solutions[integer].objectives = {7.0, std::nullopt, 8.0};
+  task_.solutions[VLN_SOLUTION_INTEGER].defined = 1;
+  task_.solutions[VLN_SOLUTION_INTEGER].solsta = 1;
+  task_.solutions[VLN_SOLUTION_INTEGER].objectives = {7.0, std::nullopt, 8.0};
   EXPECT_NE(write().find("\nObjective 7.000000e+00 8.000000e+00 \n"), std::string::npos);
 }
 
@@ -400,7 +396,7 @@ TEST_F(PlainReport, SilentObjectiveIsZero) {
     s.solsta = 1;
     s.objectives = {std::nullopt};
   }
-  task_.solutions[integer].objectives = {5.0};
+  task_.solutions[VLN_SOLUTION_INTEGER].objectives = {5.0};
   EXPECT_NE(write().find("    Objective 0.000000e+00 0.000000e+00 \n"), std::string::npos);
 }
 
@@ -558,7 +554,7 @@ TEST_F(PlainReport, WordsAndObjectivesOfAllSolutionStatuses) {
       std::string expected = row.lines;
       expected.replace(expected.find('|'), 1, "\n    ProblemnStatus ");
       expected.replace(expected.find('|'), 1,
-                       whichsol == integer ? "\nObjective " : "\n    Objective ");
+                       whichsol == VLN_SOLUTION_INTEGER ? "\nObjective " : "\n    Objective ");
       const std::string text = write();
       EXPECT_NE(text.find("    SolutionStatus " + expected + "\n    Variables\n"),
                 std::string::npos)
@@ -593,7 +589,7 @@ TEST_F(PlainReport, NonFiniteValues) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
   task_.numvar = 6;
-  fake::Solution& s = task_.solutions[basic];
+  fake::Solution& s = task_.solutions[VLN_SOLUTION_BASIC];
   s.defined = 1;
   s.solsta = 1;
   s.objectives = {inf, nan};
@@ -633,8 +629,8 @@ TEST_F(PlainReport, WhichObjectiveIsShown) {
 // variable show zeros.
 TEST_F(PlainReport, InteriorConstraintRows) {
   fillall();
-  task_.solutions[integer].defined = task_.solutions[basic].defined = 0;
-  fake::Solution& s = task_.solutions[interior];
+  task_.solutions[VLN_SOLUTION_INTEGER].defined = task_.solutions[VLN_SOLUTION_BASIC].defined = 0;
+  fake::Solution& s = task_.solutions[VLN_SOLUTION_INTERIOR];
   s.xx = {1.5, 0.0};
   s.slx = {2.5, 0.25};
   s.sux = {3.5, 0.75};
@@ -650,7 +646,7 @@ TEST_F(PlainReport, InteriorConstraintRows) {
 
 TEST_F(PlainReport, FiveDigitIndices) {
   task_.numvar = 10001;
-  task_.solutions[basic].defined = 1;
+  task_.solutions[VLN_SOLUTION_BASIC].defined = 1;
   const std::string text = write();
   EXPECT_EQ(text, textof(expectedreport(task_)));
   EXPECT_NE(text.find("      var9999: "), std::string::npos);

@@ -10,8 +10,8 @@
 
 #include "../program/run.h"
 #include "../recording/quoting.h"
+#include "expectedrun.h"
 #include "generator.h"
-#include "model.h"
 
 namespace {
 

@@ -7,13 +7,6 @@
 using namespace vorlan;
 using namespace vorlan::api;
 
-namespace {
-
-constexpr int32_t kMinimize = 0;
-constexpr int32_t kMaximize = 1;
-
-}  // namespace
-
 VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
   if (trm != nullptr) *trm = to_c(Code::kTrmFailed);
   return run(task, [=](Task& t) {
@@ -44,18 +37,18 @@ VLNrescode_enum VLN_optimizermt(vlntaskt* task, const char* address, const char*
 VLNrescode_enum VLN_getobjsense(vlntaskt* task, int32_t* sense) {
   return run(task, [=](Task& t) -> Status {
     if (sense == nullptr) return null_argument("sense");
-    *sense = t.model.maximize ? kMaximize : kMinimize;
+    *sense = t.model.maximize ? VLN_SENSE_MAXIMIZE : VLN_SENSE_MINIMIZE;
     return {};
   });
 }
 
 VLNrescode_enum VLN_putobjsense(vlntaskt* task, int32_t sense) {
   return run(task, [=](Task& t) -> Status {
-    if (sense != kMinimize && sense != kMaximize) {
+    if (sense != VLN_SENSE_MINIMIZE && sense != VLN_SENSE_MAXIMIZE) {
       return {Code::kErrSenseSelector,
               format_text("objective sense %d is neither 0 (minimize) nor 1 (maximize)", sense)};
     }
-    t.model.maximize = sense == kMaximize;
+    t.model.maximize = sense == VLN_SENSE_MAXIMIZE;
     return {};
   });
 }

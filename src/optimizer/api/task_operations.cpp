@@ -10,10 +10,8 @@ using namespace vorlan::api;
 
 namespace {
 
-constexpr int32_t kLogStream = 0;
-
 Status check_stream(int32_t whichstream) {
-  if (whichstream == kLogStream) return {};
+  if (whichstream == VLN_STREAM_LOG) return {};
   return {Code::kErrStreamSelector, format_text("there is no stream %d", whichstream)};
 }
 

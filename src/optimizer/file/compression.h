@@ -7,10 +7,16 @@
 #include <span>
 #include <string_view>
 
+#include "vorlan.h"
+
 namespace vorlan {
 
 // The numbers are those of the interface's compression selector.
-enum class Compression : uint8_t { kNone = 0, kGzip = 2, kZstd = 3 };
+enum class Compression : uint8_t {
+  kNone = VLN_COMPRESSION_NONE,
+  kGzip = VLN_COMPRESSION_GZIP,
+  kZstd = VLN_COMPRESSION_ZSTD
+};
 
 // "plain", "gzip", "Zstandard".
 const char* compression_name(Compression compression);

@@ -10,6 +10,7 @@
 
 #include "task/numeric.h"
 #include "task/status.h"
+#include "vorlan.h"
 
 namespace vorlan {
 

@@ -4,10 +4,12 @@
 //
 //   cost + Q xx - A'y - sum_i y_i Q_i xx = slx - sux + snx,    C - sum_i y_i A_i = bars,
 //
-// and the dual objective is con_lower'slc - con_upper'suc + var_lower'slx - var_upper'sux +
-// constant
-// - 1/2 xx'Q xx + 1/2 sum_i y_i xx'Q_i xx. For minimization slc, suc, slx, sux are >= 0, each the
-// dual of the bound that it is named for, the part of snx at a cone's members is in the dual cone,
+// and the dual objective is
+//
+//   con_lower'slc - con_upper'suc + var_lower'slx - var_upper'sux + constant
+//     - 1/2 xx'Q xx + 1/2 sum_i y_i xx'Q_i xx.
+//
+// For minimization slc, suc, slx, sux are >= 0, each the dual of the bound that it is named for, the part of snx at a cone's members is in the dual cone,
 // and bars is positive semidefinite; for maximization the negatives of all of them are. So y is
 // always the change of the objective, as the task states it, per unit of a constraint's active
 // side, and the formulas need no case for the sense.
@@ -23,9 +25,15 @@
 #include <limits>
 #include <vector>
 
+#include "vorlan.h"
+
 namespace vorlan {
 
-enum class SolutionKind : int32_t { kInterior = 0, kBasic = 1, kInteger = 2 };
+enum class SolutionKind : int32_t {
+  kInterior = VLN_SOLUTION_INTERIOR,
+  kBasic = VLN_SOLUTION_BASIC,
+  kInteger = VLN_SOLUTION_INTEGER
+};
 inline constexpr int32_t kNumSolutions = 3;
 
 enum class SolutionStatus : int32_t {

@@ -3,9 +3,8 @@
 // A file in which at least one name needs it opens with the comment kLpEncodedNames. In such a
 // file, and in no other, "%XX" in a name stands for the byte of these two hexadecimal digits; "%_"
 // with all that follows is no part of the name: it tells apart names that are the same; and a
-// leading
-// "_" in front of "%" is no part of it either: names that begin with '%' would not be taken by all
-// programs. Words that programs take for a keyword or a number have their first letter encoded.
+// leading "_" in front of "%" is no part of it either: names that begin with '%' would not be taken
+// by all programs. Words that programs take for a keyword or a number have their first letter encoded.
 //
 // Such a file may also have helpers: NAME%_range is the value of the constraint NAME, _%_constant
 // is 1 and has the objective's constant for a cost.

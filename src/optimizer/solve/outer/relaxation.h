@@ -5,8 +5,7 @@
 // variables and what the parts of the model need in order to be cut off well:
 //
 //   1/2 x'Qx of objective or constraint   with D + F'F = Q: w = F x, and r_i >= w_i^2 / 2 for each
-//   row
-//                                         of F and the diagonal D (diagonal_part.h); the sum of r
+//                                         row of F and the diagonal D (diagonal_part.h); the sum of r
 //                                         takes the place of the quadratic terms
 //   x0 >= |(x1, x2, ...)|                 2 r_i x0 >= x_i^2, sum of r <= x0 / 2
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0

@@ -1,5 +1,5 @@
-// model.h - what a run must do: the program's rules once more, over words and texts, as a plain
-// list of calls, files and lines. It shares no code with the program.
+// expectedrun.h - what a run must do: the program's rules once more, over words and texts, as a
+// plain list of calls, files and lines. It shares no code with the program.
 #pragma once
 
 #include <map>

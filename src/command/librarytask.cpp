@@ -1,5 +1,5 @@
 // The operations of the task that need more than one call or a buffer.
-#include "task.h"
+#include "librarytask.h"
 
 #include <array>
 #include <cstring>
@@ -10,23 +10,23 @@
 
 namespace {
 
-constexpr std::size_t description_size = 1024;  // the library's size for both texts of a code
+constexpr std::size_t kDescriptionSize = 1024;  // the library's size for both texts of a code
 
 }  // namespace
 
-Task::Task() {
+LibraryTask::LibraryTask() {
   const VLNrescode_enum code = VLN_makeemptytask(nullptr, &handle_);
-  if (code != VLN_RES_OK) throw VLNException{code, driver_source, 105};
+  if (code != VLN_RES_OK) throw VLNException{code, kDriverSource, 105};
 }
 
-std::string Task::codename(VLNrescode_enum code) {
-  std::array<char, description_size> name{};
-  std::array<char, description_size> description{};
+std::string LibraryTask::codename(VLNrescode_enum code) {
+  std::array<char, kDescriptionSize> name{};
+  std::array<char, kDescriptionSize> description{};
   VLN_getcodedesc(code, name.data(), description.data());
   return {name.data(), strnlen(name.data(), name.size())};
 }
 
-std::string Task::lasterror() {
+std::string LibraryTask::lasterror() {
   VLNrescode_enum code = VLN_RES_OK;
   std::int32_t length = 0;
   VLN_getlasterror(handle_, &code, 0, &length, nullptr);

@@ -1,7 +1,5 @@
-// solve_test.cpp - the progress callback and the stop flag. The time limit is set the way a run
-// sets it, by "-solve".
-#include "solve.h"
-
+// stopandsize_test.cpp - what keeps a solve in bounds: the progress callback, the stop flag and the
+// size limits. The limits are set the way a run sets them, by "-solve".
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,6 +11,7 @@
 
 #include "commands.h"
 #include "fakelibrary.h"
+#include "solve.h"
 #include "vlnexception.h"
 
 namespace {
@@ -25,7 +24,7 @@ constexpr double inf = std::numeric_limits<double>::infinity();
 int answerat(double seconds) {
   std::array<double, 100> figures;
   figures.fill(inf);
-  figures[50] = seconds;
+  figures[VLN_DINF_ELAPSED_SECONDS] = seconds;
   return usercallback(nullptr, nullptr, VLNcallbackcode_enum{}, figures.data(), nullptr, nullptr);
 }
 
@@ -36,7 +35,7 @@ void solve(std::string_view args) {
   std::string name = "vorlancli";
   std::array words = {name.data()};
   RunState run(words);
-  command_solve(run, args);
+  runsolve(run, args);
 }
 
 class UserCallback : public testing::Test {
@@ -128,14 +127,14 @@ TEST_F(UserCallback, LimitOfOneSolve) {
 
 TEST_F(UserCallback, SameForEveryCode) {
   solve("time-limit=5");
-  std::array<double, 51> figures{};
+  std::array<double, VLN_DINF_ELAPSED_SECONDS + 1> figures{};
   const int intinf = 0;
   const long lintinf = 0;
   for (const int code : {0, 1, -1, 92, std::numeric_limits<int>::min()}) {
     const auto value = static_cast<VLNcallbackcode_enum>(code);
-    figures[50] = 6.0;
+    figures[VLN_DINF_ELAPSED_SECONDS] = 6.0;
     EXPECT_EQ(usercallback(&fake::task(), &figures, value, figures.data(), &intinf, &lintinf), 1);
-    figures[50] = 4.0;
+    figures[VLN_DINF_ELAPSED_SECONDS] = 4.0;
     EXPECT_EQ(usercallback(&fake::task(), &figures, value, figures.data(), &intinf, &lintinf), 0);
   }
 }

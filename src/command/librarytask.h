@@ -10,13 +10,15 @@
 #include <string>
 #include <string_view>
 
-class Task {
+#include "filename.h"
+
+class LibraryTask {
  public:
   /// Throws VLNException (line 105) when the library makes no task.
-  Task();
-  ~Task() { VLN_deletetask(&handle_); }
-  Task(const Task&) = delete;
-  Task& operator=(const Task&) = delete;
+  LibraryTask();
+  ~LibraryTask() { VLN_deletetask(&handle_); }
+  LibraryTask(const LibraryTask&) = delete;
+  LibraryTask& operator=(const LibraryTask&) = delete;
 
   /// For the plain report writer, which has the calling form of a library operation.
   vlntaskt* handle() { return handle_; }
@@ -27,19 +29,19 @@ class Task {
 
   // ---- log stream
   VLNrescode_enum linklogtofile(const std::string& file, bool append) {
-    return VLN_linkfiletotaskstream(handle_, log_stream, file.c_str(), append ? 1 : 0);
+    return VLN_linkfiletotaskstream(handle_, VLN_STREAM_LOG, file.c_str(), append ? 1 : 0);
   }
   VLNrescode_enum linklogtofunc(vlnstreamfunc func) {
-    return VLN_linkfunctotaskstream(handle_, log_stream, nullptr, func);
+    return VLN_linkfunctotaskstream(handle_, VLN_STREAM_LOG, nullptr, func);
   }
   /// Echoes a note whose "%s" receives the name as a terminated string.
   void echo(const char* format, const char* name) {
-    VLN_echotask(handle_, log_stream, format, name);
+    VLN_echotask(handle_, VLN_STREAM_LOG, format, name);
   }
   /// Echoes a note whose "%s" receives the name as a string view object: the library knows the two
   /// forms apart, and its log shows the name in either.
   void echoview(const char* format, std::string_view name) {
-    VLN_echotask(handle_, log_stream, format, name);
+    VLN_echotask(handle_, VLN_STREAM_LOG, format, name);
   }
 
   // ---- parameters
@@ -64,17 +66,17 @@ class Task {
   VLNrescode_enum writedata(const std::string& file) {
     return VLN_writedata(handle_, file.c_str());
   }
-  VLNrescode_enum readbsolution(const std::string& file, std::uint32_t compression) {
-    return VLN_readbsolution(handle_, file.c_str(), compression);
+  VLNrescode_enum readbsolution(const std::string& file, Compression compression) {
+    return VLN_readbsolution(handle_, file.c_str(), selector(compression));
   }
-  VLNrescode_enum writebsolution(const std::string& file, std::uint32_t compression) {
-    return VLN_writebsolution(handle_, file.c_str(), compression);
+  VLNrescode_enum writebsolution(const std::string& file, Compression compression) {
+    return VLN_writebsolution(handle_, file.c_str(), selector(compression));
   }
   VLNrescode_enum writejsonsol(const std::string& file) {
     return VLN_writejsonsol(handle_, file.c_str());
   }
-  VLNrescode_enum writetasksolverresult(const std::string& file, std::uint32_t compression) {
-    return VLN_writetasksolverresult_file(handle_, file.c_str(), compression);
+  VLNrescode_enum writetasksolverresult(const std::string& file, Compression compression) {
+    return VLN_writetasksolverresult_file(handle_, file.c_str(), selector(compression));
   }
 
   // ---- optimization
@@ -106,7 +108,9 @@ class Task {
   std::string lasterror();
 
  private:
-  static constexpr std::int32_t log_stream = 0;
+  static std::uint32_t selector(Compression compression) {
+    return static_cast<std::uint32_t>(compression);
+  }
 
   std::int32_t size(VLNrescode_enum (*query)(vlntaskt*, std::int32_t*)) {
     std::int32_t count = 0;

@@ -1,5 +1,5 @@
-// model.cpp - see model.h.
-#include "model.h"
+// expectedrun.cpp - the commands one by one, in the order of the program's manual.
+#include "expectedrun.h"
 
 #include <charconv>
 #include <cstdint>
@@ -82,19 +82,19 @@ struct Uncaught {
   std::string runtime;
 };
 
-[[noreturn]] void raise_code(std::int32_t code, const char* file, int line) {
+[[noreturn]] void raisecode(std::int32_t code, const char* file, int line) {
   throw Uncaught{"uncaught VLNException " + std::to_string(code) + ' ' + quote(file) + ' ' +
                      std::to_string(line),
                  "VLNException'\n"};
 }
 
-[[noreturn]] void raise_text(const std::string& text) {
+[[noreturn]] void raisetext(const std::string& text) {
   throw Uncaught{
       "uncaught std::string " + quote(text),
       "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >'\n"};
 }
 
-[[noreturn]] void raise_no_plus(std::size_t size) {
+[[noreturn]] void raisenoplus(std::size_t size) {
   const std::string text =
       "basic_string_view::substr: __pos (which is 18446744073709551615) > this->size() (which is " +
       std::to_string(size) + ")";
@@ -154,9 +154,9 @@ std::string printed(double number) {
   return text.str();
 }
 
-class Model {
+class ExpectedRun {
  public:
-  explicit Model(const Run& run) : run_(run), library_(run.library) {}
+  explicit ExpectedRun(const Run& run) : run_(run), library_(run.library) {}
 
   Expected result() {
     try {
@@ -209,7 +209,7 @@ class Model {
   // A call whose failure ends the run.
   void checked(int sourceline, const std::string& operation, const std::string& arguments) {
     const std::int32_t code = call(operation, arguments);
-    if (code != 0) raise_code(code, "src/command/vorlancli", sourceline);
+    if (code != 0) raisecode(code, "src/command/vorlancli", sourceline);
   }
 
   void putintparam(int param, int value) {
@@ -266,7 +266,7 @@ class Model {
       return 0;
     }
     if (const auto code = call("VLN_makeemptytask", "null, out"); code != 0) {
-      raise_code(code, "src/command/vorlancli", 105);
+      raisecode(code, "src/command/vorlancli", 105);
     }
     checked(384, "VLN_putcallbackfunc", "task, function, null");
     parameter45(387);
@@ -318,7 +318,7 @@ class Model {
       indicatorfile(items);
     } else {
       expected_.standard_error += "Unexpected command: " + word + '\n';
-      raise_text("Unexpected command");
+      raisetext("Unexpected command");
     }
     return true;
   }
@@ -402,7 +402,7 @@ class Model {
       } else if (item.value.empty() && isoneof(item.key, {"safe", "unsafe"})) {
         safe = item.key == "safe";
       } else {
-        raise_text("Invalid argument for -read");
+        raisetext("Invalid argument for -read");
       }
     }
     const auto file = take();
@@ -425,16 +425,16 @@ class Model {
 
   static std::pair<std::string, std::string> splitformat(const std::string& value) {
     const std::size_t plus = value.rfind('+');
-    if (plus == std::string::npos) raise_no_plus(value.size());
+    if (plus == std::string::npos) raisenoplus(value.size());
     return {value.substr(0, plus), value.substr(plus)};
   }
 
   static void checkreadformat(const std::string& value) {
     const auto [word, suffix] = splitformat(value);
     if (!isoneof(word, {"mps", "task", "ptf", "lp", "opf", "cbf", ""})) {
-      raise_text("Invalid file format");
+      raisetext("Invalid file format");
     }
-    if (!isoneof(suffix, {"+gz", "+zstd"})) raise_text("Invalid file extension format");
+    if (!isoneof(suffix, {"+gz", "+zstd"})) raisetext("Invalid file extension format");
   }
 
   void write(const std::vector<Item>& items) {
@@ -463,7 +463,7 @@ class Model {
     if (extension.empty()) return 0;
     if (extension == ".gz") return 2;
     if (extension == ".zst") return 3;
-    raise_text("Invalid file compression extension for " + command);
+    raisetext("Invalid file compression extension for " + command);
   }
 
   void readsolution(const std::vector<Item>& items) {
@@ -475,10 +475,10 @@ class Model {
     for (const Item& item : items) {
       if (item.key != "format") continue;
       const auto [word, suffix] = splitformat(item.value);
-      if (!isoneof(word, {"b", "plain"})) raise_text("Invalid format for -read-solution");
+      if (!isoneof(word, {"b", "plain"})) raisetext("Invalid format for -read-solution");
       isb = word == "b";
       if (!isoneof(suffix, {"+zstd", "+gzip"})) {
-        raise_text("Invalid format extension for -read-solution:format");
+        raisetext("Invalid format extension for -read-solution:format");
       }
       compression = suffix == "+zstd" ? 3 : 2;
     }
@@ -496,15 +496,15 @@ class Model {
     int compression = compressionof(part(*file, parts.compression), "-write-solution");
     const std::string extension = part(*file, parts.format);
     if (!isoneof(extension, {".json", ".jtask", ".task", ".b", ".plain", ""})) {
-      raise_text("Invalid file extension for -write-solution");
+      raisetext("Invalid file extension for -write-solution");
     }
     std::string writer = extension.empty() ? "plain" : extension.substr(1);
     for (const Item& item : items) {
-      if (item.key != "format") raise_text("Invalid argument for -write-solution");
+      if (item.key != "format") raisetext("Invalid argument for -write-solution");
       const auto [word, suffix] = splitformat(item.value);
       if (!isoneof(suffix, {"+zstd", "+gzip"}) ||
           !isoneof(word, {"json", "jtask", "task", "plain", "b"})) {
-        raise_text("Invalid format for -write-solution");
+        raisetext("Invalid format for -write-solution");
       }
       compression = suffix == "+zstd" ? 3 : 2;
       writer = word;
@@ -540,7 +540,7 @@ class Model {
           call(step.call.substr(0, open), (given.empty() ? "task" : "task, " + given) + ", out");
       if (code == 0 || step.line == 0) continue;
       printout();
-      raise_code(code, "src/command/vorlanplainsol", step.line);
+      raisecode(code, "src/command/vorlanplainsol", step.line);
     }
     printout();
   }
@@ -566,7 +566,7 @@ class Model {
       if (item.key == "time-limit") settimelimit(item.value);
       if (isoneof(item.key, {"max-numvar", "max-numcon"})) {
         const auto limit = number(item.value);
-        if (!limit) raise_text("Invalid " + item.key + " value in -solve");
+        if (!limit) raisetext("Invalid " + item.key + " value in -solve");
         settings.limits[item.key] = *limit;
       }
     }
@@ -575,7 +575,7 @@ class Model {
 
   void settimelimit(const std::string& value) {
     const auto parsed = std::from_chars(value.data(), value.data() + value.size(), time_limit_);
-    if (parsed.ec != std::errc{}) raise_text("Invalid value for time-limit in -solve");
+    if (parsed.ec != std::errc{}) raisetext("Invalid value for time-limit in -solve");
   }
 
   void solve(const std::vector<Item>& items) {
@@ -624,7 +624,7 @@ class Model {
     if (message.empty()) return;
     writefile(settings.texts["res"], "VLN_RES_ERR_SERVER_PROBLEM_SIZE");
     writefile(settings.texts["msg"], message);
-    raise_code(8008, "src/command/vorlancli", 809);
+    raisecode(8008, "src/command/vorlancli", 809);
   }
 
   std::string codename(std::int32_t code) {
@@ -668,6 +668,6 @@ class Model {
 
 }  // namespace
 
-Expected expect(const Run& run) { return Model(run).result(); }
+Expected expect(const Run& run) { return ExpectedRun(run).result(); }
 
 }  // namespace random_runs

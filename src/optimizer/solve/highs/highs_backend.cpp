@@ -12,10 +12,12 @@
 #include "Highs.h"
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/highs/exact_integers.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_certificates.h"
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
+#include "solve/highs/scaled_model.h"
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
 #include "solve/run/listener.h"
@@ -248,12 +250,9 @@ bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
              ClaimTolerances(problem.model, parameters).primal;
 }
 
-Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-             BackendMonitor* monitor, BackendResult* result) {
-  if (problem.cost.empty()) {
-    answer_without_columns(problem.model, result);
-    return {};
-  }
+// The model as it is, integers as near as HiGHS's tolerance has them.
+Status solve_plainly(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                     BackendMonitor* monitor, BackendResult* result) {
   const double start = monotonic_seconds();
   Status status = solve_once(problem, parameters, seconds, false, monitor, result);
   if (!has_extreme_numbers(problem)) return status;
@@ -264,8 +263,34 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
   return solve_once(problem, parameters, left, true, monitor, result);
 }
 
+Status solve_scaled_exactly(const MinimizeProblem& problem, const Parameters& parameters,
+                            double seconds, BackendMonitor* monitor, BackendResult* result) {
+  return solve_exactly(solve_plainly, problem, parameters, seconds, monitor, result);
+}
+
+Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+             BackendMonitor* monitor, BackendResult* result) {
+  if (problem.cost.empty()) {
+    answer_without_columns(problem.model, result);
+    return {};
+  }
+  if (!problem.model.is_mixed_integer()) {
+    return solve_plainly(problem, parameters, seconds, monitor, result);
+  }
+  return solve_scaled(solve_scaled_exactly, problem, parameters, seconds, monitor, result);
+}
+
+Status solve_relaxation(const MinimizeProblem& problem, const Parameters& parameters,
+                        double seconds, BackendMonitor* monitor, BackendResult* result) {
+  if (problem.cost.empty() || !problem.model.is_mixed_integer()) {
+    return solve(problem, parameters, seconds, monitor, result);
+  }
+  return solve_plainly(problem, parameters, seconds, monitor, result);
+}
+
 }  // namespace
 
 const Backend kHighsBackend = {"HiGHS", solve};
+const Backend kHighsRelaxationBackend = {"HiGHS", solve_relaxation};
 
 }  // namespace vorlan

@@ -36,14 +36,19 @@ constexpr DoubleOption kDoubleOptions[] = {
     {DoubleParam::kMipHeuristicEffort, "mip_heuristic_effort"},
 };
 
-// The presolve rule that merges parallel rows and columns, as HiGHS counts rules. On some
-// mixed-integer models it loses the best point, and HiGHS 1.10 calls a worse one optimal, also with
-// its implied integrality mended (scripts/dependencies/highs.sh).
+// Presolve rules, as HiGHS counts them, that lose the best point of some mixed-integer models, so
+// that HiGHS 1.10 calls a worse one optimal: the one of columns that force their rows to hold with
+// equality, and the one that merges parallel rows and columns (this also with its implied
+// integrality mended, scripts/dependencies/highs.sh).
+constexpr HighsInt kForcingColumns = 1 << 7;
 constexpr HighsInt kParallelRowsAndColumns = 1 << 13;
 
 constexpr const char* kPresolveOptions[] = {"off", "on", "choose"};
 
 constexpr int32_t kPrimalSimplex = 1;
+
+// The least that HiGHS lets small_matrix_value be.
+constexpr double kSmallestElement = 1e-12;
 
 // Sets options and remembers the first that HiGHS refuses.
 class OptionSetter {
@@ -73,8 +78,10 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
   for (const DoubleOption& entry : kDoubleOptions) {
     options.set(entry.option, parameters.get(entry.param));
   }
+  // A coefficient that is dropped can be what makes a mixed-integer model feasible, or its optimum.
+  if (mixed_integer) options.set("small_matrix_value", kSmallestElement);
   options.set("presolve", kPresolveOptions[parameters.get(IntParam::kPresolve)]);
-  options.set("presolve_rule_off", mixed_integer ? kParallelRowsAndColumns : 0);
+  options.set("presolve_rule_off", mixed_integer ? kForcingColumns | kParallelRowsAndColumns : 0);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
   // Without a crossover, half of the interior points fail their tolerances in the original model;
@@ -96,7 +103,7 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
 void take_numbers_literally(Highs* highs) {
   highs->setOptionValue("infinite_bound", kHighsInf);
   highs->setOptionValue("infinite_cost", kHighsInf);
-  highs->setOptionValue("small_matrix_value", 1e-12);  // no less is allowed
+  highs->setOptionValue("small_matrix_value", kSmallestElement);
   highs->setOptionValue("large_matrix_value", kHighsInf);
 }
 

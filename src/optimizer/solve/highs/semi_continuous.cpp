@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "lp_data/HighsLp.h"
+#include "solve/highs/implied_bounds.h"
 #include "task/numeric.h"
 #include "task/text.h"
 
@@ -20,91 +21,6 @@ constexpr double kOffLeavesAtMost = 1e-3;
 constexpr double kRoom = 1.1;
 // A bound as near as this needs no other than the caller's tolerance, and no search for a nearer.
 constexpr double kNearEnough = 1e3;
-
-// What is left of a sum of intervals when one of them is taken out.
-class ActivityBound {
- public:
-  void add(double term) {
-    if (std::isfinite(term)) {
-      sum_ += term;
-    } else {
-      ++num_infinite_;
-      infinite_ = term;
-    }
-  }
-  double without(double term) const {
-    if (std::isfinite(term)) return num_infinite_ == 0 ? sum_ - term : infinite_;
-    return num_infinite_ == 1 ? sum_ : infinite_;
-  }
-
- private:
-  double sum_ = 0.0;
-  int32_t num_infinite_ = 0;
-  double infinite_ = 0.0;
-};
-
-// Bounds of variables, made narrower by the constraints.
-class ImpliedBounds {
- public:
-  ImpliedBounds(const Model& model, std::vector<double> lower, std::vector<double> upper)
-      : model_(model), lower_(std::move(lower)), upper_(std::move(upper)) {}
-
-  const std::vector<double>& lower() const { return lower_; }
-  const std::vector<double>& upper() const { return upper_; }
-
-  // One look at every constraint; bounds that depend on each other need some.
-  void narrow() {
-    sum_activities();
-    for (size_t j = 0; j < lower_.size(); ++j) {
-      for (auto k = static_cast<size_t>(model_.matrix.start[j]);
-           k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
-        narrow(j, static_cast<size_t>(model_.matrix.row[k]), model_.matrix.value[k]);
-      }
-    }
-  }
-
- private:
-  struct Activity {
-    ActivityBound least, most;
-  };
-
-  static double times(double value, double bound) { return value == 0.0 ? 0.0 : value * bound; }
-
-  void sum_activities() {
-    activities_.assign(model_.con_lower.size(), {});
-    for (size_t j = 0; j < lower_.size(); ++j) {
-      for (auto k = static_cast<size_t>(model_.matrix.start[j]);
-           k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
-        Activity& row = activities_[static_cast<size_t>(model_.matrix.row[k])];
-        const double a = model_.matrix.value[k];
-        row.least.add(times(a, a > 0.0 ? lower_[j] : upper_[j]));
-        row.most.add(times(a, a > 0.0 ? upper_[j] : lower_[j]));
-      }
-    }
-    summed_lower_ = lower_;
-    summed_upper_ = upper_;
-  }
-
-  // The terms to take out are those that were summed, not what other rows made of them since.
-  void narrow(size_t j, size_t i, double a) {
-    if (a == 0.0) return;
-    const double at_lower = times(a, a > 0.0 ? summed_lower_[j] : summed_upper_[j]);
-    const double at_upper = times(a, a > 0.0 ? summed_upper_[j] : summed_lower_[j]);
-    const double most = (model_.con_upper[i] - activities_[i].least.without(at_lower)) / a;
-    const double least = (model_.con_lower[i] - activities_[i].most.without(at_upper)) / a;
-    // Differences of sums of large terms are not exact.
-    const auto slack = [](double bound) { return 1e-9 * std::max(1.0, std::fabs(bound)); };
-    const double upper = a > 0.0 ? most : least;
-    const double lower = a > 0.0 ? least : most;
-    if (std::isfinite(upper)) upper_[j] = std::min(upper_[j], upper + slack(upper));
-    if (std::isfinite(lower)) lower_[j] = std::max(lower_[j], lower - slack(lower));
-  }
-
-  const Model& model_;
-  std::vector<double> lower_, upper_;
-  std::vector<double> summed_lower_, summed_upper_;
-  std::vector<Activity> activities_;
-};
 
 std::string describe(const Model& model, int32_t var) {
   const std::string name(model.var_names[static_cast<size_t>(var)]);

@@ -13,6 +13,8 @@ namespace {
 
 // Below this share of the largest coefficient an equation does not determine a variable.
 constexpr double kPivot = 1e-6;
+// Below this share of the largest term, what a row leaves to a variable is rounding.
+constexpr double kRounding = 1e-10;
 
 double to_range(double value, double lower, double upper) {
   return std::max(lower, std::min(upper, value));
@@ -200,7 +202,13 @@ void FixedModel::look_at_row(int32_t row) {
   const size_t i = index(row);
   if (!linear_row_[i] || has_matrices_[i]) return;
   if (open_in_row_[i] == 0) return check_row(row);
-  if (open_in_row_[i] != 1 || left_.con_lower[i] != left_.con_upper[i]) return;
+  if (open_in_row_[i] == 1) settle_last(row);
+}
+
+// The only open variable of a row has its value from an equation, and a bound from an inequality:
+// a switch that is off leaves it none but 0 often.
+void FixedModel::settle_last(int32_t row) {
+  const size_t i = index(row);
   int32_t open = -1;
   double pivot = 0.0;
   double largest = 0.0;
@@ -211,9 +219,19 @@ void FixedModel::look_at_row(int32_t row) {
     pivot = rows_.value[k];
   }
   // Fixed, but not yet counted.
-  if (open < 0 || std::fabs(pivot) <= kPivot * largest) return;
+  if (open < 0 || pivot == 0.0) return;
+  const bool is_equation = left_.con_lower[i] == left_.con_upper[i];
+  if (is_equation && std::fabs(pivot) <= kPivot * largest) return;
   double size = 1.0;
-  fix(open, (left_.con_lower[i] - activity(row, open, &size)) / pivot);
+  const double sum = activity(row, open, &size);
+  if (std::fabs(pivot) <= kRounding * size) return;
+  double lower = (left_.con_lower[i] - sum) / pivot;
+  double upper = (left_.con_upper[i] - sum) / pivot;
+  if (is_equation) return fix(open, lower);
+  if (pivot < 0.0) std::swap(lower, upper);
+  if (is_semi(model_.var_kind[index(open)])) return;
+  if (lower >= left_.var_upper[index(open)]) fix(open, lower);
+  if (upper <= left_.var_lower[index(open)]) fix(open, upper);
 }
 
 // A constraint of fixed variables alone holds or does not; either way it has nothing more to say.

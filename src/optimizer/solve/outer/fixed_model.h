@@ -60,6 +60,7 @@ class FixedModel {
   void count_open();
   void propagate();
   void look_at_row(int32_t row);
+  void settle_last(int32_t row);
   void look_at_cone(int32_t cone);
   void look_at_face(int32_t cone);
   void fix_behind(const Cone& cone, size_t heads);

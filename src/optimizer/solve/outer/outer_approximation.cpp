@@ -25,6 +25,9 @@ constexpr double kLooseGap = 0.02;
 // new.
 constexpr double kGapShares[] = {0.5, 0.1, 0.0};
 constexpr int kMostExact = 2;
+// The tolerance of integers and constraints of the most exact relaxation: its constraints together
+// leave its bound that much weaker, times their multipliers.
+constexpr double kStrict = 1e-9;
 // How often integers are tried on the way to a relaxation's optimum: so many times, and once more
 // for so many simplex iterations. A count, not a time, so that every run goes the same way.
 constexpr int64_t kTriesOnTheWay = 5;
@@ -123,11 +126,23 @@ double OuterApproximation::absolute_tolerance() const {
 }
 
 bool OuterApproximation::is_closed() const {
-  return std::isfinite(incumbent_) && gap() <= absolute_tolerance();
+  return !contradicted_ && std::isfinite(incumbent_) && gap() <= absolute_tolerance();
 }
 
+// How far a bound of the relaxation can be above the incumbent, which is a point of it: by the
+// rounding of both.
+double OuterApproximation::doubt() const {
+  return absolute_tolerance() + kCaution * std::max(1.0, std::fabs(incumbent_));
+}
+
+// A bound that the incumbent contradicts is wrong, and so may be those before it.
 void OuterApproximation::raise_bound(double bound) {
-  if (std::isfinite(bound)) bound_ = std::max(bound_, bound);
+  if (!std::isfinite(bound)) return;
+  if (std::isfinite(incumbent_) && bound > incumbent_ + doubt()) {
+    contradicted_ = true;
+  } else {
+    bound_ = std::max(bound_, bound);
+  }
 }
 
 Progress OuterApproximation::progress() const {
@@ -148,8 +163,8 @@ Progress OuterApproximation::progress() const {
 bool OuterApproximation::should_stop(const Progress& inner) {
   nodes_now_ = std::max(nodes_now_, inner.nodes);
   simplex_now_ = std::max(simplex_now_, inner.simplex_iterations);
-  raise_bound(inner.bound);
-  return monitor_->should_stop(progress()) || seconds_left() <= 0.0 || is_closed();
+  raise_bound(inner.bound / objective_factor_);
+  return monitor_->should_stop(progress()) || seconds_left() <= 0.0 || is_closed() || contradicted_;
 }
 
 void OuterApproximation::finish(Outcome outcome, Code termination, BackendResult* result) const {
@@ -160,6 +175,13 @@ void OuterApproximation::finish(Outcome outcome, Code termination, BackendResult
   if (outcome != Outcome::kOptimal && outcome != Outcome::kStopped) return;
   result->x = best_x_;
   result->barx = best_barx_;
+}
+
+// What is left is what the continuous model proves.
+void OuterApproximation::withdraw_bound() {
+  contradicted_ = true;
+  const bool holds = root_bound_ <= incumbent_ + doubt();
+  bound_ = holds ? root_bound_ : -kInfinity;
 }
 
 bool OuterApproximation::reaches_limit(BackendResult* result) const {
@@ -235,6 +257,8 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   const double objective = objective_sum(continuous, found.x, found.barx).value;
   const double proven = dual_objective(continuous, found);
   raise_bound(proven - std::fabs(objective - proven));
+  root_bound_ = bound_;
+  choose_objective_factor(objective);
   bound_heads(relaxed);
   relaxation_->cut_by_duals(found);
   relaxation_->cut_by_curvature(found.x);
@@ -246,6 +270,20 @@ Status OuterApproximation::solve_relaxation(BackendResult* result) {
   try_integers(found.x);
   if (relaxation_->has_switched_parts()) refine_relaxation();
   return inner_failure_;
+}
+
+// Branch and bound takes differences of 1e-6 in the objective for none: the gap asked for is to be
+// well above.
+void OuterApproximation::choose_objective_factor(double objective) {
+  constexpr double kSmall = 16.0;
+  constexpr int kSize = 10;
+  constexpr double kMostCost = 1e6;
+  const double size = std::fabs(objective + problem_.sense_factor() * model_.constant);
+  const double cost = std::max(largest(relaxation_->make_model().cost), 1e-300);
+  if (!(size > 0.0) || size >= kSmall) return;
+  const double wanted = std::ldexp(1.0, kSize - std::ilogb(size));
+  const double most = std::ldexp(1.0, std::ilogb(kMostCost / cost));
+  objective_factor_ = std::max(1.0, std::min(wanted, most));
 }
 
 // Without an answer to the continuous model the rounds begin with what its last point says.
@@ -339,15 +377,22 @@ Status OuterApproximation::solve_fixed(const FixedModel& fixed, BackendResult* f
   return status;
 }
 
-bool OuterApproximation::offer(const std::vector<double>& x, const std::vector<double>& barx) {
+bool OuterApproximation::offer(std::vector<double> x, const std::vector<double>& barx) {
   const double tolerance =
       kTolerances * std::max(parameters_.get(DoubleParam::kFeasibilityTolerance),
                              parameters_.get(DoubleParam::kConicFeasibilityTolerance));
-  if (x.size() != model_.cost.size() || primal_violation(model_, x, barx) > tolerance) return false;
+  if (x.size() != model_.cost.size()) return false;
+  // A bound is met exactly, which in a large unit counts.
+  for (size_t j = 0; j < x.size(); ++j) {
+    if (!is_semi(model_.var_kind[j]))
+      x[j] = std::clamp(x[j], model_.var_lower[j], model_.var_upper[j]);
+  }
+  if (primal_violation(model_, x, barx) > tolerance) return false;
   const double objective = objective_sum(problem_, x, barx).value;
   if (!(objective < incumbent_)) return true;
   incumbent_ = objective;
-  best_x_ = x;
+  if (bound_ > incumbent_ + doubt()) withdraw_bound();
+  best_x_ = std::move(x);
   best_barx_ = barx;
   ++num_incumbents_;
   monitor_->incumbent(best_x_, best_barx_);
@@ -426,8 +471,13 @@ Parameters OuterApproximation::linear_parameters() const {
     const double rest = std::isfinite(incumbent_) ? 0.1 * gap() / size : kLooseGap;
     relative = std::max(relative, std::min(rest, kLooseGap));
   }
+  if (careful_) parameters.set(IntParam::kPresolve, 0);
+  if (exactness_ == kMostExact || careful_) {
+    parameters.set(DoubleParam::kIntegralityTolerance, kStrict);
+    parameters.set(DoubleParam::kFeasibilityTolerance, kStrict);
+  }
   parameters.set(DoubleParam::kMipRelativeGap, relative);
-  parameters.set(DoubleParam::kMipAbsoluteGap, share * absolute_gap_);
+  parameters.set(DoubleParam::kMipAbsoluteGap, share * absolute_gap_ * objective_factor_);
   parameters.set(IntParam::kMipSolutionLimit, kIntMax);
   const int64_t limit = parameters_.get(IntParam::kMipNodeLimit);
   if (limit < kIntMax) {
@@ -447,7 +497,9 @@ Solution OuterApproximation::linear_start() const {
 }
 
 Status OuterApproximation::solve_linear(BackendResult* found) {
-  const Model model = relaxation_->make_model();
+  Model model = relaxation_->make_model();
+  for (double& cost : model.cost) cost *= objective_factor_;
+  model.constant *= objective_factor_;
   cuts_in_relaxation_ = relaxation_->num_cuts();
   const Solution start = linear_start();
   const MinimizeProblem problem(model, start.defined ? &start : nullptr);
@@ -456,9 +508,11 @@ Status OuterApproximation::solve_linear(BackendResult* found) {
   simplex_now_ = 0;
   tries_on_the_way_ = 0;
   Status status =
-      kHighsBackend.solve(problem, linear_parameters(), seconds_left(), &monitor, found);
+      kHighsRelaxationBackend.solve(problem, linear_parameters(), seconds_left(), &monitor, found);
   nodes_now_ = 0;
   simplex_now_ = 0;
+  found->progress.objective /= objective_factor_;
+  found->progress.bound /= objective_factor_;
   nodes_ += std::max<int64_t>(0, found->progress.nodes);
   simplex_ += std::max<int64_t>(0, found->progress.simplex_iterations);
   return status.ok() ? inner_failure_ : status;
@@ -513,23 +567,41 @@ bool OuterApproximation::is_new_ground(const std::vector<double>& columns) {
   return incumbent_ < before;
 }
 
+// The relaxation has a point, the lifted incumbent, that is better than its bound: a cut that the
+// point violates is wrong, or else the solve was. Goes on without both, with neither presolve nor
+// loose tolerances, and gives up when it happens again. What was a bound so far is none.
+bool OuterApproximation::look_into_contradiction(BackendResult* result) {
+  const int dropped = relaxation_->drop_violated_cuts(relaxation_->lift(best_x_, best_barx_));
+  withdraw_bound();
+  monitor_->log("The relaxation's bound contradicts the incumbent and does not count\n");
+  contradicted_ = false;
+  if (careful_ && dropped == 0) {
+    finish(Outcome::kStopped, Code::kTrmStall, result);
+    return false;
+  }
+  careful_ = true;
+  return !reaches_limit(result);
+}
+
 bool OuterApproximation::go_on(const BackendResult& found, BackendResult* result) {
   bool infeasible = found.outcome == Outcome::kInfeasible;
   const bool unbounded =
       found.outcome == Outcome::kUnbounded || found.outcome == Outcome::kInfeasibleOrUnbounded;
   if (unbounded && bound_relaxation(&infeasible)) return true;
-  if (infeasible) {
-    // Nothing is left besides the incumbent, if there is one.
-    if (std::isfinite(incumbent_)) raise_bound(incumbent_);
-    const bool has_point = std::isfinite(incumbent_);
-    finish(has_point ? Outcome::kOptimal : Outcome::kInfeasible, Code::kOk, result);
+  // The incumbent is a point of the relaxation, which cannot be infeasible then; without one, that
+  // it is wants a second opinion.
+  if (infeasible && std::isfinite(incumbent_)) contradicted_ = true;
+  if (infeasible && !contradicted_) {
+    if (!careful_) return careful_ = true;
+    finish(Outcome::kInfeasible, Code::kOk, result);
     return false;
   }
+  if (!infeasible) raise_bound(found.progress.bound);
+  if (contradicted_) return look_into_contradiction(result);
   if (unbounded) {
     finish(Outcome::kStopped, Code::kTrmStall, result);
     return false;
   }
-  raise_bound(found.progress.bound);
   raise_objective_head(bound_);
   const bool stopped = found.outcome == Outcome::kStopped;
   const bool has_point = found.x.size() == relaxation_->num_columns();

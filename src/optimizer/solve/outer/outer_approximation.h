@@ -56,14 +56,18 @@ class OuterApproximation {
   bool try_integers(const std::vector<double>& x);
   void learn(const FixedModel& fixed, const BackendResult& found, const std::vector<double>& x);
   void find_violation(const FixedModel& fixed, std::vector<double>* at);
-  bool offer(const std::vector<double>& x, const std::vector<double>& barx);
+  bool offer(std::vector<double> x, const std::vector<double>& barx);
   // After a solve of the relaxation: false when nothing more is to be done.
   bool go_on(const BackendResult& found, BackendResult* result);
   bool is_new_ground(const std::vector<double>& columns);
   bool bound_relaxation(bool* infeasible);
   bool reaches_limit(BackendResult* result) const;
   bool is_closed() const;
+  bool look_into_contradiction(BackendResult* result);
   double gap() const;
+  double doubt() const;
+  void withdraw_bound();
+  void choose_objective_factor(double objective);
   double absolute_tolerance() const;
   void raise_bound(double bound);
   void finish(Outcome outcome, Code termination, BackendResult* result) const;
@@ -86,6 +90,11 @@ class OuterApproximation {
 
   double incumbent_ = kInfinity;
   double bound_ = -kInfinity;
+  double root_bound_ = -kInfinity;  // of the continuous model
+  // A bound of the relaxation was better than a point of it.
+  bool contradicted_ = false;
+  bool careful_ = false;           // the relaxation is solved without presolve, and strictly
+  double objective_factor_ = 1.0;  // of the relaxation in branch and bound
   std::vector<double> best_x_, best_barx_;
   int32_t num_incumbents_ = 0;
   std::set<std::vector<double>> tried_;

@@ -3,7 +3,9 @@
 
 #include <new>
 
+#include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/highs/scaled_model.h"
 #include "solve/outer/outer_approximation.h"
 #include "solve/run/listener.h"
 
@@ -48,10 +50,15 @@ class Solve {
   BackendMonitor* monitor_;
 };
 
+Status solve_as_it_is(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                      BackendMonitor* monitor, BackendResult* result) {
+  return Solve(parameters, seconds, monitor).run(problem, result);
+}
+
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
   try {
-    return Solve(parameters, seconds, monitor).run(problem, result);
+    return solve_scaled(solve_as_it_is, problem, parameters, seconds, monitor, result);
   } catch (const std::bad_alloc&) {
     return {Code::kErrMemory, "out of memory in outer approximation"};
   }

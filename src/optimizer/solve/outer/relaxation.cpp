@@ -41,6 +41,7 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
     frame_.cost[index(column)] += factor;
   }
   for (const Cone& cone : model_.cones) add_cone(cone);
+  first_cut_ = rows_.size();
 }
 
 int32_t Relaxation::add_column(double cost, double lower, double upper, VarKind kind) {

@@ -63,6 +63,9 @@ class Relaxation {
   // Forgets the cuts, from a row on, that do not hold with equality at a point of the relaxation.
   void drop_loose_cuts(size_t first_row, const std::vector<double>& columns);
 
+  // Forgets the cuts that a point of the model violates, which none should. How many there were.
+  int drop_violated_cuts(const std::vector<double>& columns);
+
   // Tangents of the quadratic terms on both sides of a point, far enough that slopes are no
   // rounding.
   int cut_around(const std::vector<double>& columns);
@@ -120,6 +123,7 @@ class Relaxation {
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                         ConeColumns* columns);
 
+  bool weaken(int32_t column, double* a, double* constant) const;
   // terms >= rhs, scaled and without coefficients too small to matter. 1 if it is new.
   int add_cut(const Terms& terms, double rhs);
   // The same, made stronger by what switches a variable in it: while that is off, the terms are
@@ -154,6 +158,7 @@ class Relaxation {
   std::vector<ConeColumns> cone_columns_;
   std::vector<size_t> packed_starts_;
   size_t first_element_ = 0;
+  size_t first_cut_ = 0;  // of the rows
   // Columns that are the product of a row and x: w = F x, in the order of their making.
   std::vector<std::pair<int32_t, Terms>> products_;
   std::set<std::vector<int64_t>> known_cuts_;

@@ -15,7 +15,7 @@ namespace {
 // A point that satisfies a part of the model to this, relative to its size, is not cut off.
 constexpr double kSatisfied = 1e-9;
 // A coefficient smaller than this, relative to the largest of its cut, is taken out of it.
-constexpr double kTinyCoefficient = 1e-9;
+constexpr double kTinyCoefficient = 1e-8;
 // Steeper tangents have nothing left beside their largest coefficient.
 constexpr double kSteepest = 1e5;
 // A variable that is on by a smaller share counts as on by this.
@@ -41,25 +41,47 @@ std::vector<int64_t> key_of(double rhs, const Terms& terms) {
 
 }  // namespace
 
-// A tiny coefficient gives way to the most that its term can be, which leaves a weaker cut; where
-// that is infinite it stays.
+// What a term a x of a cut, a tiny, gives way to: at every x within the bounds no less, so that the
+// cut gets no stronger. The most that the term can be, where that is finite; else a larger
+// coefficient, from the bound that there is. False where there is none.
+bool Relaxation::weaken(int32_t column, double* a, double* constant) const {
+  const auto j = index(column);
+  const bool semi = is_semi(frame_.var_kind[j]);
+  const double lower = semi ? std::min(0.0, frame_.var_lower[j]) : frame_.var_lower[j];
+  const double upper = semi ? std::max(0.0, frame_.var_upper[j]) : frame_.var_upper[j];
+  const double near = *a > 0.0 ? lower : upper;
+  const double far = *a > 0.0 ? upper : lower;
+  if (std::isfinite(far)) {
+    *constant = *a * far;
+    *a = 0.0;
+    return true;
+  }
+  const double larger = std::copysign(kTinyCoefficient, *a);
+  *constant = -(larger - *a) * near;
+  *a = larger;
+  return std::isfinite(near);
+}
+
+// HiGHS drops tiny coefficients without a word, which would make the cut another one.
 int Relaxation::add_cut(const Terms& terms, double rhs) {
+  constexpr double kOutward = 1e-15;
   double scale = 0.0;
   for (const auto& [column, value] : terms) scale = std::max(scale, std::fabs(value));
   if (scale == 0.0 || !std::isfinite(scale) || !std::isfinite(rhs)) return 0;
   rhs /= scale;
+  double size = std::fabs(rhs);
   Terms kept;
   for (const auto& [column, value] : terms) {
-    const double scaled = value / scale;
-    const auto j = index(column);
-    double most = scaled > 0.0 ? scaled * frame_.var_upper[j] : scaled * frame_.var_lower[j];
-    if (is_semi(frame_.var_kind[j])) most = std::max(most, 0.0);
-    if (std::fabs(scaled) < kTinyCoefficient && std::isfinite(most)) {
-      rhs -= most;
-    } else if (scaled != 0.0) {
-      kept.emplace_back(column, scaled);
-    }
+    double scaled = value / scale;
+    if (scaled == 0.0) continue;
+    double constant = 0.0;
+    const bool tiny = std::fabs(scaled) < kTinyCoefficient;
+    if (tiny && !weaken(column, &scaled, &constant)) return 0;
+    rhs -= constant;
+    size = std::max(size, std::fabs(constant));
+    if (scaled != 0.0) kept.emplace_back(column, scaled);
   }
+  rhs -= kOutward * size;
   if (!known_cuts_.insert(key_of(rhs, kept)).second) return 0;
   add_row(rhs, kInfinity, std::move(kept));
   ++num_cuts_;
@@ -314,6 +336,25 @@ int Relaxation::separate_cones(const std::vector<double>& columns) {
     if (cone_violation(model_.cones[c], columns) > kSatisfied) added += cut_cone_at(c, columns);
   }
   return added;
+}
+
+int Relaxation::drop_violated_cuts(const std::vector<double>& columns) {
+  constexpr double kViolated = 1e-7;
+  const auto is_violated = [&](const Row& row) {
+    double sum = 0.0;
+    double size = 1.0;
+    for (const auto& [column, value] : row.terms) {
+      sum += value * columns[index(column)];
+      size = std::max(size, std::fabs(value * columns[index(column)]));
+    }
+    return row.lower - sum > kViolated * size;
+  };
+  const auto first = rows_.begin() + static_cast<ptrdiff_t>(first_cut_);
+  const auto kept = std::remove_if(first, rows_.end(), is_violated);
+  const auto dropped = static_cast<int>(rows_.end() - kept);
+  rows_.erase(kept, rows_.end());
+  num_cuts_ -= dropped;
+  return dropped;
 }
 
 void Relaxation::drop_loose_cuts(size_t first_row, const std::vector<double>& columns) {

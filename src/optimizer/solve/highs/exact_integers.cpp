@@ -1,0 +1,343 @@
+// Rounding, the fixed linear model, and the tree over what leaks; see exact_integers.h.
+#include "solve/highs/exact_integers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <list>
+#include <utility>
+#include <vector>
+
+#include "solve/check/checker.h"
+#include "solve/check/terms.h"
+#include "solve/check/vectors.h"
+#include "solve/highs/switch_tightening.h"
+#include "solve/run/listener.h"
+#include "task/numeric.h"
+
+namespace vorlan {
+namespace {
+
+// A rounded point with a larger violation is not taken as it is.
+constexpr double kSatisfied = 1e-6;
+// Beside the gap asked for, objectives that are nearer than this to a bound have met it.
+constexpr double kRounding = 1e-6;
+// Of the models in the tree.
+constexpr double kStrict = 1e-9;
+constexpr int kMostNodes = 2000;
+
+double rounded(const Model& model, size_t j, double value) {
+  return std::clamp(std::round(value), model.var_lower[j], model.var_upper[j]) + 0.0;
+}
+
+// Whether a semi-continuous variable is nearer to 0 than to its bounds.
+bool is_off(const Model& model, size_t j, double value) {
+  if (!is_semi(model.var_kind[j])) return false;
+  const double inside = std::clamp(value, model.var_lower[j], model.var_upper[j]);
+  return std::fabs(value) <= std::fabs(value - inside) && inside != value;
+}
+
+std::vector<double> round_integers(const Model& model, std::vector<double> x) {
+  for (size_t j = 0; j < model.var_kind.size(); ++j) {
+    if (is_off(model, j, x[j])) {
+      x[j] = 0.0;
+    } else if (is_integer(model.var_kind[j])) {
+      x[j] = rounded(model, j, x[j]);
+    }
+  }
+  return x;
+}
+
+bool is_whole(const Model& model, const std::vector<double>& x) {
+  for (size_t j = 0; j < model.var_kind.size(); ++j) {
+    if (is_integer(model.var_kind[j]) && x[j] != std::round(x[j])) return false;
+  }
+  return true;
+}
+
+// Passes on the incumbents that are ones when their integers are rounded, and counts what earlier
+// solves have done.
+class WholeMonitor : public BackendMonitor {
+ public:
+  WholeMonitor(const MinimizeProblem& problem, BackendMonitor* monitor)
+      : problem_(problem), monitor_(monitor) {}
+
+  void log(std::string_view text) override {
+    if (!silent) monitor_->log(text);
+  }
+  bool should_stop(const Progress& progress) override {
+    Progress all = progress;
+    all.nodes += done.nodes;
+    all.simplex_iterations += done.simplex_iterations;
+    if (silent) {
+      all.objective = done.objective;
+      all.bound = done.bound;
+      all.relative_gap = done.relative_gap;
+    }
+    return monitor_->should_stop(all);
+  }
+  void incumbent(std::span<const double> x, std::span<const double>) override {
+    if (silent) return;
+    const std::vector<double> point = round_integers(problem_.model, {x.begin(), x.end()});
+    if (primal_violation(problem_.model, point) <= kSatisfied) monitor_->incumbent(point, {});
+  }
+
+  bool silent = false;
+  Progress done;
+
+ private:
+  const MinimizeProblem& problem_;
+  BackendMonitor* monitor_;
+};
+
+class Search {
+ public:
+  Search(decltype(Backend::solve) solve, const MinimizeProblem& problem,
+         const Parameters& parameters, double seconds, BackendMonitor* monitor)
+      : solve_(solve),
+        problem_(problem),
+        model_(problem.model),
+        parameters_(parameters),
+        end_(monotonic_seconds() + seconds),
+        outside_(monitor),
+        monitor_(problem, monitor) {}
+
+  Status run(BackendResult* result) {
+    Status status = solve_(problem_, parameters_, seconds_left(), &monitor_, result);
+    const bool claims = result->outcome == Outcome::kOptimal;
+    if (!status.ok() || (!claims && result->outcome != Outcome::kStopped)) return status;
+    if (result->x.size() != model_.cost.size()) return status;
+    monitor_.done = result->progress;
+    monitor_.silent = true;
+    const std::vector<double> point = std::move(result->x);
+    bound_ = result->progress.bound;
+    offer_rounded(point);
+    if (!claims) {
+      stopped_ = result->termination;
+    } else if (!is_closed(bound_)) {
+      outside_->log(
+          "Solving again: with whole integers, the objective and its bound do not meet\n");
+      status = search();
+    }
+    if (status.ok()) finish(result);
+    return status;
+  }
+
+ private:
+  // Bounds of integer variables that a node of the tree has instead of the model's.
+  struct Branch {
+    size_t var;
+    double lower, upper;
+  };
+  struct Node {
+    double bound;
+    std::vector<Branch> branches;
+  };
+
+  double seconds_left() const { return end_ - monotonic_seconds(); }
+
+  double allowed_gap() const {
+    const double size = std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
+    return std::max(parameters_.get(DoubleParam::kMipAbsoluteGap),
+                    parameters_.get(DoubleParam::kMipRelativeGap) * size) +
+           kRounding * std::max(1.0, size);
+  }
+  bool is_closed(double bound) const {
+    return std::isfinite(incumbent_) && incumbent_ - bound <= allowed_gap();
+  }
+
+  // Tries the integers of a point; with all that leaks rounded up, too.
+  void offer_rounded(const std::vector<double>& x) {
+    std::vector<double> point = round_integers(model_, x);
+    if (primal_violation(model_, point) <= kSatisfied) {
+      offer(point);
+    } else {
+      offer_fixed(point);
+      offer_fixed(round_up(x));
+    }
+  }
+
+  std::vector<double> round_up(std::vector<double> x) const {
+    constexpr double kExact = 1e-12;
+    for (size_t j = 0; j < x.size(); ++j) {
+      if (!is_integer(model_.var_kind[j]) || is_off(model_, j, x[j])) continue;
+      const double up = std::ceil(x[j] - kExact);
+      x[j] = std::clamp(up, model_.var_lower[j], model_.var_upper[j]) + 0.0;
+    }
+    return x;
+  }
+
+  // Solves the continuous rest.
+  void offer_fixed(const std::vector<double>& whole) {
+    Model fixed = model_;
+    for (size_t j = 0; j < whole.size(); ++j) {
+      if (is_integer(fixed.var_kind[j]) || is_off(model_, j, whole[j])) {
+        fixed.var_lower[j] = fixed.var_upper[j] = whole[j];
+      }
+      fixed.var_kind[j] = VarKind::kContinuous;
+    }
+    Parameters parameters = linear_parameters();
+    BackendResult found;
+    const Status status =
+        solve_(MinimizeProblem(fixed), parameters, seconds_left(), &monitor_, &found);
+    simplex_ += found.progress.simplex_iterations;
+    if (!status.ok() || found.outcome != Outcome::kOptimal) return;
+    offer(round_integers(model_, found.x));
+  }
+
+  Parameters linear_parameters() const {
+    Parameters parameters = parameters_;
+    parameters.set(IntParam::kOptimizer, 0);
+    return parameters;
+  }
+
+  void offer(const std::vector<double>& x) {
+    if (!is_whole(model_, x) || primal_violation(model_, x) > kSatisfied) return;
+    const double objective = objective_sum(problem_, x, {}).value;
+    if (!(objective < incumbent_)) return;
+    incumbent_ = objective;
+    best_ = x;
+    monitor_.done.objective = incumbent_;
+    outside_->incumbent(best_, {});
+  }
+
+  Status search() {
+    std::list<Node> open = {{-kInfinity, {}}};
+    const double proven = bound_;
+    Status status;
+    for (int count = 0; status.ok() && !open.empty(); ++count) {
+      const auto next = std::min_element(
+          open.begin(), open.end(), [](const Node& a, const Node& b) { return a.bound < b.bound; });
+      bound_ = std::max(proven, next->bound);
+      if (is_closed(next->bound)) return {};
+      if (count == kMostNodes) stopped_ = Code::kTrmStall;
+      if (seconds_left() <= 0.0) stopped_ = Code::kTrmTimeLimit;
+      if (stopped_ != Code::kOk) return {};
+      const Node node = std::move(*next);
+      open.erase(next);
+      status = process(node, &open);
+    }
+    // All that is left is no better than the incumbent.
+    if (open.empty()) bound_ = incumbent_;
+    return status;
+  }
+
+  Status process(const Node& node, std::list<Node>* open) {
+    Model model = model_;
+    for (const Branch& branch : node.branches) {
+      model.var_lower[branch.var] = branch.lower;
+      model.var_upper[branch.var] = branch.upper;
+    }
+    const double size = std::max(1.0, std::fabs(incumbent_));
+    const double cutoff = incumbent_ + kRounding * size;
+    if (!tighten_switches(problem_.cost, cutoff, &model)) return {};
+    BackendResult found;
+    const MinimizeProblem tight(model);
+    const Status status = solve_(tight, node_parameters(), seconds_left(), &monitor_, &found);
+    monitor_.done.nodes += std::max<int64_t>(0, found.progress.nodes);
+    simplex_ += std::max<int64_t>(0, found.progress.simplex_iterations);
+    if (!status.ok() || found.outcome == Outcome::kInfeasible) return status;
+    const bool has_point = found.x.size() == model_.cost.size();
+    double bound = std::max(node.bound, found.progress.bound);
+    if (!std::isfinite(bound)) bound = node.bound;
+    if (found.outcome != Outcome::kOptimal || !has_point) {
+      stopped_ = found.outcome == Outcome::kStopped ? found.termination : Code::kTrmStall;
+      open->push_back({bound, node.branches});
+      bound_ = std::max(bound_, least_bound(*open));
+      return {};
+    }
+    offer_rounded(found.x);
+    if (!is_closed(bound)) branch(node, bound, model, found.x, open);
+    return {};
+  }
+
+  static double least_bound(const std::list<Node>& open) {
+    double least = kInfinity;
+    for (const Node& node : open) least = std::min(least, node.bound);
+    return least;
+  }
+
+  Parameters node_parameters() const {
+    Parameters parameters = linear_parameters();
+    for (const auto param :
+         {DoubleParam::kIntegralityTolerance, DoubleParam::kFeasibilityTolerance}) {
+      parameters.set(param, std::min(kStrict, parameters_.get(param)));
+    }
+    return parameters;
+  }
+
+  // On the open integer variable whose distance from a whole number does most in some row.
+  void branch(const Node& node, double bound, const Model& model, const std::vector<double>& x,
+              std::list<Node>* open) const {
+    size_t var = x.size();
+    double most = -1.0;
+    for (size_t j = 0; j < x.size(); ++j) {
+      if (!is_integer(model.var_kind[j]) || model.var_lower[j] >= model.var_upper[j]) continue;
+      double size = 0.0;
+      for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+        size = std::max(size, std::fabs(model.matrix.value[k]));
+      }
+      const double leak = std::fabs(x[j] - std::round(x[j])) * size;
+      if (leak <= most) continue;
+      most = leak;
+      var = j;
+    }
+    // With all integers fixed, the fixed model has had the last word.
+    if (var == x.size()) return;
+    const double value = rounded(model, var, x[var]);
+    const auto add = [&](double lower, double upper) {
+      if (lower > upper) return;
+      open->push_back({bound, node.branches});
+      open->back().branches.push_back({var, lower, upper});
+    };
+    add(value, value);
+    add(model.var_lower[var], value - 1.0);
+    add(value + 1.0, model.var_upper[var]);
+  }
+
+  void finish(BackendResult* result) const {
+    Progress progress = result->progress;
+    progress.nodes = monitor_.done.nodes;
+    progress.simplex_iterations = monitor_.done.simplex_iterations + simplex_;
+    progress.objective = incumbent_;
+    progress.bound = std::min(bound_, incumbent_);
+    const bool has_point = std::isfinite(incumbent_);
+    const double size = std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
+    const double gap = incumbent_ - progress.bound;
+    progress.relative_gap = kInfinity;
+    if (has_point && std::isfinite(gap)) {
+      progress.relative_gap = gap <= 0.0 ? 0.0 : gap / std::max(size, 1e-10);
+    }
+    *result = {};
+    result->progress = progress;
+    if (stopped_ != Code::kOk || (has_point && !is_closed(bound_))) {
+      result->outcome = Outcome::kStopped;
+      result->termination = stopped_ == Code::kOk ? Code::kTrmStall : stopped_;
+    } else {
+      result->outcome = has_point ? Outcome::kOptimal : Outcome::kInfeasible;
+    }
+    result->x = best_;
+  }
+
+  decltype(Backend::solve) solve_;
+  const MinimizeProblem& problem_;
+  const Model& model_;
+  const Parameters& parameters_;
+  double end_;
+  BackendMonitor* outside_;
+  WholeMonitor monitor_;
+  double incumbent_ = kInfinity;
+  double bound_ = -kInfinity;
+  std::vector<double> best_;
+  Code stopped_ = Code::kOk;
+  int64_t simplex_ = 0;
+};
+
+}  // namespace
+
+Status solve_exactly(decltype(Backend::solve) solve, const MinimizeProblem& problem,
+                     const Parameters& parameters, double seconds, BackendMonitor* monitor,
+                     BackendResult* result) {
+  return Search(solve, problem, parameters, seconds, monitor).run(result);
+}
+
+}  // namespace vorlan

@@ -1,0 +1,367 @@
+// How the factors are found and applied; see scaled_model.h.
+#include "solve/highs/scaled_model.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "solve/check/vectors.h"
+#include "task/numeric.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+// Factors of columns within 2^kNear of 1, and sizes of rows and objectives that near, change
+// nothing that matters.
+constexpr int kNearColumns = 7;
+constexpr int kNearRows = 5;
+constexpr int kNearCosts = 4;
+// Beside an integer variable whose coefficient is larger by more than 2^kFarthestSwitch, those of
+// the others do not count.
+constexpr int kFarthestSwitch = 36;
+// The farthest that a factor can be from 1.
+constexpr double kFarthest = 60.0;
+constexpr int kSweeps = 30;
+
+// Logarithms to the base of 2 of the sizes of terms, and of the factors that make them alike.
+class Equilibration {
+ public:
+  explicit Equilibration(const Model& model)
+      : model_(model), column_(model.cost.size(), 0.0), row_(model.con_lower.size() + 1, 0.0) {
+    collect();
+  }
+
+  // By column.
+  std::vector<double> find() {
+    begin();
+    for (int sweep = 0; sweep < kSweeps; ++sweep) {
+      fit_rows();
+      fit_columns();
+      for (const Cone& cone : model_.cones) fit_cone(cone);
+    }
+    for (double& c : column_) c = std::round(std::clamp(c, -kFarthest, kFarthest));
+    for (const Cone& cone : model_.cones) round_cone(cone);
+    return column_;
+  }
+
+ private:
+  // size + column[j] + column[k] + row is to be 0; -1 stands for no column.
+  struct Term {
+    size_t row;
+    int32_t j, k;
+    double size, weight;
+  };
+  // What can be much larger than the values of variables: bounds, and switches in inequalities.
+  static constexpr double kWeak = 0.02;
+
+  void add(size_t row, int32_t j, int32_t k, double value, double weight = 1.0) {
+    if (value == 0.0 || !std::isfinite(value)) return;
+    terms_.push_back({row, j, k, std::log2(std::fabs(value)), weight});
+  }
+
+  // The row behind the last is that of a quadratic objective.
+  void collect() {
+    const SparseMatrix& a = model_.matrix;
+    std::vector<double> switches(row_.size(), 0.0);  // the largest of each row
+    for (size_t j = 0; j < column_.size(); ++j) {
+      const bool integer = is_fixed(static_cast<int32_t>(j));
+      for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+        const size_t i = index(a.row[k]);
+        const bool weak = integer && model_.con_lower[i] != model_.con_upper[i];
+        if (weak && std::fabs(a.value[k]) > std::fabs(switches[i])) switches[i] = a.value[k];
+        add(i, static_cast<int32_t>(j), -1, a.value[k], weak ? kWeak : 1.0);
+      }
+    }
+    for (size_t i = 0; i + 1 < row_.size(); ++i) {
+      add_side(i, model_.con_lower[i], switches[i]);
+      if (model_.con_upper[i] != model_.con_lower[i]) add_side(i, model_.con_upper[i], switches[i]);
+    }
+    for (const ConQuadraticEntry& e : model_.quadratic_coefficients) {
+      add(index(e.con), e.entry.row, e.entry.col, e.entry.value);
+    }
+    for (const TriangleEntry& e : model_.quadratic_cost) {
+      add(row_.size() - 1, e.row, e.col, e.value);
+    }
+  }
+
+  // A side may have a switch in it: x <= 5 + 1e8 (1 - z).
+  void add_side(size_t row, double side, double on) {
+    const double other = side - on;
+    const bool has_switch = on != 0.0 && std::fabs(other) < std::fabs(side);
+    add(row, -1, -1, has_switch && other != 0.0 ? other : side,
+        has_switch && other == 0.0 ? kWeak : 1.0);
+  }
+
+  bool is_fixed(int32_t var) const { return is_integer(model_.var_kind[index(var)]); }
+  double factor(int32_t var) const { return var < 0 ? 0.0 : column_[index(var)]; }
+
+  // From what is known of their size, sides and integers, to the columns beside them, and on from
+  // these: what is far from a side would take many sweeps else.
+  void begin() {
+    std::vector<bool> known(column_.size());
+    for (size_t j = 0; j < known.size(); ++j) known[j] = is_fixed(static_cast<int32_t>(j));
+    const auto is_known = [&](int32_t var) { return var < 0 || known[index(var)]; };
+    for (bool found = true; found;) {
+      std::vector<double> sum(row_.size(), 0.0);
+      std::vector<double> count(row_.size(), 0.0);
+      for (const Term& t : terms_) {
+        if (!is_known(t.j) || !is_known(t.k)) continue;
+        sum[t.row] += t.weight * (t.size + factor(t.j) + factor(t.k));
+        count[t.row] += t.weight;
+      }
+      std::vector<double> wish(column_.size(), 0.0);
+      std::vector<double> wishes(column_.size(), 0.0);
+      for (const Term& t : terms_) {
+        const bool open = !is_known(t.j) && (is_known(t.k) || t.j == t.k);
+        if (!open || count[t.row] == 0.0) continue;
+        const double rest = t.size - sum[t.row] / count[t.row];
+        const double weight = t.weight * std::min(1.0, count[t.row]);
+        wish[index(t.j)] -= weight * (t.j == t.k ? 0.5 * rest : rest + factor(t.k));
+        wishes[index(t.j)] += weight;
+      }
+      found = false;
+      for (size_t j = 0; j < known.size(); ++j) {
+        if (known[j] || wishes[j] == 0.0) continue;
+        column_[j] = wish[j] / wishes[j];
+        known[j] = found = true;
+      }
+    }
+  }
+
+  void fit_rows() {
+    std::vector<double> sum(row_.size(), 0.0);
+    std::vector<double> count(row_.size(), 0.0);
+    for (const Term& t : terms_) {
+      sum[t.row] += t.weight * (t.size + factor(t.j) + factor(t.k));
+      count[t.row] += t.weight;
+    }
+    for (size_t i = 0; i < row_.size(); ++i) row_[i] = count[i] == 0.0 ? 0.0 : -sum[i] / count[i];
+  }
+
+  void fit_columns() {
+    std::vector<double> sum(column_.size(), 0.0);
+    std::vector<double> count(column_.size(), 0.0);
+    const auto wish = [&](int32_t var, double value, double weight) {
+      if (var < 0) return;
+      sum[index(var)] += weight * value;
+      count[index(var)] += weight;
+    };
+    for (const Term& t : terms_) {
+      if (t.j >= 0 && t.j == t.k) {
+        wish(t.j, -0.5 * (t.size + row_[t.row]), 4.0 * t.weight);
+        continue;
+      }
+      wish(t.j, -(t.size + row_[t.row] + factor(t.k)), t.weight);
+      wish(t.k, -(t.size + row_[t.row] + factor(t.j)), t.weight);
+    }
+    for (size_t j = 0; j < column_.size(); ++j) {
+      const auto var = static_cast<int32_t>(j);
+      const bool semi = is_semi(model_.var_kind[j]);
+      const double bound = semi ? nearest_bound(j) : farthest_bound(j);
+      if (bound > 0.0) wish(var, std::log2(bound), semi ? 1.0 : kWeak);
+      if (count[j] > 0.0 && !is_fixed(var)) column_[j] = sum[j] / count[j];
+    }
+  }
+
+  double farthest_bound(size_t j) const {
+    double most = 0.0;
+    for (const double bound : {model_.var_lower[j], model_.var_upper[j]}) {
+      if (std::isfinite(bound)) most = std::max(most, std::fabs(bound));
+    }
+    return most;
+  }
+
+  // What a semi-continuous variable is at least while it is on.
+  double nearest_bound(size_t j) const {
+    return std::max({0.0, model_.var_lower[j], -model_.var_upper[j]});
+  }
+
+  // A rotated cone may have heads of different factors, whose product is the square of the others'.
+  void fit_cone(const Cone& cone) {
+    const bool fixed = std::any_of(cone.vars.begin(), cone.vars.end(),
+                                   [this](int32_t var) { return is_fixed(var); });
+    double sum = 0.0;
+    for (const int32_t var : cone.vars) sum += factor(var);
+    const double common = fixed ? 0.0 : sum / static_cast<double>(cone.vars.size());
+    double apart = 0.0;
+    if (cone.kind == ConeKind::kRotatedQuadratic && !fixed && cone.vars.size() > 1) {
+      apart = 0.5 * (factor(cone.vars[0]) - factor(cone.vars[1]));
+    }
+    for (const int32_t var : cone.vars) column_[index(var)] = common;
+    if (apart == 0.0) return;
+    column_[index(cone.vars[0])] += apart;
+    column_[index(cone.vars[1])] -= apart;
+  }
+
+  void round_cone(const Cone& cone) {
+    fit_cone(cone);
+    for (const int32_t var : cone.vars) column_[index(var)] = std::round(factor(var));
+    if (cone.kind != ConeKind::kRotatedQuadratic || cone.vars.size() < 3) return;
+    column_[index(cone.vars[1])] = 2.0 * factor(cone.vars[2]) - factor(cone.vars[0]);
+  }
+
+  const Model& model_;
+  std::vector<Term> terms_;
+  std::vector<double> column_, row_;
+};
+
+// 2^k with 1 <= 2^k size < 2; 1 where the size is near 1.
+double factor_for(double size, int near) {
+  if (!(size > 0.0) || !std::isfinite(size)) return 1.0;
+  const int exponent = std::ilogb(size);
+  return std::abs(exponent) <= near ? 1.0 : std::ldexp(1.0, -exponent);
+}
+
+class ScalingMonitor : public BackendMonitor {
+ public:
+  ScalingMonitor(const ScaledModel& scaled, BackendMonitor* monitor)
+      : scaled_(scaled), monitor_(monitor) {}
+  void log(std::string_view text) override { monitor_->log(text); }
+  bool should_stop(const Progress& progress) override {
+    Progress original = progress;
+    original.objective /= scaled_.cost_factor();
+    original.bound /= scaled_.cost_factor();
+    return monitor_->should_stop(original);
+  }
+  void incumbent(std::span<const double> x, std::span<const double> barx) override {
+    monitor_->incumbent(scaled_.to_original(x), barx);
+  }
+
+ private:
+  const ScaledModel& scaled_;
+  BackendMonitor* monitor_;
+};
+
+}  // namespace
+
+ScaledModel::ScaledModel(const MinimizeProblem& problem)
+    : model_(problem.model),
+      column_(problem.model.cost.size(), 1.0),
+      row_(problem.model.con_lower.size(), 1.0) {
+  scale_columns();
+  scale_rows();
+  scale_costs();
+}
+
+void ScaledModel::scale_columns() {
+  const std::vector<double> exponents = Equilibration(model_).find();
+  const bool near = std::all_of(exponents.begin(), exponents.end(),
+                                [](double e) { return std::fabs(e) <= kNearColumns; });
+  if (near) return;
+  same_ = false;
+  for (size_t j = 0; j < column_.size(); ++j) {
+    column_[j] = std::ldexp(1.0, static_cast<int>(exponents[j]));
+    model_.cost[j] *= column_[j];
+    model_.var_lower[j] /= column_[j];
+    model_.var_upper[j] /= column_[j];
+    for (size_t k = index(model_.matrix.start[j]); k < index(model_.matrix.start[j + 1]); ++k) {
+      model_.matrix.value[k] *= column_[j];
+    }
+  }
+  const auto scale = [this](TriangleEntry* e) {
+    e->value *= column_[index(e->row)] * column_[index(e->col)];
+  };
+  for (TriangleEntry& e : model_.quadratic_cost) scale(&e);
+  for (ConQuadraticEntry& e : model_.quadratic_coefficients) scale(&e.entry);
+}
+
+// The largest term of a continuous variable is to be about 1: a switch beside it may be larger. A
+// row of integers alone is exact, and nothing makes it smaller.
+void ScaledModel::scale_rows() {
+  std::vector<double> size(row_.size(), 0.0);
+  std::vector<double> integers(row_.size(), 0.0);
+  for (size_t j = 0; j < column_.size(); ++j) {
+    std::vector<double>& of_kind = is_integer(model_.var_kind[j]) ? integers : size;
+    for (size_t k = index(model_.matrix.start[j]); k < index(model_.matrix.start[j + 1]); ++k) {
+      double& largest = of_kind[index(model_.matrix.row[k])];
+      largest = std::max(largest, std::fabs(model_.matrix.value[k]));
+    }
+  }
+  for (const ConQuadraticEntry& e : model_.quadratic_coefficients) {
+    size[index(e.con)] = std::max(size[index(e.con)], std::fabs(e.entry.value));
+  }
+  for (const MatrixCoefficient& e : model_.matrix_coefficients) {
+    size[index(e.con)] = std::max(size[index(e.con)], std::fabs(e.entry.value));
+  }
+  for (size_t i = 0; i < row_.size(); ++i) {
+    const bool counts = size[i] > std::ldexp(integers[i], -kFarthestSwitch);
+    row_[i] =
+        counts ? factor_for(size[i], kNearRows) : std::max(1.0, factor_for(integers[i], kNearRows));
+    same_ = same_ && row_[i] == 1.0;
+    model_.con_lower[i] *= row_[i];
+    model_.con_upper[i] *= row_[i];
+  }
+  for (size_t k = 0; k < model_.matrix.row.size(); ++k) {
+    model_.matrix.value[k] *= row_[index(model_.matrix.row[k])];
+  }
+  for (ConQuadraticEntry& e : model_.quadratic_coefficients) e.entry.value *= row_[index(e.con)];
+  for (MatrixCoefficient& e : model_.matrix_coefficients) e.entry.value *= row_[index(e.con)];
+}
+
+void ScaledModel::scale_costs() {
+  double size = largest(model_.cost);
+  for (const TriangleEntry& e : model_.quadratic_cost) size = std::max(size, std::fabs(e.value));
+  for (const MatrixCostEntry& e : model_.matrix_cost)
+    size = std::max(size, std::fabs(e.entry.value));
+  const double factor = factor_for(size, kNearCosts);
+  // Large costs of a linear model are as exact as small ones, and many of its costs are small
+  // beside its largest.
+  constexpr double kLargeCosts = 1.0 / (1 << 30);
+  if (model_.is_linear() && factor < 1.0 && factor > kLargeCosts) return;
+  cost_factor_ = factor;
+  same_ = same_ && cost_factor_ == 1.0;
+  for (double& c : model_.cost) c *= cost_factor_;
+  for (TriangleEntry& e : model_.quadratic_cost) e.value *= cost_factor_;
+  for (MatrixCostEntry& e : model_.matrix_cost) e.entry.value *= cost_factor_;
+  model_.constant *= cost_factor_;
+}
+
+std::vector<double> ScaledModel::to_original(std::span<const double> x) const {
+  std::vector<double> original(x.begin(), x.end());
+  for (size_t j = 0; j < column_.size() && j < original.size(); ++j) original[j] *= column_[j];
+  return original;
+}
+
+std::vector<double> ScaledModel::to_scaled(std::span<const double> x) const {
+  std::vector<double> scaled(x.begin(), x.end());
+  for (size_t j = 0; j < column_.size() && j < scaled.size(); ++j) scaled[j] /= column_[j];
+  return scaled;
+}
+
+void ScaledModel::restore(BackendResult* result) const {
+  result->x = to_original(result->x);
+  result->progress.objective /= cost_factor_;
+  result->progress.bound /= cost_factor_;
+}
+
+Parameters ScaledModel::scale(const Parameters& parameters) const {
+  Parameters scaled = parameters;
+  scaled.set(DoubleParam::kMipAbsoluteGap,
+             cost_factor_ * parameters.get(DoubleParam::kMipAbsoluteGap));
+  return scaled;
+}
+
+Status solve_scaled(decltype(Backend::solve) solve, const MinimizeProblem& problem,
+                    const Parameters& parameters, double seconds, BackendMonitor* monitor,
+                    BackendResult* result) {
+  const ScaledModel scaled(problem);
+  if (scaled.is_same()) return solve(problem, parameters, seconds, monitor, result);
+  Solution start;
+  if (problem.start != nullptr) {
+    start = *problem.start;
+    start.xx = scaled.to_scaled(start.xx);
+  }
+  const Cutoffs cutoffs = {scaled.cost_factor() * problem.cutoffs.lower,
+                           scaled.cost_factor() * problem.cutoffs.upper};
+  const MinimizeProblem inner(scaled.model(), problem.start == nullptr ? nullptr : &start, cutoffs);
+  ScalingMonitor inner_monitor(scaled, monitor);
+  if (scaled.cost_factor() != 1.0) {
+    monitor->log(format_text("Scaled: the optimizer's own log shows objectives multiplied by %g\n",
+                             scaled.cost_factor()));
+  }
+  const Status status = solve(inner, scaled.scale(parameters), seconds, &inner_monitor, result);
+  scaled.restore(result);
+  return status;
+}
+
+}  // namespace vorlan

@@ -43,10 +43,13 @@
        VLNrescode_enum code = VLN_makeemptytask(NULL, &task);
        double objective = 0.0;
        if (argc < 2) return 2;
-       if (code == VLN_RES_OK) code = VLN_linkfunctotaskstream(task, VLN_STREAM_LOG, NULL,
-   print_text); if (code == VLN_RES_OK) code = VLN_readdata(task, argv[1]); if (code == VLN_RES_OK)
-   code = VLN_optimizetrm(task, &trm); if (code == VLN_RES_OK) code = VLN_getprimalobj(task,
-   VLN_SOLUTION_BASIC, &objective); if (code == VLN_RES_OK) printf("%.10g\n", objective);
+       if (code == VLN_RES_OK) {
+         code = VLN_linkfunctotaskstream(task, VLN_STREAM_LOG, NULL, print_text);
+       }
+       if (code == VLN_RES_OK) code = VLN_readdata(task, argv[1]);
+       if (code == VLN_RES_OK) code = VLN_optimizetrm(task, &trm);
+       if (code == VLN_RES_OK) code = VLN_getprimalobj(task, VLN_SOLUTION_BASIC, &objective);
+       if (code == VLN_RES_OK) printf("%.10g\n", objective);
        VLN_deletetask(&task);
        return code == VLN_RES_OK ? 0 : 1;
      }

@@ -1,4 +1,5 @@
-// The words of the command line, taken one after the other by the driver and by the commands.
+// The driver and the commands take the words of the command line from here, one after the other,
+// so that each word is taken once and all of them agree on the place.
 #pragma once
 
 #include <optional>

@@ -1,7 +1,8 @@
 // The command handlers, grouped by the file that holds them.
 //
 // A handler receives the ARGS of its command word and takes its following words from run.words.
-// When a word is missing it does nothing further; the list is then at its end and so is the run.
+// When a word is missing, the handler does nothing further. The list is then at its end, and so is
+// the run.
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,5 @@
-// Splitting of file names and format values.
+// Users' file names are resolved by these rules, so each step is kept as it is, the odd ones
+// included.
 #include "filename.h"
 
 #include <algorithm>

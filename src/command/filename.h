@@ -1,4 +1,4 @@
-// Formats and compressions as file names and "format=" values say them.
+// This file reads formats and compressions out of file names and "format=" values.
 //
 // The results are views into the caller's text: nothing is copied.
 #pragma once

@@ -1,5 +1,5 @@
-// The texts of "-help" and "-license". The man page is the complete reference; the usage text names
-// what people use most.
+// The texts of "-help" and "-license". The usage text names what people use most; the man page is
+// the complete reference.
 #include <iostream>
 
 #include "commands.h"

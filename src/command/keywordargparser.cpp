@@ -1,4 +1,4 @@
-// Splitting of ARGS: no blank is trimmed, no case folded, nothing rejected.
+// The splitting trims no blank, folds no case and rejects nothing: that is left to the commands.
 #include "keywordargparser.h"
 
 bool KeywordArgParser::next() {

@@ -1,5 +1,5 @@
-// The items of a command's ARGS, the text behind the first ':' of a command word: a list separated
-// by ',' of keys, or of keys with values behind a '='.
+// ARGS is the text behind the first ':' of a command word. It is a list of items with ',' between
+// them; an item is a key, or a key and a value with '=' between them.
 #pragma once
 
 #include <string_view>

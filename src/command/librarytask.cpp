@@ -1,4 +1,4 @@
-// The operations of the task that need more than one call or a buffer.
+// These are the operations of the task that need more than one call, or a buffer.
 #include "librarytask.h"
 
 #include <array>

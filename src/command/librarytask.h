@@ -1,7 +1,7 @@
-// The optimization task of a run: owns the library's handle and offers its operations.
+// LibraryTask owns the library's handle of the run's one task and offers its operations.
 //
 // The rest of the program is written against this class. Each operation hands on the library's
-// response code; which codes matter, and with which line they are reported, the callers decide.
+// response code. The callers decide which codes matter and with which line they are reported.
 #pragma once
 
 #include <vorlan.h>

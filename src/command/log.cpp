@@ -1,4 +1,4 @@
-// "-log" and "-log-anonymous": where the task's log stream goes, and whether it shows file names.
+// "-log" says where the task's log stream goes, "-log-anonymous" whether it shows file names.
 #include <cstdio>
 
 #include "commands.h"

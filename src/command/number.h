@@ -1,4 +1,5 @@
-// A number as the plain report shows it: 16 digits behind the point, right-justified in 24 columns.
+// The plain report shows a number with 16 digits behind the point, right-justified in 24 columns.
+// It does so by the million, so this formatter knows the most frequent number by heart.
 #pragma once
 
 #include <fmt/compile.h>

@@ -1,7 +1,8 @@
-// "-read" and "-write": the task's problem from and to a file.
+// "-read" and "-write" bring the task's problem from and to a file.
 //
-// The library recognises format and compression by the file's name. Settings that a command forces
-// for its one call are put back afterwards; after a failed call the process ends, so nothing is.
+// The library recognises format and compression by the file's name. A setting that a command
+// forces for its one call is put back afterwards. After a failed call the process ends, so that
+// nothing is.
 #include <algorithm>
 #include <array>
 #include <charconv>

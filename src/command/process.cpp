@@ -1,7 +1,8 @@
-// "-d", "-no-solutions", "-pid-file" and "-indicator-file": what a calling process uses to prepare
-// the task and to observe the run.
+// A calling process uses "-d" and "-no-solutions" to prepare the task, and "-pid-file" and
+// "-indicator-file" to observe the run.
 //
-// The marker files are not checked: a service that does not find one knows that it was not written.
+// Nothing checks that the two files were written. A service reads the text of the indicator file:
+// on a full disk the file is there and empty.
 #include <unistd.h>
 
 #include <fstream>

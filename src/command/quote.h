@@ -1,5 +1,5 @@
-// A name as the plain report shows it: five characters that would break a line or a column are
-// written with a backslash before them.
+// The plain report shows a name with a backslash before each of five characters that would break a
+// line or a column.
 #pragma once
 
 #include <fmt/format.h>

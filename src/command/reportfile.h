@@ -1,9 +1,9 @@
-// The output of the plain report: text is formatted into a buffer of bounded size and handed on to
-// the file in large pieces.
+// ReportFile is the output of the plain report. It formats text into a buffer of bounded size and
+// hands the text on to the file in large pieces.
 //
 // Rows are printed by the million, and most of the time would go into a growing buffer's care for
-// its length. So the longest text that a call can print is reckoned first, and {fmt} then writes
-// through a bare pointer.
+// its length. So the room for a call's longest text is made first, and {fmt} then writes through a
+// bare pointer.
 #pragma once
 
 #include <fmt/compile.h>

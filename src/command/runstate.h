@@ -1,4 +1,4 @@
-// What the driver holds for the whole run and every command may use.
+// RunState is what the driver holds for the whole run and every command may use.
 #pragma once
 
 #include <span>

@@ -1,7 +1,7 @@
-// "-read-solution" and "-write-solution": the task's solutions from and to a file.
+// "-read-solution" and "-write-solution" bring the task's solutions from and to a file.
 //
-// Format and compression come from the file's name and may be overridden by "format=" items. The
-// two commands check in different orders and accept different words, on purpose.
+// Format and compression come from the file's name, and "format=" items may override them. The two
+// commands check in different orders and accept different words, on purpose.
 #include <vorlanplainsol.h>
 
 #include <array>

@@ -1,8 +1,8 @@
-// "-solve": optimizes the task, here or on a server, under limits, and leaves the outcome in small
+// "-solve" optimizes the task, here or on a server, under limits, and leaves the outcome in small
 // result files. A failed optimization is reported in them and does not end the run.
 //
-// The stop flag, the time limit, the signal handler and the callback are in this file too: the two
-// variables are shared by these functions alone.
+// The stop flag, the time limit, the signal handler and the callback are in this file too, because
+// only these functions share the two variables.
 #include "solve.h"
 
 #include <fast_float/fast_float.h>

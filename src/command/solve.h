@@ -1,4 +1,4 @@
-// What the driver registers once so that "-solve" can be stopped.
+// The driver registers these two functions once, so that every "-solve" can be stopped.
 #pragma once
 
 #include <vorlan.h>

@@ -1,9 +1,9 @@
-// The error that a failing library call raises, and the check that raises it.
+// VLNException is the error that a failing library call raises, and CHKR_ raises it.
 //
-// Nothing in the program catches it: an error ends the process through the runtime's handling of an
-// uncaught exception, and a service tells by SIGABRT that the command sequence was cut short. Code,
-// source and line tell a developer with a debugger or a core file which call it was; the numbers
-// are part of that report and stay what they are when code moves.
+// Nothing in the program catches it. The runtime ends the process by SIGABRT, and so a service
+// knows that the commands after the failing one did not run. Code, source and line tell a
+// developer with a debugger or a core file which call it was. The line numbers are part of that
+// report: they stay what they are when code moves.
 #pragma once
 
 #include <vorlan.h>

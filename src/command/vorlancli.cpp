@@ -1,11 +1,11 @@
-// vorlancli: a command interpreter whose program is its own argument list.
+// vorlancli is a command interpreter whose program is its own argument list.
 //
-// It holds one optimization task and executes the commands strictly in the order written. This file
-// is the driver: start, the walk over the words, dispatch, end. The commands are in the files that
-// commands.h names.
+// It holds one optimization task and executes the commands strictly in the order written. This
+// file is the driver: start, the walk over the words, dispatch, end. commands.h names the files of
+// the commands.
 //
-// Errors are exceptions that nothing catches (see vlnexception.h): the process then ends by SIGABRT
-// without releasing the task.
+// Errors are exceptions that nothing catches (see vlnexception.h): the process then ends by
+// SIGABRT without releasing the task.
 #include <array>
 #include <csignal>
 #include <cstdint>

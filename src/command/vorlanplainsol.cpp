@@ -1,8 +1,8 @@
-// The plain solution report: a fixed layout that scripts compare byte for byte.
+// The plain solution report has a fixed layout, because scripts compare it byte for byte.
 //
-// The layout has oddities: columns that repeat another one or stay zero, titles aligned differently
-// from section to section, a word misspelt. Readers of the report rely on them; each is stated
-// where it is printed, and none is to be mended.
+// The layout has oddities: columns that repeat another one or stay zero, titles that are aligned
+// differently from section to section, a word misspelt. Readers of the report rely on them. Each
+// is stated where it is printed, and none is to be mended.
 #include "vorlanplainsol.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Readings of the real-time clock.
+// The clock is the system's real-time clock, as the interface of the program says. It can be set
+// back.
 #include "wallclock.h"
 
 #include <ctime>

@@ -1,4 +1,4 @@
-// Wall-clock time for the timing lines of "-read" and "-solve".
+// The timing lines of "-read" and "-solve" take their wall-clock time from here.
 #pragma once
 
 #include <cstdint>

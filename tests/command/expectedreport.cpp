@@ -1,4 +1,4 @@
-// expectedreport.cpp - see expectedreport.h.
+// expectedreport.cpp - the report section by section, from the columns as the queries leave them.
 #include "expectedreport.h"
 
 #include <algorithm>

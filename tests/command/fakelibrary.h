@@ -15,6 +15,17 @@
 
 namespace fake {
 
+/// The library's numbers of statuses and status keys that tests mean by name.
+inline constexpr std::int32_t kOptimal = 1;           // solution status
+inline constexpr std::int32_t kDualFeasible = 3;      // problem status
+inline constexpr std::int32_t kPrimalInfeasible = 4;  // problem status
+inline constexpr std::int32_t kDualInfeasible = 5;    // problem status
+inline constexpr std::int32_t kBasic = 1;             // status keys
+inline constexpr std::int32_t kSuperBasic = 2;
+inline constexpr std::int32_t kAtLower = 3;
+inline constexpr std::int32_t kAtUpper = 4;
+inline constexpr std::int32_t kFixed = 5;
+
 /// One solution. An array that is shorter than its rows leaves the caller's other elements alone.
 struct Solution {
   std::int32_t defined = 0;

@@ -89,10 +89,10 @@ class PlainReport : public testing::Test {
   void fillsolution(int whichsol, double base) {
     fake::Solution& s = task_.solutions[static_cast<std::size_t>(whichsol)];
     s.defined = 1;
-    s.prosta = 4;
-    s.solsta = 1;
-    s.skx = {1, 3};
-    s.skc = {4, 5, 2};
+    s.prosta = fake::kPrimalInfeasible;
+    s.solsta = fake::kOptimal;
+    s.skx = {fake::kBasic, fake::kAtLower};
+    s.skc = {fake::kAtUpper, fake::kFixed, fake::kSuperBasic};
     for (std::vector<double>* values : {&s.xx, &s.slx, &s.sux}) *values = {base += 1, base += 1};
     for (std::vector<double>* values : {&s.xc, &s.slc, &s.suc, &s.y}) {
       *values = {base += 1, base += 1, base += 1};
@@ -147,14 +147,14 @@ TEST_F(PlainReport, WorkedExample) {
   task_.connames = {"c0"};
   fake::Solution& s = task_.solutions[VLN_SOLUTION_BASIC];
   s.defined = 1;
-  s.solsta = 1;
-  s.prosta = 5;  // not shown
+  s.solsta = fake::kOptimal;
+  s.prosta = fake::kDualInfeasible;  // not shown
   s.objectives = {3.0};
-  s.skx = {1, 3};
+  s.skx = {fake::kBasic, fake::kAtLower};
   s.xx = {1.5, 0.0};
   s.slx = {0.0, 2.0};
   s.sux = {0.0, 0.0};
-  s.skc = {4};
+  s.skc = {fake::kAtUpper};
   s.xc = {1.5};
   s.slc = {0.0};
   s.suc = {2.0};
@@ -384,7 +384,7 @@ TEST_F(PlainReport, ShortDualSliceShowsThePrimalOneBehindIt) {
 // place, as is the first objective: a second query that writes nothing leaves the first answer.
 TEST_F(PlainReport, SecondObjectiveQueryThatIsSilentLeavesTheFirstAnswer) {
   task_.solutions[VLN_SOLUTION_INTEGER].defined = 1;
-  task_.solutions[VLN_SOLUTION_INTEGER].solsta = 1;
+  task_.solutions[VLN_SOLUTION_INTEGER].solsta = fake::kOptimal;
   task_.solutions[VLN_SOLUTION_INTEGER].objectives = {7.0, std::nullopt, 8.0};
   EXPECT_NE(write().find("\nObjective 7.000000e+00 8.000000e+00 \n"), std::string::npos);
 }
@@ -393,7 +393,7 @@ TEST_F(PlainReport, SecondObjectiveQueryThatIsSilentLeavesTheFirstAnswer) {
 TEST_F(PlainReport, SilentObjectiveIsZero) {
   for (fake::Solution& s : task_.solutions) {
     s.defined = 1;
-    s.solsta = 1;
+    s.solsta = fake::kOptimal;
     s.objectives = {std::nullopt};
   }
   task_.solutions[VLN_SOLUTION_INTEGER].objectives = {5.0};
@@ -550,7 +550,7 @@ TEST_F(PlainReport, WordsAndObjectivesOfAllSolutionStatuses) {
     s.objectives = {1.0};
     for (const Row& row : table) {
       s.solsta = row.solsta;
-      s.prosta = 3;  // never shown
+      s.prosta = fake::kDualFeasible;  // never shown
       std::string expected = row.lines;
       expected.replace(expected.find('|'), 1, "\n    ProblemnStatus ");
       expected.replace(expected.find('|'), 1,
@@ -591,7 +591,7 @@ TEST_F(PlainReport, NonFiniteValues) {
   task_.numvar = 6;
   fake::Solution& s = task_.solutions[VLN_SOLUTION_BASIC];
   s.defined = 1;
-  s.solsta = 1;
+  s.solsta = fake::kOptimal;
   s.objectives = {inf, nan};
   s.xx = {inf,
           -inf,
@@ -614,7 +614,7 @@ TEST_F(PlainReport, NonFiniteValues) {
 TEST_F(PlainReport, WhichObjectiveIsShown) {
   for (fake::Solution& s : task_.solutions) {
     s.defined = 1;
-    s.solsta = 1;
+    s.solsta = fake::kOptimal;
     s.objectives = {1.0, 2.0, 3.0};
   }
   const std::string text = write();
@@ -635,13 +635,12 @@ TEST_F(PlainReport, InteriorConstraintRows) {
   s.slx = {2.5, 0.25};
   s.sux = {3.5, 0.75};
   const std::string text = write();
-  EXPECT_EQ(text.substr(text.find("      con0000")),
-            "      con0000: c0                   at_upper   1.5000000000000000e+00"
-            "   2.5000000000000000e+00   3.5000000000000000e+00   3.5000000000000000e+00\n"
-            "      con0001:                      fixed    0.0000000000000000e+00"
-            "   2.5000000000000000e-01   7.5000000000000000e-01   7.5000000000000000e-01\n"
-            "      con0002: longest              super_basic   0.0000000000000000e+00"
-            "   0.0000000000000000e+00   0.0000000000000000e+00   0.0000000000000000e+00\n");
+  EXPECT_EQ(
+      text.substr(text.find("      con0000")),
+      R"(      con0000: c0                   at_upper   1.5000000000000000e+00   2.5000000000000000e+00   3.5000000000000000e+00   3.5000000000000000e+00
+      con0001:                      fixed    0.0000000000000000e+00   2.5000000000000000e-01   7.5000000000000000e-01   7.5000000000000000e-01
+      con0002: longest              super_basic   0.0000000000000000e+00   0.0000000000000000e+00   0.0000000000000000e+00   0.0000000000000000e+00
+)");
 }
 
 TEST_F(PlainReport, FiveDigitIndices) {

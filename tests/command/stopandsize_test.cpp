@@ -66,7 +66,7 @@ TEST_F(UserCallback, LimitsThatAreNone) {
     solve("time-limit=1");
     solve(std::string("time-limit=") + limit);
     for (const double seconds : {0.0, 1e300, inf, nan, -inf}) {
-      EXPECT_EQ(answerat(seconds), 0) << limit << " at " << seconds;
+      EXPECT_EQ(answerat(seconds), VLN_RES_OK) << limit << " at " << seconds;
     }
     // Without a limit the figures are not looked at.
     EXPECT_EQ(usercallback(nullptr, nullptr, VLNcallbackcode_enum{}, nullptr, nullptr, nullptr), 0);
@@ -88,7 +88,7 @@ TEST_F(UserCallback, NumbersAreReadToTheirEnd) {
   for (const Row& row : {Row{"20s", 20.0}, Row{"1e-3", 1e-3}, Row{"1.5.5", 1.5}, Row{".5", 0.5},
                          Row{"2e", 2.0}, Row{"1E2x", 100.0}, Row{"5 ", 5.0}, Row{"1=2", 1.0}}) {
     solve(std::string("time-limit=") + row.text);
-    EXPECT_EQ(answerat(row.value), 0) << row.text;
+    EXPECT_EQ(answerat(row.value), VLN_RES_OK) << row.text;
     EXPECT_EQ(answerat(std::nextafter(row.value, inf)), 1) << row.text;
   }
 }
@@ -174,13 +174,13 @@ TEST_F(UserCallback, HandlerIgnoresWhichSignal) {
 class SizeCheck : public UserCallback {
  protected:
   // What a solve with the given limits ends with.
-  static std::int32_t codeof(std::string_view limits) {
+  static VLNrescode_enum codeof(std::string_view limits) {
     try {
       solve(limits);
     } catch (const VLNException& error) {
       return error.code;
     }
-    return 0;
+    return VLN_RES_OK;
   }
   vlntaskt& task_ = fake::task();
 };
@@ -191,9 +191,9 @@ TEST_F(SizeCheck, LimitsAreInclusive) {
   task_.dims = {2, 1};
   task_.numcon = 4;
   task_.numcone = 2;
-  EXPECT_EQ(codeof("max-numvar=12,max-numcon=6"), 0);
-  EXPECT_EQ(codeof("max-numvar=11"), 8008);
-  EXPECT_EQ(codeof("max-numcon=5"), 8008);
+  EXPECT_EQ(codeof("max-numvar=12,max-numcon=6"), VLN_RES_OK);
+  EXPECT_EQ(codeof("max-numvar=11"), VLN_RES_ERR_SERVER_PROBLEM_SIZE);
+  EXPECT_EQ(codeof("max-numcon=5"), VLN_RES_ERR_SERVER_PROBLEM_SIZE);
 }
 
 // Counts are added as the library gives them: a negative one makes the sum smaller.
@@ -203,9 +203,9 @@ TEST_F(SizeCheck, NegativeCountsAreAddedAsTheyAre) {
   task_.dims = {3};
   task_.numcon = 9;
   task_.numcone = -7;
-  EXPECT_EQ(codeof("max-numvar=2,max-numcon=2"), 0);
-  EXPECT_EQ(codeof("max-numvar=1"), 8008);
-  EXPECT_EQ(codeof("max-numcon=1"), 8008);
+  EXPECT_EQ(codeof("max-numvar=2,max-numcon=2"), VLN_RES_OK);
+  EXPECT_EQ(codeof("max-numvar=1"), VLN_RES_ERR_SERVER_PROBLEM_SIZE);
+  EXPECT_EQ(codeof("max-numcon=1"), VLN_RES_ERR_SERVER_PROBLEM_SIZE);
 }
 
 // d(d+1) is formed in 32 unsigned bits: 6 for -3, and 65536 for 65536.
@@ -215,8 +215,9 @@ TEST_F(SizeCheck, TrianglesAreFormedIn32UnsignedBits) {
   for (const auto& [dimension, size] :
        {std::pair{-1, 0}, {-2, 1}, {-3, 3}, {65536, 32768}, {65535, 2147450880}}) {
     task_.dims = {dimension};
-    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 2)), 0) << dimension;
-    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 1)), 8008) << dimension;
+    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 2)), VLN_RES_OK) << dimension;
+    EXPECT_EQ(codeof("max-numvar=" + std::to_string(size + 1)), VLN_RES_ERR_SERVER_PROBLEM_SIZE)
+        << dimension;
   }
 }
 
@@ -225,11 +226,11 @@ TEST_F(SizeCheck, QueriesThatFailOrWriteNothingCountAsZero) {
   task_.answer = [](std::string_view call) {
     return static_cast<VLNrescode_enum>(call.starts_with("VLN_getnum") ? 1 : 0);
   };
-  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), 0);
+  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), VLN_RES_OK);
   task_.answer = nullptr;
   task_.numvar = task_.numcon = task_.numcone = 0;
   task_.dims = {};
-  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), 0);
+  EXPECT_EQ(codeof("max-numvar=1,max-numcon=1"), VLN_RES_OK);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // writes those of the run behind. Marks of checked calls are kept where the call is still there.
 #include "accept.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <stdexcept>
@@ -68,9 +69,15 @@ void add_text(std::vector<std::string>& lines, const std::string& heading,
   }
 }
 
-std::string marked(const std::string& line, const Case& what) {
+// The line with the mark of the expected call that it is, the earlier lines of the same text being
+// the earlier expected ones: two such calls may be checked with different lines.
+std::string marked(const std::vector<std::string>& trace, std::size_t at, const Case& what) {
+  const std::string& line = trace[at];
+  const auto here = trace.begin() + static_cast<std::ptrdiff_t>(at);
+  auto earlier = std::count(trace.begin(), here, line);
   for (const ExpectedCall& call : what.calls) {
-    if (call.text != line || call.file.empty()) continue;
+    if (call.text != line || earlier-- > 0) continue;
+    if (call.file.empty()) return line;
     const bool plain = call.file.ends_with("plainsol");
     return line + (plain ? " !plainsol:" : " !") + std::to_string(call.line);
   }
@@ -108,7 +115,7 @@ void add_calls(std::vector<std::string>& lines, const Case& what, const Outcome&
     if (line.starts_with("uncaught ")) break;
     std::size_t size = 0;
     const std::string name = sequence_here(actual.trace, at, sequences, size);
-    lines.push_back(size == 0 ? "  " + marked(line, what) : "  @" + name);
+    lines.push_back(size == 0 ? "  " + marked(actual.trace, at, what) : "  @" + name);
     at += size == 0 ? 1 : size;
   }
 }

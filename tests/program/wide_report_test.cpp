@@ -30,10 +30,11 @@ std::string line_with(const Outcome& outcome, const std::string& beginning) {
 TEST(WideReport, IndicesOfRowsGrowBeyondFourDigits) {
   const Outcome outcome = report("VLN_getnumvar: numvar = " + std::to_string(wide) + "\n" +
                                  "VLN_getnumcon: numcon = " + std::to_string(wide) + "\n" +
-                                 "VLN_getmaxnamelen: maxlen = 6\n"
-                                 "VLN_solutiondef: isdef = 1\n"
-                                 "VLN_getvarname: name = \"x{j}\"\n"
-                                 "VLN_getconname: name = \"c{i}\"\n");
+                                 R"(VLN_getmaxnamelen: maxlen = 6
+VLN_solutiondef: isdef = 1
+VLN_getvarname: name = "x{j}"
+VLN_getconname: name = "c{i}"
+)");
   EXPECT_EQ(outcome.exit, Exit{}) << outcome.standard_error;
   const std::string zero = "   0.0000000000000000e+00";
   EXPECT_EQ(line_with(outcome, "      var9999:"), "      var9999: x9999           unknown" + zero);
@@ -54,11 +55,12 @@ TEST(WideReport, RowsOfAllSectionsAreThere) {
 
 TEST(WideReport, IndicesOfMatrixVariablesGrowBeyondFourDigits) {
   const Outcome outcome = report("VLN_getnumbarvar: numbarvar = " + std::to_string(wide) + "\n" +
-                                 "VLN_getmaxnamelen: maxlen = 6\n"
-                                 "VLN_solutiondef whichsol=0: isdef = 1\n"
-                                 "VLN_getdimbarvarj j=10000: dimbarvarj = 1\n"
-                                 "VLN_getbarsslice: barsslice = [2.5]\n"
-                                 "VLN_getbarvarname: name = \"X{j}\"\n");
+                                 R"(VLN_getmaxnamelen: maxlen = 6
+VLN_solutiondef whichsol=0: isdef = 1
+VLN_getdimbarvarj j=10000: dimbarvarj = 1
+VLN_getbarsslice: barsslice = [2.5]
+VLN_getbarvarname: name = "X{j}"
+)");
   EXPECT_EQ(outcome.exit, Exit{}) << outcome.standard_error;
   EXPECT_EQ(line_with(outcome, "      barvar9999("), "      barvar9999(0): X9999");
   EXPECT_EQ(line_with(outcome, "      barvar10000("), "      barvar10000(1): X10000");
@@ -68,9 +70,10 @@ TEST(WideReport, IndicesOfMatrixVariablesGrowBeyondFourDigits) {
 
 TEST(WideReport, MatrixEntriesOfFourDigitsFillTheirFields) {
   const Outcome outcome = report(
-      "VLN_getnumbarvar: numbarvar = 1\n"
-      "VLN_solutiondef whichsol=0: isdef = 1\n"
-      "VLN_getdimbarvarj: dimbarvarj = 1001\n");
+      R"(VLN_getnumbarvar: numbarvar = 1
+VLN_solutiondef whichsol=0: isdef = 1
+VLN_getdimbarvarj: dimbarvarj = 1001
+)");
   const std::string values = "   0.0000000000000000e+00   0.0000000000000000e+00";
   EXPECT_EQ(line_with(outcome, "        [1000,   0]"), "        [1000,   0]" + values);
   EXPECT_EQ(line_with(outcome, "        [1000,1000]"), "        [1000,1000]" + values);

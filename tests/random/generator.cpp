@@ -1,4 +1,4 @@
-// generator.cpp - see generator.h. Most of a command line is meant to be understood, so that runs
+// generator.cpp - a random run from a seed. Most of a command line is meant to be understood, so that runs
 // get far; some words and some bytes are not.
 #include "generator.h"
 

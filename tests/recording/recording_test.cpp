@@ -80,11 +80,12 @@ TEST(Recording, TellsViewsFromStrings) {
 
 TEST(Recording, AnswersByTheScript) {
   const Recorded recorded = record_with(
-      "VLN_getnumvar: numvar = 7\n"
-      "VLN_getnumvar call=2: code 12\n"
-      "VLN_getxx whichsol=1: xx = [1.5, 2.5]\n"
-      "VLN_getvarname: name = \"x{j}\"\n"
-      "VLN_getlasterror: lastmsglen = 100; lastmsg = \"short\"\n",
+      R"(VLN_getnumvar: numvar = 7
+VLN_getnumvar call=2: code 12
+VLN_getxx whichsol=1: xx = [1.5, 2.5]
+VLN_getvarname: name = "x{j}"
+VLN_getlasterror: lastmsglen = 100; lastmsg = "short"
+)",
       [] {
         vlntaskt* task = make_task();
         int32_t count = 0;
@@ -121,14 +122,15 @@ TEST(Recording, CallsBackOnlyWhatIsRegistered) {
     return 0;
   });
   EXPECT_EQ(recorded.trace,
-            "VLN_makeemptytask(null, out)\n"
-            "VLN_optimizetrm(task, null)\n"
-            "  callback: none registered\n"
-            "  callback: none registered\n"
-            "VLN_putcallbackfunc(task, function, handle)\n"
-            "VLN_optimizetrm(task, null)\n"
-            "  callback(2) = 0\n"
-            "  callback(2.5) = 1\n");
+            R"(VLN_makeemptytask(null, out)
+VLN_optimizetrm(task, null)
+  callback: none registered
+  callback: none registered
+VLN_putcallbackfunc(task, function, handle)
+VLN_optimizetrm(task, null)
+  callback(2) = 0
+  callback(2.5) = 1
+)");
 }
 
 std::string streamed;

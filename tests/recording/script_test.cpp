@@ -20,9 +20,10 @@ std::string error_of(const std::string& text) {
 
 TEST(Script, ReadsConditionsAndActionsInOrder) {
   const Script script = parse_script(
-      "# a comment\n"
-      "\n"
-      "VLN_getxx whichsol=1 call=2: xx = [1.5, -2, inf]; code 7 # the end\n");
+      R"(# a comment
+
+VLN_getxx whichsol=1 call=2: xx = [1.5, -2, inf]; code 7 # the end
+)");
   ASSERT_EQ(script.rules.size(), 1U);
   const Rule& rule = script.rules[0];
   EXPECT_EQ(rule.operation->name, "VLN_getxx");

@@ -15,8 +15,22 @@ namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 
 constexpr const char* kModel =
-    "NAME TWO\nROWS\n N COST\n L M1\n L M2\nCOLUMNS\n X COST -3 M1 1\n X M2 1\n Y COST -2 M1 1\n"
-    " Y M2 3\nRHS\n RHS M1 4 M2 6\nBOUNDS\n UP BND X 3\nENDATA\n";
+    R"(NAME TWO
+ROWS
+ N COST
+ L M1
+ L M2
+COLUMNS
+ X COST -3 M1 1
+ X M2 1
+ Y COST -2 M1 1
+ Y M2 3
+RHS
+ RHS M1 4 M2 6
+BOUNDS
+ UP BND X 3
+ENDATA
+)";
 constexpr const char* kOptimum = "-1.100000e+01";
 
 // Every string parameter, as a hostile file sets it.

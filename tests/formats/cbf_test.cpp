@@ -256,12 +256,12 @@ TEST(CbfRead, LimitsOfWhatIsDeclared) {
   const std::pair<std::string, int> cases[] = {
       {"VAR\n2000000000 1\nF 2000000000\n", 6}, {"CON\n600000 1\nF 600000\n", 6},
       {"CON\n100000 1\nQ 100000\n", 7},         {"PSDVAR\n1\n2000000000\n", 7},
-      {"PSDVAR\n2\n1000\n1000\n", 8},           {"PSDCON\n1\n1000\n", 7},
+      {"PSDVAR\n2\n1024\n1024\n", 8},           {"PSDCON\n1\n1000\n", 7},
   };
   for (const auto& [items, line] : cases) {
     EXPECT_EQ(read(file(items)).error,
               "text:" + std::to_string(line) +
-                  ": more than 1000000 numbers in all for what is declared up to here, which is "
+                  ": what is declared up to here would take more than 16 MiB of memory, which is "
                   "VLN_IPAR_READ_DECLARED_LIMIT")
         << items;
   }

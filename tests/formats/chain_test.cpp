@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "file/text_reader.h"
 #include "format/problem_file.h"
 #include "reading.h"
 #include "round_trip.h"
@@ -126,6 +127,51 @@ TEST(FormatsWithSolutions, KeepEveryStatus) {
 
 INSTANTIATE_TEST_SUITE_P(Starts, FormatChain, testing::ValuesIn(kChains),
                          [](const auto& test) { return test.param.name; });
+
+// Bytes of a text on which a terminal may act: controls of ASCII but line ends, and those from 0x80
+// on outside of characters. A line end must be the writer's own.
+std::string controls_in(std::string_view text) {
+  std::string found;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    const bool ascii = (c < 0x20 && c != '\n') || c == 0x7f;
+    if (ascii || is_high_control(text, i)) found += text[i];
+  }
+  return found;
+}
+
+// Names that would clear a screen, or begin a line of their own, are in no text file as they are.
+TEST(HostileNames, AreWrittenSafelyAndReadBack) {
+  Model model = with_sides(1.0, 2.0);
+  const std::string names[] = {"\x1b[2J",
+                               "a\aled\b",
+                               "a\nOptimal",
+                               "c1 \xc2\x9b"
+                               "2J",
+                               "raw\x9b",
+                               "turn\xe2\x80\xae",
+                               "\x7f",
+                               "ok\xc3\xa9\xe2\x82\xac"};
+  model.name = "m\x1b[0m\xc2\x9b";
+  for (const std::string& name : names) {
+    add_variable(&model, 0.0, 1.0);
+    model.var_names.add(name);
+    add_constraint(&model, 0.0, 1.0);
+    model.con_names.add(name);
+  }
+  for (const char* suffix : {".lp", ".ptf", ".mps", ".jtask"}) {
+    const ProblemFormat& format = format_of(suffix);
+    std::string warnings;
+    const std::string text = write_as(format.write, model, &warnings);
+    EXPECT_EQ(controls_in(text), "") << suffix;
+    EXPECT_EQ(controls_in(warnings), "") << suffix;
+    EXPECT_EQ(text.find("\nOptimal"), std::string::npos) << suffix;
+    EXPECT_NE(text.find("ok\xc3\xa9\xe2\x82\xac"), std::string::npos) << suffix;
+    const Reading result = read_as(format.read, text);
+    EXPECT_EQ(result.error, "") << suffix;
+    EXPECT_EQ(difference(model, result.model), "") << suffix;
+  }
+}
 
 }  // namespace
 }  // namespace vorlan::test

@@ -622,7 +622,7 @@ TEST(Ptf, ErrorsNameThePlace) {
   };
   const std::pair<std::string, const char*> cases[] = {
       {in_file("Matrix Variables\n X(2000)\n", ""),
-       "text:3:2: matrix variables, with their solutions, of more than 1000000 elements, which is "
+       "text:3:2: what is declared up to here would take more than 16 MiB of memory, which is "
        "VLN_IPAR_READ_DECLARED_LIMIT, found 'X(2000)'"},
       {in_file("Matrix Variables\n X(2) X(3)\n", ""),
        "text:3:7: a second matrix variable of this name, found 'X(3)'"},

@@ -93,7 +93,7 @@ Status read_text(ProblemReader read, std::string_view text, ProblemFile* file, W
   Status status = input.open(source.path().c_str(), "text", Compression::kNone);
   if (!status.ok()) return status;
   ReadLimits limits;
-  limits.declared = 1'000'000;
+  limits.declared = int64_t{16} << 20;
   return read(&input, limits, file, warnings);
 }
 

@@ -139,10 +139,10 @@ TEST(SdpaRead, ErrorsNameThePlace) {
 
 // A few bytes cannot claim a huge model. The tests' limit is a million numbers.
 TEST(SdpaRead, LimitsOfWhatIsDeclared) {
-  for (const char* sizes : {"2000000000", "-2000000000", "1000 1000", "-150000 -150000"}) {
+  for (const char* sizes : {"2000000000", "-2000000000", "1024 1024", "-150000 -150000"}) {
     const bool two = std::string_view(sizes).find(' ') != std::string_view::npos;
     EXPECT_EQ(read(std::string("1\n") + (two ? "2\n" : "1\n") + sizes + "\n1\n").error,
-              "text:3: blocks of more than 1000000 numbers, which is "
+              "text:3: what is declared up to here would take more than 16 MiB of memory, which is "
               "VLN_IPAR_READ_DECLARED_LIMIT")
         << sizes;
   }

@@ -9,9 +9,11 @@
 
 #include <cerrno>
 #include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
+#include "failing_memory.h"
 #include "scratch_folder.h"
 #include "task/text.h"
 
@@ -243,6 +245,27 @@ TEST(TargetFile, ReplacesAndGivesUpWithoutUnnamedFiles) {
   EXPECT_EQ(result, 0);
   EXPECT_EQ(read_all(folder.path("file")), "new");
   EXPECT_EQ(folder.files(), Files{"file"});
+}
+
+// Memory may end anywhere between the first name of a file and its last one.
+TEST(TargetFile, LeavesNoOtherFileWhenMemoryEnds) {
+  bool committed = false;
+  for (int count = 0; !committed; ++count) {
+    ASSERT_LT(count, 100);
+    const ScratchFolder folder;
+    const std::string path = folder.write("file", "old");
+    try {
+      TargetFile file;
+      ASSERT_EQ(file.open(path.c_str()), 0);
+      ASSERT_EQ(write_all(file.descriptor(), "new"), 0);
+      test::fail_allocations_after(count);
+      committed = file.commit() == 0;
+    } catch (const std::bad_alloc&) {
+    }
+    test::fail_allocations_after(-1);
+    EXPECT_EQ(read_all(path), committed ? "new" : "old") << count;
+    EXPECT_EQ(folder.files(), Files{"file"}) << count;
+  }
 }
 
 // Someone else's standard output must not end in a file that is written.

@@ -340,9 +340,10 @@ TEST(JsonTask, DimensionsAreBelievedUpToTheLimit) {
                                            dimension + "]},\n \"coefficients\"");
   };
   EXPECT_EQ(error_of(kJson, with("1000")), "");
-  EXPECT_EQ(error_of(kJson, with("2000")),
-            "text:21:22: the matrix variables have more than 1000000 elements, which is "
-            "VLN_IPAR_READ_DECLARED_LIMIT");
+  EXPECT_EQ(
+      error_of(kJson, with("2000")),
+      "text:21:22: what is declared up to here would take more than 16 MiB of memory, which is "
+      "VLN_IPAR_READ_DECLARED_LIMIT");
   EXPECT_EQ(error_of(kJson, with("0")), "text:21:22: matrix variable 0 has the dimension 0");
 }
 

@@ -189,4 +189,8 @@ Status InputStream::data_failure(const char* cause) const {
                       compression_name(compression_), at, cause)};
 }
 
+size_t longest_token(const Parameters& parameters) {
+  return static_cast<size_t>(parameters.get(IntParam::kReadTokenLimit)) << 20;
+}
+
 }  // namespace vorlan

@@ -12,6 +12,7 @@
 
 #include "file/compression.h"
 #include "file/descriptor_io.h"
+#include "task/parameters.h"
 #include "task/status.h"
 
 namespace vorlan {
@@ -37,6 +38,9 @@ class InputStream {
   [[nodiscard]] Status read(char* buffer, size_t size, size_t* count);
 
   const std::string& shown_name() const { return shown_name_; }
+  // The most bytes that a reader keeps at once, for a line or a text: VLN_IPAR_READ_TOKEN_LIMIT.
+  void set_longest_token(size_t bytes) { longest_token_ = bytes; }
+  size_t longest_token() const { return longest_token_; }
   Compression compression() const { return compression_; }
 
  private:
@@ -50,6 +54,7 @@ class InputStream {
   Status data_failure(const char* cause) const;
 
   std::string shown_name_;
+  size_t longest_token_ = size_t{256} << 20;
   Descriptor owned_;
   int descriptor_ = -1;
   Compression compression_ = Compression::kNone;
@@ -63,5 +68,8 @@ class InputStream {
   std::string ahead_;  // what peek() has taken from the content
   size_t ahead_used_ = 0;
 };
+
+// As set_longest_token() takes it.
+size_t longest_token(const Parameters& parameters);
 
 }  // namespace vorlan

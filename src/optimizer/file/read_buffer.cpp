@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "task/text.h"
+
 namespace vorlan {
 
 ReadBuffer::ReadBuffer(InputStream* input, size_t size)
@@ -14,8 +16,21 @@ ReadBuffer::ReadBuffer(InputStream* input, size_t size)
   pad();
 }
 
+void ReadBuffer::drop_last(size_t count) {
+  end_ -= count;
+  pad();
+}
+
 bool ReadBuffer::more() {
   if (at_end_) return false;
+  if (is_full()) {
+    status_ = {Code::kErrFileContent,
+               format_text("%s: a line or a text of more than %zu MiB, which is %s",
+                           input_->shown_name().c_str(), input_->longest_token() >> 20,
+                           name_of(IntParam::kReadTokenLimit))};
+    at_end_ = true;
+    return false;
+  }
   make_room();
   const size_t room = static_cast<size_t>(buffer_.get() + capacity_ - end_);
   size_t count = 0;

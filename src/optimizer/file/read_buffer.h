@@ -34,10 +34,14 @@ class ReadBuffer {
 
   // Gives up the first bytes; count <= size().
   void skip(size_t count) { begin_ += count; }
+  // Gives up the last bytes at hand, as if the content did not have them; count <= size().
+  void drop_last(size_t count);
 
   // Adds what comes next behind the bytes at hand; these may move. False at the end of the content
-  // and after a failure: status() tells which.
+  // and after a failure: status() tells which. As many bytes as InputStream::longest_token() at
+  // hand are a failure: nothing that makes sense is as long.
   bool more();
+  bool is_full() const { return size() >= input_->longest_token(); }
 
   // Makes at least `count` bytes available, as more() does.
   bool require(size_t count);

@@ -153,27 +153,29 @@ int TargetFile::create_beside(unsigned mode) {
   file_ = open_at(folder_.get(), ".", O_TMPFILE | O_WRONLY, mode);
   if (file_.is_open() && ::access(descriptor_path(file_.get()).c_str(), F_OK) == 0) return 0;
   for (int tries = 0; tries < kMostNames; ++tries) {
-    const std::string name = temporary_name();
-    file_ = open_at(folder_.get(), name.c_str(), O_CREAT | O_EXCL | O_WRONLY, mode);
-    if (file_.is_open()) {
-      temporary_ = name;
-      return 0;
-    }
-    if (errno != EEXIST) return errno;
+    temporary_ = temporary_name();
+    file_ = open_at(folder_.get(), temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY, mode);
+    if (file_.is_open()) return 0;
+    const int error = errno;
+    temporary_.clear();
+    if (error != EEXIST) return error;
   }
   return EEXIST;
 }
 
-// Links the unnamed file into the folder. It cannot be linked over the target at once.
+// Links the unnamed file into the folder. It cannot be linked over the target at once. The name is
+// known before there is the file: if memory ends in between, abandon() still removes it.
 int TargetFile::give_name() {
   const std::string path = descriptor_path(file_.get());
   for (int tries = 0; tries < kMostNames; ++tries) {
-    const std::string name = temporary_name();
-    if (::linkat(AT_FDCWD, path.c_str(), folder_.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-      temporary_ = name;
+    temporary_ = temporary_name();
+    if (::linkat(AT_FDCWD, path.c_str(), folder_.get(), temporary_.c_str(), AT_SYMLINK_FOLLOW) ==
+        0) {
       return 0;
     }
-    if (errno != EEXIST) return errno;
+    const int error = errno;
+    temporary_.clear();
+    if (error != EEXIST) return error;
   }
   return EEXIST;
 }

@@ -12,28 +12,7 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr size_t kLongestShownWord = 60;
-
-// Length of the UTF-8 character (RFC 3629) at the front, 0 when there is none. C0 and C1 controls
-// and the marks that change the direction of text do not count: they would act on the terminal.
-size_t character_length(std::string_view text) {
-  const auto byte = [text](size_t i) {
-    return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0U;
-  };
-  const unsigned first = byte(0);
-  if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
-  const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-  unsigned code = first & (0xffU >> (length + 1));
-  for (size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-    code = code << 6 | (byte(i) & 0x3f);
-  }
-  constexpr std::array<unsigned, 5> kSmallest = {0, 0, 0xa0, 0x800, 0x10000};
-  const bool valid = first >= 0xc2 && first <= 0xf4 && code >= kSmallest[length] &&
-                     code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
-  const bool turns_text = (code >= 0x200e && code <= 0x200f) ||
-                          (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
-  return valid && !turns_text ? length : 0;
-}
+constexpr size_t kLongestBlank = 4096;
 
 }  // namespace
 
@@ -49,8 +28,20 @@ TextReader::TextReader(InputStream* input, size_t buffer_size) : buffer_(input, 
   }
 }
 
+// Blanks say no more for being many, but for the columns in messages, which count those that are
+// kept. A long run at the end of what is at hand is cut, so that it takes no memory while it goes
+// on; no format has columns as far on as the rest of it reaches.
+void TextReader::shorten_blanks() {
+  const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+  const char* at = buffer_.end();
+  while (at != buffer_.begin() && is_blank(at[-1])) --at;
+  const auto run = static_cast<size_t>(buffer_.end() - at);
+  if (run > kLongestBlank) buffer_.drop_last(run - kLongestBlank);
+}
+
 bool TextReader::next_line_slow(std::string_view* line) {
   while (true) {
+    shorten_blanks();
     const size_t scanned = buffer_.size();
     if (!buffer_.more()) break;
     const char* begin = buffer_.begin();
@@ -94,11 +85,49 @@ Status TextReader::line_error(std::string_view what) const {
                       static_cast<long long>(line_number_), std::string(what).c_str())};
 }
 
+// UTF-8 is that of RFC 3629.
+size_t shown_character(std::string_view text) {
+  const auto byte = [text](size_t i) {
+    return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0U;
+  };
+  const unsigned first = byte(0);
+  if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
+  const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+  unsigned code = first & (0xffU >> (length + 1));
+  for (size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0) != 0x80) return 0;
+    code = code << 6 | (byte(i) & 0x3f);
+  }
+  constexpr std::array<unsigned, 5> kSmallest = {0, 0, 0xa0, 0x800, 0x10000};
+  const bool valid = first >= 0xc2 && first <= 0xf4 && code >= kSmallest[length] &&
+                     code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
+  const bool turns_text = (code >= 0x200e && code <= 0x200f) ||
+                          (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+  return valid && !turns_text ? length : 0;
+}
+
+bool is_high_control(std::string_view text, size_t at) {
+  const auto byte = static_cast<unsigned char>(text[at]);
+  if (byte < 0x80 || byte > 0x9f) return false;
+  constexpr size_t kLongestCharacter = 4;
+  for (size_t back = 1; back < kLongestCharacter && back <= at; ++back) {
+    if (shown_character(text.substr(at - back)) > back) return false;
+  }
+  return true;
+}
+
+bool has_high_control(std::string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (is_high_control(text, i)) return true;
+  }
+  return false;
+}
+
 std::string printable(std::string_view text) {
   std::string shown;
   const std::string_view all = text;
   while (!text.empty() && all.size() - text.size() < kLongestShownWord) {
-    const size_t length = character_length(text);
+    const size_t length = shown_character(text);
     if (length == 0) {
       shown += format_text("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(text[0])));
     } else {

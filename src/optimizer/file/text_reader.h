@@ -3,7 +3,9 @@
 // other bytes, '\0' too, are left to the format.
 #pragma once
 
+#ifdef __SSE2__
 #include <emmintrin.h>
+#endif
 
 #include <bit>
 #include <cstdint>
@@ -51,6 +53,7 @@ class TextReader {
 
  private:
   bool next_line_slow(std::string_view* line);
+  void shorten_blanks();
   void set_line(const char* begin, const char* end, std::string_view* line);
 
   ReadBuffer buffer_;
@@ -75,9 +78,22 @@ inline std::string_view take_word(std::string_view* text) {
 // whatever is not UTF-8 or controls a terminal.
 std::string printable(std::string_view text);
 
+// Bytes of the character at the front if it is one of UTF-8 that can be shown; 0 for anything else,
+// and for characters that act on a terminal: controls, and marks that turn the direction of text.
+size_t shown_character(std::string_view text);
+
+// Whether the byte at this place is one of 0x80 to 0x9f, which control a terminal, and no part of a
+// character that can be shown.
+bool is_high_control(std::string_view text, size_t at);
+bool has_high_control(std::string_view text);
+
 // The first LF of the bytes at hand, or nullptr. Most lines are short: a few vector comparisons in
-// place cost less than the call of memchr, which does the rest of a long one.
+// place cost less than the call of memchr, which does the rest of a long one, and all of it where
+// there are no such vectors.
 inline const char* find_line_end(const ReadBuffer& buffer) {
+#ifndef __SSE2__
+  return static_cast<const char*>(std::memchr(buffer.begin(), '\n', buffer.size()));
+#else
   constexpr size_t kVector = sizeof(__m128i);
   const __m128i wanted = _mm_set1_epi8('\n');
   const char* at = buffer.begin();
@@ -89,6 +105,7 @@ inline const char* find_line_end(const ReadBuffer& buffer) {
   if (at >= buffer.end()) return nullptr;
   const auto left = static_cast<size_t>(buffer.end() - at);
   return static_cast<const char*>(std::memchr(at, '\n', left));
+#endif
 }
 
 inline void TextReader::set_line(const char* begin, const char* end, std::string_view* line) {

@@ -3,22 +3,13 @@
 
 #include <algorithm>
 
-#include "format/document/cbor_document.h"
+#include "format/cbf/cbf.h"
 #include "format/lp/lp.h"
-#include "format/lp/lp_reader.h"
-#include "format/lp/lp_tokens.h"
+#include "format/mps/mps.h"
+#include "format/task/task_file.h"
 
 namespace vorlan {
 namespace {
-
-// The first word of a file behind its comments.
-struct FirstWord {
-  std::string_view word;  // in lower case
-  std::string_view suffix;
-};
-constexpr FirstWord kFirstWords[] = {
-    {"name", ".mps"}, {"rows", ".mps"}, {"objsense", ".mps"}, {"objname", ".mps"}, {"ver", ".cbf"},
-};
 
 // What begins a comment in front of the first word, and the format when nothing else says it. Only
 // the asterisk is of two formats. A PTF file may be a plain LP file, not the other way round.
@@ -52,14 +43,6 @@ std::string_view leading(std::string_view text, Accepts accepts) {
   return text.substr(0, static_cast<size_t>(end - text.begin()));
 }
 
-// A map, with or without the mark of self-described CBOR in front. No text begins so: these bytes
-// continue a character of UTF-8.
-bool is_cbor_map(std::string_view head) {
-  if (head.starts_with(kCborMagic)) return true;
-  constexpr unsigned kMap = 5;
-  return !head.empty() && static_cast<unsigned char>(head[0]) >> 5U == kMap;
-}
-
 // An SDPA file begins with the number of its constraints, behind which words may follow.
 bool is_count(std::string_view line) {
   const size_t size = leading(line, is_digit).size();
@@ -71,10 +54,8 @@ std::string_view suffix_of_line(std::string_view line) {
   if (is_count(line)) return ".dat-s";
   const std::string_view word = leading(line, is_letter);
   if (is_lp_sense(word)) return line == kPtfOpening ? ".ptf" : ".lp";
-  for (const FirstWord& first : kFirstWords) {
-    if (is_lp_word(word, first.word)) return first.suffix;
-  }
-  return {};
+  if (is_mps_first_word(word)) return ".mps";
+  return is_cbf_first_word(word) ? ".cbf" : std::string_view();
 }
 
 std::string_view suffix_of_comment(std::string_view line) {
@@ -88,7 +69,7 @@ std::string_view suffix_of_comment(std::string_view line) {
 
 std::string_view suffix_of_content(std::string_view head) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  if (is_cbor_map(head)) return ".task";
+  if (begins_cbor_task(head)) return ".task";
   if (head.starts_with(kByteOrderMark)) head.remove_prefix(kByteOrderMark.size());
   std::string_view commented;
   while (!head.empty()) {

@@ -138,7 +138,8 @@ bool carries_solutions(const ProblemFormat& format, const Parameters& parameters
 bool belongs_to_the_run(IntParam param) {
   return param == IntParam::kShowFileNames || param == IntParam::kTaskFileSolutions ||
          param == IntParam::kTextFileSolutions || param == IntParam::kAsyncRead ||
-         param == IntParam::kAsyncWrite || param == IntParam::kReadDeclaredLimit;
+         param == IntParam::kAsyncWrite || param == IntParam::kReadDeclaredLimit ||
+         param == IntParam::kReadTokenLimit;
 }
 
 Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters) {
@@ -185,7 +186,8 @@ Status read_problem_file(Task* task, const char* filename) {
 
   ProblemFile file;
   Warnings warnings;
-  const ReadLimits limits{task->parameters.get(IntParam::kReadDeclaredLimit)};
+  input.set_longest_token(longest_token(task->parameters));
+  const ReadLimits limits{int64_t{task->parameters.get(IntParam::kReadDeclaredLimit)} << 20};
   status = format->read(&input, limits, &file, &warnings);
   if (!status.ok()) return status;
   Parameters parameters = task->parameters;

@@ -113,7 +113,7 @@ class Parameters {
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:
-  static constexpr size_t kNumInts = 21;
+  static constexpr size_t kNumInts = 22;
   static constexpr size_t kNumDoubles = 13;
   static constexpr size_t kNumStrings = 5;
   std::array<int32_t, kNumInts> ints_;

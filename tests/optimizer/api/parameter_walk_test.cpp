@@ -255,6 +255,7 @@ constexpr ShownElsewhere kShownElsewhere[] = {
     {"VLN_DPAR_CONIC_FEASIBILITY_TOLERANCE", "ConicTolerances.FollowTheParameters"},
     {"VLN_DPAR_CONIC_GAP_TOLERANCE", "ConicTolerances.FollowTheParameters"},
     {"VLN_IPAR_READ_DECLARED_LIMIT", "ReadLimit.DecidesWhatAFileMayDeclare"},
+    {"VLN_IPAR_READ_TOKEN_LIMIT", "ReadLimit.DecidesHowLongALineMayBe"},
     {"VLN_SPAR_LOG_FILE", "SolveFiles.TheLogFileHasTheSolvesPartOfTheLogAndBeginsAnew"},
     {"VLN_SPAR_PROBLEM_FILE", "SolveFiles.TheProblemFileHasTheModelAsItWasSolved"},
     {"VLN_SPAR_B_SOLUTION_FILE", "SolveFiles.TheSolutionFilesHaveTheSolution"},

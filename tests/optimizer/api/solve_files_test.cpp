@@ -210,52 +210,95 @@ TEST_F(SolveFiles, ProblemFilesCarryTheParameters) {
 
 struct Declaring {
   const char* name;
-  const char* content;  // declares six numbers in matrix variables, or as many as said
-  const char* at_least;
+  const char* content;  // declares a matrix variable of dimension 400: 1.2 MiB in a solution
 };
 
-// Just enough is taken, one number less is refused by name.
+constexpr Declaring kDeclaring[] = {
+    {"a.jtask",
+     R"({"format": "vorlan task", "version": 1, "objective": {"sense": "minimize", "linear": []},
+         "variables": {"lower": [], "upper": []}, "constraints": {"lower": [], "upper": []},
+         "matrix variables": {"dimension": [400]}})"},
+    {"a.ptf", R"(Minimize ] extended problem 1
+Matrix Variables
+ X(400)
+Minimize
+ o: X(1,1)
+Subject To
+ c: X(2,2) >= 1
+End
+)"},
+    {"a.dat-s", R"(1
+1
+400
+1
+1 1 1 1 1
+)"},
+    {"a.cbf", R"(VER
+1
+OBJSENSE
+MIN
+PSDVAR
+1
+400
+)"},
+};
+
+// Just enough is taken, a MiB less is refused by name.
 TEST(ReadLimit, DecidesWhatAFileMayDeclare) {
-  constexpr Declaring kDeclaring[] = {
-      {"a.jtask",
-       R"({"format": "vorlan task", "version": 1, "objective": {"sense": "minimize", "linear": []},
-       "variables": {"lower": [], "upper": []}, "constraints": {"lower": [], "upper": []},
-       "matrix variables": {"dimension": [3]}})",
-       "6"},
-      {"a.ptf",
-       "Minimize ] extended problem 1\nMatrix Variables\n X(3)\nMinimize\n o: X(1,1)\n"
-       "Subject To\n c: X(2,2) >= 1\nEnd\n",
-       "6"},
-      {"a.dat-s", "1\n1\n3\n1\n1 1 1 1 1\n", "6"},
-      {"a.cbf", "VER\n1\nOBJSENSE\nMIN\nPSDVAR\n1\n3\n", "6"},
-  };
-  for (const auto& [name, content, at_least] : kDeclaring) {
+  for (const auto& [name, content] : kDeclaring) {
     const std::string path = write_test_file(name, content);
     TestTask task;
     EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
-    put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "5");
+    put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "1");
     EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT") << name;
     EXPECT_NE(task.last_message().find("VLN_IPAR_READ_DECLARED_LIMIT"), std::string::npos)
         << task.last_message();
-    EXPECT_NE(task.last_message().find(" 5 "), std::string::npos) << task.last_message();
-    put(task, "VLN_IPAR_READ_DECLARED_LIMIT", at_least);
+    EXPECT_NE(task.last_message().find(" 1 MiB "), std::string::npos) << task.last_message();
+    put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "2");
     EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
   }
 }
 
+// Sixty bytes that would fill memory are refused unless the limit is raised.
 TEST(ReadLimit, CanBeRaisedAboveItsDefault) {
-  const std::string path = write_test_file(
-      "large.jtask",
-      R"({"format": "vorlan task", "version": 1, "objective": {"sense": "minimize", "linear": []},
-       "variables": {"lower": [], "upper": []}, "constraints": {"lower": [], "upper": []},
-       "matrix variables": {"dimension": [15000]}})");
+  const std::string matrix = write_test_file("large.dat-s", "1\n1\n14000\n1\n1 1 1 1 1\n");
   TestTask task;
-  EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT");
-  EXPECT_NE(task.last_message().find("100000000"), std::string::npos) << task.last_message();
-  put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "112507500");
-  EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
-  put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "112507499");
-  EXPECT_NE(VLN_readdata(task, path.c_str()), VLN_RES_OK);
+  EXPECT_EQ(code_name(VLN_readdata(task, matrix.c_str())), "VLN_RES_ERR_FILE_CONTENT");
+  EXPECT_NE(task.last_message().find(" 512 MiB "), std::string::npos) << task.last_message();
+  put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "1495");
+  EXPECT_NE(VLN_readdata(task, matrix.c_str()), VLN_RES_OK);
+  put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "1496");
+  EXPECT_EQ(VLN_readdata(task, matrix.c_str()), VLN_RES_OK) << task.last_message();
+
+  const std::string scalars =
+      write_test_file("large.cbf", "VER\n1\nOBJSENSE\nMIN\nVAR\n10000000 1\nF 10000000\n");
+  TestTask other;
+  EXPECT_EQ(code_name(VLN_readdata(other, scalars.c_str())), "VLN_RES_ERR_FILE_CONTENT");
+}
+
+// Blanks do not count. A long name does.
+TEST(ReadLimit, DecidesHowLongALineMayBe) {
+  const std::string two(size_t{2} << 20, 'x');
+  const std::string blanks(size_t{3} << 20, ' ');
+  const std::pair<const char*, std::string> files[] = {
+      {"long.lp", "Minimize\n" + two + blanks + "\nSubject To\n c: y >= 1\nEnd\n"},
+      {"long.mps", "NAME " + two + "\nROWS\n N o\nCOLUMNS\n x" + blanks + " o 1\nENDATA\n"},
+      {"long.jtask",
+       R"({"format": "vorlan task", "version": 1, "modelname": ")" + two + "\"," + blanks +
+           R"("objective": {"sense": "minimize", "linear": []}, "variables": {"lower": [], "upper": []},
+           "constraints": {"lower": [], "upper": []}})"},
+  };
+  for (const auto& [name, content] : files) {
+    const std::string path = write_test_file(name, content);
+    TestTask task;
+    put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "3");
+    EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+    put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "1");
+    EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT") << name;
+    EXPECT_NE(task.last_message().find("of more than 1 MiB, which is VLN_IPAR_READ_TOKEN_LIMIT"),
+              std::string::npos)
+        << task.last_message();
+  }
 }
 
 }  // namespace

@@ -46,10 +46,10 @@ constexpr size_t kSenseItem = 1;
 
 CbfReader::CbfReader(InputStream* input, const ReadLimits& limits, Model* model, Warnings* warnings)
     : lines_(input, {}),
-      limits_(limits),
       model_(model),
       warnings_(warnings),
-      seen_(std::size(kItems)) {}
+      seen_(std::size(kItems)),
+      declared_(limits.declared) {}
 
 Status CbfReader::read() {
   if (!read_items() || !lines_.ok() || !finish()) return lines_.failure();
@@ -249,6 +249,13 @@ bool CbfReader::take_offset_of(int32_t con, std::string_view word) {
     if (std::isfinite(*bound)) *bound = side;
   }
   return true;
+}
+
+// A file in small letters is told, too, so that the reader can say what is wrong with it.
+bool is_cbf_first_word(std::string_view word) {
+  constexpr std::string_view kVersion = "VER";
+  return std::equal(word.begin(), word.end(), kVersion.begin(), kVersion.end(),
+                    [](char a, char b) { return a == b || a == b - 'A' + 'a'; });
 }
 
 Status read_cbf(InputStream* input, const ReadLimits& limits, ProblemFile* file,

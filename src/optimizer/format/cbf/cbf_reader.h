@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "format/common/coordinates.h"
+#include "format/common/declared_memory.h"
 #include "format/common/field_lines.h"
 #include "format/common/format.h"
 
@@ -68,13 +69,13 @@ class CbfReader {
   bool read_integers();
   bool read_foreign();
   bool read_changes();
-  bool read_blocks(const char* what, int64_t numbers_each, std::vector<Block>* blocks);
+  bool read_blocks(const char* what, int64_t bytes_each, std::vector<Block>* blocks);
   bool read_block(int64_t begin, int64_t count, std::vector<Block>* blocks);
   bool read_domain(Domain* domain);
   bool read_power_domain(std::string_view word, Domain* domain);
   bool check_size(std::string_view word, Block* block);
-  bool read_dimension(int32_t* dimension, int64_t numbers_each);
-  bool declare_many(int64_t count, int64_t numbers_each);
+  bool read_dimension(int32_t* dimension, int64_t bytes_each);
+  bool declare_many(int64_t count, int64_t bytes_each);
 
   void begin_coordinates();
   void add_variables(int32_t count, double lower, double upper);
@@ -110,14 +111,13 @@ class CbfReader {
   bool take_offset_of(int32_t con, std::string_view word);
 
   FieldLines lines_;
-  ReadLimits limits_;
   Model* model_;
   Warnings* warnings_;
 
   std::vector<bool> seen_;  // by item
   bool begun_ = false;      // the coordinates
   bool ended_ = false;
-  int64_t declared_ = 0;
+  DeclaredMemory declared_;
   PowerTable power_cones_, dual_power_cones_;
   std::vector<Block> con_blocks_;
   std::vector<MatrixConstraint> matrix_cons_;

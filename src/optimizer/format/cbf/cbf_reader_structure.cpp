@@ -15,14 +15,11 @@ namespace {
 
 constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
 
-// What is kept of each, in numbers of 8 bytes, for the limit of what a file may declare.
-constexpr int64_t kNumbersOfVariable = 5;  // cost, bounds, kind, start of the column
-constexpr int64_t kNumbersOfConstraint = 2;
 // A conic constraint has a slack variable with a coefficient, in a cone; an element of a matrix
 // constraint has an equation with a coefficient of the matrix variable. Coefficients are kept with
 // their lines, too, until the end.
-constexpr int64_t kNumbersOfSlack = kNumbersOfVariable + 8;
-constexpr int64_t kNumbersOfMatrixRow = kNumbersOfConstraint + 12;
+constexpr int64_t kBytesOfSlack = kBytesOfVariable + 64;
+constexpr int64_t kBytesOfMatrixRow = kBytesOfConstraint + 96;
 
 int64_t triangle_size(int32_t dimension) {
   return static_cast<int64_t>(packed_size(static_cast<size_t>(dimension)));
@@ -31,16 +28,8 @@ int64_t triangle_size(int32_t dimension) {
 }  // namespace
 
 // A file may declare little more than it has data for.
-bool CbfReader::declare_many(int64_t count, int64_t numbers_each) {
-  const int64_t most = std::min(limits_.declared, kMost);
-  if (count <= (most - declared_) / numbers_each) {
-    declared_ += count * numbers_each;
-    return true;
-  }
-  return lines_.fail_line(
-      format_text("more than %lld numbers in all for what is declared up to "
-                  "here, which is %s",
-                  static_cast<long long>(most), name_of(IntParam::kReadDeclaredLimit)));
+bool CbfReader::declare_many(int64_t count, int64_t bytes_each) {
+  return declared_.add(count, bytes_each) || lines_.fail_line(declared_.message());
 }
 
 bool CbfReader::read_version() {
@@ -104,7 +93,7 @@ bool CbfReader::read_matrix_variables() {
   if (!take_count(kMost, &count) || !lines_.expect_end()) return false;
   for (int32_t i = 0; i < count; ++i) {
     int32_t dimension = 0;
-    if (!read_dimension(&dimension, 1)) return false;
+    if (!read_dimension(&dimension, kBytesOfMatrixElement)) return false;
     model_->matrix_vars.push_back({dimension});
   }
   num_matrix_var_ = count;
@@ -117,20 +106,20 @@ bool CbfReader::read_matrix_constraints() {
   if (!take_count(kMost, &count) || !lines_.expect_end()) return false;
   for (int32_t i = 0; i < count; ++i) {
     int32_t dimension = 0;
-    if (!read_dimension(&dimension, kNumbersOfMatrixRow + 1)) return false;
+    if (!read_dimension(&dimension, kBytesOfMatrixRow + kBytesOfMatrixElement)) return false;
     matrix_cons_.push_back({dimension, 0});
   }
   return true;
 }
 
-bool CbfReader::read_dimension(int32_t* dimension, int64_t numbers_each) {
+bool CbfReader::read_dimension(int32_t* dimension, int64_t bytes_each) {
   return require_line("a dimension") && lines_.take_integer("a dimension", 1, kMost, dimension) &&
-         lines_.expect_end() && declare_many(triangle_size(*dimension), numbers_each);
+         lines_.expect_end() && declare_many(triangle_size(*dimension), bytes_each);
 }
 
 bool CbfReader::read_variables() {
   std::vector<Block> blocks;
-  if (!read_blocks("variables", kNumbersOfVariable, &blocks)) return false;
+  if (!read_blocks("variables", kBytesOfVariable, &blocks)) return false;
   for (const Block& block : blocks) {
     add_variables(block.size, block.domain.lower, block.domain.upper);
     if (block.domain.is_cone) add_cone(block.domain, block.begin, block.size);
@@ -141,9 +130,9 @@ bool CbfReader::read_variables() {
 }
 
 bool CbfReader::read_constraints() {
-  if (!read_blocks("constraints", kNumbersOfConstraint, &con_blocks_)) return false;
+  if (!read_blocks("constraints", kBytesOfConstraint, &con_blocks_)) return false;
   for (const Block& block : con_blocks_) {
-    if (block.domain.is_cone && !declare_many(block.size, kNumbersOfSlack)) return false;
+    if (block.domain.is_cone && !declare_many(block.size, kBytesOfSlack)) return false;
     const Domain& domain = block.domain;
     add_constraints(block.size, domain.is_cone ? 0.0 : domain.lower,
                     domain.is_cone ? 0.0 : domain.upper);
@@ -179,11 +168,11 @@ bool CbfReader::read_changes() {
 }
 
 // COUNT BLOCKS, then the cone and the size of each block.
-bool CbfReader::read_blocks(const char* what, int64_t numbers_each, std::vector<Block>* blocks) {
+bool CbfReader::read_blocks(const char* what, int64_t bytes_each, std::vector<Block>* blocks) {
   int32_t count = 0;
   int32_t num_blocks = 0;
   if (!require_line(format_text("the number of %s", what).c_str())) return false;
-  if (!take_count(kMost, &count) || !declare_many(count, numbers_each)) return false;
+  if (!take_count(kMost, &count) || !declare_many(count, bytes_each)) return false;
   if (!take_count(count, &num_blocks) || !lines_.expect_end()) return false;
   int64_t begin = 0;
   for (int32_t i = 0; i < num_blocks; ++i) {

@@ -57,8 +57,8 @@ struct ProblemView {
 };
 
 struct ReadLimits {
-  // Numbers that a file may declare without data behind them: VLN_IPAR_READ_DECLARED_LIMIT.
-  int64_t declared = 100'000'000;
+  // Bytes that a file may ask for without data behind them: VLN_IPAR_READ_DECLARED_LIMIT.
+  int64_t declared = int64_t{512} << 20;
 };
 
 using ProblemReader = Status (*)(InputStream* input, const ReadLimits& limits, ProblemFile* file,

@@ -33,6 +33,7 @@ class JsonWriter : public DocumentWriter {
   void new_line();
   void separate_item();
   void quote(std::string_view text);
+  size_t append_escaped(std::string_view text);
 
   OutputFile* file_;
   size_t depth_ = 0;

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <concepts>
 
+#include "file/text_reader.h"
 #include "format/common/byte_codes.h"
 #include "format/document/json_document.h"
 
@@ -73,15 +74,40 @@ void JsonWriter::end_list() {
   first_ = false;
 }
 
+// Writes the UTF-8 character at the front, which is one of two or three bytes, by its number.
+// Returns its bytes.
+size_t JsonWriter::append_escaped(std::string_view text) {
+  const auto byte = [text](size_t i) { return static_cast<unsigned>(text[i]) & 0xffU; };
+  const size_t length = byte(0) < 0xe0 ? 2 : 3;
+  unsigned code = length == 2 ? byte(0) & 0x1fU : byte(0) & 0x0fU;
+  for (size_t i = 1; i < length; ++i) code = code << 6U | (byte(i) & 0x3fU);
+  file_->append("\\u");
+  for (const unsigned shift : {12U, 8U, 4U, 0U}) file_->append(kHexDigits[code >> shift & 15U]);
+  return length;
+}
+
+// A name may have characters that act on a terminal: they are escaped, as JSON asks only for those
+// below 0x20.
 void JsonWriter::quote(std::string_view text) {
   file_->append('"');
   size_t plain = 0;
   for (size_t i = 0; i < text.size(); ++i) {
     const auto c = static_cast<unsigned char>(text[i]);
-    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    if (c >= 0x80) {
+      const size_t length = shown_character(text.substr(i));
+      if (length == 0) {
+        file_->append(text.substr(plain, i - plain));
+        i += append_escaped(text.substr(i)) - 1;
+        plain = i + 1;
+      } else {
+        i += length - 1;
+      }
+      continue;
+    }
+    if (c >= 0x20 && c != 0x7f && c != '"' && c != '\\') continue;
     file_->append(text.substr(plain, i - plain));
     plain = i + 1;
-    if (c >= 0x20) {
+    if (c >= 0x20 && c != 0x7f) {
       file_->append('\\');
       file_->append(text[i]);
     } else {

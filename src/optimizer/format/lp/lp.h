@@ -12,6 +12,10 @@ namespace vorlan {
 // Whether an LP file can begin with the word: that of its objective's sense.
 [[nodiscard]] bool is_lp_sense(std::string_view word);
 
+// The first line, but for comments, of a file with sections that LP does not have. In an LP file,
+// nothing can be closed where nothing was opened.
+inline constexpr std::string_view kPtfOpening = "Minimize ] extended problem 1";
+
 // Refuses cones, matrix variables and numbers without a meaning before anything is written.
 [[nodiscard]] Status write_lp(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 

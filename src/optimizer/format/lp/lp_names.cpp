@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "file/text_reader.h"
 #include "format/common/byte_codes.h"
 #include "format/lp/lp_tokens.h"
 #include "task/text.h"
@@ -56,7 +57,8 @@ bool is_reserved(std::string_view name) {
 // Where there are matrix variables, NAME(2,1) is an element of one.
 bool needs_encoding(std::string_view name, bool has_elements) {
   return name.empty() || !may_begin(name[0]) || !std::all_of(name.begin(), name.end(), is_safe) ||
-         is_reserved(name) || (has_elements && name.find('(') != std::string_view::npos);
+         is_reserved(name) || has_high_control(name) ||
+         (has_elements && name.find('(') != std::string_view::npos);
 }
 
 bool is_kept(char c, bool has_elements) {
@@ -70,7 +72,8 @@ void append_encoded(std::string_view name, bool has_elements, std::string* word)
   }
   // A '_' in front of a '%' that is a part of the name must not look as if it were none.
   const bool first_kept =
-      is_kept(name[0], has_elements) && may_begin(name[0]) && !is_reserved(name) &&
+      is_kept(name[0], has_elements) && !is_high_control(name, 0) && may_begin(name[0]) &&
+      !is_reserved(name) &&
       !(name[0] == '_' && (name.size() == 1 || !is_kept(name[1], has_elements)));
   if (first_kept) {
     *word += name[0];
@@ -78,11 +81,11 @@ void append_encoded(std::string_view name, bool has_elements, std::string* word)
     *word += '_';
     append_byte_code(name[0], word);
   }
-  for (const char c : name.substr(1)) {
-    if (is_kept(c, has_elements)) {
-      *word += c;
+  for (size_t i = 1; i < name.size(); ++i) {
+    if (is_kept(name[i], has_elements) && !is_high_control(name, i)) {
+      *word += name[i];
     } else {
-      append_byte_code(c, word);
+      append_byte_code(name[i], word);
     }
   }
 }
@@ -96,7 +99,7 @@ bool model_name_needs_encoding(std::string_view name) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < ' ' || byte == 0x7f;
   };
-  return !name.empty() && (name.front() == ' ' || name.back() == ' ' ||
+  return !name.empty() && (name.front() == ' ' || name.back() == ' ' || has_high_control(name) ||
                            std::any_of(name.begin(), name.end(), is_control));
 }
 
@@ -201,7 +204,7 @@ std::string LpNames::model_word() const {
     const char c = model_.name[i];
     const bool edge = i == 0 || i + 1 == model_.name.size();
     const bool keep = c == ' ' ? !edge : static_cast<unsigned char>(c) > ' ' && c != 0x7f;
-    if (keep && c != '%' && !(c == '_' && edge)) {
+    if (keep && c != '%' && !(c == '_' && edge) && !is_high_control(model_.name, i)) {
       word += c;
     } else {
       append_byte_code(c, &word);

@@ -113,7 +113,6 @@ LpReader::LpReader(InputStream* input, const ReadLimits& limits, bool may_extend
                    Warnings* warnings)
     : tokens_(input),
       shown_name_(input->shown_name()),
-      limits_(limits),
       may_extend_(may_extend),
       file_(file),
       model_(&file->model),
@@ -121,7 +120,8 @@ LpReader::LpReader(InputStream* input, const ReadLimits& limits, bool may_extend
       var_table_(&model_->var_names),
       con_table_(&model_->con_names),
       matrix_var_table_(&model_->matrix_var_names),
-      cone_table_(&model_->cone_names) {}
+      cone_table_(&model_->cone_names),
+      declared_(limits.declared) {}
 
 Status LpReader::read() {
   tokens_.next();

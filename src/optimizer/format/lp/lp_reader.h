@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "format/common/declared_memory.h"
 #include "format/common/format.h"
 #include "format/common/name_table.h"
 #include "format/lp/lp_rows.h"
@@ -16,10 +17,6 @@
 #include "format/lp/lp_tokens.h"
 
 namespace vorlan {
-
-// The first line, but for comments, of a file with sections that LP does not have. In an LP file,
-// nothing can be closed where nothing was opened.
-inline constexpr std::string_view kPtfOpening = "Minimize ] extended problem 1";
 
 class LpReader {
  public:
@@ -131,7 +128,6 @@ class LpReader {
   bool starts_figure() const;
   bool read_figures(size_t count, double* values);
   bool prepare_solution(Solution* solution);
-  bool fail_declared();
 
   Section heading();
   Section match_heading();
@@ -160,7 +156,6 @@ class LpReader {
 
   LpTokens tokens_;
   std::string shown_name_;
-  ReadLimits limits_;
   bool may_extend_;
   ProblemFile* file_;
   Model* model_;
@@ -181,9 +176,9 @@ class LpReader {
   std::vector<uint8_t> con_flags_;                            // as long as needed
   std::vector<std::pair<int32_t, int64_t>> negative_uppers_;  // variable and line
   int64_t bound_line_ = 0;                                    // of the bound at hand
-  int64_t declared_ = 0;                                      // elements of matrix variables
-  int64_t looked_at_ = 0;                                     // lines up to here by look_ahead()
-  std::vector<size_t> matrix_start_;                          // of each in barx and bars
+  DeclaredMemory declared_;           // by matrix variables and their solutions
+  int64_t looked_at_ = 0;             // lines up to here by look_ahead()
+  std::vector<size_t> matrix_start_;  // of each in barx and bars
 };
 
 }  // namespace vorlan

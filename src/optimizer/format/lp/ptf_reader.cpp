@@ -73,13 +73,6 @@ bool LpReader::read_matrix_variables() {
   return tokens_.status().ok();
 }
 
-bool LpReader::fail_declared() {
-  return tokens_.fail(
-      format_text("matrix variables, with their solutions, of more than %lld "
-                  "elements, which is %s",
-                  static_cast<long long>(limits_.declared), name_of(IntParam::kReadDeclaredLimit)));
-}
-
 bool LpReader::read_matrix_variable() {
   const std::string_view word = tokens_.token().text;
   std::string_view name;
@@ -88,8 +81,9 @@ bool LpReader::read_matrix_variable() {
     return tokens_.fail("NAME(DIMENSION) was expected");
   }
   const auto dimension = int64_t{numbers[0]};
-  declared_ += dimension * (dimension + 1) / 2;
-  if (declared_ > limits_.declared) return fail_declared();
+  if (!declared_.add(dimension * (dimension + 1) / 2, kBytesOfMatrixElement)) {
+    return tokens_.fail(declared_.message());
+  }
   const int32_t index = model_->num_matrix_var();
   if (matrix_var_table_.insert(name, index) != index) {
     return tokens_.fail("a second matrix variable of this name");
@@ -224,8 +218,9 @@ bool LpReader::read_parameters() {
 bool LpReader::prepare_solution(Solution* solution) {
   if (matrix_start_.empty()) matrix_start_ = packed_starts(*model_);
   const size_t num_elements = matrix_start_.back();
-  declared_ += 2 * static_cast<int64_t>(num_elements);
-  if (declared_ > limits_.declared) return fail_declared();
+  if (!declared_.add(static_cast<int64_t>(num_elements), kBytesOfMatrixElement)) {
+    return tokens_.fail(declared_.message());
+  }
   solution->defined = true;
   const auto num_var = model_->cost.size();
   const auto num_con = model_->con_lower.size();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "file/text_reader.h"
 #include "format/common/byte_codes.h"
 #include "task/text.h"
 
@@ -18,12 +19,12 @@ bool is_unprintable(char c) {
 
 bool needs_encoding(std::string_view name) {
   return name.empty() || kNotLeading.find(name[0]) != std::string_view::npos ||
-         std::any_of(name.begin(), name.end(), is_unprintable);
+         std::any_of(name.begin(), name.end(), is_unprintable) || has_high_control(name);
 }
 
 bool model_name_needs_encoding(std::string_view name) {
   const auto is_control = [](char c) { return c != ' ' && is_unprintable(c); };
-  return !name.empty() && (name.front() == ' ' || name.back() == ' ' ||
+  return !name.empty() && (name.front() == ' ' || name.back() == ' ' || has_high_control(name) ||
                            std::any_of(name.begin(), name.end(), is_control));
 }
 
@@ -31,8 +32,8 @@ std::string encode(std::string_view name) {
   std::string word;
   for (size_t i = 0; i < name.size(); ++i) {
     const char c = name[i];
-    const bool keep =
-        c != '%' && !is_unprintable(c) && (i > 0 || kNotLeading.find(c) == std::string_view::npos);
+    const bool keep = c != '%' && !is_unprintable(c) && !is_high_control(name, i) &&
+                      (i > 0 || kNotLeading.find(c) == std::string_view::npos);
     if (keep) {
       word += c;
       continue;

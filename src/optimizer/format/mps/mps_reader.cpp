@@ -597,6 +597,12 @@ void MpsReader::warn_once(bool* said, std::string_view word, std::string_view wh
   *said = true;
 }
 
+bool is_mps_first_word(std::string_view word) {
+  constexpr std::string_view kFirst[] = {"NAME", "ROWS", "OBJSENSE", "OBJNAME"};
+  return std::any_of(std::begin(kFirst), std::end(kFirst),
+                     [word](std::string_view first) { return same_word(word, first); });
+}
+
 Status read_mps(InputStream* input, const ReadLimits&, ProblemFile* file, Warnings* warnings) {
   return MpsReader(input, &file->model, warnings).read();
 }

@@ -7,6 +7,7 @@
 
 #include "file/numbers.h"
 #include "format/common/coordinates.h"
+#include "format/common/declared_memory.h"
 #include "format/common/field_lines.h"
 #include "format/sdpa/sdpa.h"
 #include "format/sdpa/sdpa_words.h"
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr int64_t kNumbersOfVariable = 5;  // cost, bounds, kind, start of the column
 
 bool begins_number(std::string_view text) {
   const size_t at = !text.empty() && (text[0] == '+' || text[0] == '-') ? 1 : 0;
@@ -28,9 +28,9 @@ class SdpaReader {
  public:
   SdpaReader(InputStream* input, const ReadLimits& limits, Model* model, Warnings* warnings)
       : lines_(input, {",(){}", kFortranExponents}),
-        limits_(limits),
         model_(model),
-        warnings_(warnings) {}
+        warnings_(warnings),
+        declared_(limits.declared) {}
 
   Status read();
 
@@ -50,7 +50,7 @@ class SdpaReader {
   bool read_head();
   bool read_count(const char* what, int32_t* count);
   bool read_block();
-  bool declare(int64_t numbers);
+  bool declare(int64_t count, int64_t bytes_each);
   bool read_side();
   bool read_entries();
   bool read_entry();
@@ -59,14 +59,13 @@ class SdpaReader {
   bool finish();
 
   FieldLines lines_;
-  ReadLimits limits_;
   Model* model_;
   Warnings* warnings_;
 
   bool begun_ = false;  // what comes behind the comments at the beginning
   bool minimize_ = false;
   bool said_foreign_ = false;
-  int64_t declared_ = 0;
+  DeclaredMemory declared_;
   int32_t num_con_ = 0;
   std::vector<Block> blocks_;
   std::vector<bool> has_cost_;
@@ -145,9 +144,9 @@ bool SdpaReader::read_block() {
   if (size > 0) {
     blocks_.push_back({false, model_->num_matrix_var(), size});
     model_->matrix_vars.push_back({size});
-    return declare(int64_t{size} * (int64_t{size} + 1) / 2);
+    return declare(int64_t{size} * (int64_t{size} + 1) / 2, kBytesOfMatrixElement);
   }
-  if (!declare(-int64_t{size} * kNumbersOfVariable)) return false;
+  if (!declare(-int64_t{size}, kBytesOfVariable)) return false;
   blocks_.push_back({true, model_->num_var(), -size});
   const size_t num_var = model_->cost.size() + static_cast<size_t>(-size);
   model_->cost.resize(num_var, 0.0);
@@ -157,15 +156,8 @@ bool SdpaReader::read_block() {
   return true;
 }
 
-bool SdpaReader::declare(int64_t numbers) {
-  const int64_t most = std::min(limits_.declared, kMost);
-  if (numbers <= most - declared_) {
-    declared_ += numbers;
-    return true;
-  }
-  return lines_.fail_line(format_text("blocks of more than %lld numbers, which is %s",
-                                      static_cast<long long>(most),
-                                      name_of(IntParam::kReadDeclaredLimit)));
+bool SdpaReader::declare(int64_t count, int64_t bytes_each) {
+  return declared_.add(count, bytes_each) || lines_.fail_line(declared_.message());
 }
 
 bool SdpaReader::read_side() {

@@ -29,6 +29,7 @@ Status write_solution_file(Task* task, const char* filename, SolutionFormat form
 Status read_solution_file(Task* task, const char* filename, Compression compression) {
   InputStream input;
   Status status = input.open(filename, task->shown_name(filename), compression);
+  input.set_longest_token(longest_token(task->parameters));
   return status.ok() ? read_b_solution(&input, task->model, &task->solutions) : status;
 }
 

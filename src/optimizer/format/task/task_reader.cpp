@@ -8,6 +8,7 @@
 
 #include "file/text_reader.h"
 #include "format/common/coordinates.h"
+#include "format/common/declared_memory.h"
 #include "format/common/model_check.h"
 #include "format/document/cbor_document.h"
 #include "format/document/json_document.h"
@@ -337,16 +338,11 @@ class TaskReader {
 
   // The dimension of a matrix variable declares elements that no data stand for.
   bool check_declared() {
-    int64_t elements = 0;
+    DeclaredMemory declared(limits_.declared);
     for (const MatrixVariable& variable : model_.matrix_vars) {
       const int64_t dimension = variable.dimension;
-      elements += dimension * (dimension + 1) / 2;
-      if (elements <= limits_.declared) continue;
-      return reader_->fail(
-          mark(ModelPart::kMatrixVariables),
-          format_text("the matrix variables have more than %lld elements, which is %s",
-                      static_cast<long long>(limits_.declared),
-                      name_of(IntParam::kReadDeclaredLimit)));
+      if (declared.add(dimension * (dimension + 1) / 2, kBytesOfMatrixElement)) continue;
+      return reader_->fail(mark(ModelPart::kMatrixVariables), declared.message());
     }
     return true;
   }
@@ -363,6 +359,12 @@ class TaskReader {
 };
 
 }  // namespace
+
+bool begins_cbor_task(std::string_view head) {
+  if (head.starts_with(kCborMagic)) return true;
+  constexpr unsigned kMap = 5;
+  return !head.empty() && static_cast<unsigned char>(head[0]) >> 5U == kMap;
+}
 
 Status read_jtask(InputStream* input, const ReadLimits& limits, ProblemFile* file, Warnings*) {
   JsonReader document(input);

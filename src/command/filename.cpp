@@ -40,15 +40,15 @@ FormatParts split_format(std::string_view text) {
   return {text.substr(0, plus), text.substr(plus)};
 }
 
-std::optional<Compression> compressionofextension(std::string_view extension) {
-  if (extension.empty()) return Compression::none;
-  if (extension == ".gz") return Compression::gzip;
-  if (extension == ".zst") return Compression::zstd;
+std::optional<CompressionCode> compressionofextension(std::string_view extension) {
+  if (extension.empty()) return CompressionCode::none;
+  if (extension == ".gz") return CompressionCode::gzip;
+  if (extension == ".zst") return CompressionCode::zstd;
   return std::nullopt;
 }
 
-std::optional<Compression> compressionofsuffix(std::string_view suffix) {
-  if (suffix == "+gzip") return Compression::gzip;
-  if (suffix == "+zstd") return Compression::zstd;
+std::optional<CompressionCode> compressionofsuffix(std::string_view suffix) {
+  if (suffix == "+gzip") return CompressionCode::gzip;
+  if (suffix == "+zstd") return CompressionCode::zstd;
   return std::nullopt;
 }

@@ -10,7 +10,7 @@
 #include <string_view>
 
 /// The library's compression selectors.
-enum class Compression : std::uint32_t {
+enum class CompressionCode : std::uint32_t {
   none = VLN_COMPRESSION_NONE,
   gzip = VLN_COMPRESSION_GZIP,
   zstd = VLN_COMPRESSION_ZSTD
@@ -39,7 +39,7 @@ struct FormatParts {
 FormatParts split_format(std::string_view text);
 
 /// "", ".gz" or ".zst" of a solution file's name; none for any other.
-std::optional<Compression> compressionofextension(std::string_view extension);
+std::optional<CompressionCode> compressionofextension(std::string_view extension);
 
 /// "+gzip" or "+zstd" of a solution command; none for any other. ("-read" has words of its own.)
-std::optional<Compression> compressionofsuffix(std::string_view suffix);
+std::optional<CompressionCode> compressionofsuffix(std::string_view suffix);

@@ -66,16 +66,16 @@ class LibraryTask {
   VLNrescode_enum writedata(const std::string& file) {
     return VLN_writedata(handle_, file.c_str());
   }
-  VLNrescode_enum readbsolution(const std::string& file, Compression compression) {
+  VLNrescode_enum readbsolution(const std::string& file, CompressionCode compression) {
     return VLN_readbsolution(handle_, file.c_str(), selector(compression));
   }
-  VLNrescode_enum writebsolution(const std::string& file, Compression compression) {
+  VLNrescode_enum writebsolution(const std::string& file, CompressionCode compression) {
     return VLN_writebsolution(handle_, file.c_str(), selector(compression));
   }
   VLNrescode_enum writejsonsol(const std::string& file) {
     return VLN_writejsonsol(handle_, file.c_str());
   }
-  VLNrescode_enum writetasksolverresult(const std::string& file, Compression compression) {
+  VLNrescode_enum writetasksolverresult(const std::string& file, CompressionCode compression) {
     return VLN_writetasksolverresult_file(handle_, file.c_str(), selector(compression));
   }
 
@@ -108,7 +108,7 @@ class LibraryTask {
   std::string lasterror();
 
  private:
-  static std::uint32_t selector(Compression compression) {
+  static std::uint32_t selector(CompressionCode compression) {
     return static_cast<std::uint32_t>(compression);
   }
 

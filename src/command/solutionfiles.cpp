@@ -22,12 +22,12 @@ enum class SolutionWriter { json, task, plain, b };
 
 struct ReadTarget {
   SolutionReader reader;
-  Compression compression;
+  CompressionCode compression;
 };
 
 struct WriteTarget {
   SolutionWriter writer;
-  Compression compression;
+  CompressionCode compression;
 };
 
 struct WriterName {

@@ -112,21 +112,21 @@ TEST(SplitFormat, EveryShortText) {
   });
 }
 
-TEST(Compression, WordsAreCompared) {
-  EXPECT_EQ(compressionofextension(""), Compression::none);
-  EXPECT_EQ(compressionofextension(".gz"), Compression::gzip);
-  EXPECT_EQ(compressionofextension(".zst"), Compression::zstd);
+TEST(CompressionCode, WordsAreCompared) {
+  EXPECT_EQ(compressionofextension(""), CompressionCode::none);
+  EXPECT_EQ(compressionofextension(".gz"), CompressionCode::gzip);
+  EXPECT_EQ(compressionofextension(".zst"), CompressionCode::zstd);
   for (const char* word : {".", "gz", ".GZ", ".gzip", ".zstd", ".gz ", " .gz", ".zs", "+gzip"}) {
     EXPECT_EQ(compressionofextension(word), std::nullopt) << word;
   }
-  EXPECT_EQ(compressionofsuffix("+gzip"), Compression::gzip);
-  EXPECT_EQ(compressionofsuffix("+zstd"), Compression::zstd);
+  EXPECT_EQ(compressionofsuffix("+gzip"), CompressionCode::gzip);
+  EXPECT_EQ(compressionofsuffix("+zstd"), CompressionCode::zstd);
   for (const char* word : {"", "+", "+gz", "+zst", "gzip", "+GZIP", "+gzip ", "+gzipx", ".gz"}) {
     EXPECT_EQ(compressionofsuffix(word), std::nullopt) << word;
   }
-  EXPECT_EQ(static_cast<std::uint32_t>(Compression::none), 0U);
-  EXPECT_EQ(static_cast<std::uint32_t>(Compression::gzip), 2U);
-  EXPECT_EQ(static_cast<std::uint32_t>(Compression::zstd), 3U);
+  EXPECT_EQ(static_cast<std::uint32_t>(CompressionCode::none), 0U);
+  EXPECT_EQ(static_cast<std::uint32_t>(CompressionCode::gzip), 2U);
+  EXPECT_EQ(static_cast<std::uint32_t>(CompressionCode::zstd), 3U);
 }
 
 }  // namespace

@@ -1,0 +1,54 @@
+// The interface /v1 over HTTP: which routes there are, who may use them, and what they answer. The
+// document of it for users is docs/server/api.md.
+#pragma once
+
+#include <string>
+
+#include "http/message.h"
+#include "jobs/jobs.h"
+#include "store/database.h"
+#include "store/tokens.h"
+
+namespace vorlan::server {
+
+struct ApiLimits {
+  uint64_t most_bytes = 0;  // of a problem file
+  std::string data_folder;
+};
+
+class Api : public Service {
+ public:
+  // `tokens` is read in the loop's thread for every request, so that a revocation holds at once.
+  Api(Loop* loop, Jobs* jobs, const Database* tokens, const ApiLimits& limits);
+
+  std::unique_ptr<Exchange> begin(const Request& request) override;
+  Answer failure(int status, std::string_view detail) override;
+
+ private:
+  struct Route;
+  static const std::vector<Route>& routes();
+  std::optional<Token> authenticate(const Request& request) const;
+  // A job of which the token may know.
+  const Job* find_job(const Request& request, const Token& token) const;
+
+  std::unique_ptr<Exchange> submit(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> list(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> delete_by_key(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> show(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> remove(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> stop(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> cancel(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> fetch(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> limits(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> me(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> health(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> ready(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> wish(const std::string& id, Wish wish, int status);
+
+  Loop* loop_;
+  Jobs* jobs_;
+  const Database* tokens_;
+  ApiLimits limits_;
+};
+
+}  // namespace vorlan::server

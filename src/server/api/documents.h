@@ -1,0 +1,20 @@
+// The JSON documents of the interface; docs/server/api.md describes them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "jobs/jobs.h"
+#include "store/tokens.h"
+
+namespace vorlan::server {
+
+std::string job_document(const Jobs& jobs, const Job& job);
+// `next` is the id after which the next page begins; empty on the last page.
+std::string list_document(const Jobs& jobs, const std::vector<const Job*>& page,
+                          const std::string& next);
+std::string limits_document(const Jobs& jobs, uint64_t most_bytes);
+std::string token_document(const Token& token);
+std::string status_document(const std::string& status);
+
+}  // namespace vorlan::server

@@ -1,0 +1,38 @@
+// HTTP/1.1 over TCP, by Boost.Beast: accepts connections, keeps slow and oversized clients from
+// doing harm, and hands each request to the service.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "base/loop.h"
+#include "http/message.h"
+
+namespace vorlan::server {
+
+struct HttpLimits {
+  size_t most_connections = 4000;
+};
+
+struct HttpServerState;
+
+class HttpServer {
+ public:
+  HttpServer(Loop* loop, Service* service, const HttpLimits& limits);
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  // Accepts connections from now on; port 0 takes any free one. The reason when it cannot.
+  std::string listen(const std::string& address, uint16_t port);
+  uint16_t port() const;
+  // Accepts no more; connections end with the request that they are at.
+  void close();
+  size_t num_connections() const;
+
+ private:
+  std::shared_ptr<HttpServerState> state_;
+};
+
+}  // namespace vorlan::server

@@ -1,0 +1,205 @@
+// What everybody may ask of jobs: looking, submitting, wishing. Their way from the queue to the end
+// is in jobs_life.cpp; see jobs.h.
+#include "jobs/jobs.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/digest.h"
+#include "base/event_log.h"
+#include "base/files.h"
+#include "jobs/job_rows.h"
+
+namespace vorlan::server {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A client that gave up is not heard of again under the same key.
+constexpr double kRevokedKeySeconds = 3600.0;
+// After a failed commit, as a rule for want of room.
+constexpr auto kRetryCommit = 1s;
+
+// Puts the received file in its place so that it outlives a fall of the machine.
+std::string place_problem(const std::string& received, const std::string& folder,
+                          const std::string& name) {
+  const std::string parent = folder.substr(0, folder.rfind('/'));
+  const std::string grandparent = parent.substr(0, parent.rfind('/'));
+  fall_point("submit.received");
+  if (!sync_path(received) || !make_folder(parent) || !make_folder(folder)) return system_error();
+  if (std::rename(received.c_str(), (folder + "/" + name).c_str()) != 0) return system_error();
+  fall_point("submit.renamed");
+  if (!sync_path(folder) || !sync_path(parent) || !sync_path(grandparent)) return system_error();
+  return {};
+}
+
+}  // namespace
+
+Jobs::Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::string data_folder,
+           const JobLimits& limits)
+    : loop_(loop),
+      store_(store),
+      files_(files),
+      runner_(runner),
+      data_folder_(std::move(data_folder)),
+      limits_(limits),
+      seq_(static_cast<uint64_t>(unix_time() * 1000.0)) {}
+
+Jobs::~Jobs() = default;
+
+const Job* Jobs::find(const std::string& id) const {
+  const auto found = jobs_.find(id);
+  return found != jobs_.end() && is_visible(found->second) ? &found->second : nullptr;
+}
+
+Job* Jobs::find_any(const std::string& id) {
+  const auto found = jobs_.find(id);
+  return found == jobs_.end() ? nullptr : &found->second;
+}
+
+size_t Jobs::queue_place(const Job& job) const {
+  size_t place = 1;
+  for (const auto& [id, other] : jobs_) {
+    if (other.state != JobState::kQueued) continue;
+    if (std::pair(-other.priority, id) < std::pair(-job.priority, job.id)) ++place;
+  }
+  return place;
+}
+
+std::string Jobs::incoming_path(const std::string& id) const {
+  return data_folder_ + "/incoming/" + id;
+}
+
+// By the last, random digits, so that no folder gets too full.
+std::string Jobs::job_folder(const std::string& id) const {
+  return data_folder_ + "/jobs/" + id.substr(id.size() - 2) + "/" + id;
+}
+
+std::string Jobs::attempt_folder(const Job& job) const {
+  return job_folder(job.id) + "/" + std::to_string(job.attempt);
+}
+
+std::string Jobs::new_id() {
+  char time[16];
+  std::snprintf(time, sizeof time, "%012llx",
+                static_cast<unsigned long long>(unix_time() * 1000.0));
+  return time + random_hex(10);
+}
+
+std::string Jobs::id_of_key(const std::string& owner, const std::string& key) const {
+  const auto found = keys_.find({owner, key});
+  return key.empty() || found == keys_.end() ? std::string() : found->second;
+}
+
+void Jobs::revoke_key(const std::string& owner, const std::string& key) {
+  const double now = unix_time();
+  std::erase_if(revoked_keys_, [now](const auto& entry) { return entry.second < now; });
+  revoked_keys_[{owner, key}] = now + kRevokedKeySeconds;
+}
+
+bool Jobs::is_revoked(const std::string& owner, const std::string& key) const {
+  return !key.empty() && revoked_keys_.contains({owner, key});
+}
+
+void Jobs::watch(const std::string& id, const Watch& watch) {
+  auto& list = watches_[id];
+  std::erase_if(list, [](const auto& held) { return held.expired(); });
+  list.push_back(watch);
+}
+
+void Jobs::changed(Job* job) {
+  job->seq = ++seq_;
+  const auto found = watches_.find(job->id);
+  if (found == watches_.end()) return;
+  const auto list = std::move(found->second);
+  watches_.erase(found);
+  for (const auto& held : list) {
+    if (const Watch watch = held.lock()) (*watch)();
+  }
+}
+
+void Jobs::save(const Job& job, Done done) {
+  store_->write([job](Database* database) { save_job(database, job); }, std::move(done));
+}
+
+void Jobs::retry_later(std::function<void()> function) {
+  const uint64_t number = ++seq_;
+  retries_[number] = loop_->after(kRetryCommit, [this, number, call = std::move(function)] {
+    retries_.erase(number);
+    call();
+  });
+}
+
+void Jobs::submit(Job job, const std::string& received, Done done) {
+  if (!job.key.empty()) keys_[{job.owner, job.key}] = job.id;
+  const auto failure = std::make_shared<std::string>();
+  const std::string folder = job_folder(job.id);
+  files_->run([=, name = job.problem] { *failure = place_problem(received, folder, name); },
+              [this, job, failure, folder, done = std::move(done)]() mutable {
+                if (failure->empty()) return accept(std::move(job), std::move(done));
+                keys_.erase({job.owner, job.key});
+                remove_tree(folder);
+                done(*failure);
+              });
+}
+
+void Jobs::accept(Job job, Done done) {
+  save(job, [this, job, done = std::move(done)](const std::string& failure) {
+    if (!failure.empty()) {
+      keys_.erase({job.owner, job.key});
+      remove_tree(job_folder(job.id));
+      return done(failure);
+    }
+    fall_point("submit.committed");
+    Job* accepted = &(jobs_[job.id] = job);
+    ++num_open_;
+    changed(accepted);
+    log_event("job submitted", {{"job", job.id}, {"owner", job.owner}, {"token", job.token}});
+    done({});
+    // The submitter may have given up meanwhile.
+    if (is_revoked(job.owner, job.key)) return set_wish(job.id, Wish::kDelete, nullptr);
+    enqueue(accepted);
+    start_waiting();
+  });
+}
+
+void Jobs::set_wish(const std::string& id, Wish wish, Done done) {
+  Job* job = find_any(id);
+  if (done == nullptr) done = [](const std::string&) {};
+  if (job->state == JobState::kEnded) {
+    if (wish == Wish::kDelete) return erase(id, std::move(done));
+    return done({});
+  }
+  if (wish <= job->wish) return done({});
+  // What it ended with stands already; only its being there is still open.
+  if (job->settling && wish != Wish::kDelete) return done({});
+  job->wish = wish;
+  changed(job);
+  log_event("wish", {{"job", id}, {"wish", word_of(wish)}});
+  if (job->settling) return deletions_[id].push_back(std::move(done));
+  if (job->state == JobState::kQueued) return end_unstarted(id, std::move(done));
+  save(*job, [this, id, done = std::move(done)](const std::string& failure) {
+    fall_point("wish.committed");
+    done(failure);
+    act_on_wish(id);
+  });
+}
+
+void Jobs::erase(const std::string& id, Done done) {
+  Job* job = find_any(id);
+  job->wish = Wish::kDelete;
+  store_->write([id](Database* database) { delete_job(database, id); },
+                [this, id, done = std::move(done)](const std::string& failure) {
+                  fall_point("delete.committed");
+                  done(failure);
+                  const Job* gone = find_any(id);
+                  // A failed deletion is made up for when the server starts again.
+                  if (!failure.empty() || gone == nullptr) return;
+                  keys_.erase({gone->owner, gone->key});
+                  watches_.erase(id);
+                  files_->run([folder = job_folder(id)] { remove_tree(folder); }, [] {});
+                  jobs_.erase(id);
+                });
+}
+
+}  // namespace vorlan::server

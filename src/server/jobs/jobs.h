@@ -1,0 +1,138 @@
+// The life of jobs: submitted, queued, started, ended, deleted. All of it happens in the loop; what
+// must survive a fall is in the database before anybody is told of it.
+//
+//   a submission   file on the disk, then row, then the answer
+//   a start        row (starting, attempt n), then the worker
+//   an end         worker gone and its lock free, files on the disk, then row with their digests,
+//   then
+//                  visible
+//
+// After a fall the rows and the attempts' locks tell everything: recover() goes on from there.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "base/loop.h"
+#include "base/work_thread.h"
+#include "jobs/fair_queue.h"
+#include "jobs/job.h"
+#include "run/attempt.h"
+#include "run/job_runner.h"
+#include "store/store.h"
+
+namespace vorlan::server {
+
+struct JobLimits {
+  size_t slots = 1;        // workers at a time
+  size_t most_queued = 0;  // jobs that have not ended
+  WorkerSettings worker;   // caps; a job may ask for less time and fewer threads
+  double retention_seconds = 0.0;
+};
+
+class Jobs {
+ public:
+  Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::string data_folder,
+       const JobLimits& limits);
+  ~Jobs();
+  Jobs(const Jobs&) = delete;
+  Jobs& operator=(const Jobs&) = delete;
+
+  // Takes up what an earlier server left, and removes what nobody will ask for.
+  void recover(std::vector<Job> rows);
+
+  const JobLimits& limits() const { return limits_; }
+  // Jobs that nobody has deleted, by id. nullptr when there is none.
+  const Job* find(const std::string& id) const;
+  const std::map<std::string, Job>& all() const { return jobs_; }
+  static bool is_visible(const Job& job) { return job.wish != Wish::kDelete; }
+  // How many would have to start before, if owners took no turns: 1 is the next.
+  size_t queue_place(const Job& job) const;
+  size_t num_open() const { return num_open_; }
+  size_t num_running() const { return running_.size(); }
+  size_t num_queued() const { return queue_.size(); }
+
+  // A path for a body that is being received.
+  std::string incoming_path(const std::string& id) const;
+  std::string job_folder(const std::string& id) const;
+  // The folder of the last attempt.
+  std::string attempt_folder(const Job& job) const;
+  static std::string new_id();
+
+  // The job that was submitted under the owner's key, accepted or about to be; empty when none was.
+  std::string id_of_key(const std::string& owner, const std::string& key) const;
+  // A key that no submission may use any more: the submitter has given up and may not know how far
+  // it got.
+  void revoke_key(const std::string& owner, const std::string& key);
+  bool is_revoked(const std::string& owner, const std::string& key) const;
+
+  // With an empty failure the thing is done, and on the disk.
+  using Done = std::function<void(const std::string& failure)>;
+  // Takes over the received file. The key must be free.
+  void submit(Job job, const std::string& received, Done done);
+  // For jobs that find() knows. A lesser wish than the present one changes nothing.
+  void set_wish(const std::string& id, Wish wish, Done done);
+
+  // Calls the function at the next change of the job, once, if the watch is still held.
+  using Watch = std::shared_ptr<std::function<void()>>;
+  void watch(const std::string& id, const Watch& watch);
+
+ private:
+  struct Settlement;
+
+  Job* find_any(const std::string& id);
+  void changed(Job* job);
+  void save(const Job& job, Done done);
+  void retry_later(std::function<void()> function);
+
+  void accept(Job job, Done done);
+  void enqueue(Job* job);
+  void start_waiting();
+  void decide_start(Job* job);
+  void begin_attempt(const std::string& id);
+  void take_slot(const Job& job);
+  void free_slot(const Job& job);
+
+  void worker_over(const std::string& id);
+  void settle(const std::string& id);
+  void settled(const std::string& id, const Settlement& settlement);
+  void run_again(Job* job);
+  void end(const std::string& id, const Job& ended);
+  void end_unstarted(const std::string& id, Done done);
+  void apply_end(const std::string& id, const Job& ended);
+  void act_on_wish(const std::string& id);
+  void erase(const std::string& id, Done done);
+
+  void recover_job(Job* job);
+  void remove_leftovers();
+  void look_at_running();
+  void look_at(Job* job);
+  void expire_old();
+  Runner::Over over_function();
+
+  Loop* loop_;
+  Store* store_;
+  WorkThread* files_;
+  Runner* runner_;
+  std::string data_folder_;
+  JobLimits limits_;
+
+  std::map<std::string, Job> jobs_;
+  std::map<std::pair<std::string, std::string>, std::string> keys_;
+  std::map<std::pair<std::string, std::string>, double> revoked_keys_;
+  std::map<std::string, std::vector<Done>> deletions_;  // of jobs whose end is being made safe
+  std::map<std::string, std::vector<std::weak_ptr<std::function<void()>>>> watches_;
+  FairQueue queue_;
+  std::set<std::string> running_;  // jobs that have a slot
+  size_t num_open_ = 0;
+  uint64_t seq_;
+  Loop::Handle look_timer_;
+  Loop::Handle expire_timer_;
+  std::map<uint64_t, Loop::Handle> retries_;
+};
+
+}  // namespace vorlan::server

@@ -1,0 +1,329 @@
+// A job's way from the queue to its end, and what is done after a fall; see jobs.h.
+#include <algorithm>
+#include <filesystem>
+
+#include "base/digest.h"
+#include "base/event_log.h"
+#include "base/files.h"
+#include "jobs/job_rows.h"
+#include "jobs/jobs.h"
+
+namespace vorlan::server {
+namespace {
+
+using namespace std::chrono_literals;
+
+// How often logs and marks of running workers are looked at.
+constexpr auto kLookAtRunning = 100ms;
+constexpr auto kExpire = 60s;
+
+// Makes the results outlive a fall of the machine and takes their digests.
+std::vector<ResultFile> secure_results(const std::string& folder) {
+  std::vector<ResultFile> results;
+  for (const FetchedFile& file : fetched_files()) {
+    const std::string path = folder + "/" + file.name;
+    const auto size = file_size(path);
+    if (!size || !sync_path(path)) continue;
+    const auto digest = sha256_of_file(path);
+    if (digest) results.push_back({file.name, *size, *digest});
+  }
+  (void)sync_path(folder);
+  return results;
+}
+
+void only_logs(std::vector<ResultFile>* results) {
+  std::erase_if(*results, [](const ResultFile& file) {
+    return file.name != kLogFile && file.name != kSolveLogFile;
+  });
+}
+
+void take_log_sizes(Job* job) {
+  for (const ResultFile& file : job->results) {
+    if (file.name == kLogFile) job->log_bytes = file.bytes;
+    if (file.name == kSolveLogFile) job->solve_log_bytes = file.bytes;
+  }
+}
+
+// What the files and the wish make of an attempt that will not be tried again.
+Job make_ended(Job job, const Verdict& verdict, std::vector<ResultFile> results) {
+  job.state = JobState::kEnded;
+  job.ended = unix_time();
+  job.response = verdict.response;
+  job.termination = verdict.termination;
+  job.message = verdict.message;
+  if (verdict.solve_began > 0.0) job.began = verdict.solve_began;
+  const bool unwanted = job.wish == Wish::kCancel || job.wish == Wish::kDelete;
+  if (unwanted || verdict.without_result || (!verdict.finished && job.wish == Wish::kStop)) {
+    job.outcome = Outcome::kCancelled;
+  } else if (!verdict.finished) {
+    job.outcome = Outcome::kLost;
+    job.response = "VLN_RES_ERR_OPTIMIZER_DIED";
+    job.message = "the worker ended before it was done, " + std::to_string(job.attempt) +
+                  (job.attempt == 1 ? " time" : " times");
+  } else {
+    job.outcome = job.response == "VLN_RES_OK" ? Outcome::kOk : Outcome::kFailed;
+  }
+  if (job.outcome == Outcome::kCancelled || job.outcome == Outcome::kLost) only_logs(&results);
+  job.results = std::move(results);
+  return job;
+}
+
+}  // namespace
+
+struct Jobs::Settlement {
+  Verdict verdict;
+  std::vector<ResultFile> results;
+};
+
+void Jobs::enqueue(Job* job) { queue_.add(job->owner, job->priority, job->id); }
+
+void Jobs::take_slot(const Job& job) {
+  running_.insert(job.id);
+  queue_.count_start(job.owner);
+}
+
+void Jobs::free_slot(const Job& job) {
+  running_.erase(job.id);
+  queue_.count_end(job.owner);
+}
+
+void Jobs::start_waiting() {
+  while (running_.size() < limits_.slots) {
+    const auto id = queue_.next();
+    if (!id) return;
+    decide_start(find_any(*id));
+  }
+}
+
+void Jobs::decide_start(Job* job) {
+  queue_.remove(job->owner, job->priority, job->id);
+  take_slot(*job);
+  job->state = JobState::kStarting;
+  ++job->attempt;
+  changed(job);
+  save(*job, [this, id = job->id](const std::string& failure) {
+    fall_point("start.committed");
+    if (failure.empty()) return begin_attempt(id);
+    Job* waiting = find_any(id);
+    --waiting->attempt;
+    waiting->state = JobState::kQueued;
+    free_slot(*waiting);
+    log_event("store failed", {{"job", id}, {"reason", failure}});
+    retry_later([this, id] {
+      enqueue(find_any(id));
+      start_waiting();
+    });
+  });
+}
+
+Runner::Over Jobs::over_function() {
+  return [this](const std::string& id) { worker_over(id); };
+}
+
+void Jobs::begin_attempt(const std::string& id) {
+  Job* job = find_any(id);
+  if (job->wish != Wish::kNone) {
+    free_slot(*job);
+    end_unstarted(id, [](const std::string&) {});
+    return start_waiting();
+  }
+  const std::string folder = attempt_folder(*job);
+  remove_tree(folder);
+  WorkerSettings settings = limits_.worker;
+  if (job->time_limit > 0.0) settings.time_limit = job->time_limit;
+  if (job->threads > 0) settings.threads = job->threads;
+  std::string failure;
+  if (!make_folder(folder)) failure = "cannot make the attempt's folder: " + system_error();
+  if (failure.empty()) {
+    failure =
+        runner_->start({id, folder}, worker_arguments(job->problem, settings), over_function());
+  }
+  fall_point("start.spawned");
+  if (!failure.empty()) {
+    log_event("start failed", {{"job", id}, {"reason", failure}});
+    return worker_over(id);
+  }
+  job->state = JobState::kRunning;
+  changed(job);
+  act_on_wish(id);
+}
+
+void Jobs::act_on_wish(const std::string& id) {
+  const Job* job = find_any(id);
+  if (job == nullptr || job->state != JobState::kRunning) return;
+  if (job->wish == Wish::kStop) runner_->stop(id);
+  if (job->wish > Wish::kStop) runner_->kill(id);
+}
+
+void Jobs::worker_over(const std::string& id) {
+  Job* job = find_any(id);
+  job->settling = true;
+  free_slot(*job);
+  fall_point("end.over");
+  settle(id);
+  start_waiting();
+}
+
+void Jobs::settle(const std::string& id) {
+  const auto settlement = std::make_shared<Settlement>();
+  files_->run(
+      [settlement, folder = attempt_folder(*find_any(id))] {
+        settlement->verdict = judge_attempt(folder);
+        settlement->results = secure_results(folder);
+        fall_point("end.secured");
+      },
+      [this, id, settlement] { settled(id, *settlement); });
+}
+
+void Jobs::settled(const std::string& id, const Settlement& settlement) {
+  Job* job = find_any(id);
+  const bool again =
+      !settlement.verdict.finished && job->wish == Wish::kNone && job->attempt < kMostAttempts;
+  if (again) return run_again(job);
+  end(id, make_ended(*job, settlement.verdict, settlement.results));
+}
+
+void Jobs::run_again(Job* job) {
+  log_event("worker died", {{"job", job->id}, {"attempt", std::to_string(job->attempt)}});
+  job->settling = false;
+  job->state = JobState::kQueued;
+  job->began = 0.0;
+  changed(job);
+  enqueue(job);
+  start_waiting();
+}
+
+void Jobs::end(const std::string& id, const Job& ended) {
+  save(ended, [this, id, ended](const std::string& failure) {
+    fall_point("end.committed");
+    if (failure.empty()) return apply_end(id, ended);
+    log_event("store failed", {{"job", id}, {"reason", failure}});
+    retry_later([this, id, ended] { end(id, ended); });
+  });
+}
+
+void Jobs::apply_end(const std::string& id, const Job& ended) {
+  Job* job = find_any(id);
+  const Wish wish = job->wish;
+  *job = ended;
+  job->wish = wish;
+  job->settling = false;
+  take_log_sizes(job);
+  --num_open_;
+  changed(job);
+  log_event("job ended", {{"job", id},
+                          {"outcome", word_of(job->outcome)},
+                          {"response", job->response},
+                          {"termination", job->termination}});
+  if (wish != Wish::kDelete) return;
+  const std::vector<Done> waiting = std::move(deletions_[id]);
+  deletions_.erase(id);
+  erase(id, [waiting](const std::string& failure) {
+    for (const Done& done : waiting) done(failure);
+  });
+}
+
+void Jobs::end_unstarted(const std::string& id, Done done) {
+  Job* job = find_any(id);
+  queue_.remove(job->owner, job->priority, job->id);
+  job->settling = true;
+  const Job ended = make_ended(*job, {}, {});
+  save(ended, [this, id, ended, done = std::move(done)](const std::string& failure) {
+    fall_point("wish.committed");
+    done(failure);
+    if (failure.empty()) return apply_end(id, ended);
+    retry_later([this, id, ended] { end(id, ended); });
+  });
+}
+
+void Jobs::look_at_running() {
+  for (const std::string& id : running_) {
+    Job* job = find_any(id);
+    if (job->state == JobState::kRunning) look_at(job);
+  }
+  look_timer_ = loop_->after(kLookAtRunning, [this] { look_at_running(); });
+}
+
+void Jobs::look_at(Job* job) {
+  const std::string folder = attempt_folder(*job);
+  const auto size = [&folder](const char* name) {
+    return file_size(folder + "/" + name).value_or(0);
+  };
+  const uint64_t log = size(kLogFile);
+  const uint64_t solve_log = size(kSolveLogFile);
+  const double began =
+      job->began > 0.0 ? job->began : file_time(folder + "/" + kStartedFile).value_or(0.0);
+  if (log == job->log_bytes && solve_log == job->solve_log_bytes && began == job->began) return;
+  job->log_bytes = log;
+  job->solve_log_bytes = solve_log;
+  job->began = began;
+  changed(job);
+}
+
+void Jobs::expire_old() {
+  const double oldest = unix_time() - limits_.retention_seconds;
+  std::vector<std::string> old;
+  for (const auto& [id, job] : jobs_) {
+    if (job.state == JobState::kEnded && job.ended < oldest && is_visible(job)) old.push_back(id);
+  }
+  for (const std::string& id : old) {
+    log_event("job expired", {{"job", id}});
+    erase(id, [](const std::string&) {});
+  }
+  expire_timer_ = loop_->after(kExpire, [this] { expire_old(); });
+}
+
+void Jobs::recover(std::vector<Job> rows) {
+  for (Job& row : rows) {
+    Job* job = &(jobs_[row.id] = std::move(row));
+    if (!job->key.empty()) keys_[{job->owner, job->key}] = job->id;
+    if (job->state != JobState::kEnded) ++num_open_;
+    job->seq = ++seq_;
+  }
+  remove_leftovers();
+  for (auto& [id, job] : jobs_) recover_job(&job);
+  start_waiting();
+  look_at_running();
+  expire_old();
+}
+
+void Jobs::recover_job(Job* job) {
+  if (job->state == JobState::kEnded) {
+    take_log_sizes(job);
+    if (job->wish == Wish::kDelete) erase(job->id, [](const std::string&) {});
+    return;
+  }
+  const std::string folder = attempt_folder(*job);
+  if (job->state != JobState::kQueued && runner_->adopt({job->id, folder}, over_function())) {
+    log_event("worker adopted", {{"job", job->id}});
+    job->state = JobState::kRunning;
+    take_slot(*job);
+    return act_on_wish(job->id);
+  }
+  if (job->state != JobState::kQueued && exists(folder + "/" + kPidFile)) {
+    job->settling = true;
+    return settle(job->id);
+  }
+  // Its worker never began to work: that was no attempt.
+  if (job->state != JobState::kQueued) --job->attempt;
+  job->state = JobState::kQueued;
+  if (job->wish != Wish::kNone) return end_unstarted(job->id, [](const std::string&) {});
+  enqueue(job);
+}
+
+// Bodies that were never received whole, and folders of submissions that were not accepted or of
+// jobs that were deleted.
+void Jobs::remove_leftovers() {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(data_folder_ + "/incoming", ignored)) {
+    remove_tree(entry.path());
+  }
+  for (const auto& group : fs::directory_iterator(data_folder_ + "/jobs", ignored)) {
+    for (const auto& entry : fs::directory_iterator(group.path(), ignored)) {
+      if (!jobs_.contains(entry.path().filename())) remove_tree(entry.path());
+    }
+  }
+}
+
+}  // namespace vorlan::server

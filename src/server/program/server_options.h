@@ -1,0 +1,43 @@
+// The server's options: one table for the command line (--port 8000), the configuration file
+// (port = 8000) and the help text.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace vorlan::server {
+
+struct Options {
+  std::string data;  // the data folder; must be given
+  std::string listen = "127.0.0.1";
+  int64_t port = 7467;
+  bool insecure = false;
+  std::string worker;   // the program vorlancli; empty: the one beside the server
+  int64_t slots = 0;    // 0: as many as the machine has processors for
+  int64_t threads = 0;  // 0: half of the machine's processors
+  double memory = 0.0;
+  double time_limit = 0.0;
+  int64_t max_variables = 0;
+  int64_t max_constraints = 0;
+  int64_t max_jobs = 10'000;
+  double max_upload = 4096.0;  // MiB
+  double retention = 7.0;      // days
+  bool help = false;
+  bool version = false;
+};
+
+// What is wrong, and where: "--port: '99999999' is not within 0 and 65535".
+class OptionError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A configuration file that the words name with --config is read first, so that the command line
+// has the last word.
+Options parse_options(const std::vector<std::string>& words);
+
+std::string options_help();
+
+}  // namespace vorlan::server

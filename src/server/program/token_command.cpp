@@ -1,0 +1,84 @@
+// The commands on tokens; see token_command.h.
+#include "program/token_command.h"
+
+#include <charconv>
+#include <cstdio>
+
+#include "base/files.h"
+#include "program/server_options.h"
+#include "store/store.h"
+#include "store/tokens.h"
+
+namespace vorlan::server {
+namespace {
+
+constexpr double kSecondsOfADay = 86400.0;
+
+double parse_days(const std::string& text) {
+  double days = 0.0;
+  const char* end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, days);
+  if (error != std::errc() || last != end || !(days > 0.0)) {
+    throw OptionError("'" + text + "' is no number of days");
+  }
+  return days;
+}
+
+int add(Database* database, const std::vector<std::string>& words) {
+  if (words.size() < 2 || words.size() > 4) {
+    throw OptionError("expected: token add OWNER [ROLE] [DAYS]");
+  }
+  const std::string word = words.size() > 2 ? words[2] : "submit";
+  const auto role = role_of_word(word);
+  if (!role) throw OptionError("'" + word + "' is none of read, submit and admin");
+  const double expires =
+      words.size() > 3 ? unix_time() + kSecondsOfADay * parse_days(words[3]) : 0.0;
+  std::printf("token: %s\n", add_token(database, words[1], *role, expires).c_str());
+  return 0;
+}
+
+int list(const Database& database) {
+  for (const Token& token : list_tokens(database)) {
+    const bool expired = token.expires != 0.0 && token.expires <= unix_time();
+    const char* state = token.revoked != 0.0 ? "revoked" : expired ? "expired" : "valid";
+    std::printf("%s %-7s %-7s %s\n", token.id.c_str(), word_of(token.role), state,
+                token.owner.c_str());
+  }
+  return 0;
+}
+
+int revoke(Database* database, const std::vector<std::string>& words) {
+  if (words.size() != 2) throw OptionError("expected: token revoke ID");
+  if (revoke_token(database, words[1])) return 0;
+  throw OptionError("there is no valid token '" + words[1] + "'");
+}
+
+}  // namespace
+
+int run_token_command(const std::vector<std::string>& words) {
+  std::vector<std::string> plain;
+  std::vector<std::string> options;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (!words[i].starts_with("--")) {
+      plain.push_back(words[i]);
+      continue;
+    }
+    options.push_back(words[i]);
+    if (words[i].find('=') == std::string::npos && i + 1 < words.size()) {
+      options.push_back(words[++i]);
+    }
+  }
+  const std::string data = parse_options(options).data;
+  if (data.empty()) throw OptionError("--data DIR is missing");
+  const std::string path = data + "/server.sqlite";
+  if (!exists(path)) throw OptionError("'" + data + "' is no data folder");
+  Database database(path);
+  prepare_tables(&database);
+  const std::string command = plain.empty() ? "" : plain.front();
+  if (command == "add") return add(&database, plain);
+  if (command == "list") return list(database);
+  if (command == "revoke") return revoke(&database, plain);
+  throw OptionError("expected token add, token list or token revoke");
+}
+
+}  // namespace vorlan::server

@@ -1,0 +1,151 @@
+// vorlanserver: the program. It puts the parts together, in the order in which each needs those
+// before it, and takes them apart at SIGTERM, when workers live on.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "api/api.h"
+#include "base/event_log.h"
+#include "base/files.h"
+#include "http/http_server.h"
+#include "jobs/job_rows.h"
+#include "program/server_options.h"
+#include "program/token_command.h"
+#include "run/local_runner.h"
+
+namespace vorlan::server {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr double kMebibyte = 1024.0 * 1024.0;
+constexpr double kSecondsOfADay = 86400.0;
+constexpr const char* kFirstOwner = "admin";
+// Requests under way may end within this time after SIGTERM.
+constexpr auto kGraceTime = 2s;
+
+std::string worker_program(const Options& options) {
+  std::error_code error;
+  const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+  const std::string path =
+      options.worker.empty() ? (self.parent_path() / "vorlancli").string() : options.worker;
+  const auto whole = std::filesystem::absolute(path, error);
+  if (access(whole.c_str(), X_OK) != 0) {
+    throw OptionError("cannot run the worker '" + path + "': " + system_error());
+  }
+  return whole;
+}
+
+JobLimits make_limits(const Options& options) {
+  const auto processors = static_cast<int64_t>(std::max(1U, std::thread::hardware_concurrency()));
+  JobLimits limits;
+  limits.worker.threads =
+      options.threads > 0 ? options.threads : std::max<int64_t>(1, processors / 2);
+  limits.worker.time_limit = options.time_limit;
+  limits.worker.memory_mib = options.memory;
+  limits.worker.max_variables = options.max_variables;
+  limits.worker.max_constraints = options.max_constraints;
+  limits.slots = static_cast<size_t>(
+      options.slots > 0 ? options.slots : std::max<int64_t>(1, processors / limits.worker.threads));
+  limits.most_queued = static_cast<size_t>(options.max_jobs);
+  limits.retention_seconds = options.retention * kSecondsOfADay;
+  return limits;
+}
+
+bool is_loopback(const std::string& address) {
+  return address == "::1" || address.starts_with("127.");
+}
+
+void check(const Options& options) {
+  if (options.data.empty()) throw OptionError("--data DIR is missing; --help lists the options");
+  if (!is_loopback(options.listen) && !options.insecure) {
+    throw OptionError("--listen " + options.listen +
+                      ": beyond this machine requests and tokens would travel unencrypted; put a "
+                      "TLS proxy in front, or give --insecure");
+  }
+}
+
+// Makes what is missing. The lock keeps a second server off the folder.
+Descriptor open_data_folder(const std::string& data) {
+  std::error_code error;
+  std::filesystem::create_directories(data, error);
+  const bool made =
+      make_folder(data) && make_folder(data + "/incoming") && make_folder(data + "/jobs");
+  if (!made) throw OptionError("cannot make the data folder '" + data + "': " + system_error());
+  Descriptor lock = lock_file(data + "/lock");
+  if (!lock.valid()) throw OptionError("another server uses the data folder '" + data + "'");
+  return lock;
+}
+
+// What a new data folder's first token is, else empty.
+std::string first_token(Database* database) {
+  if (has_tokens(*database)) return {};
+  return add_token(database, kFirstOwner, Role::kAdmin, 0.0);
+}
+
+void announce(const std::string& address, uint16_t port, const std::string& token) {
+  const bool is_v6 = address.find(':') != std::string::npos;
+  std::printf("url: http://%s%s%s:%d\n", is_v6 ? "[" : "", address.c_str(), is_v6 ? "]" : "", port);
+  if (!token.empty()) std::printf("token: %s\n", token.c_str());
+  std::fflush(stdout);
+}
+
+int serve(const Options& options) {
+  check(options);
+  const std::string worker = worker_program(options);
+  const Descriptor data_lock = open_data_folder(options.data);
+  const std::string data = std::filesystem::canonical(options.data);
+  const std::string database_path = data + "/server.sqlite";
+  Loop loop;
+  Store store(&loop, database_path);
+  Database database(database_path);
+  WorkThread files(&loop);
+  LocalRunner runner(&loop, worker);
+  Jobs jobs(&loop, &store, &files, &runner, data, make_limits(options));
+  Api api(&loop, &jobs, &database, {static_cast<uint64_t>(options.max_upload * kMebibyte), data});
+  HttpServer http(&loop, &api, {});
+  jobs.recover(load_jobs(database));
+  const std::string failure = http.listen(options.listen, static_cast<uint16_t>(options.port));
+  if (!failure.empty()) throw OptionError(failure);
+  announce(options.listen, http.port(), first_token(&database));
+  log_event("serving", {{"port", std::to_string(http.port())}});
+  Loop::Handle grace;
+  const auto signals = loop.on_signals({SIGTERM, SIGINT}, [&](int) {
+    log_event("ending");
+    http.close();
+    grace = loop.after(http.num_connections() == 0 ? 0ms : kGraceTime, [&] { loop.stop(); });
+  });
+  loop.run();
+  return 0;
+}
+
+int run_program(const std::vector<std::string>& words) {
+  if (!words.empty() && words.front() == "token") {
+    return run_token_command({words.begin() + 1, words.end()});
+  }
+  const Options options = parse_options(words);
+  if (options.help) return std::fputs(options_help().c_str(), stdout) < 0;
+  if (options.version) return std::puts("vorlanserver " VORLAN_VERSION) < 0;
+  return serve(options);
+}
+
+}  // namespace
+}  // namespace vorlan::server
+
+int main(int argc, char** argv) {
+  umask(0077);
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return vorlan::server::run_program({argv + 1, argv + argc});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vorlanserver: %s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,123 @@
+// Words and files of a worker; see attempt.h.
+#include "run/attempt.h"
+
+#include <charconv>
+
+#include "base/files.h"
+
+namespace vorlan::server {
+namespace {
+
+constexpr const char* kErrorFile = "stderr";
+constexpr size_t kLongestCode = 256;
+constexpr size_t kLongestMessage = size_t{64} << 10;
+// The library's error line is among the last of a log.
+constexpr size_t kLogEnd = size_t{64} << 10;
+
+std::string shortest(double value) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+// The line "VLN_RES_ERR_NAME (number): text" by which the library tells a failure, if the text has
+// one; the last of them is what ended the run.
+struct ErrorLine {
+  std::string code, message;
+};
+std::optional<ErrorLine> find_error_line(const std::string& text) {
+  constexpr std::string_view kStart = "VLN_RES_ERR_";
+  for (size_t at = text.rfind(kStart); at != std::string::npos;
+       at = at == 0 ? std::string::npos : text.rfind(kStart, at - 1)) {
+    if (at != 0 && text[at - 1] != '\n') continue;
+    const std::string line = text.substr(at, text.find('\n', at) - at);
+    const size_t blank = line.find(" (");
+    const size_t colon = line.find("): ");
+    if (blank == std::string::npos || colon == std::string::npos) continue;
+    return ErrorLine{line.substr(0, blank), line.substr(colon + 3)};
+  }
+  return {};
+}
+
+std::string file_text(const std::string& path, size_t limit) {
+  return read_start(path, limit).value_or("");
+}
+
+// The worker ends by an uncaught exception when a command fails, and by a refused size.
+bool ended_by_itself(const std::string& folder) {
+  return file_text(folder + "/" + kErrorFile, kLongestMessage).find("terminate called") !=
+         std::string::npos;
+}
+
+void take_error_line(const std::string& folder, Verdict* verdict) {
+  for (const char* name : {kErrorFile, kLogFile}) {
+    const auto line = find_error_line(read_end(folder + "/" + name, kLogEnd).value_or(""));
+    if (!line) continue;
+    verdict->response = line->code;
+    verdict->message = line->message;
+    return;
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> worker_arguments(const std::string& problem,
+                                          const WorkerSettings& settings) {
+  std::vector<std::string> words = {"-log",
+                                    kLogFile,
+                                    "-pid-file",
+                                    kPidFile,
+                                    "-read:mode=safe",
+                                    "../" + problem,
+                                    "-d",
+                                    "VLN_SPAR_LOG_FILE",
+                                    kSolveLogFile,
+                                    "-d",
+                                    "VLN_IPAR_CHILD_PROCESS",
+                                    "automatic"};
+  const auto set = [&words](const char* name, const std::string& value) {
+    words.insert(words.end(), {"-d", name, value});
+  };
+  if (settings.threads > 0) set("VLN_IPAR_NUM_THREADS", std::to_string(settings.threads));
+  if (settings.memory_mib > 0) set("VLN_DPAR_MEMORY_LIMIT", shortest(settings.memory_mib));
+  std::string solve = "-solve:res=res,trm=trm,msg=msg";
+  if (settings.time_limit > 0) solve += ",time-limit=" + shortest(settings.time_limit);
+  if (settings.max_variables > 0) solve += ",max-numvar=" + std::to_string(settings.max_variables);
+  if (settings.max_constraints > 0) {
+    solve += ",max-numcon=" + std::to_string(settings.max_constraints);
+  }
+  words.insert(words.end(),
+               {"-indicator-file:started", kStartedFile, solve, "-write-solution:format=task+zstd",
+                "result", "-write-solution", "solution.json", "-write-solution", "solution.plain",
+                "-indicator-file:done", "done"});
+  return words;
+}
+
+const std::vector<FetchedFile>& fetched_files() {
+  static const std::vector<FetchedFile> files = {{"result", "application/zstd"},
+                                                 {"solution.json", "application/json"},
+                                                 {"solution.plain", "text/plain"},
+                                                 {kLogFile, "text/plain"},
+                                                 {kSolveLogFile, "text/plain"}};
+  return files;
+}
+
+Verdict judge_attempt(const std::string& folder) {
+  Verdict verdict;
+  const bool done = file_text(folder + "/done", kLongestCode) == "done";
+  const bool solved = exists(folder + "/res");
+  verdict.began = exists(folder + "/" + kPidFile);
+  verdict.solve_began = file_time(folder + "/" + kStartedFile).value_or(0.0);
+  verdict.response = file_text(folder + "/res", kLongestCode);
+  verdict.termination = file_text(folder + "/trm", kLongestCode);
+  verdict.message = file_text(folder + "/msg", kLongestMessage);
+  verdict.finished = done;
+  verdict.without_result = done && !solved;
+  if (!done && ended_by_itself(folder)) {
+    verdict.finished = true;
+    if (!solved || verdict.response == "VLN_RES_OK") take_error_line(folder, &verdict);
+    if (verdict.response.empty()) verdict.response = "VLN_RES_ERR_OPTIMIZER_DIED";
+  }
+  return verdict;
+}
+
+}  // namespace vorlan::server

@@ -1,0 +1,199 @@
+// Starting, watching and ending of processes; see local_runner.h.
+#include "run/local_runner.h"
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <chrono>
+#include <csignal>
+
+#include "run/attempt.h"
+
+namespace vorlan::server {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Between two looks at what no descriptor tells: a lock that a dying child still holds, a process
+// id that a worker has not written yet.
+constexpr auto kLookAgain = 10ms;
+// No single file of a worker may be larger.
+constexpr rlim_t kLargestFile = rlim_t{16} << 30;
+
+int open_process(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
+
+void signal_process(int descriptor, int signal) {
+  syscall(SYS_pidfd_send_signal, descriptor, signal, nullptr, 0);
+}
+
+pid_t read_pid(const std::string& folder) {
+  const std::string text = read_start(folder + "/" + kPidFile, 32).value_or("");
+  pid_t pid = -1;
+  const char* end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, pid);
+  return error == std::errc() && last == end ? pid : -1;
+}
+
+// In the child, between fork and exec: only calls that are safe there. Everything of the server is
+// closed but the lock.
+[[noreturn]] void become_worker(const char* folder, int lock, int null_device, char* const* words) {
+  setsid();
+  signal(SIGPIPE, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  const rlimit no_core = {0, 0};
+  const rlimit file_size = {kLargestFile, kLargestFile};
+  setrlimit(RLIMIT_CORE, &no_core);
+  setrlimit(RLIMIT_FSIZE, &file_size);
+  if (chdir(folder) != 0) _exit(126);
+  const int errors = open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (errors < 0 || dup2(null_device, 0) < 0 || dup2(errors, 1) < 0 || dup2(errors, 2) < 0) {
+    _exit(126);
+  }
+  if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) != 0 || fcntl(lock, F_SETFD, 0) != 0) _exit(126);
+  char path[] = "PATH=/usr/bin:/bin";
+  char locale[] = "LC_ALL=C";
+  char* environment[] = {path, locale, nullptr};
+  execve(words[0], words, environment);
+  _exit(127);
+}
+
+}  // namespace
+
+struct LocalRunner::Worker {
+  std::string job, folder;
+  Over over;
+  pid_t pid = -1;
+  bool is_child = false;
+  Descriptor process;  // a pidfd; not valid for an adopted worker that is on its way out
+  Loop::Handle watched;
+  Loop::Handle stopping;
+};
+
+LocalRunner::LocalRunner(Loop* loop, std::string program)
+    : loop_(loop), program_(std::move(program)) {}
+LocalRunner::~LocalRunner() = default;
+
+LocalRunner::Worker* LocalRunner::find(const std::string& job) {
+  const auto found = workers_.find(job);
+  return found == workers_.end() ? nullptr : found->second.get();
+}
+
+std::string LocalRunner::start(const AttemptPlace& place, const std::vector<std::string>& words,
+                               Over over) {
+  const Descriptor lock = lock_file(place.folder + "/" + kLockFile);
+  if (!lock.valid()) return "cannot lock the attempt's folder: " + system_error();
+  const Descriptor null_device = open_for_reading("/dev/null");
+  std::vector<std::string> all = words;
+  all.insert(all.begin(), program_);
+  std::vector<char*> pointers;
+  for (std::string& word : all) pointers.push_back(word.data());
+  pointers.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    become_worker(place.folder.c_str(), lock.get(), null_device.get(), pointers.data());
+  }
+  if (pid < 0) return "cannot start a process: " + system_error();
+  auto worker = std::make_unique<Worker>();
+  worker->job = place.job;
+  worker->folder = place.folder;
+  worker->over = std::move(over);
+  worker->pid = pid;
+  worker->is_child = true;
+  worker->process.reset(open_process(pid));
+  watch(std::move(worker));
+  return {};
+}
+
+// The id in the file is the worker's as long as the lock is held: so the descriptor of the process
+// is taken first and the lock looked at afterwards.
+bool LocalRunner::adopt(const AttemptPlace& place, Over over) {
+  auto worker = std::make_unique<Worker>();
+  worker->job = place.job;
+  worker->folder = place.folder;
+  worker->over = std::move(over);
+  worker->pid = read_pid(place.folder);
+  if (worker->pid > 0) worker->process.reset(open_process(worker->pid));
+  if (!is_locked(place.folder + "/" + kLockFile)) return false;
+  watch(std::move(worker));
+  return true;
+}
+
+void LocalRunner::watch(std::unique_ptr<Worker> owned) {
+  Worker* worker = owned.get();
+  workers_[worker->job] = std::move(owned);
+  if (!worker->process.valid()) {
+    watch_lock(worker);
+    return;
+  }
+  worker->watched =
+      loop_->when_readable(worker->process.get(), [this, worker] { watch_lock(worker); });
+}
+
+void LocalRunner::watch_lock(Worker* worker) {
+  worker->watched = loop_->after(0ms, [this, job = worker->job] { look(job); });
+}
+
+// The worker is gone or was never seen; a process that it left, which the system is ending, may
+// still hold the lock.
+void LocalRunner::look(const std::string& job) {
+  Worker* worker = find(job);
+  if (worker == nullptr) return;
+  if (worker->is_child && waitpid(worker->pid, nullptr, WNOHANG) == worker->pid) {
+    worker->is_child = false;
+  }
+  if (worker->is_child || is_locked(worker->folder + "/" + kLockFile)) {
+    worker->watched = loop_->after(kLookAgain, [this, job] { look(job); });
+    return;
+  }
+  const auto over = std::move(worker->over);
+  workers_.erase(job);
+  over(job);
+}
+
+void LocalRunner::stop(const std::string& job) {
+  Worker* worker = find(job);
+  if (worker != nullptr && worker->stopping == nullptr) try_stop(job);
+}
+
+// A worker obeys SIGTERM once it has written its process id; before that the signal would kill it.
+void LocalRunner::try_stop(const std::string& job) {
+  Worker* worker = find(job);
+  if (worker == nullptr) return;
+  const pid_t told = read_pid(worker->folder);
+  if (told > 0 && !worker->process.valid()) {
+    // Adopted before it had written its id.
+    worker->process.reset(open_process(told));
+    if (!is_locked(worker->folder + "/" + kLockFile)) return;
+  }
+  if (told > 0 && worker->process.valid()) {
+    signal_process(worker->process.get(), SIGTERM);
+    return;
+  }
+  worker->stopping = loop_->after(kLookAgain, [this, job] { try_stop(job); });
+}
+
+void LocalRunner::kill(const std::string& job) {
+  Worker* worker = find(job);
+  if (worker == nullptr) return;
+  const pid_t pid = worker->pid > 0 ? worker->pid : read_pid(worker->folder);
+  if (pid <= 0) {
+    worker->stopping = loop_->after(kLookAgain, [this, job] { kill(job); });
+    return;
+  }
+  // The worker leads a session and a process group of its own. While it is a child not waited for,
+  // or its lock is held by its group, the number is nobody else's.
+  if (!worker->is_child && !is_locked(worker->folder + "/" + kLockFile)) return;
+  // A child that has no group yet is alone.
+  if (::kill(-pid, SIGKILL) != 0 && worker->is_child) ::kill(pid, SIGKILL);
+}
+
+}  // namespace vorlan::server

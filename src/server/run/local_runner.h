@@ -1,0 +1,40 @@
+// Workers as processes of this machine. Each has a session of its own, so that all of it can be
+// killed, and lives on when the server ends or falls.
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "base/files.h"
+#include "base/loop.h"
+#include "run/job_runner.h"
+
+namespace vorlan::server {
+
+class LocalRunner : public Runner {
+ public:
+  // `program` is the worker's program.
+  LocalRunner(Loop* loop, std::string program);
+  ~LocalRunner() override;
+
+  std::string start(const AttemptPlace& place, const std::vector<std::string>& words,
+                    Over over) override;
+  bool adopt(const AttemptPlace& place, Over over) override;
+  void stop(const std::string& job) override;
+  void kill(const std::string& job) override;
+
+ private:
+  struct Worker;
+
+  void watch(std::unique_ptr<Worker> worker);
+  void watch_lock(Worker* worker);
+  void look(const std::string& job);
+  void try_stop(const std::string& job);
+  Worker* find(const std::string& job);
+
+  Loop* loop_;
+  std::string program_;
+  std::map<std::string, std::unique_ptr<Worker>> workers_;
+};
+
+}  // namespace vorlan::server

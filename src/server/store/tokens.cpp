@@ -1,0 +1,89 @@
+// The table of tokens; see tokens.h.
+#include "store/tokens.h"
+
+#include "base/digest.h"
+#include "base/files.h"
+
+namespace vorlan::server {
+namespace {
+
+constexpr std::string_view kPrefix = "vln_";
+constexpr size_t kIdBytes = 6;
+constexpr size_t kSecretBytes = 32;
+constexpr size_t kTextLength = kPrefix.size() + 2 * kIdBytes + 1 + 2 * kSecretBytes;
+
+struct RoleWord {
+  std::string_view word;
+  Role role;
+};
+constexpr RoleWord kRoles[] = {
+    {"read", Role::kRead}, {"submit", Role::kSubmit}, {"admin", Role::kAdmin}};
+
+constexpr const char* kColumns =
+    "SELECT id, owner, role, created, expires, revoked, hash FROM tokens";
+
+Token read_row(const Statement& row) {
+  return {row.text(0),   row.text(1),   role_of_word(row.text(2)).value_or(Role::kRead),
+          row.number(3), row.number(4), row.number(5)};
+}
+
+}  // namespace
+
+std::optional<Role> role_of_word(std::string_view word) {
+  for (const RoleWord& role : kRoles) {
+    if (role.word == word) return role.role;
+  }
+  return {};
+}
+
+const char* word_of(Role role) { return kRoles[static_cast<size_t>(role)].word.data(); }
+
+std::string add_token(Database* database, const std::string& owner, Role role, double expires) {
+  const std::string id = random_hex(kIdBytes);
+  const std::string secret = random_hex(kSecretBytes);
+  Statement insert(*database, "INSERT INTO tokens VALUES (?, ?, ?, ?, ?, ?, 0.0)");
+  insert.bind(0, id);
+  insert.bind(1, sha256(secret));
+  insert.bind(2, owner);
+  insert.bind(3, std::string_view(word_of(role)));
+  insert.bind(4, unix_time());
+  insert.bind(5, expires);
+  insert.step();
+  return std::string(kPrefix) + id + '_' + secret;
+}
+
+std::vector<Token> list_tokens(const Database& database) {
+  Statement rows(database, (std::string(kColumns) + " ORDER BY created").c_str());
+  std::vector<Token> tokens;
+  while (rows.step()) tokens.push_back(read_row(rows));
+  return tokens;
+}
+
+bool revoke_token(Database* database, const std::string& id) {
+  Statement update(*database,
+                   "UPDATE tokens SET revoked = ? WHERE id = ? AND revoked = 0.0 RETURNING id");
+  update.bind(0, unix_time());
+  update.bind(1, id);
+  const bool found = update.step();
+  while (found && update.step()) continue;
+  return found;
+}
+
+bool has_tokens(const Database& database) {
+  return Statement(database, "SELECT 1 FROM tokens LIMIT 1").step();
+}
+
+std::optional<Token> find_token(const Database& database, std::string_view text) {
+  if (text.size() != kTextLength || !text.starts_with(kPrefix)) return {};
+  Statement row(database, (std::string(kColumns) + " WHERE id = ?").c_str());
+  row.bind(0, text.substr(kPrefix.size(), 2 * kIdBytes));
+  if (!row.step()) return {};
+  const Token token = read_row(row);
+  const bool valid =
+      equal_secrets(sha256(text.substr(kTextLength - 2 * kSecretBytes)), row.text(6));
+  const bool expired = token.expires != 0.0 && token.expires <= unix_time();
+  if (!valid || expired || token.revoked != 0.0) return {};
+  return token;
+}
+
+}  // namespace vorlan::server

@@ -2,18 +2,16 @@
 #include "file/descriptor_io.h"
 
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <ctime>
 #include <string>
 
 #include "file/numbers.h"
 #include "task/text.h"
+#include "task/write_signals.h"
 
 namespace vorlan {
 namespace {
@@ -28,47 +26,6 @@ bool try_again(int descriptor, short event) {
   pollfd waited{descriptor, event, 0};
   return ::poll(&waited, 1, -1) >= 0 || errno == EINTR;
 }
-
-// Holds back the signals that a failing write raises, in this thread, and takes them away again.
-class WriteSignals {
- public:
-  WriteSignals() {
-    sigset_t raised;
-    sigemptyset(&raised);
-    for (const int signal : kSignals) sigaddset(&raised, signal);
-    sigset_t pending;
-    sigpending(&pending);
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-      pending_before_[i] = sigismember(&pending, kSignals[i]) == 1;
-    }
-    pthread_sigmask(SIG_BLOCK, &raised, &mask_before_);
-  }
-  ~WriteSignals() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
-  WriteSignals(const WriteSignals&) = delete;
-  WriteSignals& operator=(const WriteSignals&) = delete;
-
-  // A signal that was pending before is someone else's and stays.
-  void discard_raised() const {
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-      if (!pending_before_[i]) discard(kSignals[i]);
-    }
-  }
-
- private:
-  static constexpr std::array<int, 2> kSignals = {SIGPIPE, SIGXFSZ};
-
-  static void discard(int signal) {
-    sigset_t one;
-    sigemptyset(&one);
-    sigaddset(&one, signal);
-    const timespec no_time{0, 0};
-    while (sigtimedwait(&one, nullptr, &no_time) < 0 && errno == EINTR) {
-    }
-  }
-
-  sigset_t mask_before_;
-  std::array<bool, kSignals.size()> pending_before_ = {};
-};
 
 }  // namespace
 

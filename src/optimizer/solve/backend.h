@@ -91,11 +91,26 @@ struct Incumbent {
 // A backend that was stopped, and has no point of its own, has the last incumbent.
 void keep_incumbent(Incumbent best, BackendResult* result);
 
-// How well an answer fits the model; for the log. Infinite where there is nothing to measure.
+// How well an answer fits the model. Infinite where there is nothing to measure, or where there was
+// no time for it.
 struct Residuals {
   double primal = kInfinity;
   double dual = kInfinity;
   double gap = kInfinity;
+};
+
+// What the checker says of an answer.
+struct Verdict {
+  Residuals residuals;
+  bool ray_holds = false;  // the answer's certificate is one
+};
+
+// An answer that was held against the model. Whoever takes it needs no more than a look at each
+// number: all that can last, finding and checking, is done.
+struct Answer {
+  BackendResult result;
+  Verdict verdict;
+  bool is_held = false;  // by the task from an earlier solve
 };
 
 // A backend's way to the outside while it runs.
@@ -109,11 +124,17 @@ class BackendMonitor {
   // A better feasible point of a mixed-integer model; barx is empty where it has no matrix
   // variables.
   virtual void incumbent(std::span<const double> x, std::span<const double> barx) = 0;
+  // Whether it is time for keep again: the point costs something to make.
+  virtual bool wants_point() { return false; }
+  // The point, with multipliers if there are any, that stands should the process end before the
+  // solve does. Its violation of the constraints is infinite where nobody has measured it.
+  virtual void keep(const BackendResult& /*point*/, double /*primal_violation*/) {}
 };
 
 struct Backend {
   const char* name;
-  // Solves within the seconds given. A failure means that there is no result; a stop is none.
+  // Solves within the seconds given, as far as the method looks at them: the monitor, which knows
+  // the limit too, is asked at every step. A failure means that there is no result; a stop is none.
   Status (*solve)(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                   BackendMonitor* monitor, BackendResult* result);
 };

@@ -98,16 +98,22 @@ bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan,
   return holds;
 }
 
+bool find_held_point(const MinimizeProblem& problem, BackendResult* point) {
+  if (problem.start == nullptr || !fits(problem.model, *problem.start)) return false;
+  const SolutionStatus status = problem.start->status;
+  const bool is_point =
+      status == SolutionStatus::kOptimal || status == SolutionStatus::kIntegerOptimal ||
+      status == SolutionStatus::kPrimalFeasible || status == SolutionStatus::kPrimalAndDualFeasible;
+  if (is_point) *point = answer_of(problem, *problem.start);
+  return is_point;
+}
+
 void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                      BackendResult* result) {
   const bool has_none = result->outcome == Outcome::kStopped && result->x.empty();
-  if (!has_none || problem.start == nullptr || !fits(problem.model, *problem.start)) return;
-  const SolutionStatus status = problem.start->status;
-  const bool held_point =
-      status == SolutionStatus::kOptimal || status == SolutionStatus::kIntegerOptimal ||
-      status == SolutionStatus::kPrimalFeasible || status == SolutionStatus::kPrimalAndDualFeasible;
-  BackendResult held = answer_of(problem, *problem.start);
-  if (!held_point || primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
+  BackendResult held;
+  if (!has_none || !find_held_point(problem, &held)) return;
+  if (primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
   held.outcome = result->outcome;
   held.termination = result->termination;
   held.progress = result->progress;

@@ -13,6 +13,9 @@ namespace vorlan {
 // and to the tolerances of now.
 bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan, BackendResult* result);
 
+// The point that the task holds, feasible for the model or not; false if it holds none.
+bool find_held_point(const MinimizeProblem& problem, BackendResult* point);
+
 // Gives a solve that was stopped without a point the one that the task held, if that is feasible
 // for the model: nothing that was found gets lost by going on.
 void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tolerances,

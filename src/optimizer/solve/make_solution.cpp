@@ -138,22 +138,30 @@ Residuals measure(const MinimizeProblem& problem, const BackendResult& result) {
   return residuals;
 }
 
-void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
+bool check_dual_ray(const MinimizeProblem& problem, BackendResult* result) {
   normalize_ray(&result->y, &result->snx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
   const auto holds = ill_posed ? complete_ill_posed_dual_ray : complete_dual_ray;
-  if (!holds(problem.model, result)) return;
+  return holds(problem.model, result);
+}
+
+void make_dual_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
+  const bool ill_posed = result->outcome == Outcome::kIllPosed;
   solution->status = ill_posed ? SolutionStatus::kPrimalIllPosedCertificate
                                : SolutionStatus::kPrimalInfeasibleCertificate;
   set_duals(problem, *result, solution);
   if (!problem.model.quadratic_coefficients.empty()) solution->xx = std::move(result->x);
 }
 
-void make_primal_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
+bool check_primal_ray(const MinimizeProblem& problem, BackendResult* result) {
   normalize_ray(&result->x, &result->barx);
   const bool ill_posed = result->outcome == Outcome::kIllPosed;
   const auto holds = ill_posed ? complete_ill_posed_primal_ray : complete_primal_ray;
-  if (!holds(problem, result)) return;
+  return holds(problem, result);
+}
+
+void make_primal_ray(const MinimizeProblem& problem, BackendResult* result, Solution* solution) {
+  const bool ill_posed = result->outcome == Outcome::kIllPosed;
   solution->status = ill_posed ? SolutionStatus::kDualIllPosedCertificate
                                : SolutionStatus::kDualInfeasibleCertificate;
   const double objective = linear_objective_sum(problem, result->x, result->barx).value;
@@ -223,12 +231,12 @@ bool is_claim_without_point(Outcome outcome) {
 
 // All but the keys of a continuous model's solution. False if the answer holds nothing.
 bool set_values(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
-                BackendResult* result, Residuals* residuals, Solution* solution) {
+                const Verdict& verdict, BackendResult* result, Solution* solution) {
   if (is_claim_without_point(result->outcome)) {
     solution->problem_status = claimed_problem_status(result->outcome);
-    if (result->certificate == Certificate::kDualRay) {
+    if (verdict.ray_holds && result->certificate == Certificate::kDualRay) {
       make_dual_ray(problem, result, solution);
-    } else if (result->certificate == Certificate::kPrimalRay) {
+    } else if (verdict.ray_holds && result->certificate == Certificate::kPrimalRay) {
       make_primal_ray(problem, result, solution);
     }
     // What only a ray can show.
@@ -239,8 +247,7 @@ bool set_values(const MinimizeProblem& problem, const ClaimTolerances& tolerance
     return true;
   }
   if (!has_point(problem.model, *result) || result->outcome == Outcome::kUnknown) return false;
-  *residuals = measure(problem, *result);
-  set_point_status(result->outcome, *residuals, tolerances, solution);
+  set_point_status(result->outcome, verdict.residuals, tolerances, solution);
   set_duals(problem, *result, solution);
   solution->dual_objective += problem.model.constant;
   set_point(problem, result, solution);
@@ -255,10 +262,28 @@ void complete(const MinimizeProblem& problem, Certificate certificate, Solution*
 
 }  // namespace
 
+Verdict check_answer(const MinimizeProblem& problem, SolutionKind kind, BackendResult* answer) {
+  const bool integer = kind == SolutionKind::kInteger;
+  Verdict verdict;
+  if (is_claim_without_point(answer->outcome)) {
+    if (answer->certificate == Certificate::kPrimalRay) {
+      verdict.ray_holds = check_primal_ray(problem, answer);
+    } else if (answer->certificate == Certificate::kDualRay && !integer) {
+      verdict.ray_holds = check_dual_ray(problem, answer);
+    }
+  } else if (integer && has_point(problem.model, *answer)) {
+    verdict.residuals.primal = primal_violation(problem.model, answer->x, answer->barx);
+  } else if (!integer && has_point(problem.model, *answer) &&
+             answer->outcome != Outcome::kUnknown) {
+    verdict.residuals = measure(problem, *answer);
+  }
+  return verdict;
+}
+
 Solution make_basic_solution(const MinimizeProblem& problem, BackendResult&& result,
-                             const ClaimTolerances& tolerances, Residuals* residuals) {
+                             const ClaimTolerances& tolerances, const Verdict& verdict) {
   Solution solution;
-  if (!set_values(problem, tolerances, &result, residuals, &solution)) return solution;
+  if (!set_values(problem, tolerances, verdict, &result, &solution)) return solution;
   solution.skx = std::move(result.var_key);
   solution.skc = std::move(result.con_key);
   complete(problem, result.certificate, &solution);
@@ -266,9 +291,9 @@ Solution make_basic_solution(const MinimizeProblem& problem, BackendResult&& res
 }
 
 Solution make_interior_solution(const MinimizeProblem& problem, BackendResult&& result,
-                                const ClaimTolerances& tolerances, Residuals* residuals) {
+                                const ClaimTolerances& tolerances, const Verdict& verdict) {
   Solution solution;
-  if (!set_values(problem, tolerances, &result, residuals, &solution)) return solution;
+  if (!set_values(problem, tolerances, verdict, &result, &solution)) return solution;
   if (!is_claim_without_point(result.outcome)) {
     const Model& model = problem.model;
     solution.skx = interior_keys(solution.xx, result.d, model.var_lower, model.var_upper);
@@ -279,17 +304,16 @@ Solution make_interior_solution(const MinimizeProblem& problem, BackendResult&& 
 }
 
 Solution make_integer_solution(const MinimizeProblem& problem, BackendResult&& result,
-                               const ClaimTolerances& tolerances, Residuals* residuals) {
+                               const ClaimTolerances& tolerances, const Verdict& verdict) {
   Solution solution;
   if (is_claim_without_point(result.outcome)) {
     solution.problem_status = claimed_problem_status(result.outcome);
-    if (result.certificate == Certificate::kPrimalRay) make_primal_ray(problem, &result, &solution);
+    if (verdict.ray_holds) make_primal_ray(problem, &result, &solution);
     fill_missing(problem.model, &solution);
     return solution;
   }
   if (!has_point(problem.model, result)) return solution;
-  residuals->primal = primal_violation(problem.model, result.x, result.barx);
-  if (residuals->primal <= tolerances.primal) {
+  if (verdict.residuals.primal <= tolerances.primal) {
     const bool optimal = result.outcome == Outcome::kOptimal;
     solution.problem_status = ProblemStatus::kPrimalFeasible;
     solution.status = optimal ? SolutionStatus::kIntegerOptimal : SolutionStatus::kPrimalFeasible;

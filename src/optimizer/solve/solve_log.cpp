@@ -99,12 +99,37 @@ void log_start(const Task& task) {
   task.log_text(kLogSummary, text);
 }
 
+namespace {
+
+bool is_optimal(const Solution& solution) {
+  return solution.status == SolutionStatus::kOptimal ||
+         solution.status == SolutionStatus::kIntegerOptimal;
+}
+
+const char* describe_origin(const SolveEnd& end) {
+  if (end.is_held && end.outcome == Outcome::kOptimal) {
+    return "The solution that the task holds is optimal for this model\n";
+  }
+  return end.is_held ? "The certificate that the task holds proves the same of this model\n" : "";
+}
+
+const char* describe_refusal(const SolveEnd& end) {
+  if (end.outcome != Outcome::kOptimal || is_optimal(end.solution)) return "";
+  return "The optimizer claims an optimum, but its residuals are too large: the status is what "
+         "they "
+         "bear out\n";
+}
+
+}  // namespace
+
 void log_end(const Task& task, const SolveEnd& end) {
   const Solution& solution = end.solution;
   const Progress& progress = end.progress;
   const Residuals& residuals = end.residuals;
   const bool integer = end.kind == SolutionKind::kInteger;
-  std::string text = "Optimization ended";
+  std::string text = describe_origin(end);
+  text += describe_refusal(end);
+  text += "Optimization ended";
   if (end.termination != Code::kOk) {
     text += format_text(": %s", find_code(static_cast<int32_t>(end.termination))->text);
   }

@@ -12,6 +12,8 @@ namespace vorlan {
 // What a solve comes to.
 struct SolveEnd {
   SolutionKind kind = SolutionKind::kBasic;
+  Outcome outcome = Outcome::kUnknown;  // what was claimed
+  bool is_held = false;                 // by the task from an earlier solve
   Code termination = Code::kOk;
   Progress progress;
   Solution solution;
@@ -20,6 +22,8 @@ struct SolveEnd {
 };
 
 void log_start(const Task& task);
+// Also says where the answer is one that was held, and where the statuses are weaker than the
+// claim.
 void log_end(const Task& task, const SolveEnd& end);
 std::vector<Figure> make_figures(const Model& model, const SolveEnd& end);
 

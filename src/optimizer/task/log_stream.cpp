@@ -1,4 +1,4 @@
-// The log stream: a descriptor or a function. Files are written with write(2), unbuffered.
+// The log stream: a file or a function.
 #include "task/log_stream.h"
 
 #include <fcntl.h>
@@ -25,21 +25,7 @@ Status open_log(const char* filename, bool append, std::string_view shown_name, 
           format_text("cannot open log file '%s': %s", std::string(shown_name).c_str(), cause)};
 }
 
-void close_log(int* descriptor) {
-  if (*descriptor >= 0) ::close(*descriptor);
-  *descriptor = -1;
-}
-
 }  // namespace
-
-void write_to_descriptor(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return;  // a full disk must not end a solve: the text is lost, nothing else
-    text.remove_prefix(static_cast<size_t>(written));
-  }
-}
 
 LogStream::~LogStream() {
   unlink();
@@ -51,7 +37,7 @@ Status LogStream::link_file(const char* filename, bool append, std::string_view 
   Status status = open_log(filename, append, shown_name, &descriptor);
   if (!status.ok()) return status;
   unlink();
-  descriptor_ = descriptor;
+  file_.open(descriptor);
   return {};
 }
 
@@ -63,27 +49,28 @@ void LogStream::link_function(void* handle, vlnstreamfunc function) {
 
 Status LogStream::open_copy(const char* filename, std::string_view shown_name) {
   close_copy();
-  return open_log(filename, false, shown_name, &copy_);
+  int descriptor = -1;
+  Status status = open_log(filename, false, shown_name, &descriptor);
+  if (status.ok()) copy_.open(descriptor);
+  return status;
 }
 
-void LogStream::close_copy() { close_log(&copy_); }
+void LogStream::close_copy() { copy_.close(); }
 
-void LogStream::write_copy(const std::string& text) const {
-  if (copy_ >= 0) write_to_descriptor(copy_, text);
-}
+void LogStream::write_copy(const std::string& text) { copy_.write(text); }
 
-void LogStream::write(const std::string& text) const {
+void LogStream::write(const std::string& text) {
   if (text.empty()) return;
   if (function_ != nullptr) {
     function_(handle_, text.c_str());
-  } else if (descriptor_ >= 0) {
-    write_to_descriptor(descriptor_, text);
+  } else {
+    file_.write(text);
   }
   write_copy(text);
 }
 
 void LogStream::unlink() {
-  close_log(&descriptor_);
+  file_.close();
   function_ = nullptr;
   handle_ = nullptr;
 }

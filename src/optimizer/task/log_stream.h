@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "task/status.h"
+#include "task/text_sink.h"
 #include "vorlan.h"
 
 namespace vorlan {
@@ -28,24 +29,21 @@ class LogStream {
   Status open_copy(const char* filename, std::string_view shown_name);
   void close_copy();
   // Writes to that file alone.
-  void write_copy(const std::string& text) const;
+  void write_copy(const std::string& text);
 
-  bool linked() const { return descriptor_ >= 0 || function_ != nullptr; }
+  bool linked() const { return file_.is_open() || function_ != nullptr; }
 
   // Hands a piece of text on at once, so that the log of a killed run is whole; dropped when
   // unlinked.
-  void write(const std::string& text) const;
+  void write(const std::string& text);
 
  private:
   void unlink();
 
-  int descriptor_ = -1;
-  int copy_ = -1;
+  TextSink file_;
+  TextSink copy_;
   vlnstreamfunc function_ = nullptr;
   void* handle_ = nullptr;
 };
-
-// Writes all of the text to an open descriptor as far as the system lets it.
-void write_to_descriptor(int descriptor, std::string_view text);
 
 }  // namespace vorlan

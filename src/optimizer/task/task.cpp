@@ -1,9 +1,8 @@
 // What a task says to people.
 #include "task/task.h"
 
-#include <unistd.h>
-
 #include "task/text.h"
+#include "task/text_sink.h"
 
 namespace vorlan {
 
@@ -22,7 +21,7 @@ void Task::report(const Status& failure) {
   if (log.linked()) {
     log.write(line);
   } else {
-    write_to_descriptor(STDERR_FILENO, line);
+    write_to_standard_error(line);
   }
 }
 

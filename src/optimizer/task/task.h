@@ -27,7 +27,7 @@ struct Task {
   Parameters parameters;
   std::array<Solution, kNumSolutions> solutions;
   SolverResult solver_result;
-  LogStream log;
+  mutable LogStream log;  // of the task's state, saying something changes nothing
   Callback callback;
   KilledChildren killed_children;
 

@@ -1,6 +1,9 @@
 // The log stream and echoes through the C interface.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -107,7 +110,7 @@ int print_beat(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*
   return 0;
 }
 
-// What the optimizer prints is kept off standard output; what the caller's functions print is not.
+// The optimizer prints nothing by itself; what the caller's functions print is the caller's.
 TEST_F(LogStream, AStreamFunctionMayPrintToStandardOutput) {
   for (const char* child : {"on", "off"}) {
     const std::string path = write_test_file("model.mps", two_products(-1));
@@ -138,6 +141,93 @@ TEST_F(LogStream, OperationsFromInsideTheStreamFunctionAreRefused) {
   ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, &handle, call_back_in), VLN_RES_OK);
   EXPECT_EQ(VLN_echotask(task_, 0, "text\n"), VLN_RES_OK);
   EXPECT_EQ(handle.second, "VLN_RES_ERR_TASK_BUSYVLN_RES_ERR_TASK_BUSY");
+}
+
+// ---- Files and pipes that take no more ------------------------------------------------------
+
+// A pipe by name, as a log file may be one. Its reader is the test.
+class LogPipe : public LogStream {
+ protected:
+  void SetUp() override {
+    LogStream::SetUp();
+    path_ = test_file_path("pipe");
+    std::filesystem::remove(path_);
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader_, 0);
+    ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path_.c_str(), 0), VLN_RES_OK);
+  }
+  void TearDown() override {
+    LogStream::TearDown();
+    close_reader();
+  }
+
+  void close_reader() {
+    if (reader_ >= 0) close(reader_);
+    reader_ = -1;
+  }
+
+  std::string read_all() const {
+    std::string text;
+    char buffer[65536];
+    for (ssize_t count = 0; (count = read(reader_, buffer, sizeof buffer)) > 0;) {
+      text.append(buffer, static_cast<size_t>(count));
+    }
+    return text;
+  }
+
+  std::string path_;
+  int reader_ = -1;
+};
+
+TEST_F(LogPipe, TextThatNobodyReadsIsDroppedAndTheLogSaysHowMuch) {
+  const std::string line = std::string(99, 'x') + "\n";
+  size_t written = 0;
+  for (int i = 0; i < 3000; ++i, written += line.size()) {
+    ASSERT_EQ(VLN_echotask(task_, 0, "%s", line.c_str()), VLN_RES_OK);
+  }
+  const std::string first = read_all();
+  EXPECT_LT(first.size(), written) << "a pipe holds less than that";
+  ASSERT_EQ(VLN_echotask(task_, 0, "the reader is back\n"), VLN_RES_OK);
+  const std::string second = read_all();
+  const std::string dropped = std::to_string(written - first.size());
+  EXPECT_EQ(second, "[" + dropped +
+                        " bytes of log text are dropped here: they could not be written in time]\n"
+                        "the reader is back\n");
+}
+
+// As when the reader of a terminal's pipe was ended: the process must live on.
+TEST_F(LogPipe, AReaderThatWentAwayEndsNothing) {
+  ASSERT_EQ(VLN_echotask(task_, 0, "read\n"), VLN_RES_OK);
+  EXPECT_EQ(read_all(), "read\n");
+  close_reader();
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(VLN_echotask(task_, 0, "lost\n"), VLN_RES_OK);
+}
+
+// /dev/full takes nothing, as a full disk.
+TEST_F(LogStream, AFullDiskIsToldOnceOnStandardError) {
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, "/dev/full", 0), VLN_RES_OK);
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(VLN_echotask(task_, 0, "lost\n"), VLN_RES_OK);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "The log is not complete, since it could not be written: No space left on device\n");
+}
+
+TEST_F(LogStream, ALimitOnTheSizeOfFilesEndsNothing) {
+  const std::string path = test_file_path("run.log");
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 0), VLN_RES_OK);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  rlimit limit = before;
+  limit.rlim_cur = 8;
+  testing::internal::CaptureStderr();
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  const VLNrescode_enum code = VLN_echotask(task_, 0, "more than eight bytes\n");
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(code, VLN_RES_OK);
+  EXPECT_EQ(read_whole_file(path), "more tha");
+  // Here standard error is a file, too, and takes as little.
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "The log ");
 }
 
 }  // namespace

@@ -19,9 +19,10 @@ using test::SolvedModel;
 constexpr double kInf = kInfinity;
 
 Solution interior(const Model& model, BackendResult answer) {
-  Residuals residuals;
+  const MinimizeProblem problem(model);
   const ClaimTolerances tolerances(model, Parameters());
-  return make_interior_solution(MinimizeProblem(model), std::move(answer), tolerances, &residuals);
+  const Verdict verdict = check_answer(problem, SolutionKind::kInterior, &answer);
+  return make_interior_solution(problem, std::move(answer), tolerances, verdict);
 }
 
 SolvedModel solved_model(const std::string& name) {
@@ -196,10 +197,10 @@ TEST(InteriorSolution, CrossedBounds) {
 TEST(InteriorSolution, IntegerSolutionsHaveMatrixVariablesToo) {
   SolvedModel solved = solved_model("quadratic cone");
   solved.model.var_kind[1] = VarKind::kInteger;
-  Residuals residuals;
+  const MinimizeProblem problem(solved.model);
   const ClaimTolerances tolerances(solved.model, Parameters());
-  const Solution s = make_integer_solution(MinimizeProblem(solved.model), std::move(solved.answer),
-                                           tolerances, &residuals);
+  const Verdict verdict = check_answer(problem, SolutionKind::kInteger, &solved.answer);
+  const Solution s = make_integer_solution(problem, std::move(solved.answer), tolerances, verdict);
   EXPECT_EQ(s.status, SolutionStatus::kIntegerOptimal);
   EXPECT_EQ(s.snx, (std::vector<double>{0.0, 0.0, 0.0}));
   EXPECT_EQ(s.primal_objective, 5.0);
@@ -236,9 +237,12 @@ TEST(SharedResult, HandsOverConesAndMatrices) {
   for (const SolvedModel& solved : solved_models()) {
     SharedResult shared(solved.model);
     ASSERT_TRUE(shared.mapped());
-    shared.finish({}, solved.answer);
-    BackendResult taken;
-    ASSERT_TRUE(shared.take(&taken).ok());
+    Answer answer;
+    answer.result = solved.answer;
+    shared.finish({}, answer);
+    Answer handed_over;
+    ASSERT_TRUE(shared.take(&handed_over).ok());
+    const BackendResult& taken = handed_over.result;
     for (auto array : {&BackendResult::x, &BackendResult::y, &BackendResult::d, &BackendResult::snx,
                        &BackendResult::barx, &BackendResult::bars}) {
       EXPECT_EQ(taken.*array, solved.answer.*array) << solved.name;

@@ -48,18 +48,28 @@ class ChildProcess : public testing::Test {
   using Solve = decltype(Backend::solve);
 
   Status run(Solve solve) {
-    const Backend backend = {"test", solve};
     const MinimizeProblem problem(task_.model);
+    return run(
+        [&](const Parameters& parameters, double seconds, BackendMonitor* monitor, Answer* answer) {
+          return solve(problem, parameters, seconds, monitor, &answer->result);
+        });
+  }
+
+  Status run(const Work& work) {
     Listener listener(&task_);
+    Answer answer;
     const double start = monotonic_seconds();
-    Status status = run_in_child(backend, problem, &task_, &listener, &result_);
+    Status status = run_in_child(work, &task_, &listener, &answer);
     seconds_ = monotonic_seconds() - start;
+    result_ = std::move(answer.result);
+    verdict_ = answer.verdict;
     return status;
   }
 
   vlntaskt task_;
   Caller caller_;
   BackendResult result_;
+  Verdict verdict_;
   double seconds_ = 0.0;
 };
 
@@ -183,22 +193,17 @@ TEST_F(ChildProcess, PrintedTextAndLogTextReachTheLogInOrder) {
 }
 
 TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {
-  const std::string path = testing::TempDir() + "/pending.txt";
-  std::FILE* file = std::fopen(path.c_str(), "w");
-  ASSERT_NE(file, nullptr);
-  std::fputs("once", file);
-  ASSERT_TRUE(run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
-                     BackendResult*) -> Status {
-                std::fflush(nullptr);
-                return {};
-              }).ok());
-  EXPECT_EQ(std::fclose(file), 0);
-  char text[16] = "";
-  file = std::fopen(path.c_str(), "r");
-  EXPECT_EQ(std::fread(text, 1, sizeof text - 1, file), 4u);
-  EXPECT_STREQ(text, "once");
-  std::fclose(file);
-  std::remove(path.c_str());
+  testing::internal::CaptureStdout();
+  std::fputs("once", stdout);
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                               BackendResult*) -> Status {
+    std::fputs("printed", stdout);
+    std::fflush(stdout);
+    return {};
+  });
+  ASSERT_TRUE(status.ok());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "once");
+  EXPECT_EQ(caller_.log, "printed\n");
 }
 
 TEST_F(ChildProcess, MuchLogTextArrivesWhole) {
@@ -264,6 +269,58 @@ TEST_F(ChildProcess, LastIncumbentHasItsMatrixVariables) {
   EXPECT_EQ(result_.outcome, Outcome::kStopped);
   EXPECT_EQ(result_.x, (std::vector<double>{4.0, 40.0}));
   EXPECT_EQ(result_.barx, (std::vector<double>{4.0, 0.5, 5.0, 28.0}));
+}
+
+// An interior point has its multipliers too, and may be known to be feasible.
+TEST_F(ChildProcess, LastPointOfAKilledBackendIsWhole) {
+  caller_.stop_at_call = 10;
+  ASSERT_TRUE(run([](const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                     BackendMonitor* monitor, BackendResult* result) -> Status {
+                BackendResult point;
+                point.x = {1.0, 2.0};
+                point.y = {3.0};
+                point.d = {4.0, 5.0};
+                monitor->keep(point, kInfinity);
+                EXPECT_FALSE(monitor->wants_point()) << "it has just got one";
+                point.y = {6.0};
+                monitor->keep(point, 1e-9);
+                return hang(problem, parameters, seconds, monitor, result);
+              }).ok());
+  EXPECT_EQ(result_.outcome, Outcome::kStopped);
+  EXPECT_EQ(result_.x, (std::vector<double>{1.0, 2.0}));
+  EXPECT_EQ(result_.y, (std::vector<double>{6.0}));
+  EXPECT_EQ(result_.d, (std::vector<double>{4.0, 5.0}));
+  EXPECT_EQ(verdict_.residuals.primal, 1e-9);
+  EXPECT_EQ(verdict_.residuals.dual, kInfinity) << "nobody has measured it";
+}
+
+TEST_F(ChildProcess, HandsTheVerdictOver) {
+  ASSERT_TRUE(run(Work([](const Parameters&, double, BackendMonitor*, Answer* answer) -> Status {
+                answer->verdict.residuals = {1.0, 2.0, 3.0};
+                answer->verdict.ray_holds = true;
+                return {};
+              })).ok());
+  EXPECT_EQ(verdict_.residuals.primal, 1.0);
+  EXPECT_EQ(verdict_.residuals.dual, 2.0);
+  EXPECT_EQ(verdict_.residuals.gap, 3.0);
+  EXPECT_TRUE(verdict_.ray_holds);
+}
+
+// A solve that is to stop before it begins still looks at what the task holds.
+TEST_F(ChildProcess, AStopBeforeTheBeginningReachesTheWork) {
+  caller_.stop_at_call = 1;
+  Listener listener(&task_);
+  ASSERT_TRUE(listener.beat_now({}));
+  Answer answer;
+  const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer* found) {
+    found->result.outcome = monitor->should_stop({}) ? Outcome::kStopped : Outcome::kOptimal;
+    found->result.x = {1.0, 2.0};
+    return Status();
+  };
+  ASSERT_TRUE(run_in_child(work, &task_, &listener, &answer).ok());
+  EXPECT_EQ(answer.result.outcome, Outcome::kStopped);
+  EXPECT_EQ(answer.result.termination, Code::kTrmUserCallback);
+  EXPECT_EQ(answer.result.x, (std::vector<double>{1.0, 2.0}));
 }
 
 TEST_F(ChildProcess, ObedientBackendEndsByItself) {

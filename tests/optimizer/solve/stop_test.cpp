@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <sstream>
 #include <string>
 
 #include "task_support.h"
@@ -164,6 +165,36 @@ TEST_F(Stop, NeitherAStopNorAnOldTimeLimitMakesALaterWriteFail) {
               VLN_RES_OK);
     EXPECT_EQ(beat_.calls, calls) << "only a solve calls it";
   }
+}
+
+int stop_after_second_iteration(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*,
+                                const long* longs) {
+  return longs[1] >= 2;
+}
+
+// The relaxation of a maximum cut: max <C, X>, diag(X) = 1. One iteration on so many nodes takes
+// longer than the grace of a stop, so that the solve's process is killed in the middle of one.
+std::string large_semidefinite_model() {
+  constexpr int kNodes = 900;
+  std::ostringstream text;
+  text << kNodes << "\n1\n" << kNodes << '\n';
+  for (int i = 0; i < kNodes; ++i) text << "1 ";
+  text << '\n';
+  for (int i = 1; i <= kNodes; ++i) {
+    text << "0 1 " << i << ' ' << i << " 2\n";
+    if (i < kNodes) text << "0 1 " << i << ' ' << i + 1 << " -1\n";
+  }
+  for (int i = 1; i <= kNodes; ++i) text << i << " 1 " << i << ' ' << i << " 1\n";
+  return text.str();
+}
+
+TEST(StopConic, AnIterationThatIsLongerThanTheGraceLeavesTheLastIterate) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("cut.dat-s", large_semidefinite_model()), VLN_RES_OK);
+  ASSERT_EQ(VLN_putcallbackfunc(task, stop_after_second_iteration, nullptr), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
+  ASSERT_TRUE(task.defined(0)) << task.log();
+  EXPECT_GT(std::fabs(task.objective(0)), 0.0);
 }
 
 // Neither after a solve that ended by itself nor after one that was stopped.

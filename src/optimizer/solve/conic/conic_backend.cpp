@@ -161,6 +161,11 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   scaling_.row = spread(scaling.row, kept_, num_row, 1.0);
   const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
   conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
+  // Of another model than the caller's nothing is of use.
+  if (may_have_ray) {
+    method.offer_points(
+        [&](const conic::InteriorPoint& iterate) { monitor_->keep(restore(iterate), kInfinity); });
+  }
   conic::InteriorPoint point;
   status = method.run(&point);
   if (!status.ok()) return status;

@@ -306,6 +306,15 @@ void InteriorPointMethod::store_point(InteriorPoint* result, const Iterate& iter
   }
 }
 
+// The next iteration may take longer than anybody waits.
+void InteriorPointMethod::offer_point() const {
+  if (!offer_ || !monitor_->wants_point()) return;
+  InteriorPoint point;
+  point.outcome = Outcome::kStopped;
+  store_point(&point, best_, true);
+  offer_(point);
+}
+
 void InteriorPointMethod::log_heading() {
   std::string text = format_text(
       "Interior-point method: %d variables, %d equations, %zu bounds, %zu cones, %zu matrix "
@@ -358,6 +367,7 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
       ended = true;
       break;
     }
+    offer_point();
     system_->factor(bound_scaling_, &matrices_);
     solve_turn_of_tau();
     find_step(1.0, 0.0, true, &affine_);

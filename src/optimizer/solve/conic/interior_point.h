@@ -19,6 +19,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "solve/backend.h"
@@ -77,6 +78,9 @@ class InteriorPointMethod {
   InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
                       const Tolerances& tolerances, RayProof proves, BackendMonitor* monitor);
 
+  // Where the best iterate goes while the method runs, whenever the monitor wants a point.
+  void offer_points(std::function<void(const InteriorPoint&)> take) { offer_ = std::move(take); }
+
   // A failure means that the dense algebra which matrix variables ask for is not there.
   Status run(InteriorPoint* result);
 
@@ -130,6 +134,7 @@ class InteriorPointMethod {
   void hold_as_best();
   void center();
   void conclude(InteriorPoint* result);
+  void offer_point() const;
   void store_point(InteriorPoint* result, const Iterate& iterate, bool best) const;
   void log_heading();
   void log_iteration(double length, double mu);
@@ -141,6 +146,7 @@ class InteriorPointMethod {
   Tolerances tolerances_;
   RayProof proves_;
   BackendMonitor* monitor_;
+  std::function<void(const InteriorPoint&)> offer_;
   const DenseAlgebra* algebra_ = nullptr;
   std::vector<std::unique_ptr<ScaledCone>> cones_;
   std::vector<size_t> cone_start_;  // of each cone's members in gathered arrays

@@ -1,14 +1,15 @@
-// Runs a backend in a child process, so that a solve can be stopped at any moment, whatever the
-// backend is doing, and its death is not the caller's.
+// Runs the work of a solve in a child process, so that it can be stopped at any moment, whatever
+// the backend or the checker is doing, and its death is not the caller's.
 //
 // The child has a copy-on-write image of the model. It sends log text through a pipe, which is also
 // its standard output and error, because backends print; everything else goes through shared
 // memory. The parent waits on the pipe, hands log text on and keeps the callback's beat. To stop,
 // it raises the shared stop word, which the backend's own callbacks obey, and after a grace it
-// kills the child; the last incumbent is kept. A result is there when the shared memory says so:
-// not by the child's exit status, which is lost where SIGCHLD is ignored.
+// kills the child; the last point that it kept stands. A result is there when the shared memory
+// says so: not by the child's exit status, which is lost where SIGCHLD is ignored.
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio_ext.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -25,6 +26,7 @@
 
 #include "solve/run/runner.h"
 #include "solve/run/shared_result.h"
+#include "task/high_descriptor.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -34,6 +36,14 @@ namespace {
 // within which a stop is promised.
 constexpr double kGraceSeconds = 0.25;
 constexpr double kReapSeconds = 0.05;
+constexpr useconds_t kReapPauseMicroseconds = 500;
+// A child that has closed the pipe without an answer is about to die. Where it does not, it is
+// killed.
+constexpr double kDeathSeconds = 0.5;
+// The pipe is given up after so many failures in a row, each of which costs a beat.
+constexpr int kMostFailures = 100;
+// A point costs something to make and to copy: no more often than that.
+constexpr double kPointSeconds = 0.1;
 // The child waits no longer than this for room in the pipe before it drops log text.
 constexpr int kLogPatienceMilliseconds = 200;
 // From here on a memory limit would overflow and is none.
@@ -61,15 +71,15 @@ class Descriptor {
   int number_ = -1;
 };
 
-// Blocks all signals for its lifetime.
+// Blocks all signals of the thread for its lifetime.
 class SignalBlock {
  public:
   SignalBlock() {
     sigset_t all;
     sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &earlier_);
+    pthread_sigmask(SIG_SETMASK, &all, &earlier_);
   }
-  ~SignalBlock() { sigprocmask(SIG_SETMASK, &earlier_, nullptr); }
+  ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &earlier_, nullptr); }
   SignalBlock(const SignalBlock&) = delete;
   SignalBlock& operator=(const SignalBlock&) = delete;
 
@@ -102,17 +112,31 @@ class ChildMonitor : public BackendMonitor {
   }
 
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
-    shared_->publish_incumbent(x, barx);
+    BackendResult point;
+    point.x.assign(x.begin(), x.end());
+    point.barx.assign(barx.begin(), barx.end());
+    keep(point, kInfinity);
+  }
+
+  bool wants_point() override { return monotonic_seconds() - last_point_ >= kPointSeconds; }
+
+  void keep(const BackendResult& point, double primal_violation) override {
+    shared_->keep(point, primal_violation);
+    last_point_ = monotonic_seconds();
   }
 
  private:
   SharedResult* shared_;
   int pipe_;
+  double last_point_ = -kInfinity;
 };
 
 // The parent decides about stopping; the child must not outlive it.
 void settle_as_child(pid_t parent, int pipe) {
-  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGXFSZ}) std::signal(number, SIG_IGN);
+  // The caller's pending text is the caller's to write.
+  __fpurge(stdout);
+  __fpurge(stderr);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(EXIT_FAILURE);
   fcntl(pipe, F_SETFL, O_NONBLOCK);
@@ -155,15 +179,14 @@ void limit_memory(const Parameters& parameters, SharedResult* shared) {
   ::setrlimit(RLIMIT_DATA, &limit);
 }
 
-[[noreturn]] void live_as_child(const Backend& backend, const MinimizeProblem& problem,
-                                const Task& task, double seconds, int pipe, SharedResult* shared) {
+[[noreturn]] void live_as_child(const Work& work, const Task& task, double seconds, int pipe,
+                                SharedResult* shared) {
   ChildMonitor monitor(shared, pipe);
-  BackendResult result;
-  Status status;
   limit_memory(task.parameters, shared);
   try {
-    status = backend.solve(problem, task.parameters, seconds, &monitor, &result);
-    shared->finish(status, result);
+    Answer answer;
+    const Status status = work(task.parameters, seconds, &monitor, &answer);
+    shared->finish(status, answer);
   } catch (const std::bad_alloc&) {
     shared->note_memory_exhausted();
     shared->finish({Code::kErrMemory, ""}, {});
@@ -173,6 +196,12 @@ void limit_memory(const Parameters& parameters, SharedResult* shared) {
     shared->finish({Code::kErrOptimizer, "the optimizer failed: unknown exception"}, {});
   }
   std::fflush(stdout);
+  // The parent waits for the pipe's end. Giving back a large memory, which comes first in an exit,
+  // would let it wait for that.
+  for (const int number : {pipe, STDOUT_FILENO}) ::close(number);
+#ifndef __SANITIZE_ADDRESS__
+  ::close(STDERR_FILENO);
+#endif
   _exit(EXIT_SUCCESS);
 }
 
@@ -199,14 +228,24 @@ class ChildWatch {
     const double seconds = std::max(0.0, listener_->until_beat());
     const int milliseconds = static_cast<int>(std::ceil(seconds * 1e3));
     pollfd text = {pipe_, POLLIN, 0};
-    if (::poll(&text, 1, milliseconds) > 0) read_text();
+    const int ready = ::poll(&text, 1, milliseconds);
+    if (ready > 0) read_text();
+    if (ready < 0 && errno != EINTR) bear_failure();
   }
 
   void read_text() {
     char buffer[65536];
     const ssize_t length = ::read(pipe_, buffer, sizeof buffer);
+    if (length < 0 && errno != EINTR) return bear_failure();
+    num_failures_ = 0;
     if (length == 0) ended_ = true;
     if (length > 0) pass_lines({buffer, static_cast<size_t>(length)});
+  }
+
+  // Without the pipe the beat goes on for a while; then the child is deaf and dumb to us.
+  void bear_failure() {
+    if (++num_failures_ >= kMostFailures) ended_ = true;
+    ::usleep(kFailurePauseMicroseconds);
   }
 
   // Hands on whole lines; the rest waits for its end.
@@ -233,20 +272,23 @@ class ChildWatch {
   int pipe_;
   SharedResult* shared_;
   Listener* listener_;
+  static constexpr useconds_t kFailurePauseMicroseconds = 20000;
+
   std::string line_;
+  int num_failures_ = 0;
   double stop_time_ = -1.0;
   bool ended_ = false;
   bool killed_ = false;
 };
 
-// Waits for a child that has ended or is about to; 0 when it is not gone after the time for it.
-pid_t reap(pid_t pid, bool wait, int* exit_status) {
+// Waits for a child that is about to end; 0 when it is not gone after the seconds for it.
+pid_t reap(pid_t pid, double seconds, int* exit_status) {
   const double start = monotonic_seconds();
   while (true) {
-    const pid_t result = ::waitpid(pid, exit_status, wait ? 0 : WNOHANG);
-    if (result > 0 || (result < 0 && errno != EINTR)) return result;
-    if (!wait && monotonic_seconds() - start > kReapSeconds) return 0;
-    if (!wait) usleep(1000);
+    const pid_t result = ::waitpid(pid, exit_status, WNOHANG);
+    if (result > 0 || (result < 0 && errno == ECHILD)) return result;
+    if (monotonic_seconds() - start > seconds) return 0;
+    usleep(kReapPauseMicroseconds);
   }
 }
 
@@ -276,28 +318,45 @@ Status describe_exhaustion(const Parameters& parameters) {
                       mebibytes)};
 }
 
-void take_progress(const SharedResult& shared, Code reason, BackendResult* result) {
-  result->outcome = Outcome::kStopped;
-  result->termination = reason;
-  result->progress = shared.progress();
+// What a child leaves that was killed because it did not stop in time.
+void take_last_point(const SharedResult& shared, Code reason, Answer* answer) {
+  *answer = {};
+  shared.last_point(&answer->result, &answer->verdict.residuals.primal);
+  answer->result.outcome = Outcome::kStopped;
+  answer->result.termination = reason;
+  answer->result.progress = shared.progress();
+}
+
+Status take_answer(const SharedResult& shared, const Task& task, const Listener& listener,
+                   Answer* answer) {
+  Status status = shared.take(answer);
+  if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task.parameters);
+  if (status.ok()) listener.explain_stop(&answer->result);
+  return status;
+}
+
+// The two ends of the child's pipe; false when the system has none.
+bool make_pipe(Descriptor* read_end, Descriptor* write_end) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  // The child's standard output and error are replaced by copies of it.
+  read_end->set(above_standard(ends[0]));
+  write_end->set(above_standard(ends[1]));
+  return read_end->get() >= 0 && write_end->get() >= 0;
 }
 
 }  // namespace
 
-Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task* task,
-                    Listener* listener, BackendResult* result) {
+Status run_in_child(const Work& work, Task* task, Listener* listener, Answer* answer) {
   SharedResult shared(task->model);
   if (!shared.mapped()) return system_failure("no shared memory for the optimizer");
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) return system_failure("no pipe for the optimizer");
   Descriptor read_end;
   Descriptor write_end;
-  read_end.set(ends[0]);
-  write_end.set(ends[1]);
+  if (!make_pipe(&read_end, &write_end)) return system_failure("no pipe for the optimizer");
+  if (listener->stopped()) shared.ask_to_stop();
 
   task->killed_children.reap(false);
   task->killed_children.reserve_one();
-  std::fflush(nullptr);  // else the child could write the caller's pending text again
   const pid_t parent = getpid();
   pid_t pid = -1;
   {
@@ -306,33 +365,26 @@ Status run_in_child(const Backend& backend, const MinimizeProblem& problem, Task
     if (pid == 0) settle_as_child(parent, write_end.get());
   }
   if (pid < 0) return system_failure("no process for the optimizer");
-  if (pid == 0) {
-    live_as_child(backend, problem, *task, listener->remaining(), write_end.get(), &shared);
-  }
+  if (pid == 0) live_as_child(work, *task, listener->remaining(), write_end.get(), &shared);
   write_end.close();
 
   ChildWatch watch(pid, read_end.get(), &shared, listener);
   watch.watch();
+  const bool dies = !watch.killed() && !shared.complete();
   int exit_status = 0;
-  const pid_t reaped = reap(pid, !watch.killed(), &exit_status);
-  if (reaped == 0) task->killed_children.add(pid);
+  const pid_t reaped = reap(pid, dies ? kDeathSeconds : kReapSeconds, &exit_status);
+  if (reaped == 0) {
+    ::kill(pid, SIGKILL);  // it has nothing more to say
+    task->killed_children.add(pid);
+  }
 
-  if (!shared.complete()) {
-    if (!watch.killed() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
-    if (!watch.killed()) return describe_death(exit_status, reaped == pid);
-    take_progress(shared, listener->stop_reason(), result);
-    keep_incumbent(shared.last_incumbent(), result);
+  if (shared.complete()) return take_answer(shared, *task, *listener, answer);
+  if (watch.killed()) {
+    take_last_point(shared, listener->stop_reason(), answer);
     return {};
   }
-  Status status = shared.take(result);
-  if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task->parameters);
-  if (!status.ok()) return status;
-  const bool ended_early = result->outcome == Outcome::kStopped || result->termination != Code::kOk;
-  if (ended_early && listener->stopped()) {
-    result->termination = listener->stop_reason();
-  }
-  keep_incumbent(shared.last_incumbent(), result);
-  return {};
+  if (shared.memory_exhausted()) return describe_exhaustion(task->parameters);
+  return describe_death(exit_status, reaped == pid);
 }
 
 }  // namespace vorlan

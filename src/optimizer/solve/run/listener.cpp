@@ -69,6 +69,11 @@ bool Listener::beat_now(const Progress& progress) {
   return stopped();
 }
 
+void Listener::explain_stop(BackendResult* result) const {
+  const bool ended_early = result->outcome == Outcome::kStopped || result->termination != Code::kOk;
+  if (ended_early && stopped()) result->termination = stop_reason_;
+}
+
 bool Listener::is_worth_a_line(const Progress& progress, double seconds) const {
   return num_lines_ == 0 || progress.nodes != last_logged_.nodes ||
          progress.objective != last_logged_.objective || progress.bound != last_logged_.bound ||

@@ -36,6 +36,8 @@ class Listener {
 
   bool stopped() const { return stop_reason_ != Code::kOk; }
   Code stop_reason() const { return stop_reason_; }
+  // Makes the reason for the stop that of a result that ended early by it.
+  void explain_stop(BackendResult* result) const;
 
  private:
   // A line for a person who follows a mixed-integer solve, if it would say anything new.

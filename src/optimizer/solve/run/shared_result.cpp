@@ -18,22 +18,23 @@ constexpr size_t kMessageSize = 1024;
 // Which arrays of a result are present.
 enum Present : uint32_t {
   kHasX = 1,
-  kHasDuals = 2,
+  kHasD = 2,
   kHasKeys = 4,
   kHasSnx = 8,
   kHasBarx = 16,
   kHasBars = 32,
+  kHasY = 64,
 };
 
-// Hands over an array that may be missing.
-void put(const std::vector<double>& values, Present bit, double* memory, uint32_t* present) {
-  if (values.empty()) return;
-  *present |= bit;
+// Hands over an array that may be missing; one of another size would be none of this model.
+uint32_t put_array(const std::vector<double>& values, Present bit, size_t size, double* memory) {
+  if (values.empty() || values.size() != size) return 0;
   std::copy(values.begin(), values.end(), memory);
+  return bit;
 }
 
-void get(uint32_t present, Present bit, const double* memory, size_t size,
-         std::vector<double>* values) {
+void get_array(uint32_t present, Present bit, const double* memory, size_t size,
+               std::vector<double>* values) {
   if ((present & bit) != 0) values->assign(memory, memory + size);
 }
 
@@ -51,9 +52,11 @@ struct SharedResult::Header {
   std::atomic<int64_t> interior_iterations = 0;
   std::atomic<int64_t> nodes = 0;
 
-  // Number of incumbents so far. Number k lies in slot k modulo 2: a child killed while it writes
-  // the next one leaves the last one whole.
-  std::atomic<uint64_t> incumbents = 0;
+  // Number of points so far. Number k lies in slot k modulo 2: a child killed while it writes the
+  // next one leaves the last one whole.
+  std::atomic<uint64_t> points = 0;
+  uint32_t point_present[2] = {};
+  double point_violation[2] = {};
 
   // Written before complete.
   Code code = Code::kOk;
@@ -61,6 +64,8 @@ struct SharedResult::Header {
   Outcome outcome = Outcome::kUnknown;
   Certificate certificate = Certificate::kNone;
   Code termination = Code::kOk;
+  Verdict verdict;
+  bool is_held = false;
   uint32_t present = 0;
 
   static_assert(std::atomic<double>::is_always_lock_free);
@@ -71,22 +76,18 @@ SharedResult::SharedResult(const Model& model)
     : num_var_(model.cost.size()),
       num_con_(model.con_lower.size()),
       num_packed_(packed_starts(model).back()) {
-  const size_t doubles = 5 * num_var_ + num_con_ + 4 * num_packed_;
+  const size_t one_result = 3 * num_var_ + num_con_ + 2 * num_packed_;
   const size_t head = (sizeof(Header) + 63) / 64 * 64;
-  size_ = head + doubles * sizeof(double) + (num_var_ + num_con_) * sizeof(StatusKey);
+  size_ = head + 3 * one_result * sizeof(double) + (num_var_ + num_con_) * sizeof(StatusKey);
   void* memory = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return;
   header_ = new (memory) Header;
-  x_ = reinterpret_cast<double*>(static_cast<char*>(memory) + head);
-  d_ = x_ + num_var_;
-  incumbent_[0] = d_ + num_var_;
-  incumbent_[1] = incumbent_[0] + num_var_ + num_packed_;
-  y_ = incumbent_[1] + num_var_ + num_packed_;
-  snx_ = y_ + num_con_;
-  barx_ = snx_ + num_var_;
-  bars_ = barx_ + num_packed_;
-  var_key_ = reinterpret_cast<StatusKey*>(bars_ + num_packed_);
+  auto* const arrays = reinterpret_cast<double*>(static_cast<char*>(memory) + head);
+  answer_ = lay_out(arrays);
+  point_[0] = lay_out(arrays + one_result);
+  point_[1] = lay_out(arrays + 2 * one_result);
+  var_key_ = reinterpret_cast<StatusKey*>(arrays + 3 * one_result);
   con_key_ = var_key_ + num_var_;
 }
 
@@ -122,24 +123,55 @@ void SharedResult::publish(const Progress& progress) {
   header_->nodes.store(progress.nodes, order);
 }
 
-void SharedResult::publish_incumbent(std::span<const double> x, std::span<const double> barx) {
-  const uint64_t number = header_->incumbents + 1;
-  double* const slot = incumbent_[number % 2];
-  std::copy_n(x.begin(), std::min(x.size(), num_var_), slot);
-  std::copy_n(barx.begin(), std::min(barx.size(), num_packed_), slot + num_var_);
-  header_->incumbents = number;
+SharedResult::Arrays SharedResult::lay_out(double* memory) const {
+  Arrays arrays = {};
+  arrays.x = memory;
+  arrays.d = arrays.x + num_var_;
+  arrays.snx = arrays.d + num_var_;
+  arrays.y = arrays.snx + num_var_;
+  arrays.barx = arrays.y + num_con_;
+  arrays.bars = arrays.barx + num_packed_;
+  return arrays;
 }
 
-Incumbent SharedResult::last_incumbent() const {
-  const uint64_t number = header_->incumbents;
-  if (number == 0) return {};
-  const double* const x = incumbent_[number % 2];
-  const double* const barx = x + num_var_;
-  return {{x, barx}, {barx, barx + num_packed_}};
+uint32_t SharedResult::put(const BackendResult& result, const Arrays& arrays) const {
+  return put_array(result.x, kHasX, num_var_, arrays.x) |
+         put_array(result.d, kHasD, num_var_, arrays.d) |
+         put_array(result.snx, kHasSnx, num_var_, arrays.snx) |
+         put_array(result.y, kHasY, num_con_, arrays.y) |
+         put_array(result.barx, kHasBarx, num_packed_, arrays.barx) |
+         put_array(result.bars, kHasBars, num_packed_, arrays.bars);
 }
 
-void SharedResult::finish(const Status& status, const BackendResult& result) {
+void SharedResult::get(uint32_t present, const Arrays& arrays, BackendResult* result) const {
+  get_array(present, kHasX, arrays.x, num_var_, &result->x);
+  get_array(present, kHasD, arrays.d, num_var_, &result->d);
+  get_array(present, kHasSnx, arrays.snx, num_var_, &result->snx);
+  get_array(present, kHasY, arrays.y, num_con_, &result->y);
+  get_array(present, kHasBarx, arrays.barx, num_packed_, &result->barx);
+  get_array(present, kHasBars, arrays.bars, num_packed_, &result->bars);
+}
+
+void SharedResult::keep(const BackendResult& point, double primal_violation) {
+  const uint64_t number = header_->points + 1;
+  const size_t slot = number % 2;
+  header_->point_present[slot] = put(point, point_[slot]);
+  header_->point_violation[slot] = primal_violation;
+  header_->points = number;
+}
+
+bool SharedResult::last_point(BackendResult* point, double* primal_violation) const {
+  const uint64_t number = header_->points;
+  if (number == 0) return false;
+  const size_t slot = number % 2;
+  get(header_->point_present[slot], point_[slot], point);
+  *primal_violation = header_->point_violation[slot];
+  return true;
+}
+
+void SharedResult::finish(const Status& status, const Answer& answer) {
   Header& header = *header_;
+  const BackendResult& result = answer.result;
   publish(result.progress);
   header.code = status.code();
   const size_t length = std::min(status.message().size(), kMessageSize - 1);
@@ -148,17 +180,11 @@ void SharedResult::finish(const Status& status, const BackendResult& result) {
   header.outcome = result.outcome;
   header.certificate = result.certificate;
   header.termination = result.termination;
-  header.present = 0;
-  put(result.x, kHasX, x_, &header.present);
-  put(result.snx, kHasSnx, snx_, &header.present);
-  put(result.barx, kHasBarx, barx_, &header.present);
-  put(result.bars, kHasBars, bars_, &header.present);
-  if (!result.y.empty() || !result.d.empty()) {
-    header.present |= kHasDuals;
-    std::copy(result.y.begin(), result.y.end(), y_);
-    std::copy(result.d.begin(), result.d.end(), d_);
-  }
-  if (!result.var_key.empty() || !result.con_key.empty()) {
+  header.verdict = answer.verdict;
+  header.is_held = answer.is_held;
+  header.present = put(result, answer_);
+  const bool has_keys = !result.var_key.empty() || !result.con_key.empty();
+  if (has_keys && result.var_key.size() == num_var_ && result.con_key.size() == num_con_) {
     header.present |= kHasKeys;
     std::copy(result.var_key.begin(), result.var_key.end(), var_key_);
     std::copy(result.con_key.begin(), result.con_key.end(), con_key_);
@@ -166,21 +192,17 @@ void SharedResult::finish(const Status& status, const BackendResult& result) {
   header.complete = true;
 }
 
-Status SharedResult::take(BackendResult* result) const {
+Status SharedResult::take(Answer* answer) const {
   const Header& header = *header_;
+  BackendResult* const result = &answer->result;
   if (header.code != Code::kOk) return {header.code, std::string(header.message)};
   result->outcome = header.outcome;
   result->certificate = header.certificate;
   result->termination = header.termination;
   result->progress = progress();
-  get(header.present, kHasX, x_, num_var_, &result->x);
-  get(header.present, kHasSnx, snx_, num_var_, &result->snx);
-  get(header.present, kHasBarx, barx_, num_packed_, &result->barx);
-  get(header.present, kHasBars, bars_, num_packed_, &result->bars);
-  if ((header.present & kHasDuals) != 0) {
-    result->y.assign(y_, y_ + num_con_);
-    result->d.assign(d_, d_ + num_var_);
-  }
+  answer->verdict = header.verdict;
+  answer->is_held = header.is_held;
+  get(header.present, answer_, result);
   if ((header.present & kHasKeys) != 0) {
     result->var_key.assign(var_key_, var_key_ + num_var_);
     result->con_key.assign(con_key_, con_key_ + num_con_);

@@ -1,12 +1,11 @@
 // The memory that a solve's child process shares with its parent: the stop word one way; progress,
-// incumbents and the result the other way. It is mapped before the fork and lies untouched, so that
-// its size costs nothing until it is written.
+// points that stand should the child be killed, and the answer the other way. It is mapped before
+// the fork and lies untouched, so that its size costs nothing until it is written.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "solve/backend.h"
 
@@ -27,20 +26,28 @@ class SharedResult {
   bool memory_exhausted() const;
   Progress progress() const;
   bool complete() const;
-  // Once complete: the status of the backend, and its result.
-  Status take(BackendResult* result) const;
-  // The last incumbent, empty when there is none. Valid also when the child was killed.
-  Incumbent last_incumbent() const;
+  // Once complete: the status of the work, and its answer.
+  Status take(Answer* answer) const;
+  // The last point that was kept; false if there is none. Valid also when the child was killed.
+  bool last_point(BackendResult* point, double* primal_violation) const;
 
   // The child's side.
   bool stop_asked() const;
   void note_memory_exhausted();
   void publish(const Progress& progress);
-  void publish_incumbent(std::span<const double> x, std::span<const double> barx);
-  void finish(const Status& status, const BackendResult& result);
+  void keep(const BackendResult& point, double primal_violation);
+  void finish(const Status& status, const Answer& answer);
 
  private:
   struct Header;
+  // The arrays of a result, in the mapping.
+  struct Arrays {
+    double *x, *d, *snx, *y, *barx, *bars;
+  };
+
+  Arrays lay_out(double* memory) const;
+  uint32_t put(const BackendResult& result, const Arrays& arrays) const;
+  void get(uint32_t present, const Arrays& arrays, BackendResult* result) const;
 
   Header* header_ = nullptr;
   size_t size_ = 0;
@@ -48,13 +55,8 @@ class SharedResult {
   size_t num_con_;
   size_t num_packed_;  // elements of matrix variables
   // Into the mapping, behind the header.
-  double* x_ = nullptr;
-  double* d_ = nullptr;
-  double* y_ = nullptr;
-  double* snx_ = nullptr;
-  double* barx_ = nullptr;
-  double* bars_ = nullptr;
-  double* incumbent_[2] = {nullptr, nullptr};  // x and barx
+  Arrays answer_ = {};
+  Arrays point_[2] = {};
   StatusKey* var_key_ = nullptr;
   StatusKey* con_key_ = nullptr;
 };

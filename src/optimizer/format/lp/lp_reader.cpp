@@ -445,7 +445,7 @@ bool LpReader::read_expression(int32_t con, double factor, LineEnd line_end, Par
       }
     }
     const LpKind kind = tokens_.kind();
-    if (part->said && !sign && kind != LpKind::kOpen) return tokens_.status().ok();
+    if (part->said && !sign && kind != LpKind::kOpen) return check_expression_end();
     const double signed_factor = negative ? -factor : factor;
     bool good = false;
     if (kind == LpKind::kNumber) {
@@ -521,11 +521,16 @@ bool LpReader::read_name_term(int32_t con, double coefficient, Part* part) {
   const LpToken& token = tokens_.token();
   part->terms = true;
   if (!std::isfinite(coefficient)) return tokens_.fail("a coefficient must be finite");
-  if (token.text[0] == '(' && !check_brackets()) return false;
   if (!doubtful_.empty() && !right_of_terms_) settle(token.text);
   if (!add_term(con, coefficient, token.text)) return false;
   tokens_.next();
-  if (tokens_.kind() != LpKind::kStar && tokens_.kind() != LpKind::kCaret) return true;
+  return true;
+}
+
+bool LpReader::check_expression_end() {
+  if (tokens_.kind() != LpKind::kStar && tokens_.kind() != LpKind::kCaret) {
+    return tokens_.status().ok();
+  }
   return tokens_.fail(
       "a product or a power of variables stands in brackets, as in '[ 2 x * y + z ^ 2 ]', and a "
       "number in front of its variable");
@@ -562,7 +567,7 @@ bool LpReader::check_right_name(bool behind_number) {
 // "(x + y)": two names here, of which the second one closes what the first one opens.
 bool LpReader::check_brackets() {
   const std::string_view word = tokens_.token().text;
-  if (word.find(')') != std::string_view::npos || var_table_.find(word) >= 0) return true;
+  if (word.find(')') != std::string_view::npos) return true;
   const std::string_view rest = tokens_.rest();
   const size_t close = rest.find_first_of("()\\");
   return close == std::string_view::npos || rest[close] != ')' ||
@@ -626,6 +631,7 @@ bool LpReader::add_term(int32_t con, double coefficient, std::string_view word) 
     if (encoded_ && !add_helper(con, coefficient, word, &taken)) return false;
     if (!taken && extended_ && !take_element(word, con, coefficient, &taken)) return false;
     if (taken) return true;
+    if (word[0] == '(' && !check_brackets()) return false;
     if (!add_variable(word, &var)) return false;
   }
   if (con == kObjective) return add_cost(var, coefficient, word);

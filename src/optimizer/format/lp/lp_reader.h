@@ -88,6 +88,7 @@ class LpReader {
   bool check_right_name(bool behind_number);
   bool check_brackets();
   bool check_heading();
+  bool check_expression_end();
   bool check_line_end();
   void settle(std::string_view word);
   bool check_doubtful();

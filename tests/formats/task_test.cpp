@@ -451,7 +451,7 @@ Status write_b(const ProblemView& p, OutputFile* file, Warnings*) {
 }
 
 Status write_json(const ProblemView& p, OutputFile* file, Warnings*) {
-  return write_json_solution({p.model, p.solutions}, file);
+  return write_json_solution({p.model, p.solutions}, {}, file);
 }
 
 Status write_result(const ProblemView& p, OutputFile* file, Warnings*) {

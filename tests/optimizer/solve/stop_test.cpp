@@ -115,6 +115,40 @@ TEST(StopLinear, ByTheInteriorIterationLimit) {
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT");
 }
 
+// Equations of large random weights, each to come to half of their sum: nothing finds a point of
+// them in a node, and nothing proves that there is none.
+TEST(StopInteger, WithoutAPointTheBoundIsInTheJsonSolution) {
+  constexpr int kRows = 4;
+  constexpr int kVars = 30;
+  uint32_t random = 1;
+  std::string text = "min\n 3 x0 + 2 x1 + x2 + 7\nst\n";
+  for (int row = 0; row < kRows; ++row) {
+    int sum = 0;
+    for (int var = 0; var < kVars; ++var) {
+      random = random * 1664525U + 1013904223U;
+      const int weight = static_cast<int>(random >> 16 & 1023U) + 1;
+      sum += weight;
+      text += (var == 0 ? " " : " + ") + std::to_string(weight) + " x" + std::to_string(var);
+    }
+    text += " = " + std::to_string(sum / 2) + "\n";
+  }
+  text += "binaries\n";
+  for (int var = 0; var < kVars; ++var) text += " x" + std::to_string(var);
+  TestTask task;
+  ASSERT_EQ(task.read_as("split.lp", text + "\nend\n"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_NODE_LIMIT", "1"), VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT");
+  ASSERT_FALSE(task.defined(VLN_SOLUTION_INTEGER));
+  const std::string path = test_file_path("solution.json");
+  ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
+  const std::string json = read_whole_file(path);
+  const size_t place = json.find("\"bound\"");
+  ASSERT_NE(place, std::string::npos) << json;
+  const double bound = std::strtod(json.c_str() + json.find(':', place) + 1, nullptr);
+  EXPECT_GE(bound, 7.0 - 1e-9);
+  EXPECT_LE(bound, 13.0 + 1e-9);
+}
+
 // A terminal's or a service's signal reaches the program's handler and, through the callback, the
 // solve; the child process takes no notice of it.
 volatile std::sig_atomic_t g_signalled = 0;

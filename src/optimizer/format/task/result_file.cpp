@@ -9,7 +9,7 @@ Status write_solutions_as(SolutionFormat format, const Task& task, OutputFile* f
   const SolutionView view{task.model, task.solutions};
   switch (format) {
     case SolutionFormat::kJson:
-      return write_json_solution(view, file);
+      return write_json_solution(view, task.solver_result.figures, file);
     case SolutionFormat::kB:
       return write_b_solution(view, file);
     case SolutionFormat::kSolverResult:

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <memory>
 
 #include "file/text_reader.h"
@@ -170,8 +171,9 @@ void write_code(DocumentWriter* writer, Code code, const std::string& message) {
                      {"message", [&] { writer->text(message); }, !message.empty()}});
 }
 
-// The document of all three files; result is nullptr in those that have none.
-void write_document(DocumentWriter* writer, const SolutionView& view, const SolverResult* result) {
+// The document of all three files; result is nullptr in those that have none, figures are empty.
+void write_document(DocumentWriter* writer, const SolutionView& view, const SolverResult* result,
+                    const std::vector<Figure>& figures) {
   const Model& model = view.model;
   const bool is_result = result != nullptr;
   write_map(
@@ -181,7 +183,7 @@ void write_document(DocumentWriter* writer, const SolutionView& view, const Solv
        {"modelname", [&] { writer->text(model.name); }, !model.name.empty()},
        {"response", [&] { write_code(writer, result->response, result->message); }, is_result},
        {"termination", [&] { write_code(writer, result->termination, {}); }, is_result},
-       {"figures", [&] { write_figures(writer, result->figures); }, is_result},
+       {"figures", [&] { write_figures(writer, figures); }, is_result || !figures.empty()},
        {"solutions", [&] { write_solutions(writer, view.solutions); }},
        {"variables", [&] { write_elements(writer, model.var_names, model.cost.size()); }},
        {"constraints", [&] { write_elements(writer, model.con_names, model.con_lower.size()); }},
@@ -361,21 +363,25 @@ bool check_solutions(DocumentReader* reader, const Model& model, const SolutionM
   return true;
 }
 
-Status write_json_solution(const SolutionView& view, OutputFile* file) {
+Status write_json_solution(const SolutionView& view, const std::vector<Figure>& figures,
+                           OutputFile* file) {
   JsonWriter writer(file);
-  write_document(&writer, view, nullptr);
+  std::vector<Figure> lasting;
+  std::copy_if(figures.begin(), figures.end(), std::back_inserter(lasting),
+               [](const Figure& figure) { return figure.name != "time"; });
+  write_document(&writer, view, nullptr, lasting);
   return {};
 }
 
 Status write_b_solution(const SolutionView& view, OutputFile* file) {
   CborWriter writer(file);
-  write_document(&writer, view, nullptr);
+  write_document(&writer, view, nullptr, {});
   return {};
 }
 
 Status write_solver_result(const SolverResult& result, const SolutionView& view, OutputFile* file) {
   CborWriter writer(file);
-  write_document(&writer, view, &result);
+  write_document(&writer, view, &result, result.figures);
   return {};
 }
 

@@ -19,8 +19,10 @@ struct SolutionView {
   const Solutions& solutions;
 };
 
-// Append to the open file; the caller finishes it.
-[[nodiscard]] Status write_json_solution(const SolutionView& view, OutputFile* file);
+// Append to the open file; the caller finishes it. The figures of a JSON solution are those that
+// are the same in every run: a bound that was found without a point is nowhere else in it.
+[[nodiscard]] Status write_json_solution(const SolutionView& view,
+                                         const std::vector<Figure>& figures, OutputFile* file);
 [[nodiscard]] Status write_b_solution(const SolutionView& view, OutputFile* file);
 [[nodiscard]] Status write_solver_result(const SolverResult& result, const SolutionView& view,
                                          OutputFile* file);

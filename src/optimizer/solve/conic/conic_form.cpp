@@ -128,50 +128,89 @@ void ConicForm::add_constraints(const Model& model) {
   const SparseMatrix& a = model.matrix;
   for (size_t j = 0; j < model.cost.size(); ++j) {
     for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
-      add_element(row_place_[index(a.row[index(k)])], static_cast<int32_t>(j), a.value[index(k)]);
+      const size_t con = index(a.row[index(k)]);
+      if (is_quadratic[con]) continue;
+      add_element(row_place_[con], static_cast<int32_t>(j), a.value[index(k)]);
     }
   }
 }
 
 Status ConicForm::add_quadratic_constraints(const Model& model) {
-  for (const QuadraticForm& form : quadratic_forms(model)) {
-    Status status = add_quadratic_row(model, form.con, form.entries);
+  const std::vector<QuadraticForm> forms = quadratic_forms(model);
+  if (forms.empty()) return {};
+  std::vector<int32_t> place(model.con_lower.size(), -1);
+  for (size_t k = 0; k < forms.size(); ++k) place[index(forms[k].con)] = static_cast<int32_t>(k);
+  std::vector<std::vector<LinearTerm>> linear(forms.size());
+  const SparseMatrix& a = model.matrix;
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
+      const int32_t form = place[index(a.row[index(k)])];
+      if (form >= 0) linear[index(form)].emplace_back(static_cast<int32_t>(j), a.value[index(k)]);
+    }
+  }
+  for (size_t k = 0; k < forms.size(); ++k) {
+    Status status = add_quadratic_row(model, forms[k], linear[k]);
     if (!status.ok()) return status;
   }
   return {};
 }
 
-Status ConicForm::add_quadratic_row(const Model& model, int32_t con,
-                                    const std::vector<TriangleEntry>& entries) {
-  const int32_t row = row_place_[index(con)];
+Status ConicForm::add_quadratic_row(const Model& model, const QuadraticForm& form,
+                                    const std::vector<LinearTerm>& linear) {
+  const size_t con = index(form.con);
+  const int32_t row = row_place_[con];
   if (row < 0) return {};
-  const bool has_lower = std::isfinite(model.con_lower[index(con)]);
-  const bool has_upper = std::isfinite(model.con_upper[index(con)]);
+  const bool has_lower = std::isfinite(model.con_lower[con]);
+  const bool has_upper = std::isfinite(model.con_upper[con]);
   const std::string where =
-      "constraint " + name_or_number(model.con_names[index(con)], "number", con);
+      "constraint " + name_or_number(model.con_names[con], "number", form.con);
   if (has_lower && has_upper) {
     return {Code::kErrNotConvex, where + " has quadratic terms and two sides: it is not convex"};
   }
   // At a lower side -Q must be convex: the row is turned round.
   const double sign = has_upper ? 1.0 : -1.0;
-  const ConvexFactor factor = factor_convex(entries, sign, true);
+  const ConvexFactor factor = factor_convex(form.entries, sign, true);
   if (!factor.convex) return not_convex(model, where, factor);
+  add_square_cone(row, sign, factor, linear);
+  return {};
+}
+
+// The row stays the constraint's own, so that its multiplier is the constraint's: with sign -1 it
+// is the equation of t times -1.
+void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& factor,
+                                const std::vector<LinearTerm>& linear) {
+  const double side = problem_.rhs[index(row)];
+  std::vector<LinearTerm> turned = linear;
+  for (LinearTerm& term : turned) term.second *= sign;
+  Centring centring = centre(factor, turned);
+  const double half_square = 0.5 * dot(centring.shift, centring.shift);
+  // A centre so far away that rounding takes the digits of the square's size is no better than 0.
+  constexpr double kFarthest = 1e8;
+  if (half_square > kFarthest * std::fabs(sign * side + half_square)) {
+    centring.shift.assign(factor.rows.size(), 0.0);
+    centring.rest = std::move(turned);
+  } else {
+    problem_.rhs[index(row)] += sign * half_square;
+    problem_.rhs_size[index(row)] = std::max(std::fabs(side), half_square);
+  }
+  for (const auto& [var, value] : centring.rest) add_element(row, var, sign * value);
+  const double square = std::fabs(problem_.rhs[index(row)]);
+  const double size = square > 0.0 ? std::exp2(std::round(0.5 * std::log2(square))) : 1.0;
   ConeBlock cone{ConeKind::kRotatedQuadratic, {}, {}};
   const int32_t distance = add_variable(0.0);
-  elements_.push_back({row, distance, sign});
-  const int32_t one = add_variable(0.0);
-  elements_.push_back({add_row(1.0), one, 1.0});
-  cone.vars = {distance, one};
-  for (const auto& terms : factor.rows) {
+  elements_.push_back({row, distance, sign * size});
+  const int32_t constant = add_variable(0.0);
+  elements_.push_back({add_row(size), constant, 1.0});
+  cone.vars = {distance, constant};
+  for (size_t k = 0; k < factor.rows.size(); ++k) {
     const int32_t member = add_variable(0.0);
-    const int32_t equation = add_row(0.0);
+    const int32_t equation = add_row(-centring.shift[k]);
     elements_.push_back({equation, member, -1.0});
-    for (const auto& [var, value] : terms) add_element(equation, var, value);
+    for (const auto& [var, value] : factor.rows[k]) add_element(equation, var, value);
     cone.vars.push_back(member);
   }
   problem_.cones.push_back(std::move(cone));
   problem_.has_quadratic_rows = true;
-  return {};
 }
 
 Status ConicForm::add_quadratic_cost(const MinimizeProblem& problem) {
@@ -277,19 +316,22 @@ void ConicForm::restore(const MinimizeProblem& model_problem, const Equilibratio
       const size_t n = index(blocks[m].dimension);
       for (size_t col = 0; col < n; ++col) {
         for (size_t row = col; row < n; ++row) {
-          packed.push_back(matrices[m][col * n + row] * factor(m));
+          packed.push_back(matrices[m][col * n + row] * factor(m, row, col));
         }
       }
     }
     return packed;
   };
+  const auto congruence = [&](size_t m, size_t row, size_t col) {
+    return scaling.matrix[m][row] * scaling.matrix[m][col];
+  };
   if (point.certificate != Certificate::kDualRay) {
-    result->barx =
-        pack(point.matrices, problem_.matrices, [&](size_t m) { return scaling.matrix[m]; });
+    result->barx = pack(point.matrices, problem_.matrices, congruence);
   }
   if (point.certificate == Certificate::kPrimalRay) return;
-  result->bars = pack(point.matrix_duals, problem_.matrices,
-                      [&](size_t m) { return 1.0 / (scaling.matrix[m] * scaling.cost); });
+  result->bars = pack(point.matrix_duals, problem_.matrices, [&](size_t m, size_t row, size_t col) {
+    return 1.0 / (congruence(m, row, col) * scaling.cost);
+  });
   restore_duals(model_problem, scaling, point, result);
 }
 

@@ -2,13 +2,20 @@
 //
 // A two-sided or one-sided constraint becomes an equation with a variable for its distance from a
 // side; a fixed variable becomes a number; a free constraint goes. A convex quadratic constraint
-// a'x + 1/2 x'Qx <= u becomes t = u - a'x, 2 t w >= |F x|^2, w = 1 with F'F = Q.
+// a'x + 1/2 x'Qx <= u with F'F = Q is first centred: with a = F'g + r it is
+//
+//   t = (u + 1/2 g'g - r'x) / s,   w = s,   v = F x + g,   2 t w >= v'v,
+//
+// where the size s = sqrt(u + 1/2 g'g) makes t and w, the axes of the cone, equal at r'x = 0, so
+// that a ball of any radius anywhere is as good as the unit ball.
 #pragma once
 
 #include <span>
 #include <vector>
 
 #include "solve/backend.h"
+#include "solve/check/terms.h"
+#include "solve/conic/convexity.h"
 #include "solve/conic/equilibration.h"
 #include "solve/conic/interior_point.h"
 
@@ -36,8 +43,10 @@ class ConicForm {
   void add_variables(const MinimizeProblem& problem);
   void add_constraints(const Model& model);
   Status add_quadratic_constraints(const Model& model);
-  Status add_quadratic_row(const Model& model, int32_t con,
-                           const std::vector<TriangleEntry>& entries);
+  Status add_quadratic_row(const Model& model, const QuadraticForm& form,
+                           const std::vector<LinearTerm>& linear);
+  void add_square_cone(int32_t row, double sign, const ConvexFactor& factor,
+                       const std::vector<LinearTerm>& linear);
   Status add_quadratic_cost(const MinimizeProblem& problem);
   void add_cones(const Model& model);
   void add_matrices(const MinimizeProblem& problem);

@@ -4,6 +4,7 @@
 #include <Eigen/SparseCholesky>
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <unordered_map>
 
 namespace vorlan::conic {
@@ -107,13 +108,32 @@ ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double fac
   for (Eigen::Index col = 0; col < order; ++col) {
     if (pivots[col] <= kZeroPivot) continue;
     const double root = std::sqrt(pivots[col]);
-    std::vector<std::pair<int32_t, double>> row;
+    std::vector<LinearTerm> row;
     row.emplace_back(form.vars[node(col)], root * form.root[node(col)]);
     for (Matrix::InnerIterator it(lower, col); it; ++it) {
       if (it.row() <= col || it.value() == 0.0) continue;
       row.emplace_back(form.vars[node(it.row())], root * it.value() * form.root[node(it.row())]);
     }
     result.rows.push_back(std::move(row));
+  }
+  return result;
+}
+
+Centring centre(const ConvexFactor& factor, const std::vector<LinearTerm>& linear) {
+  Centring result;
+  std::map<int32_t, double> left;
+  for (const auto& [var, value] : linear) left[var] += value;
+  for (const auto& row : factor.rows) {
+    const auto pivot = left.find(row.front().first);
+    const double g = pivot == left.end() ? 0.0 : pivot->second / row.front().second;
+    result.shift.push_back(g);
+    if (pivot == left.end()) continue;
+    left.erase(pivot);
+    if (g == 0.0) continue;
+    for (size_t k = 1; k < row.size(); ++k) left[row[k].first] -= g * row[k].second;
+  }
+  for (const auto& [var, value] : left) {
+    if (value != 0.0) result.rest.emplace_back(var, value);
   }
   return result;
 }

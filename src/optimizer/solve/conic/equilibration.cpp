@@ -13,19 +13,32 @@ constexpr int kRounds = 8;
 constexpr double kLeastFactor = 1e-5;
 constexpr double kMostFactor = 1e5;
 
+// Limits of the factors for sides and objective.
+constexpr double kLeastSize = 1e-15;
+constexpr double kMostSize = 1e15;
+constexpr double kLeastCost = 1e-30;
+constexpr double kMostCost = 1e30;
+
 double power_of_two(double value) { return std::exp2(std::round(std::log2(value))); }
 
 struct Norms {
-  std::vector<double> var, row, matrix;
+  std::vector<double> var, row;
+  std::vector<std::vector<double>> matrix;
 };
 
 void note(double value, double* norm) { *norm = std::max(*norm, std::fabs(value)); }
+
+double congruent(const TriangleEntry& e, const std::vector<double>& factors) {
+  return e.value * factors[index(e.row)] * factors[index(e.col)];
+}
 
 Norms measure(const ConicProblem& problem, const Equilibration& scaling) {
   Norms norms;
   norms.var.assign(index(problem.num_var()), 0.0);
   norms.row.assign(index(problem.num_row()), 0.0);
-  norms.matrix.assign(problem.matrices.size(), 0.0);
+  for (const MatrixBlock& block : problem.matrices) {
+    norms.matrix.emplace_back(index(block.dimension), 0.0);
+  }
   const Columns& a = problem.matrix;
   const Columns& p = problem.quadratic;
   for (size_t j = 0; j < norms.var.size(); ++j) {
@@ -44,8 +57,9 @@ Norms measure(const ConicProblem& problem, const Equilibration& scaling) {
     for (const MatrixPart& part : problem.matrices[m].parts) {
       const size_t i = index(part.row);
       for (const TriangleEntry& e : part.entries) {
-        const double value = e.value * scaling.matrix[m] * scaling.row[i];
-        note(value, &norms.matrix[m]);
+        const double value = congruent(e, scaling.matrix[m]) * scaling.row[i];
+        note(value, &norms.matrix[m][index(e.row)]);
+        note(value, &norms.matrix[m][index(e.col)]);
         note(value, &norms.row[i]);
       }
     }
@@ -72,7 +86,7 @@ double cost_factor(const ConicProblem& problem, const Equilibration& scaling) {
   for (size_t j = 0; j < problem.cost.size(); ++j) note(problem.cost[j] * scaling.var[j], &norm);
   for (size_t m = 0; m < problem.matrices.size(); ++m) {
     for (const TriangleEntry& e : problem.matrices[m].cost) {
-      note(e.value * scaling.matrix[m], &norm);
+      note(congruent(e, scaling.matrix[m]), &norm);
     }
   }
   const Columns& p = problem.quadratic;
@@ -81,7 +95,52 @@ double cost_factor(const ConicProblem& problem, const Equilibration& scaling) {
       note(p.value[index(k)] * scaling.var[j] * scaling.var[index(p.row[index(k)])], &norm);
     }
   }
-  return norm > 0.0 ? std::clamp(1.0 / norm, kLeastFactor, kMostFactor) : 1.0;
+  return norm > 0.0 ? std::clamp(1.0 / norm, kLeastCost, kMostCost) : 1.0;
+}
+
+void round_to_powers_of_two(std::vector<double>* factors) {
+  for (double& factor : *factors) factor = power_of_two(factor);
+}
+
+// The size of the points that the data speak of: a mean of right-hand sides and bounds that leans
+// to the large ones, since a single one that is far larger than all others should not make these
+// vanish. A bound that 0 meets asks for nothing, and a large one often stands for none: it counts
+// for no more than the largest of those that ask for something.
+double data_size(const ConicProblem& problem, const Equilibration& scaling) {
+  std::vector<double> asking;
+  std::vector<double> met;
+  for (size_t i = 0; i < problem.rhs.size(); ++i) {
+    asking.push_back(std::fabs(problem.rhs[i] * scaling.row[i]));
+  }
+  for (const Bound& bound : problem.bounds) {
+    const double value = bound.value / scaling.var[index(bound.var)];
+    (value > 0.0 ? asking : met).push_back(std::fabs(value));
+  }
+  const double most = largest(asking);
+  double sum_of_roots = 0.0;
+  double count = 0.0;
+  const auto take = [&](double value) {
+    if (value == 0.0) return;
+    sum_of_roots += std::sqrt(value);
+    count += 1.0;
+  };
+  for (const double value : asking) take(value);
+  for (const double value : met) take(most > 0.0 ? std::min(value, most) : value);
+  if (count == 0.0) return 1.0;
+  const double mean_root = sum_of_roots / count;
+  return std::clamp(mean_root * mean_root, kLeastSize, kMostSize);
+}
+
+// Takes points of the size 1 to those of this size. Elements of the matrix stay as they are. A
+// matrix variable is of the size of the square of its congruence, which is a power of four then.
+void change_unit(double size, Equilibration* scaling) {
+  const double root = power_of_two(std::sqrt(size));
+  const double unit = root * root;
+  for (double& factor : scaling->var) factor *= unit;
+  for (double& factor : scaling->row) factor /= unit;
+  for (std::vector<double>& factors : scaling->matrix) {
+    for (double& factor : factors) factor *= root;
+  }
 }
 
 void apply(const Equilibration& scaling, ConicProblem* problem) {
@@ -100,13 +159,189 @@ void apply(const Equilibration& scaling, ConicProblem* problem) {
   for (Bound& bound : problem->bounds) bound.value /= scaling.var[index(bound.var)];
   for (size_t m = 0; m < problem->matrices.size(); ++m) {
     MatrixBlock& block = problem->matrices[m];
-    for (TriangleEntry& e : block.cost) e.value *= scaling.cost * scaling.matrix[m];
+    for (TriangleEntry& e : block.cost) e.value = congruent(e, scaling.matrix[m]) * scaling.cost;
     for (MatrixPart& part : block.parts) {
-      const double factor = scaling.matrix[m] * scaling.row[index(part.row)];
-      for (TriangleEntry& e : part.entries) e.value *= factor;
+      for (TriangleEntry& e : part.entries) {
+        e.value = congruent(e, scaling.matrix[m]) * scaling.row[index(part.row)];
+      }
     }
   }
-  problem->matrix_rows = transpose(problem->matrix);
+}
+
+// Ruiz's iteration.
+Equilibration by_norms(const ConicProblem& problem) {
+  Equilibration scaling = identity_scaling(problem, problem.rhs.size());
+  for (int round = 0; round < kRounds; ++round) {
+    const Norms norms = measure(problem, scaling);
+    improve(norms.var, &scaling.var);
+    improve(norms.row, &scaling.row);
+    for (size_t m = 0; m < norms.matrix.size(); ++m) improve(norms.matrix[m], &scaling.matrix[m]);
+    scaling.cost = cost_factor(problem, scaling);
+  }
+  for (auto* factors : {&scaling.var, &scaling.row}) round_to_powers_of_two(factors);
+  for (std::vector<double>& factors : scaling.matrix) round_to_powers_of_two(&factors);
+  return scaling;
+}
+
+// The largest right-hand side in parts of the smallest.
+double spread_of_sides(const ConicProblem& problem, const Equilibration& scaling) {
+  double least = kInfinity;
+  double most = 0.0;
+  for (size_t i = 0; i < problem.rhs.size(); ++i) {
+    const double side = std::fabs(problem.rhs[i] * scaling.row[i]);
+    if (side > 0.0) least = std::min(least, side);
+    most = std::max(most, side);
+  }
+  return most / least;
+}
+
+// The mean of logarithms of what is to become 1.
+struct LogMean {
+  double sum = 0.0;
+  double count = 0.0;
+  void add(double logarithm) {
+    sum += logarithm;
+    count += 1.0;
+  }
+  double value() const { return count > 0.0 ? sum / count : 0.0; }
+};
+
+// Logarithms of the factors of a problem with matrix variables that bring elements, right-hand
+// sides and costs to 1 in the mean of squares (A. Curtis, J. Reid, On the automatic scaling of
+// matrices for Gaussian elimination, IMA J. Appl. Math. 10, 1972). With u on a right-hand side and
+// 1 on another, elements of X are of the sizes 1, u and u^2: no factor for all of X can mend that,
+// and the norms of the rows of all A_i do not show it.
+class LogarithmicScaling {
+ public:
+  explicit LogarithmicScaling(const ConicProblem& problem) : problem_(problem) {
+    var_.assign(problem.cost.size(), 0.0);
+    row_.assign(problem.rhs.size(), 0.0);
+    for (const MatrixBlock& block : problem.matrices) {
+      matrix_.emplace_back(index(block.dimension), 0.0);
+    }
+    cone_.assign(var_.size(), -1);
+    for (size_t c = 0; c < problem.cones.size(); ++c) {
+      for (const int32_t var : problem.cones[c].vars) cone_[index(var)] = static_cast<int32_t>(c);
+    }
+  }
+
+  Equilibration find() {
+    constexpr int kSweeps = 100;
+    for (int sweep = 0; sweep < kSweeps; ++sweep) {
+      improve_rows();
+      improve_sides();
+      improve_columns();
+    }
+    return factors();
+  }
+
+ private:
+  // Calls take(row, logarithm of the element without the column's factor) of a column's elements.
+  template <class Take>
+  void for_column(size_t j, const Take& take) const {
+    const Columns& a = problem_.matrix;
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
+      if (a.value[index(k)] != 0.0) {
+        take(index(a.row[index(k)]), std::log2(std::fabs(a.value[index(k)])));
+      }
+    }
+  }
+
+  template <class Take>
+  void for_matrix(size_t m, const Take& take) const {
+    for (const MatrixPart& part : problem_.matrices[m].parts) {
+      for (const TriangleEntry& e : part.entries) {
+        if (e.value != 0.0) take(row_[index(part.row)], e, index(part.row));
+      }
+    }
+    for (const TriangleEntry& e : problem_.matrices[m].cost) {
+      if (e.value != 0.0) take(cost_, e, row_.size());
+    }
+  }
+
+  double element(const TriangleEntry& e, size_t m) const {
+    return std::log2(std::fabs(e.value)) + matrix_[m][index(e.row)] + matrix_[m][index(e.col)];
+  }
+
+  void improve_rows() {
+    std::vector<LogMean> mean(row_.size() + 1);  // the last one is the objective
+    for (size_t j = 0; j < var_.size(); ++j) {
+      for_column(j, [&](size_t i, double value) { mean[i].add(value + var_[j]); });
+      if (problem_.cost[j] != 0.0) {
+        mean.back().add(std::log2(std::fabs(problem_.cost[j])) + var_[j]);
+      }
+    }
+    for (size_t m = 0; m < matrix_.size(); ++m) {
+      for_matrix(m, [&](double, const TriangleEntry& e, size_t i) { mean[i].add(element(e, m)); });
+    }
+    for (size_t i = 0; i < row_.size(); ++i) {
+      if (problem_.rhs[i] != 0.0) mean[i].add(std::log2(std::fabs(problem_.rhs[i])) + side_);
+      row_[i] = -mean[i].value();
+    }
+    cost_ = -mean.back().value();
+  }
+
+  void improve_sides() {
+    LogMean mean;
+    for (size_t i = 0; i < row_.size(); ++i) {
+      if (problem_.rhs[i] != 0.0) mean.add(std::log2(std::fabs(problem_.rhs[i])) + row_[i]);
+    }
+    side_ = -mean.value();
+  }
+
+  void improve_columns() {
+    std::vector<LogMean> mean(var_.size());
+    std::vector<LogMean> cone_mean(problem_.cones.size());
+    for (size_t j = 0; j < var_.size(); ++j) {
+      LogMean& own = cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])];
+      for_column(j, [&](size_t i, double value) { own.add(value + row_[i]); });
+      if (problem_.cost[j] != 0.0) own.add(std::log2(std::fabs(problem_.cost[j])) + cost_);
+    }
+    for (size_t j = 0; j < var_.size(); ++j) {
+      var_[j] = -(cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])]).value();
+    }
+    for (size_t m = 0; m < matrix_.size(); ++m) improve_matrix(m);
+  }
+
+  // An element k, l is to become 1 by the factors of both; each takes half of what is missing.
+  void improve_matrix(size_t m) {
+    std::vector<LogMean> mean(matrix_[m].size());
+    for_matrix(m, [&](double row, const TriangleEntry& e, size_t) {
+      const double left = row + element(e, m);
+      mean[index(e.row)].add(left);
+      if (e.row != e.col) mean[index(e.col)].add(left);
+    });
+    for (size_t k = 0; k < mean.size(); ++k) matrix_[m][k] -= 0.5 * mean[k].value();
+  }
+
+  Equilibration factors() const {
+    const auto exponentials = [](const std::vector<double>& logarithms) {
+      constexpr double kMost = 50.0;
+      std::vector<double> values;
+      values.reserve(logarithms.size());
+      for (const double value : logarithms) {
+        values.push_back(std::exp2(std::round(std::clamp(value, -kMost, kMost))));
+      }
+      return values;
+    };
+    Equilibration scaling;
+    scaling.var = exponentials(var_);
+    scaling.row = exponentials(row_);
+    for (const std::vector<double>& values : matrix_)
+      scaling.matrix.push_back(exponentials(values));
+    return scaling;
+  }
+
+  const ConicProblem& problem_;
+  std::vector<double> var_, row_;
+  std::vector<std::vector<double>> matrix_;
+  std::vector<int32_t> cone_;  // of each variable, -1: none
+  double cost_ = 0.0;
+  double side_ = 0.0;
+};
+
+void multiply(const std::vector<double>& factors, std::vector<double>* products) {
+  for (size_t i = 0; i < factors.size(); ++i) (*products)[i] *= factors[i];
 }
 
 }  // namespace
@@ -115,24 +350,30 @@ Equilibration identity_scaling(const ConicProblem& problem, size_t num_row) {
   Equilibration scaling;
   scaling.var.assign(problem.cost.size(), 1.0);
   scaling.row.assign(num_row, 1.0);
-  scaling.matrix.assign(problem.matrices.size(), 1.0);
+  for (const MatrixBlock& block : problem.matrices) {
+    scaling.matrix.emplace_back(index(block.dimension), 1.0);
+  }
   return scaling;
 }
 
 Equilibration equilibrate(ConicProblem* problem) {
-  Equilibration scaling = identity_scaling(*problem, problem->rhs.size());
-  for (int round = 0; round < kRounds; ++round) {
-    const Norms norms = measure(*problem, scaling);
-    improve(norms.var, &scaling.var);
-    improve(norms.row, &scaling.row);
-    improve(norms.matrix, &scaling.matrix);
-    scaling.cost = cost_factor(*problem, scaling);
+  Equilibration before = identity_scaling(*problem, problem->rhs.size());
+  // Norms do well unless the sides of matrix variables are further apart than this.
+  constexpr double kFarApart = 30.0;
+  if (!problem->matrices.empty() && spread_of_sides(*problem, by_norms(*problem)) > kFarApart) {
+    before = LogarithmicScaling(*problem).find();
+    apply(before, problem);
   }
-  for (auto* factors : {&scaling.var, &scaling.row, &scaling.matrix}) {
-    for (double& factor : *factors) factor = power_of_two(factor);
-  }
+  Equilibration scaling = by_norms(*problem);
+  change_unit(data_size(*problem, scaling), &scaling);
   scaling.cost = power_of_two(cost_factor(*problem, scaling));
   apply(scaling, problem);
+  multiply(before.var, &scaling.var);
+  multiply(before.row, &scaling.row);
+  for (size_t m = 0; m < scaling.matrix.size(); ++m) {
+    multiply(before.matrix[m], &scaling.matrix[m]);
+  }
+  problem->matrix_rows = transpose(problem->matrix);
   return scaling;
 }
 

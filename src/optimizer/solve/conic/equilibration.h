@@ -1,8 +1,11 @@
 // Scaling of rows and columns to elements of about 1 (D. Ruiz, A scaling algorithm to equilibrate
 // both rows and columns norms in matrices, RAL-TR-2001-034).
 //
-// All variables of a cone, and all elements of a matrix variable, get one factor, because the cone
-// must stay what it is. Factors are powers of two, so that nothing is rounded.
+// All variables of a cone get one factor, because the cone must stay what it is, and a matrix
+// variable gets a congruence by a diagonal matrix, which keeps it semidefinite. Then one factor for
+// all right-hand sides and bounds, and one for the objective, bring these to about 1 too: the
+// method starts at 1, and an optimum at 1e8 looks to it like a ray. Factors are powers of two, so
+// that nothing is rounded.
 #pragma once
 
 #include <vector>
@@ -11,10 +14,12 @@
 
 namespace vorlan::conic {
 
-// x = var * x^, X_j = matrix_j * X^_j, y = row * y^ / cost, z of a bound or cone = z^ / (var *
-// cost), Z_j = Z^_j / (matrix_j * cost), for the scaled problem's solution with a hat.
+// x = var * x^, X_j = D_j X^_j D_j with the diagonal D_j in matrix, y = row * y^ / cost, z of a
+// bound or cone = z^ / (var * cost), Z_j = inv(D_j) Z^_j inv(D_j) / cost, for the scaled problem's
+// solution with a hat. The objective is that of the scaled problem / cost.
 struct Equilibration {
-  std::vector<double> var, row, matrix;
+  std::vector<double> var, row;
+  std::vector<std::vector<double>> matrix;
   double cost = 1.0;
 };
 

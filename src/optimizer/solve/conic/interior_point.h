@@ -47,7 +47,8 @@ struct Measures {
   // Violations of rays, relative to what they prove; infinite when they prove nothing.
   double dual_ray = kInfinity;    // of primal infeasibility
   double primal_ray = kInfinity;  // of dual infeasibility
-  double fall = 0.0;              // how far curvature lets the objective fall along the primal ray
+  // How far curvature lets the scaled objective fall along the primal ray.
+  double fall = 0.0;
   // The same relative to the largest element: of rays that prove nothing but that the model is
   // ill-posed.
   double dual_direction = kInfinity;
@@ -108,6 +109,7 @@ class InteriorPointMethod {
   bool update_scaling();
   void compute_residuals();
   void measure();
+  double matrix_dual_error(size_t m) const;
   double largest_term() const;
   void measure_rays(double cost, double value);
   double dual_ray_violation() const;

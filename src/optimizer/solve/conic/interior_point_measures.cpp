@@ -51,33 +51,60 @@ void InteriorPointMethod::measure() {
   const ResidualSizes sizes = residual_sizes(problem_, scaling_, matrices_, now_.x, now_.y, tau);
   double primal = 0.0;
   for (size_t i = 0; i < num_row(); ++i) {
-    const double error = std::fabs(residuals_.primal[i]) / (scaling_.row[i] * tau);
-    primal = std::max(primal, error / sizes.row[i]);
+    primal = std::max(primal, std::fabs(residuals_.primal[i]) / (tau * sizes.row[i]));
   }
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
-    const double factor = scaling_.var[index(bound.var)];
+    const size_t j = index(bound.var);
     const double size = std::max(
-        {1.0, factor * std::fabs(bound.value), factor * std::fabs(now_.x[index(bound.var)]) / tau});
-    primal = std::max(primal, factor * std::fabs(residuals_.bound[k]) / tau / size);
+        {std::min(1.0, 1.0 / scaling_.var[j]), std::fabs(bound.value), std::fabs(now_.x[j]) / tau});
+    primal = std::max(primal, std::fabs(residuals_.bound[k]) / (tau * size));
   }
   double dual = 0.0;
   for (size_t j = 0; j < num_var(); ++j) {
-    const double error = std::fabs(residuals_.dual[j]) / (scaling_.cost * scaling_.var[j] * tau);
-    dual = std::max(dual, error / sizes.var[j]);
+    dual = std::max(dual, std::fabs(residuals_.dual[j]) / (tau * sizes.var[j]));
   }
-  for (size_t m = 0; m < matrices_.size(); ++m) {
-    const double factor = 1.0 / (scaling_.cost * scaling_.matrix[m] * tau);
-    const double error = factor * now_.matrix_residual * std::max(1.0, sizes.matrix_cost[m]);
-    dual = std::max(dual, error / std::max(1.0, factor * tau * sizes.matrix_cost[m]));
-  }
+  for (size_t m = 0; m < matrices_.size(); ++m) dual = std::max(dual, matrix_dual_error(m) / tau);
   measures_.primal = primal;
   measures_.dual = dual;
   const double distance = std::fabs(measures_.primal_objective - measures_.dual_objective);
   const double size =
-      std::max({1.0, std::fabs(measures_.primal_objective), std::fabs(measures_.dual_objective)});
+      std::max({std::min(1.0, 1.0 / scaling_.cost), std::fabs(measures_.primal_objective),
+                std::fabs(measures_.dual_objective)});
   measures_.gap = distance / size;
   measures_.gap_of_terms = distance / std::max(size, largest_term());
+}
+
+// The residual is a multiple of C - I, scaled. An element is relative to the largest term of its
+// sum, C tau - sum_i y_i A_i.
+double InteriorPointMethod::matrix_dual_error(size_t m) const {
+  const MatrixBlock& block = problem_.matrices[m];
+  const std::vector<double>& factors = scaling_.matrix[m];
+  const size_t n = index(block.dimension);
+  std::vector<double> sizes(n * n, 0.0);
+  const auto size_at = [&](const TriangleEntry& e) -> double& {
+    return sizes[index(e.col) * n + index(e.row)];
+  };
+  for (const MatrixPart& part : block.parts) {
+    const double y = now_.y[index(part.row)] / now_.tau;
+    for (const TriangleEntry& e : part.entries) {
+      size_at(e) = std::max(size_at(e), std::fabs(y * e.value));
+    }
+  }
+  std::vector<double> diagonal(n, 1.0);
+  double error = 0.0;
+  const auto take = [&](const TriangleEntry& e, double residual) {
+    const double least =
+        std::min(1.0, scaling_.cost * factors[index(e.row)] * factors[index(e.col)]);
+    error = std::max(error, std::fabs(residual) / std::max(size_at(e), least));
+  };
+  for (const TriangleEntry& e : block.cost) {
+    size_at(e) = std::max(size_at(e), std::fabs(e.value));
+    if (e.row == e.col) diagonal[index(e.row)] = e.value - 1.0;
+    if (e.row != e.col) take(e, e.value);
+  }
+  for (int32_t k = 0; k < block.dimension; ++k) take({k, k, 0.0}, diagonal[index(k)]);
+  return now_.matrix_residual * error;
 }
 
 // Of the objectives.
@@ -96,7 +123,8 @@ double InteriorPointMethod::largest_term() const {
 }
 
 // Cost and value are q'x + <C, X> and b'y + h'z. Both rays are judged by what is left of their
-// conditions once tau is taken out.
+// conditions once tau is taken out, in the terms of the scaled problem: there the points that a
+// model speaks of are of the size 1, whatever its units.
 void InteriorPointMethod::measure_rays(double cost, double value) {
   const double dual = dual_ray_violation();
   const double primal = primal_ray_violation();
@@ -105,9 +133,9 @@ void InteriorPointMethod::measure_rays(double cost, double value) {
   if (value > 0.0) measures_.dual_ray = dual / value;
   if (cost >= 0.0) return;
   // Along the ray the objective falls by cost^2 / (2 x'Px) before curvature stops it.
-  measures_.fall = cost * cost / (2.0 * residuals_.quadratic * scaling_.cost);
+  measures_.fall = cost * cost / (2.0 * residuals_.quadratic);
   if (measures_.fall < kUnlimitedFall) return;
-  measures_.primal_ray = primal * scaling_.cost / -cost;
+  measures_.primal_ray = primal / -cost;
 }
 
 double InteriorPointMethod::dual_ray_violation() const {
@@ -115,32 +143,28 @@ double InteriorPointMethod::dual_ray_violation() const {
   double violation = 0.0;
   for (size_t j = 0; j < num_var(); ++j) {
     const double left = residuals_.dual[j] - residuals_.px[j] - tau * problem_.cost[j];
-    violation = std::max(violation, std::fabs(left) / scaling_.var[j]);
+    violation = std::max(violation, std::fabs(left));
   }
-  for (size_t m = 0; m < matrices_.size(); ++m) {
-    const double left =
-        std::fabs(tau - now_.matrix_residual) * largest_element(problem_.matrices[m].cost) +
-        now_.matrix_residual;
-    violation = std::max(violation, left / scaling_.matrix[m]);
+  for (const MatrixBlock& block : problem_.matrices) {
+    double largest_cost = 0.0;
+    for (const TriangleEntry& e : block.cost) {
+      largest_cost = std::max(largest_cost, std::fabs(e.value));
+    }
+    violation = std::max(
+        violation, std::fabs(tau - now_.matrix_residual) * largest_cost + now_.matrix_residual);
   }
   return violation;
 }
 
 double InteriorPointMethod::primal_ray_violation() const {
   const double tau = now_.tau;
-  double violation = 0.0;
+  double violation = largest(residuals_.px);
   for (size_t i = 0; i < num_row(); ++i) {
-    const double left = residuals_.primal[i] + tau * problem_.rhs[i];
-    violation = std::max(violation, std::fabs(left) / scaling_.row[i]);
+    violation = std::max(violation, std::fabs(residuals_.primal[i] + tau * problem_.rhs[i]));
   }
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
-    const Bound& bound = problem_.bounds[k];
-    const double left = residuals_.bound[k] + tau * bound.value;
-    violation = std::max(violation, std::fabs(left) * scaling_.var[index(bound.var)]);
-  }
-  for (size_t j = 0; j < num_var(); ++j) {
-    const double left = std::fabs(residuals_.px[j]) / (scaling_.cost * scaling_.var[j]);
-    violation = std::max(violation, left);
+    const double left = residuals_.bound[k] + tau * problem_.bounds[k].value;
+    violation = std::max(violation, std::fabs(left));
   }
   return violation;
 }

@@ -6,12 +6,6 @@
 
 namespace vorlan::conic {
 
-double largest_element(const std::vector<TriangleEntry>& entries) {
-  double size = 0.0;
-  for (const TriangleEntry& e : entries) size = std::max(size, std::fabs(e.value));
-  return size;
-}
-
 ResidualSizes residual_sizes(const ConicProblem& problem, const Equilibration& scaling,
                              const std::vector<MatrixCone>& matrices, const std::vector<double>& x,
                              const std::vector<double>& y, double tau) {
@@ -34,14 +28,11 @@ ResidualSizes residual_sizes(const ConicProblem& problem, const Equilibration& s
     for (auto k = static_cast<size_t>(p.start[j]); k < static_cast<size_t>(p.start[j + 1]); ++k) {
       size = std::max(size, std::fabs(p.value[k] * x[static_cast<size_t>(p.row[k])]));
     }
-    sizes.var[j] = std::max(1.0, size / (scaling.cost * scaling.var[j] * tau));
+    sizes.var[j] = std::max(std::min(1.0, scaling.cost * scaling.var[j]), size / tau);
   }
   for (const MatrixCone& matrix : matrices) matrix.term_sizes(sizes.row.data());
   for (size_t i = 0; i < num_row; ++i) {
-    sizes.row[i] = std::max(1.0, sizes.row[i] / (scaling.row[i] * tau));
-  }
-  for (const MatrixBlock& block : problem.matrices) {
-    sizes.matrix_cost.push_back(largest_element(block.cost));
+    sizes.row[i] = std::max(std::min(1.0, scaling.row[i]), sizes.row[i] / tau);
   }
   return sizes;
 }

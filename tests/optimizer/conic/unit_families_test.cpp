@@ -1,0 +1,103 @@
+// The same model in other units has the same answer: each family in units from 1e-9 to 1e12, and
+// with its rows, columns and objective multiplied by random powers of two. Of these, very few may
+// end with less than the full answer; a wrong one is never allowed.
+//
+// More of them, with the wrong ones listed:
+//   VORLAN_RANDOM_MODELS=10000 vorlan_conic_tests --gtest_filter='UnitFamilies*'
+#include "unit_families.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "conic_solve.h"
+#include "random_count.h"
+#include "task/status_words.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+using test::KnownStatus;
+using test::number_from;
+using test::proves_infeasible;
+using test::proves_unbounded;
+using test::solve_conic;
+using test::Solved;
+using test::unit_families;
+using test::UnitFamily;
+using test::UnitModel;
+
+constexpr double kTolerance = 1e-6;  // of objectives, relative
+
+SolutionStatus expected_status(KnownStatus status) {
+  switch (status) {
+    case KnownStatus::kInfeasible:
+      return SolutionStatus::kPrimalInfeasibleCertificate;
+    case KnownStatus::kUnbounded:
+      return SolutionStatus::kDualInfeasibleCertificate;
+    default:
+      return SolutionStatus::kOptimal;
+  }
+}
+
+// What is wrong with the answer; empty if nothing is.
+std::string faults_of(const UnitModel& known, Solved* answer) {
+  Solved& solved = *answer;
+  solved.task.model = known.model;
+  solve_conic(&solved);
+  if (!solved.status.ok()) return solved.status.message();
+  const Solution& s = solved.solution();
+  if (s.status != expected_status(known.status)) return word_of(kSolutionStatuses, s.status);
+  if (known.status == KnownStatus::kInfeasible) return proves_infeasible(solved) ? "" : "no proof";
+  if (known.status == KnownStatus::kUnbounded) return proves_unbounded(solved) ? "" : "no proof";
+  const double error = std::fabs(s.primal_objective - known.objective);
+  if (error <= kTolerance * known.size) return "";
+  return format_text("objective %.9g, true %.9g", s.primal_objective, known.objective);
+}
+
+// An answer that claims less than is true, but nothing that is not.
+bool is_weak(const Solved& solved) {
+  switch (solved.solution().status) {
+    case SolutionStatus::kUnknown:
+    case SolutionStatus::kPrimalFeasible:
+    case SolutionStatus::kDualFeasible:
+    case SolutionStatus::kPrimalAndDualFeasible:
+      return solved.status.ok();
+    default:
+      return false;
+  }
+}
+
+class UnitFamilies : public testing::TestWithParam<UnitFamily> {};
+
+TEST_P(UnitFamilies, HaveTheirAnswerInEveryUnit) {
+  for (int power = GetParam().least_power; power <= GetParam().most_power; ++power) {
+    Solved solved;
+    EXPECT_EQ(faults_of(GetParam().make(std::pow(10.0, power)), &solved), "")
+        << "in units of 1e" << power;
+  }
+}
+
+TEST_P(UnitFamilies, HaveTheirAnswerInRandomScales) {
+  constexpr int kRange = 8;
+  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 0);
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", 60);
+  uint32_t weak = 0;
+  for (uint32_t seed = first; seed < first + count; ++seed) {
+    const int power = static_cast<int>(seed % 9) - 3;
+    UnitModel known = GetParam().make(std::pow(10.0, power));
+    rescale(seed, kRange, &known);
+    Solved solved;
+    const std::string faults = faults_of(known, &solved);
+    if (!faults.empty() && is_weak(solved) && ++weak <= 1 + count / 200) continue;
+    EXPECT_EQ(faults, "") << "seed " << seed << ", in units of 1e" << power;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UnitFamilies, testing::ValuesIn(unit_families()),
+                         [](const auto& family) { return std::string(family.param.name); });
+
+}  // namespace
+}  // namespace vorlan

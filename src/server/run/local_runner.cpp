@@ -95,6 +95,7 @@ std::string LocalRunner::start(const AttemptPlace& place, const std::vector<std:
   std::vector<std::string> all = words;
   all.insert(all.begin(), program_);
   std::vector<char*> pointers;
+  pointers.reserve(all.size() + 1);
   for (std::string& word : all) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   const pid_t pid = fork();

@@ -40,6 +40,10 @@ double sign_violation(double multiplier, double lower, double upper, double size
   return held ? 0.0 : std::fabs(multiplier) / size;
 }
 
+// Where the terms of an objective cancel, it may be off by a part of them, as long as its first
+// digits are right: else any point that is large enough would be optimal.
+constexpr double kTolerableGap = 1e-4;
+
 // The bound that a multiplier prices, times the multiplier.
 double bound_term(double multiplier, double lower, double upper) {
   if (multiplier == 0.0) return 0.0;
@@ -170,9 +174,10 @@ double dual_objective(const MinimizeProblem& problem, const BackendResult& resul
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result) {
   const Sum primal = objective_sum(problem, result.x, result.barx);
   const Sum dual = dual_sum(problem, result, WithCost::kYes);
-  const double size =
-      std::max({primal.size, dual.size, std::fabs(primal.value), std::fabs(dual.value)});
-  return std::fabs(primal.value - dual.value) / size;
+  const double distance = std::fabs(primal.value - dual.value);
+  const double size = std::max({1.0, std::fabs(primal.value), std::fabs(dual.value)});
+  if (distance > kTolerableGap * size) return distance / size;
+  return distance / std::max({size, primal.size, dual.size});
 }
 
 CrossedBounds find_crossed_bounds(const Model& model) {

@@ -28,7 +28,8 @@ double dual_violation(const MinimizeProblem& problem, const BackendResult& resul
 // with the side or bound that each multiplier prices. Of a dual ray, Q is left out.
 double dual_objective(const MinimizeProblem& problem, const BackendResult& result);
 
-// Distance of primal and dual objective, relative to the largest of 1, the two, and their terms.
+// Distance of primal and dual objective, relative to the largest of 1, the two, and their terms; the
+// terms count only if the distance is small without them.
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result);
 
 // The first variable or constraint with its lower bound above its upper bound, which is

@@ -46,6 +46,12 @@ std::vector<size_t> diagonal_starts(const Model& model) {
   return starts;
 }
 
+struct MatrixElementSize {
+  int32_t matrix_var;
+  TriangleEntry entry;
+  double size;
+};
+
 // Works out the sizes of one problem.
 class Estimate {
  public:
@@ -66,6 +72,8 @@ class Estimate {
   void start_rows();
   void set_variables();
   void set_matrices();
+  void raise_diagonals(const std::vector<MatrixElementSize>& elements,
+                       std::vector<double>* all) const;
   void set_cone(const Cone& cone);
   void spread_primal();
   void spread_dual();
@@ -98,10 +106,11 @@ void Estimate::start_rows() {
 void Estimate::set_variables() {
   for_elements(model_.matrix,
                [this](size_t i, size_t j, double a) { raise(sizes_.row[i] / a, &sizes_.var[j]); });
+  // Off the diagonal only the product of two sizes is known.
   for (const ConQuadraticEntry& q : model_.quadratic_coefficients) {
+    if (q.entry.row != q.entry.col) continue;
     const double root = std::sqrt(sizes_.row[index(q.con)] / std::fabs(q.entry.value));
     raise(root, &sizes_.var[index(q.entry.row)]);
-    raise(root, &sizes_.var[index(q.entry.col)]);
   }
   for (const TriangleEntry& q : model_.quadratic_cost) {
     if (q.row != q.col) continue;
@@ -109,31 +118,35 @@ void Estimate::set_variables() {
   }
 }
 
-// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2.
-void Estimate::set_matrices() {
-  std::vector<double>& all = sizes_.matrix_diagonal;
-  const auto size_of = [this](const MatrixCoefficient& a) {
-    return a.entry.value == 0.0 ? 0.0 : sizes_.row[index(a.con)] / std::fabs(a.entry.value);
-  };
-  for (const MatrixCoefficient& a : model_.matrix_coefficients) {
-    if (a.entry.row == a.entry.col) {
-      raise(size_of(a), &diagonal(all, a.matrix_var, a.entry.row));
-    }
+// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2, of which one must be known.
+void Estimate::raise_diagonals(const std::vector<MatrixElementSize>& elements,
+                               std::vector<double>* all) const {
+  for (const MatrixElementSize& e : elements) {
+    if (e.entry.row == e.entry.col) raise(e.size, &diagonal(*all, e.matrix_var, e.entry.row));
   }
-  const std::vector<double> known = all;
-  for (const MatrixCoefficient& a : model_.matrix_coefficients) {
-    if (a.entry.row == a.entry.col) continue;
-    const double size = 0.5 * size_of(a);
-    double& first = diagonal(all, a.matrix_var, a.entry.row);
-    double& second = diagonal(all, a.matrix_var, a.entry.col);
-    const double known_first = known[index(&first - all.data())];
-    const double known_second = known[index(&second - all.data())];
-    raise(known_second > 0.0 ? size * (size / known_second) : size, &first);
-    raise(known_first > 0.0 ? size * (size / known_first) : size, &second);
+  const std::vector<double> known = *all;
+  for (const MatrixElementSize& e : elements) {
+    if (e.entry.row == e.entry.col) continue;
+    const double row = known[starts_[index(e.matrix_var)] + index(e.entry.row)];
+    const double col = known[starts_[index(e.matrix_var)] + index(e.entry.col)];
+    if (col > 0.0) raise(e.size * (e.size / col), &diagonal(*all, e.matrix_var, e.entry.row));
+    if (row > 0.0) raise(e.size * (e.size / row), &diagonal(*all, e.matrix_var, e.entry.col));
   }
 }
 
-// What the members of a cone ask of each other.
+void Estimate::set_matrices() {
+  std::vector<MatrixElementSize> elements;
+  for (const MatrixCoefficient& a : model_.matrix_coefficients) {
+    if (a.entry.value == 0.0) continue;
+    const double factor = a.entry.row == a.entry.col ? 1.0 : 0.5;
+    const double size = factor * sizes_.row[index(a.con)] / std::fabs(a.entry.value);
+    elements.push_back({a.matrix_var, a.entry, size});
+  }
+  raise_diagonals(elements, &sizes_.matrix_diagonal);
+}
+
+// What the members of a cone ask of each other. Only members that the cone holds to one unit take
+// sizes from each other as they are.
 void Estimate::set_cone(const Cone& cone) {
   const auto size = [&](size_t k) -> double& { return sizes_.var[index(cone.vars[k])]; };
   const auto largest_from = [&](size_t first) {
@@ -156,7 +169,6 @@ void Estimate::set_cone(const Cone& cone) {
       const double first = size(0);
       if (size(1) > 0.0) raise(rest * (rest / size(1)), &size(0));
       if (first > 0.0) raise(rest * (rest / first), &size(1));
-      raise_unknown_from(0, rest);
       raise_unknown_from(2, std::sqrt(size(0)) * std::sqrt(size(1)));
       break;
     }
@@ -166,8 +178,11 @@ void Estimate::set_cone(const Cone& cone) {
       }
       raise_unknown_from(0, largest_from(0));
       break;
-    default:
+    case ConeKind::kDualExponential:
       raise_unknown_from(0, largest_from(0));
+      break;
+    default:
+      raise_unknown_from(cone.exponents.size(), largest_from(cone.exponents.size()));
       break;
   }
 }
@@ -225,11 +240,11 @@ void Estimate::estimate_dual() {
     raise(value * sizes_.var[index(q.col)], &sizes_.gradient[index(q.row)]);
     raise(value * sizes_.var[index(q.row)], &sizes_.gradient[index(q.col)]);
   }
+  std::vector<MatrixElementSize> elements;
   for (const MatrixCostEntry& c : model_.matrix_cost) {
-    const double value = std::fabs(c.entry.value);
-    raise(value, &diagonal(sizes_.matrix_gradient, c.matrix_var, c.entry.row));
-    raise(value, &diagonal(sizes_.matrix_gradient, c.matrix_var, c.entry.col));
+    elements.push_back({c.matrix_var, c.entry, std::fabs(c.entry.value)});
   }
+  raise_diagonals(elements, &sizes_.matrix_gradient);
   for_elements(model_.matrix, [this](size_t i, size_t j, double a) {
     raise(sizes_.gradient[j] / a, &sizes_.multiplier[i]);
   });

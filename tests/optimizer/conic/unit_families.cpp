@@ -517,8 +517,7 @@ UnitModel matrix_without_end(double u) {
 }  // namespace
 
 const std::vector<UnitFamily>& unit_families() {
-  // Rays of tiny data are judged by absolute tolerances, and an exponential of data of the size 1
-  // is a point far away from all data.
+  // An exponential of data of the size 1 is a point far away from all data.
   static const std::vector<UnitFamily> families = {
       {"cheapest_mixture", cheapest_mixture},
       {"least_absolute_deviations", least_absolute_deviations},
@@ -537,12 +536,12 @@ const std::vector<UnitFamily>& unit_families() {
       {"disc_away_from_zero", disc_away_from_zero},
       {"ellipsoid", ellipsoid},
       {"portfolio_under_risk", portfolio_under_risk},
-      {"disc_beyond_a_line", disc_beyond_a_line, -6},
+      {"disc_beyond_a_line", disc_beyond_a_line},
       {"strip_without_end", strip_without_end},
       {"least_squares_norm", least_squares_norm},
       {"fermat_weber", fermat_weber},
       {"hyperbola", hyperbola},
-      {"point_outside_a_quadratic_cone", point_outside_a_quadratic_cone, -6},
+      {"point_outside_a_quadratic_cone", point_outside_a_quadratic_cone},
       {"quadratic_cone_without_end", quadratic_cone_without_end},
       {"value_of_an_exponential", value_of_an_exponential, -9, 8},
       {"exponential_perspective", exponential_perspective},
@@ -550,8 +549,8 @@ const std::vector<UnitFamily>& unit_families() {
       {"dual_exponential_value", dual_exponential_value},
       {"production_by_powers", production_by_powers},
       {"dual_power_value", dual_power_value},
-      {"point_outside_an_exponential_cone", point_outside_an_exponential_cone, -6},
-      {"point_outside_a_power_cone", point_outside_a_power_cone, -6},
+      {"point_outside_an_exponential_cone", point_outside_an_exponential_cone},
+      {"point_outside_a_power_cone", point_outside_a_power_cone},
       {"exponential_without_end", exponential_without_end},
       {"squares_in_a_matrix", squares_in_a_matrix},
       {"covariance_of_known_variances", covariance_of_known_variances},

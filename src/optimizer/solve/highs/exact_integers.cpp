@@ -232,7 +232,7 @@ class Search {
     if (!tighten_switches(problem_.cost, cutoff, &model)) return {};
     BackendResult found;
     const MinimizeProblem tight(model);
-    const Status status = solve_(tight, node_parameters(), seconds_left(), &monitor_, &found);
+    Status status = solve_(tight, node_parameters(), seconds_left(), &monitor_, &found);
     monitor_.done.nodes += std::max<int64_t>(0, found.progress.nodes);
     simplex_ += std::max<int64_t>(0, found.progress.simplex_iterations);
     if (!status.ok() || found.outcome == Outcome::kInfeasible) return status;

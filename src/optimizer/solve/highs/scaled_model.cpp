@@ -359,7 +359,7 @@ Status solve_scaled(decltype(Backend::solve) solve, const MinimizeProblem& probl
     monitor->log(format_text("Scaled: the optimizer's own log shows objectives multiplied by %g\n",
                              scaled.cost_factor()));
   }
-  const Status status = solve(inner, scaled.scale(parameters), seconds, &inner_monitor, result);
+  Status status = solve(inner, scaled.scale(parameters), seconds, &inner_monitor, result);
   scaled.restore(result);
   return status;
 }

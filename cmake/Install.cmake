@@ -1,8 +1,11 @@
 # What cmake --install leaves: bin/vorlancli, bin/vorlanserver, lib/libvorlan64.so.11.0,
-# include/vorlan.h, the manual pages.
+# lib/libvorlan_remote.so, include/vorlan.h, the manual page.
 install(TARGETS vorlancli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 if(VORLAN_OPTIMIZER)
   install(TARGETS vorlan64 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
+if(VORLAN_REMOTE)
+  install(TARGETS vorlan_remote LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 if(VORLAN_SERVER)
   install(TARGETS vorlanserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

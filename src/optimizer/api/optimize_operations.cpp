@@ -1,23 +1,34 @@
 // Operations that optimize, and the objective sense.
 #include "api/operation.h"
 #include "api/solve_files.h"
+#include "remote/remote_optimize.h"
 #include "solve/optimize.h"
 #include "task/text.h"
 
 using namespace vorlan;
 using namespace vorlan::api;
 
+namespace {
+
+// An optimization, here or elsewhere, with the files that string parameters ask for around it.
+template <class Optimize>
+Status optimize_with_files(Task* task, VLNrescode_enum* trm, const Optimize& optimize_it) {
+  task->solver_result = {};
+  Code termination = Code::kTrmFailed;
+  SolveFiles files(task);
+  Status status = files.begin();
+  if (status.ok()) status = optimize_it(task, &termination);
+  *trm = to_c(termination);
+  return files.finish(status, termination);
+}
+
+}  // namespace
+
 VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
   if (trm != nullptr) *trm = to_c(Code::kTrmFailed);
   return run(task, [=](Task& t) {
     if (trm == nullptr) return null_argument("trm");
-    t.solver_result = {};
-    Code termination = Code::kTrmFailed;
-    SolveFiles files(&t);
-    Status status = files.begin();
-    if (status.ok()) status = optimize(&t, &termination);
-    *trm = to_c(termination);
-    return files.finish(status, termination);
+    return optimize_with_files(&t, trm, optimize);
   });
 }
 
@@ -27,10 +38,9 @@ VLNrescode_enum VLN_optimizermt(vlntaskt* task, const char* address, const char*
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"address", address}, {"token", token}, {"trm", trm}});
     if (!status.ok()) return status;
-    status = {Code::kErrNotAvailable,
-              "optimizing on a solver server is not available in this version of the library"};
-    t.solver_result = {status.code(), status.message(), Code::kTrmFailed, {}};
-    return status;
+    return optimize_with_files(&t, trm, [=](Task* here, Code* termination) {
+      return optimize_remotely(here, address, token, termination);
+    });
   });
 }
 

@@ -171,6 +171,21 @@ std::vector<ParameterSetting> changed_settings(const Parameters& parameters) {
   return settings;
 }
 
+Status write_with_format(Task* task, const ProblemFormat& format, const char* filename,
+                         Compression compression) {
+  OutputFile file;
+  Status status = file.open(filename, task->shown_name(filename), compression);
+  if (!status.ok()) return status;
+
+  Warnings warnings;
+  const ProblemView view{task->model, task->solutions, carries_solutions(format, task->parameters),
+                         changed_settings(task->parameters)};
+  status = format.write(view, &file, &warnings);
+  if (status.ok()) status = file.finish();
+  if (status.ok()) task->log_text(kLogSummary, warnings.text());
+  return status;
+}
+
 }  // namespace
 
 std::span<const ProblemFormat> problem_formats() { return kFormats; }
@@ -205,22 +220,15 @@ Status read_problem_file(Task* task, const char* filename) {
 }
 
 Status write_problem_file(Task* task, const char* filename) {
-  const std::string shown_name = task->shown_name(filename);
   const ProblemFormat* format = find_format(filename);
   if (format == nullptr) {
-    return unknown_format(shown_name, "written: its name has no suffix that says");
+    return unknown_format(task->shown_name(filename), "written: its name has no suffix that says");
   }
-  OutputFile file;
-  Status status = file.open(filename, shown_name, compression_of_name(filename));
-  if (!status.ok()) return status;
+  return write_with_format(task, *format, filename, compression_of_name(filename));
+}
 
-  Warnings warnings;
-  const ProblemView view{task->model, task->solutions, carries_solutions(*format, task->parameters),
-                         changed_settings(task->parameters)};
-  status = format->write(view, &file, &warnings);
-  if (status.ok()) status = file.finish();
-  if (status.ok()) task->log_text(kLogSummary, warnings.text());
-  return status;
+Status write_task_file(Task* task, const char* filename, Compression compression) {
+  return write_with_format(task, *find_format(".task"), filename, compression);
 }
 
 }  // namespace vorlan

@@ -18,4 +18,7 @@ Status read_problem_file(Task* task, const char* filename);
 // Writes the task's model; the name's suffixes say format and compression.
 Status write_problem_file(Task* task, const char* filename);
 
+// Writes the whole task as a task file, whatever the name says.
+Status write_task_file(Task* task, const char* filename, Compression compression);
+
 }  // namespace vorlan

@@ -203,12 +203,15 @@ TEST(BadArgument, SelectorsAndIndicesOutOfRange) {
   EXPECT_STREQ(g_text, "same");
 }
 
-// Operations of later versions say so; they never pretend to have worked.
-TEST(BadArgument, OperationsToComeAreNeverSuccessful) {
+TEST(BadArgument, MalformedServerAddresses) {
   TestTask task;
   VLNrescode_enum termination = VLN_RES_OK;
-  EXPECT_EQ(code_name(VLN_optimizermt(task, "http://server", "", &termination)),
-            "VLN_RES_ERR_NOT_AVAILABLE");
+  for (const char* address : {"", "server", "ftp://server", "http://", "http://server/path",
+                              "http://user@server", "http://server:99999", " http://server"}) {
+    EXPECT_EQ(code_name(VLN_optimizermt(task, address, "", &termination)),
+              "VLN_RES_ERR_SERVER_ADDRESS")
+        << address;
+  }
   EXPECT_EQ(code_name(termination), "VLN_RES_TRM_FAILED");
 }
 

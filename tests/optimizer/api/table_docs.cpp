@@ -25,7 +25,7 @@ constexpr Group kGroups[] = {
     {0, "Success"},           {1000, "Arguments and call order"},
     {1100, "Machine"},        {1200, "Parameters"},
     {1300, "Files"},          {1400, "Models and solutions"},
-    {1500, "Optimizers"},     {1600, "Operations to come"},
+    {1500, "Optimizers"},     {1600, "Installation"},
     {8000, "Solver servers"}, {9000, "Termination codes"},
 };
 

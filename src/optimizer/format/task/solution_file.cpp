@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <iterator>
 #include <memory>
 
@@ -203,32 +204,85 @@ struct Elements {
 
 class SolutionReader {
  public:
-  SolutionReader(DocumentReader* reader, const Model& model) : reader_(reader), model_(model) {}
+  // `result` is nullptr for a b solution.
+  SolutionReader(DocumentReader* reader, const Model& model, SolverResult* result)
+      : reader_(reader), model_(model), result_(result) {}
 
   bool read() {
-    const auto elements = [this](Elements* e) { return [this, e] { return read_elements(e); }; };
-    return read_map(reader_, "a b solution",
-                    {{"format", [this] { return read_format(); }, true},
-                     {"version", [this] { return read_version(); }, true},
-                     {"modelname", [this] { return reader_->read(&ignored_); }},
-                     {"solutions", [this] { return read_solutions(reader_, &solutions, &marks_); },
-                      true},
-                     {"variables", elements(&variables_), true, &variables_.mark},
-                     {"constraints", elements(&constraints_), true, &constraints_.mark},
-                     {"matrix variables", [this] { return read_matrix_variables(); }, false,
-                      &matrix_variables_.mark}}) &&
-           reader_->finish() && check();
+    const bool complete = result_ == nullptr ? read_b_solution() : read_result();
+    return complete && reader_->finish() && check();
   }
 
   Solutions solutions;
 
  private:
-  bool read_format() {
+  std::function<bool()> elements(Elements* e) {
+    return [this, e] { return read_elements(e); };
+  }
+
+  bool read_result() {
+    return read_map(
+        reader_, "a task solver result",
+        {{"format", [this] { return read_format(kResultFormat); }, true},
+         {"version", [this] { return read_version(); }, true},
+         {"modelname", [this] { return reader_->read(&ignored_); }},
+         {"response", [this] { return read_code(&result_->response, &result_->message); }, true},
+         {"termination", [this] { return read_code(&result_->termination, &ignored_); }, true},
+         {"figures", [this] { return read_figures(); }},
+         {"solutions", [this] { return read_solutions(reader_, &solutions, &marks_); }, true},
+         {"variables", elements(&variables_), true, &variables_.mark},
+         {"constraints", elements(&constraints_), true, &constraints_.mark},
+         {"matrix variables", [this] { return read_matrix_variables(); }, false,
+          &matrix_variables_.mark}});
+  }
+
+  bool read_b_solution() {
+    return read_map(
+        reader_, "a b solution",
+        {{"format", [this] { return read_format(kSolutionFormat); }, true},
+         {"version", [this] { return read_version(); }, true},
+         {"modelname", [this] { return reader_->read(&ignored_); }},
+         {"solutions", [this] { return read_solutions(reader_, &solutions, &marks_); }, true},
+         {"variables", elements(&variables_), true, &variables_.mark},
+         {"constraints", elements(&constraints_), true, &constraints_.mark},
+         {"matrix variables", [this] { return read_matrix_variables(); }, false,
+          &matrix_variables_.mark}});
+  }
+
+  bool read_format(std::string_view expected) {
     const Mark mark = reader_->mark();
     return reader_->read(&ignored_) &&
-           (ignored_ == kSolutionFormat ||
-            reader_->fail(mark, "expected the format 'vorlan solution', found '" +
+           (ignored_ == expected ||
+            reader_->fail(mark, "expected the format '" + std::string(expected) + "', found '" +
                                     printable(ignored_) + "'"));
+  }
+
+  // A code that this library does not know is of a later one.
+  bool read_code(Code* code, std::string* message) {
+    const Mark mark = reader_->mark();
+    int64_t number = 0;
+    const bool read = read_map(reader_, "a code",
+                               {{"code", [&] { return reader_->read(&number); }, true},
+                                {"name", [this] { return reader_->read(&ignored_); }},
+                                {"description", [this] { return reader_->read(&ignored_); }},
+                                {"message", [&] { return reader_->read(message); }}});
+    if (!read) return false;
+    const bool fits = number == static_cast<int32_t>(number);
+    if (!fits || find_code(static_cast<int32_t>(number)) == nullptr) {
+      return reader_->fail(mark, "there is no such code");
+    }
+    *code = static_cast<Code>(number);
+    return true;
+  }
+
+  bool read_figures() {
+    Figure figure;
+    if (!reader_->enter_map()) return false;
+    while (reader_->next_key(&figure.name)) {
+      if (!reader_->read(&figure.value)) return false;
+      result_->figures.push_back(figure);
+    }
+    return reader_->ok();
   }
 
   bool read_version() {
@@ -300,6 +354,7 @@ class SolutionReader {
 
   DocumentReader* reader_;
   const Model& model_;
+  SolverResult* result_;
   std::string ignored_;
   SolutionMarks marks_;
   Elements variables_, constraints_, matrix_variables_;
@@ -387,8 +442,19 @@ Status write_solver_result(const SolverResult& result, const SolutionView& view,
 
 Status read_b_solution(InputStream* input, const Model& model, Solutions* solutions) {
   CborReader document(input);
-  SolutionReader reader(&document, model);
+  SolutionReader reader(&document, model, nullptr);
   if (!reader.read()) return document.status();
+  *solutions = std::move(reader.solutions);
+  return {};
+}
+
+Status read_solver_result(InputStream* input, const Model& model, SolverResult* result,
+                          Solutions* solutions) {
+  CborReader document(input);
+  SolverResult found;
+  SolutionReader reader(&document, model, &found);
+  if (!reader.read()) return document.status();
+  *result = std::move(found);
   *solutions = std::move(reader.solutions);
   return {};
 }

@@ -32,6 +32,10 @@ struct SolutionView {
 // failure nothing is changed.
 [[nodiscard]] Status read_b_solution(InputStream* input, const Model& model, Solutions* solutions);
 
+// The same of a task solver result, with the codes and figures of the optimization that it is of.
+[[nodiscard]] Status read_solver_result(InputStream* input, const Model& model,
+                                        SolverResult* result, Solutions* solutions);
+
 // The map of defined solutions as other documents contain it.
 void write_solutions(DocumentWriter* writer, const Solutions& solutions);
 

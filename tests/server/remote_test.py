@@ -1,0 +1,381 @@
+#!/usr/bin/env python3
+"""The library's remote solve against a real server, through a wire that can be cut: a remote solve leaves
+what a local one leaves, a stop and a time limit act in each phase, a broken connection loses nothing.
+
+VORLAN_DATA names a folder of further models for the comparison.
+"""
+import os
+import pathlib
+import re
+import select
+import signal
+import socket
+import subprocess
+import threading
+import time
+import unittest
+
+import harness
+
+# Differs from run to run.
+LOG_NOISE = re.compile(r"^(Solving on |Read |Write |Set log |.*[0-9]s$|.*time  .*|HiGHS run time"
+                       r"|Multiple threads|  *[A-Z]? *[0-9]+ .*|.*[0-9.]+ s .*)")
+
+
+class Wire:
+    """A proxy on loopback that closes connections: the first ones after so many bytes of either
+    direction, as `cuts` says, the later ones never."""
+
+    def __init__(self, port, cuts):
+        self.port_behind = port
+        self.cuts = list(cuts)
+        self.connections = 0
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.ending = False
+        self.thread = threading.Thread(target=self._serve)
+        self.thread.start()
+
+    def _serve(self):
+        threads = []
+        while not self.ending:
+            if select.select([self.listener], [], [], 0.05)[0]:
+                front, _ = self.listener.accept()
+                cut = self.cuts.pop(0) if self.cuts else None
+                self.connections += 1
+                threads.append(threading.Thread(target=self._forward, args=(front, cut)))
+                threads[-1].start()
+        for thread in threads:
+            thread.join()
+        self.listener.close()
+
+    def _forward(self, front, cut):
+        """`cut` is ("up" or "down", bytes)."""
+        try:
+            with front, socket.create_connection(("127.0.0.1", self.port_behind)) as back:
+                counts = {"up": 0, "down": 0}
+                while not self.ending:
+                    for side in select.select([front, back], [], [], 0.05)[0]:
+                        way, other = ("up", back) if side is front else ("down", front)
+                        data = side.recv(65536)
+                        if not data:
+                            return
+                        if cut and cut[0] == way:
+                            data = data[:max(0, cut[1] - counts[way])]
+                        counts[way] += len(data)
+                        other.sendall(data)
+                        if cut and counts[cut[0]] >= cut[1]:
+                            return
+        except OSError:
+            pass
+
+    def close(self):
+        self.ending = True
+        self.thread.join()
+
+
+class RemoteTest(harness.ServerTest):
+    def start_run(self, *words, port=None, token=None, items="", environment=None):
+        """The program solving remotely in self.folder; what it reads and writes is in `words`."""
+        solve = (f"-solve:remote=http://127.0.0.1:{port or self.server.port},"
+                 f"remote-access-token={token or self.server.token},res=res,trm=trm,msg=msg{items}")
+        words = [solve if word == "-solve" else word for word in words]
+        return subprocess.Popen([harness.PROGRAM, *words], cwd=self.folder, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                env={**os.environ, **(environment or {})})
+
+    def end_run(self, process):
+        _, errors = process.communicate(timeout=harness.PATIENCE)
+        self.assertEqual(process.returncode, 0, errors)
+
+    def run_remotely(self, *words, **settings):
+        self.end_run(self.start_run(*words, **settings))
+
+    def run_locally(self, *words):
+        solve = "-solve:res=res,trm=trm,msg=msg"
+        words = [solve if word == "-solve" else word for word in words]
+        subprocess.run([harness.PROGRAM, *words], cwd=self.folder, check=True, capture_output=True)
+
+    def text(self, name):
+        return (self.folder / name).read_text()
+
+    def codes(self):
+        return self.text("res"), self.text("trm")
+
+    def write_hard_model(self):
+        (self.folder / "hard.mps").write_bytes(harness.hard_model())
+
+    def no_jobs_left(self):
+        client = self.server.client()
+        harness.wait_until(lambda: not client.get("/v1/jobs").json()["jobs"], "the job to vanish")
+
+
+class Equality(RemoteTest):
+    def test_every_model_gives_the_same_files(self):
+        self.start()
+        models = sorted(path for path in harness.EXAMPLES.iterdir()
+                        if path.suffix in (".mps", ".lp", ".ptf", ".cbf", ".dat-s", ".jtask"))
+        if "VORLAN_DATA" in os.environ:
+            names = os.environ.get("VORLAN_REMOTE_MODELS", "").split()
+            models += [pathlib.Path(os.environ["VORLAN_DATA"]) / name for name in names]
+        self.assertGreater(len(models), 3)
+        kinds = ("plain", "json", "b")
+        for model in models:
+            with self.subTest(model.name):
+                self.compare(model, kinds)
+        self.assertEqual(self.server.client().get("/v1/jobs").json()["jobs"], [])
+
+    def compare(self, model, kinds):
+        outcome = {}
+        for place, run in (("remote", self.run_remotely), ("local", self.run_locally)):
+            writes = [word for kind in kinds for word in ("-write-solution", f"{place}.{kind}")]
+            run("-log", f"{place}.log", "-read", str(model), "-solve", *writes)
+            lines = [line for line in self.text(f"{place}.log").splitlines()
+                     if not LOG_NOISE.match(line)]
+            outcome[place] = (self.codes(), self.text("msg"), lines,
+                              [(self.folder / f"{place}.{kind}").read_bytes() for kind in kinds])
+        self.assertEqual(outcome["remote"], outcome["local"])
+
+    def test_a_solve_that_fails_does_so_alike(self):
+        self.start()
+        bad = "minimize\n obj: x\nsubject to\n c: x + [ x ^2 - y ^2 ] >= 1\nend\n"
+        (self.folder / "bad.lp").write_text(bad)
+        seen = []
+        for run in (self.run_locally, self.run_remotely):
+            run("-log", "log", "-read", "bad.lp", "-solve")
+            failures = [line for line in self.text("log").splitlines() if "VLN_RES_ERR" in line]
+            seen.append((self.codes(), self.text("msg"), failures))
+        self.assertEqual(seen[0], seen[1])
+        self.assertEqual(seen[0][0][0], "VLN_RES_ERR_NOT_CONVEX")
+        self.assertEqual(len(seen[0][2]), 1)
+
+    def test_parameters_and_sense_travel_and_files_do_not(self):
+        self.start()
+        for run, name in ((self.run_locally, "l"), (self.run_remotely, "r")):
+            run("-read", str(harness.EXAMPLES / "workshop.mps"), "-d", "VLN_IPAR_OPTIMIZER", "conic",
+                "-d", "VLN_SPAR_B_SOLUTION_FILE", f"{name}.copy", "-solve", "-write-solution", name)
+        self.assertIn("interior", self.text("r"))
+        self.assertEqual(self.text("r"), self.text("l"))
+        self.assertEqual((self.folder / "r.copy").read_bytes(), (self.folder / "l.copy").read_bytes())
+
+    def test_a_solve_starts_from_what_the_task_holds(self):
+        self.start()
+        self.run_remotely("-log", "log", "-read", str(harness.EXAMPLES / "workshop.mps"), "-solve",
+                          "-solve")
+        self.assertEqual(re.findall(r"  iterations +([0-9]+)", self.text("log")), ["2", "0"])
+
+
+class Stopping(RemoteTest):
+    def check_stopped(self):
+        self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_TRM_USER_CALLBACK"))
+        self.assertEqual(self.text("msg"), "")
+
+    def test_sigterm_while_solving_brings_what_was_found(self):
+        client = self.start()
+        self.write_hard_model()
+        process = self.start_run("-read", "hard.mps", "-solve", "-write-solution", "sol")
+        job = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]
+        client.await_solve(job["id"])
+        time.sleep(1.0)
+        process.send_signal(signal.SIGTERM)
+        self.end_run(process)
+        self.check_stopped()
+        self.assertIn("Solution integer", self.text("sol"))
+        self.no_jobs_left()
+
+    def test_the_time_limit_counts_the_remote_optimizer_alone(self):
+        client = self.start("--slots", "1")
+        blocker = client.submitted(harness.hard_model(), name="h.mps")
+        client.await_solve(blocker)
+        self.write_hard_model()
+        process = self.start_run("-read", "hard.mps", "-solve", "-write-solution", "sol",
+                                 items=",time-limit=1")
+        job = harness.wait_until(
+            lambda: [j for j in client.get("/v1/jobs").json()["jobs"] if j["id"] != blocker], "the job")
+        time.sleep(2.0)
+        self.assertIsNone(process.poll())
+        client.request("POST", f"/v1/jobs/{blocker}/cancel")
+        client.await_solve(job[0]["id"])
+        begin = time.monotonic()
+        self.end_run(process)
+        self.assertGreater(time.monotonic() - begin, 0.5)
+        self.check_stopped()
+
+    def test_sigterm_while_queued(self):
+        client = self.start("--slots", "1")
+        blocker = client.submitted(harness.hard_model(), name="h.mps")
+        client.await_solve(blocker)
+        self.write_hard_model()
+        process = self.start_run("-read", "hard.mps", "-solve", "-write-solution", "sol")
+        harness.wait_until(lambda: len(client.get("/v1/jobs").json()["jobs"]) == 2, "the job")
+        process.send_signal(signal.SIGTERM)
+        self.end_run(process)
+        self.check_stopped()
+        harness.wait_until(lambda: len(client.get("/v1/jobs").json()["jobs"]) == 1, "the job's end")
+
+    def test_sigterm_before_the_job_is_accepted_leaves_nothing(self):
+        client = self.start("--max-jobs", "1")
+        blocker = client.submitted(harness.hard_model(), name="h.mps")
+        self.write_hard_model()
+        process = self.start_run("-pid-file", "pid", "-log", "log", "-read", "hard.mps",
+                                 "-indicator-file:x", "begins", "-solve")
+        harness.wait_until((self.folder / "begins").exists, "the solve's begin")
+        time.sleep(0.5)
+        process.send_signal(signal.SIGTERM)
+        self.end_run(process)
+        self.check_stopped()
+        self.assertEqual([job["id"] for job in client.get("/v1/jobs").json()["jobs"]], [blocker])
+
+
+class BrokenWires(RemoteTest):
+    def check_cuts(self, cuts, model=None):
+        self.wire = Wire(self.server.port, cuts)
+        try:
+            self.run_remotely("-read", str(model or harness.EXAMPLES / "workshop.mps"), "-solve",
+                              "-write-solution", "sol", port=self.wire.port)
+            self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_OK"), self.text("msg"))
+            self.assertGreater(self.wire.connections, len(cuts))
+        finally:
+            self.wire.close()
+        self.assertEqual(self.text("sol"), self.expected)
+        log = (self.folder / "data.log").read_text()
+        self.assertEqual(log.count('"event":"job submitted"'), self.submitted + 1)
+        self.submitted += 1
+        self.no_jobs_left()
+
+    def setUp(self):
+        super().setUp()
+        self.start()
+        self.run_locally("-read", str(harness.EXAMPLES / "workshop.mps"), "-solve",
+                         "-write-solution", "sol")
+        self.expected = self.text("sol")
+        self.submitted = 0
+
+    def test_cut_at_each_phase(self):
+        # One connection carries all requests: its bytes up and down pass through every phase.
+        for way, places in (("up", (1, 100, 400, 900, 1200, 1500)),
+                            ("down", (1, 100, 300, 700, 1200, 2000, 3000, 4000))):
+            for place in places:
+                with self.subTest(f"{way} {place}"):
+                    self.check_cuts([(way, place)])
+
+    def test_cut_again_and_again(self):
+        self.check_cuts([("up", 200), ("down", 10), ("up", 1000), ("down", 500)])
+
+    def test_a_restart_of_the_server_loses_nothing(self):
+        self.write_hard_model()
+        wire = Wire(self.server.port, [])
+        try:
+            process = self.start_run("-read", "hard.mps", "-solve", "-write-solution", "sol",
+                                     port=wire.port)
+            client = self.server.client()
+            job = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]
+            client.await_solve(job["id"])
+            self.server.kill()
+            client = self.start()
+            wire.port_behind = self.server.port
+            self.assertEqual(client.job(job["id"])["attempt"], 1)
+            process.send_signal(signal.SIGTERM)
+            self.end_run(process)
+        finally:
+            wire.close()
+        self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_TRM_USER_CALLBACK"))
+        self.assertIn("Solution integer", self.text("sol"))
+
+    def test_a_server_that_stays_away_is_told_with_the_job(self):
+        self.write_hard_model()
+        client = self.server.client()
+        process = self.start_run("-read", "hard.mps", "-solve",
+                                 environment={"VORLAN_REMOTE_PATIENCE": "1"})
+        job = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]
+        client.await_solve(job["id"])
+        self.server.kill()
+        self.end_run(process)
+        self.assertEqual(self.codes(), ("VLN_RES_ERR_SERVER_LOST", "VLN_RES_TRM_FAILED"))
+        self.assertIn(job["id"], self.text("msg"))
+
+
+class Failures(RemoteTest):
+    def check(self, code, words=("-read", str(harness.EXAMPLES / "workshop.mps"), "-solve"), **settings):
+        self.run_remotely(*words, **settings)
+        self.assertEqual(self.codes(), (code, "VLN_RES_TRM_FAILED"))
+        self.assertNotEqual(self.text("msg"), "")
+        return self.text("msg")
+
+    def test_tokens(self):
+        self.start()
+        self.check("VLN_RES_ERR_SERVER_ACCESS", token="vln_bad")
+        self.check("VLN_RES_ERR_SERVER_ACCESS", token=self.new_token("reader", "read"))
+
+    def test_no_server(self):
+        self.start()
+        self.server.terminate()
+        self.check("VLN_RES_ERR_SERVER_UNREACHABLE")
+
+    def test_another_server(self):
+        self.start()
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            def answer():
+                wire, _ = listener.accept()
+                wire.recv(65536)
+                wire.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi")
+                wire.close()
+            thread = threading.Thread(target=answer)
+            thread.start()
+            self.check("VLN_RES_ERR_SERVER_PROTOCOL", port=listener.getsockname()[1])
+            thread.join()
+
+    def test_sizes(self):
+        self.start("--max-variables", "2")
+        self.assertEqual(self.check("VLN_RES_ERR_SERVER_PROBLEM_SIZE"), "Too many variables")
+        self.server.terminate()
+        self.start("--max-upload", "0.001")
+        self.write_hard_model()
+        self.check("VLN_RES_ERR_SERVER_PROBLEM_SIZE", ("-read", "hard.mps", "-solve"))
+
+    def test_a_full_server(self):
+        client = self.start("--max-jobs", "1")
+        client.submitted(harness.hard_model(), name="h.mps")
+        self.check("VLN_RES_ERR_SERVER_BUSY", environment={"VORLAN_REMOTE_PATIENCE": "1"})
+
+    def test_a_job_deleted_by_somebody_else(self):
+        client = self.start()
+        self.write_hard_model()
+        process = self.start_run("-read", "hard.mps", "-solve")
+        job = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]
+        client.await_solve(job["id"])
+        client.request("DELETE", f"/v1/jobs/{job['id']}")
+        self.end_run(process)
+        self.assertEqual(self.codes(), ("VLN_RES_ERR_SERVER_JOB_GONE", "VLN_RES_TRM_FAILED"))
+
+    def test_a_worker_that_dies_twice(self):
+        client = self.start()
+        self.write_hard_model()
+        process = self.start_run("-read", "hard.mps", "-solve")
+        job_id = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]["id"]
+        for attempt in (1, 2):
+            client.await_job(job_id, lambda job, n=attempt: job["attempt"] == n and
+                             job["solve_seconds"] is not None, f"attempt {attempt}")
+            os.kill(int((self.running_attempts()[0] / "pid").read_text()), signal.SIGKILL)
+        self.end_run(process)
+        self.assertEqual(self.codes(), ("VLN_RES_ERR_OPTIMIZER_DIED", "VLN_RES_TRM_FAILED"))
+        self.assertIn("2 times", self.text("msg"))
+
+    def test_a_failed_remote_solve_keeps_the_solutions(self):
+        self.start()
+        self.server.terminate()
+        model = str(harness.EXAMPLES / "workshop.mps")
+        process = self.start_run("-read", model, "-solve:res=x", "-solve", "-write-solution", "kept")
+        self.end_run(process)
+        self.assertIn("optimal", self.text("kept"))
+
+
+class StartUp(unittest.TestCase):
+    def test_no_library_of_the_network_is_linked(self):
+        listing = subprocess.run(["ldd", harness.PROGRAM], capture_output=True, text=True, check=True)
+        for library in ("curl", "ssl", "crypto", "vorlan_remote"):
+            self.assertNotIn(library, listing.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

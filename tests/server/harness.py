@@ -136,7 +136,9 @@ class Server:
         is_new = not (self.data / "server.sqlite").exists() or self._has_no_token()
         line = self.process.stdout.readline().decode()
         if not line.startswith("url: http://127.0.0.1:"):
-            raise AssertionError(f"the server did not start: {line!r}, status {self.process.wait()}")
+            status = self.process.wait()
+            last_words = pathlib.Path(self.log.name).read_text(errors="replace")[-1000:]
+            raise AssertionError(f"the server did not start: {line!r}, status {status}: {last_words}")
         self.port = int(line.rsplit(":", 1)[1])
         if is_new:
             line = self.process.stdout.readline().decode()

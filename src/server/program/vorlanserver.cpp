@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -30,6 +31,10 @@ constexpr double kSecondsOfADay = 86400.0;
 constexpr const char* kFirstOwner = "admin";
 // Requests under way may end within this time after SIGTERM.
 constexpr auto kGraceTime = 2s;
+// A server that was killed between the fork and the exec of a worker leaves a child that holds the
+// lock of the data folder for a moment longer.
+constexpr auto kLockPatience = 2s;
+constexpr auto kLockBeat = 10ms;
 
 std::string worker_program(const Options& options) {
   std::error_code error;
@@ -72,6 +77,17 @@ void check(const Options& options) {
   }
 }
 
+// Waits for a lock that a dying child still holds; invalid where somebody keeps it.
+Descriptor await_lock(const std::string& path) {
+  const auto end = std::chrono::steady_clock::now() + kLockPatience;
+  Descriptor lock = lock_file(path);
+  while (!lock.valid() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(kLockBeat);
+    lock = lock_file(path);
+  }
+  return lock;
+}
+
 // Makes what is missing. The lock keeps a second server off the folder.
 Descriptor open_data_folder(const std::string& data) {
   std::error_code error;
@@ -79,7 +95,7 @@ Descriptor open_data_folder(const std::string& data) {
   const bool made =
       make_folder(data) && make_folder(data + "/incoming") && make_folder(data + "/jobs");
   if (!made) throw OptionError("cannot make the data folder '" + data + "': " + system_error());
-  Descriptor lock = lock_file(data + "/lock");
+  Descriptor lock = await_lock(data + "/lock");
   if (!lock.valid()) throw OptionError("another server uses the data folder '" + data + "'");
   return lock;
 }

@@ -178,15 +178,15 @@ TEST(ParameterEffect, LogIntervalSpacesTheProgressLines) {
     TestTask task;
     EXPECT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
     EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_LOG_INTERVAL", interval), VLN_RES_OK);
-    EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "1.2"), VLN_RES_OK);
+    EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "3"), VLN_RES_OK);
     EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_TIME_LIMIT");
     return task.log();
   };
   const std::string often = log_with("0.1");
   EXPECT_GE(count_progress_lines(often), 4) << often;
-  EXPECT_LE(count_progress_lines(often), 12) << often;
+  EXPECT_LE(count_progress_lines(often), 30) << often;
   EXPECT_NE(often.find("incumbent             bound        gap\n"), std::string::npos) << often;
-  EXPECT_LE(count_progress_lines(log_with("1")), 1);
+  EXPECT_LE(count_progress_lines(log_with("1")), 3);
   EXPECT_EQ(count_progress_lines(log_with("inf")), 0);
 }
 

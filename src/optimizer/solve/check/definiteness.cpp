@@ -129,9 +129,9 @@ double indefiniteness(std::span<const double> packed, std::span<const double> si
 
 double indefiniteness(const std::vector<SymmetricElement>& elements) {
   if (is_nonnegative_diagonal(elements)) return 0.0;
-  Sparse matrix = compress(elements, used_rows(elements));
+  const Sparse matrix = compress(elements, used_rows(elements));
   const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
-  return indefiniteness_of_scaled(std::move(matrix), scale);
+  return indefiniteness_of_scaled(matrix, scale);
 }
 
 double indefiniteness(const std::vector<SymmetricElement>& elements,

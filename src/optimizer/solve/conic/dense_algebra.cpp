@@ -59,9 +59,10 @@ class KernelChoice {
   bool is_users_;
 };
 
-// The dsymv of OpenBLAS for several older processors reads one element past the end of y in the
-// lower triangle's case, so that vectors given to it end with unused elements.
-constexpr int kPadding = 2;
+// The dsymv of OpenBLAS for several older processors reads past the end of its vectors in the lower
+// triangle's case, by as much as it takes at once, so that vectors given to it end with unused
+// elements.
+constexpr int kPadding = 8;
 
 const char* letter(bool transpose) { return transpose ? "T" : "N"; }
 
@@ -147,10 +148,14 @@ void DenseAlgebra::multiply_vector(int n, const double* a, int lda, const double
                                    double* y) const {
   const double one = 1.0;
   const int step = 1;
-  std::vector<double> padded(static_cast<size_t>(n + kPadding));
-  std::copy_n(y, n, padded.begin());
-  symv_("L", &n, &one, a, &lda, x, &step, &beta, padded.data(), &step);
-  std::copy_n(padded.begin(), n, y);
+  const auto size = static_cast<size_t>(n + kPadding);
+  std::vector<double> padded(2 * size);
+  double* padded_x = padded.data();
+  double* padded_y = padded.data() + size;
+  std::copy_n(x, n, padded_x);
+  std::copy_n(y, n, padded_y);
+  symv_("L", &n, &one, a, &lda, padded_x, &step, &beta, padded_y, &step);
+  std::copy_n(padded_y, n, y);
 }
 
 bool DenseAlgebra::factor_cholesky(int n, double* a, int lda) const {

@@ -148,7 +148,7 @@ void DenseAlgebra::multiply_vector(int n, const double* a, int lda, const double
                                    double* y) const {
   const double one = 1.0;
   const int step = 1;
-  const auto size = static_cast<size_t>(n + kPadding);
+  const size_t size = static_cast<size_t>(n) + kPadding;
   std::vector<double> padded(2 * size);
   double* padded_x = padded.data();
   double* padded_y = padded.data() + size;

@@ -59,9 +59,9 @@ class KernelChoice {
   bool is_users_;
 };
 
-// The dsymv of OpenBLAS for several older processors reads past the end of its vectors in the lower
-// triangle's case, by as much as it takes at once, so that vectors given to it end with unused
-// elements.
+// The dsymv of OpenBLAS for several older processors reads past the end of a vector in the lower
+// triangle's case. One element behind y is known; a sanitizer has seen a read that two did not
+// cover. So the vectors given to it end with a cache line of unused elements.
 constexpr int kPadding = 8;
 
 const char* letter(bool transpose) { return transpose ? "T" : "N"; }

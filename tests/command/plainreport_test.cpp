@@ -3,7 +3,6 @@
 // names.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 #include <vorlanplainsol.h>
 
@@ -21,16 +20,12 @@
 #include "allocations.h"
 #include "expectedreport.h"
 #include "fakelibrary.h"
+#include "scratch_folder.h"
 #include "vlnexception.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string contentof(const fs::path& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::ptrdiff_t numdescriptors() {
   const fs::directory_iterator all("/proc/self/fd");
@@ -40,26 +35,17 @@ std::ptrdiff_t numdescriptors() {
 // A folder for the test's files, and the task.
 class PlainReport : public testing::Test {
  protected:
-  PlainReport() {
-    std::string name = (fs::temp_directory_path() / "vorlan-unit-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder_ = name;
-    fake::reset();
-  }
-  ~PlainReport() override {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-    fake::reset();
-  }
+  PlainReport() { fake::reset(); }
+  ~PlainReport() override { fake::reset(); }
 
-  std::string file() const { return (folder_ / "report").string(); }
+  std::string file() const { return folder_.path("report"); }
 
   // The report of the task as it is in the file afterwards. A file system may bring a truncated
   // file to the disk at once, which takes its time; a new file waits.
   std::string write() {
     fs::remove(file());
     EXPECT_EQ(VLN_writeplainsol(&task_, file().c_str()), 0);
-    return contentof(file());
+    return folder_.read("report");
   }
 
   // What the writer throws, if it does.
@@ -104,7 +90,7 @@ class PlainReport : public testing::Test {
     }
   }
 
-  fs::path folder_;
+  const vorlan::test::ScratchFolder folder_;
   vlntaskt& task_ = fake::task();
 };
 
@@ -441,7 +427,7 @@ TEST_F(PlainReport, EveryCheckedQueryFailing) {
     std::string seen;
     task_.answer = [&](std::string_view) {
       if (task_.calls.size() + 1 != call) return VLN_RES_OK;
-      seen = contentof(file());
+      seen = folder_.read("report");
       return code;
     };
     const std::ptrdiff_t before = numdescriptors();
@@ -454,7 +440,7 @@ TEST_F(PlainReport, EveryCheckedQueryFailing) {
     EXPECT_EQ(task_.calls.size(), call);
     EXPECT_EQ(task_.calls.back(), steps[i].call);
     EXPECT_EQ(seen, textof(steps, i)) << "while running " << steps[i].call;
-    EXPECT_EQ(contentof(file()), textof(steps, i)) << steps[i].call;
+    EXPECT_EQ(folder_.read("report"), textof(steps, i)) << steps[i].call;
     ++numfailures;
   }
   // 7 and 4 of the set-up; 11, 13 and 16 of the sections.
@@ -708,7 +694,7 @@ TEST_F(PlainReport, StandardOutput) {
     EXPECT_EQ(VLN_writeplainsol(&task_, "-"), 0);
     std::cout << "after\n";
   }
-  EXPECT_EQ(contentof(file()), textof(expected) + "after\n");
+  EXPECT_EQ(folder_.read("report"), textof(expected) + "after\n");
   EXPECT_EQ(numdescriptors(), before);
   EXPECT_TRUE(std::cout.good());
   EXPECT_FALSE(fs::exists("-"));
@@ -718,7 +704,7 @@ TEST_F(PlainReport, FileIsTruncatedAndClosed) {
   std::ofstream(file()) << std::string(1000, 'x');
   const std::ptrdiff_t before = numdescriptors();
   EXPECT_EQ(VLN_writeplainsol(&task_, file().c_str()), 0);
-  EXPECT_EQ(contentof(file()), "Solution\n");
+  EXPECT_EQ(folder_.read("report"), "Solution\n");
   EXPECT_EQ(numdescriptors(), before);
 }
 
@@ -731,18 +717,18 @@ TEST_F(PlainReport, FileExistsBeforeTheFirstQuery) {
   };
   ASSERT_TRUE(writefailing());
   EXPECT_TRUE(existed);
-  EXPECT_EQ(contentof(file()), "");
+  EXPECT_EQ(folder_.read("report"), "");
 }
 
 TEST_F(PlainReport, FileThatCannotBeOpened) {
   fillall();
   const auto expected = expectedreport(task_);
-  const std::string name = (folder_ / "missing" / "report").string();
+  const std::string name = folder_.path("missing/report");
   {
     const StandardOutput redirected(file());
     EXPECT_EQ(VLN_writeplainsol(&task_, name.c_str()), 0);
   }
-  EXPECT_EQ(contentof(file()), "");
+  EXPECT_EQ(folder_.read("report"), "");
   EXPECT_FALSE(fs::exists(name));
   EXPECT_EQ(task_.calls, callsof(expected));
 }

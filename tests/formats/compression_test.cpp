@@ -7,6 +7,7 @@
 #include <string>
 
 #include "scratch_folder.h"
+#include "test_bytes.h"
 
 namespace vorlan {
 namespace {

@@ -18,6 +18,7 @@
 #include "file/read_buffer.h"
 #include "scratch_folder.h"
 #include "task/text.h"
+#include "test_bytes.h"
 
 namespace vorlan {
 namespace {

@@ -15,6 +15,7 @@
 
 #include "scratch_folder.h"
 #include "task/text.h"
+#include "test_bytes.h"
 
 namespace vorlan {
 namespace {

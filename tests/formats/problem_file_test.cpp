@@ -39,9 +39,9 @@ TEST(ProblemFile, TheNameSaysTheCompression) {
   for (const std::string& path : {plain, gzip, zstd}) {
     ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK);
   }
-  EXPECT_EQ(read_whole_file(plain).substr(0, 4), "NAME");
-  EXPECT_EQ(read_whole_file(gzip).substr(0, 2), "\x1f\x8b");
-  EXPECT_EQ(read_whole_file(zstd).substr(0, 4), "\x28\xb5\x2f\xfd");
+  EXPECT_EQ(read_all(plain).substr(0, 4), "NAME");
+  EXPECT_EQ(read_all(gzip).substr(0, 2), "\x1f\x8b");
+  EXPECT_EQ(read_all(zstd).substr(0, 4), "\x28\xb5\x2f\xfd");
 }
 
 TEST(ProblemFile, TheContentSaysTheCompressionOnReading) {
@@ -49,7 +49,7 @@ TEST(ProblemFile, TheContentSaysTheCompressionOnReading) {
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   const std::string gzip = test_file_path("c.mps.gz");
   ASSERT_EQ(VLN_writedata(task, gzip.c_str()), VLN_RES_OK);
-  const std::string misnamed = write_test_file("c.mps", read_whole_file(gzip));
+  const std::string misnamed = write_test_file("c.mps", read_all(gzip));
   EXPECT_EQ(VLN_readdata(task, misnamed.c_str()), VLN_RES_OK) << task.last_message();
 }
 
@@ -107,7 +107,7 @@ TEST(SolutionFile, ABSolutionReadsBackAndTheSelectorAloneCompresses) {
   for (const uint32_t compression : {0U, 2U, 3U}) {
     const std::string path = test_file_path("solution.gz");
     ASSERT_EQ(VLN_writebsolution(task, path.c_str(), compression), VLN_RES_OK);
-    EXPECT_EQ(read_whole_file(path).substr(0, 2) == "\x1f\x8b", compression == 2);
+    EXPECT_EQ(read_all(path).substr(0, 2) == "\x1f\x8b", compression == 2);
     TestTask copy;
     ASSERT_EQ(copy.read(two_products(-1)), VLN_RES_OK);
     ASSERT_EQ(VLN_readbsolution(copy, path.c_str(), compression), VLN_RES_OK)
@@ -136,13 +136,13 @@ TEST(SolutionFile, JsonAndSolverResultSayWhatTheSolveGave) {
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   const std::string json = test_file_path("s.json");
   ASSERT_EQ(VLN_writejsonsol(task, json.c_str()), VLN_RES_OK);
-  EXPECT_NE(read_whole_file(json).find("\"solutions\": {}"), std::string::npos);
+  EXPECT_NE(read_all(json).find("\"solutions\": {}"), std::string::npos);
   task.solve();
   ASSERT_EQ(VLN_writejsonsol(task, json.c_str()), VLN_RES_OK);
-  EXPECT_NE(read_whole_file(json).find("\"basic\""), std::string::npos);
+  EXPECT_NE(read_all(json).find("\"basic\""), std::string::npos);
   const std::string result = test_file_path("s.task");
   ASSERT_EQ(VLN_writetasksolverresult_file(task, result.c_str(), 0), VLN_RES_OK);
-  const std::string bytes = read_whole_file(result);
+  const std::string bytes = read_all(result);
   for (const char* word : {"VLN_RES_OK", "simplex iterations", "dual violation", "time"}) {
     EXPECT_NE(bytes.find(word), std::string::npos) << word;
   }

@@ -8,6 +8,7 @@
 
 #include "round_trip.h"
 #include "scratch_folder.h"
+#include "test_bytes.h"
 
 namespace vorlan::test {
 namespace {

@@ -16,6 +16,7 @@
 #include "failing_memory.h"
 #include "scratch_folder.h"
 #include "task/text.h"
+#include "test_bytes.h"
 
 namespace vorlan {
 namespace {

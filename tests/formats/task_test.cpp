@@ -14,6 +14,7 @@
 #include "round_trip.h"
 #include "samples.h"
 #include "scratch_folder.h"
+#include "test_bytes.h"
 
 namespace vorlan::test {
 namespace {

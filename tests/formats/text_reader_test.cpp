@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "scratch_folder.h"
+#include "test_bytes.h"
 
 namespace vorlan {
 namespace {

@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <random>
-#include <sstream>
+
+#include "scratch_folder.h"
 
 namespace {
 
@@ -21,6 +22,21 @@ std::string number(double value) {
   std::snprintf(text, sizeof text, "%.17g", value);
   return text;
 }
+
+// The scratch folder of the running test: made when the test first asks for a file, removed when it
+// ends, also when it fails.
+class FolderOfTest : public testing::EmptyTestEventListener {
+ public:
+  std::string path(const std::string& name) {
+    if (!folder_) folder_.emplace();
+    return folder_->path(name);
+  }
+
+  void OnTestEnd(const testing::TestInfo& /*test*/) override { folder_.reset(); }
+
+ private:
+  std::optional<vorlan::test::ScratchFolder> folder_;
+};
 
 }  // namespace
 
@@ -110,23 +126,18 @@ std::string TestTask::last_message() const {
 }
 
 std::string test_file_path(const std::string& name) {
-  const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) /
-                                       (std::string(test->test_suite_name()) + "." + test->name());
-  std::filesystem::create_directories(folder);
-  return (folder / name).string();
+  static FolderOfTest* const folder = [] {
+    auto* made = new FolderOfTest;
+    testing::UnitTest::GetInstance()->listeners().Append(made);  // which takes it over
+    return made;
+  }();
+  return folder->path(name);
 }
 
 std::string write_test_file(const std::string& name, const std::string& content) {
   std::string path = test_file_path(name);
   std::ofstream(path, std::ios::binary) << content;
   return path;
-}
-
-std::string read_whole_file(const std::string& path) {
-  std::ostringstream content;
-  content << std::ifstream(path, std::ios::binary).rdbuf();
-  return content.str();
 }
 
 std::string two_products(int sign) {

@@ -4,7 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "scratch_folder.h"
 #include "vorlan.h"
+
+using vorlan::test::read_all;
 
 // A task with its log collected in memory.
 class TestTask {
@@ -47,10 +50,9 @@ class TestTask {
   std::string log_;
 };
 
-// A file of the given name and content in a folder of the running test's own.
+// A file of the given name and content in the scratch folder of the running test.
 std::string write_test_file(const std::string& name, const std::string& content);
 std::string test_file_path(const std::string& name);
-std::string read_whole_file(const std::string& path);
 
 // The model of two_products.mps with the cost's sign and the objective sense to choose.
 std::string two_products(int sign);

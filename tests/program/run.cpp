@@ -10,16 +10,18 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include "scratch_folder.h"
 
 namespace program {
 namespace {
 
 namespace fs = std::filesystem;
+using vorlan::test::read_all;
+using vorlan::test::ScratchFolder;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds time_limit{60};
@@ -29,45 +31,20 @@ std::string setting(const char* variable, const char* otherwise) {
   return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
-std::string read_file(const fs::path& name) {
-  std::ifstream file(name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
+// The program runs in the folder "run". The rest stands beside it.
+struct RunFolder {
+  RunFolder() { fs::create_directory(folder()); }
 
-void write_file(const fs::path& name, const std::string& text) {
-  std::ofstream file(name, std::ios::binary);
-  file << text;
-  file.close();
-  if (!file) throw std::runtime_error("cannot write " + name.string());
-}
+  fs::path folder() const { return scratch.path("run"); }
+  fs::path beside(const char* name) const { return scratch.path(name); }
 
-// A folder that is removed at the end: "run" is the program's, the rest is beside it.
-class RunFolder {
- public:
-  RunFolder() {
-    std::string name = (fs::temp_directory_path() / "vorlan-program-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    root_ = name;
-    fs::create_directory(folder());
-  }
-  ~RunFolder() {
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
-  }
-  RunFolder(const RunFolder&) = delete;
-  RunFolder& operator=(const RunFolder&) = delete;
-
-  fs::path folder() const { return root_ / "run"; }
-  fs::path beside(const char* name) const { return root_ / name; }
-
- private:
-  fs::path root_;
+  ScratchFolder scratch;
 };
 
 void lay_out(const Case& what, const std::string& more_script, const RunFolder& place) {
   for (const std::string& folder : what.folders) fs::create_directories(place.folder() / folder);
-  for (const auto& [name, text] : what.files) write_file(place.folder() / name, text);
-  write_file(place.beside("script"), what.script + more_script);
+  for (const auto& [name, text] : what.files) place.scratch.write("run/" + name, text);
+  place.scratch.write("script", what.script + more_script);
 }
 
 void redirect(const fs::path& file, int flags, int descriptor) {
@@ -103,7 +80,7 @@ int wait_for_end(pid_t child, const Case& what, const RunFolder& place, bool& ti
   bool sent = what.signal_to_send == 0;
   for (int status = 0;;) {
     if (waitpid(child, &status, WNOHANG) == child) return status;
-    if (!sent && read_file(place.beside("trace")).find(what.signal_when) != std::string::npos) {
+    if (!sent && read_all(place.beside("trace")).find(what.signal_when) != std::string::npos) {
       kill(child, what.signal_to_send);
       sent = true;
     }
@@ -126,7 +103,7 @@ std::map<std::string, std::string> collect_files(const fs::path& folder) {
   std::map<std::string, std::string> files;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
-    files[fs::relative(entry.path(), folder).string()] = read_file(entry.path());
+    files[fs::relative(entry.path(), folder).string()] = read_all(entry.path());
   }
   return files;
 }
@@ -147,9 +124,9 @@ Outcome run(const Case& what, const std::string& more_script) {
   Outcome outcome;
   outcome.pid = child;
   outcome.exit = describe_exit(wait_for_end(child, what, place, outcome.timed_out));
-  outcome.standard_output = read_file(place.beside("stdout"));
-  outcome.standard_error = read_file(place.beside("stderr"));
-  outcome.trace = split_lines(read_file(place.beside("trace")));
+  outcome.standard_output = read_all(place.beside("stdout"));
+  outcome.standard_error = read_all(place.beside("stderr"));
+  outcome.trace = split_lines(read_all(place.beside("trace")));
   outcome.left = collect_files(place.folder());
   return outcome;
 }

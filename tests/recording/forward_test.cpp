@@ -4,14 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 
 #include "recorded.h"
+#include "scratch_folder.h"
 #include "vorlan.h"
 
 namespace recording {
@@ -107,15 +106,12 @@ struct Replayed {
 };
 
 Replayed replay(const std::string& trace) {
-  std::string folder = (fs::temp_directory_path() / "vorlan-replay-XXXXXX").string();
-  EXPECT_NE(mkdtemp(folder.data()), nullptr);
-  std::ofstream(fs::path(folder) / "trace") << trace;
-  const std::string command = std::string(VORLAN_REPLAY) + " '" + folder + "/trace' '" +
-                              tiny_library + "' > '" + folder + "/output' 2>&1";
+  const vorlan::test::ScratchFolder folder;
+  const std::string command = std::string(VORLAN_REPLAY) + " '" + folder.write("trace", trace) +
+                              "' '" + tiny_library + "' > '" + folder.path("output") + "' 2>&1";
   Replayed result;
   result.status = WEXITSTATUS(std::system(command.c_str()));
-  result.output = read_whole_file(fs::path(folder) / "output");
-  fs::remove_all(folder);
+  result.output = folder.read("output");
   return result;
 }
 

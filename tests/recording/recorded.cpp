@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
+#include <filesystem>
+
+#include "scratch_folder.h"
 
 namespace recording {
 namespace {
@@ -24,22 +24,15 @@ namespace fs = std::filesystem;
 
 }  // namespace
 
-std::string read_whole_file(const fs::path& name) {
-  std::ifstream file(name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 Recorded record(const std::string& script, const std::string& forward,
                 const std::function<int()>& body) {
-  std::string folder = (fs::temp_directory_path() / "vorlan-recording-XXXXXX").string();
-  if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  std::ofstream(fs::path(folder) / "script") << script;
+  const vorlan::test::ScratchFolder folder;
+  folder.write("script", script);
   const pid_t child = fork();
-  if (child == 0) become_recorder(folder, forward, body);
+  if (child == 0) become_recorder(folder.path(), forward, body);
   Recorded result;
   waitpid(child, &result.status, 0);
-  result.trace = read_whole_file(fs::path(folder) / "trace");
-  fs::remove_all(folder);
+  result.trace = folder.read("trace");
   return result;
 }
 

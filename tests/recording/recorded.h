@@ -1,7 +1,6 @@
 // recorded.h - runs calls of the recording library in a process of their own, for the tests.
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -11,8 +10,6 @@ struct Recorded {
   int status = 0;  // as waitpid gives it
   std::string trace;
 };
-
-std::string read_whole_file(const std::filesystem::path& name);
 
 // Runs body in a child whose library starts afresh, with the script and, unless empty, forwarding
 // to the library named; body's result is the child's exit status.

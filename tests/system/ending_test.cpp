@@ -10,11 +10,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "scratch_folder.h"
 
 namespace {
 
@@ -99,22 +100,9 @@ class Program {
 
 class Ending : public testing::Test {
  protected:
-  Ending() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = fs::path(testing::TempDir()) / ("Ending." + std::string(test->name()));
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-    std::ofstream(folder_ / "hard.mps") << hard_model();
-  }
-  ~Ending() override {
-    std::error_code ignored;
-    if (!HasFailure()) fs::remove_all(folder_, ignored);
-  }
+  Ending() { scratch_.write("hard.mps", hard_model()); }
 
-  std::string content(const std::string& name) const {
-    std::ifstream file(folder_ / name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
+  std::string content(const std::string& name) const { return scratch_.read(name); }
 
   // Reads, solves with the items, and writes everything that can be written.
   std::vector<std::string> words(const std::string& items) const {
@@ -135,14 +123,14 @@ class Ending : public testing::Test {
     }
   }
 
-  fs::path folder_;
+  const vorlan::test::ScratchFolder scratch_;
 };
 
 // Half a second is promised; a busy machine may take longer.
 constexpr double kGenerousSeconds = 2.0;
 
 TEST_F(Ending, SigTermKeepsWhatWasFoundAndTheRunGoesOn) {
-  Program program(folder_, words(""));
+  Program program(scratch_.path(), words(""));
   ASSERT_GT(program.await_optimizer(), 0);
   usleep(700000);
   const double sent = now();
@@ -156,7 +144,7 @@ TEST_F(Ending, SigTermKeepsWhatWasFoundAndTheRunGoesOn) {
 }
 
 TEST_F(Ending, TimeLimitKeepsWhatWasFoundAndTheRunGoesOn) {
-  Program program(folder_, words(",time-limit=0.7"));
+  Program program(scratch_.path(), words(",time-limit=0.7"));
   EXPECT_EQ(program.end(), 0) << content("stderr");
   EXPECT_GE(program.seconds(), 0.7);
   EXPECT_LT(program.seconds(), 0.7 + kGenerousSeconds);
@@ -171,7 +159,7 @@ TEST_F(Ending, DeathOfTheOptimizersProcessIsACodeAndTheRunGoesOn) {
       "-read",           "hard.mps",  "-solve:res=res,trm=trm,msg=msg",
       "-write",          "left.task", "-solve:time-limit=0.5,res=second,trm=second-trm",
       "-write-solution", "left.json"};
-  Program program(folder_, words);
+  Program program(scratch_.path(), words);
   const pid_t optimizer = program.await_optimizer();
   ASSERT_GT(optimizer, 0);
   usleep(200000);
@@ -187,7 +175,7 @@ TEST_F(Ending, DeathOfTheOptimizersProcessIsACodeAndTheRunGoesOn) {
 
 TEST_F(Ending, TheOptimizersProcessDiesWithTheProgram) {
   ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);  // the orphan becomes ours
-  Program program(folder_, words(""));
+  Program program(scratch_.path(), words(""));
   const pid_t optimizer = program.await_optimizer();
   ASSERT_GT(optimizer, 0);
   usleep(200000);

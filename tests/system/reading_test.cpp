@@ -4,10 +4,10 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
+
+#include "scratch_folder.h"
 
 namespace {
 
@@ -43,29 +43,17 @@ constexpr const char* kSettings[][2] = {
 };
 const Names kEvilFiles = {"evil.log", "evil.mps", "evil.b", "evil.json", "evil.task"};
 
-std::string content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 // Commands of the shell with $P for the program, run in a folder that is empty before each, with
 // the inputs of the test beside it in ../in.
 class Reading : public testing::Test {
  protected:
   Reading() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    root_ = fs::path(testing::TempDir()) / ("Reading." + std::string(test->name()));
-    fs::remove_all(root_);
     fs::create_directories(root_ / "in");
     input("good.mps", kModel);
   }
-  ~Reading() override {
-    std::error_code ignored;
-    if (!HasFailure()) fs::remove_all(root_, ignored);
-  }
 
   void input(const std::string& name, const std::string& text) const {
-    std::ofstream(root_ / "in" / name, std::ios::binary) << text;
+    scratch_.write("in/" + name, text);
   }
 
   // The exit status.
@@ -87,7 +75,7 @@ class Reading : public testing::Test {
     return names;
   }
 
-  std::string left(const std::string& name) const { return content(root_ / "run" / name); }
+  std::string left(const std::string& name) const { return scratch_.read("run/" + name); }
 
   // Makes ../in/NAME by the program, with the settings of a hostile file where asked for.
   void make_input(const std::string& name, bool hostile) const {
@@ -95,10 +83,11 @@ class Reading : public testing::Test {
     for (const auto& [parameter, value] : kSettings) {
       if (hostile) command += std::string(" -d ") + parameter + ' ' + value;
     }
-    ASSERT_EQ(run(command + " -write ../in/" + name), 0) << content(root_ / "stderr");
+    ASSERT_EQ(run(command + " -write ../in/" + name), 0) << scratch_.read("stderr");
   }
 
-  fs::path root_;
+  const vorlan::test::ScratchFolder scratch_;
+  const fs::path root_ = scratch_.path();
 };
 
 std::string hostile_jtask() {
@@ -210,7 +199,7 @@ TEST_F(Reading, TheContentSaysTheFormatWhereTheNameDoesNot) {
                                  "/dev/stdin <../in/bare", "/dev/fd/7 7<../in/bare"}) {
         EXPECT_EQ(run("$P -read " + std::string(source) + " -solve -write-solution plain"), 0)
             << name << ' ' << source << '\n'
-            << content(root_ / "stderr");
+            << scratch_.read("stderr");
         EXPECT_NE(left("plain").find(kOptimum), std::string::npos) << name << ' ' << source;
       }
       EXPECT_EQ(run("cat ../in/bare | $P -read - -solve -write-solution plain"), 0) << name;
@@ -224,15 +213,14 @@ TEST_F(Reading, TheContentSaysTheFormatWhereTheNameDoesNot) {
 TEST_F(Reading, TheSuffixDecidesWhereItSaysAFormat) {
   input("misnamed.lp", kModel);
   EXPECT_NE(run("$P -read ../in/misnamed.lp"), 0);
-  EXPECT_NE(content(root_ / "stderr").find("'minimize' or 'maximize' was expected"),
+  EXPECT_NE(scratch_.read("stderr").find("'minimize' or 'maximize' was expected"),
             std::string::npos);
   input("words", "hello\n");
   EXPECT_NE(run("$P -read ../in/words"), 0);
-  EXPECT_NE(content(root_ / "stderr")
-                .find("VLN_RES_ERR_FILE_FORMAT (1302): '../in/words' cannot be "
-                      "read: neither the suffix of its name nor its content"),
+  EXPECT_NE(scratch_.read("stderr").find("VLN_RES_ERR_FILE_FORMAT (1302): '../in/words' cannot be "
+                                         "read: neither the suffix of its name nor its content"),
             std::string::npos)
-      << content(root_ / "stderr");
+      << scratch_.read("stderr");
 }
 
 // Files that are opened get the lowest free numbers: those of the closed streams, into which the

@@ -30,11 +30,11 @@ TEST_F(LogStream, FileIsTruncatedOrAppendedTo) {
   const std::string path = write_test_file("run.log", "old\n");
   ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 1), VLN_RES_OK);
   ASSERT_EQ(VLN_echotask(task_, 0, "one %d\n", 1), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(path), "old\none 1\n") << "each piece must be in the file at once";
+  EXPECT_EQ(read_all(path), "old\none 1\n") << "each piece must be in the file at once";
   ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 0), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(path), "") << "truncated when linked";
+  EXPECT_EQ(read_all(path), "") << "truncated when linked";
   ASSERT_EQ(VLN_echotask(task_, 0, "two\n"), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(path), "two\n");
+  EXPECT_EQ(read_all(path), "two\n");
 }
 
 TEST_F(LogStream, ALaterLinkReplacesTheEarlier) {
@@ -50,7 +50,7 @@ TEST_F(LogStream, ALaterLinkReplacesTheEarlier) {
   ASSERT_EQ(VLN_linkfunctotaskstream(task_, 0, nullptr, nullptr), VLN_RES_OK);
   VLN_echotask(task_, 0, "d");
   EXPECT_EQ(first, "a");
-  EXPECT_EQ(read_whole_file(path), "b");
+  EXPECT_EQ(read_all(path), "b");
   EXPECT_EQ(second, "c");
 }
 
@@ -225,7 +225,7 @@ TEST_F(LogStream, ALimitOnTheSizeOfFilesEndsNothing) {
   const VLNrescode_enum code = VLN_echotask(task_, 0, "more than eight bytes\n");
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   EXPECT_EQ(code, VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(path), "more tha");
+  EXPECT_EQ(read_all(path), "more tha");
   // Here standard error is a file, too, and takes as little.
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "The log ");
 }

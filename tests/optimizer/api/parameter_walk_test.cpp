@@ -196,7 +196,7 @@ std::string written(TestTask* task, const char* name) {
   EXPECT_EQ(VLN_writedata(*task, path.c_str()), VLN_RES_OK);
   // A file can hold the parameter itself: what the parameter does is to be seen, not that it is
   // there.
-  const std::string content = read_whole_file(path);
+  const std::string content = read_all(path);
   const auto holds = [&content](const char* text) {
     return content.find(text) != std::string::npos;
   };

@@ -74,12 +74,12 @@ TEST_F(SolveFiles, TheLogFileHasTheSolvesPartOfTheLogAndBeginsAnew) {
   for (int round = 0; round < 2; ++round) {
     const size_t begin = task_.log().size();
     EXPECT_EQ(solve(), "VLN_RES_OK");
-    const std::string logged = read_whole_file(test_file_path("solve.log"));
+    const std::string logged = read_all(test_file_path("solve.log"));
     EXPECT_NE(logged.find("Optimization ended"), std::string::npos);
     EXPECT_EQ(logged, task_.log().substr(begin));
   }
   ASSERT_EQ(VLN_echotask(task_, 0, "later\n"), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(test_file_path("solve.log")).find("later"), std::string::npos);
+  EXPECT_EQ(read_all(test_file_path("solve.log")).find("later"), std::string::npos);
 }
 
 TEST_F(SolveFiles, TheProblemFileHasTheModelAsItWasSolved) {
@@ -87,7 +87,7 @@ TEST_F(SolveFiles, TheProblemFileHasTheModelAsItWasSolved) {
   ASSERT_EQ(VLN_putobjsense(task_, 1), VLN_RES_OK);
   EXPECT_EQ(solve(), "VLN_RES_OK");
   const std::string path = test_file_path("problem.lp.gz");
-  EXPECT_EQ(read_whole_file(path).substr(0, 2), "\x1f\x8b");
+  EXPECT_EQ(read_all(path).substr(0, 2), "\x1f\x8b");
   TestTask copy;
   ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
   copy.solve();
@@ -104,10 +104,10 @@ TEST_F(SolveFiles, TheSolutionFilesHaveTheSolution) {
   EXPECT_EQ(copy.objective(kBasic), -11.0);
   const std::string json = test_file_path("expected.json");
   ASSERT_EQ(VLN_writejsonsol(task_, json.c_str()), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(test_file_path("solution.json")), read_whole_file(json));
+  EXPECT_EQ(read_all(test_file_path("solution.json")), read_all(json));
   const std::string result = test_file_path("expected.task");
   ASSERT_EQ(VLN_writetasksolverresult_file(task_, result.c_str(), 0), VLN_RES_OK);
-  EXPECT_EQ(read_whole_file(test_file_path("result.task")), read_whole_file(result));
+  EXPECT_EQ(read_all(test_file_path("result.task")), read_all(result));
 }
 
 // A wrong name is told before the hours of a solve, not after them.
@@ -124,7 +124,7 @@ TEST_F(SolveFiles, AFileThatCannotBeOpenedKeepsTheSolveFromBeginning) {
     EXPECT_FALSE(task_.defined(kBasic)) << name;
     EXPECT_EQ(exists(result), !is_result);
     if (!is_result) {
-      EXPECT_NE(read_whole_file(result).find("VLN_RES_ERR_FILE_OPEN"), std::string::npos);
+      EXPECT_NE(read_all(result).find("VLN_RES_ERR_FILE_OPEN"), std::string::npos);
     }
     put(task_, name, "");
   }
@@ -147,9 +147,9 @@ TEST_F(SolveFiles, AFileThatCannotBeWrittenLeavesTheSolutionInTheTask) {
   EXPECT_NE(task_.last_message().find("No space left"), std::string::npos) << task_.last_message();
   EXPECT_EQ(task_.objective(kBasic), -11.0);
   EXPECT_TRUE(exists(test_file_path("solution.json")));
-  EXPECT_NE(read_whole_file(test_file_path("result.task")).find("VLN_RES_ERR_FILE_WRITE"),
+  EXPECT_NE(read_all(test_file_path("result.task")).find("VLN_RES_ERR_FILE_WRITE"),
             std::string::npos);
-  EXPECT_NE(read_whole_file(test_file_path("solve.log")).find("VLN_RES_ERR_FILE_WRITE (1305): "),
+  EXPECT_NE(read_all(test_file_path("solve.log")).find("VLN_RES_ERR_FILE_WRITE (1305): "),
             std::string::npos);
 }
 
@@ -176,10 +176,10 @@ TEST_F(SolveFiles, AFailedSolveLeavesOnlyASolverResult) {
   write_test_file("solution.json", "earlier");
   const std::string response = solve();
   EXPECT_NE(response, "VLN_RES_OK");
-  EXPECT_EQ(read_whole_file(json), "earlier");
+  EXPECT_EQ(read_all(json), "earlier");
   EXPECT_FALSE(exists(test_file_path("solution.b.zst")));
-  EXPECT_NE(read_whole_file(test_file_path("result.task")).find(response), std::string::npos);
-  EXPECT_NE(read_whole_file(test_file_path("solve.log")).find(response), std::string::npos);
+  EXPECT_NE(read_all(test_file_path("result.task")).find(response), std::string::npos);
+  EXPECT_NE(read_all(test_file_path("solve.log")).find(response), std::string::npos);
 }
 
 TEST_F(SolveFiles, ASilentTaskTellsNoFileName) {

@@ -31,7 +31,7 @@ std::string answer(const char* child) {
   EXPECT_EQ(task.solution_status(0), 1) << task.log();
   const std::string solution = test_file_path("solution.json");
   EXPECT_EQ(VLN_writejsonsol(task, solution.c_str()), VLN_RES_OK);
-  return read_whole_file(solution);
+  return read_all(solution);
 }
 
 TEST(ConicDeterminism, SameBytesEveryTime) {

@@ -3,10 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "format/problem_file.h"
+#include "scratch_folder.h"
 #include "solve/check/checker.h"
 #include "solve/check/clean_rays.h"
 #include "solve/check/rays.h"
@@ -34,12 +32,9 @@ void solve_conic(Solved* solved) {
 }
 
 void solve_ptf(const std::string& text, Solved* solved) {
-  const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-  const std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".ptf";
-  const std::string path = (std::filesystem::path(testing::TempDir()) / name).string();
-  std::ofstream(path) << "Minimize ] extended problem 1\n" << text;
+  const ScratchFolder folder;
+  const std::string path = folder.write("model.ptf", "Minimize ] extended problem 1\n" + text);
   const Status status = read_problem_file(&solved->task, path.c_str());
-  std::filesystem::remove(path);
   ASSERT_TRUE(status.ok()) << status.message() << '\n' << text;
   solve_conic(solved);
   ASSERT_TRUE(solved->status.ok()) << solved->status.message() << '\n' << text;

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "cone_points.h"
 #include "conic_models.h"
 #include "format/problem_file.h"
 #include "random_mixed_model.h"
+#include "scratch_folder.h"
 #include "solve/optimize.h"
 #include "solve/run/listener.h"
 #include "task/task.h"
@@ -47,12 +46,9 @@ void solve(Mixed* mixed) {
 
 // The text of a PTF file without its opening line.
 void read(const std::string& text, Mixed* mixed) {
-  const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-  const std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".ptf";
-  const std::string path = (std::filesystem::path(testing::TempDir()) / name).string();
-  std::ofstream(path) << "Minimize ] extended problem 1\n" << text;
+  const test::ScratchFolder folder;
+  const std::string path = folder.write("model.ptf", "Minimize ] extended problem 1\n" + text);
   const Status status = read_problem_file(&mixed->task, path.c_str());
-  std::filesystem::remove(path);
   ASSERT_TRUE(status.ok()) << status.message() << '\n' << text;
   put(mixed, "VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");
 }

@@ -43,7 +43,7 @@ Trace run(const std::string& mps, const char* optimizer, const char* child) {
   EXPECT_EQ(task.solve(), VLN_RES_OK);
   const std::string path = test_file_path("solution.json");
   EXPECT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
-  return {read_whole_file(path), without_times(task.log())};
+  return {read_all(path), without_times(task.log())};
 }
 
 TEST(Determinism, SameAnswerAndSameLog) {

@@ -226,7 +226,7 @@ Answer ask_glpsol(const RandomModel& model) {
                               "' >'" + output + ".log'";
   std::remove(output.c_str());
   EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  const std::string log = read_whole_file(output + ".log");
+  const std::string log = read_all(output + ".log");
   const auto says = [&log](const char* words) { return log.find(words) != std::string::npos; };
   if (says("NO PRIMAL FEASIBLE") || says("NO INTEGER FEASIBLE") || says("NO FEASIBLE")) {
     return {Verdict::kInfeasible, 0.0};

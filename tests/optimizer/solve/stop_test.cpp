@@ -141,7 +141,7 @@ TEST(StopInteger, WithoutAPointTheBoundIsInTheJsonSolution) {
   ASSERT_FALSE(task.defined(VLN_SOLUTION_INTEGER));
   const std::string path = test_file_path("solution.json");
   ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
-  const std::string json = read_whole_file(path);
+  const std::string json = read_all(path);
   const size_t place = json.find("\"bound\"");
   ASSERT_NE(place, std::string::npos) << json;
   const double bound = std::strtod(json.c_str() + json.find(':', place) + 1, nullptr);

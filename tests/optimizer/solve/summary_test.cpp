@@ -74,7 +74,7 @@ TEST(Summary, SaysWhatTheJsonSolutionSays) {
     task.solve();
     const std::string path = test_file_path("solution.json");
     ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
-    const std::string json = read_whole_file(path);
+    const std::string json = read_all(path);
     EXPECT_EQ(in_summary(task.log(), "solution status"), c.solution_status) << c.what;
     for (const char* name : {"problem status", "solution status"}) {
       EXPECT_NE(in_json(json, name), "") << c.what;
@@ -96,7 +96,7 @@ TEST(Summary, SaysTheBoundThatTheJsonSolutionSays) {
     task.solve();
     const std::string path = test_file_path("solution.json");
     ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
-    const std::string bound = in_json(read_whole_file(path), "dual objective");
+    const std::string bound = in_json(read_all(path), "dual objective");
     if (maximize) {
       EXPECT_EQ(bound, "") << "the relaxation is unbounded";
       continue;

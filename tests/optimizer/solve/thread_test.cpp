@@ -1,6 +1,5 @@
 // Tasks are each other's strangers: many of them in many threads, with solves in this process and
 // in child processes at once.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "task_support.h"
 #include "vorlan.h"
 
 namespace {
@@ -42,31 +42,19 @@ double solve(const std::string& file, const char* child) {
   return solved && told ? objective : -1.0;
 }
 
-std::string file_of(int thread) {
-  return testing::TempDir() + "/thread_test." + std::to_string(getpid()) + "." +
-         std::to_string(thread) + ".mps";
-}
-
-void write_file(const std::string& path, const std::string& text) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  ASSERT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  close(file);
-}
-
 // Solves in all threads; the number of wrong answers.
 int solve_in_threads(const char* child) {
   std::atomic<int> wrong = 0;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
-    write_file(file_of(t), model_of(t + 1));
-    threads.emplace_back([t, child, &wrong] {
+    const std::string file = write_test_file(std::to_string(t) + ".mps", model_of(t + 1));
+    threads.emplace_back([file, t, child, &wrong] {
       for (int round = 0; round < kRounds; ++round) {
-        if (solve(file_of(t), child) != t + 1.0) ++wrong;
+        if (solve(file, child) != t + 1.0) ++wrong;
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (int t = 0; t < kThreads; ++t) unlink(file_of(t).c_str());
   return wrong;
 }
 

@@ -1,16 +1,11 @@
-// Helpers of the tests; see scratch_folder.h.
-#include "scratch_folder.h"
+// The bytes go through the same streams and encoders as the library's own.
+#include "test_bytes.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <random>
 #include <span>
@@ -18,44 +13,6 @@
 #include "file/input_stream.h"
 
 namespace vorlan::test {
-
-ScratchFolder::ScratchFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "formats-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) std::abort();
-  std::filesystem::permissions(name, std::filesystem::perms(0755));
-  path_ = name;
-}
-
-ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string ScratchFolder::path(std::string_view name) const {
-  return path_ + "/" + std::string(name);
-}
-
-std::string ScratchFolder::write(std::string_view name, std::string_view content) const {
-  // Some file systems write a file to the disk when it is overwritten; a new one they do not.
-  std::filesystem::remove(path(name));
-  std::ofstream file(path(name), std::ios::binary);
-  file << content;
-  return path(name);
-}
-
-std::vector<std::string> ScratchFolder::files() const {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-std::string read_all(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 Status read_input(const std::string& path, std::string* content, size_t piece) {
   content->clear();

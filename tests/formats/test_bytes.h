@@ -1,33 +1,15 @@
-// A folder of its own for a test, and files in it as whole strings.
+// Bytes for the tests of readers and writers: random ones, compressed ones, and those that a stream gives.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "file/compression.h"
 #include "task/status.h"
 
 namespace vorlan::test {
-
-class ScratchFolder {
- public:
-  ScratchFolder();
-  ~ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  std::string path(std::string_view name) const;
-  std::string write(std::string_view name, std::string_view content) const;  // returns the path
-  std::vector<std::string> files() const;                                    // sorted
-
- private:
-  std::string path_;
-};
-
-std::string read_all(const std::string& path);
 
 // What an InputStream gives for the file, in reads of this size.
 Status read_input(const std::string& path, std::string* content, size_t piece = 4096);

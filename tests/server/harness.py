@@ -70,6 +70,45 @@ class Answer:
         return json.loads(self.body)
 
 
+class Events:
+    """A stream of server-sent events, read one by one."""
+
+    def __init__(self, client, path, position=None):
+        self.connection = http.client.HTTPConnection("127.0.0.1", client.port, timeout=PATIENCE)
+        headers = {"Authorization": f"Bearer {client.token}"}
+        if position is not None:
+            headers["Last-Event-ID"] = str(position)
+        self.connection.request("GET", path, headers=headers)
+        self.response = self.connection.getresponse()
+        assert self.response.status == 200, self.response.read()
+        assert self.response.headers["Content-Type"] == "text/event-stream"
+        self.position = position
+        self.heartbeats = 0
+
+    def __iter__(self):
+        """Pairs of a name and its data."""
+        fields = {}
+        while line := self.response.readline().decode():
+            line = line.rstrip("\n")
+            if line.startswith(":"):
+                self.heartbeats += 1
+            elif line:
+                name, _, value = line.partition(": ")
+                fields[name] = value
+            elif fields:
+                self.position = fields.get("id", self.position)
+                yield fields["event"], json.loads(fields["data"])
+                fields = {}
+
+    def until(self, name, condition=lambda data: True):
+        """The first event of the name for which the condition holds."""
+        return next(data for event, data in self if event == name and condition(data))
+
+    def close(self):
+        self.response.close()
+        self.connection.close()
+
+
 class Client:
     """Requests with one token, each on a connection of its own."""
 
@@ -99,6 +138,9 @@ class Client:
         answer = self.submit(body, key, **query)
         assert answer.status in (200, 201), answer.body
         return answer.json()["id"]
+
+    def events(self, path, position=None):
+        return Events(self, path, position)
 
     def job(self, job_id):
         return self.get(f"/v1/jobs/{job_id}").json()

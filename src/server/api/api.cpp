@@ -6,9 +6,11 @@
 #include <cmath>
 
 #include "api/documents.h"
+#include "api/event_streams.h"
 #include "api/exchanges.h"
 #include "api/problem.h"
 #include "api/submission.h"
+#include "api/web_page.h"
 #include "base/files.h"
 
 namespace vorlan::server {
@@ -46,14 +48,24 @@ bool matches(const std::vector<std::string>& path, const std::vector<const char*
                     });
 }
 
-bool may_see(const Token& token, const Job& job) {
-  return token.role == Role::kAdmin || token.owner == job.owner;
-}
-
 const ResultFile* find_result(const Job& job, const std::string& name) {
   const auto found = std::find_if(job.results.begin(), job.results.end(),
                                   [&name](const ResultFile& file) { return file.name == name; });
   return found == job.results.end() ? nullptr : &*found;
+}
+
+// Where a stream of events goes on: as browsers say it, or as a parameter.
+std::string last_event(const Request& request) {
+  const std::string_view header = request.header("last-event-id");
+  return header.empty() ? request.parameter("after").value_or("") : std::string(header);
+}
+
+Answer events(std::shared_ptr<Stream> stream) {
+  Answer answer;
+  answer.type = "text/event-stream";
+  answer.headers.emplace_back("X-Accel-Buffering", "no");
+  answer.stream = std::move(stream);
+  return answer;
 }
 
 }  // namespace
@@ -80,7 +92,11 @@ const std::vector<Api::Route>& Api::routes() {
       {"DELETE", {"v1", "jobs", "*"}, Role::kSubmit, &Api::remove},
       {"POST", {"v1", "jobs", "*", "stop"}, Role::kSubmit, &Api::stop},
       {"POST", {"v1", "jobs", "*", "cancel"}, Role::kSubmit, &Api::cancel},
+      {"GET", {"v1", "jobs", "*", "events"}, Role::kRead, &Api::watch_job},
       {"GET", {"v1", "jobs", "*", "*"}, Role::kRead, &Api::fetch},
+      {"GET", {"v1", "events"}, Role::kRead, &Api::watch_list},
+      {"GET", {}, {}, &Api::page},
+      {"GET", {"*"}, {}, &Api::page},
   };
   return routes;
 }
@@ -98,7 +114,9 @@ std::unique_ptr<Exchange> Api::begin(const Request& request) {
   std::string allowed;
   for (const Route& route : routes()) {
     if (!matches(request.path, route.path)) continue;
-    allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
+    if (allowed.find(route.method) == std::string::npos) {
+      allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
+    }
     if (method != route.method) continue;
     if (!route.role) return (this->*route.begin)(request, {});
     const auto token = authenticate(request);
@@ -123,7 +141,7 @@ std::optional<Token> Api::authenticate(const Request& request) const {
 
 const Job* Api::find_job(const Request& request, const Token& token) const {
   const Job* job = jobs_->find(request.path[2]);
-  return job != nullptr && may_see(token, *job) ? job : nullptr;
+  return job != nullptr && may_see(token, job->owner) ? job : nullptr;
 }
 
 std::unique_ptr<Exchange> Api::submit(const Request& request, const Token& token) {
@@ -142,7 +160,7 @@ std::unique_ptr<Exchange> Api::list(const Request& request, const Token& token) 
   auto place = after.empty() ? all.end() : all.lower_bound(after);
   while (place != all.begin()) {
     const Job& job = (--place)->second;
-    if (!Jobs::is_visible(job) || !may_see(token, job)) continue;
+    if (!Jobs::is_visible(job) || !may_see(token, job.owner)) continue;
     if (!state.empty() && state != word_of(job.state)) continue;
     if (key && (*key != job.key || job.owner != token.owner)) continue;
     if (static_cast<int64_t>(page.size()) == limit) {
@@ -234,6 +252,30 @@ std::unique_ptr<Exchange> Api::fetch(const Request& request, const Token& token)
   if (answer.length > 0) answer.file = path;
   if (result != nullptr) answer.headers.emplace_back("ETag", '"' + result->sha256 + '"');
   return answer_now(std::move(answer));
+}
+
+std::function<bool()> Api::validity(const Token& token) const {
+  return [tokens = tokens_, id = token.id] { return is_valid_token(*tokens, id); };
+}
+
+std::unique_ptr<Exchange> Api::watch_job(const Request& request, const Token& token) {
+  const Job* job = find_job(request, token);
+  if (job == nullptr) return no_such_job();
+  const std::string position = last_event(request);
+  return answer_now(events(job_events(loop_, jobs_, job->id, position, validity(token))));
+}
+
+std::unique_ptr<Exchange> Api::watch_list(const Request& request, const Token& token) {
+  const std::string position = last_event(request);
+  uint64_t after = jobs_->last_news();
+  std::from_chars(position.data(), position.data() + position.size(), after);
+  return answer_now(events(list_events(loop_, jobs_, token, after, validity(token))));
+}
+
+std::unique_ptr<Exchange> Api::page(const Request& request, const Token&) {
+  auto answer = web_answer(request, request.path.empty() ? "" : request.path.front());
+  if (!answer) return refuse(problem(404, "no-such-route", "there is nothing here"));
+  return answer_now(std::move(*answer));
 }
 
 std::unique_ptr<Exchange> Api::limits(const Request&, const Token&) {

@@ -2,6 +2,7 @@
 // document of it for users is docs/server/api.md.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "http/message.h"
@@ -28,6 +29,8 @@ class Api : public Service {
   struct Route;
   static const std::vector<Route>& routes();
   std::optional<Token> authenticate(const Request& request) const;
+  // Whether the token is still valid, later.
+  std::function<bool()> validity(const Token& token) const;
   // A job of which the token may know.
   const Job* find_job(const Request& request, const Token& token) const;
 
@@ -39,6 +42,9 @@ class Api : public Service {
   std::unique_ptr<Exchange> stop(const Request& request, const Token& token);
   std::unique_ptr<Exchange> cancel(const Request& request, const Token& token);
   std::unique_ptr<Exchange> fetch(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> watch_job(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> watch_list(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> page(const Request& request, const Token& token);
   std::unique_ptr<Exchange> limits(const Request& request, const Token& token);
   std::unique_ptr<Exchange> me(const Request& request, const Token& token);
   std::unique_ptr<Exchange> health(const Request& request, const Token& token);

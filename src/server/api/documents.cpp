@@ -80,12 +80,21 @@ std::string job_document(const Jobs& jobs, const Job& job) {
   return to_text(document);
 }
 
-std::string list_document(const Jobs&, const std::vector<const Job*>& page,
+std::string listed_job_document(const Job& job) { return to_text(to_json(job)); }
+
+std::string list_document(const Jobs& jobs, const std::vector<const Job*>& page,
                           const std::string& next) {
   Json list = Json::array();
   for (const Job* job : page) list.push_back(to_json(*job));
-  return to_text({{"jobs", std::move(list)}, {"next", text_or_null(next)}});
+  return to_text(
+      {{"jobs", std::move(list)}, {"next", text_or_null(next)}, {"seq", jobs.last_news()}});
 }
+
+std::string log_document(int64_t attempt, uint64_t from, const std::string& text) {
+  return to_text({{"attempt", attempt}, {"from", from}, {"bytes", text.size()}, {"text", text}});
+}
+
+std::string deletion_document(const std::string& id) { return to_text({{"id", id}}); }
 
 std::string limits_document(const Jobs& jobs, uint64_t most_bytes) {
   const JobLimits& limits = jobs.limits();

@@ -16,17 +16,13 @@
 namespace vorlan::server {
 namespace {
 
-std::optional<std::string> read_from(const std::string& path, size_t limit, bool at_end) {
-  const Descriptor file = open_for_reading(path);
+std::optional<std::string> read_from(const Descriptor& file, uint64_t from, size_t limit) {
   if (!file.valid()) return {};
-  if (at_end) {
-    const off_t size = lseek(file.get(), 0, SEEK_END);
-    lseek(file.get(), std::max<off_t>(0, size - static_cast<off_t>(limit)), SEEK_SET);
-  }
   std::string text(limit, '\0');
   size_t length = 0;
   while (length < limit) {
-    const ssize_t got = read(file.get(), text.data() + length, limit - length);
+    const ssize_t got =
+        pread(file.get(), text.data() + length, limit - length, static_cast<off_t>(from + length));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;
     length += static_cast<size_t>(got);
@@ -85,11 +81,18 @@ std::optional<double> file_time(const std::string& path) {
 }
 
 std::optional<std::string> read_start(const std::string& path, size_t limit) {
-  return read_from(path, limit, false);
+  return read_part(path, 0, limit);
 }
 
 std::optional<std::string> read_end(const std::string& path, size_t limit) {
-  return read_from(path, limit, true);
+  const Descriptor file = open_for_reading(path);
+  const off_t size = lseek(file.get(), 0, SEEK_END);
+  return read_from(
+      file, static_cast<uint64_t>(std::max<off_t>(0, size - static_cast<off_t>(limit))), limit);
+}
+
+std::optional<std::string> read_part(const std::string& path, uint64_t from, size_t limit) {
+  return read_from(open_for_reading(path), from, limit);
 }
 
 void remove_tree(const std::string& path) {

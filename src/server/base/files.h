@@ -53,6 +53,9 @@ std::optional<double> file_time(const std::string& path);
 std::optional<std::string> read_start(const std::string& path, size_t limit);
 std::optional<std::string> read_end(const std::string& path, size_t limit);
 
+// From a byte on.
+std::optional<std::string> read_part(const std::string& path, uint64_t from, size_t limit);
+
 void remove_tree(const std::string& path);
 
 // An exclusive flock() on the file, which is made when it is missing; not valid when another open

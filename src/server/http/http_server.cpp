@@ -23,6 +23,7 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/write.hpp>
+#include <cstdio>
 #include <limits>
 #include <vector>
 
@@ -58,12 +59,29 @@ asio::redirect_error_t<asio::use_awaitable_t<>> to(Error& error) {
   return asio::redirect_error(asio::use_awaitable, error);
 }
 
-// The answer of an exchange, which may come before or after somebody waits for it.
+// Something that may come before or after somebody waits for it.
+template <class Value>
 struct Pending {
   explicit Pending(asio::io_context* context) : arrived(*context, Clock::time_point::max()) {}
-  std::optional<Answer> answer;
+  std::optional<Value> value;
   asio::steady_timer arrived;
 };
+
+template <class Value>
+asio::awaitable<Value> await(std::shared_ptr<Pending<Value>> pending) {
+  Error ignored;
+  while (!pending->value) co_await pending->arrived.async_wait(to(ignored));
+  co_return std::move(*pending->value);
+}
+
+// The function by which the value comes.
+template <class Value>
+std::function<void(Value)> arrival(std::shared_ptr<Pending<Value>> pending) {
+  return [pending = std::move(pending)](Value value) {
+    pending->value = std::move(value);
+    pending->arrived.cancel();
+  };
+}
 
 std::string lower_case(std::string_view text) {
   std::string result(text);
@@ -71,6 +89,13 @@ std::string lower_case(std::string_view text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return result;
+}
+
+// An empty one ends the body.
+std::string as_chunk(const std::string& piece) {
+  char size[24];
+  std::snprintf(size, sizeof size, "%zx\r\n", piece.size());
+  return size + piece + "\r\n";
 }
 
 bool make_request(const Parser& parser, Request* request) {
@@ -137,11 +162,14 @@ class Connection {
   // Whether the answer is on its way.
   asio::awaitable<bool> send(const Answer& answer, bool keep_alive, bool head_only);
   asio::awaitable<bool> send_file(const Answer& answer);
+  asio::awaitable<bool> send_stream(std::shared_ptr<Stream> stream);
 
   std::shared_ptr<HttpServerState> state_;
   beast::tcp_stream stream_;
   beast::flat_buffer buffer_;
   std::string peer_;
+  // Whether the client, which speaks HTTP/1.1 then, understands a body in chunks.
+  bool takes_chunks_ = false;
 };
 
 asio::awaitable<bool> Connection::await_request() {
@@ -169,6 +197,7 @@ asio::awaitable<bool> Connection::serve_request() {
     }
     co_return false;
   }
+  takes_chunks_ = parser.get().version() >= 11;
   Request request;
   request.peer = peer_;
   if (!make_request(parser, &request)) {
@@ -240,14 +269,9 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
 }
 
 asio::awaitable<Answer> Connection::await_answer(Exchange* exchange) {
-  const auto pending = std::make_shared<Pending>(&state_->loop->native().context);
-  exchange->answer([pending](Answer answer) {
-    pending->answer = std::move(answer);
-    pending->arrived.cancel();
-  });
-  Error ignored;
-  while (!pending->answer) co_await pending->arrived.async_wait(to(ignored));
-  co_return std::move(*pending->answer);
+  const auto pending = std::make_shared<Pending<Answer>>(&state_->loop->native().context);
+  exchange->answer(arrival(pending));
+  co_return co_await await(pending);
 }
 
 asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bool head_only) {
@@ -259,7 +283,13 @@ asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bo
   response.set("X-Content-Type-Options", "nosniff");
   for (const auto& [name, value] : answer.headers) response.set(name, value);
   const bool has_file = !answer.file.empty();
-  if (answer.status != 204) response.content_length(has_file ? answer.length : answer.body.size());
+  const bool has_body = answer.status != 204 && answer.status != 304;
+  if (answer.stream != nullptr) {
+    keep_alive = false;
+    if (takes_chunks_) response.chunked(true);
+  } else if (has_body) {
+    response.content_length(has_file ? answer.length : answer.body.size());
+  }
   response.keep_alive(keep_alive);
   // The body goes after it by itself.
   response.body().data = nullptr;
@@ -268,6 +298,8 @@ asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bo
   Error error;
   stream_.expires_after(kWriteTime);
   co_await http::async_write_header(stream_, serializer, to(error));
+  if (!error && !head_only && answer.stream != nullptr)
+    co_return co_await send_stream(answer.stream);
   if (!error && !head_only && has_file) co_return co_await send_file(answer);
   if (!error && !head_only)
     co_await asio::async_write(stream_, asio::buffer(answer.body), to(error));
@@ -293,6 +325,22 @@ asio::awaitable<bool> Connection::send_file(const Answer& answer) {
     offset += got;
   }
   co_return true;
+}
+
+// A reader that does not take up a piece in time is cut; the events say where it can go on.
+asio::awaitable<bool> Connection::send_stream(std::shared_ptr<Stream> stream) {
+  for (;;) {
+    const auto pending = std::make_shared<Pending<std::string>>(&state_->loop->native().context);
+    stream->next(arrival(pending));
+    stream_.expires_never();
+    std::string piece = co_await await(pending);
+    const bool is_end = piece.empty();
+    if (takes_chunks_) piece = as_chunk(piece);
+    Error error;
+    stream_.expires_after(kWriteTime);
+    co_await asio::async_write(stream_, asio::buffer(piece), to(error));
+    if (error || is_end) co_return false;
+  }
 }
 
 asio::awaitable<void> serve_connection(std::shared_ptr<HttpServerState> state,

@@ -26,6 +26,15 @@ struct Request {
   std::optional<std::string> parameter(std::string_view name) const;
 };
 
+// A body whose end is not known beforehand. It makes a piece when the one before it has been sent, so
+// that a slow reader costs no memory.
+class Stream {
+ public:
+  virtual ~Stream() = default;
+  // Gives the next piece, once, in the loop; an empty one is the end.
+  virtual void next(std::function<void(std::string)> give) = 0;
+};
+
 struct Answer {
   int status = 200;
   std::string type = "application/json";
@@ -35,6 +44,8 @@ struct Answer {
   std::string file;
   uint64_t offset = 0;
   uint64_t length = 0;
+  // Where there is a stream, it makes the body.
+  std::shared_ptr<Stream> stream;
 };
 
 // Gives the answer to a request, once, in the loop. A request that nobody waits for any more takes

@@ -50,6 +50,8 @@ struct Job {
 
   // Not stored. It changes with every change that a watcher may see.
   uint64_t seq = 0;
+  // As seq, but not for a log that has grown.
+  uint64_t news = 0;
   uint64_t log_bytes = 0;
   uint64_t solve_log_bytes = 0;
   // The worker is gone and its results are being made safe.

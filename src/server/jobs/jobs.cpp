@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "base/digest.h"
 #include "base/event_log.h"
@@ -17,6 +18,8 @@ using namespace std::chrono_literals;
 
 // A client that gave up is not heard of again under the same key.
 constexpr double kRevokedKeySeconds = 3600.0;
+// So many deletions are told to watchers that ask later than they happened.
+constexpr size_t kMostDeletionsTold = 10'000;
 // After a failed commit, as a rule for want of room.
 constexpr auto kRetryCommit = 1s;
 
@@ -43,7 +46,8 @@ Jobs::Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::str
       runner_(runner),
       data_folder_(std::move(data_folder)),
       limits_(limits),
-      seq_(static_cast<uint64_t>(unix_time() * 1000.0)) {}
+      seq_(static_cast<uint64_t>(unix_time() * 1000.0)),
+      forgotten_(seq_) {}
 
 Jobs::~Jobs() = default;
 
@@ -107,15 +111,42 @@ void Jobs::watch(const std::string& id, const Watch& watch) {
   list.push_back(watch);
 }
 
+void Jobs::watch_all(const Watch& watch) {
+  std::erase_if(watches_of_all_, [](const auto& held) { return held.expired(); });
+  watches_of_all_.push_back(watch);
+}
+
+void Jobs::tell(std::vector<std::weak_ptr<std::function<void()>>> watches) {
+  for (const auto& held : watches) {
+    if (const Watch watch = held.lock()) (*watch)();
+  }
+}
+
+void Jobs::add_news(uint64_t number, News news) {
+  if (news.is_deletion) deletions_told_.push_back(number);
+  news_.emplace(number, std::move(news));
+  if (deletions_told_.size() > kMostDeletionsTold) {
+    forgotten_ = deletions_told_.front();
+    news_.erase(forgotten_);
+    deletions_told_.pop_front();
+  }
+  tell(std::exchange(watches_of_all_, {}));
+}
+
 void Jobs::changed(Job* job) {
+  news_.erase(job->news);
+  job->news = seq_ + 1;
+  log_grew(job);
+  add_news(job->news, {job->id, job->owner});
+}
+
+void Jobs::log_grew(Job* job) {
   job->seq = ++seq_;
   const auto found = watches_.find(job->id);
   if (found == watches_.end()) return;
-  const auto list = std::move(found->second);
+  auto list = std::move(found->second);
   watches_.erase(found);
-  for (const auto& held : list) {
-    if (const Watch watch = held.lock()) (*watch)();
-  }
+  tell(std::move(list));
 }
 
 void Jobs::save(const Job& job, Done done) {
@@ -185,6 +216,17 @@ void Jobs::set_wish(const std::string& id, Wish wish, Done done) {
   });
 }
 
+void Jobs::forget(const std::string& id) {
+  const auto gone = jobs_.extract(id);
+  news_.erase(gone.mapped().news);
+  add_news(++seq_, {id, gone.mapped().owner, true});
+  const auto found = watches_.find(id);
+  if (found == watches_.end()) return;
+  auto list = std::move(found->second);
+  watches_.erase(found);
+  tell(std::move(list));
+}
+
 void Jobs::erase(const std::string& id, Done done) {
   Job* job = find_any(id);
   job->wish = Wish::kDelete;
@@ -196,9 +238,8 @@ void Jobs::erase(const std::string& id, Done done) {
                   // A failed deletion is made up for when the server starts again.
                   if (!failure.empty() || gone == nullptr) return;
                   keys_.erase({gone->owner, gone->key});
-                  watches_.erase(id);
                   files_->run([folder = job_folder(id)] { remove_tree(folder); }, [] {});
-                  jobs_.erase(id);
+                  forget(id);
                 });
 }
 

@@ -10,6 +10,7 @@
 // After a fall the rows and the attempts' locks tell everything: recover() goes on from there.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -80,12 +81,28 @@ class Jobs {
   // Calls the function at the next change of the job, once, if the watch is still held.
   using Watch = std::shared_ptr<std::function<void()>>;
   void watch(const std::string& id, const Watch& watch);
+  // The same for changes of any job but those of its log.
+  void watch_all(const Watch& watch);
+
+  // What happened last to a job: it changed, or it was deleted.
+  struct News {
+    std::string id;
+    std::string owner;
+    bool is_deletion = false;
+  };
+  // By rising numbers, which are the jobs' `news`. What happened before forgotten() is not there.
+  const std::map<uint64_t, News>& news() const { return news_; }
+  uint64_t last_news() const { return seq_; }
+  uint64_t forgotten() const { return forgotten_; }
 
  private:
   struct Settlement;
 
   Job* find_any(const std::string& id);
   void changed(Job* job);
+  void log_grew(Job* job);
+  void add_news(uint64_t number, News news);
+  static void tell(std::vector<std::weak_ptr<std::function<void()>>> watches);
   void save(const Job& job, Done done);
   void retry_later(std::function<void()> function);
 
@@ -106,6 +123,7 @@ class Jobs {
   void apply_end(const std::string& id, const Job& ended);
   void act_on_wish(const std::string& id);
   void erase(const std::string& id, Done done);
+  void forget(const std::string& id);
 
   void recover_job(Job* job);
   void remove_leftovers();
@@ -126,10 +144,14 @@ class Jobs {
   std::map<std::pair<std::string, std::string>, double> revoked_keys_;
   std::map<std::string, std::vector<Done>> deletions_;  // of jobs whose end is being made safe
   std::map<std::string, std::vector<std::weak_ptr<std::function<void()>>>> watches_;
+  std::vector<std::weak_ptr<std::function<void()>>> watches_of_all_;
+  std::map<uint64_t, News> news_;
+  std::deque<uint64_t> deletions_told_;  // their numbers
   FairQueue queue_;
   std::set<std::string> running_;  // jobs that have a slot
   size_t num_open_ = 0;
   uint64_t seq_;
+  uint64_t forgotten_;
   Loop::Handle look_timer_;
   Loop::Handle expire_timer_;
   std::map<uint64_t, Loop::Handle> retries_;

@@ -253,11 +253,13 @@ void Jobs::look_at(Job* job) {
   const uint64_t solve_log = size(kSolveLogFile);
   const double began =
       job->began > 0.0 ? job->began : file_time(folder + "/" + kStartedFile).value_or(0.0);
-  if (log == job->log_bytes && solve_log == job->solve_log_bytes && began == job->began) return;
+  const bool has_grown = log != job->log_bytes || solve_log != job->solve_log_bytes;
+  const bool has_begun = began != job->began;
   job->log_bytes = log;
   job->solve_log_bytes = solve_log;
   job->began = began;
-  changed(job);
+  if (has_begun) return changed(job);
+  if (has_grown) log_grew(job);
 }
 
 void Jobs::expire_old() {
@@ -278,7 +280,7 @@ void Jobs::recover(std::vector<Job> rows) {
     Job* job = &(jobs_[row.id] = std::move(row));
     if (!job->key.empty()) keys_[{job->owner, job->key}] = job->id;
     if (job->state != JobState::kEnded) ++num_open_;
-    job->seq = ++seq_;
+    changed(job);
   }
   remove_leftovers();
   for (auto& [id, job] : jobs_) recover_job(&job);

@@ -27,6 +27,11 @@ Token read_row(const Statement& row) {
           row.number(3), row.number(4), row.number(5)};
 }
 
+bool is_valid(const Token& token) {
+  const bool is_expired = token.expires != 0.0 && token.expires <= unix_time();
+  return !is_expired && token.revoked == 0.0;
+}
+
 }  // namespace
 
 std::optional<Role> role_of_word(std::string_view word) {
@@ -73,16 +78,21 @@ bool has_tokens(const Database& database) {
   return Statement(database, "SELECT 1 FROM tokens LIMIT 1").step();
 }
 
+bool is_valid_token(const Database& database, const std::string& id) {
+  Statement row(database, (std::string(kColumns) + " WHERE id = ?").c_str());
+  row.bind(0, id);
+  return row.step() && is_valid(read_row(row));
+}
+
 std::optional<Token> find_token(const Database& database, std::string_view text) {
   if (text.size() != kTextLength || !text.starts_with(kPrefix)) return {};
   Statement row(database, (std::string(kColumns) + " WHERE id = ?").c_str());
   row.bind(0, text.substr(kPrefix.size(), 2 * kIdBytes));
   if (!row.step()) return {};
   const Token token = read_row(row);
-  const bool valid =
+  const bool is_its_secret =
       equal_secrets(sha256(text.substr(kTextLength - 2 * kSecretBytes)), row.text(6));
-  const bool expired = token.expires != 0.0 && token.expires <= unix_time();
-  if (!valid || expired || token.revoked != 0.0) return {};
+  if (!is_its_secret || !is_valid(token)) return {};
   return token;
 }
 

@@ -30,6 +30,8 @@ std::string add_token(Database* database, const std::string& owner, Role role, d
 std::vector<Token> list_tokens(const Database& database);
 // False when there is no such token that is not revoked.
 bool revoke_token(Database* database, const std::string& id);
+// Whether the token of this id is neither revoked nor expired.
+bool is_valid_token(const Database& database, const std::string& id);
 bool has_tokens(const Database& database);
 
 // The token of this text, if it is one, and is neither revoked nor expired.

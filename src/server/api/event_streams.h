@@ -1,0 +1,33 @@
+// Server-sent events: a job with its log, and the list of jobs, as they change.
+//
+// Both streams make what they send from the present state when they are asked for more, so that a
+// slow reader misses states in between, but nothing is kept for it. The ids of the events are
+// positions from which a stream can go on: a byte of an attempt's log, a number of the jobs' news.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "http/message.h"
+#include "jobs/jobs.h"
+#include "store/tokens.h"
+
+namespace vorlan::server {
+
+// Asked from time to time: a stream ends when its token is no longer valid.
+using StillAllowed = std::function<bool()>;
+
+// Whether a token may know of an owner's jobs.
+bool may_see(const Token& token, const std::string& owner);
+
+// `position` is the id of the last event that the reader has; empty, or of another attempt: from
+// the start of the log.
+std::shared_ptr<Stream> job_events(Loop* loop, Jobs* jobs, const std::string& id,
+                                   std::string_view position, StillAllowed allowed);
+
+// `after` is the id of the last event, or the `seq` of a list; what happens after it is told.
+std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, const Token& token, uint64_t after,
+                                    StillAllowed allowed);
+
+}  // namespace vorlan::server

@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+"""Server-sent events: nothing is missing, nothing comes twice, whenever the wire is cut; and the page."""
+import os
+import socket
+import unittest
+
+import harness
+
+
+def fake_worker(folder, text):
+    """A program that takes a worker's place and does what the shell commands say."""
+    path = folder / "fake-worker"
+    path.write_text(f"#!/bin/sh\necho $$ > pid\n{text}\n")
+    path.chmod(0o755)
+    return str(path)
+
+
+# Ends an attempt as a worker would that did all its commands.
+DONE = "printf VLN_RES_OK > res; printf VLN_RES_OK > trm; printf done > done"
+
+
+class JobEvents(harness.ServerTest):
+    def log_of(self, client, job_id):
+        return client.get(f"/v1/jobs/{job_id}/log").body.decode()
+
+    def test_states_log_and_end(self):
+        client = self.start()
+        job_id = client.submitted(harness.small_model(), name="w.mps")
+        events = list(client.events(f"/v1/jobs/{job_id}/events"))
+        self.assertEqual(events[-1][0], "end")
+        jobs = [data for name, data in events if name == "job"]
+        self.assertEqual(jobs[-1]["outcome"], "ok")
+        self.assertEqual(jobs[-1], client.job(job_id))
+        text = "".join(data["text"] for name, data in events if name == "log")
+        self.assertIn("Optimization ended", text)
+        self.assertEqual(text, self.log_of(client, job_id))
+
+    def test_each_cut_is_resumed_without_gap_or_double(self):
+        lines = "for i in $(seq 1 400); do echo line $i $(seq 1 60 | tr '\\n' ' ') >> log; done"
+        client = self.start("--worker", fake_worker(self.folder, f"{lines}; sleep 0.5; {lines}; {DONE}"))
+        job_id = client.submitted(b"x")
+        text, position, pieces = "", None, 0
+        while True:
+            events = client.events(f"/v1/jobs/{job_id}/events", position)
+            name = None
+            for name, data in events:
+                if name == "log":
+                    self.assertEqual(data["from"], len(text))
+                    text += data["text"]
+                    pieces += 1
+                    break
+            position = events.position
+            events.close()
+            if name == "end":
+                break
+        self.assertGreater(pieces, 5)
+        self.assertEqual(text, self.log_of(client, job_id))
+
+    def test_a_second_attempt_begins_its_log_anew(self):
+        script = f"case $PWD in */1) echo first > log; exit 1;; esac; echo second > log; {DONE}"
+        client = self.start("--worker", fake_worker(self.folder, script))
+        job_id = client.submitted(b"x")
+        client.await_end(job_id)
+        events = list(client.events(f"/v1/jobs/{job_id}/events", "1-6"))
+        logs = [data for name, data in events if name == "log"]
+        self.assertEqual([(log["attempt"], log["from"], log["text"]) for log in logs], [(2, 0, "second\n")])
+
+    def test_the_log_comes_while_the_job_runs(self):
+        client = self.start("--slots", "1")
+        running = client.submitted(harness.hard_model(), name="h.mps")
+        queued = client.submitted(harness.small_model())
+        place = client.events(f"/v1/jobs/{queued}/events").until("job")["queue_place"]
+        self.assertEqual(place, 1)
+        events = client.events(f"/v1/jobs/{running}/events")
+        events.until("log", lambda data: "incumbent" in data["text"])
+        self.assertEqual(client.job(running)["state"], "running")
+        client.request("POST", f"/v1/jobs/{running}/stop")
+        self.assertEqual(events.until("job", lambda job: job["state"] == "ended")["outcome"], "ok")
+        events.until("end")
+
+    def test_a_deleted_job_says_so(self):
+        client = self.start()
+        job_id = client.submitted(harness.hard_model(), name="h.mps")
+        events = client.events(f"/v1/jobs/{job_id}/events")
+        events.until("job", lambda job: job["state"] == "running")
+        client.request("DELETE", f"/v1/jobs/{job_id}")
+        self.assertEqual(events.until("deleted"), {"id": job_id})
+        self.assertEqual(list(events), [])
+
+    def test_odd_positions(self):
+        client = self.start()
+        job_id = client.submitted(harness.small_model())
+        client.await_end(job_id)
+        text = self.log_of(client, job_id)
+        for position in ("", "x", "-", "1-", "1-x", "9-5", "1-99999999999999999999999", "-1--1"):
+            with self.subTest(position):
+                events = list(client.events(f"/v1/jobs/{job_id}/events", position))
+                logs = "".join(data["text"] for name, data in events if name == "log")
+                self.assertEqual(logs, text)
+                self.assertEqual(events[-1][0], "end")
+        # Beyond the end there is nothing more.
+        events = list(client.events(f"/v1/jobs/{job_id}/events", "1-18446744073709551615"))
+        self.assertNotIn("log", [name for name, _ in events])
+
+    def test_silence_has_heartbeats_and_ends_with_the_token(self):
+        self.start()
+        token = self.new_token("someone")
+        events = self.server.client(token).events("/v1/events")
+        self.assertEqual(events.response.readline(), b": still here\n")
+        self.token_command("revoke", token.split("_")[1])
+        self.assertEqual(list(events), [])
+
+    def test_a_reader_that_does_not_read_is_cut(self):
+        chunk = 4 * 1024 * 1024
+        client = self.start("--worker", fake_worker(
+            self.folder, f"yes 'a line of the log' | head -c {8 * chunk} > log; {DONE}"))
+        job_id = client.submitted(b"x")
+        client.await_end(job_id)
+        with socket.create_connection(("127.0.0.1", self.server.port), harness.PATIENCE) as wire:
+            wire.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 65536)
+            wire.sendall(f"GET /v1/jobs/{job_id}/events HTTP/1.1\r\nHost: x\r\n"
+                         f"Authorization: Bearer {client.token}\r\n\r\n".encode())
+            total = len(wire.recv(100))
+            sockets = connections_of(self.server.process.pid)
+            harness.wait_until(lambda: sockets() == 1, "the connection to be cut")
+            try:
+                while piece := wire.recv(1 << 20):
+                    total += len(piece)
+            except ConnectionResetError:
+                pass
+            self.assertLess(total, 8 * chunk)
+
+
+def connections_of(pid):
+    """A function that says how many of the process's present sockets are still open."""
+    def sockets():
+        folder = f"/proc/{pid}/fd"
+        return {name for fd in os.listdir(folder) if (name := os.readlink(f"{folder}/{fd}")).startswith("socket:")}
+    before = sockets()
+    return lambda: len(before & sockets())
+
+
+class ListEvents(harness.ServerTest):
+    def test_what_happens_after_a_list_is_told(self):
+        client = self.start()
+        first = client.submitted(harness.small_model())
+        client.await_end(first)
+        seq = client.get("/v1/jobs").json()["seq"]
+        events = client.events(f"/v1/events?after={seq}")
+        second = client.submitted(harness.small_model(), name="second")
+        ended = events.until("job", lambda job: job["state"] == "ended")
+        self.assertEqual((ended["id"], ended["name"]), (second, "second"))
+        client.request("DELETE", f"/v1/jobs/{first}")
+        self.assertEqual(events.until("deleted"), {"id": first})
+        position = events.position
+        events.close()
+        client.request("DELETE", f"/v1/jobs/{second}")
+        again = client.events("/v1/events", position)
+        self.assertEqual(again.until("deleted"), {"id": second})
+
+    def test_everybody_is_told_of_ones_own(self):
+        admin = self.start()
+        one, two = [self.server.client(self.new_token(name)) for name in ("one", "two")]
+        streams = [client.events("/v1/events") for client in (one, two, admin)]
+        mine = one.submitted(harness.small_model())
+        one.await_end(mine)
+        theirs = two.submitted(harness.small_model())
+        two.await_end(theirs)
+        two.request("DELETE", f"/v1/jobs/{theirs}")
+        one.request("DELETE", f"/v1/jobs/{mine}")
+
+        def seen(events):
+            ids = set()
+            for name, data in events:
+                ids.add(data["id"])
+                if name == "deleted" and (data["id"] == mine or events is streams[1]):
+                    return ids
+            return ids
+        self.assertEqual([seen(events) for events in streams], [{mine}, {theirs}, {mine, theirs}])
+
+    def test_after_a_restart_the_list_is_to_be_asked_again(self):
+        client = self.start()
+        seq = client.get("/v1/jobs").json()["seq"]
+        self.server.kill()
+        client = self.start()
+        client.events(f"/v1/events?after={seq}").until("reset")
+
+
+class Page(harness.ServerTest):
+    def test_files_of_the_page(self):
+        self.start()
+        client = self.server.client("")
+        page = client.get("/")
+        self.assertEqual(page.status, 200)
+        self.assertIn("text/html", page.headers["Content-Type"])
+        policy = page.headers["Content-Security-Policy"]
+        self.assertIn("default-src 'none'", policy)
+        self.assertNotIn("unsafe", policy)
+        dist = harness.EXAMPLES.parent / "web" / "dist"
+        self.assertEqual(page.body, (dist / "index.html").read_bytes())
+        for file in dist.iterdir():
+            self.assertEqual(client.get(f"/{file.name}").body, file.read_bytes(), file.name)
+        for path in ("/nothing", "/dist", "/index.html/x", "/app.js/.."):
+            self.assertIn(client.get(path).status, (400, 404))
+
+    def test_a_browser_that_has_a_file_is_not_sent_it_again(self):
+        self.start()
+        client = self.server.client("")
+        tag = client.get("/app.js").headers["ETag"]
+        again = client.request("GET", "/app.js", headers={"If-None-Match": tag})
+        self.assertEqual((again.status, again.body), (304, b""))
+        self.assertEqual(client.request("GET", "/app.js", headers={"If-None-Match": '"x"'}).status, 200)
+
+    def test_it_loads_nothing_from_elsewhere_and_needs_no_inline_code(self):
+        self.start()
+        page = self.server.client("").get("/").body.decode()
+        self.assertNotIn("//", page.replace("<!doctype html>", ""))
+        self.assertNotIn("<style", page)
+        self.assertNotIn(" style=", page)
+        self.assertNotIn("onclick", page)
+
+
+if __name__ == "__main__":
+    harness.main()

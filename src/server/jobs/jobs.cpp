@@ -116,7 +116,7 @@ void Jobs::watch_all(const Watch& watch) {
   watches_of_all_.push_back(watch);
 }
 
-void Jobs::tell(std::vector<std::weak_ptr<std::function<void()>>> watches) {
+void Jobs::tell(const std::vector<std::weak_ptr<std::function<void()>>>& watches) {
   for (const auto& held : watches) {
     if (const Watch watch = held.lock()) (*watch)();
   }
@@ -144,9 +144,9 @@ void Jobs::log_grew(Job* job) {
   job->seq = ++seq_;
   const auto found = watches_.find(job->id);
   if (found == watches_.end()) return;
-  auto list = std::move(found->second);
+  const auto list = std::move(found->second);
   watches_.erase(found);
-  tell(std::move(list));
+  tell(list);
 }
 
 void Jobs::save(const Job& job, Done done) {
@@ -222,9 +222,9 @@ void Jobs::forget(const std::string& id) {
   add_news(++seq_, {id, gone.mapped().owner, true});
   const auto found = watches_.find(id);
   if (found == watches_.end()) return;
-  auto list = std::move(found->second);
+  const auto list = std::move(found->second);
   watches_.erase(found);
-  tell(std::move(list));
+  tell(list);
 }
 
 void Jobs::erase(const std::string& id, Done done) {

@@ -102,7 +102,7 @@ class Jobs {
   void changed(Job* job);
   void log_grew(Job* job);
   void add_news(uint64_t number, News news);
-  static void tell(std::vector<std::weak_ptr<std::function<void()>>> watches);
+  static void tell(const std::vector<std::weak_ptr<std::function<void()>>>& watches);
   void save(const Job& job, Done done);
   void retry_later(std::function<void()> function);
 

@@ -1,14 +1,42 @@
-# What cmake --install leaves: bin/vorlancli, bin/vorlanserver, lib/libvorlan64.so.11.0,
-# lib/libvorlan_remote.so, include/vorlan.h, the manual page.
+# What cmake --install leaves: the programs, the optimizer library with its client of servers, what a
+# program needs that uses the library (header, pkg-config, CMake), manual pages, documents, examples.
+
 install(TARGETS vorlancli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-if(VORLAN_OPTIMIZER)
-  install(TARGETS vorlan64 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(VORLAN_SERVER)
+  install(TARGETS vorlanserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 if(VORLAN_REMOTE)
   install(TARGETS vorlan_remote LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
-if(VORLAN_SERVER)
-  install(TARGETS vorlanserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
 install(FILES ${PROJECT_SOURCE_DIR}/include/vorlan.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/docs/man/vorlancli.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+if(VORLAN_OPTIMIZER)
+  install(TARGETS vorlan64 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+  # Relative to where the file lies, so that the tree can be installed by --prefix and moved.
+  include(CMakePackageConfigHelpers)
+  set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/vorlan64)
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/packaging/vorlan64Config.cmake.in vorlan64Config.cmake
+    INSTALL_DESTINATION ${package_folder} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)
+  write_basic_package_version_file(vorlan64ConfigVersion.cmake
+    VERSION ${VORLAN_INTERFACE_VERSION} COMPATIBILITY ExactVersion)
+  install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/vorlan64Config.cmake ${CMAKE_CURRENT_BINARY_DIR}/vorlan64ConfigVersion.cmake
+    DESTINATION ${package_folder})
+
+  # pkg-config replaces ${pcfiledir} by the folder of the file.
+  file(RELATIVE_PATH to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/vorlan64.pc.in vorlan64.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vorlan64.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+  FILES_MATCHING PATTERN "*.1")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  PATTERN man EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)
+install(FILES
+  ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  ${PROJECT_SOURCE_DIR}/packaging/third-party-notices.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -8,23 +8,21 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <string>
 #include <vector>
 
 #include "cone_points.h"
-#include "format/problem_file.h"
+#include "mixed_solve.h"
 #include "random_count.h"
 #include "solve/check/sparse_columns.h"
 #include "solve/check/vectors.h"
-#include "solve/optimize.h"
 #include "task/numeric.h"
-#include "task/task.h"
 
 namespace vorlan {
 namespace {
 
+using test::MixedSolve;
 using test::number_from;
 using test::Random;
 
@@ -445,19 +443,12 @@ void scale_at_random(Known* known, Random* random) {
 
 enum class Verdict { kRight, kWrong, kUnsolved };
 
-double figure(const Task& task, const std::string& name) {
-  for (const Figure& figure : task.solver_result.figures) {
-    if (figure.name == name) return figure.value;
-  }
-  return std::nan("");
-}
-
-Verdict judge(const Known& known, const Task& task) {
+Verdict judge(const Known& known, const MixedSolve& mixed) {
   constexpr double kTolerance = 1e-5;
-  const Solution& s = task.solutions[2];
+  const Solution& s = mixed.solution();
   const double allowed = kTolerance * std::fabs(known.optimum);
   const double sense = known.model.maximize ? -1.0 : 1.0;
-  if (sense * (figure(task, "bound") - known.optimum) > allowed) return Verdict::kWrong;
+  if (sense * (mixed.figure("bound") - known.optimum) > allowed) return Verdict::kWrong;
   if (s.problem_status != ProblemStatus::kPrimalFeasible &&
       s.problem_status != ProblemStatus::kUnknown) {
     return Verdict::kWrong;
@@ -486,27 +477,17 @@ TEST_P(Units, HaveNoPartInTheAnswer) {
       Random random(seed);
       Known known = make(family, unit, &random);
       if (seed % 2 == 0) scale_at_random(&known, &random);
-      Task task;
-      std::string log;
-      task.log.link_function(&log, [](void* text, const char* more) {
-        static_cast<std::string*>(text)->append(more);
-      });
-      for (const auto& [name, value] : {std::pair{"VLN_IPAR_CHILD_PROCESS", "off"},
-                                        std::pair{"VLN_DPAR_MIP_RELATIVE_GAP", "1e-6"},
-                                        std::pair{"VLN_DPAR_MIP_ABSOLUTE_GAP", "0"}}) {
-        ASSERT_TRUE(task.parameters.put_by_name(name, value).ok());
-      }
-      task.model = known.model;
-      if (const char* file = std::getenv("VORLAN_RANDOM_FILE"); file != nullptr) {
-        EXPECT_TRUE(write_problem_file(&task, file).ok());
-      }
-      Code termination = Code::kOk;
-      const Status status = optimize(&task, &termination);
-      const Verdict verdict = status.ok() ? judge(known, task) : Verdict::kUnsolved;
+      MixedSolve mixed(known.model);
+      mixed.put("VLN_IPAR_CHILD_PROCESS", "off");
+      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+      mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
+      mixed.write_where_asked();
+      mixed.solve();
+      const Verdict verdict = mixed.status().ok() ? judge(known, mixed) : Verdict::kUnsolved;
       ++verdicts[static_cast<int>(verdict)];
       EXPECT_EQ(verdict, Verdict::kRight)
           << "unit " << unit << ", seed " << seed << ": the optimum is " << known.optimum << '\n'
-          << log << status.message();
+          << mixed.log() << mixed.status().message();
     }
   }
   std::printf("%d right, %d wrong, %d not solved\n", verdicts[0], verdicts[1], verdicts[2]);

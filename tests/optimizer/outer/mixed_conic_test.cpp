@@ -7,9 +7,8 @@
 
 #include "cone_points.h"
 #include "conic_models.h"
-#include "format/problem_file.h"
+#include "mixed_solve.h"
 #include "random_mixed_model.h"
-#include "scratch_folder.h"
 #include "solve/optimize.h"
 #include "solve/run/listener.h"
 #include "task/task.h"
@@ -17,59 +16,36 @@
 namespace vorlan {
 namespace {
 
-struct Mixed {
-  Task task;
-  Status status;
-  Code termination = Code::kOk;
-  std::string log;
+using test::MixedSolve;
 
-  const Solution& solution() const { return task.solutions[2]; }
-  double value(size_t var) const { return solution().xx[var]; }
-  double figure(const std::string& name) const {
-    for (const Figure& figure : task.solver_result.figures) {
-      if (figure.name == name) return figure.value;
-    }
-    return kInfinity;
-  }
-};
-
-void put(Mixed* mixed, const char* name, const char* value) {
-  ASSERT_TRUE(mixed->task.parameters.put_by_name(name, value).ok()) << name;
-}
-
-void solve(Mixed* mixed) {
-  mixed->task.log.link_function(&mixed->log, [](void* log, const char* text) {
-    static_cast<std::string*>(log)->append(text);
-  });
-  mixed->status = optimize(&mixed->task, &mixed->termination);
-}
-
-// The text of a PTF file without its opening line.
-void read(const std::string& text, Mixed* mixed) {
-  const test::ScratchFolder folder;
-  const std::string path = folder.write("model.ptf", "Minimize ] extended problem 1\n" + text);
-  const Status status = read_problem_file(&mixed->task, path.c_str());
-  ASSERT_TRUE(status.ok()) << status.message() << '\n' << text;
-  put(mixed, "VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");
-}
-
-void expect_optimum(const Mixed& mixed, double objective) {
-  ASSERT_TRUE(mixed.status.ok()) << mixed.status.message();
-  EXPECT_EQ(mixed.termination, Code::kOk);
-  EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log;
+void expect_optimum(const MixedSolve& mixed, double objective) {
+  ASSERT_TRUE(mixed.status().ok()) << mixed.status().message();
+  EXPECT_EQ(mixed.termination(), Code::kOk);
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
   EXPECT_NEAR(mixed.solution().primal_objective, objective,
               1e-6 * std::max(1.0, std::fabs(objective)));
   EXPECT_LE(mixed.figure("relative gap"), 1e-6);
 }
 
+// Solves with a gap that is smaller than the digits that the tests compare.
+void solve_to_the_end(MixedSolve* mixed) {
+  mixed->put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");
+  mixed->solve();
+}
+
 // (x - 1.4)^2 + (y - 2.6)^2 without its constant 8.72, by columns and with a constant.
 TEST(MixedConic, NearestIntegers) {
-  Mixed mixed;
-  read(
-      "Minimize\n o: [ 2 x^2 + 2 y^2 ] / 2 - 2.8 x - 5.2 y + 8.72\nSubject To\n c: x + y <= 10\n"
-      "Generals\n x y\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Minimize
+ o: [ 2 x^2 + 2 y^2 ] / 2 - 2.8 x - 5.2 y + 8.72
+Subject To
+ c: x + y <= 10
+Generals
+ x y
+End
+)");
+  solve_to_the_end(&mixed);
   expect_optimum(mixed, 0.32);
   EXPECT_EQ(mixed.value(0), 1.0);
   EXPECT_EQ(mixed.value(1), 3.0);
@@ -77,12 +53,21 @@ TEST(MixedConic, NearestIntegers) {
 
 // The box of the largest volume with whole sides of sum 10: 3, 3 and 4.
 TEST(MixedConic, BoxOfWholeSides) {
-  Mixed mixed;
-  read(
-      "Maximize\n o: v\nSubject To\n c: a + b + d <= 10\nBounds\n v free\nGenerals\n a b d\n"
-      "Cones\n k: power 1 1 1 a b d v\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: v
+Subject To
+ c: a + b + d <= 10
+Bounds
+ v free
+Generals
+ a b d
+Cones
+ k: power 1 1 1 a b d v
+End
+)");
+  solve_to_the_end(&mixed);
   expect_optimum(mixed, std::cbrt(36.0));
 }
 
@@ -90,35 +75,70 @@ TEST(MixedConic, BoxOfWholeSides) {
 TEST(MixedConic, LogarithmicWorth) {
   double best = 0.0;
   for (int n = 0; n <= 7; ++n) best = std::max(best, 3.0 * std::log1p(n) + 2.0 * std::log1p(7 - n));
-  Mixed mixed;
-  read(
-      "Maximize\n o: 3 u + 2 w\nSubject To\n c: n + m <= 7\n a: p - n = 1\n b: q - m = 1\n"
-      " d: one = 1\n e: two = 1\nBounds\n u free\n w free\nGenerals\n n m\n"
-      "Cones\n k: exponential p one u\n l: exponential q two w\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: 3 u + 2 w
+Subject To
+ c: n + m <= 7
+ a: p - n = 1
+ b: q - m = 1
+ d: one = 1
+ e: two = 1
+Bounds
+ u free
+ w free
+Generals
+ n m
+Cones
+ k: exponential p one u
+ l: exponential q two w
+End
+)");
+  solve_to_the_end(&mixed);
   expect_optimum(mixed, best);
 }
 
 // No point with whole coordinates is within 0.6 of (0.5, 0.5); the continuous relaxation has many.
 TEST(MixedConic, NothingWholeInTheCircle) {
-  Mixed mixed;
-  read(
-      "Minimize\n o: x\nSubject To\n c: x - a = 0.5\n d: y - b = 0.5\n e: r = 0.6\nBounds\n"
-      " a free\n b free\nGenerals\n x y\nCones\n k: quadratic r a b\nEnd\n",
-      &mixed);
-  solve(&mixed);
-  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+  MixedSolve mixed;
+  mixed.read(R"(
+Minimize
+ o: x
+Subject To
+ c: x - a = 0.5
+ d: y - b = 0.5
+ e: r = 0.6
+Bounds
+ a free
+ b free
+Generals
+ x y
+Cones
+ k: quadratic r a b
+End
+)");
+  solve_to_the_end(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log();
 }
 
 // The largest 10 n with 2 n^2 <= s, s <= 2 * 3.7^2.
 TEST(MixedConic, SemiContinuousAndQuadraticRow) {
-  Mixed mixed;
-  read(
-      "Maximize\n o: 10 n - s\nSubject To\n c: - s + [ 2 n^2 ] <= 0\nBounds\n 3 <= s <= 27.38\n"
-      "Generals\n n\nSemi-Continuous\n s\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: 10 n - s
+Subject To
+ c: - s + [ 2 n^2 ] <= 0
+Bounds
+ 3 <= s <= 27.38
+Generals
+ n
+Semi-Continuous
+ s
+End
+)");
+  solve_to_the_end(&mixed);
   // n = 2: s = 8; n = 3: s = 18; n = 1: s = 3 at least; n = 0: s = 0.
   expect_optimum(mixed, 12.0);
 }
@@ -126,24 +146,38 @@ TEST(MixedConic, SemiContinuousAndQuadraticRow) {
 // A factor of a rotated cone that an integer variable switches off: x^2 <= 2 s z, cost 3 z + s - 4
 // x.
 TEST(MixedConic, SwitchedSquare) {
-  Mixed mixed;
-  read(
-      "Minimize\n o: 3 z + s - 4 x\nBounds\n x <= 10\nBinary\n z\n"
-      "Cones\n k: rotated_quadratic s z x\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Minimize
+ o: 3 z + s - 4 x
+Bounds
+ x <= 10
+Binary
+ z
+Cones
+ k: rotated_quadratic s z x
+End
+)");
+  solve_to_the_end(&mixed);
   // z = 1: s = x^2 / 2, 3 + 8 - 16 at x = 4.
   expect_optimum(mixed, -5.0);
 }
 
 // The least trace of a matrix with 1 at its corners' places and n more of the diagonal: integer n.
 TEST(MixedConic, MatrixVariable) {
-  Mixed mixed;
-  read(
-      "Matrix Variables\n X(2)\nMinimize\n o: X(1,1) + X(2,2) + 3 n\nSubject To\n"
-      " c: X(2,1) + n >= 2.5\nGenerals\n n\nEnd\n",
-      &mixed);
-  solve(&mixed);
+  MixedSolve mixed;
+  mixed.read(R"(
+Matrix Variables
+ X(2)
+Minimize
+ o: X(1,1) + X(2,2) + 3 n
+Subject To
+ c: X(2,1) + n >= 2.5
+Generals
+ n
+End
+)");
+  solve_to_the_end(&mixed);
   // The trace is twice the element beside the diagonal: 2 (2.5 - n) + 3 n is least at n = 0.
   expect_optimum(mixed, 5.0);
   ASSERT_EQ(mixed.solution().barx.size(), 3U);
@@ -188,40 +222,67 @@ Model design_model(int dimension, int num_vectors) {
 TEST(MixedConic, DesignOfExperiments) {
   for (const int num_vectors : {10, 14, 18}) {
     SCOPED_TRACE(num_vectors);
-    Mixed mixed;
-    mixed.task.model = design_model(5, num_vectors);
-    solve(&mixed);
-    EXPECT_EQ(mixed.termination, Code::kOk);
-    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log;
+    MixedSolve mixed(design_model(5, num_vectors));
+    mixed.solve();
+    EXPECT_EQ(mixed.termination(), Code::kOk);
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
   }
 }
 
 TEST(MixedConic, NotConvex) {
-  Mixed mixed;
-  read("Maximize\n o: [ x^2 ] / 2\nBounds\n x <= 3\nGenerals\n x\nEnd\n", &mixed);
-  solve(&mixed);
-  EXPECT_EQ(mixed.status.code(), Code::kErrNotConvex);
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: [ x^2 ] / 2
+Bounds
+ x <= 3
+Generals
+ x
+End
+)");
+  mixed.solve();
+  EXPECT_EQ(mixed.status().code(), Code::kErrNotConvex);
 }
 
 TEST(MixedConic, Unbounded) {
-  Mixed mixed;
-  read(
-      "Maximize\n o: x + n\nSubject To\n c: n - y = 0\nGenerals\n n\nBounds\n y free\n"
-      "Cones\n k: quadratic x y\nEnd\n",
-      &mixed);
-  solve(&mixed);
-  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kDualInfeasible) << mixed.log;
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: x + n
+Subject To
+ c: n - y = 0
+Generals
+ n
+Bounds
+ y free
+Cones
+ k: quadratic x y
+End
+)");
+  solve_to_the_end(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kDualInfeasible) << mixed.log();
 }
 
 // Unbounded if it were feasible: 2 n = 1.
 TEST(MixedConic, InfeasibleThoughTheRelaxationIsUnbounded) {
-  Mixed mixed;
-  read(
-      "Maximize\n o: x\nSubject To\n c: 2 n + 2 m = 1\nBounds\n n <= 5\n m <= 5\n y free\n"
-      "Generals\n n m\nCones\n k: quadratic x y\nEnd\n",
-      &mixed);
-  solve(&mixed);
-  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+  MixedSolve mixed;
+  mixed.read(R"(
+Maximize
+ o: x
+Subject To
+ c: 2 n + 2 m = 1
+Bounds
+ n <= 5
+ m <= 5
+ y free
+Generals
+ n m
+Cones
+ k: quadratic x y
+End
+)");
+  solve_to_the_end(&mixed);
+  EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log();
 }
 
 // ---- Early ends -----------------------------------------------------------------------------
@@ -255,25 +316,23 @@ Model hard_model(int dimension) {
 }
 
 TEST(MixedConicStop, ByTheTimeLimit) {
-  Mixed mixed;
-  mixed.task.model = hard_model(40);
-  put(&mixed, "VLN_DPAR_TIME_LIMIT", "1");
+  MixedSolve mixed(hard_model(40));
+  mixed.put("VLN_DPAR_TIME_LIMIT", "1");
   const double start = monotonic_seconds();
-  solve(&mixed);
+  mixed.solve();
   EXPECT_LT(monotonic_seconds() - start, 3.0);  // promised within 0.5 s of the limit
-  EXPECT_EQ(mixed.termination, Code::kTrmTimeLimit);
-  EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log;
+  EXPECT_EQ(mixed.termination(), Code::kTrmTimeLimit);
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log();
   EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
 }
 
 // The best point comes with its matrix, killed or not.
 TEST(MixedConicStop, ByTheTimeLimitWithAMatrix) {
-  Mixed mixed;
-  mixed.task.model = design_model(8, 60);
-  put(&mixed, "VLN_DPAR_TIME_LIMIT", "2");
-  solve(&mixed);
-  EXPECT_EQ(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
-  ASSERT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log;
+  MixedSolve mixed(design_model(8, 60));
+  mixed.put("VLN_DPAR_TIME_LIMIT", "2");
+  mixed.solve();
+  EXPECT_EQ(mixed.termination(), Code::kTrmTimeLimit) << mixed.log();
+  ASSERT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible) << mixed.log();
   EXPECT_EQ(mixed.solution().barx.size(), 36U);
   EXPECT_TRUE(std::isfinite(mixed.figure("bound")));
 }
@@ -297,7 +356,6 @@ int watch(vlntaskt*, void* handle, VLNcallbackcode_enum, const double* doubles, 
 class MixedConicCallback : public testing::TestWithParam<const char*> {};
 
 TEST_P(MixedConicCallback, Stops) {
-  Mixed mixed;
   vlntaskt handle;
   handle.model = hard_model(40);
   ASSERT_TRUE(handle.parameters.put_by_name("VLN_IPAR_CHILD_PROCESS", GetParam()).ok());
@@ -309,49 +367,45 @@ TEST_P(MixedConicCallback, Stops) {
   EXPECT_LT(monotonic_seconds() - start, 3.0);
   EXPECT_EQ(termination, Code::kTrmUserCallback);
   EXPECT_TRUE(state.gap_seen);
-  EXPECT_EQ(handle.solutions[2].status, SolutionStatus::kPrimalFeasible);
+  EXPECT_EQ(handle.solutions[index(VLN_SOLUTION_INTEGER)].status, SolutionStatus::kPrimalFeasible);
 }
 
 INSTANTIATE_TEST_SUITE_P(Processes, MixedConicCallback, testing::Values("off", "on"),
                          [](const auto& test) { return std::string("Child_") + test.param; });
 
 TEST(MixedConicStop, ByTheNodeLimit) {
-  Mixed mixed;
-  mixed.task.model = hard_model(30);
-  put(&mixed, "VLN_IPAR_MIP_NODE_LIMIT", "3");
-  put(&mixed, "VLN_DPAR_TIME_LIMIT", "60");
-  solve(&mixed);
-  EXPECT_EQ(mixed.termination, Code::kTrmNodeLimit) << mixed.log;
+  MixedSolve mixed(hard_model(30));
+  mixed.put("VLN_IPAR_MIP_NODE_LIMIT", "3");
+  mixed.put("VLN_DPAR_TIME_LIMIT", "60");
+  mixed.solve();
+  EXPECT_EQ(mixed.termination(), Code::kTrmNodeLimit) << mixed.log();
   EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible);
 }
 
 TEST(MixedConicStop, ByTheSolutionLimit) {
-  Mixed mixed;
-  mixed.task.model = hard_model(30);
-  put(&mixed, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1");
-  solve(&mixed);
-  EXPECT_EQ(mixed.termination, Code::kTrmSolutionLimit);
+  MixedSolve mixed(hard_model(30));
+  mixed.put("VLN_IPAR_MIP_SOLUTION_LIMIT", "1");
+  mixed.solve();
+  EXPECT_EQ(mixed.termination(), Code::kTrmSolutionLimit);
   EXPECT_EQ(mixed.solution().status, SolutionStatus::kPrimalFeasible);
 }
 
 TEST(MixedConicStop, ByACutoff) {
-  Mixed mixed;
-  mixed.task.model = hard_model(30);
-  put(&mixed, "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", "-1e6");
-  solve(&mixed);
-  EXPECT_EQ(mixed.termination, Code::kTrmObjectiveCutoff) << "nothing is as good as that";
+  MixedSolve mixed(hard_model(30));
+  mixed.put("VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", "-1e6");
+  mixed.solve();
+  EXPECT_EQ(mixed.termination(), Code::kTrmObjectiveCutoff) << "nothing is as good as that";
 }
 
 // The task's integer solution is the first incumbent.
 TEST(MixedConicStop, StartsFromTheSolutionHeld) {
-  Mixed mixed;
-  mixed.task.model = hard_model(12);
-  put(&mixed, "VLN_DPAR_TIME_LIMIT", "2");
-  solve(&mixed);
+  MixedSolve mixed(hard_model(12));
+  mixed.put("VLN_DPAR_TIME_LIMIT", "2");
+  mixed.solve();
   ASSERT_TRUE(mixed.solution().defined);
   const double held = mixed.solution().primal_objective;
-  put(&mixed, "VLN_IPAR_MIP_NODE_LIMIT", "0");
-  solve(&mixed);
+  mixed.put("VLN_IPAR_MIP_NODE_LIMIT", "0");
+  mixed.solve();
   EXPECT_LE(mixed.solution().primal_objective, held + 1e-9);
 }
 
@@ -360,17 +414,33 @@ TEST(MixedConicStop, StartsFromTheSolutionHeld) {
 TEST(MixedConicStop, ByTheIterationLimitOfAFixedModel) {
   for (const char* limit : {"9", "10", "11"}) {
     SCOPED_TRACE(limit);
-    Mixed mixed;
-    read(
-        "Maximize\n o: 3.9 u - 0.9 y - 0.3 a + 5.5 v - 0.5 z - 0.5 b\nSubject To\n p: p - a = 1\n"
-        " q: q - b = 1\n i: i = 1\n j: j = 1\n f: a - 10 y <= 0\n g: b - 10 z <= 0\n"
-        " most: 1.4 a + 0.6 b <= 2\n one: y + z <= 1\nBounds\n u free\n v free\nBinary\n y z\n"
-        "Cones\n d: exponential p i u\n e: exponential q j v\nEnd\n",
-        &mixed);
-    put(&mixed, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", limit);
-    put(&mixed, "VLN_DPAR_TIME_LIMIT", "5");
-    solve(&mixed);
-    EXPECT_NE(mixed.termination, Code::kTrmTimeLimit) << mixed.log;
+    MixedSolve mixed;
+    mixed.read(R"(
+Maximize
+ o: 3.9 u - 0.9 y - 0.3 a + 5.5 v - 0.5 z - 0.5 b
+Subject To
+ p: p - a = 1
+ q: q - b = 1
+ i: i = 1
+ j: j = 1
+ f: a - 10 y <= 0
+ g: b - 10 z <= 0
+ most: 1.4 a + 0.6 b <= 2
+ one: y + z <= 1
+Bounds
+ u free
+ v free
+Binary
+ y z
+Cones
+ d: exponential p i u
+ e: exponential q j v
+End
+)");
+    mixed.put("VLN_IPAR_INTERIOR_ITERATION_LIMIT", limit);
+    mixed.put("VLN_DPAR_TIME_LIMIT", "5");
+    solve_to_the_end(&mixed);
+    EXPECT_NE(mixed.termination(), Code::kTrmTimeLimit) << mixed.log();
   }
 }
 
@@ -378,25 +448,25 @@ TEST(MixedConicStop, ByTheIterationLimitOfAFixedModel) {
 TEST(MixedConic, InfeasibleWithoutAContinuousAnswer) {
   for (const auto& [family, seed] : {std::pair{test::MixedFamily::kRotatedCone, 6350U},
                                      std::pair{test::MixedFamily::kExponentialCone, 6339U}}) {
-    Mixed mixed;
-    mixed.task.model = test::make_mixed_model(family, seed);
-    solve(&mixed);
-    EXPECT_EQ(mixed.termination, Code::kOk) << mixed.log;
-    EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log;
+    MixedSolve mixed(test::make_mixed_model(family, seed));
+    mixed.solve();
+    EXPECT_EQ(mixed.termination(), Code::kOk) << mixed.log();
+    EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kPrimalInfeasible) << mixed.log();
   }
 }
 
 // One answer whatever the process, and whenever it is asked.
 TEST(MixedConic, IsDeterministic) {
-  Mixed first;
-  Mixed second;
-  for (Mixed* mixed : {&first, &second}) {
-    mixed->task.model = test::make_mixed_model(test::MixedFamily::kEverything, 7);
-    put(mixed, "VLN_IPAR_CHILD_PROCESS", mixed == &first ? "off" : "on");
-    put(mixed, "VLN_IPAR_NUM_THREADS", "1");
-    solve(mixed);
+  const Model model = test::make_mixed_model(test::MixedFamily::kEverything, 7);
+  MixedSolve here(model);
+  MixedSolve in_child(model);
+  here.put("VLN_IPAR_CHILD_PROCESS", "off");
+  in_child.put("VLN_IPAR_CHILD_PROCESS", "on");
+  for (MixedSolve* mixed : {&here, &in_child}) {
+    mixed->put("VLN_IPAR_NUM_THREADS", "1");
+    mixed->solve();
   }
-  EXPECT_EQ(first.solution().xx, second.solution().xx);
+  EXPECT_EQ(here.solution().xx, in_child.solution().xx);
 }
 
 }  // namespace

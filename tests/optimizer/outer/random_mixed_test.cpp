@@ -6,23 +6,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 
 #include "cone_points.h"
-#include "format/problem_file.h"
+#include "mixed_solve.h"
 #include "random_count.h"
 #include "random_mixed_model.h"
 #include "solve/check/checker.h"
-#include "solve/optimize.h"
 #include "solve/outer/relaxation.h"
-#include "task/task.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
 
 using test::Enumeration;
 using test::MixedFamily;
+using test::MixedSolve;
 using test::number_from;
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -36,18 +35,18 @@ struct Counts {
 };
 
 // Where the enumeration is in doubt about some integers, the others bound the answer.
-void compare(const Enumeration& expected, const Task& task, Code termination, Counts* counts) {
-  const Solution& s = task.solutions[2];
+void compare(const Enumeration& expected, const MixedSolve& mixed, Counts* counts) {
+  const Solution& s = mixed.solution();
   if (expected.doubtful) {
     ++counts->doubtful;
     if (!expected.feasible || expected.unbounded) return;
     EXPECT_EQ(s.status, SolutionStatus::kIntegerOptimal);
-    const double worse = task.model.maximize ? expected.objective - s.primal_objective
-                                             : s.primal_objective - expected.objective;
+    const double worse = mixed.task().model.maximize ? expected.objective - s.primal_objective
+                                                     : s.primal_objective - expected.objective;
     EXPECT_LE(worse, 1e-5 * std::max(1.0, std::fabs(expected.objective)));
     return;
   }
-  ASSERT_EQ(termination, Code::kOk);
+  ASSERT_EQ(mixed.termination(), Code::kOk);
   ASSERT_TRUE(s.defined);
   if (expected.unbounded) {
     ++counts->unbounded;
@@ -64,46 +63,46 @@ void compare(const Enumeration& expected, const Task& task, Code termination, Co
   }
 }
 
-// Ended as early as can be, the bound is one all the same.
-void check_early_bound(const Enumeration& expected, Task* task) {
+// A solve that ends as early as it can has a bound that holds.
+void check_early_bound(const Enumeration& expected, MixedSolve* mixed) {
   if (!expected.feasible || expected.unbounded) return;
-  ASSERT_TRUE(task->parameters.put_by_name("VLN_IPAR_MIP_NODE_LIMIT", "0").ok());
-  ASSERT_TRUE(task->parameters.put_by_name("VLN_IPAR_WARM_START", "off").ok());
-  Code termination = Code::kOk;
-  ASSERT_TRUE(optimize(task, &termination).ok());
-  for (const Figure& figure : task->solver_result.figures) {
-    if (figure.name != "bound") continue;
-    const double sense = task->model.maximize ? -1.0 : 1.0;
-    EXPECT_LE(sense * (figure.value - expected.objective),
-              1e-6 * std::max(1.0, std::fabs(expected.objective)));
-  }
+  mixed->put("VLN_IPAR_MIP_NODE_LIMIT", "0");
+  mixed->put("VLN_IPAR_WARM_START", "off");
+  mixed->solve();
+  ASSERT_TRUE(mixed->status().ok());
+  const double bound = mixed->figure("bound");
+  if (std::isnan(bound)) return;
+  const double sense = mixed->task().model.maximize ? -1.0 : 1.0;
+  EXPECT_LE(sense * (bound - expected.objective),
+            1e-6 * std::max(1.0, std::fabs(expected.objective)));
 }
 
-// Cuts from anywhere leave the optimum where it is.
-void check_cuts(const Task& task, uint32_t seed) {
-  const Solution& s = task.solutions[2];
+// Cuts at random points never cut off the optimum.
+void check_cuts(const MixedSolve& mixed, uint32_t seed) {
+  const Solution& s = mixed.solution();
+  const Model& model = mixed.task().model;
   if (s.status != SolutionStatus::kIntegerOptimal) return;
   // Divided by next to nothing, tolerances are as large as the point.
   constexpr double kNothing = 1e-3;
-  for (const Cone& cone : task.model.cones) {
+  for (const Cone& cone : model.cones) {
     for (size_t k = 0; k < std::min<size_t>(2, cone.vars.size()); ++k) {
-      if (std::fabs(s.xx[static_cast<size_t>(cone.vars[k])]) < kNothing) return;
+      if (std::fabs(s.xx[index(cone.vars[k])]) < kNothing) return;
     }
   }
-  const MinimizeProblem problem(task.model);
+  const MinimizeProblem problem(model);
   outer::Relaxation relaxation(problem);
   test::Random random(seed);
   for (int k = 0; k < 10; ++k) {
     std::vector<double> anywhere(relaxation.num_columns());
     for (double& value : anywhere) value = random.between(-1.0, 3.0);
-    for (size_t j = 0; j < task.model.cost.size(); ++j) {
-      if (task.model.var_upper[j] == 1.0) anywhere[j] = random.between(0.0, 1.0);
+    for (size_t j = 0; j < model.cost.size(); ++j) {
+      if (model.var_upper[j] == 1.0) anywhere[j] = random.between(0.0, 1.0);
     }
     relaxation.separate(anywhere);
   }
   Model linear = relaxation.make_model();
   linear.var_kind.assign(linear.cost.size(), VarKind::kContinuous);
-  for (size_t j = 0; j < task.model.cost.size(); ++j) {
+  for (size_t j = 0; j < model.cost.size(); ++j) {
     linear.var_lower[j] = linear.var_upper[j] = s.xx[j];  // which may be 0 and semi-continuous
   }
   EXPECT_LE(primal_violation(linear, relaxation.lift(s.xx, s.barx)), 1e-6);
@@ -118,26 +117,17 @@ TEST_P(RandomMixed, AgreesWithEnumeration) {
   Counts counts;
   for (uint32_t seed = first; seed < first + count; ++seed) {
     SCOPED_TRACE(seed);
-    Task task;
-    std::string log;
-    task.log.link_function(
-        &log, [](void* text, const char* more) { static_cast<std::string*>(text)->append(more); });
-    for (const auto& [name, value] : {std::pair{"VLN_IPAR_CHILD_PROCESS", "off"},
-                                      std::pair{"VLN_DPAR_MIP_RELATIVE_GAP", "1e-6"}}) {
-      ASSERT_TRUE(task.parameters.put_by_name(name, value).ok());
-    }
-    task.model = test::make_mixed_model(family, seed);
-    if (const char* file = std::getenv("VORLAN_RANDOM_FILE"); file != nullptr) {
-      EXPECT_TRUE(write_problem_file(&task, file).ok());
-    }
-    Code termination = Code::kOk;
-    const Status status = optimize(&task, &termination);
-    ASSERT_TRUE(status.ok()) << status.message();
-    const Enumeration expected = test::enumerate(task.model);
-    compare(expected, task, termination, &counts);
-    check_cuts(task, seed);
-    if (!HasFailure()) check_early_bound(expected, &task);
-    if (HasFailure()) FAIL() << log;
+    MixedSolve mixed(test::make_mixed_model(family, seed));
+    mixed.put("VLN_IPAR_CHILD_PROCESS", "off");
+    mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+    mixed.write_where_asked();
+    mixed.solve();
+    ASSERT_TRUE(mixed.status().ok()) << mixed.status().message();
+    const Enumeration expected = test::enumerate(mixed.task().model);
+    compare(expected, mixed, &counts);
+    check_cuts(mixed, seed);
+    if (!HasFailure()) check_early_bound(expected, &mixed);
+    if (HasFailure()) FAIL() << mixed.log();
   }
   RecordProperty("feasible", counts.feasible);
   std::printf("%d feasible, %d infeasible, %d unbounded, %d in doubt\n", counts.feasible,

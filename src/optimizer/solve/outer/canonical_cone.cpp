@@ -1,9 +1,8 @@
-// Points of cones and their supporting hyperplanes; see canonical_cone.h.
+// Boundary points from multipliers and from points outside, by kind of cone.
 #include "solve/outer/canonical_cone.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "solve/check/vectors.h"
@@ -13,8 +12,8 @@ namespace {
 
 // Multipliers smaller than this, relative to the largest of the cone, are noise.
 constexpr double kNoise = 1e-9;
-// The exponential cone is supported at ratios of no more: e^20 is as much as a row can hold beside
-// its other coefficients.
+// The largest ratio x2 / x1 at which the exponential cone is supported. e^20 is as much as a row can
+// hold beside its other coefficients.
 constexpr double kMostRatio = 20.0;
 
 double norm_behind(size_t heads, const std::vector<double>& point) {
@@ -85,7 +84,7 @@ std::vector<double> complement_of_power(const CanonicalCone& cone, const std::ve
   return point;
 }
 
-// The least shift, within rounding, with which `inside` holds; it holds from there on.
+// The least shift, within rounding, for which `inside` holds. It must hold for all larger ones.
 template <class Inside>
 double find_shift(double size, const Inside& inside) {
   constexpr int kDoublings = 120;
@@ -111,7 +110,7 @@ void pull_rotated(std::vector<double>* point) {
 
 void pull_exponential(std::vector<double>* point) {
   std::vector<double>& p = *point;
-  // Along (1, 1, -1), which is inside.
+  // The direction (1, 1, -1) leads into the cone.
   const auto inside = [&p](double t) {
     const double x1 = p[1] + t;
     return x1 > 0.0 && p[0] + t >= x1 * std::exp((p[2] - t) / x1);
@@ -157,7 +156,7 @@ CanonicalCone make_canonical(const Cone& cone) {
 std::vector<double> member_values(const CanonicalCone& cone, const std::vector<double>& x) {
   std::vector<double> values;
   for (const Member& member : cone.members) {
-    values.push_back(member.scale * x[static_cast<size_t>(member.var)]);
+    values.push_back(member.scale * x[index(member.var)]);
   }
   return values;
 }
@@ -165,7 +164,7 @@ std::vector<double> member_values(const CanonicalCone& cone, const std::vector<d
 std::vector<double> member_duals(const CanonicalCone& cone, const std::vector<double>& z) {
   std::vector<double> duals;
   for (const Member& member : cone.members) {
-    duals.push_back(z[static_cast<size_t>(member.var)] / member.scale);
+    duals.push_back(z[index(member.var)] / member.scale);
   }
   return duals;
 }
@@ -211,8 +210,7 @@ Hyperplane support_exponential(const std::vector<double>& point) {
 double largest_last(const CanonicalCone& cone, const std::vector<double>& heads) {
   if (cone.kind == ConeKind::kPower) return weighted_product(cone.weights, heads, 0.0);
   if (heads[1] == 0.0) return 0.0;
-  return heads[0] == 0.0 ? -std::numeric_limits<double>::infinity()
-                         : heads[1] * std::log(heads[0] / heads[1]);
+  return heads[0] == 0.0 ? -kInfinity : heads[1] * std::log(heads[0] / heads[1]);
 }
 
 Hyperplane support_power(const CanonicalCone& cone, const std::vector<double>& point) {

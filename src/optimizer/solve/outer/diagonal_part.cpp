@@ -1,7 +1,7 @@
-// Of all D over the switched variables S, one with a large sum: the most that the sum of D_i can be
-// is the least of <Q, Y> over positive semidefinite Y with Y_ii >= 1 in S, whose multipliers are D.
-// All of it with the diagonal of Q scaled to 1. Dense: forms of many variables are left as they
-// are.
+// The diagonal part D has a large sum. The largest possible sum of D_i over the switched variables S
+// is the minimum of <Q, Y> over positive semidefinite Y with Y_ii >= 1 in S, and the multipliers of
+// these constraints are D. The diagonal of Q is scaled to 1 before. The algebra is dense, so that
+// forms of many variables are left as they are.
 #include "solve/outer/diagonal_part.h"
 
 #include <Eigen/Cholesky>
@@ -18,12 +18,12 @@ namespace vorlan::outer {
 namespace {
 
 constexpr size_t kMostVariables = 100;
-// What is left must be positive definite beyond rounding.
+// Q - D must be positive definite by more than rounding.
 constexpr double kMargin = 1e-3;
-// A smaller share of the diagonal is not worth the columns.
+// A smaller share of the diagonal is not worth its columns.
 constexpr double kLeastShare = 1e-3;
 
-// Variables that hang together with others, in their order.
+// The variables that occur in products with others, in ascending order.
 std::vector<int32_t> find_coupled(const std::vector<TriangleEntry>& entries) {
   std::vector<int32_t> coupled;
   for (const TriangleEntry& e : entries) {
@@ -59,7 +59,7 @@ class Silent : public BackendMonitor {
   void incumbent(std::span<const double>, std::span<const double>) override {}
 };
 
-// The multipliers of Y_ii >= 1 at the places given; all 1 where there is no answer.
+// The multipliers of Y_ii >= 1 at the given places; all 1 where there is no answer.
 Eigen::VectorXd find_weights(const Eigen::MatrixXd& form, const std::vector<Eigen::Index>& places) {
   const auto count = static_cast<Eigen::Index>(places.size());
   Model model;

@@ -1,8 +1,7 @@
 // The largest diagonal part of a convex quadratic form over variables that binary variables switch
-// off. As squares of their own they get the strong cuts of switched variables, which products of
-// variables with different switches do not (Frangioni and Gentile, see switches.h, and: SDP
-// diagonalizations and perspective cuts for a class of nonseparable MIQP, Operations Research
-// Letters 35, 2007).
+// off. Squares of such variables get the strong cuts of switched variables. Products of variables
+// with different switches do not (Frangioni and Gentile, see switches.h, and: SDP diagonalizations
+// and perspective cuts for a class of nonseparable MIQP, Operations Research Letters 35, 2007).
 #pragma once
 
 #include <vector>
@@ -12,8 +11,8 @@
 
 namespace vorlan::outer {
 
-// A diagonal D over switched variables with factor * Q - D positive definite still, where there is
-// one worth the while; else nothing. The elements of Q are in the lower triangle.
+// A diagonal D over switched variables such that factor * Q - D is still positive definite; nothing
+// where D would be too small to help. The elements of Q are in the lower triangle.
 std::vector<TriangleEntry> find_diagonal_part(const std::vector<TriangleEntry>& entries,
                                               double factor, const std::vector<Switch>& switches);
 

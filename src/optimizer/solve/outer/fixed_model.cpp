@@ -1,4 +1,5 @@
-// Fixing and what follows from it; see fixed_model.h.
+// Variables are fixed one after the other. Each is looked up in its constraints and its cone, where
+// it may decide further variables, until nothing more follows.
 #include "solve/outer/fixed_model.h"
 
 #include <algorithm>
@@ -7,13 +8,14 @@
 #include "solve/check/cone_violation.h"
 #include "solve/check/sparse_columns.h"
 #include "solve/check/vectors.h"
+#include "solve/outer/derived_models.h"
 
 namespace vorlan::outer {
 namespace {
 
-// Below this share of the largest coefficient an equation does not determine a variable.
+// An equation does not determine a variable whose coefficient is below this share of the largest.
 constexpr double kPivot = 1e-6;
-// Below this share of the largest term, what a row leaves to a variable is rounding.
+// What a row leaves to a variable is rounding when it is below this share of the largest term.
 constexpr double kRounding = 1e-10;
 
 double to_range(double value, double lower, double upper) {
@@ -26,16 +28,6 @@ double product(const TriangleEntry& e, const std::vector<double>& value) {
 }
 
 }  // namespace
-
-Model without_objective(const Model& model) {
-  Model feasibility = model;
-  feasibility.cost.assign(model.cost.size(), 0.0);
-  feasibility.constant = 0.0;
-  feasibility.maximize = false;
-  feasibility.quadratic_cost.clear();
-  feasibility.matrix_cost.clear();
-  return feasibility;
-}
 
 RowView::RowView(const Model& model)
     : start(model.con_lower.size() + 1, 0), linear(model.con_lower.size(), true) {
@@ -140,7 +132,7 @@ void FixedModel::fix_assignment(const std::vector<double>& assignment) {
   }
 }
 
-// How many variables of each constraint and cone are open. Elements of matrix variables always are.
+// Counts the open variables of each constraint and cone. Elements of matrix variables stay open.
 void FixedModel::count_open() {
   const size_t num_con = model_.con_lower.size();
   linear_row_.assign(num_con, true);
@@ -162,7 +154,7 @@ void FixedModel::count_open() {
   }
 }
 
-// Rows that are empty from the start stay as they are: the solve of the relaxation has seen them.
+// Rows that are empty from the start need no look: the continuous relaxation has them too.
 void FixedModel::propagate() {
   const SparseMatrix& a = model_.matrix;
   while (!to_visit_.empty() && !infeasible_) {
@@ -205,8 +197,8 @@ void FixedModel::look_at_row(int32_t row) {
   if (open_in_row_[i] == 1) settle_last(row);
 }
 
-// The only open variable of a row has its value from an equation, and a bound from an inequality:
-// a switch that is off leaves it none but 0 often.
+// An equation gives its only open variable a value, an inequality gives it a bound. The bound often
+// leaves 0 alone, where a switch is off.
 void FixedModel::settle_last(int32_t row) {
   const size_t i = index(row);
   int32_t open = -1;
@@ -234,7 +226,7 @@ void FixedModel::settle_last(int32_t row) {
   if (upper <= left_.var_lower[index(open)]) fix(open, upper);
 }
 
-// A constraint of fixed variables alone holds or does not; either way it has nothing more to say.
+// A constraint without open variables holds or does not. Either way it has nothing more to say.
 void FixedModel::check_row(int32_t row) {
   const size_t i = index(row);
   if (has_matrices_[i] || (linear_row_[i] && rows_.start[i] == rows_.start[i + 1])) return;
@@ -269,7 +261,7 @@ void FixedModel::fix_behind(const Cone& cone, size_t heads) {
   for (size_t k = heads; k < cone.vars.size(); ++k) fix(cone.vars[k], 0.0);
 }
 
-// Members that are 0 leave a face of the cone: no norm and no exponential, but signs.
+// Where a member is 0, only a face of the cone is left: no norm and no exponential, only signs.
 void FixedModel::look_at_face(int32_t c) {
   const Cone& cone = model_.cones[index(c)];
   const auto is_zero = [&](size_t k) {

@@ -1,9 +1,9 @@
 // The continuous model that is left when the integer variables are fixed, and the semi-continuous
 // ones are on or off.
 //
-// What the fixed values decide is taken out of it: variables that equations determine, constraints
-// and cones without anything left to choose, cones of which a face is left. The interior-point
-// method needs an interior, and these would have none.
+// Everything that the fixed values decide is taken out of this model: variables that equations
+// determine, constraints and cones in which nothing is left to choose, and cones of which only a
+// face is left. The interior-point method needs an interior, and such parts have none.
 #pragma once
 
 #include <vector>
@@ -12,10 +12,7 @@
 
 namespace vorlan::outer {
 
-// The model without an objective: any feasible point will do.
-Model without_objective(const Model& model);
-
-// Rows of the linear part of a model.
+// The linear part of a model, by rows.
 struct RowView {
   std::vector<size_t> start;
   std::vector<int32_t> var;
@@ -25,8 +22,8 @@ struct RowView {
   explicit RowView(const Model& model);
 };
 
-// What integer and semi-continuous variables are at a point: the nearest values they can have. Of a
-// semi-continuous variable that is not integer: 0 when it is off, else infinite.
+// The values of integer and semi-continuous variables that are nearest to a point. The value of a
+// semi-continuous variable that is not integer is 0 when it is off, and infinite when it is on.
 std::vector<double> find_assignment(const Model& model, const std::vector<double>& x);
 
 class FixedModel {
@@ -41,13 +38,13 @@ class FixedModel {
   // Whether they determine everything.
   bool determined() const;
   const Model& model() const { return left_; }
-  // The model with its quadratic constraints let go by as little as possible. Where they are what
-  // makes it infeasible, the optimum is where their tangents show it.
+  // The model whose quadratic constraints may be violated, by as little as possible. Where they make
+  // the model infeasible, their tangents at the optimum of this one prove it.
   Model elastic_model() const;
 
-  // Sets what is fixed exactly.
+  // Sets the fixed variables of a point to their exact values.
   void complete(std::vector<double>* x) const;
-  // Cones that are not in the model that is left, because of what was fixed.
+  // The cones that the fixed values have taken out of the model.
   const std::vector<size_t>& dropped_cones() const { return dropped_cones_; }
 
  private:

@@ -1,4 +1,5 @@
-// The backend in front of the method; what is unbounded is settled here.
+// The backend in front of the method. It scales the model, and it settles unbounded models, which
+// take a second solve to see whether there is a feasible point.
 #include "solve/outer/outer_backend.h"
 
 #include <new>
@@ -6,6 +7,7 @@
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
 #include "solve/highs/scaled_model.h"
+#include "solve/outer/derived_models.h"
 #include "solve/outer/outer_approximation.h"
 #include "solve/run/listener.h"
 
@@ -25,7 +27,7 @@ class Solve {
   }
 
  private:
-  // The ray of the relaxation is in the result.
+  // Expects the ray of the continuous relaxation in the result.
   Status settle_unbounded(const MinimizeProblem& problem, BackendResult* result) {
     monitor_->log("The continuous relaxation is unbounded: is there a feasible point?\n");
     const bool keeps = keeps_integers(problem.model, result->x);

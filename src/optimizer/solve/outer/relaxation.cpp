@@ -1,4 +1,5 @@
-// How the relaxation is built and read; its cuts are in relaxation_cuts.cpp.
+// The columns and rows that the relaxation begins with, and its points. The cuts are in
+// relaxation_cuts.cpp.
 #include "solve/outer/relaxation.h"
 
 #include <algorithm>
@@ -10,15 +11,32 @@
 #include "solve/check/vectors.h"
 #include "solve/conic/convexity.h"
 #include "solve/outer/diagonal_part.h"
+#include "solve/outer/optimum_bounds.h"
 #include "solve/outer/switches.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan::outer {
+namespace {
+
+// The variable that alone is the objective, -1 when there is none.
+int32_t find_objective_variable(const MinimizeProblem& problem) {
+  if (!problem.model.quadratic_cost.empty() || !problem.model.matrix_cost.empty()) return -1;
+  int32_t variable = -1;
+  for (size_t j = 0; j < problem.cost.size(); ++j) {
+    if (problem.cost[j] == 0.0) continue;
+    if (problem.cost[j] < 0.0 || variable >= 0) return -1;
+    variable = static_cast<int32_t>(j);
+  }
+  return variable;
+}
+
+}  // namespace
 
 Relaxation::Relaxation(const MinimizeProblem& problem)
     : model_(problem.model),
       view_(problem.model),
       packed_starts_(packed_starts(problem.model)),
+      objective_variable_(find_objective_variable(problem)),
       switches_(find_switches(problem.model, view_)) {
   frame_.cost = problem.cost;
   frame_.constant = problem.sense_factor() * model_.constant;
@@ -56,8 +74,8 @@ void Relaxation::add_row(double lower, double upper, Terms terms) {
   rows_.push_back({lower, upper, std::move(terms)});
 }
 
-// An element off the diagonal counts twice. At first the principal minors of order 2 are known, as
-// |X_ij| <= (X_ii + X_jj) / 2.
+// An element off the diagonal counts twice. The principal minors of order 2 are known from the
+// start, as |X_ij| <= (X_ii + X_jj) / 2.
 void Relaxation::add_matrix_elements(const MinimizeProblem& problem) {
   first_element_ = frame_.cost.size();
   for (const MatrixVariable& variable : model_.matrix_vars) {
@@ -98,7 +116,7 @@ void Relaxation::add_matrix_elements(const MinimizeProblem& problem) {
   }
 }
 
-// What switches all variables of a row, and the row's value then.
+// The switch that all variables of a row have in common, and the row's value while it is off.
 Switch Relaxation::common_switch(const Terms& row) const {
   Switch common = switches_[index(row[0].first)];
   common.value = 0.0;
@@ -110,9 +128,10 @@ Switch Relaxation::common_switch(const Terms& row) const {
   return common;
 }
 
-// Half the square of a row of F, as a multiple of a column; of a binary variable it is one of the
-// variable. The column is of the size of the variables, so that a tolerance of its cuts is one in
-// terms of the form: variances are a thousandth of what they are the squares of.
+// Half the square of a row of F, as a multiple of a column. The square of a binary variable is a
+// multiple of the variable itself. The column is about as large as the variables, so that an
+// absolute tolerance of its cuts does not become large in terms of the form: a variance is a
+// thousandth of the deviation whose square it is.
 std::pair<int32_t, double> Relaxation::add_square(Terms row) {
   constexpr double kLeastSize = 1e-4;
   constexpr double kMostSize = 1e3;
@@ -166,7 +185,8 @@ void Relaxation::add_quadratic_rows() {
   }
 }
 
-// Sum of r <= share * x_bound. What is divided by a fixed head is a square.
+// Adds the r of all members, and sum of r <= share * x_bound. Divided by a fixed head they are those
+// of squares.
 void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                                   ConeColumns* columns) {
   Terms sum = {{bound, share}};
@@ -185,8 +205,8 @@ void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector
   add_row(0.0, kInfinity, std::move(sum));
 }
 
-// The member that the norm is divided by. Of a rotated cone, a fixed one makes it a function of the
-// others, and one that is switched on and off by an integer variable stands there as x1.
+// Chooses the member that the norm is divided by. In a rotated cone it is x0 if that is fixed, which
+// makes each r a square; otherwise it is x1, where models write the variable that is switched.
 void Relaxation::set_head(const CanonicalCone& cone, ConeColumns* columns) const {
   const bool rotated = cone.kind == ConeKind::kRotatedQuadratic;
   columns->head = rotated && std::isnan(fixed_value(model_, view_, cone.members[0].var)) ? 1 : 0;
@@ -215,8 +235,8 @@ void Relaxation::set_off_heads(const CanonicalCone& cone, ConeColumns* columns) 
   }
 }
 
-// Heads are not negative: a row each, for a bound could widen what a semi-continuous variable may
-// be.
+// Heads are not negative. This is a row for each head: as a bound it could allow a semi-continuous
+// variable more than before.
 void Relaxation::add_cone(const Cone& cone) {
   cones_.push_back(make_canonical(cone));
   const CanonicalCone& canonical = cones_.back();
@@ -295,6 +315,12 @@ std::vector<double> Relaxation::lift(const std::vector<double>& x,
 std::vector<double> Relaxation::matrix_elements(const std::vector<double>& columns) const {
   const auto first = columns.begin() + static_cast<ptrdiff_t>(first_element_);
   return {first, first + static_cast<ptrdiff_t>(packed_starts_.back())};
+}
+
+void Relaxation::use_bound(double bound) {
+  if (objective_variable_ < 0 || !std::isfinite(bound)) return;
+  raise_head_floor(objective_variable_,
+                   weaken_bound(bound) / frame_.cost[index(objective_variable_)]);
 }
 
 void Relaxation::add_objective_floor(double value) {

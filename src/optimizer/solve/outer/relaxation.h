@@ -1,23 +1,24 @@
 // The polyhedral relaxation of a model: a mixed-integer linear model that holds all of its points,
 // made tighter by cuts.
 //
-// Its first columns are the variables of the model, behind them come the elements of the matrix
-// variables and what the parts of the model need in order to be cut off well:
+// The first columns are the variables of the model. The elements of the matrix variables come next,
+// and then the columns that make good cuts of the curved parts possible:
 //
 //   1/2 x'Qx of objective or constraint   with D + F'F = Q: w = F x, and r_i >= w_i^2 / 2 for each
 //                                         row of F and the diagonal D (diagonal_part.h); the sum of r
 //                                         takes the place of the quadratic terms
 //   x0 >= |(x1, x2, ...)|                 2 r_i x0 >= x_i^2, sum of r <= x0 / 2
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
-//   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm as of the quadratic cone
+//   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm, and r as of the quadratic cone
 //
-// A fixed head makes r_i that of a square. Where a binary variable z switches members off
-// (switches.h), cuts are made stronger by z: of a square at w_i = 0 to those of r_i z >= w_i^2 / 2,
-// of a cone by what the cut leaves over while z is off and its head, or all of them, is known.
+// Where the head of a cone is fixed, its r_i are those of squares. Where a binary variable z
+// switches members off (switches.h), z makes the cuts stronger. The cuts of a square become those of
+// r_i z >= w_i^2 / 2. The cut of a cone is lifted by its slack at the values that the members have
+// while z is off, if its head, or all its heads, are known then.
 //
-// Each r is cut by tangents of a function of two columns. n of them together are worth what would
-// take exponentially many cuts of the whole norm (J. P. Vielma, I. Dunning, J. Huchette, M. Lubin,
-// Extended formulations in mixed integer conic quadratic programming, 2017).
+// Each r is cut by tangents of a function of two columns. The tangents of n such functions together
+// say as much as exponentially many cuts of the whole norm would (J. P. Vielma, I. Dunning,
+// J. Huchette, M. Lubin, Extended formulations in mixed integer conic quadratic programming, 2017).
 #pragma once
 
 #include <set>
@@ -54,7 +55,7 @@ class Relaxation {
   int cut_by_duals(const BackendResult& result);
   // Tangents of the quadratic terms at x.
   int cut_by_curvature(const std::vector<double>& x);
-  // Tangents of one cone at the values of its members, pulled to its boundary.
+  // Tangents of one cone, at the point of its boundary that belongs to the values of its members.
   int cut_cone_at(size_t cone, const std::vector<double>& x);
   // Cuts off a point of the relaxation, in all parts that it violates.
   int separate(const std::vector<double>& columns);
@@ -63,23 +64,26 @@ class Relaxation {
   // Forgets the cuts, from a row on, that do not hold with equality at a point of the relaxation.
   void drop_loose_cuts(size_t first_row, const std::vector<double>& columns);
 
-  // Forgets the cuts that a point of the model violates, which none should. How many there were.
+  // Forgets the cuts that a point of the model violates. There should be none; returns how many
+  // there were.
   int drop_violated_cuts(const std::vector<double>& columns);
 
-  // Tangents of the quadratic terms on both sides of a point, far enough that slopes are no
-  // rounding.
+  // Tangents of the quadratic terms on both sides of a point, far enough from it that their slopes
+  // are more than rounding.
   int cut_around(const std::vector<double>& columns);
   // Cuts off a direction in which the relaxation goes on for ever, but the model does not.
   int separate_ray(const std::vector<double>& direction);
 
   // Whether cuts can be stronger than the continuous model.
   bool has_switched_parts() const;
-  // Heads of cones that make cuts stronger, the larger they are known to be at least: what members
-  // of the norm are divided by, where binary variables switch some of these off. Variables.
+  // The heads of cones whose members binary variables switch off. The larger such a head is known
+  // to be at least, the stronger are the cuts.
   std::vector<int32_t> heads_to_bound() const;
   void raise_head_floor(int32_t head, double floor);
 
-  // Keeps the objective from falling without end: it is known to be no less than the value.
+  // Learns a bound of the objective. Where the objective is the head of a cone, it bounds the head.
+  void use_bound(double bound);
+  // Adds the row that the objective is no less than the value, which must be known.
   void add_objective_floor(double value);
 
  private:
@@ -102,8 +106,8 @@ class Relaxation {
     size_t head = 0;          // the member in 2 r_i x_head >= x_i^2
     double fixed_head = 0.0;  // its value, where it is fixed: each r_i is that of a square then
     size_t first_square = 0;
-    double head_floor = 0.0;  // it is no less
-    // Of an exponential or power cone: what switches all heads off at once, and their values then.
+    double head_floor = 0.0;  // the least value of the head, as far as it is known
+    // The switch of all heads of an exponential or power cone, and their values while it is off.
     Switch off;
     std::vector<double> off_heads;
   };
@@ -111,7 +115,6 @@ class Relaxation {
   int32_t add_column(double cost, double lower, double upper, VarKind kind);
   void add_row(double lower, double upper, Terms terms);
   void add_matrix_elements(const MinimizeProblem& problem);
-  void add_matrix_rows(const MinimizeProblem& problem);
   // 1/2 x'Qx as a sum of columns.
   Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);
   std::pair<int32_t, double> add_square(Terms row);
@@ -124,20 +127,19 @@ class Relaxation {
                         ConeColumns* columns);
 
   bool weaken(int32_t column, double* a, double* constant) const;
-  // terms >= rhs, scaled and without coefficients too small to matter. 1 if it is new.
+  // Adds terms >= rhs, scaled, without coefficients that are too small to matter; 1 if it is new.
   int add_cut(const Terms& terms, double rhs);
-  // The same, made stronger by what switches a variable in it: while that is off, the terms are
-  // larger than rhs by the room at least.
+  // The same, made stronger by a switch: while it is off, the terms exceed rhs by at least the room.
   int add_lifted_cut(Terms terms, double rhs, double room, const Switch& off);
   int cut_square(const Square& square, double x);
   // 2 r_k x_head >= x_k^2 of one member, at the slope x_k / x_head.
   int cut_member(const ConeColumns& columns, int32_t head, size_t k, int32_t var, double slope);
   int separate_members(size_t cone, const std::vector<double>& columns);
   double head_floor(const ConeColumns& columns, int32_t head, const Switch& off) const;
-  // Of a plane that supports a cone at heads switched off, the least value.
+  // The least value of a supporting plane of a cone while all heads of the cone are switched off.
   double room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,
                        const Hyperplane& plane) const;
-  // Where the tangent is that is strongest at a point of the relaxation.
+  // Where to touch the square, so that the tangent is strongest at a point of the relaxation.
   double touching_point(const Square& square, const std::vector<double>& columns) const;
   int separate_cones(const std::vector<double>& columns);
   int cut_cone(size_t cone, const std::vector<double>& point);
@@ -158,8 +160,9 @@ class Relaxation {
   std::vector<ConeColumns> cone_columns_;
   std::vector<size_t> packed_starts_;
   size_t first_element_ = 0;
-  size_t first_cut_ = 0;  // of the rows
-  // Columns that are the product of a row and x: w = F x, in the order of their making.
+  size_t first_cut_ = 0;             // the first row that is a cut
+  int32_t objective_variable_ = -1;  // the variable that alone is the objective, if there is one
+  // The columns w = F x, each with its row of F.
   std::vector<std::pair<int32_t, Terms>> products_;
   std::set<std::vector<int64_t>> known_cuts_;
   std::vector<Switch> switches_;  // by variable

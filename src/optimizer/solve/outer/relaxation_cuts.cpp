@@ -12,18 +12,19 @@
 namespace vorlan::outer {
 namespace {
 
-// A point that satisfies a part of the model to this, relative to its size, is not cut off.
+// A part of the model that a point violates by no more than this, relative to its size, is not cut.
 constexpr double kSatisfied = 1e-9;
-// A coefficient smaller than this, relative to the largest of its cut, is taken out of it.
+// Coefficients smaller than this, relative to the largest of their cut, are taken out of it.
 constexpr double kTinyCoefficient = 1e-8;
-// Steeper tangents have nothing left beside their largest coefficient.
+// The steepest slope of a tangent. In steeper ones the largest coefficient leaves nothing of the
+// others.
 constexpr double kSteepest = 1e5;
-// A variable that is on by a smaller share counts as on by this.
+// The least share by which a switched variable counts as on.
 constexpr double kLeastShare = 1e-4;
 // Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
 constexpr double kNoEigenvalue = 1e-8;
 
-// A number as far as two equal cuts agree in it.
+// A number rounded so that it is equal in two equal cuts.
 int64_t key_of(double value) {
   constexpr double kDigits = 1e9;
   constexpr double kMost = 9e18;
@@ -41,9 +42,9 @@ std::vector<int64_t> key_of(double rhs, const Terms& terms) {
 
 }  // namespace
 
-// What a term a x of a cut, a tiny, gives way to: at every x within the bounds no less, so that the
-// cut gets no stronger. The most that the term can be, where that is finite; else a larger
-// coefficient, from the bound that there is. False where there is none.
+// Replaces a term a x of a cut, with a tiny a, by one that is no smaller at any x within the bounds,
+// so that the cut gets no stronger: by the largest value of the term where that is finite, else by
+// a larger coefficient that starts from the finite bound. False where x has no finite bound.
 bool Relaxation::weaken(int32_t column, double* a, double* constant) const {
   const auto j = index(column);
   const bool semi = is_semi(frame_.var_kind[j]);
@@ -62,7 +63,7 @@ bool Relaxation::weaken(int32_t column, double* a, double* constant) const {
   return std::isfinite(near);
 }
 
-// HiGHS drops tiny coefficients without a word, which would make the cut another one.
+// HiGHS drops tiny coefficients silently, which would make the cut another one.
 int Relaxation::add_cut(const Terms& terms, double rhs) {
   constexpr double kOutward = 1e-15;
   double scale = 0.0;
@@ -94,8 +95,8 @@ int Relaxation::add_lifted_cut(Terms terms, double rhs, double room, const Switc
   return add_cut(terms, off.off_at_one ? rhs : rhs + room);
 }
 
-// Where x is on by a share z, and off at 0, the square is x^2 / z, whose tangents are those at x /
-// z.
+// Where x is on by a share z, and 0 while it is off, the square is x^2 / z. Its tangents are those
+// at x / z.
 double Relaxation::touching_point(const Square& square, const std::vector<double>& columns) const {
   const size_t j = index(square.column);
   const double x = columns[j];
@@ -106,8 +107,8 @@ double Relaxation::touching_point(const Square& square, const std::vector<double
                     std::max(x, frame_.var_upper[j]));
 }
 
-// At a point of an integer variable x the square is no less than its chord between the integers
-// beside it: x^2 >= (2 k + 1) x - k (k + 1).
+// The square of an integer variable x is no less than its chord between two neighbours:
+// x^2 >= (2 k + 1) x - k (k + 1).
 int Relaxation::cut_square(const Square& square, double x) {
   const double factor = 0.5 * square.scale * square.scale;
   const auto cut = [&](double slope, double drop) {
@@ -132,8 +133,8 @@ double Relaxation::head_floor(const ConeColumns& columns, int32_t head, const Sw
   return std::max(columns.head_floor, together ? own.value : 0.0);
 }
 
-// r >= slope x - slope^2 / 2 head. While x is off, at v, the least of v^2 / (2 head) - slope v +
-// slope^2 / 2 head is where head is |v / slope|, or as near to it as it can be.
+// The cut is r >= slope x - slope^2 / 2 head. While x is off, at v, its slack is v^2 / (2 head) -
+// slope v + slope^2 / 2 head, which is least where head is as near to |v / slope| as it can be.
 int Relaxation::cut_member(const ConeColumns& columns, int32_t head, size_t k, int32_t var,
                            double slope) {
   if (slope == 0.0) return 0;
@@ -160,8 +161,8 @@ int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_v
   return added;
 }
 
-// Members that a binary variable switches off at 0, on by a share z: what r is at least is
-// x^2 / (2 h), where h is the head without the part of it that is there while x is off.
+// Cuts of members that a binary variable switches off at 0. Where such a member is on by a share z,
+// r is at least x^2 / (2 h), with h the head without the part that it has while x is off.
 int Relaxation::separate_members(size_t c, const std::vector<double>& columns) {
   const ConeColumns& own = cone_columns_[c];
   if (own.r.empty() || own.norm >= 0 || own.fixed_head > 0.0) return 0;
@@ -214,7 +215,7 @@ void Relaxation::raise_head_floor(int32_t head, double floor) {
   }
 }
 
-// With the heads at values of their own, the last member, or the norm, is as large as it can be.
+// The plane is least where the last member, or the norm, is as large as the heads let it be.
 double Relaxation::room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,
                                  const Hyperplane& plane) const {
   const std::vector<double>& heads = columns.off_heads;
@@ -237,7 +238,7 @@ int Relaxation::cut_plane(const CanonicalCone& cone, const ConeColumns& columns,
   return add_lifted_cut(std::move(terms), 0.0, room_of_plane(cone, columns, plane), columns.off);
 }
 
-// At a point of the cone's boundary.
+// The point is on the cone's boundary.
 int Relaxation::cut_cone(size_t c, const std::vector<double>& point) {
   const CanonicalCone& cone = cones_[c];
   const ConeColumns& columns = cone_columns_[c];
@@ -329,7 +330,7 @@ int Relaxation::cut_cone_at(size_t cone, const std::vector<double>& x) {
   return cut_cone(cone, pull_to_boundary(cones_[cone], member_values(cones_[cone], x)));
 }
 
-// A multiple of a point of a cone is one, too, so that rays are cut off as points are.
+// Cuts off rays as well as points, since a multiple of a point of a cone is in the cone, too.
 int Relaxation::separate_cones(const std::vector<double>& columns) {
   int added = cut_matrices(matrix_elements(columns), -1.0);
   for (size_t c = 0; c < cones_.size(); ++c) {
@@ -403,7 +404,8 @@ int Relaxation::cut_around(const std::vector<double>& columns) {
   return added;
 }
 
-// A square grows faster than any slope: tangents at points of several sizes along the ray.
+// Squares get tangents at points of several sizes along the ray, since they grow faster than any one
+// slope.
 int Relaxation::separate_ray(const std::vector<double>& direction) {
   constexpr double kSizes[] = {1.0, 100.0, 1e4};
   int added = separate_cones(direction);

@@ -1,4 +1,4 @@
-// How switches are found; see switches.h.
+// Switches are found in rows of two variables first. Equations then hand them on.
 #include "solve/outer/switches.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 namespace vorlan::outer {
 namespace {
 
-// Equations hand a switch on no further than through a chain of this length.
+// The longest chain of equations through which a switch is handed on.
 constexpr int kMostPasses = 10;
 
 class Finder {
@@ -44,7 +44,7 @@ class Finder {
             semi ? std::max(0.0, model_.var_upper[var]) : model_.var_upper[var]};
   }
 
-  // Some formats have no bounds, but constraints of one variable.
+  // Some formats have no bounds, only constraints of one variable.
   void narrow_by_single_rows() {
     for (size_t row = 0; row < rows_.linear.size(); ++row) {
       const size_t k = rows_.start[row];
@@ -54,7 +54,8 @@ class Finder {
     }
   }
 
-  // To what a row lets the variable at one of its places be, where the others come to the rest.
+  // Narrows a range to the values that a row allows the variable at one of its places, where the
+  // other terms come to the rest.
   void narrow_to_row(size_t row, size_t place, double rest, Interval* range) const {
     const double factor = rows_.value[place];
     double lower = (model_.con_lower[row] - rest) / factor;
@@ -70,8 +71,8 @@ class Finder {
            range.upper == 1.0;
   }
 
-  // The values that the variable at one place of a row can have where the binary one, at the other
-  // place, has the given value.
+  // Narrows the range that the variable at one place of a row has while the binary variable, at the
+  // other place, has the given value.
   void narrow(size_t row, size_t place, size_t binary_place, bool at_one) {
     const auto var = index(rows_.var[place]);
     const int32_t binary = rows_.var[binary_place];
@@ -97,8 +98,7 @@ class Finder {
     }
   }
 
-  // Where an equation has one variable that is not known to be off or fixed, it is off as the
-  // others are.
+  // Where all variables of an equation but one are off together, or fixed, that one is off, too.
   bool hand_on() {
     bool found = false;
     for (size_t row = 0; row < rows_.linear.size(); ++row) {
@@ -138,7 +138,7 @@ class Finder {
     return {};
   }
 
-  // NaN when it is not known.
+  // The value of a variable while the switch is off; NaN when it is not known.
   double value_when_off(int32_t var, const Switch& common) const {
     if (var == common.binary) return common.off_at_one ? 1.0 : 0.0;
     if (!std::isnan(fixed_[index(var)])) return fixed_[index(var)];

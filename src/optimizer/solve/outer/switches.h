@@ -1,9 +1,9 @@
-// Binary variables that switch others off: where the binary variable has one of its values, the
-// other one has a value of its own, as a rule 0.
+// Binary variables that switch others off. While the binary variable has one of its two values, the
+// other variable can have one value only, which is 0 as a rule.
 //
-// Known from constraints of two variables, as -5 z <= x <= 5 z, and handed on by equations, as from
-// x to y by y = 1 + x. Cuts of a function of such a variable are made stronger where the binary one
-// is fractional:
+// Constraints of two variables such as -5 z <= x <= 5 z tell it, and equations such as y = 1 + x hand
+// it on from x to y. Cuts of a function of such a variable are made stronger where the binary one is
+// fractional:
 //
 //   A. Frangioni, C. Gentile, Perspective cuts for a class of convex 0-1 mixed integer programs,
 //   Mathematical Programming 106, 2006.
@@ -28,15 +28,15 @@ struct Switch {
   }
   // 1 where the variable is on, 0 where it is off, at a point.
   double share(const std::vector<double>& x) const {
-    const double z = x[static_cast<size_t>(binary)];
+    const double z = x[index(binary)];
     return off_at_one ? 1.0 - z : z;
   }
 };
 
-// What a variable is fixed at, by its bounds or by an equation of its own; else NaN.
+// The value at which its bounds, or an equation without other variables, fix a variable; else NaN.
 double fixed_value(const Model& model, const RowView& rows, int32_t var);
 
-// By variable.
+// The switch of each variable.
 std::vector<Switch> find_switches(const Model& model, const RowView& rows);
 
 }  // namespace vorlan::outer

@@ -1,0 +1,72 @@
+// The conic method's answers are claims: proofs of infeasibility and rays count only when the rule
+// of rays accepts them, and the bound is what the multipliers prove.
+#include "solve/outer/continuous_relaxation.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "solve/check/checker.h"
+#include "solve/check/clean_rays.h"
+#include "solve/check/rays.h"
+#include "solve/check/terms.h"
+#include "solve/outer/derived_models.h"
+#include "task/packed_matrices.h"
+
+namespace vorlan::outer {
+
+ContinuousRelaxation::ContinuousRelaxation(const Model& model)
+    : model_(without_integers(model)), problem_(model_) {}
+
+Status ContinuousRelaxation::solve(InnerSolver* solver) {
+  return solver->solve_conic(model_, &answer_);
+}
+
+bool ContinuousRelaxation::is_stopped() const {
+  return answer_.termination == Code::kTrmIterationLimit ||
+         (answer_.outcome == Outcome::kStopped && (answer_.termination == Code::kTrmTimeLimit ||
+                                                   answer_.termination == Code::kTrmUserCallback));
+}
+
+bool ContinuousRelaxation::is_infeasible() {
+  return answer_.outcome == Outcome::kInfeasible && answer_.certificate == Certificate::kDualRay &&
+         complete_dual_ray(model_, &answer_);
+}
+
+bool ContinuousRelaxation::is_unbounded() {
+  return answer_.certificate == Certificate::kPrimalRay && complete_primal_ray(problem_, &answer_);
+}
+
+bool ContinuousRelaxation::has_point() const {
+  return answer_.certificate == Certificate::kNone && answer_.x.size() == model_.cost.size() &&
+         answer_.barx.size() == index(packed_starts(model_).back());
+}
+
+double ContinuousRelaxation::objective() const {
+  return objective_sum(problem_, answer_.x, answer_.barx).value;
+}
+
+double ContinuousRelaxation::bound() const {
+  const double proven = dual_objective(problem_, answer_);
+  return proven - std::fabs(objective() - proven);
+}
+
+double ContinuousRelaxation::least_value(int32_t var, InnerSolver* solver) const {
+  Model model = without_objective(model_);
+  model.cost[index(var)] = 1.0;
+  BackendResult found;
+  const Status status = solver->solve_conic(model, &found);
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return -kInfinity;
+  const double proven = dual_objective(MinimizeProblem(model), found);
+  return weaken_bound(proven) - std::fabs(found.x[index(var)] - proven);
+}
+
+void ContinuousRelaxation::bound_heads(InnerSolver* solver, Relaxation* relaxation) const {
+  constexpr size_t kMostHeads = 8;
+  const std::vector<int32_t> heads = relaxation->heads_to_bound();
+  for (size_t k = 0; k < std::min(kMostHeads, heads.size()); ++k) {
+    if (solver->seconds_left() <= 0.0) return;
+    relaxation->raise_head_floor(heads[k], least_value(heads[k], solver));
+  }
+}
+
+}  // namespace vorlan::outer

@@ -1,0 +1,46 @@
+// The continuous relaxation: the model without its integers, solved by the conic method. It may
+// settle the model, it gives the first bound, and its multipliers are the first cuts.
+#pragma once
+
+#include <vector>
+
+#include "solve/backend.h"
+#include "solve/outer/inner_solver.h"
+#include "solve/outer/optimum_bounds.h"
+#include "solve/outer/relaxation.h"
+
+namespace vorlan::outer {
+
+class ContinuousRelaxation {
+ public:
+  explicit ContinuousRelaxation(const Model& model);
+
+  Status solve(InnerSolver* solver);
+
+  // Whether the solve was stopped, by its limits or from outside.
+  bool is_stopped() const;
+  // Whether the answer proves that the model is infeasible. Completes the proof.
+  bool is_infeasible();
+  // Whether the answer is a ray along which the relaxation is unbounded. Completes the ray.
+  bool is_unbounded();
+  bool is_optimal() const { return answer_.outcome == Outcome::kOptimal; }
+  // Whether there is a point, which need not be optimal.
+  bool has_point() const;
+
+  const BackendResult& answer() const { return answer_; }
+  // The optimum, and the bound that its multipliers prove, weaker by the difference of the two.
+  double objective() const;
+  double bound() const;
+
+  // Finds out how small the heads of cones can be that make cuts stronger.
+  void bound_heads(InnerSolver* solver, Relaxation* relaxation) const;
+
+ private:
+  double least_value(int32_t var, InnerSolver* solver) const;
+
+  Model model_;
+  MinimizeProblem problem_;
+  BackendResult answer_;
+};
+
+}  // namespace vorlan::outer

@@ -1,0 +1,93 @@
+// Inner solves are silent: the rounds have a log of their own.
+#include "solve/outer/inner_solver.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "solve/conic/conic_backend.h"
+#include "solve/highs/highs_backend.h"
+#include "solve/run/listener.h"
+
+namespace vorlan::outer {
+
+// Passes what an inner solve tells of itself on to the whole solve. Only an integer solve of the
+// relaxation, the one with an objective factor, has a bound and points that mean anything there.
+class InnerMonitor : public BackendMonitor {
+ public:
+  explicit InnerMonitor(InnerSolver* solver) : solver_(solver) {}
+  InnerMonitor(InnerSolver* solver, double objective_factor, InnerSolver::OnPoint on_point)
+      : solver_(solver), objective_factor_(objective_factor), on_point_(std::move(on_point)) {}
+
+  void log(std::string_view) override {}
+  bool should_stop(const Progress& progress) override {
+    if (objective_factor_ == 0.0) return solver_->should_stop();
+    return solver_->should_stop(progress, objective_factor_);
+  }
+  void incumbent(std::span<const double> columns, std::span<const double>) override {
+    if (on_point_) on_point_(columns);
+  }
+
+ private:
+  InnerSolver* solver_;
+  double objective_factor_ = 0.0;
+  InnerSolver::OnPoint on_point_;
+};
+
+InnerSolver::InnerSolver(const Parameters& parameters, double end, BackendMonitor* monitor,
+                         OptimumBounds* bounds)
+    : parameters_(parameters), end_(end), monitor_(monitor), bounds_(bounds) {}
+
+double InnerSolver::seconds_left() const { return end_ - monotonic_seconds(); }
+
+Status InnerSolver::solve_conic(const Model& model, BackendResult* found) {
+  InnerMonitor monitor(this);
+  Status status =
+      kConicBackend.solve(MinimizeProblem(model), parameters_, seconds_left(), &monitor, found);
+  interior_ += found->progress.interior_iterations;
+  return status;
+}
+
+Status InnerSolver::solve_linear(const Model& model, Parameters parameters, BackendResult* found) {
+  parameters.set(IntParam::kOptimizer, kFreeOptimizer);
+  InnerMonitor monitor(this);
+  Status status =
+      kHighsBackend.solve(MinimizeProblem(model), parameters, seconds_left(), &monitor, found);
+  simplex_ += std::max<int64_t>(0, found->progress.simplex_iterations);
+  return status;
+}
+
+Status InnerSolver::solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
+                                  double objective_factor, OnPoint on_point, BackendResult* found) {
+  InnerMonitor monitor(this, objective_factor, std::move(on_point));
+  Status status =
+      kHighsRelaxationBackend.solve(problem, parameters, seconds_left(), &monitor, found);
+  nodes_now_ = 0;
+  simplex_now_ = 0;
+  found->progress.objective /= objective_factor;
+  found->progress.bound /= objective_factor;
+  nodes_ += std::max<int64_t>(0, found->progress.nodes);
+  simplex_ += std::max<int64_t>(0, found->progress.simplex_iterations);
+  return status;
+}
+
+bool InnerSolver::should_stop() {
+  return monitor_->should_stop(progress()) || seconds_left() <= 0.0 || bounds_->is_closed() ||
+         bounds_->is_contradicted();
+}
+
+bool InnerSolver::should_stop(const Progress& inner, double objective_factor) {
+  nodes_now_ = std::max(nodes_now_, inner.nodes);
+  simplex_now_ = std::max(simplex_now_, inner.simplex_iterations);
+  bounds_->raise_bound(inner.bound / objective_factor);
+  return should_stop();
+}
+
+Progress InnerSolver::progress() const {
+  Progress progress = bounds_->progress();
+  progress.nodes = nodes_ + nodes_now_;
+  progress.simplex_iterations = simplex_ + simplex_now_;
+  progress.interior_iterations = interior_;
+  return progress;
+}
+
+}  // namespace vorlan::outer

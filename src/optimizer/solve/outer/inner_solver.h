@@ -1,0 +1,53 @@
+// The solves that outer approximation has made by the two other backends. All of them count towards
+// the limits of the whole solve, and end when it is to end.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "solve/backend.h"
+#include "solve/outer/optimum_bounds.h"
+
+namespace vorlan::outer {
+
+class InnerSolver {
+ public:
+  // Called with each better point of a relaxation that branch and cut finds on its way.
+  using OnPoint = std::function<void(std::span<const double>)>;
+
+  // Ends at the given time, of monotonic_seconds. The bounds must live as long as the solver does.
+  InnerSolver(const Parameters& parameters, double end, BackendMonitor* monitor,
+              OptimumBounds* bounds);
+
+  // Solves a continuous model by the conic method.
+  Status solve_conic(const Model& model, BackendResult* found);
+  // Solves a linear model without integers by a method that HiGHS chooses.
+  Status solve_linear(const Model& model, Parameters parameters, BackendResult* found);
+  // Solves a mixed-integer linear relaxation. Its objective is the one of the bounds times the
+  // factor; the figures of the result are divided by it.
+  Status solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
+                       double objective_factor, OnPoint on_point, BackendResult* found);
+
+  double seconds_left() const;
+  // Whether the whole solve is to end, by its limits, from outside, or because it has its answer.
+  bool should_stop();
+  Progress progress() const;
+  int64_t nodes() const { return nodes_; }
+  // The simplex iterations of the solve that runs now.
+  int64_t simplex_iterations_now() const { return simplex_now_; }
+
+ private:
+  friend class InnerMonitor;
+  // The same with what an integer solve tells of itself.
+  bool should_stop(const Progress& inner, double objective_factor);
+
+  const Parameters& parameters_;
+  double end_;
+  BackendMonitor* monitor_;
+  OptimumBounds* bounds_;
+  int64_t nodes_ = 0, nodes_now_ = 0;
+  int64_t simplex_ = 0, simplex_now_ = 0;
+  int64_t interior_ = 0;
+};
+
+}  // namespace vorlan::outer

@@ -1,0 +1,135 @@
+// Trials of integers, and what the relaxation learns from each.
+#include "solve/outer/integer_trials.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "solve/check/checker.h"
+#include "solve/check/terms.h"
+
+namespace vorlan::outer {
+namespace {
+
+// How often integers are tried on the way to a relaxation's optimum: this often, and once more for
+// each so many simplex iterations. A count, and not a time, makes every run go the same way.
+constexpr int64_t kTriesOnTheWay = 5;
+constexpr int64_t kIterationsForATry = 2000;
+// The largest violation of an incumbent, as a multiple of the tolerance asked for. The checker
+// holds claims to the same.
+constexpr double kTolerances = 10.0;
+
+// Whether a solve was stopped from outside. One that stalls has ended by itself, without an answer.
+bool is_interrupted(const BackendResult& found) {
+  return found.outcome == Outcome::kStopped &&
+         (found.termination == Code::kTrmTimeLimit || found.termination == Code::kTrmUserCallback);
+}
+
+}  // namespace
+
+IntegerTrials::IntegerTrials(const MinimizeProblem& problem, const Parameters& parameters,
+                             BackendMonitor* monitor, InnerSolver* solver, OptimumBounds* bounds,
+                             Relaxation* relaxation)
+    : problem_(problem),
+      model_(problem.model),
+      parameters_(parameters),
+      monitor_(monitor),
+      solver_(solver),
+      bounds_(bounds),
+      relaxation_(relaxation),
+      rows_(problem.model) {}
+
+bool IntegerTrials::try_integers(const std::vector<double>& x) {
+  std::vector<double> assignment = find_assignment(model_, x);
+  if (tried_.count(assignment) != 0) return false;
+  const FixedModel fixed(model_, rows_, assignment,
+                         parameters_.get(DoubleParam::kFeasibilityTolerance));
+  BackendResult found;
+  std::vector<double> at = x;
+  if (fixed.infeasible()) {
+    fixed.complete(&at);
+    learn(fixed, found, at);
+    tried_.insert(std::move(assignment));
+    return true;
+  }
+  Status status = solve_fixed(fixed, &found);
+  if (!status.ok()) {
+    failure_ = std::move(status);
+    return false;
+  }
+  if (is_interrupted(found)) return true;
+  tried_.insert(std::move(assignment));
+  if (found.certificate == Certificate::kNone) offer(found.x, found.barx);
+  if (found.outcome == Outcome::kInfeasible) find_violation(fixed, &at);
+  learn(fixed, found, at);
+  return true;
+}
+
+void IntegerTrials::try_on_the_way(std::span<const double> columns) {
+  const int64_t allowed = kTriesOnTheWay + solver_->simplex_iterations_now() / kIterationsForATry;
+  if (tries_on_the_way_ >= allowed) return;
+  ++tries_on_the_way_;
+  const auto x = columns.first(model_.cost.size());
+  try_integers({x.begin(), x.end()});
+}
+
+Status IntegerTrials::solve_fixed(const FixedModel& fixed, BackendResult* found) {
+  if (fixed.determined()) {
+    found->outcome = Outcome::kOptimal;
+    found->x.assign(model_.cost.size(), 0.0);
+    fixed.complete(&found->x);
+    return {};
+  }
+  Status status = solver_->solve_conic(fixed.model(), found);
+  if (found->certificate == Certificate::kNone && found->x.size() == model_.cost.size()) {
+    fixed.complete(&found->x);
+  }
+  return status;
+}
+
+void IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx) {
+  const double tolerance =
+      kTolerances * std::max(parameters_.get(DoubleParam::kFeasibilityTolerance),
+                             parameters_.get(DoubleParam::kConicFeasibilityTolerance));
+  if (x.size() != model_.cost.size()) return;
+  // Bounds are met exactly. In a large unit what is left of a tolerance would count.
+  for (size_t j = 0; j < x.size(); ++j) {
+    if (!is_semi(model_.var_kind[j])) {
+      x[j] = std::clamp(x[j], model_.var_lower[j], model_.var_upper[j]);
+    }
+  }
+  if (primal_violation(model_, x, barx) > tolerance) return;
+  const double objective = objective_sum(problem_, x, barx).value;
+  if (!(objective < bounds_->incumbent())) return;
+  bounds_->lower_incumbent(objective);
+  best_ = {std::move(x), barx};
+  ++num_incumbents_;
+  monitor_->incumbent(best_.x, best_.barx);
+}
+
+// Cuts at the point that was found, or, where there is none, at the point x whose integers were
+// tried.
+void IntegerTrials::learn(const FixedModel& fixed, const BackendResult& found,
+                          const std::vector<double>& x) {
+  relaxation_->cut_by_duals(found);
+  const bool has_point = found.x.size() == model_.cost.size();
+  const bool is_ray = found.certificate == Certificate::kPrimalRay;
+  const std::vector<double>& at = has_point && !is_ray ? found.x : x;
+  relaxation_->cut_by_curvature(at);
+  for (const size_t cone : fixed.dropped_cones()) relaxation_->cut_cone_at(cone, at);
+}
+
+// Quadratic constraints may be what makes the fixed model infeasible. Moves the point to where
+// their tangents show it (Fletcher and Leyffer, see outer_approximation.h).
+void IntegerTrials::find_violation(const FixedModel& fixed, std::vector<double>* at) {
+  if (fixed.model().quadratic_coefficients.empty()) return;
+  BackendResult found;
+  const Status status = solver_->solve_conic(fixed.elastic_model(), &found);
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return;
+  std::copy_n(found.x.begin(), at->size(), at->begin());
+  fixed.complete(at);
+  found.x.resize(at->size());
+  found.snx.resize(at->size());
+  relaxation_->cut_by_duals(found);
+}
+
+}  // namespace vorlan::outer

@@ -1,0 +1,60 @@
+// Trials of integers: the integers of a point of the relaxation are fixed, and the continuous model
+// that is left is solved by the conic method. A feasible point becomes the incumbent. Its
+// multipliers, or those of a proof that there is none, are cuts: these alone keep the relaxation
+// from coming back to the same integers with a better value.
+#pragma once
+
+#include <set>
+#include <span>
+#include <vector>
+
+#include "solve/backend.h"
+#include "solve/outer/fixed_model.h"
+#include "solve/outer/inner_solver.h"
+#include "solve/outer/relaxation.h"
+
+namespace vorlan::outer {
+
+class IntegerTrials {
+ public:
+  // What the trials find goes into the bounds and the relaxation, and to the monitor.
+  IntegerTrials(const MinimizeProblem& problem, const Parameters& parameters,
+                BackendMonitor* monitor, InnerSolver* solver, OptimumBounds* bounds,
+                Relaxation* relaxation);
+
+  // Tries the integers of a point of the model; false when they have been tried before.
+  bool try_integers(const std::vector<double>& x);
+  // Tries those of a point that branch and cut has found on its way to the relaxation's optimum.
+  void try_on_the_way(std::span<const double> columns);
+  // To be called before each solve of the relaxation.
+  void begin_relaxation() { tries_on_the_way_ = 0; }
+
+  // Takes a point as the incumbent when it is feasible and better.
+  void offer(std::vector<double> x, const std::vector<double>& barx);
+
+  const Incumbent& best() const { return best_; }  // empty while there is none
+  int32_t num_incumbents() const { return num_incumbents_; }
+  // Why a solve of a fixed model failed, if one did.
+  const Status& failure() const { return failure_; }
+
+ private:
+  Status solve_fixed(const FixedModel& fixed, BackendResult* found);
+  void learn(const FixedModel& fixed, const BackendResult& found, const std::vector<double>& x);
+  void find_violation(const FixedModel& fixed, std::vector<double>* at);
+
+  const MinimizeProblem& problem_;
+  const Model& model_;
+  const Parameters& parameters_;
+  BackendMonitor* monitor_;
+  InnerSolver* solver_;
+  OptimumBounds* bounds_;
+  Relaxation* relaxation_;
+  RowView rows_;
+  std::set<std::vector<double>> tried_;  // assignments of the integers
+  int64_t tries_on_the_way_ = 0;
+  Incumbent best_;
+  int32_t num_incumbents_ = 0;
+  Status failure_;
+};
+
+}  // namespace vorlan::outer

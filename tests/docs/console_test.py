@@ -1,0 +1,77 @@
+#!/usr/bin/env python3
+"""Runs the console blocks of a document and compares what they print with what the document shows.
+
+usage: console_test.py PROGRAM DOCUMENT
+
+A block "```lp NAME" gives a file of that name. In a block "```console" a line that begins with "$ "
+is a command for the shell, lines that begin with "> " continue it, and the rest is what it prints
+(standard output and standard error, blanks at ends of lines apart). "..." stands for any text, over
+lines too where it is a line by itself. All blocks run in one empty folder, where vorlancli is PROGRAM.
+"""
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+
+def blocks(text):
+    """The fenced blocks as pairs of the words after the fence and the lines."""
+    return [(match[1].split(), match[2].splitlines())
+            for match in re.finditer(r"^```(\w[^\n]*)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)]
+
+
+def commands(lines):
+    """The commands of a console block, each with the lines that it should print."""
+    found = []
+    for line in lines:
+        if line.startswith("$ "):
+            found.append((line[2:], []))
+        elif line.startswith("> "):
+            found[-1] = (found[-1][0] + "\n" + line[2:], [])
+        else:
+            found[-1][1].append(line.rstrip())
+    return found
+
+
+def pattern(lines):
+    """A regular expression for what the lines stand for."""
+    parts = []
+    for line in lines:
+        if line == "...":
+            parts.append(r"(?:.*\n)*?")
+        else:
+            parts.append(".*?".join(map(re.escape, line.split("..."))) + r"\n")
+    return "".join(parts)
+
+
+def main(program, document):
+    text = pathlib.Path(document).read_text(encoding="utf-8")
+    wrong = count = 0
+    with tempfile.TemporaryDirectory() as folder:
+        place = pathlib.Path(folder)
+        (place / "bin").mkdir()
+        (place / "bin" / "vorlancli").symlink_to(pathlib.Path(program).resolve())
+        environment = dict(os.environ, PATH=f"{place / 'bin'}:{os.environ['PATH']}", LC_ALL="C")
+        for words, lines in blocks(text):
+            if words[0] == "lp":
+                (place / words[1]).write_text("\n".join(lines) + "\n", encoding="utf-8")
+            for command, shown in commands(lines) if words[0] == "console" else ():
+                ended = subprocess.run(["bash", "-c", command], cwd=place, env=environment, timeout=120,
+                                       stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                       stderr=subprocess.STDOUT, text=True, check=False)
+                printed = "".join(line.rstrip() + "\n" for line in ended.stdout.splitlines())
+                count += 1
+                if not re.fullmatch(pattern(shown), printed):
+                    wrong += 1
+                    print(f"{document}: $ {command}\n  shows\n    " + "\n    ".join(shown) +
+                          "\n  but prints\n    " + "\n    ".join(printed.splitlines()))
+    print(f"{document}: {count - wrong} of {count} commands print what is shown")
+    return 1 if wrong or count == 0 else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    sys.exit(main(*sys.argv[1:]))

@@ -72,7 +72,7 @@ bool is_lp_word(std::string_view text, std::string_view word) {
                     [](char a, char b) { return to_lower(a) == b; });
 }
 
-LpTokens::LpTokens(InputStream* input) : text_(input) {}
+LpTokens::LpTokens(InputStream* input, Warnings* warnings) : text_(input), warnings_(warnings) {}
 
 bool LpTokens::fail(std::string_view word, std::string_view what, std::string_view help) {
   if (status_.ok()) {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "file/text_reader.h"
+#include "format/common/format.h"
 #include "task/status.h"
 
 namespace vorlan {
@@ -64,7 +65,7 @@ bool is_lp_word(std::string_view text, std::string_view word);
 
 class LpTokens {
  public:
-  explicit LpTokens(InputStream* input);
+  LpTokens(InputStream* input, Warnings* warnings);
 
   const LpToken& token() const { return token_; }
   LpKind kind() const { return token_.kind; }
@@ -91,11 +92,12 @@ class LpTokens {
   LpPlace place() const {
     return {line_number(), static_cast<size_t>(token_.text.data() - line_) + 1};
   }
-  std::string message(std::string_view word, std::string_view what) const {
-    return text_.error(word, what).message();
+  // Warns about a word of the line at hand, or about one that was read before. `help` stands last.
+  void warn(std::string_view word, std::string_view what, std::string_view help = {}) {
+    warnings_->add(text_.error(word, what, help).message());
   }
-  std::string message_at(const LpPlace& place, std::string_view word, std::string_view what) const {
-    return text_.error_at(place.line, place.column, word, what).message();
+  void warn_at(const LpPlace& place, std::string_view word, std::string_view what) {
+    warnings_->add(text_.error_at(place.line, place.column, word, what).message());
   }
   int64_t line_number() const { return text_.line_number(); }
   // What stands behind the line of the token, as far as it is at hand.
@@ -114,6 +116,7 @@ class LpTokens {
   void take_relation();
 
   TextReader text_;
+  Warnings* warnings_;
   LpToken token_;
   const char* line_ = nullptr;
   const char* at_ = nullptr;

@@ -13,7 +13,6 @@
 #include "format/common/writer_words.h"
 #include "format/lp/lp.h"
 #include "format/lp/lp_names.h"
-#include "format/lp/lp_reader.h"
 #include "format/lp/ptf_words.h"
 #include "task/text.h"
 

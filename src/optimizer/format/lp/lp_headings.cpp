@@ -1,0 +1,157 @@
+// Finding headings, and what was meant by nearly one; see lp_headings.h.
+#include "format/lp/lp_headings.h"
+
+#include <algorithm>
+
+#include "format/common/nearest.h"
+#include "format/lp/lp.h"
+
+namespace vorlan {
+namespace {
+
+constexpr size_t kLongestHeading = 15;
+constexpr size_t kLeastToMisspell = 4;  // letters; shorter headings are near to too many names
+
+std::string_view first_word(std::string_view text) { return take_word(&text); }
+
+// As much of the line as the heading has: "solution" has its kind behind it.
+std::string_view first_words(std::string_view line, std::string_view heading) {
+  return heading == "solution" ? line.substr(0, line.find(' ')) : line;
+}
+
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+}  // namespace
+
+// A heading of two words has one blank between them here, any number in a file.
+struct LpHeadings::Heading {
+  constexpr Heading(std::string_view all_words, LpSection its_section, bool of_ptf)
+      : words(all_words),
+        first_size(std::min(words.find_first_of(" -"), words.size())),
+        section(its_section),
+        extended(of_ptf) {}
+
+  std::string_view words;
+  size_t first_size;  // of the first word
+  LpSection section;
+  bool extended;
+};
+
+const LpHeadings::Heading LpHeadings::kHeadings[] = {
+    {"subject to", LpSection::kConstraints, false},
+    {"such that", LpSection::kConstraints, false},
+    {"st", LpSection::kConstraints, false},
+    {"s.t.", LpSection::kConstraints, false},
+    {"st.", LpSection::kConstraints, false},
+    {"bounds", LpSection::kBounds, false},
+    {"bound", LpSection::kBounds, false},
+    {"general constraints", LpSection::kForeign, false},
+    {"generals", LpSection::kGenerals, false},
+    {"general", LpSection::kGenerals, false},
+    {"gen", LpSection::kGenerals, false},
+    {"integers", LpSection::kGenerals, false},
+    {"integer", LpSection::kGenerals, false},
+    {"int", LpSection::kGenerals, false},
+    {"binaries", LpSection::kBinaries, false},
+    {"binary", LpSection::kBinaries, false},
+    {"bin", LpSection::kBinaries, false},
+    {"semi-continuous", LpSection::kSemi, false},
+    {"semis", LpSection::kSemi, false},
+    {"semi", LpSection::kSemi, false},
+    {"sos", LpSection::kForeign, false},
+    {"sos1", LpSection::kForeign, false},
+    {"sos2", LpSection::kForeign, false},
+    {"lazy constraints", LpSection::kForeign, false},
+    {"user cuts", LpSection::kForeign, false},
+    {"end", LpSection::kEnd, false},
+    {"matrix variables", LpSection::kMatrixVariables, true},
+    {"cones", LpSection::kCones, true},
+    {"parameters", LpSection::kParameters, true},
+    {"solution", LpSection::kSolution, true},
+};
+
+LpSection LpHeadings::match() const {
+  const LpToken& token = tokens_.token();
+  if (token.kind != LpKind::kName || token.text.size() > kLongestHeading) return LpSection::kNone;
+  for (const Heading& heading : kHeadings) {
+    if (matches(heading)) return heading.section;
+  }
+  return LpSection::kNone;
+}
+
+bool LpHeadings::matches(const Heading& heading) const {
+  const std::string_view word = tokens_.token().text;
+  const size_t size = heading.first_size;
+  if (size != word.size() || !is_lp_word(word, heading.words.substr(0, size))) return false;
+  if (heading.extended && (!extended_ || !tokens_.at_margin())) return false;
+  if (size == heading.words.size()) return ends_as_heading(heading);
+  const std::string_view second = heading.words.substr(size + 1);
+  std::string_view rest = tokens_.rest();
+  if (heading.words[size] == '-') {
+    if (!rest.starts_with('-')) return false;
+    rest.remove_prefix(1);
+  }
+  return is_lp_word(first_word(rest), second);
+}
+
+// Whether what follows the only word of a heading leaves it one.
+bool LpHeadings::ends_as_heading(const Heading& heading) const {
+  const char next = tokens_.following();
+  if (next == ':' || is_relation_character(next) || next == '^' || next == '*') return false;
+  return heading.section == LpSection::kSolution || !heading.extended || next == '\0';
+}
+
+LpSection LpHeadings::take() {
+  const LpSection section = match();
+  if (section == LpSection::kNone || section == LpSection::kForeign || section == LpSection::kEnd) {
+    return section;
+  }
+  const bool two_words = is_lp_word(tokens_.token().text, "subject") ||
+                         is_lp_word(tokens_.token().text, "such") ||
+                         is_lp_word(tokens_.token().text, "matrix");
+  const bool hyphen = is_lp_word(tokens_.token().text, "semi") && tokens_.rest().starts_with('-');
+  tokens_.next();
+  if (two_words) tokens_.next();
+  if (hyphen) {
+    tokens_.next();
+    tokens_.next();
+  }
+  return section;
+}
+
+bool LpHeadings::check_misspelt() {
+  const LpToken& token = tokens_.token();
+  if (token.kind != LpKind::kName || !tokens_.at_margin() || variables_.find(token.text) >= 0) {
+    return true;
+  }
+  const std::string help = nearest();
+  if (help.empty()) return true;
+  return tokens_.fail(token.text, "this looks like the name of a section", help);
+}
+
+std::string LpHeadings::nearest() const {
+  std::string_view rest = tokens_.rest().substr(0, tokens_.rest().find('\\'));
+  std::string line = lower_case(tokens_.token().text);
+  for (std::string_view word = take_word(&rest); !word.empty(); word = take_word(&rest)) {
+    line += " " + lower_case(word);
+    if (line.size() > 2 * kLongestHeading) return {};
+  }
+  Nearest nearest(line);
+  for (const Heading& heading : kHeadings) {
+    if (heading.words.size() < kLeastToMisspell) continue;
+    if (heading.extended && !extended_ && heading.words == first_words(line, heading.words)) {
+      return "; a section of PTF files, which begin with the line '" + std::string(kPtfOpening) +
+             "' and have the suffix .ptf or .opf";
+    }
+    nearest.consider(heading.words);
+  }
+  return nearest.advice();
+}
+
+}  // namespace vorlan

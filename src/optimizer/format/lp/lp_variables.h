@@ -1,0 +1,86 @@
+// The variables of an LP or PTF file, in the order in which they first occur, and which of them may
+// be misspelt words.
+//
+// The format takes nearly any word for a name, so that a unit behind a number or a misspelt member
+// of a cone makes a new variable. Such a variable is in doubt until it occurs where names are sure
+// to be meant. The file is refused when a doubt is left at its end.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "format/common/name_table.h"
+#include "format/lp/lp_tokens.h"
+#include "task/model.h"
+#include "task/numeric.h"
+
+namespace vorlan {
+
+class LpVariables {
+ public:
+  // What is known of a variable.
+  enum Mark : uint8_t {
+    kHasCost = 1,
+    kHasLower = 2,
+    kHasUpper = 4,
+    kInCone = 8,
+    kSettled = 16,  // it was in doubt and occurred elsewhere
+  };
+
+  // Both are borrowed. The variables are added to the model.
+  LpVariables(LpTokens* tokens, Model* model);
+
+  // The index of the variable with this name, -1 when there is none.
+  int32_t find(std::string_view word) const { return table_.find(word); }
+  const NameTable& table() const { return table_; }
+
+  // Adds a variable that is not there yet: the word is its name and is at hand. False after a
+  // failure, which the tokens then have.
+  bool add(std::string_view word, int32_t* var);
+  // Adds to the variable's cost, which must stay finite. The word is at hand.
+  bool add_cost(int32_t var, double cost, std::string_view word);
+
+  bool has(int32_t var, uint8_t marks) const { return (marks_[index(var)] & marks) != 0; }
+  void mark(int32_t var, uint8_t marks) { marks_[index(var)] |= marks; }
+
+  // Puts a variable in doubt: the one that the token is about to become, as a unit behind a number
+  // right of a relation, or one that was new as a member of a cone.
+  void doubt_unit() { doubtful_.push_back({model_.num_var(), tokens_.place(), false}); }
+  void doubt_member(int32_t var, const LpPlace& place) { doubtful_.push_back({var, place, true}); }
+  // The number of doubts, and the return to an earlier number of them.
+  size_t num_doubtful() const { return doubtful_.size(); }
+  void drop_doubts(size_t kept) { doubtful_.resize(kept); }
+  // The word occurs where it is surely meant as a variable.
+  void settle(std::string_view word);
+  // Fails, or warns of a member without a similar name, for each doubt that is left.
+  bool check_doubtful();
+
+  // "; did you mean 'NAME'?" with the name that is nearest to the word, or nothing.
+  std::string nearest(std::string_view word) const;
+
+ private:
+  struct Doubtful {
+    int32_t var = 0;
+    LpPlace place;
+    bool in_cone = false;  // else behind a number right of a relation
+  };
+
+  std::string nearest_settled(std::string_view word) const;
+
+  LpTokens& tokens_;
+  Model& model_;
+  NameTable table_;
+  std::vector<uint8_t> marks_;        // by variable
+  std::vector<Doubtful> doubtful_;    // by variable
+  std::vector<Doubtful> semicolons_;  // variables whose names end so
+};
+
+inline void LpVariables::settle(std::string_view word) {
+  if (doubtful_.empty()) return;
+  const int32_t var = find(word);
+  if (var >= 0) mark(var, kSettled);
+}
+
+}  // namespace vorlan

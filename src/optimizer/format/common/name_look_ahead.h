@@ -19,9 +19,13 @@ namespace vorlan {
 // The names of some lines, as many as NameTable::prefetch takes at once.
 class NamesAhead {
  public:
-  // Drops the name when full.
+  // Drops the name when full, and an empty one.
   void add(std::string_view name) {
-    if (!full()) names_[count_++] = name;
+    if (!full() && !name.empty()) names_[count_++] = name;
+  }
+  // The same for a name that may stand in several lines behind each other.
+  void add_unless_last(std::string_view name) {
+    if (count_ == 0 || names_[count_ - 1] != name) add(name);
   }
   bool full() const { return count_ == names_.size(); }
   std::span<const std::string_view> all() const { return std::span(names_).first(count_); }

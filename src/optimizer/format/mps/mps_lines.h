@@ -10,6 +10,9 @@ namespace vorlan {
 // The six fields of a line in fixed columns, without surrounding blanks; empty where nothing is.
 using MpsFields = std::array<std::string_view, 6>;
 
+// The first word of a line that begins or ends a group of integer columns.
+inline constexpr std::string_view kMpsMarker = "'MARKER'";
+
 // False for a line that does not stand in the columns: a character in the gaps between the fields,
 // a tab, or something behind the last field.
 bool split_at_columns(std::string_view line, MpsFields* fields);

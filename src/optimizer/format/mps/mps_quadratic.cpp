@@ -27,7 +27,7 @@ void MpsQuadratic::add(int32_t first, int32_t second, double value, int64_t line
 MpsQuadratic::Fault MpsQuadratic::end_section(const Model& model) {
   const auto begin = terms_.begin() + static_cast<std::ptrdiff_t>(section_);
   if (!std::is_sorted(begin, terms_.end(), before)) std::sort(begin, terms_.end(), before);
-  return kind_.full ? drop_mirrors(model) : Fault();
+  return kind_.triangle == MpsTriangle::kBoth ? drop_mirrors(model) : Fault();
 }
 
 // Keeps, of each pair of a full matrix, the element below the diagonal.

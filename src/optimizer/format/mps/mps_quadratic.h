@@ -11,10 +11,14 @@
 
 namespace vorlan {
 
+// Which elements of its symmetric matrix a section has: one triangle, or every element, those off
+// the diagonal twice.
+enum class MpsTriangle : uint8_t { kOne, kBoth };
+
 // What the sections differ in.
 struct MpsQuadraticKind {
-  bool full;      // every element stands there, those off the diagonal twice; else one triangle
-  double factor;  // of the values, to have them as in 1/2 x'Qx
+  MpsTriangle triangle = MpsTriangle::kOne;
+  double factor = 1.0;  // of the values, to have them as in 1/2 x'Qx
 };
 
 class MpsQuadratic {

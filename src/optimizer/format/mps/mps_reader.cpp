@@ -1,24 +1,21 @@
-// Lines, sections, rows and columns of MPS files; see mps_reader.h. What follows the columns is in
-// mps_reader_bounds.cpp.
+// Lines and sections of MPS files; see mps_reader.h.
 #include "format/mps/mps_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <limits>
-#include <optional>
+#include <iterator>
 
 #include "file/numbers.h"
+#include "format/common/byte_codes.h"
 #include "format/common/nearest.h"
 #include "format/mps/mps.h"
+#include "format/mps/mps_lines.h"
 #include "format/mps/mps_names.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-constexpr size_t kMostWords = 1000;  // of a line; more are no data that anyone writes
-constexpr size_t kUsualEntries = 2;
-constexpr std::string_view kMarkerWord = "'MARKER'";
 
 // As parse_double, and quick for what most numbers are: few digits and no exponent. Both the digits
 // as an integer and the power of ten are exact then, and their quotient is correctly rounded.
@@ -50,25 +47,6 @@ bool parse_plain(std::string_view word, double* value) {
   return true;
 }
 
-}  // namespace
-
-const MpsReader::Section MpsReader::kSections[] = {
-    {"OBJSENSE", Shape::kWord, true, nullptr, &MpsReader::take_sense},
-    {"OBJNAME", Shape::kWord, true, nullptr, &MpsReader::take_objective_name},
-    {"ROWS", Shape::kRow, false, &MpsReader::row_line, &MpsReader::begin_rows},
-    {"COLUMNS", Shape::kEntries, false, &MpsReader::column_line, &MpsReader::begin_columns},
-    {"RHS", Shape::kSetEntries, false, &MpsReader::rhs_line, &MpsReader::begin_after_columns},
-    {"RANGES", Shape::kSetEntries, false, &MpsReader::range_line, &MpsReader::begin_after_columns},
-    {"BOUNDS", Shape::kBound, false, &MpsReader::bound_line, &MpsReader::begin_after_columns},
-    {"QUADOBJ", Shape::kEntries, false, &MpsReader::quadratic_line, &MpsReader::begin_quad_obj},
-    {"QMATRIX", Shape::kEntries, false, &MpsReader::quadratic_line, &MpsReader::begin_q_matrix},
-    {"QSECTION", Shape::kEntries, true, &MpsReader::quadratic_line, &MpsReader::begin_q_section},
-    {"QCMATRIX", Shape::kEntries, true, &MpsReader::quadratic_line, &MpsReader::begin_qc_matrix},
-    {"ENDATA", Shape::kWord, false, nullptr, &MpsReader::end_data},
-};
-
-namespace {
-
 // Sections that other programs know and that say something that is not taken here.
 struct ForeignSection {
   std::string_view word, advice;
@@ -98,44 +76,65 @@ constexpr ForeignSection kForeignSections[] = {
     {"PWLCON", kPieces},
 };
 
-// Whether the word says to maximize, if it says a sense.
-std::optional<bool> find_sense(std::string_view word) {
-  constexpr std::string_view kMax[] = {"MAX", "MAXIMIZE", "MAXIMISE", "MAXIMUM"};
-  constexpr std::string_view kMin[] = {"MIN", "MINIMIZE", "MINIMISE", "MINIMUM"};
-  const auto is_word = [word](std::string_view known) { return same_word(word, known); };
-  if (std::any_of(std::begin(kMax), std::end(kMax), is_word)) return true;
-  if (std::any_of(std::begin(kMin), std::end(kMin), is_word)) return false;
-  return std::nullopt;
-}
-
 }  // namespace
 
-Status MpsReader::unknown_section(std::string_view word) const {
-  for (const ForeignSection& section : kForeignSections) {
-    if (same_word(word, section.word)) return text_.error(word, section.advice);
-  }
-  std::string capitals(word);
-  for (char& c : capitals) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  Nearest nearest(capitals);
-  for (const Section& section : kSections) nearest.consider(section.word);
-  return text_.error(word, "the name of a section was expected", nearest.advice());
-}
+const MpsReader::Section MpsReader::kSections[] = {
+    {"OBJSENSE", MpsShape::kWord, true, nullptr, &MpsReader::take_sense},
+    {"OBJNAME", MpsShape::kWord, true, nullptr, &MpsReader::take_objective_name},
+    {"ROWS", MpsShape::kRow, false, &MpsReader::row_line, &MpsReader::begin_rows},
+    {"COLUMNS", MpsShape::kEntries, false, &MpsReader::column_line, &MpsReader::begin_columns},
+    {"RHS", MpsShape::kSetEntries, false, &MpsReader::rhs_line, &MpsReader::begin_after_columns},
+    {"RANGES", MpsShape::kSetEntries, false, &MpsReader::range_line,
+     &MpsReader::begin_after_columns},
+    {"BOUNDS", MpsShape::kBound, false, &MpsReader::bound_line, &MpsReader::begin_after_columns},
+    {"QUADOBJ",
+     MpsShape::kEntries,
+     false,
+     &MpsReader::quadratic_line,
+     &MpsReader::begin_quadratic,
+     {MpsTriangle::kOne, 1.0},
+     Owner::kObjective},
+    {"QMATRIX",
+     MpsShape::kEntries,
+     false,
+     &MpsReader::quadratic_line,
+     &MpsReader::begin_quadratic,
+     {MpsTriangle::kBoth, 1.0},
+     Owner::kObjective},
+    {"QSECTION",
+     MpsShape::kEntries,
+     true,
+     &MpsReader::quadratic_line,
+     &MpsReader::begin_quadratic,
+     {MpsTriangle::kOne, 1.0},
+     Owner::kAnyRow},
+    // The elements are those of x'Qx, without the half.
+    {"QCMATRIX",
+     MpsShape::kEntries,
+     true,
+     &MpsReader::quadratic_line,
+     &MpsReader::begin_quadratic,
+     {MpsTriangle::kBoth, 2.0},
+     Owner::kConstraint},
+    {"ENDATA", MpsShape::kWord, false, nullptr, &MpsReader::end_data},
+};
 
 MpsReader::MpsReader(InputStream* input, Model* model, Warnings* warnings)
-    : text_(input),
-      shown_name_(input->shown_name()),
-      model_(model),
-      warnings_(warnings),
-      con_table_(&model->con_names),
-      var_table_(&model->var_names) {}
+    : reading_(input, model, warnings),
+      text_(reading_.text),
+      rows_(&reading_),
+      columns_(&reading_),
+      layout_(&reading_, &rows_, &columns_),
+      entries_(&reading_, &rows_),
+      bounds_(&reading_, &columns_, &entries_),
+      sense_(&reading_),
+      rhs_set_(&reading_),
+      range_set_(&reading_) {}
 
 Status MpsReader::read() {
   std::string_view line;
   while (!ended_ && text_.next_line(&line)) {
-    if (lines_ahead_ > 0) --lines_ahead_;
-    if (lines_ahead_ == 0 && section_ != nullptr) look_ahead();
+    if (section_ != nullptr && look_ahead_.is_due(text_.line_number())) look_ahead();
     Status status = next_line(line);
     if (!status.ok()) return status;
   }
@@ -146,49 +145,17 @@ Status MpsReader::read() {
   return status.ok() ? text_.finish() : status;
 }
 
-// Names come in no order, so that each search would wait for the memory. Those of the next lines
-// are fetched together, where names usually stand; what stands elsewhere is found all the same.
 void MpsReader::look_ahead() {
-  NamesAhead ahead;
-  std::string_view text = text_.ahead();
-  for (lines_ahead_ = 0; lines_ahead_ < kLinesAhead; ++lines_ahead_) {
-    const size_t end = text.find('\n');
-    if (end == std::string_view::npos) break;
-    add_names(text.substr(0, end), &ahead);
-    text.remove_prefix(end + 1);
-  }
-  var_table_.prefetch(std::span(ahead.columns).first(ahead.num_columns));
-  const auto rows = con_table_.prefetch(std::span(ahead.rows).first(ahead.num_rows));
-  for (size_t i = 0; columns_ && i < ahead.num_rows; ++i) {
-    if (rows[i] >= 0) __builtin_prefetch(&row_column_[static_cast<size_t>(rows[i])]);
-  }
-}
-
-void MpsReader::add_names(std::string_view line, NamesAhead* ahead) const {
-  std::array<std::string_view, 4> words;
-  for (std::string_view& word : words) word = take_mps_word(&line);
-  const auto add_row = [ahead](std::string_view name) {
-    if (!name.empty()) ahead->rows[ahead->num_rows++] = name;
-  };
-  const auto add_column = [ahead](std::string_view name) {
-    const bool again = ahead->num_columns > 0 && ahead->columns[ahead->num_columns - 1] == name;
-    if (!name.empty() && !again) ahead->columns[ahead->num_columns++] = name;
-  };
-  switch (section_->shape) {
-    case Shape::kWord:
-      break;
-    case Shape::kRow:
-      add_row(words[1]);
-      break;
-    case Shape::kEntries:
-      add_column(words[0]);
-      [[fallthrough]];
-    case Shape::kSetEntries:
-      add_row(words[1]);
-      add_row(words[3]);
-      break;
-    case Shape::kBound:
-      add_column(words[2]);
+  NamesAhead rows, columns;
+  size_t lines_left = NameTable::kAtOnce / 2;  // a line names two rows at most
+  look_ahead_.walk(text_.line_number(), text_.ahead(), [&](std::string_view line) {
+    collect_mps_names(line, section_->shape, &rows, &columns);
+    return --lines_left > 0;
+  });
+  columns_.table().prefetch(columns.all());
+  const NameTable::Likely likely = rows_.table().prefetch(rows.all());
+  for (size_t i = 0; has_columns_ && i < rows.all().size(); ++i) {
+    if (likely[i] >= 0) columns_.prefetch(likely[i]);
   }
 }
 
@@ -205,13 +172,13 @@ Status MpsReader::next_line(std::string_view line) {
 }
 
 void MpsReader::comment_line(std::string_view line) {
-  if (rows_) return;
+  if (has_rows_) return;
   constexpr std::string_view kSense = "*SENSE:";
   if (same_word(line.substr(0, kSense.size()), kSense)) {
-    return comment_sense(trim_blanks(line.substr(kSense.size())));
+    return sense_.take_comment(trim_blanks(line.substr(kSense.size())));
   }
-  encoded_names_ = encoded_names_ || line == kMpsEncodedNames;
-  exact_numbers_ = exact_numbers_ || line == kMpsExactNumbers;
+  reading_.encoded_names = reading_.encoded_names || line == kMpsEncodedNames;
+  reading_.exact_numbers = reading_.exact_numbers || line == kMpsExactNumbers;
 }
 
 Status MpsReader::section_line(std::string_view line) {
@@ -224,43 +191,56 @@ Status MpsReader::section_line(std::string_view line) {
   const auto* const found =
       std::find_if(std::begin(kSections), std::end(kSections),
                    [word](const Section& section) { return same_word(word, section.word); });
-  if (found == std::end(kSections)) {
-    return unknown_section(word);
-  }
+  if (found == std::end(kSections)) return unknown_section(word);
   section_ = found;
   if (!rest.empty() && !found->argument && rest[0] != '$') {
     return text_.error(rest, "nothing was expected behind the name of the section");
   }
-  if (found->shape == Shape::kWord && found->argument && rest.empty()) return {};
+  if (found->shape == MpsShape::kWord && found->argument && rest.empty()) return {};
   return (this->*found->begin)(found->argument ? rest : std::string_view());
+}
+
+Status MpsReader::unknown_section(std::string_view word) const {
+  for (const ForeignSection& section : kForeignSections) {
+    if (same_word(word, section.word)) return text_.error(word, section.advice);
+  }
+  std::string capitals(word);
+  for (char& c : capitals) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  Nearest nearest(capitals);
+  for (const Section& section : kSections) nearest.consider(section.word);
+  return text_.error(word, "the name of a section was expected", nearest.advice());
 }
 
 // The name is all of the line but for a last word FREE, so that it can have blanks.
 Status MpsReader::name_line(std::string_view rest) {
-  if (named_ || rows_) return text_.line_error("a second NAME, or one behind ROWS");
-  named_ = true;
+  if (has_name_ || has_rows_) return text_.line_error("a second NAME, or one behind ROWS");
+  has_name_ = true;
   section_ = nullptr;
   const size_t blank = rest.find_last_of(" \t");
   const size_t last = blank == std::string_view::npos ? 0 : blank + 1;
   if (same_word(rest.substr(last), "FREE")) {
-    free_ = true;
+    layout_.set_free();
     rest = trim_blanks(rest.substr(0, last));
   }
-  model_->name = rest;
+  reading_.model.name = rest;
   return {};
 }
 
 Status MpsReader::close_section() {
   if (section_ == nullptr) return {};
-  close_column();
+  columns_.close();
   if (section_->line != &MpsReader::quadratic_line) return {};
-  return line_fault(quadratic_.end_section(*model_));
+  return line_fault(quadratic_.end_section(reading_.model));
 }
 
-// Most lines of a large file: a column with one or two elements, nothing odd. False if it is
-// anything else, with the model as it was.
+// Takes a column with one or two elements and nothing odd, as most lines of a large file are. False
+// if the line is anything else, with the model as it was.
 bool MpsReader::plain_column_line(std::string_view line, Status* status) {
-  if (section_ == nullptr || section_->line != &MpsReader::column_line || fixed_) return false;
+  if (section_ == nullptr || section_->line != &MpsReader::column_line || layout_.is_fixed()) {
+    return false;
+  }
   const std::string_view column = take_mps_word(&line);
   if (column.empty()) return false;
   struct Element {
@@ -268,25 +248,25 @@ bool MpsReader::plain_column_line(std::string_view line, Status* status) {
     int32_t row;
     double value;
   };
-  std::array<Element, kUsualEntries> elements;
+  std::array<Element, MpsEntries::kUsualPairs> elements;
   size_t count = 0;
   while (!line.empty() && count < elements.size()) {
     Element& element = elements[count];
     element.name = take_mps_word(&line);
     if (element.name.empty()) break;
     const std::string_view number = take_mps_word(&line);
-    element.row = con_table_.find(element.name);
-    if (element.row < 0 && !is_objective(element.name)) return false;
+    element.row = rows_.find(element.name);
+    if (element.row < 0 && !rows_.is_objective(element.name)) return false;
     if (!parse_plain(number, &element.value) || !std::isfinite(element.value)) return false;
     ++count;
   }
   if (count == 0 || !trim_blanks(line).empty()) return false;
-  if (!is_open_column(column)) {
-    *status = begin_column(column);
+  if (!columns_.is_open(column)) {
+    *status = columns_.open(column);
     if (!status->ok()) return true;
   }
   for (size_t i = 0; i < count && status->ok(); ++i) {
-    *status = add_element(elements[i].row, elements[i].value, elements[i].name);
+    *status = columns_.add_element(elements[i].row, elements[i].value, elements[i].name);
   }
   return true;
 }
@@ -294,307 +274,167 @@ bool MpsReader::plain_column_line(std::string_view line, Status* status) {
 Status MpsReader::data_line(std::string_view line) {
   if (trim_blanks(line).empty()) return {};
   if (section_ == nullptr) return text_.error(trim_blanks(line), "a section was expected");
-  if (section_->shape == Shape::kWord) return (this->*section_->begin)(trim_blanks(line));
-  if (fixed_ && arrange_columns(line)) return (this->*section_->line)(line_);
-  applied_ = false;
-  Status status = split_at_blanks(line);
-  if (status.ok()) status = arrange_words(line);
-  if (status.ok()) status = (this->*section_->line)(line_);
-  if (status.ok() || free_ || fixed_ || applied_ || !arrange_columns(line)) return status;
-  if (!(this->*section_->line)(line_).ok()) return status;
-  fixed_ = true;
+  const MpsShape shape = section_->shape;
+  if (shape == MpsShape::kWord) return (this->*section_->begin)(trim_blanks(line));
+  const auto take = [this] { return (this->*section_->line)(layout_.line()); };
+  if (layout_.is_fixed() && layout_.split_columns(line, shape)) return take();
+  reading_.applied = false;
+  Status status = layout_.split_words(line, shape);
+  if (status.ok()) status = take();
+  if (status.ok() || !layout_.may_become_fixed() || reading_.applied ||
+      !layout_.split_columns(line, shape) || !take().ok()) {
+    return status;
+  }
+  layout_.set_fixed();
   return {};
-}
-
-// A word that begins with '$' and is no name, but for the first one, ends the line.
-Status MpsReader::split_at_blanks(std::string_view line) {
-  words_.clear();
-  while (true) {
-    const std::string_view word = take_mps_word(&line);
-    if (word.empty()) return {};
-    if (word[0] == '$' && !may_be_name(word)) return {};
-    if (words_.size() == kMostWords) return text_.error(word, "too many words in a line");
-    words_.push_back(word);
-  }
-}
-
-bool MpsReader::may_be_name(std::string_view word) const {
-  return words_.empty() || is_known(word) || (section_->shape == Shape::kRow && words_.size() == 1);
-}
-
-Status MpsReader::arrange_words(std::string_view line) {
-  const std::string_view line_end = line.substr(line.size());
-  const size_t count = words_.size();
-  line_.type = line_.head = {};
-  line_.rest.clear();
-  switch (section_->shape) {
-    case Shape::kRow:
-      if (count > 2) return text_.error(words_[2], "the end of the line was expected");
-      if (count < 2) return text_.error(line_end, "the name of a row was expected");
-      line_.type = words_[0];
-      line_.head = words_[1];
-      return {};
-    case Shape::kBound:
-      return arrange_bound(line_end);
-    default:
-      break;
-  }
-  const bool has_head = section_->shape == Shape::kEntries || count % 2 == 1;
-  if (has_head) line_.head = words_[0];
-  line_.rest.assign(words_.begin() + (has_head ? 1 : 0), words_.end());
-  if (line_.rest.empty()) return text_.error(line_end, "a name and a number were expected");
-  return {};
-}
-
-// What stands in columns: ' UP BND       X         4' and the like.
-bool MpsReader::arrange_columns(std::string_view line) {
-  if (!split_at_columns(line, &fields_)) return false;
-  line_.type = fields_[0];
-  line_.head = fields_[1];
-  line_.rest.clear();
-  const bool has_type = section_->shape == Shape::kRow || section_->shape == Shape::kBound;
-  if (has_type == fields_[0].empty()) return false;
-  size_t last = fields_.size();
-  while (last > 2 && fields_[last - 1].empty()) --last;
-  line_.rest.assign(fields_.begin() + 2, fields_.begin() + static_cast<std::ptrdiff_t>(last));
-  // A marker has its second word where the second name belongs.
-  if (line_.rest.size() == 3 && line_.rest[0] == kMarkerWord) {
-    line_.rest.erase(line_.rest.begin() + 1);
-  }
-  if (section_->shape == Shape::kRow) return line_.rest.empty() && !line_.head.empty();
-  return !line_.rest.empty() && !line_.rest[0].empty();
-}
-
-bool MpsReader::is_known(std::string_view word) const {
-  return is_objective(word) || con_table_.find(word) >= 0 || var_table_.find(word) >= 0;
-}
-
-Status MpsReader::take_sense(std::string_view word) {
-  const std::optional<bool> maximize = find_sense(word);
-  if (!maximize) return text_.error(word, "MAX or MIN was expected");
-  if (comment_sense_ && model_->maximize != *maximize) {
-    warn(word, "the section says another sense than the comment '*SENSE:', it is taken");
-  }
-  model_->maximize = *maximize;
-  sense_ = true;
-  return {};
-}
-
-// A modelling tool for Python says the sense by a comment. The section goes before it.
-void MpsReader::comment_sense(std::string_view word) {
-  const std::optional<bool> maximize = find_sense(word);
-  if (!maximize) return warn(word, "a sense that is none (Maximize, Minimize), it is not taken");
-  if (sense_) {
-    if (model_->maximize != *maximize) warn(word, "OBJSENSE says another sense, which is taken");
-    return;
-  }
-  comment_sense_ = true;
-  model_->maximize = *maximize;
-  if (*maximize) warn(word, "the sense of the objective is taken from this comment");
 }
 
 Status MpsReader::take_objective_name(std::string_view word) {
-  if (rows_) return text_.error(word, "OBJNAME must come before ROWS");
-  wanted_objective_ = word;
+  if (has_rows_) return text_.error(word, "OBJNAME must come before ROWS");
+  rows_.want_objective(word);
   return {};
 }
 
 Status MpsReader::begin_rows(std::string_view) {
-  if (rows_) return text_.line_error("a second section ROWS");
-  rows_ = true;
-  return {};
-}
-
-Status MpsReader::row_line(const DataLine& line) {
-  const char type = line.type.size() == 1 ? static_cast<char>(line.type[0] & ~0x20) : ' ';
-  if (std::string_view("NLGE").find(type) == std::string_view::npos) {
-    return text_.error(line.type, "the type of a row (N, L, G, E) was expected");
-  }
-  if (is_objective(line.head)) return text_.error(line.head, "a second row of this name");
-  const bool wanted = wanted_objective_.empty() || line.head == wanted_objective_;
-  if (type == 'N' && !has_objective_ && wanted) {
-    if (con_table_.find(line.head) >= 0) {
-      return text_.error(line.head, "a second row of this name");
-    }
-    has_objective_ = true;
-    model_->objective_name = line.head;
-    return {};
-  }
-  if (row_type_.size() == std::numeric_limits<int32_t>::max()) {
-    return text_.error(line.head, "too many rows");
-  }
-  const auto index = static_cast<int32_t>(row_type_.size());
-  if (con_table_.insert(line.head, index) != index) {
-    return text_.error(line.head, "a second row of this name");
-  }
-  model_->con_names.add(line.head);
-  row_type_.push_back(type);
+  if (has_rows_) return text_.line_error("a second section ROWS");
+  has_rows_ = true;
   return {};
 }
 
 Status MpsReader::begin_columns(std::string_view) {
-  if (!rows_) return text_.line_error("COLUMNS before ROWS");
-  if (columns_) return text_.line_error("a second section COLUMNS");
-  columns_ = true;
-  if (!has_objective_ && !wanted_objective_.empty()) {
-    return text_.line_error("there is no row '" + printable(wanted_objective_) +
-                            "' of type N, as OBJNAME says");
+  if (!has_rows_) return text_.line_error("COLUMNS before ROWS");
+  if (has_columns_) return text_.line_error("a second section COLUMNS");
+  has_columns_ = true;
+  columns_.begin(rows_.size());
+  return rows_.end();
+}
+
+Status MpsReader::begin_after_columns(std::string_view) {
+  return has_columns_ ? Status() : text_.line_error("the section must come behind COLUMNS");
+}
+
+Status MpsReader::begin_quadratic(std::string_view argument) {
+  int32_t row = MpsRows::kObjective;
+  if (section_->owner == Owner::kConstraint || !argument.empty()) {
+    Status status = rows_.find(argument, &row);
+    if (!status.ok()) return status;
   }
-  const size_t count = row_type_.size();
-  model_->con_lower.assign(count, 0.0);
-  model_->con_upper.assign(count, 0.0);
-  row_flags_.assign(count, 0);
-  row_column_.assign(count, -1);
+  if (section_->owner == Owner::kConstraint && row == MpsRows::kObjective) {
+    return text_.error(argument, "the name of a constraint was expected");
+  }
+  if (!has_columns_) return text_.line_error("the section must come behind COLUMNS");
+  quadratic_.begin_section(section_->quadratic,
+                           row == MpsRows::kObjective ? MpsQuadratic::kObjective : row);
   return {};
 }
 
-Status MpsReader::column_line(const DataLine& line) {
-  if (line.rest.size() == 2 && line.rest[0] == kMarkerWord) return marker_line(line);
-  if (is_bare_marker(line)) {
+Status MpsReader::end_data(std::string_view) {
+  if (!has_columns_) return text_.line_error("ENDATA before COLUMNS");
+  ended_ = true;
+  return {};
+}
+
+Status MpsReader::column_line(const MpsLine& line) {
+  if (line.rest.size() == 2 && line.rest[0] == kMpsMarker) return marker_line(line);
+  const bool bare_marker = line.rest.size() == 2 && same_word(line.rest[0], "MARKER") &&
+                           rows_.find(line.rest[0]) < 0 && !rows_.is_objective(line.rest[0]);
+  if (bare_marker) {
     return text_.error(line.rest[0], "the words of a marker stand in quotes, as 'MARKER' 'INTORG'");
   }
-  Status status = find_entries(line, 0);
+  if (line.head.empty()) return text_.error(line.head, "a name was expected");
+  Status status = entries_.find(line, 0);
   if (!status.ok()) return status;
-  for (const Entry& entry : entries_) {
+  for (const MpsEntry& entry : entries_.all()) {
     if (!std::isfinite(entry.number.value)) {
       return text_.error(entry.name, "the coefficient is beyond the largest number");
     }
   }
-  if (!is_open_column(line.head)) status = begin_column(line.head);
-  for (size_t i = 0; i < entries_.size() && status.ok(); ++i) {
-    status = add_element(entries_[i].row, entries_[i].number.value, entries_[i].name);
+  if (!columns_.is_open(line.head)) status = columns_.open(line.head);
+  for (const MpsEntry& entry : entries_.all()) {
+    if (!status.ok()) return status;
+    status = columns_.add_element(entry.row, entry.number.value, entry.name);
   }
   return status;
 }
 
-bool MpsReader::is_bare_marker(const DataLine& line) const {
-  return line.rest.size() == 2 && same_word(line.rest[0], "MARKER") &&
-         con_table_.find(line.rest[0]) < 0 && !is_objective(line.rest[0]);
-}
-
-Status MpsReader::marker_line(const DataLine& line) {
+Status MpsReader::marker_line(const MpsLine& line) {
   const std::string_view word = line.rest[1];
   if (!same_word(word, "'INTORG'") && !same_word(word, "'INTEND'")) {
     return text_.error(word, "'INTORG' or 'INTEND' was expected");
   }
-  integer_ = same_word(word, "'INTORG'");
+  columns_.mark_integers(same_word(word, "'INTORG'"));
   return {};
 }
 
-Status MpsReader::find_entries(const DataLine& line, unsigned dialect) {
-  entries_.clear();
-  if (line.head.empty() && section_->shape == Shape::kEntries) {
-    return text_.error(line.head, "a name was expected");
-  }
-  for (size_t i = 0; i < line.rest.size(); i += 2) {
-    Entry entry = {};
-    entry.name = line.rest[i];
-    Status status = find_row(entry.name, &entry.row);
-    if (!status.ok()) return status;
-    const std::string_view number =
-        i + 1 < line.rest.size() ? line.rest[i + 1] : std::string_view();
-    status = find_number(number, dialect, &entry.number);
-    if (!status.ok()) return status;
-    entries_.push_back(entry);
-  }
-  if (entries_.size() > kUsualEntries) {
-    warn_once(&said_third_pair_, line.rest[2 * kUsualEntries],
-              "more than two pairs of a name and a number in a line, all are taken");
-  }
-  return {};
-}
-
-Status MpsReader::find_row(std::string_view name, int32_t* row) {
-  *row = kObjectiveRow;
-  if (is_objective(name)) return {};
-  *row = con_table_.find(name);
-  if (*row >= 0) return {};
-  return text_.error(name, "the name of a row was expected",
-                     advice_on(model_->con_names, row_type_.size(), name));
-}
-
-Status MpsReader::find_number(std::string_view word, unsigned dialect, RangeValue* number) {
-  if (parse_range(word, dialect, number)) return {};
-  if (!parse_range(word, dialect | kFortranExponents, number)) {
-    return text_.error(word, "a number was expected");
-  }
-  warn_once(&said_fortran_, word, "the D of the number is taken as an E");
-  return {};
-}
-
-Status MpsReader::begin_column(std::string_view name) {
-  close_column();
-  applied_ = true;
-  int32_t column = -1;
-  Status status = add_variable(name, &column);
+Status MpsReader::rhs_line(const MpsLine& line) {
+  Status status = entries_.find(line, kInfinityWords);
   if (!status.ok()) return status;
-  column_ = column;
-  if (integer_) {
-    model_->var_kind.back() = VarKind::kInteger;
-    bound_flags_.back() = kMarkedInteger;
+  reading_.applied = true;
+  if (!rhs_set_.takes(line.head)) return {};
+  for (const MpsEntry& entry : entries_.all()) {
+    rows_.set_rhs(entry.row, entry.number.value, entry.name);
   }
   return {};
 }
 
-Status MpsReader::add_variable(std::string_view name, int32_t* column) {
-  if (model_->cost.size() == std::numeric_limits<int32_t>::max()) {
-    return text_.error(name, "too many columns");
+Status MpsReader::range_line(const MpsLine& line) {
+  Status status = entries_.find(line, kInfinityWords);
+  if (!status.ok()) return status;
+  reading_.applied = true;
+  if (!range_set_.takes(line.head)) return {};
+  for (const MpsEntry& entry : entries_.all()) {
+    rows_.set_range(entry.row, entry.number, entry.name);
   }
-  *column = model_->num_var();
-  if (var_table_.insert(name, *column) != *column) {
-    return text_.error(name, "the column has been given before, its lines must be together");
-  }
-  model_->var_names.add(name);
-  model_->cost.push_back(0.0);
-  model_->var_lower.push_back(0.0);
-  model_->var_upper.push_back(std::numeric_limits<double>::infinity());
-  model_->var_kind.push_back(VarKind::kContinuous);
-  model_->matrix.start.push_back(static_cast<int64_t>(model_->matrix.row.size()));
-  bound_flags_.push_back(0);
   return {};
 }
 
-void MpsReader::close_column() {
-  if (column_ < 0) return;
-  SparseMatrix& matrix = model_->matrix;
-  const auto begin = static_cast<size_t>(matrix.start[static_cast<size_t>(column_)]);
-  matrix.start[static_cast<size_t>(column_) + 1] = static_cast<int64_t>(matrix.row.size());
-  if (!sorted_) sorter_.sort(begin, matrix.row.size(), &matrix);
-  sorted_ = true;
-  column_ = -1;
+// Looks at all of a line before any of it is applied.
+Status MpsReader::quadratic_line(const MpsLine& line) {
+  Status status = add_quadratic(line, false);
+  if (!status.ok()) return status;
+  reading_.applied = true;
+  return add_quadratic(line, true);
 }
 
-Status MpsReader::add_element(int32_t row, double value, std::string_view name) {
-  applied_ = true;
-  if (row == kObjectiveRow) {
-    if (objective_column_ == column_) {
-      return text_.error(name, "a second coefficient of the column in this row");
+Status MpsReader::add_quadratic(const MpsLine& line, bool apply) {
+  int32_t first = -1;
+  Status status = columns_.find(line.head, &first);
+  if (!status.ok()) return status;
+  for (size_t i = 0; i < line.rest.size(); i += 2) {
+    int32_t second = -1;
+    status = columns_.find(line.rest[i], &second);
+    if (!status.ok()) return status;
+    const std::string_view word = i + 1 < line.rest.size() ? line.rest[i + 1] : std::string_view();
+    RangeValue number = {};
+    status = entries_.find_number(word, 0, &number);
+    if (!status.ok()) return status;
+    if (!std::isfinite(quadratic_.factor() * number.value)) {
+      return text_.error(word, "the coefficient is beyond the largest number");
     }
-    objective_column_ = column_;
-    model_->cost.back() = value;
-    return {};
+    if (apply) quadratic_.add(first, second, number.value, text_.line_number());
   }
-  SparseMatrix& matrix = model_->matrix;
-  int32_t& last_column = row_column_[static_cast<size_t>(row)];
-  if (last_column == column_) {
-    return text_.error(name, "a second coefficient of the column in this row");
-  }
-  last_column = static_cast<int32_t>(column_);
-  if (value == 0.0) return {};
-  const bool first = static_cast<size_t>(matrix.start.back()) == matrix.row.size();
-  if (!first && row < matrix.row.back()) sorted_ = false;
-  matrix.row.push_back(row);
-  matrix.value.push_back(value);
   return {};
 }
 
-void MpsReader::warn(std::string_view word, std::string_view what) {
-  warnings_->add(text_.error(word, what).message());
+Status MpsReader::finish() {
+  Model& model = reading_.model;
+  Status status = line_fault(quadratic_.finish(&model));
+  if (status.ok()) status = rows_.finish();
+  if (!status.ok()) return status;
+  bounds_.finish();
+  if (!reading_.encoded_names) return {};
+  model.name = decode_name(model.name);
+  model.objective_name = decode_name(model.objective_name);
+  model.var_names = decode_mps_names(model.var_names, model.cost.size());
+  model.con_names = decode_mps_names(model.con_names, rows_.size());
+  return {};
 }
 
-void MpsReader::warn_once(bool* said, std::string_view word, std::string_view what) {
-  if (!*said) warn(word, what);
-  *said = true;
+Status MpsReader::line_fault(const MpsQuadratic::Fault& fault) const {
+  if (fault.what.empty()) return {};
+  return {Code::kErrFileContent,
+          format_text("%s:%lld: %s", reading_.shown_name.c_str(),
+                      static_cast<long long>(fault.line), fault.what.c_str())};
 }
 
 bool is_mps_first_word(std::string_view word) {

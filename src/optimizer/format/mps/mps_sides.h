@@ -15,6 +15,8 @@ namespace vorlan {
 inline constexpr double kMpsInfinity = 1e30;
 inline constexpr std::string_view kMpsExactNumbers = "* Dialect: exact numbers";
 
+inline bool is_mps_infinity(double value) { return value >= kMpsInfinity; }
+
 struct Sides {
   double lower, upper;
 };

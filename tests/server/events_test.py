@@ -9,7 +9,8 @@ import harness
 
 def fake_worker(folder, text):
     """A program that takes a worker's place and does what the shell commands say."""
-    path = folder / "fake-worker"
+    path = folder / "bin" / "fake-worker"
+    path.parent.mkdir(exist_ok=True)
     path.write_text(f"#!/bin/sh\necho $$ > pid\n{text}\n")
     path.chmod(0o755)
     return str(path)
@@ -138,6 +139,64 @@ def connections_of(pid):
         return {name for fd in os.listdir(folder) if (name := os.readlink(f"{folder}/{fd}")).startswith("socket:")}
     before = sockets()
     return lambda: len(before & sockets())
+
+
+TABLE = """Optimization of a mixed-integer model: 6 constraints, 62 variables
+Optimization by something else
+      time         nodes         incumbent             bound        gap
+     1.0 s             1                 -              -2.5          -
+*    2.0 s            30                 8                -4    150.00%
+ time flies like an arrow
+"""
+
+
+class Progress(harness.ServerTest):
+    def progress_of(self, events):
+        return [entry for name, data in events if name == "log" for entry in data["progress"]]
+
+    def test_rows_of_a_table_wherever_the_stream_begins(self):
+        client = self.start("--worker", fake_worker(self.folder, f"printf '%s' '{TABLE}' > log; {DONE}"))
+        job_id = client.submitted(b"x")
+        client.await_end(job_id)
+        rows = [{"time": 1.0, "objective": None, "bound": -2.5, "gap": None, "iterations": None, "nodes": 1},
+                {"time": 2.0, "objective": 8.0, "bound": -4.0, "gap": 1.5, "iterations": None, "nodes": 30}]
+        events = f"/v1/jobs/{job_id}/events"
+        self.assertEqual(self.progress_of(client.events(events)), rows)
+        within = TABLE.index("*    2.0")
+        self.assertEqual(self.progress_of(client.events(events, f"1-{within}")), rows[1:])
+        self.assertEqual(client.job(job_id)["progress"], rows[1])
+
+    def test_a_running_solve_and_its_end(self):
+        client = self.start()
+        job_id = client.submitted(harness.hard_model(), name="h.mps")
+        job = client.await_job(job_id, lambda job: job["progress"] and job["progress"]["objective"], "a point")
+        self.assertEqual(job["state"], "running")
+        self.assertGreater(job["progress"]["nodes"], 0)
+        client.request("POST", f"/v1/jobs/{job_id}/stop")
+        ended = client.await_end(job_id)
+        told = self.progress_of(client.events(f"/v1/jobs/{job_id}/events"))
+        self.assertGreater(len(told), 1)
+        self.assertEqual(told[-1], ended["progress"])
+        times = [entry["time"] for entry in told]
+        self.assertEqual(times, sorted(times))
+        solution = client.get(f"/v1/jobs/{job_id}/log").body.decode()
+        self.assertIn(f"objective         {ended['progress']['objective']:.10e}", solution)
+        self.server.terminate()
+        self.assertEqual(self.start().job(job_id)["progress"], ended["progress"])
+
+    def test_the_summary_of_each_kind_of_model(self):
+        # The figures of a maximized semidefinite model, whose own table has them negated.
+        client = self.start()
+        for name, objective, has_bound in (("maxcut.ptf", 12.5, True), ("workshop.mps", 2410.0, False),
+                                           ("portfolio-few.ptf", 0.024216127, True)):
+            with self.subTest(name):
+                job_id = client.submitted((harness.EXAMPLES / name).read_bytes(), name=name)
+                progress = client.await_end(job_id)["progress"]
+                self.assertAlmostEqual(progress["objective"], objective, 6)
+                self.assertEqual(progress["bound"] is not None, has_bound)
+                for entry in self.progress_of(client.events(f"/v1/jobs/{job_id}/events")):
+                    if entry["objective"] is not None:
+                        self.assertAlmostEqual(entry["objective"], objective, 6)
 
 
 class ListEvents(harness.ServerTest):

@@ -54,6 +54,7 @@ Json to_json(const Job& job) {
           {"termination", text_or_null(job.termination)},
           {"message", text_or_null(job.message)},
           {"attempt", job.attempt},
+          {"progress", job.progress.empty() ? Json() : Json::parse(job.progress)},
           {"priority", job.priority},
           {"time_limit", time_or_null(job.time_limit)},
           {"threads", job.threads == 0 ? Json() : Json(job.threads)},
@@ -90,8 +91,15 @@ std::string list_document(const Jobs& jobs, const std::vector<const Job*>& page,
       {{"jobs", std::move(list)}, {"next", text_or_null(next)}, {"seq", jobs.last_news()}});
 }
 
-std::string log_document(int64_t attempt, uint64_t from, const std::string& text) {
-  return to_text({{"attempt", attempt}, {"from", from}, {"bytes", text.size()}, {"text", text}});
+std::string log_document(int64_t attempt, uint64_t from, const std::string& text,
+                         const std::vector<Progress>& progress) {
+  Json list = Json::array();
+  for (const Progress& entry : progress) list.push_back(Json::parse(progress_document(entry)));
+  return to_text({{"attempt", attempt},
+                  {"from", from},
+                  {"bytes", text.size()},
+                  {"text", text},
+                  {"progress", std::move(list)}});
 }
 
 std::string deletion_document(const std::string& id) { return to_text({{"id", id}}); }
@@ -113,6 +121,12 @@ std::string token_document(const Token& token) {
   return to_text({{"id", token.id},
                   {"owner", token.owner},
                   {"role", word_of(token.role)},
+                  {"quota",
+                   {{"jobs", limit_or_null(token.quota.jobs)},
+                    {"bytes", limit_or_null(token.quota.bytes)},
+                    {"threads", limit_or_null(token.quota.threads)},
+                    {"time", limit_or_null(token.quota.time)},
+                    {"variables", limit_or_null(token.quota.variables)}}},
                   {"expires", time_or_null(token.expires)}});
 }
 

@@ -6,6 +6,7 @@
 
 #include "api/documents.h"
 #include "base/files.h"
+#include "run/log_cap.h"
 
 namespace vorlan::server {
 namespace {
@@ -128,9 +129,12 @@ class JobEvents : public EventStream {
   std::string log_event_of(const Job& job) {
     if (job.attempt != attempt_) {
       attempt_ = job.attempt;
-      offset_ = 0;
+      offset_ = reader_offset_ = 0;
+      reader_ = {};
     }
     const std::string path = jobs_->attempt_folder(job) + "/" + kLogFile;
+    place_in_log(job, file_size(path).value_or(0));
+    if (reader_offset_ != offset_) catch_up(path);
     std::string text = read_part(path, offset_, kLogPiece).value_or("");
     const size_t end_of_line = text.rfind('\n');
     if (end_of_line != std::string::npos) {
@@ -140,9 +144,26 @@ class JobEvents : public EventStream {
     }
     if (text.empty()) return {};
     const uint64_t from = offset_;
-    offset_ += text.size();
+    offset_ = reader_offset_ = from + text.size();
     return event("log", std::to_string(attempt_) + "-" + std::to_string(offset_),
-                 log_document(attempt_, from, text));
+                 log_document(attempt_, from, text, reader_.read_text(text)));
+  }
+
+  // A long log has lost its middle. When its job ends, the places in it change: then the last part
+  // comes once more.
+  void place_in_log(const Job& job, uint64_t size) {
+    if (job.state != JobState::kEnded) {
+      offset_ = next_kept_byte(offset_, size);
+    } else if (offset_ > size && size > kLogHead) {
+      offset_ = size - kLogPiece;
+    }
+  }
+
+  // Where a stream goes on in a log, the lines before tell in which table it is.
+  void catch_up(const std::string& path) {
+    const uint64_t from = offset_ - std::min<uint64_t>(offset_, kLogPiece);
+    reader_.read_text(read_part(path, from, offset_ - from).value_or(""));
+    reader_offset_ = offset_;
   }
 
   Clock::duration wait() override {
@@ -154,6 +175,8 @@ class JobEvents : public EventStream {
   std::string id_;
   int64_t attempt_ = 0;
   uint64_t offset_ = 0;
+  ProgressReader reader_;
+  uint64_t reader_offset_ = 0;
   uint64_t told_news_ = 0;
   size_t told_place_ = 0;
 };

@@ -81,7 +81,7 @@ Answer job_answer(const Jobs& jobs, const std::string& id, int status) {
 class Submission : public Exchange {
  public:
   Submission(Jobs* jobs, const ApiLimits& limits, const Request& request, const Token& token)
-      : jobs_(jobs), limits_(limits) {
+      : jobs_(jobs), limits_(limits), quota_(token.quota) {
     job_.id = Jobs::new_id();
     job_.owner = token.owner;
     job_.token = token.id;
@@ -89,7 +89,10 @@ class Submission : public Exchange {
     job_.name = request.parameter("name").value_or("");
     job_.problem = problem_file_name(job_.name);
     refusal_ = check(request);
+    if (!refusal_) refusal_ = check_quota(request.content_length.value_or(0));
     if (refusal_) return;
+    reservation_ = jobs->reserve(job_.token);
+    reservation_->raise_to(static_cast<int64_t>(request.content_length.value_or(0)));
     path_ = jobs->incoming_path(job_.id);
     file_ = create_file(path_);
     if (!file_.valid()) refusal_ = no_room(system_error());
@@ -105,12 +108,19 @@ class Submission : public Exchange {
   bool receive(std::string_view piece) override {
     digest_.add(piece);
     job_.bytes += piece.size();
+    if (static_cast<int64_t>(job_.bytes) > reservation_->bytes()) {
+      // A body of unknown length.
+      over_quota_ = check_quota_of_bytes(job_.bytes - static_cast<uint64_t>(reservation_->bytes()));
+      if (over_quota_) return false;
+      reservation_->raise_to(static_cast<int64_t>(job_.bytes));
+    }
     if (write_all(file_.get(), piece)) return true;
     failure_ = system_error();
     return false;
   }
 
   void answer(Reply reply) override {
+    if (over_quota_) return reply(*over_quota_);
     if (!failure_.empty()) return reply(no_room(failure_));
     if (job_.bytes == 0) return reply(problem(400, "no-problem", "the body is empty"));
     file_.reset();
@@ -123,9 +133,13 @@ class Submission : public Exchange {
     job_.created = unix_time();
     const std::string received = std::move(path_);
     path_.clear();
-    jobs_->submit(job_, received, [jobs = jobs_, id = job_.id, reply](const std::string& failure) {
-      reply(failure.empty() ? job_answer(*jobs, id, 201) : no_room(failure));
-    });
+    // It counts as being received until it is a job, whether its connection lasts or not.
+    jobs_->submit(job_, received,
+                  [jobs = jobs_, id = job_.id, reply,
+                   reservation = reservation_](const std::string& failure) {
+                    reservation->end();
+                    reply(failure.empty() ? job_answer(*jobs, id, 201) : no_room(failure));
+                  });
   }
 
  private:
@@ -137,19 +151,24 @@ class Submission : public Exchange {
     const auto bad = [](const char* detail) { return problem(400, "bad-parameter", detail); };
     if (job_.name.size() > kLongestName) return bad("the name is longer than 255 bytes");
     if (!is_key(job_.key)) return bad("the idempotency key has more than 128 bytes or blanks");
-    const WorkerSettings& caps = jobs_->limits().worker;
+    WorkerSettings caps = jobs_->limits().worker;
+    caps.time_limit = least_limit(caps.time_limit, quota_.time);
+    caps.threads = least_limit(caps.threads, long{quota_.threads});
     if (!read_parameter(request, "time_limit", &job_.time_limit) ||
         !is_within(job_.time_limit, caps.time_limit)) {
-      return bad("time_limit is no number of seconds within the server's limit");
+      return bad("time_limit is no number of seconds within the limit");
     }
     if (!read_parameter(request, "threads", &job_.threads) ||
         !is_within(job_.threads, static_cast<int64_t>(caps.threads))) {
-      return bad("threads is no number within the server's limit");
+      return bad("threads is no number within the limit");
     }
     if (!read_parameter(request, "priority", &job_.priority) ||
         std::abs(job_.priority) > kHighestPriority) {
       return bad("priority is no number from -10 to 10");
     }
+    if (job_.time_limit == 0.0) job_.time_limit = quota_.time;
+    if (job_.threads == 0) job_.threads = quota_.threads;
+    job_.most_variables = quota_.variables;
     if (jobs_->num_open() >= jobs_->limits().most_queued) {
       return problem(429, "too-many-jobs", "the server takes no more jobs until some have ended");
     }
@@ -157,6 +176,25 @@ class Submission : public Exchange {
       return no_room("too little free space");
     }
     return {};
+  }
+
+  // Of a token that has been told how much it may take. A repeated submission is no second job, but
+  // that is known only when its body is there.
+  std::optional<Answer> check_quota(uint64_t bytes) const {
+    if (!jobs_->id_of_key(job_.owner, job_.key).empty()) return {};
+    if (quota_.jobs > 0 && jobs_->usage(job_.token).jobs >= quota_.jobs) {
+      return problem(429, "quota-of-jobs", "this token has as many jobs as it may have");
+    }
+    return check_quota_of_bytes(bytes);
+  }
+
+  // For so many bytes more.
+  std::optional<Answer> check_quota_of_bytes(uint64_t bytes) const {
+    if (quota_.bytes == 0) return {};
+    const int64_t left = std::max<int64_t>(0, quota_.bytes - jobs_->usage(job_.token).bytes);
+    if (bytes <= static_cast<uint64_t>(left)) return {};
+    return problem(429, "quota-of-bytes",
+                   "this token's problem files take as much room as they may; delete some jobs");
   }
 
   // The answer to a key that was used before.
@@ -175,6 +213,9 @@ class Submission : public Exchange {
 
   Jobs* jobs_;
   ApiLimits limits_;
+  Quota quota_;
+  std::shared_ptr<Reservation> reservation_;
+  std::optional<Answer> over_quota_;
   Job job_;
   std::string path_;
   Descriptor file_;

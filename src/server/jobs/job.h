@@ -37,6 +37,7 @@ struct Job {
   int64_t priority = 0;
   double time_limit = 0.0;  // seconds for the solve; 0: none
   int64_t threads = 0;
+  int64_t most_variables = 0;  // by the token's quota; 0: the server's limit alone
 
   JobState state = JobState::kQueued;
   Outcome outcome = Outcome::kNone;
@@ -46,6 +47,7 @@ struct Job {
   double created = 0.0;
   double began = 0.0;  // the solve; 0: not yet
   double ended = 0.0;
+  std::string progress;  // a JSON object; empty: none yet
   std::vector<ResultFile> results;
 
   // Not stored. It changes with every change that a watcher may see.

@@ -38,6 +38,8 @@ void bind_job(Statement* row, const Job& job) {
     row->bind(column++, *text);
   }
   for (const double time : {job.created, job.began, job.ended}) row->bind(column++, time);
+  row->bind(column++, job.progress);
+  row->bind(column++, job.most_variables);
 }
 
 Job read_job(const Statement& row) {
@@ -59,6 +61,8 @@ Job read_job(const Statement& row) {
     *text = row.text(column++);
   }
   for (double* time : {&job.created, &job.began, &job.ended}) *time = row.number(column++);
+  job.progress = row.text(column++);
+  job.most_variables = row.integer(column++);
   return job;
 }
 
@@ -83,11 +87,12 @@ const char* word_of(Wish wish) { return kWishes[static_cast<size_t>(wish)]; }
 
 void save_job(Database* database, const Job& job) {
   Statement row(*database, R"(INSERT INTO jobs VALUES
-      (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)
+      (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)
     ON CONFLICT (id) DO UPDATE SET state = excluded.state, outcome = excluded.outcome,
       attempt = excluded.attempt, wish = excluded.wish, response = excluded.response,
       termination = excluded.termination, message = excluded.message, began = excluded.began,
-      ended = excluded.ended)");
+      ended = excluded.ended,
+      progress = excluded.progress)");
   bind_job(&row, job);
   row.step();
   save_results(database, job);

@@ -38,6 +38,24 @@ std::string place_problem(const std::string& received, const std::string& folder
 
 }  // namespace
 
+Reservation::Reservation(std::shared_ptr<UsageByToken> received, std::string token)
+    : received_(std::move(received)), token_(std::move(token)) {
+  ++(*received_)[token_].jobs;
+}
+
+void Reservation::raise_to(int64_t bytes) {
+  (*received_)[token_].bytes += bytes - bytes_;
+  bytes_ = bytes;
+}
+
+void Reservation::end() {
+  if (received_ == nullptr) return;
+  Usage& usage = (*received_)[token_];
+  usage.bytes -= bytes_;
+  if (--usage.jobs == 0) received_->erase(token_);
+  received_ = nullptr;
+}
+
 Jobs::Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::string data_folder,
            const JobLimits& limits)
     : loop_(loop),
@@ -103,6 +121,21 @@ void Jobs::revoke_key(const std::string& owner, const std::string& key) {
 
 bool Jobs::is_revoked(const std::string& owner, const std::string& key) const {
   return !key.empty() && revoked_keys_.contains({owner, key});
+}
+
+Usage Jobs::usage(const std::string& token) const {
+  const auto found = received_->find(token);
+  Usage usage = found == received_->end() ? Usage() : found->second;
+  for (const auto& [id, job] : jobs_) {
+    if (job.token != token) continue;
+    usage.jobs += job.state == JobState::kEnded ? 0 : 1;
+    usage.bytes += static_cast<int64_t>(job.bytes);
+  }
+  return usage;
+}
+
+std::shared_ptr<Reservation> Jobs::reserve(const std::string& token) {
+  return std::make_shared<Reservation>(received_, token);
 }
 
 void Jobs::watch(const std::string& id, const Watch& watch) {

@@ -24,6 +24,7 @@
 #include "jobs/job.h"
 #include "run/attempt.h"
 #include "run/job_runner.h"
+#include "run/progress.h"
 #include "store/store.h"
 
 namespace vorlan::server {
@@ -33,6 +34,31 @@ struct JobLimits {
   size_t most_queued = 0;  // jobs that have not ended
   WorkerSettings worker;   // caps; a job may ask for less time and fewer threads
   double retention_seconds = 0.0;
+};
+
+// What the jobs of a token take.
+struct Usage {
+  int64_t jobs = 0;   // that have not ended
+  int64_t bytes = 0;  // of the problem files of all
+};
+using UsageByToken = std::map<std::string, Usage>;
+
+// A submission under way, which counts among its token's jobs until it is one.
+class Reservation {
+ public:
+  Reservation(std::shared_ptr<UsageByToken> received, std::string token);
+  ~Reservation() { end(); }
+  Reservation(const Reservation&) = delete;
+  Reservation& operator=(const Reservation&) = delete;
+
+  int64_t bytes() const { return bytes_; }
+  void raise_to(int64_t bytes);
+  void end();
+
+ private:
+  std::shared_ptr<UsageByToken> received_;
+  std::string token_;
+  int64_t bytes_ = 0;
 };
 
 class Jobs {
@@ -70,6 +96,10 @@ class Jobs {
   // it got.
   void revoke_key(const std::string& owner, const std::string& key);
   bool is_revoked(const std::string& owner, const std::string& key) const;
+
+  // Of a token, those included that are being received.
+  Usage usage(const std::string& token) const;
+  std::shared_ptr<Reservation> reserve(const std::string& token);
 
   // With an empty failure the thing is done, and on the disk.
   using Done = std::function<void(const std::string& failure)>;
@@ -129,6 +159,7 @@ class Jobs {
   void remove_leftovers();
   void look_at_running();
   void look_at(Job* job);
+  bool read_progress(Job* job, const std::string& log);
   void expire_old();
   Runner::Over over_function();
 
@@ -142,12 +173,20 @@ class Jobs {
   std::map<std::string, Job> jobs_;
   std::map<std::pair<std::string, std::string>, std::string> keys_;
   std::map<std::pair<std::string, std::string>, double> revoked_keys_;
+  // Connections can outlive the jobs when the server ends.
+  std::shared_ptr<UsageByToken> received_ = std::make_shared<UsageByToken>();
   std::map<std::string, std::vector<Done>> deletions_;  // of jobs whose end is being made safe
   std::map<std::string, std::vector<std::weak_ptr<std::function<void()>>>> watches_;
   std::vector<std::weak_ptr<std::function<void()>>> watches_of_all_;
   std::map<uint64_t, News> news_;
   std::deque<uint64_t> deletions_told_;  // their numbers
   FairQueue queue_;
+  // How far the logs of running jobs have been read.
+  struct Follower {
+    uint64_t offset = 0;
+    ProgressReader reader;
+  };
+  std::map<std::string, Follower> followers_;
   std::set<std::string> running_;  // jobs that have a slot
   size_t num_open_ = 0;
   uint64_t seq_;

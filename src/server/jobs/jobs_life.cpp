@@ -7,6 +7,8 @@
 #include "base/files.h"
 #include "jobs/job_rows.h"
 #include "jobs/jobs.h"
+#include "run/log_cap.h"
+#include "store/tokens.h"
 
 namespace vorlan::server {
 namespace {
@@ -16,12 +18,17 @@ using namespace std::chrono_literals;
 // How often logs and marks of running workers are looked at.
 constexpr auto kLookAtRunning = 100ms;
 constexpr auto kExpire = 60s;
+// So much of a log is read at a look.
+constexpr size_t kLogPiece = size_t{64} << 10;
+
+bool is_log(std::string_view name) { return name == kLogFile || name == kSolveLogFile; }
 
 // Makes the results outlive a fall of the machine and takes their digests.
 std::vector<ResultFile> secure_results(const std::string& folder) {
   std::vector<ResultFile> results;
   for (const FetchedFile& file : fetched_files()) {
     const std::string path = folder + "/" + file.name;
+    if (is_log(file.name)) shorten_log(path);
     const auto size = file_size(path);
     if (!size || !sync_path(path)) continue;
     const auto digest = sha256_of_file(path);
@@ -32,9 +39,7 @@ std::vector<ResultFile> secure_results(const std::string& folder) {
 }
 
 void only_logs(std::vector<ResultFile>* results) {
-  std::erase_if(*results, [](const ResultFile& file) {
-    return file.name != kLogFile && file.name != kSolveLogFile;
-  });
+  std::erase_if(*results, [](const ResultFile& file) { return !is_log(file.name); });
 }
 
 void take_log_sizes(Job* job) {
@@ -51,6 +56,7 @@ Job make_ended(Job job, const Verdict& verdict, std::vector<ResultFile> results)
   job.response = verdict.response;
   job.termination = verdict.termination;
   job.message = verdict.message;
+  job.progress = verdict.progress;
   if (verdict.solve_began > 0.0) job.began = verdict.solve_began;
   const bool unwanted = job.wish == Wish::kCancel || job.wish == Wish::kDelete;
   if (unwanted || verdict.without_result || (!verdict.finished && job.wish == Wish::kStop)) {
@@ -83,6 +89,7 @@ void Jobs::take_slot(const Job& job) {
 }
 
 void Jobs::free_slot(const Job& job) {
+  followers_.erase(job.id);
   running_.erase(job.id);
   queue_.count_end(job.owner);
 }
@@ -132,6 +139,7 @@ void Jobs::begin_attempt(const std::string& id) {
   WorkerSettings settings = limits_.worker;
   if (job->time_limit > 0.0) settings.time_limit = job->time_limit;
   if (job->threads > 0) settings.threads = job->threads;
+  settings.max_variables = least_limit(settings.max_variables, job->most_variables);
   std::string failure;
   if (!make_folder(folder)) failure = "cannot make the attempt's folder: " + system_error();
   if (failure.empty()) {
@@ -188,6 +196,7 @@ void Jobs::run_again(Job* job) {
   job->settling = false;
   job->state = JobState::kQueued;
   job->began = 0.0;
+  job->progress.clear();
   changed(job);
   enqueue(job);
   start_waiting();
@@ -253,13 +262,34 @@ void Jobs::look_at(Job* job) {
   const uint64_t solve_log = size(kSolveLogFile);
   const double began =
       job->began > 0.0 ? job->began : file_time(folder + "/" + kStartedFile).value_or(0.0);
+  for (const char* name : {kLogFile, kSolveLogFile, kErrorFile}) {
+    hollow_log(folder + "/" + name, size(name));
+  }
   const bool has_grown = log != job->log_bytes || solve_log != job->solve_log_bytes;
   const bool has_begun = began != job->began;
   job->log_bytes = log;
   job->solve_log_bytes = solve_log;
   job->began = began;
-  if (has_begun) return changed(job);
+  const bool has_progressed = has_grown && read_progress(job, folder + "/" + kLogFile);
+  if (has_begun || has_progressed) return changed(job);
   if (has_grown) log_grew(job);
+}
+
+// True when the log tells something new.
+bool Jobs::read_progress(Job* job, const std::string& log) {
+  Follower& follower = followers_[job->id];
+  const std::string text = read_part(log, follower.offset, kLogPiece).value_or("");
+  const size_t whole = text.rfind('\n');
+  if (whole == std::string::npos) {
+    // A line that long tells no progress.
+    if (text.size() == kLogPiece) follower.offset += kLogPiece;
+    return false;
+  }
+  follower.offset += whole + 1;
+  const auto found = follower.reader.read_text(std::string_view(text).substr(0, whole));
+  if (found.empty()) return false;
+  job->progress = progress_document(found.back());
+  return true;
 }
 
 void Jobs::expire_old() {

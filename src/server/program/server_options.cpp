@@ -29,6 +29,11 @@ constexpr Option kOptions[] = {
     {"insecure", "", &Options::insecure, 0, 0,
      "allow an address beyond this machine: requests and tokens are not encrypted"},
     {"worker", "PROGRAM", &Options::worker, 0, 0, "the program vorlancli (the one beside this)"},
+    {"jail", "MODE", &Options::jail, 0, 0,
+     "keep workers to their folders: yes, must (refuse to start where the system cannot), no "
+     "(yes)"},
+    {"worker-memory", "MIB", &Options::worker_memory, 0, 1e9,
+     "memory of each process of a worker (the machine's)"},
     {"slots", "N", &Options::slots, 0, 4096, "jobs that run at a time (by processors and threads)"},
     {"threads", "N", &Options::threads, 0, 512, "threads of a job (half of the processors)"},
     {"memory", "MIB", &Options::memory, 0, kMany, "memory of a solve (no limit)"},
@@ -153,7 +158,8 @@ Options parse_options(const std::vector<std::string>& words) {
 std::string options_help() {
   std::string text =
       "usage: vorlanserver --data DIR [OPTION...]         run the server\n"
-      "       vorlanserver token add OWNER [read|submit|admin] [DAYS] --data DIR\n"
+      "       vorlanserver token add OWNER [read|submit|admin] [DAYS] [QUOTA...] --data DIR\n"
+      "           QUOTA: jobs=N bytes=N threads=N time=SECONDS variables=N\n"
       "       vorlanserver token list --data DIR\n"
       "       vorlanserver token revoke ID --data DIR      beside a running server\n\n";
   for (const Option& option : kOptions) {

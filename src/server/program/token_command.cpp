@@ -14,26 +14,52 @@ namespace {
 
 constexpr double kSecondsOfADay = 86400.0;
 
-double parse_days(const std::string& text) {
-  double days = 0.0;
+double parse_amount(const std::string& text, const char* what) {
+  double amount = 0.0;
   const char* end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, days);
-  if (error != std::errc() || last != end || !(days > 0.0)) {
-    throw OptionError("'" + text + "' is no number of days");
+  const auto [last, error] = std::from_chars(text.data(), end, amount);
+  if (error != std::errc() || last != end || !(amount > 0.0 && amount < 1e15)) {
+    throw OptionError("'" + text + "' is no number of " + what);
   }
-  return days;
+  return amount;
 }
 
-int add(Database* database, const std::vector<std::string>& words) {
+// Takes the words NAME=VALUE off the others.
+Quota take_quota(std::vector<std::string>* words) {
+  Quota quota;
+  for (const std::string& word : *words) {
+    const size_t equals = word.find('=');
+    if (equals == std::string::npos) continue;
+    const std::string name = word.substr(0, equals);
+    const double value = parse_amount(word.substr(equals + 1), "things");
+    if (name == "jobs")
+      quota.jobs = static_cast<int64_t>(value);
+    else if (name == "bytes")
+      quota.bytes = static_cast<int64_t>(value);
+    else if (name == "threads")
+      quota.threads = static_cast<int64_t>(value);
+    else if (name == "time")
+      quota.time = value;
+    else if (name == "variables")
+      quota.variables = static_cast<int64_t>(value);
+    else
+      throw OptionError("there is no quota '" + name + "'");
+  }
+  std::erase_if(*words, [](const std::string& w) { return w.find('=') != std::string::npos; });
+  return quota;
+}
+
+int add(Database* database, std::vector<std::string> words) {
+  const Quota quota = take_quota(&words);
   if (words.size() < 2 || words.size() > 4) {
-    throw OptionError("expected: token add OWNER [ROLE] [DAYS]");
+    throw OptionError("expected: token add OWNER [ROLE] [DAYS] [NAME=VALUE...]");
   }
   const std::string word = words.size() > 2 ? words[2] : "submit";
   const auto role = role_of_word(word);
   if (!role) throw OptionError("'" + word + "' is none of read, submit and admin");
   const double expires =
-      words.size() > 3 ? unix_time() + kSecondsOfADay * parse_days(words[3]) : 0.0;
-  std::printf("token: %s\n", add_token(database, words[1], *role, expires).c_str());
+      words.size() > 3 ? unix_time() + kSecondsOfADay * parse_amount(words[3], "days") : 0.0;
+  std::printf("token: %s\n", add_token(database, words[1], *role, expires, quota).c_str());
   return 0;
 }
 

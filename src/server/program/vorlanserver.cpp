@@ -70,10 +70,26 @@ bool is_loopback(const std::string& address) {
 
 void check(const Options& options) {
   if (options.data.empty()) throw OptionError("--data DIR is missing; --help lists the options");
+  if (options.jail != "yes" && options.jail != "must" && options.jail != "no") {
+    throw OptionError("--jail: '" + options.jail + "' is none of yes, must and no");
+  }
   if (!is_loopback(options.listen) && !options.insecure) {
     throw OptionError("--listen " + options.listen +
                       ": beyond this machine requests and tokens would travel unencrypted; put a "
                       "TLS proxy in front, or give --insecure");
+  }
+}
+
+JailSettings jail_settings(const Options& options) {
+  return {options.jail != "no", static_cast<uint64_t>(options.worker_memory * kMebibyte)};
+}
+
+void tell_what_the_jail_lacks(const Options& options, const Jail& jail) {
+  if (options.jail == "no") log_event("warning", {{"jail", "off"}});
+  for (const std::string& lack : jail.missing()) {
+    if (options.jail == "must") throw OptionError("--jail must: this system has no " + lack);
+    log_event("warning", {{"jail", "this system has no " + lack}});
+    std::fprintf(stderr, "vorlanserver: warning: this system has no %s\n", lack.c_str());
   }
 }
 
@@ -123,7 +139,8 @@ int serve(const Options& options) {
   Store store(&loop, database_path);
   Database database(database_path);
   WorkThread files(&loop);
-  LocalRunner runner(&loop, worker);
+  LocalRunner runner(&loop, worker, jail_settings(options));
+  tell_what_the_jail_lacks(options, runner.jail());
   Jobs jobs(&loop, &store, &files, &runner, data, make_limits(options));
   Api api(&loop, &jobs, &database, {static_cast<uint64_t>(options.max_upload * kMebibyte), data});
   HttpServer http(&loop, &api, {});

@@ -4,11 +4,11 @@
 #include <charconv>
 
 #include "base/files.h"
+#include "run/progress.h"
 
 namespace vorlan::server {
 namespace {
 
-constexpr const char* kErrorFile = "stderr";
 constexpr size_t kLongestCode = 256;
 constexpr size_t kLongestMessage = size_t{64} << 10;
 // The library's error line is among the last of a log.
@@ -110,6 +110,8 @@ Verdict judge_attempt(const std::string& folder) {
   verdict.response = file_text(folder + "/res", kLongestCode);
   verdict.termination = file_text(folder + "/trm", kLongestCode);
   verdict.message = file_text(folder + "/msg", kLongestMessage);
+  const auto progress = last_progress(folder + "/" + kLogFile);
+  if (progress) verdict.progress = progress_document(*progress);
   verdict.finished = done;
   verdict.without_result = done && !solved;
   if (!done && ended_by_itself(folder)) {

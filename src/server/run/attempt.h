@@ -16,6 +16,7 @@ inline constexpr const char* kPidFile = "pid";
 inline constexpr const char* kStartedFile = "started";  // written right before the solve
 inline constexpr const char* kLogFile = "log";
 inline constexpr const char* kSolveLogFile = "solve.log";
+inline constexpr const char* kErrorFile = "stderr";  // what the program says beside its log
 
 // What a worker is told beside the problem. 0 is no limit, and for threads the library's own
 // choice.
@@ -49,6 +50,7 @@ struct Verdict {
   // The solve was skipped or never reached, because the worker had been asked to stop.
   bool without_result = false;
   std::string response, termination, message;
+  std::string progress;  // the last of the log, a JSON object; empty where there was none
   double solve_began = 0.0;
 };
 Verdict judge_attempt(const std::string& folder);

@@ -3,16 +3,18 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <charconv>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <filesystem>
 
+#include "base/event_log.h"
 #include "run/attempt.h"
 
 namespace vorlan::server {
@@ -23,8 +25,10 @@ using namespace std::chrono_literals;
 // Between two looks at what no descriptor tells: a lock that a dying child still holds, a process
 // id that a worker has not written yet.
 constexpr auto kLookAgain = 10ms;
-// No single file of a worker may be larger.
-constexpr rlim_t kLargestFile = rlim_t{16} << 30;
+// How often processes are counted. The system's own limit counts all of a user's, and none of
+// root's.
+constexpr auto kCountProcesses = 1s;
+constexpr size_t kMostProcesses = 64;
 
 int open_process(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
 
@@ -40,25 +44,46 @@ pid_t read_pid(const std::string& folder) {
   return error == std::errc() && last == end ? pid : -1;
 }
 
+// How many processes each session has, by the system's list.
+std::map<pid_t, size_t> processes_by_session() {
+  std::map<pid_t, size_t> counts;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
+    if (!std::isdigit(static_cast<unsigned char>(entry.path().filename().native().front())))
+      continue;
+    const std::string text = read_start(entry.path() / "stat", 1024).value_or("");
+    // PID (NAME) STATE PARENT GROUP SESSION
+    const size_t end_of_name = text.rfind(')');
+    int session = 0;
+    if (end_of_name == std::string::npos ||
+        std::sscanf(text.c_str() + end_of_name + 1, " %*c %*d %*d %d", &session) != 1) {
+      continue;
+    }
+    ++counts[session];
+  }
+  return counts;
+}
+
 // In the child, between fork and exec: only calls that are safe there. Everything of the server is
 // closed but the lock.
-[[noreturn]] void become_worker(const char* folder, int lock, int null_device, char* const* words) {
+[[noreturn]] void become_worker(const char* folder, int lock, int null_device, char* const* words,
+                                const Jail& jail, const Descriptor& rules) {
   setsid();
   signal(SIGPIPE, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  const rlimit no_core = {0, 0};
-  const rlimit file_size = {kLargestFile, kLargestFile};
-  setrlimit(RLIMIT_CORE, &no_core);
-  setrlimit(RLIMIT_FSIZE, &file_size);
   if (chdir(folder) != 0) _exit(126);
   const int errors = open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (errors < 0 || dup2(null_device, 0) < 0 || dup2(errors, 1) < 0 || dup2(errors, 2) < 0) {
     _exit(126);
   }
   if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) != 0 || fcntl(lock, F_SETFD, 0) != 0) _exit(126);
+  if (!jail.enter(rules)) {
+    static constexpr char kReason[] = "cannot enter the jail\n";
+    (void)!write(2, kReason, sizeof kReason - 1);
+    _exit(126);
+  }
   char path[] = "PATH=/usr/bin:/bin";
   char locale[] = "LC_ALL=C";
   char* environment[] = {path, locale, nullptr};
@@ -78,8 +103,10 @@ struct LocalRunner::Worker {
   Loop::Handle stopping;
 };
 
-LocalRunner::LocalRunner(Loop* loop, std::string program)
-    : loop_(loop), program_(std::move(program)) {}
+LocalRunner::LocalRunner(Loop* loop, std::string program, const JailSettings& jail)
+    : loop_(loop), program_(std::move(program)), jail_(jail, program_) {
+  count_processes();
+}
 LocalRunner::~LocalRunner() = default;
 
 LocalRunner::Worker* LocalRunner::find(const std::string& job) {
@@ -91,6 +118,8 @@ std::string LocalRunner::start(const AttemptPlace& place, const std::vector<std:
                                Over over) {
   const Descriptor lock = lock_file(place.folder + "/" + kLockFile);
   if (!lock.valid()) return "cannot lock the attempt's folder: " + system_error();
+  const Descriptor rules = jail_.prepare(place.folder);
+  if (jail_.has_landlock() && !rules.valid()) return "cannot make the jail: " + system_error();
   const Descriptor null_device = open_for_reading("/dev/null");
   std::vector<std::string> all = words;
   all.insert(all.begin(), program_);
@@ -100,7 +129,8 @@ std::string LocalRunner::start(const AttemptPlace& place, const std::vector<std:
   pointers.push_back(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
-    become_worker(place.folder.c_str(), lock.get(), null_device.get(), pointers.data());
+    become_worker(place.folder.c_str(), lock.get(), null_device.get(), pointers.data(), jail_,
+                  rules);
   }
   if (pid < 0) return "cannot start a process: " + system_error();
   auto worker = std::make_unique<Worker>();
@@ -148,9 +178,7 @@ void LocalRunner::watch_lock(Worker* worker) {
 void LocalRunner::look(const std::string& job) {
   Worker* worker = find(job);
   if (worker == nullptr) return;
-  if (worker->is_child && waitpid(worker->pid, nullptr, WNOHANG) == worker->pid) {
-    worker->is_child = false;
-  }
+  if (worker->is_child) end_child(worker);
   if (worker->is_child || is_locked(worker->folder + "/" + kLockFile)) {
     worker->watched = loop_->after(kLookAgain, [this, job] { look(job); });
     return;
@@ -158,6 +186,31 @@ void LocalRunner::look(const std::string& job) {
   const auto over = std::move(worker->over);
   workers_.erase(job);
   over(job);
+}
+
+// What the worker left behind goes with it. It cannot leave the group, and while its end has not
+// been taken note of, nobody else can have its number.
+void LocalRunner::end_child(Worker* worker) {
+  siginfo_t info{};
+  if (waitid(P_PID, static_cast<id_t>(worker->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+      info.si_pid != worker->pid) {
+    return;
+  }
+  ::kill(-worker->pid, SIGKILL);
+  waitpid(worker->pid, nullptr, 0);
+  worker->is_child = false;
+}
+
+void LocalRunner::count_processes() {
+  count_timer_ = loop_->after(kCountProcesses, [this] { count_processes(); });
+  if (workers_.empty()) return;
+  const auto counts = processes_by_session();
+  for (const auto& [job, worker] : workers_) {
+    const auto found = counts.find(worker->pid);
+    if (found == counts.end() || found->second <= kMostProcesses) continue;
+    log_event("worker killed", {{"job", job}, {"processes", std::to_string(found->second)}});
+    kill(job);
+  }
 }
 
 void LocalRunner::stop(const std::string& job) {

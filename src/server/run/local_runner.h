@@ -7,6 +7,7 @@
 
 #include "base/files.h"
 #include "base/loop.h"
+#include "run/jail.h"
 #include "run/job_runner.h"
 
 namespace vorlan::server {
@@ -14,11 +15,12 @@ namespace vorlan::server {
 class LocalRunner : public Runner {
  public:
   // `program` is the worker's program.
-  LocalRunner(Loop* loop, std::string program);
+  LocalRunner(Loop* loop, std::string program, const JailSettings& jail);
   ~LocalRunner() override;
 
   std::string start(const AttemptPlace& place, const std::vector<std::string>& words,
                     Over over) override;
+  const Jail& jail() const { return jail_; }
   bool adopt(const AttemptPlace& place, Over over) override;
   void stop(const std::string& job) override;
   void kill(const std::string& job) override;
@@ -29,11 +31,15 @@ class LocalRunner : public Runner {
   void watch(std::unique_ptr<Worker> worker);
   void watch_lock(Worker* worker);
   void look(const std::string& job);
+  void end_child(Worker* worker);
+  void count_processes();
   void try_stop(const std::string& job);
   Worker* find(const std::string& job);
 
   Loop* loop_;
   std::string program_;
+  Jail jail_;
+  Loop::Handle count_timer_;
   std::map<std::string, std::unique_ptr<Worker>> workers_;
 };
 

@@ -1,13 +1,14 @@
 // The thread of commits; see store.h.
 #include "store/store.h"
 
+#include <iterator>
+
 namespace vorlan::server {
 namespace {
 
-// Raised with every change of the tables; a step from each earlier one belongs into prepare_tables.
-constexpr int64_t kSchemaVersion = 1;
-
-constexpr const char* kTables = R"(
+// The step to each version of the tables from the one before it. A step that was ever released
+// stays as it is.
+constexpr const char* kSteps[] = {R"(
   CREATE TABLE jobs (
     id TEXT PRIMARY KEY, owner TEXT NOT NULL, token TEXT NOT NULL, key TEXT NOT NULL,
     name TEXT NOT NULL, problem TEXT NOT NULL, bytes INTEGER NOT NULL, sha256 TEXT NOT NULL,
@@ -23,7 +24,21 @@ constexpr const char* kTables = R"(
   CREATE TABLE tokens (
     id TEXT PRIMARY KEY, hash TEXT NOT NULL, owner TEXT NOT NULL, role TEXT NOT NULL,
     created REAL NOT NULL, expires REAL NOT NULL, revoked REAL NOT NULL) STRICT;
-)";
+)",
+                                  R"(
+  ALTER TABLE jobs ADD COLUMN progress TEXT NOT NULL DEFAULT '';
+  ALTER TABLE jobs ADD COLUMN most_variables INTEGER NOT NULL DEFAULT 0;
+  ALTER TABLE tokens ADD COLUMN most_jobs INTEGER NOT NULL DEFAULT 0;
+  ALTER TABLE tokens ADD COLUMN most_bytes INTEGER NOT NULL DEFAULT 0;
+  ALTER TABLE tokens ADD COLUMN most_threads INTEGER NOT NULL DEFAULT 0;
+  ALTER TABLE tokens ADD COLUMN most_time REAL NOT NULL DEFAULT 0.0;
+  ALTER TABLE tokens ADD COLUMN most_variables INTEGER NOT NULL DEFAULT 0;
+  CREATE TABLE audit (
+    time REAL NOT NULL, what TEXT NOT NULL, owner TEXT NOT NULL, token TEXT NOT NULL,
+    peer TEXT NOT NULL, job TEXT NOT NULL, detail TEXT NOT NULL) STRICT;
+  CREATE INDEX audit_by_time ON audit (time);
+)"};
+constexpr auto kSchemaVersion = static_cast<int64_t>(std::size(kSteps));
 
 }  // namespace
 
@@ -32,13 +47,13 @@ void prepare_tables(Database* database) {
   version.step();
   const int64_t found = version.integer(0);
   if (found == kSchemaVersion) return;
-  if (found != 0) {
-    throw DatabaseError("the data folder was made by another version of this server (tables " +
+  if (found > kSchemaVersion) {
+    throw DatabaseError("the data folder was made by a later version of this server (tables " +
                         std::to_string(found) + ", known " + std::to_string(kSchemaVersion) + ")");
   }
   version.reset();
   database->execute("BEGIN IMMEDIATE");
-  database->execute(kTables);
+  for (int64_t step = found; step < kSchemaVersion; ++step) database->execute(kSteps[step]);
   database->execute(("PRAGMA user_version=" + std::to_string(kSchemaVersion)).c_str());
   database->execute("COMMIT");
 }

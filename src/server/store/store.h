@@ -52,7 +52,7 @@ class Store {
   std::thread thread_;
 };
 
-// Makes the tables of an empty database; refuses one that a later version has made.
+// Makes the tables of an empty database, or what later versions have added to them; refuses one that a later version has made.
 void prepare_tables(Database* database);
 
 }  // namespace vorlan::server

@@ -20,11 +20,17 @@ constexpr RoleWord kRoles[] = {
     {"read", Role::kRead}, {"submit", Role::kSubmit}, {"admin", Role::kAdmin}};
 
 constexpr const char* kColumns =
-    "SELECT id, owner, role, created, expires, revoked, hash FROM tokens";
+    "SELECT id, owner, role, created, expires, revoked, hash, most_jobs, most_bytes, most_threads, "
+    "most_time, most_variables FROM tokens";
 
 Token read_row(const Statement& row) {
-  return {row.text(0),   row.text(1),   role_of_word(row.text(2)).value_or(Role::kRead),
-          row.number(3), row.number(4), row.number(5)};
+  return {row.text(0),
+          row.text(1),
+          role_of_word(row.text(2)).value_or(Role::kRead),
+          row.number(3),
+          row.number(4),
+          row.number(5),
+          {row.integer(7), row.integer(8), row.integer(9), row.number(10), row.integer(11)}};
 }
 
 bool is_valid(const Token& token) {
@@ -43,16 +49,22 @@ std::optional<Role> role_of_word(std::string_view word) {
 
 const char* word_of(Role role) { return kRoles[static_cast<size_t>(role)].word.data(); }
 
-std::string add_token(Database* database, const std::string& owner, Role role, double expires) {
+std::string add_token(Database* database, const std::string& owner, Role role, double expires,
+                      const Quota& quota) {
   const std::string id = random_hex(kIdBytes);
   const std::string secret = random_hex(kSecretBytes);
-  Statement insert(*database, "INSERT INTO tokens VALUES (?, ?, ?, ?, ?, ?, 0.0)");
+  Statement insert(*database, "INSERT INTO tokens VALUES (?, ?, ?, ?, ?, ?, 0.0, ?, ?, ?, ?, ?)");
   insert.bind(0, id);
   insert.bind(1, sha256(secret));
   insert.bind(2, owner);
   insert.bind(3, std::string_view(word_of(role)));
   insert.bind(4, unix_time());
   insert.bind(5, expires);
+  insert.bind(6, quota.jobs);
+  insert.bind(7, quota.bytes);
+  insert.bind(8, quota.threads);
+  insert.bind(9, quota.time);
+  insert.bind(10, quota.variables);
   insert.step();
   return std::string(kPrefix) + id + '_' + secret;
 }

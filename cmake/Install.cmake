@@ -2,6 +2,9 @@
 # program needs that uses the library (header, pkg-config, CMake), manual pages, documents, examples.
 
 install(TARGETS vorlancli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(VORLAN_COMPANION)
+  install(TARGETS vorlan RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 if(VORLAN_SERVER)
   install(TARGETS vorlanserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

@@ -1,0 +1,61 @@
+// What came of a solve, in words for people and as an exit status for scripts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace vorlan::companion {
+
+// What came of a solve. The number is the exit status of the program.
+enum class Outcome {
+  kOptimal = 0,
+  kFailed = 1,  // the model could not be read, solved or written
+  kUsage = 2,
+  kInfeasible = 3,
+  kUnbounded = 4,
+  kStoppedWithPoint = 5,
+  kStoppedWithoutPoint = 6,
+  kUnknown = 7,
+};
+
+struct Item {
+  std::string name;
+  double value = 0.0;
+  double dual = 0.0;  // of a variable its reduced cost, of a constraint its price
+};
+
+struct MatrixEntry {
+  std::string name;
+  int row = 0;
+  int column = 0;
+  double value = 0.0;
+};
+
+struct Answer {
+  std::string model;
+  Outcome outcome = Outcome::kUnknown;
+  std::string termination;  // symbolic name of the code, empty where the solve ran to its end
+  bool has_point = false;
+  bool has_duals = false;
+  double objective = 0.0;
+  double seconds = 0.0;
+  Sizes sizes;
+  std::vector<Item> variables;
+  std::vector<Item> constraints;
+  std::vector<MatrixEntry> matrix_entries;  // of the lower triangles, without zeros
+};
+
+// The answer that the session holds after a solve. Where it holds a certificate, the values are
+// those of the certificate: the direction of an unbounded model, the multipliers of an infeasible one.
+Answer read_answer(const Session& session, const std::string& model,
+                   const std::string& termination);
+
+// One line that says what came of the solve.
+std::string sentence(const Answer& answer);
+
+// A word for each outcome, for programs: "optimal", "infeasible", ...
+const char* word(Outcome outcome);
+
+}  // namespace vorlan::companion

@@ -1,0 +1,213 @@
+#include "answer_text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+namespace vorlan::companion {
+
+namespace {
+
+// What is this much smaller than the largest value of its table is rounding, and shown as 0 would be.
+constexpr double kNegligible = 1e-11;
+
+struct Row {
+  std::string name;
+  std::vector<std::string> numbers;
+};
+
+// "1 constraint", "2 constraints".
+std::string count(int number, const char* noun) {
+  return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+std::string number(double value) { return fmt::format("{:.10g}", value); }
+
+// A control character of a name would reach the terminal as a command.
+std::string printable(const std::string& name) {
+  std::string shown;
+  for (const char character : name) {
+    const unsigned char byte = static_cast<unsigned char>(character);
+    if (byte < 0x20 || byte == 0x7f) {
+      shown += fmt::format("\\x{:02x}", byte);
+    } else {
+      shown += character;
+    }
+  }
+  return shown;
+}
+
+double largest(const std::vector<Item>& items, double Item::*part) {
+  double most = 0.0;
+  for (const Item& item : items) {
+    if (std::isfinite(item.*part)) most = std::max(most, std::abs(item.*part));
+  }
+  return most;
+}
+
+// A table with a title line; columns of numbers are set to the right.
+std::string aligned(const Row& title, const std::vector<Row>& rows) {
+  std::size_t name_width = title.name.size();
+  std::vector<std::size_t> widths;
+  for (const std::string& word : title.numbers) widths.push_back(word.size());
+  for (const Row& row : rows) {
+    name_width = std::max(name_width, row.name.size());
+    for (std::size_t i = 0; i < widths.size(); ++i)
+      widths[i] = std::max(widths[i], row.numbers[i].size());
+  }
+  std::string shown;
+  const auto add = [&](const Row& row) {
+    shown += fmt::format("  {:<{}}", row.name, name_width);
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      shown += fmt::format("  {:>{}}", row.numbers[i], widths[i]);
+    }
+    shown += '\n';
+  };
+  add(title);
+  for (const Row& row : rows) add(row);
+  return shown;
+}
+
+// The items whose part is not zero, under a heading; nothing where there is none.
+std::string nonzero(const char* heading, const std::vector<Item>& items, double Item::*part,
+                    const Row& title, bool with_dual) {
+  const double least = kNegligible * largest(items, part);
+  std::vector<Row> rows;
+  for (const Item& item : items) {
+    if (!(std::abs(item.*part) > least)) continue;
+    Row row{printable(item.name), {number(item.*part)}};
+    if (with_dual) row.numbers.push_back(number(item.dual));
+    rows.push_back(row);
+  }
+  if (rows.empty()) return "";
+  return fmt::format("\n{} ({} of {})\n", heading, rows.size(), items.size()) +
+         aligned(title, rows);
+}
+
+std::string matrix_table(const std::vector<MatrixEntry>& entries) {
+  if (entries.empty()) return "";
+  std::vector<Row> rows;
+  rows.reserve(entries.size());
+  for (const MatrixEntry& entry : entries) {
+    rows.push_back(
+        {printable(entry.name),
+         {std::to_string(entry.row), std::to_string(entry.column), number(entry.value)}});
+  }
+  return "\nMatrix variables, lower triangles, without zeros\n" +
+         aligned({"matrix variable", {"row", "column", "value"}}, rows);
+}
+
+std::string point_table(const Answer& answer) {
+  const Row variable =
+      answer.has_duals ? Row{"variable", {"value", "reduced cost"}} : Row{"variable", {"value"}};
+  std::string shown = nonzero("Variables that are not zero", answer.variables, &Item::value,
+                              variable, answer.has_duals);
+  shown += matrix_table(answer.matrix_entries);
+  if (answer.has_duals) {
+    shown += nonzero("Constraints with a price", answer.constraints, &Item::dual,
+                     {"constraint", {"price"}}, false);
+  }
+  return shown;
+}
+
+std::string contradiction_table(const Answer& answer) {
+  if (!answer.has_duals) return "";
+  return nonzero("Constraints that contradict each other", answer.constraints, &Item::dual,
+                 {"constraint", {"multiplier"}}, false) +
+         nonzero("Variables whose bounds take part", answer.variables, &Item::dual,
+                 {"variable", {"multiplier"}}, false);
+}
+
+nlohmann::ordered_json as_json(const std::vector<Item>& items, bool with_duals) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Item& item : items) {
+    nlohmann::ordered_json object = {{"name", item.name}, {"value", item.value}};
+    if (with_duals) object["dual"] = item.dual;
+    list.push_back(object);
+  }
+  return list;
+}
+
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char character : text) {
+    if (character == '"') quoted += '"';
+    quoted += character;
+  }
+  return quoted + '"';
+}
+
+void add_csv(std::string& text, const char* kind, const std::vector<Item>& items) {
+  for (const Item& item : items) {
+    text += fmt::format("{},{},,,{},{}\r\n", kind, csv_field(item.name), item.value, item.dual);
+  }
+}
+
+}  // namespace
+
+std::string table(const Answer& answer) {
+  std::string shown = fmt::format("{}: {}\n", printable(answer.model), sentence(answer));
+  shown += count(answer.sizes.variables, "variable") + ", " +
+           count(answer.sizes.constraints, "constraint");
+  if (answer.sizes.matrix_variables > 0) {
+    shown += ", " + count(answer.sizes.matrix_variables, "matrix variable");
+  }
+  shown += fmt::format("; {:.2f} s\n", answer.seconds);
+  if (answer.has_point) shown += point_table(answer);
+  if (answer.outcome == Outcome::kInfeasible) shown += contradiction_table(answer);
+  if (answer.outcome == Outcome::kUnbounded) {
+    shown += nonzero("The direction in which the objective improves", answer.variables,
+                     &Item::value, {"variable", {"change"}}, false);
+  }
+  return shown;
+}
+
+std::string json(const Answer& answer) {
+  nlohmann::ordered_json object = {{"model", answer.model}, {"outcome", word(answer.outcome)}};
+  if (!answer.termination.empty()) object["termination"] = answer.termination;
+  if (answer.has_point) object["objective"] = answer.objective;
+  object["seconds"] = answer.seconds;
+  object["variables"] = as_json(answer.variables, answer.has_duals);
+  object["constraints"] = as_json(answer.constraints, answer.has_duals);
+  if (!answer.matrix_entries.empty()) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const MatrixEntry& entry : answer.matrix_entries) {
+      list.push_back({{"name", entry.name},
+                      {"row", entry.row},
+                      {"column", entry.column},
+                      {"value", entry.value}});
+    }
+    object["matrix entries"] = list;
+  }
+  // A name may hold any bytes; what is not UTF-8 becomes the replacement character.
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::string csv(const Answer& answer) {
+  std::string text = "kind,name,row,column,value,dual\r\n";
+  add_csv(text, "variable", answer.variables);
+  add_csv(text, "constraint", answer.constraints);
+  for (const MatrixEntry& entry : answer.matrix_entries) {
+    text += fmt::format("matrix,{},{},{},{},\r\n", csv_field(entry.name), entry.row, entry.column,
+                        entry.value);
+  }
+  return text;
+}
+
+std::string text(const Answer& answer, Form form) {
+  switch (form) {
+    case Form::kJson:
+      return json(answer);
+    case Form::kCsv:
+      return csv(answer);
+    default:
+      return table(answer);
+  }
+}
+
+}  // namespace vorlan::companion

@@ -1,0 +1,25 @@
+// An answer as text: a table for people, JSON and CSV for programs.
+#pragma once
+
+#include <string>
+
+#include "answer.h"
+
+namespace vorlan::companion {
+
+enum class Form { kTable, kJson, kCsv };
+
+// A summary and the values that are not zero. Of an infeasible model the constraints and bounds that
+// contradict each other, of an unbounded one the direction.
+std::string table(const Answer& answer);
+
+// One JSON object on one line, with every variable and constraint.
+std::string json(const Answer& answer);
+
+// Lines "kind,name,row,column,value,dual" below a title (RFC 4180), with every variable and constraint.
+std::string csv(const Answer& answer);
+
+// The answer in one of the forms.
+std::string text(const Answer& answer, Form form);
+
+}  // namespace vorlan::companion

@@ -15,7 +15,7 @@ namespace {
 // What is this much smaller than the largest value of its table is rounding, and shown as 0 would be.
 constexpr double kNegligible = 1e-11;
 
-struct Row {
+struct TableRow {
   std::string name;
   std::vector<std::string> numbers;
 };
@@ -50,17 +50,17 @@ double largest(const std::vector<Item>& items, double Item::*part) {
 }
 
 // A table with a title line; columns of numbers are set to the right.
-std::string aligned(const Row& title, const std::vector<Row>& rows) {
+std::string aligned(const TableRow& title, const std::vector<TableRow>& rows) {
   std::size_t name_width = title.name.size();
   std::vector<std::size_t> widths;
   for (const std::string& word : title.numbers) widths.push_back(word.size());
-  for (const Row& row : rows) {
+  for (const TableRow& row : rows) {
     name_width = std::max(name_width, row.name.size());
     for (std::size_t i = 0; i < widths.size(); ++i)
       widths[i] = std::max(widths[i], row.numbers[i].size());
   }
   std::string shown;
-  const auto add = [&](const Row& row) {
+  const auto add = [&](const TableRow& row) {
     shown += fmt::format("  {:<{}}", row.name, name_width);
     for (std::size_t i = 0; i < widths.size(); ++i) {
       shown += fmt::format("  {:>{}}", row.numbers[i], widths[i]);
@@ -68,18 +68,18 @@ std::string aligned(const Row& title, const std::vector<Row>& rows) {
     shown += '\n';
   };
   add(title);
-  for (const Row& row : rows) add(row);
+  for (const TableRow& row : rows) add(row);
   return shown;
 }
 
 // The items whose part is not zero, under a heading; nothing where there is none.
 std::string nonzero(const char* heading, const std::vector<Item>& items, double Item::*part,
-                    const Row& title, bool with_dual) {
+                    const TableRow& title, bool with_dual) {
   const double least = kNegligible * largest(items, part);
-  std::vector<Row> rows;
+  std::vector<TableRow> rows;
   for (const Item& item : items) {
     if (!(std::abs(item.*part) > least)) continue;
-    Row row{printable(item.name), {number(item.*part)}};
+    TableRow row{printable(item.name), {number(item.*part)}};
     if (with_dual) row.numbers.push_back(number(item.dual));
     rows.push_back(row);
   }
@@ -90,7 +90,7 @@ std::string nonzero(const char* heading, const std::vector<Item>& items, double 
 
 std::string matrix_table(const std::vector<MatrixEntry>& entries) {
   if (entries.empty()) return "";
-  std::vector<Row> rows;
+  std::vector<TableRow> rows;
   rows.reserve(entries.size());
   for (const MatrixEntry& entry : entries) {
     rows.push_back(
@@ -101,9 +101,9 @@ std::string matrix_table(const std::vector<MatrixEntry>& entries) {
          aligned({"matrix variable", {"row", "column", "value"}}, rows);
 }
 
-std::string point_table(const Answer& answer) {
-  const Row variable =
-      answer.has_duals ? Row{"variable", {"value", "reduced cost"}} : Row{"variable", {"value"}};
+std::string point_table(const ModelAnswer& answer) {
+  const TableRow variable = answer.has_duals ? TableRow{"variable", {"value", "reduced cost"}}
+                                             : TableRow{"variable", {"value"}};
   std::string shown = nonzero("Variables that are not zero", answer.variables, &Item::value,
                               variable, answer.has_duals);
   shown += matrix_table(answer.matrix_entries);
@@ -114,7 +114,7 @@ std::string point_table(const Answer& answer) {
   return shown;
 }
 
-std::string contradiction_table(const Answer& answer) {
+std::string contradiction_table(const ModelAnswer& answer) {
   if (!answer.has_duals) return "";
   return nonzero("Constraints that contradict each other", answer.constraints, &Item::dual,
                  {"constraint", {"multiplier"}}, false) +
@@ -150,7 +150,7 @@ void add_csv(std::string& text, const char* kind, const std::vector<Item>& items
 
 }  // namespace
 
-std::string table(const Answer& answer) {
+std::string table(const ModelAnswer& answer) {
   std::string shown = fmt::format("{}: {}\n", printable(answer.model), sentence(answer));
   shown += count(answer.sizes.variables, "variable") + ", " +
            count(answer.sizes.constraints, "constraint");
@@ -159,15 +159,15 @@ std::string table(const Answer& answer) {
   }
   shown += fmt::format("; {:.2f} s\n", answer.seconds);
   if (answer.has_point) shown += point_table(answer);
-  if (answer.outcome == Outcome::kInfeasible) shown += contradiction_table(answer);
-  if (answer.outcome == Outcome::kUnbounded) {
+  if (answer.outcome == SolveOutcome::kInfeasible) shown += contradiction_table(answer);
+  if (answer.outcome == SolveOutcome::kUnbounded) {
     shown += nonzero("The direction in which the objective improves", answer.variables,
                      &Item::value, {"variable", {"change"}}, false);
   }
   return shown;
 }
 
-std::string json(const Answer& answer) {
+std::string json(const ModelAnswer& answer) {
   nlohmann::ordered_json object = {{"model", answer.model}, {"outcome", word(answer.outcome)}};
   if (!answer.termination.empty()) object["termination"] = answer.termination;
   if (answer.has_point) object["objective"] = answer.objective;
@@ -188,7 +188,7 @@ std::string json(const Answer& answer) {
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
-std::string csv(const Answer& answer) {
+std::string csv(const ModelAnswer& answer) {
   std::string text = "kind,name,row,column,value,dual\r\n";
   add_csv(text, "variable", answer.variables);
   add_csv(text, "constraint", answer.constraints);
@@ -199,7 +199,7 @@ std::string csv(const Answer& answer) {
   return text;
 }
 
-std::string text(const Answer& answer, Form form) {
+std::string text(const ModelAnswer& answer, Form form) {
   switch (form) {
     case Form::kJson:
       return json(answer);

@@ -44,8 +44,8 @@ std::string Session::optimize() {
   return termination == VLN_RES_OK ? std::string() : code_name(termination);
 }
 
-Sizes Session::sizes() const {
-  Sizes sizes;
+ModelSizes Session::sizes() const {
+  ModelSizes sizes;
   expect(VLN_getnumvar(task_, &sizes.variables));
   expect(VLN_getnumcon(task_, &sizes.constraints));
   expect(VLN_getnumbarvar(task_, &sizes.matrix_variables));
@@ -118,7 +118,7 @@ std::string Session::matrix_variable_name(int j) const { return name(VLN_getbarv
 // Throws where an operation did not succeed.
 void Session::expect(VLNrescode_enum code) const {
   if (code == VLN_RES_OK) return;
-  throw Refusal(code_name(code));
+  throw LibraryRefusal(code_name(code));
 }
 
 std::string Session::name(NameQuery query, char prefix, int index) const {

@@ -1,5 +1,5 @@
 // One task of the optimizer library, as the companion uses it: its operations as C++ functions that
-// throw a Refusal where the library refuses.
+// throw a LibraryRefusal where the library refuses.
 #pragma once
 
 #include <stdexcept>
@@ -12,13 +12,13 @@ namespace vorlan::companion {
 
 // An operation that the library refused. The library has said why: in its log, or on standard error
 // where the log goes nowhere.
-class Refusal : public std::runtime_error {
+class LibraryRefusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // The sizes of a model.
-struct Sizes {
+struct ModelSizes {
   int variables = 0;
   int constraints = 0;
   int matrix_variables = 0;
@@ -43,7 +43,7 @@ class Session {
   // Optimizes; the symbolic name of the termination code, empty when the solve ran to its end.
   std::string optimize();
 
-  Sizes sizes() const;
+  ModelSizes sizes() const;
   bool has_solution(int which) const;
   int solution_status(int which) const;
   int problem_status(int which) const;

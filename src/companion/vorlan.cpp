@@ -8,7 +8,7 @@
 #include <exception>
 #include <string>
 
-#include "run.h"
+#include "companion_commands.h"
 #include "session.h"
 
 namespace vorlan::companion {
@@ -32,7 +32,7 @@ std::string is_duration(const std::string& word) {
   return is_number && seconds > 0.0 ? "" : "'" + word + "' is not a number of seconds above 0";
 }
 
-int status(Outcome outcome) { return static_cast<int>(outcome); }
+int status(SolveOutcome outcome) { return static_cast<int>(outcome); }
 
 // The words of a solve. The subcommands are told apart by the first word before this parser sees any,
 // so that a model may have any name.
@@ -60,7 +60,7 @@ int run_solve(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : status(Outcome::kUsage);
+    return app.exit(error) == 0 ? 0 : status(SolveOutcome::kUsage);
   }
   if (as_json) request.form = Form::kJson;
   if (as_csv) request.form = Form::kCsv;
@@ -68,16 +68,16 @@ int run_solve(int argc, char** argv) {
 }
 
 int run_convert(int argc, char** argv) {
-  if (argc != 4) throw Usage("usage: vorlan convert FROM TO");
+  if (argc != 4) throw UsageError("usage: vorlan convert FROM TO");
   convert(argv[2], argv[3]);
   return 0;
 }
 
 int run_params(int argc, char** argv) {
-  if (argc > 3) throw Usage("usage: vorlan params [WORD]");
+  if (argc > 3) throw UsageError("usage: vorlan params [WORD]");
   const std::string found = parameters(argc == 3 ? argv[2] : "");
-  if (found.empty()) throw Failure(std::string("no parameter has the word ") + argv[2]);
-  return std::fputs(found.c_str(), stdout) < 0 ? status(Outcome::kFailed) : 0;
+  if (found.empty()) throw CommandFailure(std::string("no parameter has the word ") + argv[2]);
+  return std::fputs(found.c_str(), stdout) < 0 ? status(SolveOutcome::kFailed) : 0;
 }
 
 int run(int argc, char** argv) {
@@ -92,16 +92,16 @@ int run(int argc, char** argv) {
 }  // namespace vorlan::companion
 
 int main(int argc, char** argv) {
-  using vorlan::companion::Outcome;
+  using vorlan::companion::SolveOutcome;
   try {
     return vorlan::companion::run(argc, argv);
-  } catch (const vorlan::companion::Usage& error) {
+  } catch (const vorlan::companion::UsageError& error) {
     std::fprintf(stderr, "vorlan: %s\n", error.what());
-    return static_cast<int>(Outcome::kUsage);
-  } catch (const vorlan::companion::Refusal&) {
-    return static_cast<int>(Outcome::kFailed);
+    return static_cast<int>(SolveOutcome::kUsage);
+  } catch (const vorlan::companion::LibraryRefusal&) {
+    return static_cast<int>(SolveOutcome::kFailed);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vorlan: %s\n", error.what());
-    return static_cast<int>(Outcome::kFailed);
+    return static_cast<int>(SolveOutcome::kFailed);
   }
 }

@@ -1,4 +1,4 @@
-#include "run.h"
+#include "companion_commands.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -71,7 +71,7 @@ void apply(Session& session, const SolveRequest& request) {
   for (const std::string& setting : request.settings) {
     const std::size_t equals = setting.find('=');
     if (equals == std::string::npos || equals == 0) {
-      throw Usage("--set " + setting + ": NAME=VALUE was expected");
+      throw UsageError("--set " + setting + ": NAME=VALUE was expected");
     }
     session.set(setting.substr(0, equals), setting.substr(equals + 1));
   }
@@ -80,7 +80,7 @@ void apply(Session& session, const SolveRequest& request) {
   }
 }
 
-Answer solve_model(const std::string& model, const SolveRequest& request) {
+ModelAnswer solve_model(const std::string& model, const SolveRequest& request) {
   Session session;
   if (!request.quiet) session.send_log(show_log, nullptr);
   session.ask_to_stop(stop_requested_now, nullptr);
@@ -90,14 +90,14 @@ Answer solve_model(const std::string& model, const SolveRequest& request) {
   const auto begin = std::chrono::steady_clock::now();
   const std::string termination = session.optimize();
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-  Answer answer = read_answer(session, model, termination);
+  ModelAnswer answer = read_answer(session, model, termination);
   answer.seconds = elapsed.count();
   return answer;
 }
 
 void put_stdout(const std::string& text) {
   if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    throw Failure(std::string("standard output: ") + std::strerror(errno));
+    throw CommandFailure(std::string("standard output: ") + std::strerror(errno));
   }
 }
 
@@ -120,7 +120,7 @@ void put_file(const std::string& text, const std::string& file) {
     return;
   const int error = errno;
   if (replaces) std::remove(target.c_str());
-  throw Failure(file + ": " + std::strerror(error));
+  throw CommandFailure(file + ": " + std::strerror(error));
 }
 
 void put(const std::string& text, const std::string& file) {
@@ -139,13 +139,13 @@ std::string lower(std::string text) {
 
 }  // namespace
 
-Outcome solve(const SolveRequest& request) {
+SolveOutcome solve(const SolveRequest& request) {
   const StopOnSignals signals;
-  Outcome worst = Outcome::kOptimal;
+  SolveOutcome worst = SolveOutcome::kOptimal;
   std::string texts;
   for (const std::string& model : request.models) {
-    const Answer answer = solve_model(model, request);
-    if (answer.outcome != Outcome::kOptimal) worst = answer.outcome;
+    const ModelAnswer answer = solve_model(model, request);
+    if (answer.outcome != SolveOutcome::kOptimal) worst = answer.outcome;
     if (!texts.empty() && request.form == Form::kTable) texts += '\n';
     texts += text(answer, request.form);
     if (request.output.empty()) {

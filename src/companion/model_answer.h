@@ -9,7 +9,7 @@
 namespace vorlan::companion {
 
 // What came of a solve. The number is the exit status of the program.
-enum class Outcome {
+enum class SolveOutcome {
   kOptimal = 0,
   kFailed = 1,  // the model could not be read, solved or written
   kUsage = 2,
@@ -33,15 +33,15 @@ struct MatrixEntry {
   double value = 0.0;
 };
 
-struct Answer {
+struct ModelAnswer {
   std::string model;
-  Outcome outcome = Outcome::kUnknown;
+  SolveOutcome outcome = SolveOutcome::kUnknown;
   std::string termination;  // symbolic name of the code, empty where the solve ran to its end
   bool has_point = false;
   bool has_duals = false;
   double objective = 0.0;
   double seconds = 0.0;
-  Sizes sizes;
+  ModelSizes sizes;
   std::vector<Item> variables;
   std::vector<Item> constraints;
   std::vector<MatrixEntry> matrix_entries;  // of the lower triangles, without zeros
@@ -49,13 +49,13 @@ struct Answer {
 
 // The answer that the session holds after a solve. Where it holds a certificate, the values are
 // those of the certificate: the direction of an unbounded model, the multipliers of an infeasible one.
-Answer read_answer(const Session& session, const std::string& model,
-                   const std::string& termination);
+ModelAnswer read_answer(const Session& session, const std::string& model,
+                        const std::string& termination);
 
 // One line that says what came of the solve.
-std::string sentence(const Answer& answer);
+std::string sentence(const ModelAnswer& answer);
 
 // A word for each outcome, for programs: "optimal", "infeasible", ...
-const char* word(Outcome outcome);
+const char* word(SolveOutcome outcome);
 
 }  // namespace vorlan::companion

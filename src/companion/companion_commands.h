@@ -5,19 +5,19 @@
 #include <string>
 #include <vector>
 
-#include "answer.h"
 #include "answer_text.h"
+#include "model_answer.h"
 
 namespace vorlan::companion {
 
 // A mistake in the words of the command line.
-class Usage : public std::runtime_error {
+class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // A file or stream that could not be written, or a word that nothing matches.
-class Failure : public std::runtime_error {
+class CommandFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -33,7 +33,7 @@ struct SolveRequest {
 
 // Solves each model and writes its answer. The outcome is the worst of them: the last that is not
 // optimal. An interrupt (Ctrl-C) or SIGTERM ends the solve in progress, and what it found is written.
-Outcome solve(const SolveRequest& request);
+SolveOutcome solve(const SolveRequest& request);
 
 // Writes the model of one file to another, each in the format of its suffix.
 void convert(const std::string& from, const std::string& to);

@@ -1,4 +1,4 @@
-#include "answer.h"
+#include "model_answer.h"
 
 #include <fmt/format.h>
 
@@ -38,12 +38,13 @@ bool is_point(int status) {
          status == kStatusPrimalAndDualFeasible || status == kStatusIntegerOptimal;
 }
 
-Outcome outcome_of(int status, int problem, const std::string& termination) {
-  if (status == kStatusOptimal || status == kStatusIntegerOptimal) return Outcome::kOptimal;
-  if (status == kStatusInfeasible || problem == kProblemInfeasible) return Outcome::kInfeasible;
-  if (status == kStatusUnbounded) return Outcome::kUnbounded;
-  if (is_point(status)) return Outcome::kStoppedWithPoint;
-  return termination.empty() ? Outcome::kUnknown : Outcome::kStoppedWithoutPoint;
+SolveOutcome outcome_of(int status, int problem, const std::string& termination) {
+  if (status == kStatusOptimal || status == kStatusIntegerOptimal) return SolveOutcome::kOptimal;
+  if (status == kStatusInfeasible || problem == kProblemInfeasible)
+    return SolveOutcome::kInfeasible;
+  if (status == kStatusUnbounded) return SolveOutcome::kUnbounded;
+  if (is_point(status)) return SolveOutcome::kStoppedWithPoint;
+  return termination.empty() ? SolveOutcome::kUnknown : SolveOutcome::kStoppedWithoutPoint;
 }
 
 std::vector<Item> items(const std::vector<double>& values, const std::vector<double>& duals,
@@ -73,9 +74,9 @@ std::vector<MatrixEntry> entries(const Session& session, int which, int count) {
 
 }  // namespace
 
-Answer read_answer(const Session& session, const std::string& model,
-                   const std::string& termination) {
-  Answer answer;
+ModelAnswer read_answer(const Session& session, const std::string& model,
+                        const std::string& termination) {
+  ModelAnswer answer;
   answer.model = model;
   answer.termination = termination;
   answer.sizes = session.sizes();
@@ -97,26 +98,26 @@ Answer read_answer(const Session& session, const std::string& model,
   return answer;
 }
 
-std::string sentence(const Answer& answer) {
+std::string sentence(const ModelAnswer& answer) {
   const std::string ended = answer.termination.empty() ? "" : " (" + answer.termination + ")";
   switch (answer.outcome) {
-    case Outcome::kOptimal:
+    case SolveOutcome::kOptimal:
       return fmt::format("optimal, objective {:.10g}", answer.objective);
-    case Outcome::kInfeasible:
+    case SolveOutcome::kInfeasible:
       return "infeasible: no point satisfies all constraints and bounds";
-    case Outcome::kUnbounded:
+    case SolveOutcome::kUnbounded:
       return "unbounded: the objective can be improved for ever";
-    case Outcome::kStoppedWithPoint:
+    case SolveOutcome::kStoppedWithPoint:
       return fmt::format("feasible, not proved optimal{}, objective {:.10g}", ended,
                          answer.objective);
-    case Outcome::kStoppedWithoutPoint:
+    case SolveOutcome::kStoppedWithoutPoint:
       return "stopped without a point" + ended;
     default:
       return "unknown: the method came to no answer" + ended;
   }
 }
 
-const char* word(Outcome outcome) {
+const char* word(SolveOutcome outcome) {
   constexpr std::array kWords = {"optimal",   "failed",   "usage",   "infeasible",
                                  "unbounded", "feasible", "stopped", "unknown"};
   return kWords.at(static_cast<std::size_t>(outcome));

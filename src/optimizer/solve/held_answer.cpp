@@ -6,14 +6,10 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/check/vectors.h"
 
 namespace vorlan {
 namespace {
-
-std::vector<double> times(double factor, std::vector<double> values) {
-  for (double& value : values) value *= factor;
-  return values;
-}
 
 // The inverse of what make_solution does with signs.
 BackendResult answer_of(const MinimizeProblem& problem, const Solution& held) {

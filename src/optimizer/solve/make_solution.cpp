@@ -9,6 +9,7 @@
 #include "solve/check/clean_rays.h"
 #include "solve/check/rays.h"
 #include "solve/check/terms.h"
+#include "solve/check/vectors.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -23,14 +24,6 @@ void split(const std::vector<double>& multiplier, double factor, std::vector<dou
     if (multiplier[i] > 0.0) (*lower)[i] = factor * multiplier[i];
     if (multiplier[i] < 0.0) (*upper)[i] = -factor * multiplier[i];
   }
-}
-
-std::vector<double> times(double factor, const std::vector<double>& values) {
-  std::vector<double> product(values.size());
-  // The zeros of a maximization stay 0 and do not become -0.
-  std::transform(values.begin(), values.end(), product.begin(),
-                 [factor](double value) { return value == 0.0 ? 0.0 : factor * value; });
-  return product;
 }
 
 std::vector<double> values_of(const std::vector<Sum>& sums) {

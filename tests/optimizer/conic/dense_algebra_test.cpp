@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vorlan::conic {
@@ -63,33 +64,105 @@ TEST(DenseAlgebra, UsesKernelsOfThisProcessor) {
 
 TEST(DenseAlgebra, ReadsNothingBehindAVector) {
   const DenseAlgebra& algebra = load_algebra();
-  for (int n = 1; n <= 40; ++n) {
-    const auto order = static_cast<size_t>(n);
-    GuardedMemory matrix(order * order);
-    GuardedMemory x(order);
-    GuardedMemory y(order);
-    std::fill_n(matrix.values(), order * order, 1.0);
-    std::fill_n(x.values(), order, 2.0);
-    std::fill_n(y.values(), order, 3.0);
-    algebra.multiply_vector(n, matrix.values(), n, x.values(), 1.0, y.values());
-    for (size_t i = 0; i < order; ++i) EXPECT_DOUBLE_EQ(y.values()[i], 2.0 * n + 3.0);
+  for (size_t n = 1; n <= 40; ++n) {
+    GuardedMemory matrix(n * n);
+    GuardedMemory x(n);
+    GuardedMemory y(n);
+    std::fill_n(matrix.values(), n * n, 1.0);
+    std::fill_n(x.values(), n, 2.0);
+    std::fill_n(y.values(), n, 3.0);
+    algebra.multiply_vector({matrix.values(), n, n, n}, {x.values(), n}, {y.values(), n});
+    for (size_t i = 0; i < n; ++i) EXPECT_DOUBLE_EQ(y.values()[i], 2.0 * static_cast<double>(n));
   }
 }
 
 TEST(DenseAlgebra, FindsEigenvaluesOfMatricesAtTheEndOfMemory) {
   const DenseAlgebra& algebra = load_algebra();
-  for (const int n : {1, 2, 7, 33, 40}) {
-    const auto order = static_cast<size_t>(n);
-    GuardedMemory matrix(order * order);
-    GuardedMemory values(order);
-    std::fill_n(matrix.values(), order * order, 1.0);
-    for (size_t i = 0; i < order; ++i) matrix.values()[i * order + i] = 2.0;
-    ASSERT_TRUE(algebra.eigenvalues(true, n, matrix.values(), n, values.values()));
-    EXPECT_NEAR(values.values()[order - 1], n + 1.0, 1e-12 * n);
+  for (const size_t n : {1, 2, 7, 33, 40}) {
+    GuardedMemory matrix(n * n);
+    GuardedMemory values(n);
+    std::fill_n(matrix.values(), n * n, 1.0);
+    for (size_t i = 0; i < n; ++i) matrix.values()[i * n + i] = 2.0;
+    ASSERT_TRUE(algebra.find_eigenvectors({matrix.values(), n, n, n}, {values.values(), n}));
+    const auto order = static_cast<double>(n);
+    EXPECT_NEAR(values.values()[n - 1], order + 1.0, 1e-12 * order);
     if (n > 1) {
-      EXPECT_NEAR(values.values()[0], 1.0, 1e-12 * n);
+      EXPECT_NEAR(values.values()[0], 1.0, 1e-12 * order);
     }
   }
+}
+
+// A 3 x 2 matrix beside its transpose, in all four combinations, into a part of a larger matrix.
+TEST(DenseAlgebra, MultipliesMatricesAndTransposesIntoAPart) {
+  DenseMatrix a(3, 2);  // 1 4; 2 5; 3 6
+  for (size_t k = 0; k < 6; ++k) a.values()[k] = static_cast<double>(k + 1);
+  DenseMatrix b(2, 3);  // its transpose
+  for (size_t i = 0; i < 3; ++i) {
+    for (size_t j = 0; j < 2; ++j) b(j, i) = a(i, j);
+  }
+  const double inner[2][2] = {{14.0, 32.0}, {32.0, 77.0}};
+  const DenseAlgebra& algebra = load_algebra();
+  DenseMatrix c(4, 4);
+  const MatrixView part = c.view().block(1, 2, 2, 2);
+  for (const auto& [left, right] : {std::pair<Operand, Operand>{b, a},
+                                    {transposed(a), a},
+                                    {b, transposed(b)},
+                                    {transposed(a), transposed(b)}}) {
+    c.fill(7.0);
+    algebra.multiply(2.0, left, right, 0.0, part);
+    for (size_t i = 0; i < 2; ++i) {
+      for (size_t j = 0; j < 2; ++j) EXPECT_EQ(part(i, j), 2.0 * inner[i][j]);
+    }
+    EXPECT_EQ(c(0, 2), 7.0);
+    EXPECT_EQ(c(3, 3), 7.0);
+    EXPECT_EQ(c(1, 1), 7.0);
+  }
+}
+
+// The strips of a symmetric product must meet: 70 columns are three of them.
+TEST(DenseAlgebra, ASymmetricProductIsTheLowerTriangleOfTheFullOne) {
+  const DenseAlgebra& algebra = load_algebra();
+  DenseMatrix a(70, 5);
+  for (size_t k = 0; k < a.values().size(); ++k) {
+    a.values()[k] = static_cast<double>(k * k % 17) - 8.0;
+  }
+  DenseMatrix full(70, 70);
+  DenseMatrix lower(70, 70);
+  DenseMatrix square(70, 70);
+  algebra.multiply(1.0, a, transposed(a), 0.0, full);
+  algebra.multiply_symmetric(1.0, a, transposed(a), 0.0, lower);
+  algebra.square(a, square);
+  mirror_lower(lower);
+  mirror_lower(square);
+  for (size_t k = 0; k < full.values().size(); ++k) {
+    EXPECT_EQ(lower.values()[k], full.values()[k]);
+    EXPECT_EQ(square.values()[k], full.values()[k]);
+  }
+}
+
+TEST(DenseAlgebra, MultipliesAndDividesByTriangles) {
+  const DenseAlgebra& algebra = load_algebra();
+  DenseMatrix l(2, 2);  // 1 0; 3 1
+  l(0, 0) = l(1, 1) = 1.0;
+  l(1, 0) = 3.0;
+  const auto of = [](const DenseMatrix& m) {
+    return std::vector<double>(m.values().begin(), m.values().end());
+  };
+  DenseMatrix b = DenseMatrix::identity(2);
+  algebra.multiply_from_left(Operand(l), b);
+  EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 0.0, 1.0}));
+  algebra.multiply_from_right(transposed(l), b);
+  EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 3.0, 10.0}));
+  algebra.divide_by_unit_triangle(l, b);
+  EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 0.0, 1.0}));
+  DenseMatrix product(2, 2);
+  algebra.square(l, product);
+  ASSERT_TRUE(algebra.factor_cholesky(product));
+  EXPECT_EQ(product(0, 0), 1.0);
+  EXPECT_EQ(product(1, 0), 3.0);
+  EXPECT_EQ(product(1, 1), 1.0);
+  product(1, 1) = -1.0;
+  EXPECT_FALSE(algebra.factor_cholesky(product));
 }
 
 }  // namespace

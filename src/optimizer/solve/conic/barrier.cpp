@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/check/vectors.h"
+
 namespace vorlan::conic {
 namespace {
 
@@ -22,27 +24,23 @@ double root_of_sum_with_logarithm(double c) {
   return r;
 }
 
-double dot(const std::vector<double>& a, const double* b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
-}
-
 // s0 >= s1 exp(s2 / s1): phi = s1 log(s0 / s1) - s2.
 class ExponentialBarrier : public Barrier {
  public:
   ExponentialBarrier() : Barrier({1.0, 1.0, 0.0}, 3.0) {}
 
-  bool inside(const double* s) const override { return s[0] > 0.0 && s[1] > 0.0 && phi(s) > 0.0; }
+  bool inside(std::span<const double> s) const override {
+    return s[0] > 0.0 && s[1] > 0.0 && phi(s) > 0.0;
+  }
 
   // z0 >= -z2 exp(z1 / z2 - 1), z2 < 0, by logarithms.
-  bool dual_inside(const double* z) const override {
+  bool dual_inside(std::span<const double> z) const override {
     return z[0] > 0.0 && z[2] < 0.0 && -z[2] * std::log(-z[0] / z[2]) - z[2] + z[1] > 0.0;
   }
 
   // With t = -z2 the conditions leave one unknown, r = 1 / (t x1), in
   // r + log(1 + r) = 1 + z1 / t + log(z0 / t).
-  void shadow(const double* z, double* x) const override {
+  void shadow(std::span<const double> z, std::span<double> x) const override {
     const double t = -z[2];
     const double r = root_of_sum_with_logarithm(1.0 + z[1] / t + std::log(z[0] / t));
     x[1] = 1.0 / (r * t);
@@ -51,28 +49,32 @@ class ExponentialBarrier : public Barrier {
   }
 
   // The solution of -grad f(s) = s, by Newton's method.
-  void central_point(double* s) const override {
+  void central_point(std::span<double> s) const override {
     s[0] = 1.258967884768947;
     s[1] = 0.556409619469370;
     s[2] = -1.051383945322714;
   }
 
  protected:
-  double phi(const double* s) const override { return s[1] * std::log(s[0] / s[1]) - s[2]; }
+  double phi(std::span<const double> s) const override {
+    return s[1] * std::log(s[0] / s[1]) - s[2];
+  }
 
-  void phi_gradient(const double* s, double* out) const override {
+  void phi_gradient(std::span<const double> s, std::span<double> out) const override {
     out[0] = s[1] / s[0];
     out[1] = std::log(s[0] / s[1]) - 1.0;
     out[2] = -1.0;
   }
 
-  void phi_hessian(const double* s, const double* u, double* out) const override {
+  void phi_hessian(std::span<const double> s, std::span<const double> u,
+                   std::span<double> out) const override {
     out[0] = -s[1] / (s[0] * s[0]) * u[0] + u[1] / s[0];
     out[1] = u[0] / s[0] - u[1] / s[1];
     out[2] = 0.0;
   }
 
-  void phi_third(const double* s, const double* u, const double* v, double* out) const override {
+  void phi_third(std::span<const double> s, std::span<const double> u, std::span<const double> v,
+                 std::span<double> out) const override {
     const double square = s[0] * s[0];
     out[0] = 2.0 * s[1] / (square * s[0]) * u[0] * v[0] - (u[0] * v[1] + u[1] * v[0]) / square;
     out[1] = -u[0] * v[0] / square + u[1] * v[1] / (s[1] * s[1]);
@@ -80,8 +82,8 @@ class ExponentialBarrier : public Barrier {
   }
 };
 
-std::vector<double> power_weights(int32_t size, const std::vector<double>& exponents) {
-  std::vector<double> weights(static_cast<size_t>(size), 0.0);
+std::vector<double> power_weights(size_t size, const std::vector<double>& exponents) {
+  std::vector<double> weights(size, 0.0);
   for (size_t i = 0; i < exponents.size(); ++i) weights[i] = 1.0 - exponents[i];
   return weights;
 }
@@ -89,18 +91,18 @@ std::vector<double> power_weights(int32_t size, const std::vector<double>& expon
 // prod s_i^w_i >= |tail|: phi = prod s_i^(2 w_i) - |tail|^2.
 class PowerBarrier : public Barrier {
  public:
-  PowerBarrier(int32_t size, std::vector<double> exponents)
+  PowerBarrier(size_t size, std::vector<double> exponents)
       : Barrier(power_weights(size, exponents), static_cast<double>(exponents.size()) + 1.0),
         exponent_(std::move(exponents)) {}
 
-  bool inside(const double* s) const override {
+  bool inside(std::span<const double> s) const override {
     for (size_t i = 0; i < exponent_.size(); ++i) {
       if (!(s[i] > 0.0)) return false;
     }
     return phi(s) > 0.0;
   }
 
-  bool dual_inside(const double* z) const override {
+  bool dual_inside(std::span<const double> z) const override {
     double log_product = 0.0;
     for (size_t i = 0; i < exponent_.size(); ++i) {
       if (!(z[i] > 0.0)) return false;
@@ -111,47 +113,49 @@ class PowerBarrier : public Barrier {
 
   // With P = prod x_i^(2 w_i) and phi = P - |tail|^2 the conditions leave one unknown, q = P / phi
   // - 1, in sum_i 2 w_i log((1 + w_i + 2 w_i q) / z_i) = log(4 q (q + 1) / |z's tail|^2).
-  void shadow(const double* z, double* x) const override {
+  void shadow(std::span<const double> z, std::span<double> x) const override {
     const double tail = tail_norm(z);
     const double q = tail > 0.0 ? root_of_shadow(z, tail) : 0.0;
     for (size_t i = 0; i < exponent_.size(); ++i) {
       x[i] = (1.0 + exponent_[i] + 2.0 * exponent_[i] * q) / z[i];
     }
     const double phi = tail > 0.0 ? 4.0 * q / (tail * tail) : 0.0;
-    for (size_t i = exponent_.size(); i < static_cast<size_t>(size()); ++i) {
+    for (size_t i = exponent_.size(); i < size(); ++i) {
       x[i] = -0.5 * phi * z[i];
     }
   }
 
-  void central_point(double* s) const override {
-    for (size_t i = 0; i < static_cast<size_t>(size()); ++i) {
+  void central_point(std::span<double> s) const override {
+    for (size_t i = 0; i < size(); ++i) {
       s[i] = i < exponent_.size() ? std::sqrt(1.0 + exponent_[i]) : 0.0;
     }
   }
 
  protected:
-  double phi(const double* s) const override {
+  double phi(std::span<const double> s) const override {
     const double root = std::sqrt(product(s));
     const double tail = tail_norm(s);
     return (root - tail) * (root + tail);
   }
 
-  void phi_gradient(const double* s, double* out) const override {
+  void phi_gradient(std::span<const double> s, std::span<double> out) const override {
     const double p = product(s);
     for (size_t i = 0; i < exponent_.size(); ++i) out[i] = 2.0 * exponent_[i] * p / s[i];
-    for (size_t i = exponent_.size(); i < static_cast<size_t>(size()); ++i) out[i] = -2.0 * s[i];
+    for (size_t i = exponent_.size(); i < size(); ++i) out[i] = -2.0 * s[i];
   }
 
-  void phi_hessian(const double* s, const double* u, double* out) const override {
+  void phi_hessian(std::span<const double> s, std::span<const double> u,
+                   std::span<double> out) const override {
     const double p = product(s);
     const double ratio = log_derivative(s, u);
     for (size_t i = 0; i < exponent_.size(); ++i) {
       out[i] = p * 2.0 * exponent_[i] / s[i] * (ratio - u[i] / s[i]);
     }
-    for (size_t i = exponent_.size(); i < static_cast<size_t>(size()); ++i) out[i] = -2.0 * u[i];
+    for (size_t i = exponent_.size(); i < size(); ++i) out[i] = -2.0 * u[i];
   }
 
-  void phi_third(const double* s, const double* u, const double* v, double* out) const override {
+  void phi_third(std::span<const double> s, std::span<const double> u, std::span<const double> v,
+                 std::span<double> out) const override {
     const double p = product(s);
     const double ratio_u = log_derivative(s, u);
     const double ratio_v = log_derivative(s, v);
@@ -165,13 +169,13 @@ class PowerBarrier : public Barrier {
       out[i] = p * 2.0 * exponent_[i] / s[i] *
                (ratio_u * ratio_v - curvature - du * ratio_v - dv * ratio_u + 2.0 * du * dv);
     }
-    for (size_t i = exponent_.size(); i < static_cast<size_t>(size()); ++i) out[i] = 0.0;
+    for (size_t i = exponent_.size(); i < size(); ++i) out[i] = 0.0;
   }
 
  private:
   // By Newton's method in log q within a bracket; the difference of the sides falls in q from
   // infinity to a negative limit.
-  double root_of_shadow(const double* z, double tail) const {
+  double root_of_shadow(std::span<const double> z, double tail) const {
     double low = -80.0;
     double high = 80.0;
     double u = 0.0;
@@ -195,21 +199,21 @@ class PowerBarrier : public Barrier {
     return std::exp(u);
   }
 
-  double product(const double* s) const {
+  double product(std::span<const double> s) const {
     double log_product = 0.0;
     for (size_t i = 0; i < exponent_.size(); ++i) log_product += exponent_[i] * std::log(s[i]);
     return std::exp(2.0 * log_product);
   }
 
-  double tail_norm(const double* s) const {
+  double tail_norm(std::span<const double> s) const {
     double norm = 0.0;
-    for (size_t i = exponent_.size(); i < static_cast<size_t>(size()); ++i) {
+    for (size_t i = exponent_.size(); i < size(); ++i) {
       norm = std::hypot(norm, s[i]);
     }
     return norm;
   }
 
-  double log_derivative(const double* s, const double* u) const {
+  double log_derivative(std::span<const double> s, std::span<const double> u) const {
     double sum = 0.0;
     for (size_t i = 0; i < exponent_.size(); ++i) sum += 2.0 * exponent_[i] * u[i] / s[i];
     return sum;
@@ -220,7 +224,7 @@ class PowerBarrier : public Barrier {
 
 }  // namespace
 
-void Barrier::gradient(const double* s, double* out) const {
+void Barrier::gradient(std::span<const double> s, std::span<double> out) const {
   const double value = phi(s);
   phi_gradient(s, out);
   for (size_t i = 0; i < weight_.size(); ++i) {
@@ -229,16 +233,16 @@ void Barrier::gradient(const double* s, double* out) const {
   }
 }
 
-void Barrier::hessian(const double* s, double* h) const {
+void Barrier::hessian(std::span<const double> s, MatrixView h) const {
   const size_t n = weight_.size();
   const double value = phi(s);
   std::vector<double> gradient(n);
   std::vector<double> unit(n, 0.0);
-  phi_gradient(s, gradient.data());
+  phi_gradient(s, gradient);
   for (size_t j = 0; j < n; ++j) {
-    double* column = h + j * n;
+    const std::span<double> column = h.column(j);
     unit[j] = 1.0;
-    phi_hessian(s, unit.data(), column);
+    phi_hessian(s, unit, column);
     unit[j] = 0.0;
     for (size_t i = 0; i < n; ++i) {
       column[i] = -column[i] / value + (gradient[i] / value) * (gradient[j] / value);
@@ -247,15 +251,16 @@ void Barrier::hessian(const double* s, double* h) const {
   }
 }
 
-void Barrier::third(const double* s, const double* u, const double* v, double* out) const {
+void Barrier::third(std::span<const double> s, std::span<const double> u, std::span<const double> v,
+                    std::span<double> out) const {
   const size_t n = weight_.size();
   const double value = phi(s);
   std::vector<double> gradient(n);
   std::vector<double> hessian_u(n);
   std::vector<double> hessian_v(n);
-  phi_gradient(s, gradient.data());
-  phi_hessian(s, u, hessian_u.data());
-  phi_hessian(s, v, hessian_v.data());
+  phi_gradient(s, gradient);
+  phi_hessian(s, u, hessian_u);
+  phi_hessian(s, v, hessian_v);
   phi_third(s, u, v, out);
   const double along_u = dot(gradient, u) / value;
   const double along_v = dot(gradient, v) / value;
@@ -272,7 +277,7 @@ std::unique_ptr<Barrier> make_exponential_barrier() {
   return std::make_unique<ExponentialBarrier>();
 }
 
-std::unique_ptr<Barrier> make_power_barrier(int32_t size, std::vector<double> exponents) {
+std::unique_ptr<Barrier> make_power_barrier(size_t size, std::vector<double> exponents) {
   return std::make_unique<PowerBarrier>(size, std::move(exponents));
 }
 

@@ -8,38 +8,43 @@
 #pragma once
 
 #include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
-#include "solve/conic/conic_problem.h"
+#include "solve/conic/matrix_view.h"
 
 namespace vorlan::conic {
 
 class Barrier {
  public:
   virtual ~Barrier() = default;
-  int32_t size() const { return static_cast<int32_t>(weight_.size()); }
+  size_t size() const { return weight_.size(); }
   double degree() const { return degree_; }
 
-  virtual bool inside(const double* s) const = 0;
-  virtual bool dual_inside(const double* z) const = 0;
+  virtual bool inside(std::span<const double> s) const = 0;
+  virtual bool dual_inside(std::span<const double> z) const = 0;
   // A point with -grad f(s) = s, where one is known, or any other inside.
-  virtual void central_point(double* s) const = 0;
+  virtual void central_point(std::span<double> s) const = 0;
 
-  void gradient(const double* s, double* out) const;
-  void hessian(const double* s, double* h) const;  // in full
+  void gradient(std::span<const double> s, std::span<double> out) const;
+  void hessian(std::span<const double> s, MatrixView h) const;  // in full
   // The point x with grad f(x) = -z, for z inside the dual cone.
-  virtual void shadow(const double* z, double* x) const = 0;
+  virtual void shadow(std::span<const double> z, std::span<double> x) const = 0;
   // The vector of f'''(s)[u, v, .].
-  void third(const double* s, const double* u, const double* v, double* out) const;
+  void third(std::span<const double> s, std::span<const double> u, std::span<const double> v,
+             std::span<double> out) const;
 
  protected:
   Barrier(std::vector<double> weights, double degree)
       : weight_(std::move(weights)), degree_(degree) {}
 
-  virtual double phi(const double* s) const = 0;
-  virtual void phi_gradient(const double* s, double* out) const = 0;
-  virtual void phi_hessian(const double* s, const double* u, double* out) const = 0;
-  virtual void phi_third(const double* s, const double* u, const double* v, double* out) const = 0;
+  virtual double phi(std::span<const double> s) const = 0;
+  virtual void phi_gradient(std::span<const double> s, std::span<double> out) const = 0;
+  virtual void phi_hessian(std::span<const double> s, std::span<const double> u,
+                           std::span<double> out) const = 0;
+  virtual void phi_third(std::span<const double> s, std::span<const double> u,
+                         std::span<const double> v, std::span<double> out) const = 0;
 
  private:
   std::vector<double> weight_;  // c
@@ -48,6 +53,6 @@ class Barrier {
 
 std::unique_ptr<Barrier> make_exponential_barrier();
 // The first members, as many as exponents, are the base; the others are within the norm.
-std::unique_ptr<Barrier> make_power_barrier(int32_t size, std::vector<double> exponents);
+std::unique_ptr<Barrier> make_power_barrier(size_t size, std::vector<double> exponents);
 
 }  // namespace vorlan::conic

@@ -22,7 +22,7 @@ namespace {
 std::vector<double> spread(const std::vector<double>& values, const std::vector<int32_t>& kept,
                            size_t num_row, double elsewhere) {
   std::vector<double> all(num_row, elsewhere);
-  for (size_t k = 0; k < kept.size(); ++k) all[static_cast<size_t>(kept[k])] = values[k];
+  for (size_t k = 0; k < kept.size(); ++k) all[index(kept[k])] = values[k];
   return all;
 }
 
@@ -81,8 +81,7 @@ bool ConicRun::prove_by_contradiction(const std::vector<double>& multipliers) {
   ray.z.resize(form.bounds.size());
   ray.cone_dual.resize(form.cost.size());
   for (const conic::MatrixBlock& block : form.matrices) {
-    const auto n = static_cast<size_t>(block.dimension);
-    ray.matrix_duals.emplace_back(n * n);
+    ray.matrix_duals.emplace_back(index(block.dimension), index(block.dimension));
   }
   form_.restore(problem_, conic::identity_scaling(form, multipliers.size()), ray, &proof_);
   normalize_ray(&proof_.y, &proof_.snx);

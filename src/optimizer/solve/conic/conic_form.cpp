@@ -309,14 +309,14 @@ void ConicForm::restore(const MinimizeProblem& model_problem, const Equilibratio
       }
     }
   }
-  const auto pack = [](const std::vector<std::vector<double>>& matrices,
+  const auto pack = [](const std::vector<DenseMatrix>& matrices,
                        const std::vector<MatrixBlock>& blocks, const auto& factor) {
     std::vector<double> packed;
     for (size_t m = 0; m < blocks.size(); ++m) {
       const size_t n = index(blocks[m].dimension);
       for (size_t col = 0; col < n; ++col) {
         for (size_t row = col; row < n; ++row) {
-          packed.push_back(matrices[m][col * n + row] * factor(m, row, col));
+          packed.push_back(matrices[m](row, col) * factor(m, row, col));
         }
       }
     }

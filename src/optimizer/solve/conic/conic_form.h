@@ -15,9 +15,9 @@
 
 #include "solve/backend.h"
 #include "solve/check/terms.h"
+#include "solve/conic/conic_answer.h"
 #include "solve/conic/convexity.h"
 #include "solve/conic/equilibration.h"
-#include "solve/conic/interior_point.h"
 
 namespace vorlan::conic {
 

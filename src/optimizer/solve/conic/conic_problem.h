@@ -13,9 +13,11 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "task/model.h"
+#include "task/numeric.h"
 
 namespace vorlan::conic {
 
@@ -30,9 +32,11 @@ struct Columns {
 };
 
 Columns transpose(const Columns& matrix);
-// y += factor * A x, y += factor * A'x.
-void add_product(const Columns& a, double factor, const double* x, double* y);
-void add_transposed_product(const Columns& a, double factor, const double* x, double* y);
+// y += factor * A x.
+void add_product(const Columns& a, double factor, std::span<const double> x, std::span<double> y);
+// y += factor * A'x.
+void add_transposed_product(const Columns& a, double factor, std::span<const double> x,
+                            std::span<double> y);
 
 struct Bound {
   int32_t var;
@@ -46,13 +50,14 @@ struct ConeBlock {
   std::vector<double> exponents;  // of power cones, positive, sum 1
 };
 
-// A cone's members between an array by variable and one of theirs.
-void gather(const ConeBlock& block, const std::vector<double>& from, double* to);
-void scatter(const ConeBlock& block, const double* from, std::vector<double>* to);
+// Takes a cone's members out of an array by variable.
+void gather(const ConeBlock& block, const std::vector<double>& from, std::vector<double>* members);
+// Writes a cone's members into an array by variable.
+void scatter(const ConeBlock& block, std::span<const double> members, std::vector<double>* to);
 
-// The elements of C or an A_i in one matrix variable, lower triangle.
+// The elements of an A_i in one matrix variable, lower triangle.
 struct MatrixPart {
-  int32_t row;  // of A; -1 for C
+  int32_t row;  // of A
   std::vector<TriangleEntry> entries;
 };
 
@@ -65,7 +70,7 @@ struct MatrixBlock {
 struct ConicProblem {
   Columns quadratic;  // P in full, both triangles
   std::vector<double> cost;
-  Columns matrix, matrix_rows;  // A and its transpose
+  Columns matrix;  // A
   std::vector<double> rhs;
   std::vector<double> rhs_size;  // the largest term that went into each, for its rounding error
   std::vector<Bound> bounds;

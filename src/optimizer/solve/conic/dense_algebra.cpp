@@ -4,8 +4,11 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <vector>
+
+#include "task/numeric.h"
 
 namespace vorlan::conic {
 namespace {
@@ -62,11 +65,32 @@ class KernelChoice {
 // The dsymv of OpenBLAS for several older processors reads past the end of a vector in the lower
 // triangle's case. One element behind y is known; a sanitizer has seen a read that two did not
 // cover. So the vectors given to it end with a cache line of unused elements.
-constexpr int kPadding = 8;
+constexpr size_t kPadding = 8;
 
-const char* letter(bool transpose) { return transpose ? "T" : "N"; }
+const char* letter(const Operand& operand) { return operand.is_transposed() ? "T" : "N"; }
+
+// An order or stride as Fortran takes it.
+struct Int {
+  explicit Int(size_t given) : value(static_cast<int>(given)) {}
+  int value;
+};
 
 }  // namespace
+
+Operand Operand::from_row(size_t first) const {
+  Operand part = *this;
+  const size_t count = rows() - first;
+  part.matrix_ = is_transposed_ ? matrix_.block(0, first, matrix_.rows(), count)
+                                : matrix_.block(first, 0, count, matrix_.cols());
+  return part;
+}
+
+Operand Operand::some_columns(size_t first, size_t count) const {
+  Operand part = *this;
+  part.matrix_ = is_transposed_ ? matrix_.block(first, 0, count, matrix_.cols())
+                                : matrix_.block(0, first, matrix_.rows(), count);
+  return part;
+}
 
 const DenseAlgebra* DenseAlgebra::load(std::string* message) {
   static DenseAlgebra algebra;
@@ -104,88 +128,120 @@ void DenseAlgebra::describe(void* library) {
                              : "a BLAS and LAPACK without a name";
 }
 
-void DenseAlgebra::multiply(bool transpose_a, bool transpose_b, int m, int n, int k, double alpha,
-                            const double* a, int lda, const double* b, int ldb, double beta,
-                            double* c, int ldc) const {
-  gemm_(letter(transpose_a), letter(transpose_b), &m, &n, &k, &alpha, a, &lda, b, &ldb, &beta, c,
-        &ldc);
+void DenseAlgebra::multiply(double alpha, const Operand& a, const Operand& b, double beta,
+                            MatrixView c) const {
+  assert(a.rows() == c.rows() && b.cols() == c.cols() && a.cols() == b.rows());
+  const Int m(c.rows()), n(c.cols()), k(a.cols());
+  const Int lda(a.matrix().stride()), ldb(b.matrix().stride()), ldc(c.stride());
+  gemm_(letter(a), letter(b), &m.value, &n.value, &k.value, &alpha, a.matrix().data(), &lda.value,
+        b.matrix().data(), &ldb.value, &beta, c.data(), &ldc.value);
 }
 
-void DenseAlgebra::rank_update(int n, int k, double alpha, const double* a, int lda, double beta,
-                               double* c, int ldc) const {
-  syrk_("L", "N", &n, &k, &alpha, a, &lda, &beta, c, &ldc);
-}
-
-void DenseAlgebra::multiply_symmetric(bool transpose_a, bool transpose_b, int n, int k,
-                                      double alpha, const double* a, int lda, const double* b,
-                                      int ldb, double beta, double* c, int ldc) const {
+void DenseAlgebra::multiply_symmetric(double alpha, const Operand& a, const Operand& b, double beta,
+                                      MatrixView c) const {
+  assert(c.is_square());
   // Strips of columns from the diagonal down; narrow ones waste little above it, wide ones run
   // faster.
-  const int width = std::clamp(n / 6, 32, 256);
-  for (int first = 0; first < n; first += width) {
-    const int columns = std::min(width, n - first);
-    const auto offset = static_cast<size_t>(first);
-    const double* a_part = transpose_a ? a + offset * static_cast<size_t>(lda) : a + offset;
-    const double* b_part = transpose_b ? b + offset : b + offset * static_cast<size_t>(ldb);
-    multiply(transpose_a, transpose_b, n - first, columns, k, alpha, a_part, lda, b_part, ldb, beta,
-             c + offset * static_cast<size_t>(ldc) + offset, ldc);
+  constexpr size_t kNarrowest = 32;
+  constexpr size_t kWidest = 256;
+  constexpr size_t kStrips = 6;
+  const size_t n = c.rows();
+  const size_t width = std::clamp(n / kStrips, kNarrowest, kWidest);
+  for (size_t first = 0; first < n; first += width) {
+    const size_t count = std::min(width, n - first);
+    multiply(alpha, a.from_row(first), b.some_columns(first, count), beta,
+             c.block(first, first, n - first, count));
   }
 }
 
-void DenseAlgebra::multiply_triangular(bool left, bool transpose, int m, int n, const double* l,
-                                       int ldl, double* b, int ldb) const {
+void DenseAlgebra::square(ConstMatrixView a, MatrixView c) const {
+  assert(c.is_square() && c.rows() == a.rows());
+  const Int n(a.rows()), k(a.cols()), lda(a.stride()), ldc(c.stride());
   const double one = 1.0;
-  trmm_(left ? "L" : "R", "L", letter(transpose), "N", &m, &n, &one, l, &ldl, b, &ldb);
+  const double zero = 0.0;
+  syrk_("L", "N", &n.value, &k.value, &one, a.data(), &lda.value, &zero, c.data(), &ldc.value);
 }
 
-void DenseAlgebra::solve_unit_triangular(int m, int n, const double* l, int ldl, double* b,
-                                         int ldb) const {
+void DenseAlgebra::multiply_from_left(const Operand& l, MatrixView b) const {
+  assert(l.matrix().is_square() && l.cols() == b.rows());
+  const Int m(b.rows()), n(b.cols()), ldl(l.matrix().stride()), ldb(b.stride());
   const double one = 1.0;
-  trsm_("R", "L", "T", "U", &m, &n, &one, l, &ldl, b, &ldb);
+  trmm_("L", "L", letter(l), "N", &m.value, &n.value, &one, l.matrix().data(), &ldl.value, b.data(),
+        &ldb.value);
 }
 
-void DenseAlgebra::multiply_vector(int n, const double* a, int lda, const double* x, double beta,
-                                   double* y) const {
+void DenseAlgebra::multiply_from_right(const Operand& l, MatrixView b) const {
+  assert(l.matrix().is_square() && l.rows() == b.cols());
+  const Int m(b.rows()), n(b.cols()), ldl(l.matrix().stride()), ldb(b.stride());
   const double one = 1.0;
+  trmm_("R", "L", letter(l), "N", &m.value, &n.value, &one, l.matrix().data(), &ldl.value, b.data(),
+        &ldb.value);
+}
+
+void DenseAlgebra::divide_by_unit_triangle(ConstMatrixView l, MatrixView b) const {
+  assert(l.is_square() && l.cols() == b.cols());
+  const Int m(b.rows()), n(b.cols()), ldl(l.stride()), ldb(b.stride());
+  const double one = 1.0;
+  trsm_("R", "L", "T", "U", &m.value, &n.value, &one, l.data(), &ldl.value, b.data(), &ldb.value);
+}
+
+void DenseAlgebra::multiply_vector(ConstMatrixView a, std::span<const double> x,
+                                   std::span<double> y) const {
+  assert(a.is_square() && a.cols() == x.size() && a.rows() == y.size());
+  const Int n(a.rows()), lda(a.stride());
+  const double one = 1.0;
+  const double zero = 0.0;
   const int step = 1;
-  const size_t size = static_cast<size_t>(n) + kPadding;
+  const size_t size = x.size() + kPadding;
   std::vector<double> padded(2 * size);
   double* padded_x = padded.data();
   double* padded_y = padded.data() + size;
-  std::copy_n(x, n, padded_x);
-  std::copy_n(y, n, padded_y);
-  symv_("L", &n, &one, a, &lda, padded_x, &step, &beta, padded_y, &step);
-  std::copy_n(padded_y, n, y);
+  std::copy(x.begin(), x.end(), padded_x);
+  symv_("L", &n.value, &one, a.data(), &lda.value, padded_x, &step, &zero, padded_y, &step);
+  std::copy_n(padded_y, y.size(), y.begin());
 }
 
-bool DenseAlgebra::factor_cholesky(int n, double* a, int lda) const {
+bool DenseAlgebra::factor_cholesky(MatrixView a) const {
+  assert(a.is_square());
+  const Int n(a.rows()), lda(a.stride());
   int info = 0;
-  potrf_("L", &n, a, &lda, &info);
+  potrf_("L", &n.value, a.data(), &lda.value, &info);
   return info == 0;
 }
 
-bool DenseAlgebra::eigenvalues(bool vectors, int n, double* a, int lda, double* values) const {
-  const char* job = vectors ? "V" : "N";
+bool DenseAlgebra::find_eigenvalues(MatrixView a, std::span<double> values) const {
+  return decompose("N", a, values);
+}
+
+bool DenseAlgebra::find_eigenvectors(MatrixView a, std::span<double> values) const {
+  return decompose("V", a, values);
+}
+
+bool DenseAlgebra::decompose(const char* job, MatrixView a, std::span<double> values) const {
+  assert(a.is_square() && a.rows() == values.size());
+  const Int n(a.rows()), lda(a.stride());
   int info = 0;
   const int ask = -1;
   double work_size = 0.0;
   int integer_size = 0;
-  syevd_(job, "L", &n, a, &lda, values, &work_size, &ask, &integer_size, &ask, &info);
+  syevd_(job, "L", &n.value, a.data(), &lda.value, values.data(), &work_size, &ask, &integer_size,
+         &ask, &info);
   const int size = static_cast<int>(work_size);
-  std::vector<double> work(static_cast<size_t>(size + kPadding));
-  std::vector<int> integers(static_cast<size_t>(integer_size));
-  syevd_(job, "L", &n, a, &lda, values, work.data(), &size, integers.data(), &integer_size, &info);
+  std::vector<double> work(index(size) + kPadding);
+  std::vector<int> integers(index(integer_size));
+  syevd_(job, "L", &n.value, a.data(), &lda.value, values.data(), work.data(), &size,
+         integers.data(), &integer_size, &info);
   return info == 0;
 }
 
-void mirror_lower(int n, double* a, int lda) {
-  const auto order = static_cast<size_t>(n);
-  const auto stride = static_cast<size_t>(lda);
+void mirror_lower(MatrixView a) {
+  assert(a.is_square());
+  const size_t order = a.rows();
   constexpr size_t kTile = 32;
   for (size_t first = 0; first < order; first += kTile) {
     for (size_t row = first; row < order; ++row) {
       const size_t end = std::min({first + kTile, row, order});
-      for (size_t col = first; col < end; ++col) a[row * stride + col] = a[col * stride + row];
+      for (size_t col = first; col < end; ++col) a(col, row) = a(row, col);
     }
   }
 }

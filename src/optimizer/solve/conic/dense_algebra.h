@@ -2,12 +2,42 @@
 // the optimized library of the system.
 //
 // The library is loaded when a model needs it for the first time, not linked: it is large, and a
-// linear model should start without it. Matrices are stored by column; symmetric ones in full.
+// linear model should start without it. Matrices are stored by column, and symmetric ones in full.
+// The routines take all orders from their arguments, which must fit.
 #pragma once
 
+#include <span>
 #include <string>
 
+#include "solve/conic/matrix_view.h"
+
 namespace vorlan::conic {
+
+// A matrix as a factor of a product: itself or its transpose.
+class Operand {
+ public:
+  Operand(ConstMatrixView matrix) : matrix_(matrix) {}
+  Operand(const DenseMatrix& matrix) : matrix_(matrix) {}
+  friend Operand transposed(Operand operand);
+
+  const ConstMatrixView& matrix() const { return matrix_; }
+  bool is_transposed() const { return is_transposed_; }
+  size_t rows() const { return is_transposed_ ? matrix_.cols() : matrix_.rows(); }
+  size_t cols() const { return is_transposed_ ? matrix_.rows() : matrix_.cols(); }
+  // The rows, or columns, from the first one given on.
+  Operand from_row(size_t first) const;
+  Operand some_columns(size_t first, size_t count) const;
+
+ private:
+  ConstMatrixView matrix_;
+  bool is_transposed_ = false;
+};
+
+// The transpose of a factor. Nothing is copied.
+inline Operand transposed(Operand operand) {
+  operand.is_transposed_ = !operand.is_transposed_;
+  return operand;
+}
 
 class DenseAlgebra {
  public:
@@ -17,36 +47,33 @@ class DenseAlgebra {
   // What was loaded, for the log: the library and the processor whose kernels it uses.
   const std::string& description() const { return description_; }
 
-  // C = alpha op(A) op(B) + beta C, with C m x n and the inner dimension k.
-  void multiply(bool transpose_a, bool transpose_b, int m, int n, int k, double alpha,
-                const double* a, int lda, const double* b, int ldb, double beta, double* c,
-                int ldc) const;
-  // The lower triangle of C = alpha A A' + beta C, with A n x k.
-  void rank_update(int n, int k, double alpha, const double* a, int lda, double beta, double* c,
-                   int ldc) const;
-  // The lower triangle of C = alpha op(A) op(B) + beta C, known to be symmetric of order n; saves
-  // about half of multiply's work.
-  void multiply_symmetric(bool transpose_a, bool transpose_b, int n, int k, double alpha,
-                          const double* a, int lda, const double* b, int ldb, double beta,
-                          double* c, int ldc) const;
-  // B = L B or B = L' B (from the left), or B = B L or B L' (from the right), L lower triangular
-  // of the order of B (m x n) on that side.
-  void multiply_triangular(bool left, bool transpose, int m, int n, const double* l, int ldl,
-                           double* b, int ldb) const;
-  // B = B inv(L') with L unit lower triangular of order n, B m x n.
-  void solve_unit_triangular(int m, int n, const double* l, int ldl, double* b, int ldb) const;
-  // y = A x + beta y with A symmetric of order n in its lower triangle.
-  void multiply_vector(int n, const double* a, int lda, const double* x, double beta,
-                       double* y) const;
-  // The lower Cholesky factor over A's lower triangle; false: not positive definite.
-  bool factor_cholesky(int n, double* a, int lda) const;
-  // Eigenvalues, ascending, of the symmetric A in its lower triangle; with vectors they replace A.
+  // C = alpha A B + beta C.
+  void multiply(double alpha, const Operand& a, const Operand& b, double beta, MatrixView c) const;
+  // The lower triangle of C = alpha A B + beta C, known to be symmetric; saves about half of
+  // multiply's work.
+  void multiply_symmetric(double alpha, const Operand& a, const Operand& b, double beta,
+                          MatrixView c) const;
+  // The lower triangle of C = A A'.
+  void square(ConstMatrixView a, MatrixView c) const;
+  // B = L B and B = B L, where L is a lower triangular matrix or the transpose of one.
+  void multiply_from_left(const Operand& l, MatrixView b) const;
+  void multiply_from_right(const Operand& l, MatrixView b) const;
+  // B = B inv(L') with L unit lower triangular.
+  void divide_by_unit_triangle(ConstMatrixView l, MatrixView b) const;
+  // y = A x with A symmetric, given by its lower triangle.
+  void multiply_vector(ConstMatrixView a, std::span<const double> x, std::span<double> y) const;
+  // Writes the lower Cholesky factor over A's lower triangle; false: A is not positive definite.
+  bool factor_cholesky(MatrixView a) const;
+  // The eigenvalues, ascending, of the symmetric A, which is given by its lower triangle and lost.
   // False: no convergence.
-  bool eigenvalues(bool vectors, int n, double* a, int lda, double* values) const;
+  bool find_eigenvalues(MatrixView a, std::span<double> values) const;
+  // The same with the eigenvectors, which are written over A.
+  bool find_eigenvectors(MatrixView a, std::span<double> values) const;
 
  private:
   bool open(std::string* message);
   void describe(void* library);
+  bool decompose(const char* job, MatrixView a, std::span<double> values) const;
 
   std::string description_;
   using Gemm = void (*)(const char*, const char*, const int*, const int*, const int*, const double*,
@@ -71,7 +98,7 @@ class DenseAlgebra {
   Syevd syevd_ = nullptr;
 };
 
-// Copies the lower triangle of a matrix of order n over its upper one.
-void mirror_lower(int n, double* a, int lda);
+// Copies the lower triangle of a square matrix over its upper one.
+void mirror_lower(MatrixView a);
 
 }  // namespace vorlan::conic

@@ -107,13 +107,13 @@ UpperTriangle multiply_by_transpose(const Columns& by_row, const Columns& by_var
 // A'y and A x.
 std::vector<double> combine(const Rows& rows, const std::vector<double>& y) {
   std::vector<double> sum(index(rows.columns.num_row), 0.0);
-  add_product(rows.columns, 1.0, y.data(), sum.data());
+  add_product(rows.columns, 1.0, y, sum);
   return sum;
 }
 
 std::vector<double> evaluate(const Rows& rows, const std::vector<double>& x) {
   std::vector<double> values(rows.rhs.size(), 0.0);
-  add_transposed_product(rows.columns, 1.0, x.data(), values.data());
+  add_transposed_product(rows.columns, 1.0, x, values);
   return values;
 }
 
@@ -123,7 +123,7 @@ std::vector<double> contradict(const Rows& rows, const SparseLdl& factor, int32_
   std::vector<double> unit(rows.rhs.size(), 0.0);
   unit[index(i)] = excess > 0.0 ? 1.0 : -1.0;
   std::vector<double> combination = evaluate(rows, combine(rows, unit));
-  factor.solve(combination.data());
+  factor.solve(combination);
   add(-1.0, combination, &unit);
   for (size_t k = 0; k < unit.size(); ++k) unit[k] *= rows.factor[k];
   return unit;
@@ -145,7 +145,7 @@ Dependence find_dependence(const Rows& rows) {
   factor.factor(system, signs, nullptr);
   if (factor.replaced().empty()) return {};
   std::vector<double> multipliers = rows.rhs;
-  factor.solve(multipliers.data());
+  factor.solve(multipliers);
   const std::vector<double> point = combine(rows, multipliers);
   const std::vector<double> value = evaluate(rows, point);
   const double size = std::max(1.0, largest(point));

@@ -373,7 +373,6 @@ Equilibration equilibrate(ConicProblem* problem) {
   for (size_t m = 0; m < scaling.matrix.size(); ++m) {
     multiply(before.matrix[m], &scaling.matrix[m]);
   }
-  problem->matrix_rows = transpose(problem->matrix);
   return scaling;
 }
 

@@ -1,8 +1,8 @@
-// Pattern, values, factorization and refinement.
+// The pattern is built once, with the place of each element that an iterate changes. A factorization
+// then adds the values at these places.
 #include "solve/conic/newton_system.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -17,193 +17,216 @@ namespace {
 constexpr double kFirstShift = 1e-12;
 constexpr double kShiftGrowth = 100.0;
 constexpr double kMostShift = 1e-5;
+// The part of the shift that an element of the diagonal gets beside, relative to itself.
 constexpr double kRelativeShift = 4e-16;
+// Refinement ends after so many rounds, or at this residual relative to the right-hand side.
 constexpr int kMostRounds = 4;
 constexpr double kGoodResidual = 1e-15;
 // With matrix variables the products with W are no better, and the caller corrects their steps.
 constexpr double kGoodMatrixResidual = 1e-12;
-
-// Elements of the upper triangle in any order, several of which may be the same place.
-struct Pattern {
-  struct Element {
-    int32_t row, col;
-    double value;
-    int64_t* place;  // where to tell its place, or nullptr
-  };
-  std::vector<Element> elements;
-
-  void add(int32_t a, int32_t b, double value, int64_t* place = nullptr) {
-    elements.push_back({std::min(a, b), std::max(a, b), value, place});
-  }
-
-  void compress(int32_t order, UpperTriangle* upper, std::vector<double>* constant) {
-    // A stable sort by row, then by column, both by counting.
-    for (const bool by_row : {true, false}) {
-      std::vector<int64_t> count(index(order) + 1, 0);
-      const auto key = [&](const Element& e) { return index(by_row ? e.row : e.col); };
-      for (const Element& e : elements) ++count[key(e) + 1];
-      for (size_t i = 1; i < count.size(); ++i) count[i] += count[i - 1];
-      std::vector<Element> sorted(elements.size());
-      for (const Element& e : elements) sorted[index(count[key(e)]++)] = e;
-      elements.swap(sorted);
-    }
-    upper->order = order;
-    upper->start.assign(index(order) + 1, 0);
-    upper->row.clear();
-    constant->clear();
-    const Element* last = nullptr;
-    for (const Element& e : elements) {
-      if (last == nullptr || last->row != e.row || last->col != e.col) {
-        upper->row.push_back(e.row);
-        constant->push_back(0.0);
-        ++upper->start[index(e.col) + 1];
-      }
-      constant->back() += e.value;
-      if (e.place != nullptr) *e.place = static_cast<int64_t>(upper->row.size()) - 1;
-      last = &e;
-    }
-    for (size_t i = 1; i < upper->start.size(); ++i) upper->start[i] += upper->start[i - 1];
-    upper->value = *constant;
-  }
-};
+// A round that leaves more than this share of the residual is the last one.
+constexpr double kSlowRound = 0.5;
 
 }  // namespace
 
-NewtonSystem::NewtonSystem(const ConicProblem& problem,
-                           const std::vector<std::unique_ptr<ScaledCone>>& cones)
-    : problem_(problem), cones_(cones), shift_(kFirstShift) {
+// Elements of the upper triangle in any order, several of which may be the same place.
+class NewtonSystem::Pattern {
+ public:
+  // The element's place is written to `place`, where that is not null, once it is known.
+  void add(size_t a, size_t b, double value, int64_t* place = nullptr) {
+    elements_.push_back({std::min(a, b), std::max(a, b), value, place});
+  }
+
+  // Adds the elements of a matrix, those on and above its diagonal or all, `shift` rows further down.
+  enum class Part { kUpper, kAll };
+  void add_columns(const Columns& columns, Part part, size_t shift) {
+    for (size_t j = 0; j < index(columns.num_col()); ++j) {
+      for (size_t k = index(columns.start[j]); k < index(columns.start[j + 1]); ++k) {
+        const size_t i = index(columns.row[k]);
+        if (part == Part::kUpper && i > j) continue;
+        add(i + shift, j, columns.value[k]);
+      }
+    }
+  }
+
+  // The matrix of the elements, its values the sums.
+  UpperTriangle compress(size_t order) {
+    sort(order, &Element::row);
+    sort(order, &Element::col);
+    UpperTriangle upper;
+    upper.order = static_cast<int32_t>(order);
+    upper.start.assign(order + 1, 0);
+    const Element* last = nullptr;
+    for (const Element& e : elements_) {
+      if (last == nullptr || last->row != e.row || last->col != e.col) {
+        upper.row.push_back(static_cast<int32_t>(e.row));
+        upper.value.push_back(0.0);
+        ++upper.start[e.col + 1];
+      }
+      upper.value.back() += e.value;
+      if (e.place != nullptr) *e.place = static_cast<int64_t>(upper.row.size()) - 1;
+      last = &e;
+    }
+    for (size_t i = 1; i < upper.start.size(); ++i) upper.start[i] += upper.start[i - 1];
+    return upper;
+  }
+
+ private:
+  struct Element {
+    size_t row, col;
+    double value;
+    int64_t* place;
+  };
+
+  // A stable sort by counting.
+  void sort(size_t order, size_t Element::*key) {
+    std::vector<size_t> count(order + 1, 0);
+    for (const Element& e : elements_) ++count[e.*key + 1];
+    for (size_t i = 1; i < count.size(); ++i) count[i] += count[i - 1];
+    std::vector<Element> sorted(elements_.size());
+    for (const Element& e : elements_) sorted[count[e.*key]++] = e;
+    elements_.swap(sorted);
+  }
+
+  std::vector<Element> elements_;
+};
+
+NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings,
+                           const DenseAlgebra* algebra)
+    : problem_(problem), algebra_(algebra), shift_(kFirstShift) {
+  for (const MatrixBlock& block : problem.matrices) products_.emplace_back(block, *algebra);
   choose_matrix_rows();
-  build_pattern();
+  build_pattern(scalings);
+  const size_t end = end_rows_.size();
+  end_.reset(end, end);
+  negative_end_.reset(end, end);
+  for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(index(upper_.order), 0.0);
+  ldl_.use(algebra);
+  std::vector<int32_t> last;
+  for (const int32_t row : end_rows_) last.push_back(static_cast<int32_t>(first_row_node_) + row);
+  ldl_.analyze(upper_, last);
 }
 
 void NewtonSystem::choose_matrix_rows() {
-  std::vector<bool> has_matrix(index(problem_.num_row()), false);
+  std::vector<bool> has_matrix(problem_.rhs.size(), false);
   double pairs = 0.0;
   for (const MatrixBlock& block : problem_.matrices) {
     const auto parts = static_cast<double>(block.parts.size());
     pairs += 0.5 * parts * (parts + 1.0);
     for (const MatrixPart& part : block.parts) has_matrix[index(part.row)] = true;
   }
-  place_of_row_.assign(index(problem_.num_row()), -1);
+  place_in_end_.assign(problem_.rhs.size(), -1);
   for (int32_t row = 0; row < problem_.num_row(); ++row) {
     if (!has_matrix[index(row)]) continue;
-    place_of_row_[index(row)] = static_cast<int32_t>(matrix_rows_.size());
-    matrix_rows_.push_back(row);
+    place_in_end_[index(row)] = static_cast<int32_t>(end_rows_.size());
+    end_rows_.push_back(row);
   }
   constexpr double kSparseShare = 0.1;
-  const auto rows = static_cast<double>(matrix_rows_.size());
-  dense_matrix_rows_ = pairs >= kSparseShare * 0.5 * rows * (rows + 1.0);
-  if (!dense_matrix_rows_) matrix_rows_.clear();
+  const auto rows = static_cast<double>(end_rows_.size());
+  has_dense_end_ = pairs >= kSparseShare * 0.5 * rows * (rows + 1.0);
+  if (!has_dense_end_) end_rows_.clear();
 }
 
-void NewtonSystem::build_pattern() {
-  const int32_t num_var = problem_.num_var();
+void NewtonSystem::build_pattern(const Scalings& scalings) {
   Pattern pattern;
-  place_.resize(cones_.size());
-  int32_t next_node = num_var;
-  sign_.assign(index(num_var), 1);
-  for (size_t c = 0; c < cones_.size(); ++c) {
-    const std::vector<int32_t>& vars = problem_.cones[c].vars;
-    const int32_t size = cones_[c]->size();
-    if (cones_[c]->has_dense_hessian()) {
-      place_[c].resize(index(size) * index(size + 1) / 2);
-      size_t k = 0;
-      for (int32_t j = 0; j < size; ++j) {
-        for (int32_t i = 0; i <= j; ++i) {
-          pattern.add(vars[index(i)], vars[index(j)], 0.0, &place_[c][k++]);
-        }
-      }
-      continue;
+  place_.resize(problem_.cones.size());
+  sign_.assign(problem_.cost.size(), 1);
+  for (size_t c = 0; c < place_.size(); ++c) {
+    if (scalings.cone(c).has_dense_hessian()) {
+      add_dense_cone(c, &pattern);
+    } else {
+      add_sparse_cone(c, &pattern);
     }
-    // Diagonal, the element (0, 1), then u's and v's columns.
-    place_[c].resize(3 * index(size) + 1);
-    for (int32_t i = 0; i < size; ++i) {
-      const int32_t var = vars[index(i)];
-      pattern.add(var, var, 0.0, &place_[c][index(i)]);
-      pattern.add(var, next_node, 0.0, &place_[c][index(size + 1 + i)]);
-      pattern.add(var, next_node + 1, 0.0, &place_[c][index(2 * size + 1 + i)]);
-    }
-    pattern.add(vars[0], vars[1], 0.0, &place_[c][index(size)]);
-    pattern.add(next_node, next_node, -1.0);
-    pattern.add(next_node + 1, next_node + 1, 1.0);
-    sign_.push_back(-1);
-    sign_.push_back(1);
-    next_node += 2;
   }
-  first_row_node_ = next_node;
-  const int32_t order = next_node + problem_.num_row();
-  sign_.resize(index(order), -1);
-  diagonal_.resize(index(order));
-  for (int32_t node = 0; node < order; ++node) {
-    pattern.add(node, node, 0.0, &diagonal_[index(node)]);
-  }
-  const auto add_columns = [&pattern](const Columns& columns, bool upper_only, int32_t shift) {
-    for (int32_t j = 0; j < columns.num_col(); ++j) {
-      for (int64_t k = columns.start[index(j)]; k < columns.start[index(j) + 1]; ++k) {
-        const int32_t i = columns.row[index(k)];
-        if (upper_only && i > j) continue;
-        pattern.add(i + shift, j, columns.value[index(k)]);
-      }
+  first_row_node_ = sign_.size();
+  const size_t order = first_row_node_ + problem_.rhs.size();
+  sign_.resize(order, -1);
+  diagonal_.resize(order);
+  for (size_t node = 0; node < order; ++node) pattern.add(node, node, 0.0, &diagonal_[node]);
+  pattern.add_columns(problem_.quadratic, Pattern::Part::kUpper, 0);
+  pattern.add_columns(problem_.matrix, Pattern::Part::kAll, first_row_node_);
+  if (!has_dense_end_) add_matrices(&pattern);
+  upper_ = pattern.compress(order);
+  constant_ = upper_.value;
+  shifted_ = upper_;
+}
+
+// The upper triangle of the cone's Hessian.
+void NewtonSystem::add_dense_cone(size_t c, Pattern* pattern) {
+  const std::vector<int32_t>& vars = problem_.cones[c].vars;
+  place_[c].resize(vars.size() * (vars.size() + 1) / 2);
+  size_t k = 0;
+  for (size_t j = 0; j < vars.size(); ++j) {
+    for (size_t i = 0; i <= j; ++i) {
+      pattern->add(index(vars[i]), index(vars[j]), 0.0, &place_[c][k++]);
     }
-  };
-  add_columns(problem_.quadratic, true, 0);
-  add_columns(problem_.matrix, false, next_node);
+  }
+}
+
+// The diagonal, the element (0, 1), then the columns of u and v, each with a node of its own.
+void NewtonSystem::add_sparse_cone(size_t c, Pattern* pattern) {
+  const std::vector<int32_t>& vars = problem_.cones[c].vars;
+  const size_t size = vars.size();
+  const size_t node = sign_.size();
+  place_[c].resize(3 * size + 1);
+  for (size_t i = 0; i < size; ++i) {
+    const size_t var = index(vars[i]);
+    pattern->add(var, var, 0.0, &place_[c][i]);
+    pattern->add(var, node, 0.0, &place_[c][size + 1 + i]);
+    pattern->add(var, node + 1, 0.0, &place_[c][2 * size + 1 + i]);
+  }
+  pattern->add(index(vars[0]), index(vars[1]), 0.0, &place_[c][size]);
+  pattern->add(node, node, -1.0);
+  pattern->add(node + 1, node + 1, 1.0);
+  sign_.push_back(-1);
+  sign_.push_back(1);
+}
+
+void NewtonSystem::add_matrices(Pattern* pattern) {
   matrix_place_.resize(problem_.matrices.size());
-  for (size_t m = 0; m < problem_.matrices.size() && !dense_matrix_rows_; ++m) {
+  for (size_t m = 0; m < matrix_place_.size(); ++m) {
     const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
     matrix_place_[m].resize(parts.size() * (parts.size() + 1) / 2);
     size_t k = 0;
     for (size_t col = 0; col < parts.size(); ++col) {
       for (size_t row = col; row < parts.size(); ++row) {
-        pattern.add(next_node + parts[row].row, next_node + parts[col].row, 0.0,
-                    &matrix_place_[m][k++]);
+        pattern->add(first_row_node_ + index(parts[row].row),
+                     first_row_node_ + index(parts[col].row), 0.0, &matrix_place_[m][k++]);
       }
     }
   }
-  pattern.compress(order, &upper_, &constant_);
-  shifted_ = upper_;
 }
 
-void NewtonSystem::analyze(const DenseAlgebra* algebra) {
-  algebra_ = algebra;
-  ldl_.use(algebra);
-  const size_t end = matrix_rows_.size();
-  std::vector<int32_t> last;
-  for (const int32_t row : matrix_rows_) last.push_back(first_row_node_ + row);
-  schur_.assign(end * end, 0.0);
-  end_block_.assign(end * end, 0.0);
-  const size_t order = index(upper_.order);
-  for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(order, 0.0);
-  ldl_.analyze(upper_, last);
-}
-
-void NewtonSystem::set_cone_values() {
-  for (size_t c = 0; c < cones_.size(); ++c) {
-    const size_t size = index(cones_[c]->size());
-    if (cones_[c]->has_dense_hessian()) {
-      std::vector<double> h(size * size);
-      cones_[c]->hessian(h.data());
+void NewtonSystem::add_cone_values(const Scalings& scalings) {
+  DenseMatrix h;
+  std::vector<double> values;
+  for (size_t c = 0; c < place_.size(); ++c) {
+    const ScaledCone& cone = scalings.cone(c);
+    const size_t size = cone.size();
+    if (cone.has_dense_hessian()) {
+      h.reset(size, size);
+      cone.hessian(h);
       size_t k = 0;
       for (size_t j = 0; j < size; ++j) {
-        for (size_t i = 0; i <= j; ++i) upper_.value[index(place_[c][k++])] += h[j * size + i];
+        for (size_t i = 0; i <= j; ++i) upper_.value[index(place_[c][k++])] += h(i, j);
       }
       continue;
     }
-    std::vector<double> values(3 * size + 1);
-    cones_[c]->sparse_hessian(values.data(), &values[size], &values[size + 1],
-                              &values[2 * size + 1]);
+    values.assign(3 * size + 1, 0.0);
+    const std::span<double> all = values;
+    cone.sparse_hessian({all.first(size), values[size], all.subspan(size + 1, size),
+                         all.subspan(2 * size + 1, size)});
     for (size_t k = 0; k < values.size(); ++k) upper_.value[index(place_[c][k])] += values[k];
   }
 }
 
-void NewtonSystem::factor(std::span<const double> bound_scaling,
-                          std::vector<MatrixCone>* matrices) {
+void NewtonSystem::factor(const Scalings& scalings) {
   upper_.value = constant_;
-  for (size_t k = 0; k < bound_scaling.size(); ++k) {
-    upper_.value[index(diagonal_[index(problem_.bounds[k].var)])] += bound_scaling[k];
+  for (size_t k = 0; k < problem_.bounds.size(); ++k) {
+    upper_.value[index(diagonal_[index(problem_.bounds[k].var)])] += scalings.bounds()[k];
   }
-  set_cone_values();
-  add_matrix_values(matrices);
+  add_cone_values(scalings);
+  add_matrix_values(scalings);
   factor_shifted();
   while (!ldl_.replaced().empty() && shift_ < kMostShift) {
     shift_ *= kShiftGrowth;
@@ -211,26 +234,26 @@ void NewtonSystem::factor(std::span<const double> bound_scaling,
   }
 }
 
-void NewtonSystem::add_matrix_values(std::vector<MatrixCone>* matrices) {
-  std::fill(schur_.begin(), schur_.end(), 0.0);
-  for (size_t m = 0; m < matrices->size(); ++m) {
-    (*matrices)[m].compute_schur(&products_);
+void NewtonSystem::add_matrix_values(const Scalings& scalings) {
+  end_.fill(0.0);
+  for (size_t m = 0; m < products_.size(); ++m) {
+    products_[m].compute(scalings.matrix(m).w(), &schur_);
     const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
     size_t k = 0;
     for (size_t col = 0; col < parts.size(); ++col) {
       for (size_t row = col; row < parts.size(); ++row) {
-        const double value = products_[col * parts.size() + row];
-        if (!dense_matrix_rows_) {
+        const double value = schur_(row, col);
+        if (!has_dense_end_) {
           upper_.value[index(matrix_place_[m][k++])] -= value;
           continue;
         }
-        const size_t p = index(place_of_row_[index(parts[row].row)]);
-        const size_t q = index(place_of_row_[index(parts[col].row)]);
-        schur_[std::min(p, q) * matrix_rows_.size() + std::max(p, q)] += value;
+        const size_t p = index(place_in_end_[index(parts[row].row)]);
+        const size_t q = index(place_in_end_[index(parts[col].row)]);
+        end_(std::max(p, q), std::min(p, q)) += value;
       }
     }
   }
-  for (size_t k = 0; k < schur_.size(); ++k) end_block_[k] = -schur_[k];
+  for (size_t k = 0; k < end_.values().size(); ++k) negative_end_.values()[k] = -end_.values()[k];
 }
 
 void NewtonSystem::factor_shifted() {
@@ -239,7 +262,7 @@ void NewtonSystem::factor_shifted() {
     double& value = shifted_.value[index(diagonal_[node])];
     value += sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
   }
-  ldl_.factor(shifted_, sign_, schur_.empty() ? nullptr : end_block_.data());
+  ldl_.factor(shifted_, sign_, end_rows_.empty() ? nullptr : &negative_end_);
 }
 
 void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* out) const {
@@ -247,33 +270,31 @@ void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* o
   for (size_t col = 0; col < x.size(); ++col) {
     const double xc = x[col];
     double sum = 0.0;
-    for (int64_t k = upper_.start[col]; k < upper_.start[col + 1]; ++k) {
-      const size_t row = index(upper_.row[index(k)]);
-      const double value = upper_.value[index(k)];
+    for (size_t k = index(upper_.start[col]); k < index(upper_.start[col + 1]); ++k) {
+      const size_t row = index(upper_.row[k]);
+      const double value = upper_.value[k];
       sum += value * x[row];
       if (row != col) (*out)[row] += value * xc;
     }
     (*out)[col] += sum;
   }
-  if (schur_.empty()) return;
-  const size_t end = matrix_rows_.size();
-  std::vector<double> part(end);
-  std::vector<double> product(end);
-  const size_t first = index(first_row_node_);
-  for (size_t k = 0; k < end; ++k) part[k] = x[first + index(matrix_rows_[k])];
-  algebra_->multiply_vector(static_cast<int>(end), schur_.data(), static_cast<int>(end),
-                            part.data(), 0.0, product.data());
-  for (size_t k = 0; k < end; ++k) (*out)[first + index(matrix_rows_[k])] -= product[k];
+  if (end_rows_.empty()) return;
+  std::vector<double> part;
+  for (const int32_t row : end_rows_) part.push_back(x[first_row_node_ + index(row)]);
+  std::vector<double> product(part.size());
+  algebra_->multiply_vector(end_, part, product);
+  for (size_t k = 0; k < product.size(); ++k) {
+    (*out)[first_row_node_ + index(end_rows_[k])] -= product[k];
+  }
 }
 
-void NewtonSystem::solve(const double* f, const double* g, double* dx, double* dy) {
-  const size_t num_var = index(problem_.num_var());
-  const size_t first = index(first_row_node_);
+void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution) {
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
-  std::copy_n(f, num_var, rhs_.begin());
-  std::copy_n(g, index(problem_.num_row()), rhs_.begin() + static_cast<int64_t>(first));
+  const std::span<double> all = rhs_;
+  std::copy(rhs.x.begin(), rhs.x.end(), all.begin());
+  std::copy(rhs.y.begin(), rhs.y.end(), all.subspan(first_row_node_).begin());
   solution_ = rhs_;
-  ldl_.solve(solution_.data());
+  ldl_.solve(solution_);
   const double good = problem_.matrices.empty() ? kGoodResidual : kGoodMatrixResidual;
   const double target = good * norm(rhs_);
   double error = norm_of_residual();
@@ -281,20 +302,21 @@ void NewtonSystem::solve(const double* f, const double* g, double* dx, double* d
     before_ = solution_;
     correct(error, target);
     const double next = norm_of_residual();
-    if (next < error) {
-      const bool slow = next > 0.5 * error;
-      error = next;
-      if (!slow) continue;
-    } else {
+    if (!(next < error)) {
       solution_ = before_;
+      break;
     }
-    break;
+    const bool slow = next > kSlowRound * error;
+    error = next;
+    if (slow) break;
   }
-  std::copy_n(solution_.begin(), num_var, dx);
-  for (size_t i = 0; i < index(problem_.num_row()); ++i) dy[i] = -solution_[first + i];
+  std::copy_n(solution_.begin(), solution->x.size(), solution->x.begin());
+  for (size_t i = 0; i < solution->y.size(); ++i) {
+    solution->y[i] = -solution_[first_row_node_ + i];
+  }
 }
 
-// Leaves the residual in residual_.
+// The residual is left in residual_.
 double NewtonSystem::norm_of_residual() {
   multiply(solution_, &residual_);
   for (size_t i = 0; i < rhs_.size(); ++i) residual_[i] = rhs_[i] - residual_[i];
@@ -306,16 +328,17 @@ double NewtonSystem::norm_of_residual() {
 // the shift changes only some directions much, these take a few vectors, while plain refinement
 // would crawl.
 void NewtonSystem::correct(double error, double target) {
+  constexpr double kWellBelow = 0.3;
   basis_[0] = residual_;
   for (double& value : basis_[0]) value /= error;
   size_t size = 0;  // of the space
   std::vector<std::array<double, 2>> rotations;
   std::vector<std::vector<double>> columns;  // of the triangular factor of the Hessenberg matrix
   std::vector<double> right = {error};
-  while (size < kMostVectors && std::fabs(right.back()) > 0.3 * target) {
+  while (size < kMostVectors && std::fabs(right.back()) > kWellBelow * target) {
     const size_t k = size;
     images_[k] = basis_[k];
-    ldl_.solve(images_[k].data());
+    ldl_.solve(images_[k]);
     std::vector<double>& next = basis_[k + 1];
     next.resize(rhs_.size());
     multiply(images_[k], &next);

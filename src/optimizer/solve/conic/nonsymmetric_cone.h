@@ -17,29 +17,32 @@ namespace vorlan::conic {
 
 class NonsymmetricCone : public ScaledCone {
  public:
-  // Dual: s is in the dual of the barrier's cone, so that s and z change their parts.
-  NonsymmetricCone(std::unique_ptr<Barrier> barrier, bool dual);
+  // Whether s is in the barrier's cone itself or in its dual. In the dual one s and z change their
+  // parts.
+  enum class Side { kPrimal, kDual };
+  NonsymmetricCone(std::unique_ptr<Barrier> barrier, Side side);
 
   double degree() const override { return barrier_->degree(); }
-  void start(double* s, double* z) const override;
-  bool update(const double* s, const double* z, double mu) override;
-  void hessian(double* h) const override;
-  void multiply(const double* ds, double* out) const override;
-  void centering_rhs(const double* s, const double* z, double mu_target, const double* ds,
-                     const double* dz, double* out) const override;
-  double step_length(const double* s, const double* ds, const double* z, const double* dz,
-                     double limit) const override;
+  void start(std::span<double> s, std::span<double> z) const override;
+  bool update(const ConePoint& at, double mu) override;
+  void hessian(MatrixView h) const override;
+  void multiply(std::span<const double> ds, std::span<double> out) const override;
+  void centering_rhs(const ConePoint& at, double mu_target, const ConePoint& affine,
+                     std::span<double> out) const override;
+  double step_length(const ConePoint& at, const ConePoint& step, double limit) const override;
 
  private:
-  bool inside(const double* member, const double* dual_member) const;
-  // A scaling that maps the member of the barrier's cone to the dual one, into hessian_.
-  void blend(const double* member, const double* dual_member, const std::vector<double>& shadow,
-             const std::vector<double>& dual_shadow);
+  // The point as the barrier sees it: s in its cone and z in the dual one.
+  ConePoint of_barrier(const ConePoint& point) const;
+  bool is_inside(const ConePoint& own) const;
+  // Sets hessian_ to a scaling that maps own.s to own.z and the shadows likewise.
+  void blend(const ConePoint& own, const ConePoint& shadow);
+  bool invert_hessian();
 
   std::unique_ptr<Barrier> barrier_;
-  bool dual_;
-  std::vector<double> barrier_hessian_;  // at the member of the barrier's cone
-  std::vector<double> hessian_;          // H
+  Side side_;
+  DenseMatrix barrier_hessian_;  // at the member of the barrier's cone
+  DenseMatrix hessian_;          // H
 };
 
 }  // namespace vorlan::conic

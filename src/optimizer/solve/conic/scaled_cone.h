@@ -8,49 +8,57 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <vector>
+#include <span>
 
-#include "solve/conic/conic_problem.h"
+#include "solve/conic/matrix_view.h"
+#include "task/numeric.h"
 
 namespace vorlan::conic {
 
+// Members of a cone with their duals, or a change of both.
+struct ConePoint {
+  std::span<const double> s, z;
+};
+
+// H = D + u u' - v v' of a large cone, with D diagonal but for its elements (0, 1) and (1, 0), and
+// D - v v' positive definite. The spans have an element for each member.
+struct SparseHessian {
+  std::span<double> diagonal;
+  double& beside;  // the element (0, 1)
+  std::span<double> u, v;
+};
+
 class ScaledCone {
  public:
-  explicit ScaledCone(int32_t size) : size_(size) {}
+  explicit ScaledCone(size_t size) : size_(size) {}
   virtual ~ScaledCone() = default;
   ScaledCone(const ScaledCone&) = delete;
   ScaledCone& operator=(const ScaledCone&) = delete;
 
-  int32_t size() const { return size_; }
+  size_t size() const { return size_; }
   // The barrier parameter.
   virtual double degree() const = 0;
-  // A point on the central path with mu = 1.
-  virtual void start(double* s, double* z) const = 0;
+  // Writes a point on the central path with mu = 1.
+  virtual void start(std::span<double> s, std::span<double> z) const = 0;
   // Chooses H; false: s or z is not inside, or too far from the central path with this mu to go on
   // from.
-  virtual bool update(const double* s, const double* z, double mu) = 0;
+  virtual bool update(const ConePoint& at, double mu) = 0;
 
-  // H in full, by column; only for cones that say so.
+  // Whether H is given in full, by hessian, or by its parts, by sparse_hessian.
   virtual bool has_dense_hessian() const { return true; }
-  virtual void hessian(double* h) const = 0;
-  // For large cones H = D + u u' - v v', with D diagonal but for its elements (0, 1) and (1, 0),
-  // and D - v v' positive definite.
-  virtual void sparse_hessian(double* /*diagonal*/, double* /*off*/, double* /*u*/,
-                              double* /*v*/) const {}
-  virtual void multiply(const double* ds, double* out) const = 0;
+  virtual void hessian(MatrixView h) const = 0;
+  virtual void sparse_hessian(const SparseHessian& /*h*/) const {}
+  // out = H ds.
+  virtual void multiply(std::span<const double> ds, std::span<double> out) const = 0;
 
-  // The right-hand side towards mu_target, with the second-order term of an affine step (ds, dz).
-  virtual void centering_rhs(const double* s, const double* z, double mu_target, const double* ds,
-                             const double* dz, double* out) const = 0;
-  // The longest step at most `limit` that keeps s + step ds and z + step dz inside.
-  virtual double step_length(const double* s, const double* ds, const double* z, const double* dz,
-                             double limit) const = 0;
+  // The right-hand side towards mu_target, with the second-order term of an affine step.
+  virtual void centering_rhs(const ConePoint& at, double mu_target, const ConePoint& affine,
+                             std::span<double> out) const = 0;
+  // The longest step at most `limit` that keeps both parts of the point inside.
+  virtual double step_length(const ConePoint& at, const ConePoint& step, double limit) const = 0;
 
  private:
-  int32_t size_;
+  size_t size_;
 };
-
-std::unique_ptr<ScaledCone> make_cone(const ConeBlock& block);
 
 }  // namespace vorlan::conic

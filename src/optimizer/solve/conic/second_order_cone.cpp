@@ -12,35 +12,34 @@ namespace vorlan::conic {
 namespace {
 
 // Up to this size a dense block costs less than two more rows of the system.
-constexpr int32_t kLargestDense = 6;
+constexpr size_t kLargestDense = 6;
 
-double norm_of_tail(const double* x, int32_t size) {
-  double largest = 0.0;
-  for (int32_t i = 1; i < size; ++i) largest = std::max(largest, std::fabs(x[i]));
-  if (largest == 0.0) return 0.0;
+// |x1|, scaled so that no square overflows or vanishes.
+double norm_of_tail(std::span<const double> x) {
+  const std::span<const double> tail = x.subspan(1);
+  const double size = largest(tail);
+  if (size == 0.0) return 0.0;
   double sum = 0.0;
-  for (int32_t i = 1; i < size; ++i) sum += (x[i] / largest) * (x[i] / largest);
-  return largest * std::sqrt(sum);
+  for (const double value : tail) sum += (value / size) * (value / size);
+  return size * std::sqrt(sum);
 }
 
-double tail_product(const double* a, const double* b, int32_t size) {
-  double sum = 0.0;
-  for (int32_t i = 1; i < size; ++i) sum += a[i] * b[i];
-  return sum;
+double tail_product(std::span<const double> a, std::span<const double> b) {
+  return dot(a.subspan(1), b.subspan(1));
 }
 
 // x0^2 - |x1|^2 without the cancellation of the squares.
-double determinant(const double* x, int32_t size) {
-  const double tail = norm_of_tail(x, size);
+double determinant(std::span<const double> x) {
+  const double tail = norm_of_tail(x);
   return (x[0] - tail) * (x[0] + tail);
 }
 
 // The longest step from x inside the cone along dx, at most the limit.
-double step_to_boundary(const double* x, const double* dx, int32_t size, double limit) {
+double step_to_boundary(std::span<const double> x, std::span<const double> dx, double limit) {
   // The determinant along the step is a t^2 + 2 b t + c with c > 0.
-  const double a = determinant(dx, size);
-  const double b = x[0] * dx[0] - tail_product(x, dx, size);
-  const double c = determinant(x, size);
+  const double a = determinant(dx);
+  const double b = x[0] * dx[0] - tail_product(x, dx);
+  const double c = determinant(x);
   const double discriminant = b * b - a * c;
   double step = limit;
   if (a < 0.0 || (b < 0.0 && discriminant >= 0.0)) {
@@ -53,160 +52,157 @@ double step_to_boundary(const double* x, const double* dx, int32_t size, double 
   return step;
 }
 
+// out = [w0 w1'; w1 I + w1 w1' / (1 + w0)] x, and with sign -1 the inverse times x.
+void apply_unit_scaling(std::span<const double> w, double sign, double factor,
+                        std::span<const double> x, std::span<double> out) {
+  const double product = tail_product(w, x);
+  const double x0 = x[0];
+  const double along = sign * x0 + product / (1.0 + w[0]);
+  out[0] = factor * (w[0] * x0 + sign * product);
+  for (size_t i = 1; i < w.size(); ++i) out[i] = factor * (x[i] + along * w[i]);
+}
+
 }  // namespace
 
-SecondOrderCone::SecondOrderCone(int32_t size, bool rotated)
-    : ScaledCone(size),
-      rotated_(rotated),
-      w_(index(size), 0.0),
-      lambda_(index(size), 0.0),
-      a_(index(size)),
-      b_(index(size)),
-      c_(index(size)) {
+SecondOrderCone::SecondOrderCone(size_t size, Axes axes)
+    : ScaledCone(size), axes_(axes), w_(size), lambda_(size), a_(size), b_(size), c_(size) {
   w_[0] = 1.0;
 }
 
 bool SecondOrderCone::has_dense_hessian() const { return size() <= kLargestDense; }
 
-void SecondOrderCone::turn(double* x) const {
-  if (!rotated_) return;
+void SecondOrderCone::rotate(std::span<double> x) const {
+  if (axes_ == Axes::kOwn) return;
   const double sum = x[0] + x[1];
   const double difference = x[0] - x[1];
   x[0] = sum * M_SQRT1_2;
   x[1] = difference * M_SQRT1_2;
 }
 
-const double* SecondOrderCone::turned(const double* x, std::vector<double>* space) const {
-  if (!rotated_) return x;
-  std::copy_n(x, size(), space->begin());
-  turn(space->data());
-  return space->data();
+std::span<const double> SecondOrderCone::to_own_axes(std::span<const double> x,
+                                                     std::vector<double>* space) const {
+  if (axes_ == Axes::kOwn) return x;
+  std::copy(x.begin(), x.end(), space->begin());
+  rotate(*space);
+  return *space;
 }
 
-void SecondOrderCone::start(double* s, double* z) const {
-  std::fill_n(s, size(), 0.0);
+void SecondOrderCone::start(std::span<double> s, std::span<double> z) const {
+  std::fill(s.begin(), s.end(), 0.0);
   s[0] = 1.0;
-  turn(s);
-  std::copy_n(s, size(), z);
+  rotate(s);
+  std::copy(s.begin(), s.end(), z.begin());
 }
 
-// out = W x or inv(W) x, in the turned members.
-void SecondOrderCone::scale(bool inverse, const double* x, double* out) const {
-  const double sign = inverse ? -1.0 : 1.0;
-  const double factor = inverse ? 1.0 / eta_ : eta_;
-  const double product = tail_product(w_.data(), x, size());
-  const double x0 = x[0];
-  const double along = sign * x0 + product / (1.0 + w_[0]);
-  out[0] = factor * (w_[0] * x0 + sign * product);
-  for (int32_t i = 1; i < size(); ++i) out[i] = factor * (x[i] + along * w_[index(i)]);
+void SecondOrderCone::scale(std::span<const double> x, std::span<double> out) const {
+  apply_unit_scaling(w_, 1.0, eta_, x, out);
 }
 
-bool SecondOrderCone::update(const double* s_given, const double* z_given, double /*mu*/) {
-  const double* s = turned(s_given, &a_);
-  const double* z = turned(z_given, &b_);
-  const double s_size = determinant(s, size());
-  const double z_size = determinant(z, size());
+void SecondOrderCone::unscale(std::span<const double> x, std::span<double> out) const {
+  apply_unit_scaling(w_, -1.0, 1.0 / eta_, x, out);
+}
+
+bool SecondOrderCone::update(const ConePoint& at, double /*mu*/) {
+  const std::span<const double> s = to_own_axes(at.s, &a_);
+  const std::span<const double> z = to_own_axes(at.z, &b_);
+  const double s_size = determinant(s);
+  const double z_size = determinant(z);
   if (!(s_size > 0.0) || !(z_size > 0.0) || s[0] <= 0.0 || z[0] <= 0.0) return false;
   const double s_unit = 1.0 / std::sqrt(s_size);
   const double z_unit = 1.0 / std::sqrt(z_size);
-  const double product = (s[0] * z[0] + tail_product(s, z, size())) * s_unit * z_unit;
+  const double product = (s[0] * z[0] + tail_product(s, z)) * s_unit * z_unit;
   const double gamma = std::sqrt(0.5 * (1.0 + product));
-  for (int32_t i = 0; i < size(); ++i) {
+  for (size_t i = 0; i < size(); ++i) {
     const double reflected = i == 0 ? z[i] : -z[i];
-    w_[index(i)] = (s[i] * s_unit + reflected * z_unit) / (2.0 * gamma);
+    w_[i] = (s[i] * s_unit + reflected * z_unit) / (2.0 * gamma);
   }
-  // Exactly normalized, whatever rounding did.
-  const double tail = norm_of_tail(w_.data(), size());
+  // w is normalized exactly, whatever rounding did.
+  const double tail = norm_of_tail(w_);
   w_[0] = std::sqrt(1.0 + tail * tail);
   eta_ = std::sqrt(std::sqrt(s_size / z_size));
-  scale(false, z, lambda_.data());
+  scale(z, lambda_);
   return true;
 }
 
 // H = inv(W)^2 = (2 v v' - J) / eta^2 with v = J w.
-void SecondOrderCone::hessian(double* h) const {
+void SecondOrderCone::hessian(MatrixView h) const {
   const double factor = 1.0 / (eta_ * eta_);
   std::vector<double> v(w_);
   for (size_t i = 1; i < v.size(); ++i) v[i] = -v[i];
   const size_t n = v.size();
   for (size_t j = 0; j < n; ++j) {
-    for (size_t i = 0; i < n; ++i) h[j * n + i] = factor * 2.0 * v[i] * v[j];
-    h[j * n + j] += j == 0 ? -factor : factor;
+    for (size_t i = 0; i < n; ++i) h(i, j) = factor * 2.0 * v[i] * v[j];
+    h(j, j) += j == 0 ? -factor : factor;
   }
-  if (!rotated_) return;
-  for (size_t j = 0; j < n; ++j) turn(h + j * n);
+  if (axes_ == Axes::kOwn) return;
+  for (size_t j = 0; j < n; ++j) rotate(h.column(j));
   std::vector<double> row(n);
   for (size_t i = 0; i < n; ++i) {
-    for (size_t j = 0; j < n; ++j) row[j] = h[j * n + i];
-    turn(row.data());
-    for (size_t j = 0; j < n; ++j) h[j * n + i] = row[j];
+    for (size_t j = 0; j < n; ++j) row[j] = h(i, j);
+    rotate(row);
+    for (size_t j = 0; j < n; ++j) h(i, j) = row[j];
   }
 }
 
-void SecondOrderCone::sparse_hessian(double* diagonal, double* off, double* u, double* v) const {
+void SecondOrderCone::sparse_hessian(const SparseHessian& h) const {
   const double factor = 1.0 / (eta_ * eta_);
   const double root = 1.0 / eta_;
-  const double tail = norm_of_tail(w_.data(), size());
+  const double tail = norm_of_tail(w_);
   const double square = w_[0] * w_[0] + tail * tail;
   const double d = 0.5 / square;
   const double u0 = std::sqrt(square - d);
   const double u1 = -2.0 * w_[0] / u0;
   const double v1 = -std::sqrt(2.0 * (2.0 + 1.0 / square) / (2.0 * square - 1.0 / square));
-  u[0] = root * u0;
-  v[0] = 0.0;
-  diagonal[0] = factor * d;
-  for (int32_t i = 1; i < size(); ++i) {
-    u[i] = root * u1 * w_[index(i)];
-    v[i] = root * v1 * w_[index(i)];
-    diagonal[i] = factor;
+  h.u[0] = root * u0;
+  h.v[0] = 0.0;
+  h.diagonal[0] = factor * d;
+  for (size_t i = 1; i < size(); ++i) {
+    h.u[i] = root * u1 * w_[i];
+    h.v[i] = root * v1 * w_[i];
+    h.diagonal[i] = factor;
   }
-  *off = 0.0;
-  if (!rotated_) return;
-  turn(u);
-  turn(v);
-  const double first = diagonal[0];
-  *off = 0.5 * (first - factor);
-  diagonal[0] = 0.5 * (first + factor);
-  diagonal[1] = diagonal[0];
+  h.beside = 0.0;
+  if (axes_ == Axes::kOwn) return;
+  rotate(h.u);
+  rotate(h.v);
+  const double first = h.diagonal[0];
+  h.beside = 0.5 * (first - factor);
+  h.diagonal[0] = 0.5 * (first + factor);
+  h.diagonal[1] = h.diagonal[0];
 }
 
-void SecondOrderCone::multiply(const double* ds, double* out) const {
-  const double* x = turned(ds, &a_);
+void SecondOrderCone::multiply(std::span<const double> ds, std::span<double> out) const {
+  const std::span<const double> x = to_own_axes(ds, &a_);
   const double factor = 1.0 / (eta_ * eta_);
-  const double product = w_[0] * x[0] - tail_product(w_.data(), x, size());
+  const double product = w_[0] * x[0] - tail_product(w_, x);
   const double x0 = x[0];
-  for (int32_t i = 1; i < size(); ++i) {
-    out[i] = factor * (x[i] - 2.0 * product * w_[index(i)]);
-  }
+  for (size_t i = 1; i < size(); ++i) out[i] = factor * (x[i] - 2.0 * product * w_[i]);
   out[0] = factor * (2.0 * product * w_[0] - x0);
-  turn(out);
+  rotate(out);
 }
 
-void SecondOrderCone::centering_rhs(const double* /*s*/, const double* /*z*/, double mu_target,
-                                    const double* ds_given, const double* dz_given,
-                                    double* out) const {
-  // In scaled terms: lambda \ (mu e - lambda o lambda - (inv(W) ds) o (W dz)).
-  scale(true, turned(ds_given, &a_), b_.data());
-  scale(false, turned(dz_given, &a_), c_.data());
-  const int32_t n = size();
+void SecondOrderCone::centering_rhs(const ConePoint& /*at*/, double mu_target,
+                                    const ConePoint& affine, std::span<double> out) const {
+  // In scaled terms it is lambda \ (mu e - lambda o lambda - (inv(W) ds) o (W dz)).
+  unscale(to_own_axes(affine.s, &a_), b_);
+  scale(to_own_axes(affine.z, &a_), c_);
+  const size_t n = size();
   std::vector<double>& p = a_;
-  p[0] = mu_target - (b_[0] * c_[0] + tail_product(b_.data(), c_.data(), n));
-  for (int32_t i = 1; i < n; ++i) p[index(i)] = -(b_[0] * c_[index(i)] + c_[0] * b_[index(i)]);
-  // Division by lambda, then the part -lambda.
-  const double* l = lambda_.data();
-  const double product = tail_product(l, p.data(), n);
-  const double size = determinant(l, n);
-  const double x0 = (l[0] * p[0] - product) / size;
-  for (int32_t i = 1; i < n; ++i) p[index(i)] = (p[index(i)] - x0 * l[i]) / l[0] - l[i];
+  p[0] = mu_target - (b_[0] * c_[0] + tail_product(b_, c_));
+  for (size_t i = 1; i < n; ++i) p[i] = -(b_[0] * c_[i] + c_[0] * b_[i]);
+  // The division by lambda, then the part -lambda.
+  const std::vector<double>& l = lambda_;
+  const double x0 = (l[0] * p[0] - tail_product(l, p)) / determinant(l);
+  for (size_t i = 1; i < n; ++i) p[i] = (p[i] - x0 * l[i]) / l[0] - l[i];
   p[0] = x0 - l[0];
-  scale(true, p.data(), out);
-  turn(out);
+  unscale(p, out);
+  rotate(out);
 }
 
-double SecondOrderCone::step_length(const double* s, const double* ds, const double* z,
-                                    const double* dz, double limit) const {
-  limit = step_to_boundary(turned(s, &a_), turned(ds, &b_), size(), limit);
-  return step_to_boundary(turned(z, &a_), turned(dz, &b_), size(), limit);
+double SecondOrderCone::step_length(const ConePoint& at, const ConePoint& step,
+                                    double limit) const {
+  limit = step_to_boundary(to_own_axes(at.s, &a_), to_own_axes(step.s, &b_), limit);
+  return step_to_boundary(to_own_axes(at.z, &a_), to_own_axes(step.z, &b_), limit);
 }
 
 }  // namespace vorlan::conic

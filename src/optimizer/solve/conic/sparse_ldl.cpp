@@ -13,9 +13,11 @@
 namespace vorlan::conic {
 namespace {
 
+// The end of the order is dense from this order on, and where this share of its elements is there.
 constexpr int32_t kLeastDenseOrder = 16;
 constexpr double kDenseShare = 0.6;
-constexpr int32_t kBlock = 96;
+// Columns of the dense end that are factored at a time: their block stays in the cache.
+constexpr size_t kBlock = 96;
 
 // Approximate minimum degree order of the nodes that are not marked as last.
 std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
@@ -59,8 +61,7 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   end_.assign(index(num_leading_), 0);
   row_.resize(index(start_.back()));
   value_.resize(index(start_.back()));
-  const size_t tail = index(dense_order());
-  dense_.resize(tail * tail);
+  dense_.reset(index(dense_order()), index(dense_order()));
   pivot_.assign(index(order_), 1.0);
   work_.assign(index(order_), 0.0);
   solution_.resize(index(order_));
@@ -181,7 +182,7 @@ double SparseLdl::safe_pivot(int32_t place, double pivot, std::span<const int8_t
 }
 
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const double* end_block) {
+                       const DenseMatrix* end_block) {
   set_up(matrix, signs, end_block);
   if (algebra_ != nullptr && end_block != nullptr) {
     if (factor_negative_end(signs)) return;
@@ -192,18 +193,17 @@ void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> sign
 
 // All but the dense end itself.
 void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const double* end_block) {
+                       const DenseMatrix* end_block) {
   replaced_.clear();
   for (size_t k = 0; k < matrix_from_.size(); ++k) {
     matrix_value_[k] = matrix.value[index(matrix_from_[k])];
   }
   std::copy(start_.begin(), start_.end() - 1, end_.begin());
   std::fill(mark_.begin(), mark_.end(), -1);
-  const size_t tail = index(dense_order());
   if (end_block != nullptr) {
-    std::copy_n(end_block, tail * tail, dense_.begin());
+    dense_ = *end_block;
   } else {
-    std::fill(dense_.begin(), dense_.end(), 0.0);
+    dense_.fill(0.0);
   }
   for (int32_t k = 0; k < order_; ++k) factor_row(k, signs);
 }
@@ -236,11 +236,10 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
     pivot_[index(k)] = safe_pivot(k, diagonal, signs);
     return;
   }
-  const size_t tail = index(dense_order());
   const size_t row = index(k - num_leading_);
-  dense_[row * tail + row] += diagonal;
+  dense_(row, row) += diagonal;
   const auto move = [&](size_t col) {
-    dense_[col * tail + row] += work_[index(num_leading_) + col];
+    dense_(row, col) += work_[index(num_leading_) + col];
     work_[index(num_leading_) + col] = 0.0;
   };
   if (top < order_) {
@@ -256,124 +255,127 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
 
 // Where all signs are minus, -L D L' is a Cholesky factorization, which the dense algebra has.
 bool SparseLdl::factor_negative_end(std::span<const int8_t> signs) {
-  const int32_t tail = dense_order();
-  for (int32_t c = 0; c < tail; ++c) {
-    if (signs[index(node_at_[index(num_leading_ + c)])] > 0) return false;
+  for (int32_t place = num_leading_; place < order_; ++place) {
+    if (signs[index(node_at_[index(place)])] > 0) return false;
   }
-  for (double& value : dense_) value = -value;
-  if (!algebra_->factor_cholesky(tail, dense_.data(), tail)) return false;
-  for (int32_t c = 0; c < tail; ++c) {
-    double* column = &dense_[index(c) * index(tail)];
+  for (double& value : dense_.values()) value = -value;
+  if (!algebra_->factor_cholesky(dense_)) return false;
+  for (size_t c = 0; c < dense_.cols(); ++c) {
+    const std::span<double> column = dense_.view().column(c);
     const double root = column[c];
-    pivot_[index(num_leading_ + c)] = -root * root;
-    for (int32_t r = c + 1; r < tail; ++r) column[r] /= root;
+    pivot_[index(num_leading_) + c] = -root * root;
+    for (size_t r = c + 1; r < column.size(); ++r) column[r] /= root;
   }
   return true;
 }
 
 void SparseLdl::factor_dense_end(std::span<const int8_t> signs) {
-  const int32_t tail = dense_order();
-  for (int32_t first = 0; first < tail; first += kBlock) {
-    const int32_t size = std::min(kBlock, tail - first);
+  for (size_t first = 0; first < dense_.cols(); first += kBlock) {
+    const size_t size = std::min(kBlock, dense_.cols() - first);
     factor_block(first, size, signs);
     update_after_block(first, size);
   }
 }
 
 // L D L' of a block on the diagonal, column by column within it.
-void SparseLdl::factor_block(int32_t first, int32_t size, std::span<const int8_t> signs) {
-  const size_t tail = index(dense_order());
-  for (int32_t c = first; c < first + size; ++c) {
-    double* column = &dense_[index(c) * tail];
-    const double pivot = safe_pivot(num_leading_ + c, column[c], signs);
-    pivot_[index(num_leading_ + c)] = pivot;
-    for (int32_t other = c + 1; other < first + size; ++other) {
+void SparseLdl::factor_block(size_t first, size_t size, std::span<const int8_t> signs) {
+  for (size_t c = first; c < first + size; ++c) {
+    const std::span<double> column = dense_.view().column(c);
+    const auto place = num_leading_ + static_cast<int32_t>(c);
+    const double pivot = safe_pivot(place, column[c], signs);
+    pivot_[index(place)] = pivot;
+    for (size_t other = c + 1; other < first + size; ++other) {
       const double factor = column[other] / pivot;
-      double* target = &dense_[index(other) * tail];
-      for (int32_t r = other; r < first + size; ++r) target[r] -= factor * column[r];
+      const std::span<double> target = dense_.view().column(other);
+      for (size_t r = other; r < first + size; ++r) target[r] -= factor * column[r];
     }
-    for (int32_t r = c + 1; r < first + size; ++r) column[r] /= pivot;
+    for (size_t r = c + 1; r < first + size; ++r) column[r] /= pivot;
   }
 }
 
 // The rows below a factored block, then the rest of the triangle.
-void SparseLdl::update_after_block(int32_t first, int32_t size) {
-  const int32_t tail = dense_order();
-  const int32_t below = tail - first - size;
+void SparseLdl::update_after_block(size_t first, size_t size) {
+  const size_t end = first + size;
+  const size_t below = dense_.rows() - end;
   if (below == 0) return;
-  const auto stride = index(tail);
-  double* block = &dense_[index(first) * stride + index(first)];
-  double* panel = block + size;  // rows below, size columns
-  double* rest = &dense_[index(first + size) * stride + index(first + size)];
-  panel_.resize(index(below) * index(size));
-  if (algebra_ != nullptr) {
-    algebra_->solve_unit_triangular(below, size, block, tail, panel, tail);
-  } else {
-    for (int32_t c = 0; c < size; ++c) {
-      for (int32_t done = 0; done < c; ++done) {
-        const double factor = block[index(done) * stride + index(c)];
-        for (int32_t r = 0; r < below; ++r) {
-          panel[index(c) * stride + index(r)] -= factor * panel[index(done) * stride + index(r)];
-        }
-      }
-    }
+  const MatrixView panel = dense_.view().block(end, first, below, size);
+  solve_panel(dense_.view().block(first, first, size, size), panel);
+  // The panel holds L21 D now, which is kept, and becomes L21.
+  panel_.reset(below, size);
+  for (size_t c = 0; c < size; ++c) {
+    const double pivot = pivot_[index(num_leading_) + first + c];
+    const std::span<double> column = panel.column(c);
+    std::copy(column.begin(), column.end(), panel_.view().column(c).begin());
+    for (double& value : column) value /= pivot;
   }
-  // panel holds L21 D now; keep it so, and divide.
-  for (int32_t c = 0; c < size; ++c) {
-    const double pivot = pivot_[index(num_leading_ + first + c)];
-    double* column = panel + index(c) * stride;
-    std::copy_n(column, below, &panel_[index(c) * index(below)]);
-    for (int32_t r = 0; r < below; ++r) column[r] /= pivot;
-  }
+  update_rest(panel, dense_.view().block(end, end, below, below));
+}
+
+// panel = panel inv(L') with the unit lower triangle L of the block.
+void SparseLdl::solve_panel(ConstMatrixView block, MatrixView panel) const {
   if (algebra_ != nullptr) {
-    algebra_->multiply_symmetric(false, true, below, size, -1.0, panel, tail, panel_.data(), below,
-                                 1.0, rest, tail);
+    algebra_->divide_by_unit_triangle(block, panel);
     return;
   }
-  for (int32_t c = 0; c < below; ++c) {
-    double* target = rest + index(c) * stride;
-    for (int32_t k = 0; k < size; ++k) {
-      const double factor = panel_[index(k) * index(below) + index(c)];
-      const double* source = panel + index(k) * stride;
-      for (int32_t r = c; r < below; ++r) target[r] -= factor * source[r];
+  for (size_t c = 0; c < panel.cols(); ++c) {
+    const std::span<double> target = panel.column(c);
+    for (size_t done = 0; done < c; ++done) {
+      const double factor = block(c, done);
+      const std::span<const double> source = panel.column(done);
+      for (size_t r = 0; r < target.size(); ++r) target[r] -= factor * source[r];
     }
   }
 }
 
-void SparseLdl::solve(double* rhs) const {
-  double* x = solution_.data();
-  for (int32_t place = 0; place < order_; ++place) x[place] = rhs[node_at_[index(place)]];
-  for (int32_t j = 0; j < num_leading_; ++j) {
-    const double xj = x[j];
-    if (xj == 0.0) continue;
-    for (int64_t p = start_[index(j)]; p < start_[index(j) + 1]; ++p) {
-      x[row_[index(p)]] -= value_[index(p)] * xj;
+// The lower triangle of rest -= L21 D L21', with L21 D in panel_.
+void SparseLdl::update_rest(ConstMatrixView panel, MatrixView rest) const {
+  if (algebra_ != nullptr) {
+    algebra_->multiply_symmetric(-1.0, panel, transposed(panel_), 1.0, rest);
+    return;
+  }
+  for (size_t c = 0; c < rest.cols(); ++c) {
+    const std::span<double> target = rest.column(c);
+    for (size_t k = 0; k < panel.cols(); ++k) {
+      const double factor = panel_(c, k);
+      const std::span<const double> source = panel.column(k);
+      for (size_t r = c; r < target.size(); ++r) target[r] -= factor * source[r];
     }
   }
-  solve_dense_end(x + num_leading_);
-  for (int32_t j = num_leading_ - 1; j >= 0; --j) {
-    double xj = x[j] / pivot_[index(j)];
-    for (int64_t p = start_[index(j)]; p < start_[index(j) + 1]; ++p) {
-      xj -= value_[index(p)] * x[row_[index(p)]];
+}
+
+void SparseLdl::solve(std::span<double> rhs) const {
+  const std::span<double> x = solution_;
+  for (size_t place = 0; place < x.size(); ++place) x[place] = rhs[index(node_at_[place])];
+  const size_t leading = index(num_leading_);
+  for (size_t j = 0; j < leading; ++j) {
+    const double xj = x[j];
+    if (xj == 0.0) continue;
+    for (size_t p = index(start_[j]); p < index(start_[j + 1]); ++p) {
+      x[index(row_[p])] -= value_[p] * xj;
+    }
+  }
+  solve_dense_end(x.subspan(leading));
+  for (size_t j = leading; j-- > 0;) {
+    double xj = x[j] / pivot_[j];
+    for (size_t p = index(start_[j]); p < index(start_[j + 1]); ++p) {
+      xj -= value_[p] * x[index(row_[p])];
     }
     x[j] = xj;
   }
-  for (int32_t place = 0; place < order_; ++place) rhs[node_at_[index(place)]] = x[place];
+  for (size_t place = 0; place < x.size(); ++place) rhs[index(node_at_[place])] = x[place];
 }
 
-void SparseLdl::solve_dense_end(double* x) const {
-  const int32_t tail = dense_order();
-  const auto stride = index(tail);
-  for (int32_t c = 0; c < tail; ++c) {
-    const double* column = &dense_[index(c) * stride];
+void SparseLdl::solve_dense_end(std::span<double> x) const {
+  for (size_t c = 0; c < x.size(); ++c) {
+    const std::span<const double> column = dense_.view().column(c);
     const double xc = x[c];
-    for (int32_t r = c + 1; r < tail; ++r) x[r] -= column[r] * xc;
+    for (size_t r = c + 1; r < x.size(); ++r) x[r] -= column[r] * xc;
   }
-  for (int32_t c = 0; c < tail; ++c) x[c] /= pivot_[index(num_leading_ + c)];
-  for (int32_t c = tail - 1; c >= 0; --c) {
-    const double* column = &dense_[index(c) * stride];
+  for (size_t c = 0; c < x.size(); ++c) x[c] /= pivot_[index(num_leading_) + c];
+  for (size_t c = x.size(); c-- > 0;) {
+    const std::span<const double> column = dense_.view().column(c);
     double sum = x[c];
-    for (int32_t r = c + 1; r < tail; ++r) sum -= column[r] * x[r];
+    for (size_t r = c + 1; r < x.size(); ++r) sum -= column[r] * x[r];
     x[c] = sum;
   }
 }

@@ -49,10 +49,11 @@ class SparseLdl {
 
   // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. To the nodes of
   // the dense end, in its order, the lower triangle of `end_block` is added if it is not null.
-  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs, const double* end_block);
+  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
+              const DenseMatrix* end_block);
 
   // Replaces the right-hand side by the solution.
-  void solve(double* rhs) const;
+  void solve(std::span<double> rhs) const;
 
   int64_t num_elements() const;
   int32_t dense_order() const { return order_ - num_leading_; }
@@ -67,13 +68,16 @@ class SparseLdl {
   void choose_leading(const std::vector<int64_t>& counts, size_t num_last);
   int32_t reach(int32_t k, int32_t limit);
   void factor_row(int32_t k, std::span<const int8_t> signs);
-  void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs, const double* end_block);
+  void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
+              const DenseMatrix* end_block);
   bool factor_negative_end(std::span<const int8_t> signs);
   void factor_dense_end(std::span<const int8_t> signs);
-  void factor_block(int32_t first, int32_t size, std::span<const int8_t> signs);
-  void update_after_block(int32_t first, int32_t size);
+  void factor_block(size_t first, size_t size, std::span<const int8_t> signs);
+  void update_after_block(size_t first, size_t size);
+  void solve_panel(ConstMatrixView block, MatrixView panel) const;
+  void update_rest(ConstMatrixView panel, MatrixView rest) const;
   double safe_pivot(int32_t place, double pivot, std::span<const int8_t> signs);
-  void solve_dense_end(double* x) const;
+  void solve_dense_end(std::span<double> x) const;
 
   int32_t order_ = 0;
   int32_t num_leading_ = 0;
@@ -88,7 +92,7 @@ class SparseLdl {
   std::vector<int32_t> row_;
   std::vector<double> value_;
   std::vector<double> pivot_;  // D
-  std::vector<double> dense_;  // the end, lower triangle by column
+  DenseMatrix dense_;          // the end, lower triangle
   const DenseAlgebra* algebra_ = nullptr;
   PivotRule pivot_rule_;
   std::vector<int32_t> replaced_;
@@ -96,7 +100,8 @@ class SparseLdl {
   // Work space of a row.
   std::vector<int32_t> mark_, stack_;
   std::vector<double> work_;
-  mutable std::vector<double> solution_, panel_;
+  DenseMatrix panel_;  // of a block of the dense end
+  mutable std::vector<double> solution_;
 };
 
 }  // namespace vorlan::conic

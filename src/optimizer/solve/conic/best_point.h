@@ -1,0 +1,36 @@
+// The best iterate so far.
+//
+// Rounding makes the last iterates of a run worse than those before, so that the answer is not the
+// last one.
+#pragma once
+
+#include "solve/conic/iterate.h"
+
+namespace vorlan::conic {
+
+class BestPoint {
+ public:
+  explicit BestPoint(const Tolerances& tolerances) : tolerances_(tolerances) {}
+
+  // Takes the iterate if it is nearer to its tolerances than the best one.
+  void offer(const Iterate& iterate, const Measures& measures) {
+    if (measures.worst(tolerances_) < worst()) hold(iterate, measures);
+  }
+  // Takes the iterate, whatever was held.
+  void hold(const Iterate& iterate, const Measures& measures) {
+    iterate_ = iterate;
+    measures_ = measures;
+  }
+
+  const Iterate& iterate() const { return iterate_; }
+  // All infinite before the first iterate.
+  const Measures& measures() const { return measures_; }
+  double worst() const { return measures_.worst(tolerances_); }
+
+ private:
+  Tolerances tolerances_;
+  Iterate iterate_;
+  Measures measures_;
+};
+
+}  // namespace vorlan::conic

@@ -1,0 +1,75 @@
+// The directions in which an iterate can go: built once a factorization, and asked first for the
+// affine step and then for the one that is taken (S. Mehrotra, On the implementation of a primal-dual
+// interior point method, SIAM J. Optim. 2, 1992).
+//
+// A step of the embedding is a multiple of the iterate, dtau / tau, plus an offset (u, v) of x and y.
+// The offset solves the Newton system with right-hand sides from which the multiple is taken out:
+// the scalings of active bounds and cones would make these huge, only to cancel later.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "solve/conic/newton_system.h"
+#include "solve/conic/residuals.h"
+
+namespace vorlan::conic {
+
+class Direction {
+ public:
+  // Whether steps change tau and kappa. Where they do not, the iterate is taken for a solution, and
+  // steps only move it along or towards the central path.
+  enum class Tau { kFree, kHeld };
+  // The scalings must be those of the iterate, and the system factored with them.
+  Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
+            Scalings* scalings, NewtonSystem* system, Tau tau);
+
+  // The step to the boundary: all residuals and all products of pairs become 0 to first order.
+  Step find_affine();
+  // The step that takes the share `reduction` off the residuals, and leads to the central path with
+  // this mu, with the second-order term of the affine step.
+  Step find(double reduction, double mu, const Step& affine);
+
+  // How far the cones are from the path that the last step led to: the largest right-hand side of
+  // their complementarity.
+  double distance_of_cones() const;
+
+ private:
+  void solve_for_tau();
+  double factor_of_tau();
+  // Right-hand sides of the complementarity conditions.
+  void aim_at_boundary();
+  void aim_at_path(double mu, const Step& affine);
+  void set_rhs(double reduction);
+  // What tau_factor_ dtau must be.
+  double last_equation(double reduction, double* rounding) const;
+  double last_equation_by_residuals(double reduction) const;
+  double tau_step(double reduction) const;
+  void solve_for_offset(double reduction, Step* step);
+  void complete(Step* step) const;
+  void refine(Step* step);
+  void take_correction(double factor, NewtonVector* correction, Step* step);
+  bool moves_gap(const std::vector<double>& residual) const;
+
+  std::span<double> cone_rhs(size_t c);
+  std::span<const double> cone_rhs(size_t c) const;
+
+  const ConicProblem& problem_;
+  const Iterate& at_;
+  const Residuals& residuals_;
+  Scalings& scalings_;
+  NewtonSystem& system_;
+  Tau tau_;
+  NewtonVector rhs_;
+  NewtonVector offset_;      // of the step at hand
+  NewtonVector tau_offset_;  // for a unit of dtau
+  double tau_factor_ = 0.0;
+  // Right-hand sides of complementarity: by bound, of the cones' members one cone after the other,
+  // of tau and kappa. Those of the matrix variables are in their directions.
+  std::vector<double> bound_rhs_, cone_rhs_;
+  std::vector<size_t> cone_start_;
+  double pair_rhs_ = 0.0;
+  std::vector<MatrixDirection> matrices_;
+};
+
+}  // namespace vorlan::conic

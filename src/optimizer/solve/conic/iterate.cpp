@@ -1,0 +1,61 @@
+// Sums and products over all variables.
+#include "solve/conic/iterate.h"
+
+#include "solve/check/vectors.h"
+#include "solve/conic/matrix_block.h"
+
+namespace vorlan::conic {
+
+Step zero_step(const ConicProblem& problem) {
+  Step step;
+  step.x.assign(problem.cost.size(), 0.0);
+  step.y.assign(problem.rhs.size(), 0.0);
+  step.s.assign(problem.bounds.size(), 0.0);
+  step.z.assign(problem.bounds.size(), 0.0);
+  step.cone_dual.assign(problem.cost.size(), 0.0);
+  for (const MatrixBlock& block : problem.matrices) {
+    step.matrices.push_back(zero_matrix_step(index(block.dimension)));
+  }
+  return step;
+}
+
+double Iterate::complementarity() const {
+  double product = tau * kappa + dot(s, z) + dot(x, cone_dual);
+  for (const MatrixPoint& matrix : matrices) product += dot(matrix.x.values(), matrix.z.values());
+  return product;
+}
+
+void Iterate::take(const ConicProblem& problem, const Step& step, double length) {
+  add(length, step.x, &x);
+  add(length, step.y, &y);
+  add(length, step.s, &s);
+  add(length, step.z, &z);
+  add(length, step.cone_dual, &cone_dual);
+  tau += length * step.tau;
+  kappa += length * step.kappa;
+  matrix_residual *= 1.0 - length * step.reduction;
+  for (size_t m = 0; m < matrices.size(); ++m) {
+    const std::span<double> to = matrices[m].x.values();
+    const std::span<const double> change = step.matrices[m].x.values();
+    for (size_t i = 0; i < to.size(); ++i) to[i] += length * change[i];
+    combine(problem.matrices[m], tau - matrix_residual, y, matrix_residual, &matrices[m].z);
+  }
+}
+
+void Iterate::write(double factor, InteriorPoint* point) const {
+  point->x = times(factor, x);
+  point->y = times(factor, y);
+  point->z = times(factor, z);
+  point->cone_dual = times(factor, cone_dual);
+  point->matrices.clear();
+  point->matrix_duals.clear();
+  for (const MatrixPoint& matrix : matrices) {
+    for (const auto& [from, to] :
+         {std::pair{&matrix.x, &point->matrices}, std::pair{&matrix.z, &point->matrix_duals}}) {
+      to->push_back(*from);
+      for (double& value : to->back().values()) value *= factor;
+    }
+  }
+}
+
+}  // namespace vorlan::conic

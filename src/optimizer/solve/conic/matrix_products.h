@@ -1,0 +1,61 @@
+// What a matrix variable adds to the equations of a step: <A_i, W A_j W> of all pairs of its rows.
+//
+// The dual residual of a matrix variable stays a multiple of what it is at the start, C - I, since
+// each step takes the same share off it. So C and I join the A_i as two more rows, whose products
+// with the others give the right-hand sides.
+#pragma once
+
+#include <vector>
+
+#include "solve/conic/conic_problem.h"
+#include "solve/conic/dense_algebra.h"
+
+namespace vorlan::conic {
+
+class MatrixProducts {
+ public:
+  MatrixProducts(const MatrixBlock& block, const DenseAlgebra& algebra);
+
+  // Computes all products with W. Those of the A_i go into the lower triangle of `schur`, which has
+  // a row and a column for each part of the block.
+  void compute(const DenseMatrix& w, DenseMatrix* schur);
+
+  // <A_i, W C W> and <A_i, W W> by part, <C, W C W> and <C, W W>.
+  const std::vector<double>& cost_column() const { return cost_column_; }
+  const std::vector<double>& identity_column() const { return identity_column_; }
+  double cost_square() const { return cost_square_; }
+  double cost_identity() const { return cost_identity_; }
+
+  // rows_i += factor <A_i, W (C - I) W>.
+  void add_residual_products(double factor, std::vector<double>* rows) const;
+
+ private:
+  struct Element {
+    size_t row, col;
+    double weight;  // twice the value off the diagonal
+  };
+  // The elements of C, of I or of an A_i.
+  struct Row {
+    int32_t part;  // kCost, kIdentity or a part of the block
+    size_t start, end;
+    std::vector<size_t> support;  // the matrix's rows that have elements, ascending
+  };
+  bool takes_full_product(const Row& row) const;
+  void multiply_by_scaling(const DenseMatrix& w, const Row& row);
+  double full_product(const Row& row) const;
+  double gathered_product(const Row& row) const;
+  void store(int32_t a, int32_t b, double value, DenseMatrix* schur);
+
+  const MatrixBlock& block_;
+  const DenseAlgebra& algebra_;
+  std::vector<Row> rows_;  // the longest first
+  std::vector<Element> elements_;
+  std::vector<double> cost_column_, identity_column_;
+  double cost_square_ = 0.0;
+  double cost_identity_ = 0.0;
+  // Of the row at hand: W by its support, A W there, and W A W.
+  DenseMatrix gathered_, image_, product_;
+  std::vector<size_t> place_;  // in the support
+};
+
+}  // namespace vorlan::conic

@@ -1,0 +1,88 @@
+// G comes from a Cholesky factorization and an eigenvalue decomposition. Everything else is products
+// of matrices, of which only half is computed wherever the result is known to be symmetric.
+#include "solve/conic/matrix_scaling.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorlan::conic {
+namespace {
+
+// A matrix with fewer elements than one in so many is multiplied element by element: a product of
+// matrices does about that many multiplications in the time of one that is scattered.
+constexpr size_t kSparseShare = 12;
+
+bool is_sparse(const DenseMatrix& matrix) {
+  const std::span<const double> values = matrix.values();
+  const auto zeros = static_cast<size_t>(std::count(values.begin(), values.end(), 0.0));
+  return (values.size() - zeros) * kSparseShare < values.size();
+}
+
+}  // namespace
+
+MatrixScaling::MatrixScaling(size_t order, const DenseAlgebra& algebra)
+    : algebra_(algebra),
+      g_(order, order),
+      w_(order, order),
+      lambda_(order, 1.0),
+      half_(order, order),
+      transpose_(order, order) {}
+
+bool MatrixScaling::update(const MatrixPoint& at) {
+  const size_t n = order();
+  DenseMatrix& l = half_;
+  l = at.x;
+  if (!algebra_.factor_cholesky(l)) return false;
+  for (size_t col = 1; col < n; ++col) std::fill_n(&l(0, col), col, 0.0);
+  g_ = at.z;
+  algebra_.multiply_from_right(Operand(l), g_);
+  algebra_.multiply_from_left(transposed(l), g_);
+  if (!algebra_.find_eigenvectors(g_, lambda_)) return false;
+  if (!(lambda_[0] > 0.0) || !std::isfinite(lambda_[n - 1])) return false;
+  algebra_.multiply_from_left(Operand(l), g_);
+  for (size_t col = 0; col < n; ++col) {
+    lambda_[col] = std::sqrt(lambda_[col]);
+    const double factor = 1.0 / std::sqrt(lambda_[col]);
+    for (double& value : g_.view().column(col)) value *= factor;
+  }
+  algebra_.square(g_, w_);
+  mirror_lower(w_);
+  return true;
+}
+
+// half = G'M, by columns of G', which are contiguous.
+void MatrixScaling::multiply_sparse(const DenseMatrix& matrix) {
+  const size_t n = order();
+  half_.fill(0.0);
+  for (size_t row = 0; row < n; ++row) {
+    for (size_t col = 0; col < n; ++col) transpose_(col, row) = g_(row, col);
+  }
+  for (size_t col = 0; col < n; ++col) {
+    double* to = &half_(0, col);
+    for (size_t row = 0; row < n; ++row) {
+      const double value = matrix(row, col);
+      if (value == 0.0) continue;
+      const double* from = &transpose_(0, row);
+      for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
+    }
+  }
+}
+
+void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) {
+  if (is_sparse(matrix)) {
+    multiply_sparse(matrix);
+    algebra_.multiply_symmetric(1.0, half_, g_, 0.0, *out);
+  } else {
+    algebra_.multiply(1.0, matrix, g_, 0.0, half_);
+    algebra_.multiply_symmetric(1.0, transposed(g_), half_, 0.0, *out);
+  }
+  mirror_lower(*out);
+}
+
+void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) {
+  algebra_.multiply(1.0, g_, matrix, 0.0, half_);
+  algebra_.multiply_symmetric(1.0, half_, transposed(g_), 0.0, *out);
+  mirror_lower(*out);
+}
+
+}  // namespace vorlan::conic

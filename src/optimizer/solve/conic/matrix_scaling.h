@@ -1,0 +1,47 @@
+// The Nesterov-Todd scaling of a positive semidefinite matrix variable X and its dual Z.
+//
+// With X = L L' and L'ZL = V diag(lambda)^2 V', the matrix G = L V diag(lambda)^(-1/2) takes both
+// to the same diagonal: inv(G) X inv(G)' = G'ZG = diag(lambda), and W = G G' has W Z W = X (Y.
+// Nesterov, M. Todd, Self-scaled barriers and interior-point methods for convex programming, Math.
+// Oper. Res. 22, 1997). In these scaled terms the central path of both is one equation of symmetric
+// matrices, dZ~ + dX~ = R.
+#pragma once
+
+#include <vector>
+
+#include "solve/conic/dense_algebra.h"
+
+namespace vorlan::conic {
+
+// A matrix variable and its dual, or any two symmetric matrices in their places.
+struct MatrixPoint {
+  DenseMatrix x, z;
+};
+
+class MatrixScaling {
+ public:
+  MatrixScaling(size_t order, const DenseAlgebra& algebra);
+
+  // Chooses the scaling at a point; false: X or Z is not positive definite.
+  bool update(const MatrixPoint& at);
+
+  size_t order() const { return lambda_.size(); }
+  const DenseAlgebra& algebra() const { return algebra_; }
+  const DenseMatrix& w() const { return w_; }
+  const std::vector<double>& lambda() const { return lambda_; }
+
+  // out = G'MG of a symmetric M: what a dual matrix is in scaled terms.
+  void scale_dual(const DenseMatrix& matrix, DenseMatrix* out);
+  // out = G M G' of a symmetric M: the primal matrix that M is in scaled terms.
+  void unscale_primal(const DenseMatrix& matrix, DenseMatrix* out);
+
+ private:
+  void multiply_sparse(const DenseMatrix& matrix);
+
+  const DenseAlgebra& algebra_;
+  DenseMatrix g_, w_;
+  std::vector<double> lambda_;
+  DenseMatrix half_, transpose_;  // work space
+};
+
+}  // namespace vorlan::conic

@@ -1,0 +1,128 @@
+// Right-hand sides, steps and their length.
+#include "solve/conic/matrix_step.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "solve/check/vectors.h"
+#include "solve/conic/least_eigenvalue.h"
+#include "solve/conic/matrix_block.h"
+
+namespace vorlan::conic {
+namespace {
+
+// to += factor * from.
+void add_matrix(double factor, const DenseMatrix& from, DenseMatrix* to) {
+  const std::span<const double> source = from.values();
+  const std::span<double> target = to->values();
+  for (size_t i = 0; i < source.size(); ++i) target[i] += factor * source[i];
+}
+
+// The least eigenvalue of inv(sqrt(Lambda)) M inv(sqrt(Lambda)).
+double least_relative_eigenvalue(const MatrixScaling& scaling, const DenseMatrix& matrix) {
+  const size_t n = scaling.order();
+  std::vector<double> factor(n);
+  for (size_t i = 0; i < n; ++i) factor[i] = 1.0 / std::sqrt(scaling.lambda()[i]);
+  DenseMatrix relative(n, n);
+  for (size_t col = 0; col < n; ++col) {
+    for (size_t row = 0; row < n; ++row) {
+      relative(row, col) = matrix(row, col) * factor[row] * factor[col];
+    }
+  }
+  return least_eigenvalue(scaling.algebra(), &relative);
+}
+
+}  // namespace
+
+MatrixStep zero_matrix_step(size_t order) {
+  return {DenseMatrix(order, order), {DenseMatrix(order, order), DenseMatrix(order, order)}};
+}
+
+double step_length(const MatrixScaling& scaling, const MatrixStep& step, double limit) {
+  for (const DenseMatrix* change : {&step.scaled.x, &step.scaled.z}) {
+    const double least = least_relative_eigenvalue(scaling, *change);
+    if (least < 0.0) limit = std::min(limit, -1.0 / least);
+  }
+  return limit;
+}
+
+MatrixDirection::MatrixDirection(const MatrixBlock& block, const MatrixPoint& at,
+                                 MatrixScaling* scaling)
+    : block_(block),
+      at_(at),
+      scaling_(scaling),
+      scaled_rhs_(scaling->order(), scaling->order()),
+      rhs_(scaling->order(), scaling->order()),
+      work_(scaling->order(), scaling->order()) {}
+
+double MatrixDirection::column_square(std::span<const double> dy) {
+  combine(block_, 1.0, dy, 0.0, &work_);
+  scaling_->scale_dual(work_, &scaled_rhs_);
+  return dot(scaled_rhs_.values(), scaled_rhs_.values());
+}
+
+// G diag(lambda) G' is X.
+void MatrixDirection::aim_at_boundary() {
+  scaled_rhs_.fill(0.0);
+  for (size_t i = 0; i < order(); ++i) scaled_rhs_(i, i) = -scaling_->lambda()[i];
+  rhs_.fill(0.0);
+  add_matrix(-1.0, at_.x, &rhs_);
+}
+
+// (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2.
+void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
+  const std::vector<double>& lambda = scaling_->lambda();
+  scaling_->algebra().multiply(1.0, affine.scaled.x, affine.scaled.z, 0.0, work_);
+  for (size_t col = 0; col < order(); ++col) {
+    for (size_t row = col; row < order(); ++row) {
+      double value = -0.5 * (work_(row, col) + work_(col, row));
+      if (row == col) value += mu - lambda[row] * lambda[row];
+      value *= 2.0 / (lambda[row] + lambda[col]);
+      scaled_rhs_(row, col) = value;
+      scaled_rhs_(col, row) = value;
+    }
+  }
+  scaling_->unscale_primal(scaled_rhs_, &rhs_);
+}
+
+// In scaled terms Z is diag(lambda), and X what comes back from that.
+void MatrixDirection::set_scaled(double ratio, MatrixStep* step) const {
+  DenseMatrix& z = step->scaled.z;
+  for (size_t i = 0; i < order(); ++i) z(i, i) += ratio * scaling_->lambda()[i];
+  step->scaled.x = scaled_rhs_;
+  add_matrix(-1.0, z, &step->scaled.x);
+}
+
+MatrixStep MatrixDirection::find_affine(std::span<const double> dy, double ratio,
+                                        double cost_change) {
+  MatrixStep step;
+  step.scaled.z.reset(order(), order());
+  combine(block_, cost_change, dy, -cost_change, &work_);
+  scaling_->scale_dual(work_, &step.scaled.z);
+  set_scaled(ratio, &step);
+  return step;
+}
+
+MatrixStep MatrixDirection::find(std::span<const double> dy, double ratio, double cost_change) {
+  MatrixStep step = zero_matrix_step(order());
+  combine(block_, cost_change, dy, -cost_change, &work_);
+  scaling_->scale_dual(work_, &step.scaled.z);
+  scaling_->unscale_primal(step.scaled.z, &step.x);
+  const std::span<double> dx = step.x.values();
+  for (size_t i = 0; i < dx.size(); ++i) {
+    dx[i] = rhs_.values()[i] - ratio * at_.x.values()[i] - dx[i];
+  }
+  set_scaled(ratio, &step);
+  return step;
+}
+
+void MatrixDirection::correct(std::span<const double> dy, MatrixStep* step) {
+  combine(block_, 0.0, dy, 0.0, &work_);
+  scaling_->scale_dual(work_, &scaled_rhs_);
+  add_matrix(1.0, scaled_rhs_, &step->scaled.z);
+  add_matrix(-1.0, scaled_rhs_, &step->scaled.x);
+  scaling_->unscale_primal(scaled_rhs_, &rhs_);
+  add_matrix(-1.0, rhs_, &step->x);
+}
+
+}  // namespace vorlan::conic

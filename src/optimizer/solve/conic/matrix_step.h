@@ -1,0 +1,61 @@
+// The part of a step in one matrix variable X and its dual Z.
+//
+// In the scaled terms of matrix_scaling.h a step satisfies dZ~ + dX~ = R, and with
+// dZ = C dtau - sum_i dy_i A_i + r the matrix variable is condensed into the rows of the
+// constraints. So its step is known once dy and dtau are.
+#pragma once
+
+#include <span>
+
+#include "solve/conic/conic_problem.h"
+#include "solve/conic/matrix_scaling.h"
+
+namespace vorlan::conic {
+
+// A change of X and of Z. That of Z itself is not kept, since Z follows from y and tau.
+struct MatrixStep {
+  DenseMatrix x;       // of a step that is to be taken; empty for the affine one
+  MatrixPoint scaled;  // inv(G) dX inv(G)' and G' dZ G
+};
+
+// A step that changes nothing.
+MatrixStep zero_matrix_step(size_t order);
+
+// The longest step at most `limit` along which X and Z stay semidefinite.
+double step_length(const MatrixScaling& scaling, const MatrixStep& step, double limit);
+
+// Finds steps from a point whose scaling is given.
+class MatrixDirection {
+ public:
+  MatrixDirection(const MatrixBlock& block, const MatrixPoint& at, MatrixScaling* scaling);
+
+  // The right-hand side R of the affine step, -diag(lambda).
+  void aim_at_boundary();
+  // The right-hand side towards the central path with this mu, with the second-order term of the
+  // affine step.
+  void aim_at_path(double mu, const MatrixStep& affine);
+  // The right-hand side as a change of X, G R G'.
+  const DenseMatrix& rhs() const { return rhs_; }
+
+  // |C - sum_i dy_i A_i|^2 in the norm of W.
+  double column_square(std::span<const double> dy);
+
+  // The step with dZ = ratio Z - sum_i dy_i A_i + cost_change (C - I), in scaled terms alone.
+  MatrixStep find_affine(std::span<const double> dy, double ratio, double cost_change);
+  // The same step in full.
+  MatrixStep find(std::span<const double> dy, double ratio, double cost_change);
+  // Adds what a further dy changes. The right-hand side is lost.
+  void correct(std::span<const double> dy, MatrixStep* step);
+
+ private:
+  void set_scaled(double ratio, MatrixStep* step) const;
+  size_t order() const { return scaling_->order(); }
+
+  const MatrixBlock& block_;
+  const MatrixPoint& at_;
+  MatrixScaling* scaling_;
+  DenseMatrix scaled_rhs_, rhs_;  // R and G R G'
+  DenseMatrix work_;
+};
+
+}  // namespace vorlan::conic

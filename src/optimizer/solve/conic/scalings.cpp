@@ -1,0 +1,98 @@
+// Each function goes over bounds, cones and matrix variables in turn.
+#include "solve/conic/scalings.h"
+
+#include <algorithm>
+
+#include "solve/conic/make_cone.h"
+
+namespace vorlan::conic {
+namespace {
+
+// The longest step that keeps a value positive.
+double step_to_zero(double value, double change, double limit) {
+  return change < 0.0 ? std::min(limit, -value / change) : limit;
+}
+
+}  // namespace
+
+Scalings::Scalings(const ConicProblem& problem, const DenseAlgebra* algebra)
+    : problem_(problem), bounds_(problem.bounds.size(), 1.0) {
+  degree_ += static_cast<double>(problem.bounds.size());
+  for (const ConeBlock& block : problem.cones) {
+    cones_.push_back(make_cone(block));
+    degree_ += cones_.back()->degree();
+  }
+  for (const MatrixBlock& block : problem.matrices) {
+    matrices_.emplace_back(index(block.dimension), *algebra);
+    degree_ += block.dimension;
+  }
+}
+
+Iterate Scalings::start() const {
+  Iterate at;
+  at.tau = at.kappa = 1.0;
+  at.x.assign(problem_.cost.size(), 0.0);
+  at.y.assign(problem_.rhs.size(), 0.0);
+  at.s.assign(problem_.bounds.size(), 1.0);
+  at.z.assign(problem_.bounds.size(), 1.0);
+  at.cone_dual.assign(problem_.cost.size(), 0.0);
+  std::vector<double> s;
+  std::vector<double> z;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    s.resize(cones_[c]->size());
+    z.resize(s.size());
+    cones_[c]->start(s, z);
+    scatter(problem_.cones[c], s, &at.x);
+    scatter(problem_.cones[c], z, &at.cone_dual);
+  }
+  for (const MatrixScaling& matrix : matrices_) {
+    const DenseMatrix identity = DenseMatrix::identity(matrix.order());
+    at.matrices.push_back({identity, identity});
+  }
+  return at;
+}
+
+bool Scalings::update(const Iterate& at) {
+  for (size_t k = 0; k < bounds_.size(); ++k) {
+    if (!(at.s[k] > 0.0) || !(at.z[k] > 0.0)) return false;
+    bounds_[k] = at.z[k] / at.s[k];
+  }
+  const double path_mu = mu(at);
+  std::vector<double> s;
+  std::vector<double> z;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    gather(problem_.cones[c], at.x, &s);
+    gather(problem_.cones[c], at.cone_dual, &z);
+    if (!cones_[c]->update({s, z}, path_mu)) return false;
+  }
+  for (size_t m = 0; m < matrices_.size(); ++m) {
+    if (!matrices_[m].update(at.matrices[m])) return false;
+  }
+  return true;
+}
+
+double Scalings::step_length(const Iterate& at, const Step& step) const {
+  // Beyond 1 the residuals would change their sign.
+  double limit = 1.0 / kLeastToBoundary;
+  limit = step_to_zero(at.tau, step.tau, limit);
+  limit = step_to_zero(at.kappa, step.kappa, limit);
+  for (size_t k = 0; k < step.s.size(); ++k) {
+    limit = step_to_zero(at.s[k], step.s[k], limit);
+    limit = step_to_zero(at.z[k], step.z[k], limit);
+  }
+  for (size_t m = 0; m < matrices_.size(); ++m) {
+    limit = conic::step_length(matrices_[m], step.matrices[m], limit);
+  }
+  std::vector<double> s, ds, z, dz;
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeBlock& block = problem_.cones[c];
+    gather(block, at.x, &s);
+    gather(block, step.x, &ds);
+    gather(block, at.cone_dual, &z);
+    gather(block, step.cone_dual, &dz);
+    limit = cones_[c]->step_length({s, z}, {ds, dz}, limit);
+  }
+  return limit;
+}
+
+}  // namespace vorlan::conic

@@ -12,7 +12,7 @@ namespace vorlan::companion {
 
 namespace {
 
-// What is this much smaller than the largest value of its table is rounding, and shown as 0 would be.
+// A value this much smaller than the largest of its table is rounding. It is left out, as 0 is.
 constexpr double kNegligible = 1e-11;
 
 struct TableRow {

@@ -1,4 +1,4 @@
-// What came of a solve, in words for people and as an exit status for scripts.
+// The result of a solve, in words for people and as an exit status for scripts.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace vorlan::companion {
 
-// What came of a solve. The number is the exit status of the program.
+// The ways in which a solve ends. The number is the exit status of the program.
 enum class SolveOutcome {
   kOptimal = 0,
   kFailed = 1,  // the model could not be read, solved or written

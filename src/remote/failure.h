@@ -1,4 +1,4 @@
-// What ends a remote solve early, thrown where it is known and caught at the plugin's border.
+// A reason to end a remote solve early, thrown where it is known and caught at the plugin's border.
 #pragma once
 
 #include <string>

@@ -62,7 +62,7 @@ std::string random_key() {
   return to_hex(bytes, sizeof bytes);
 }
 
-// Of a file's content; empty when it cannot be read.
+// The digest of a file's content; empty when the file cannot be read.
 std::string digest_of(int descriptor) {
   const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                         EVP_MD_CTX_free);
@@ -87,7 +87,7 @@ std::string text_of(const Json& document, const char* key) {
   return found != document.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
-// What an error's document says, or what can be said without one.
+// The text of an error's document, or what can be said without one.
 std::string detail_of(const HttpReply& reply) {
   const Json document = Json::parse(reply.body, nullptr, false);
   const std::string detail = document.is_object() ? text_of(document, "detail") : std::string();
@@ -96,7 +96,7 @@ std::string detail_of(const HttpReply& reply) {
 
 bool is_busy(long status) { return status == 429 || status == 503 || status == 507; }
 
-// Of a gateway in front of a server that is away.
+// These statuses come from a gateway in front of a server that is away.
 bool is_gateway(long status) { return status == 502 || status == 504; }
 
 }  // namespace

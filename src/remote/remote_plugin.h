@@ -20,7 +20,7 @@ enum class RemoteEnd : int32_t {
   kFailed,    // see `failure` and `message`
 };
 
-// What can go wrong between client and server.
+// The things that can go wrong between client and server.
 enum class RemoteFailure : int32_t {
   kAddress,
   kUnreachable,

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <string>
 #include <system_error>
 
 #include "fast_float/fast_float.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
@@ -51,7 +51,7 @@ bool parse_magnitude(std::string_view text, double* value, unsigned dialect) {
   }
   if ((dialect & kInfinityWords) == 0) return false;
   if (!is_word(text, "inf") && !is_word(text, "infinity")) return false;
-  *value = std::numeric_limits<double>::infinity();
+  *value = kInfinity;
   return true;
 }
 

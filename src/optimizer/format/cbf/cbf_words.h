@@ -1,10 +1,10 @@
 // The names of cones in CBF files. Members stand in the order of ConeKind.
 #pragma once
 
-#include <limits>
 #include <string_view>
 
 #include "task/model.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 
@@ -14,9 +14,9 @@ struct CbfLinearCone {
 };
 
 inline constexpr CbfLinearCone kCbfLinearCones[] = {
-    {"F", -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()},
-    {"L+", 0.0, std::numeric_limits<double>::infinity()},
-    {"L-", -std::numeric_limits<double>::infinity(), 0.0},
+    {"F", -kInfinity, kInfinity},
+    {"L+", 0.0, kInfinity},
+    {"L-", -kInfinity, 0.0},
     {"L=", 0.0, 0.0},
 };
 

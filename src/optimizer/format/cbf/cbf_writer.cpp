@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <limits>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,12 +12,11 @@
 #include "format/common/admission.h"
 #include "format/common/field_writer.h"
 #include "format/common/writer_words.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // Indices in kCbfLinearCones.
 enum Linear : uint8_t { kFree, kPlus, kMinus, kZero };
@@ -97,11 +95,10 @@ void CbfWriter::find_cones() {
   for (size_t i = 0; i < model_.cones.size(); ++i) {
     const Cone& cone = model_.cones[i];
     if (cone.kind == ConeKind::kQuadratic && cone.vars.size() == 1) {
-      is_positive_[static_cast<size_t>(cone.vars[0])] = true;
+      is_positive_[index(cone.vars[0])] = true;
       continue;
     }
-    for (const int32_t var : cone.vars)
-      cone_of_[static_cast<size_t>(var)] = static_cast<int32_t>(i);
+    for (const int32_t var : cone.vars) cone_of_[index(var)] = static_cast<int32_t>(i);
   }
 }
 
@@ -111,14 +108,14 @@ void CbfWriter::order_variables() {
   std::vector<bool> done(model_.cones.size());
   order_.reserve(model_.cost.size());
   for (int32_t var = 0; var < model_.num_var(); ++var) {
-    const int32_t index = cone_of_[static_cast<size_t>(var)];
-    if (index < 0) {
+    const int32_t number = cone_of_[index(var)];
+    if (number < 0) {
       order_.push_back(var);
       continue;
     }
-    if (done[static_cast<size_t>(index)]) continue;
-    done[static_cast<size_t>(index)] = true;
-    const std::vector<int32_t>& members = model_.cones[static_cast<size_t>(index)].vars;
+    if (done[index(number)]) continue;
+    done[index(number)] = true;
+    const std::vector<int32_t>& members = model_.cones[index(number)].vars;
     order_.insert(order_.end(), members.begin(), members.end());
   }
 }
@@ -126,9 +123,9 @@ void CbfWriter::order_variables() {
 // In the order in which the file uses them.
 void CbfWriter::number_power_cones() {
   for (const int32_t var : order_) {
-    const int32_t index = cone_of_[static_cast<size_t>(var)];
-    if (index < 0) continue;
-    const Cone& cone = model_.cones[static_cast<size_t>(index)];
+    const int32_t number = cone_of_[index(var)];
+    if (number < 0) continue;
+    const Cone& cone = model_.cones[index(number)];
     if (!is_power(cone.kind) || cone.vars[0] != var) continue;
     const bool dual = cone.kind == ConeKind::kDualPower;
     std::vector<const Cone*>& cones = dual ? dual_power_cones_ : power_cones_;
@@ -150,7 +147,8 @@ Linear CbfWriter::home_of(Interval bounds) {
 
 // What such a cone does not say.
 Interval CbfWriter::bounds_left(Interval bounds) {
-  return {bounds.lower == 0.0 ? -kInf : bounds.lower, bounds.upper == 0.0 ? kInf : bounds.upper};
+  return {bounds.lower == 0.0 ? -kInfinity : bounds.lower,
+          bounds.upper == 0.0 ? kInfinity : bounds.upper};
 }
 
 void CbfWriter::make_rows() {
@@ -161,10 +159,9 @@ void CbfWriter::make_rows() {
   }
   first_row_.push_back(rows_.size());
   for (const int32_t var : order_) {
-    const auto index = static_cast<size_t>(var);
     first_bound_.push_back(rows_.size());
-    const Interval bounds = bounds_of(index);
-    add_rows(cone_of_[index] < 0 ? bounds_left(bounds) : bounds);
+    const Interval bounds = bounds_of(index(var));
+    add_rows(cone_of_[index(var)] < 0 ? bounds_left(bounds) : bounds);
   }
   first_bound_.push_back(rows_.size());
 }
@@ -174,8 +171,8 @@ void CbfWriter::add_rows(Interval interval) {
     rows_.push_back({kZero, interval.lower});
     return;
   }
-  if (interval.lower != -kInf) rows_.push_back({kPlus, interval.lower});
-  if (interval.upper != kInf) rows_.push_back({kMinus, interval.upper});
+  if (interval.lower != -kInfinity) rows_.push_back({kPlus, interval.lower});
+  if (interval.upper != kInfinity) rows_.push_back({kMinus, interval.upper});
 }
 
 void CbfWriter::write() {
@@ -243,13 +240,13 @@ void CbfWriter::add_run(Linear kind, std::vector<Run>* runs) {
 void CbfWriter::write_variables() {
   std::vector<Run> runs;
   for (size_t place = 0; place < order_.size();) {
-    const auto var = static_cast<size_t>(order_[place]);
+    const size_t var = index(order_[place]);
     if (cone_of_[var] < 0) {
       add_run(home_of(bounds_of(var)), &runs);
       ++place;
       continue;
     }
-    const Cone& cone = model_.cones[static_cast<size_t>(cone_of_[var])];
+    const Cone& cone = model_.cones[index(cone_of_[var])];
     runs.push_back({cone_word(cone), cone.vars.size()});
     place += cone.vars.size();
   }
@@ -269,7 +266,7 @@ void CbfWriter::write_integers() {
   out_.line("\nINT");
   out_.line(int64_t{count});
   for (size_t place = 0; place < order_.size(); ++place) {
-    if (model_.var_kind[static_cast<size_t>(order_[place])] == VarKind::kInteger) out_.line(place);
+    if (model_.var_kind[index(order_[place])] == VarKind::kInteger) out_.line(place);
   }
 }
 
@@ -298,7 +295,7 @@ void CbfWriter::write_objective() {
     out_.line(int64_t{scalars});
   }
   for (size_t place = 0; place < order_.size(); ++place) {
-    const double cost = model_.cost[static_cast<size_t>(order_[place])];
+    const double cost = model_.cost[index(order_[place])];
     if (!is_plus_zero(cost)) out_.line(place, cost);
   }
   if (is_plus_zero(model_.constant)) return;
@@ -310,7 +307,7 @@ void CbfWriter::write_objective() {
 void CbfWriter::write_matrix_coefficients() {
   const std::vector<MatrixCoefficient>& list = model_.matrix_coefficients;
   const auto rows_of = [this](const MatrixCoefficient& element) {
-    const auto con = static_cast<size_t>(element.con);
+    const size_t con = index(element.con);
     return element.entry.value == 0.0 ? 0 : first_row_[con + 1] - first_row_[con];
   };
   size_t count = 0;
@@ -319,7 +316,7 @@ void CbfWriter::write_matrix_coefficients() {
   out_.line("\nFCOORD");
   out_.line(count);
   for (size_t begin = 0, end = 0; begin < list.size(); begin = end) {
-    const auto con = static_cast<size_t>(list[begin].con);
+    const size_t con = index(list[begin].con);
     while (end < list.size() && list[end].con == list[begin].con) ++end;
     for (size_t row = first_row_[con]; row < first_row_[con + 1]; ++row) {
       for (size_t k = begin; k < end; ++k) {
@@ -334,8 +331,7 @@ void CbfWriter::write_matrix_coefficients() {
 void CbfWriter::sort_column(size_t var) {
   const SparseMatrix& matrix = model_.matrix;
   column_.clear();
-  for (auto k = static_cast<size_t>(matrix.start[var]);
-       k < static_cast<size_t>(matrix.start[var + 1]); ++k) {
+  for (size_t k = index(matrix.start[var]); k < index(matrix.start[var + 1]); ++k) {
     if (matrix.value[k] != 0.0) column_.emplace_back(matrix.row[k], matrix.value[k]);
   }
   if (!std::is_sorted(column_.begin(), column_.end())) std::sort(column_.begin(), column_.end());
@@ -344,17 +340,16 @@ void CbfWriter::sort_column(size_t var) {
 void CbfWriter::write_coefficients() {
   size_t count = rows_.size() - first_row_.back();
   for (size_t k = 0; k < model_.matrix.row.size(); ++k) {
-    const auto con = static_cast<size_t>(model_.matrix.row[k]);
+    const size_t con = index(model_.matrix.row[k]);
     if (model_.matrix.value[k] != 0.0) count += first_row_[con + 1] - first_row_[con];
   }
   if (count == 0) return;
   out_.line("\nACOORD");
   out_.line(count);
   for (size_t place = 0; place < order_.size(); ++place) {
-    sort_column(static_cast<size_t>(order_[place]));
+    sort_column(index(order_[place]));
     for (const auto& [con, value] : column_) {
-      const auto index = static_cast<size_t>(con);
-      for (size_t row = first_row_[index]; row < first_row_[index + 1]; ++row) {
+      for (size_t row = first_row_[index(con)]; row < first_row_[index(con) + 1]; ++row) {
         out_.line(row, place, value);
       }
     }

@@ -3,18 +3,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "format/common/model_check.h"
 #include "format/common/writer_words.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-bool is_out_of_reach(double lower, double upper) { return lower == kInf || upper == -kInf; }
+bool is_out_of_reach(double lower, double upper) {
+  return lower == kInfinity || upper == -kInfinity;
+}
 
 }  // namespace
 
@@ -51,7 +51,7 @@ Status Admission::check_sides() const {
 Status Admission::check_linear() const {
   if (!model_.quadratic_cost.empty()) return refuse("its objective has quadratic terms");
   if (model_.quadratic_coefficients.empty()) return {};
-  const auto con = static_cast<size_t>(model_.quadratic_coefficients.front().con);
+  const size_t con = index(model_.quadratic_coefficients.front().con);
   return refuse(constraint(con) + " has quadratic terms");
 }
 
@@ -118,8 +118,7 @@ Status Admission::check_elements() const {
   const SparseMatrix& matrix = model_.matrix;
   for (size_t k = 0; k < matrix.value.size(); ++k) {
     if (std::isfinite(matrix.value[k])) continue;
-    return refuse("a coefficient of " + constraint(static_cast<size_t>(matrix.row[k])) +
-                  " is not finite");
+    return refuse("a coefficient of " + constraint(index(matrix.row[k])) + " is not finite");
   }
   for (const TriangleEntry& entry : model_.quadratic_cost) {
     if (std::isfinite(entry.value)) continue;
@@ -127,8 +126,7 @@ Status Admission::check_elements() const {
   }
   for (const ConQuadraticEntry& term : model_.quadratic_coefficients) {
     if (std::isfinite(term.entry.value)) continue;
-    return refuse("a quadratic coefficient of " + constraint(static_cast<size_t>(term.con)) +
-                  " is not finite");
+    return refuse("a quadratic coefficient of " + constraint(index(term.con)) + " is not finite");
   }
   const auto all_finite = [](const auto& list) {
     return std::all_of(list.begin(), list.end(),

@@ -7,6 +7,8 @@
 #include <tuple>
 #include <utility>
 
+#include "task/numeric.h"
+
 namespace vorlan {
 
 // Most files have the rows of each column in their order already.
@@ -46,12 +48,12 @@ void MatrixCoordinates::find_lines(int32_t row, int32_t col, SamePlace* twice) c
 // end.
 void MatrixCoordinates::scatter(size_t num_cols, SparseMatrix* matrix) const {
   matrix->start.assign(num_cols + 2, 0);
-  for (const Element& element : elements_) ++matrix->start[static_cast<size_t>(element.col) + 2];
+  for (const Element& element : elements_) ++matrix->start[index(element.col) + 2];
   std::partial_sum(matrix->start.begin(), matrix->start.end(), matrix->start.begin());
   matrix->row.resize(elements_.size());
   matrix->value.resize(elements_.size());
   for (const Element& element : elements_) {
-    const auto at = static_cast<size_t>(matrix->start[static_cast<size_t>(element.col) + 1]++);
+    const size_t at = index(matrix->start[index(element.col) + 1]++);
     matrix->row[at] = element.row;
     matrix->value[at] = element.value;
   }
@@ -64,7 +66,7 @@ bool MatrixCoordinates::finish(Model* model, SamePlace* twice) {
   ColumnSorter sorter;
   size_t kept = 0;
   for (size_t col = 0, k = 0; col < model->cost.size(); ++col) {
-    const auto end = static_cast<size_t>(matrix.start[col + 1]);
+    const size_t end = index(matrix.start[col + 1]);
     sorter.sort(k, end, &matrix);
     for (int32_t last = -1; k < end; ++k) {
       const int32_t row = matrix.row[k];
@@ -102,8 +104,8 @@ bool TriangleCoordinates::finish(Model* model, SamePlace* twice) {
   const auto num_costs =
       std::count_if(elements_.begin(), elements_.end(),
                     [](const Element& element) { return element.con == kObjective; });
-  model->matrix_cost.reserve(static_cast<size_t>(num_costs));
-  model->matrix_coefficients.reserve(elements_.size() - static_cast<size_t>(num_costs));
+  model->matrix_cost.reserve(index(num_costs));
+  model->matrix_coefficients.reserve(elements_.size() - index(num_costs));
   for (size_t k = 0; k < elements_.size(); ++k) {
     const Element& element = elements_[k];
     if (k > 0 && !before(elements_[k - 1], element)) {

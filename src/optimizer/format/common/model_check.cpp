@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -18,8 +19,8 @@ std::string count_text(const char* what, size_t count, const char* of, size_t ex
   return format_text("%s has %zu elements where there are %zu %s", what, count, expected, of);
 }
 
-ModelFault not_finite(Part part, const char* what, size_t index) {
-  return {part, format_text("element %zu of %s is no finite number", index, what)};
+ModelFault not_finite(Part part, const char* what, size_t place) {
+  return {part, format_text("element %zu of %s is no finite number", place, what)};
 }
 
 ModelFault check_finite(Part part, const char* what, const std::vector<double>& values) {
@@ -89,7 +90,7 @@ ModelFault check_matrix(const Model& model) {
     bool ascending = true;
     int32_t last = -1;
     for (int64_t k = begin; k < end; ++k) {
-      const int32_t row = matrix.row[static_cast<size_t>(k)];
+      const int32_t row = matrix.row[index(k)];
       if (row < 0 || row >= model.num_con()) {
         return {Part::kCoefficients, format_text("element %lld is in row %d of %d",
                                                  static_cast<long long>(k), row, model.num_con())};
@@ -141,8 +142,7 @@ ModelFault check_entries(const Model& model, Part part, bool of_matrix_vars, boo
       return fault("names a matrix variable that is not there");
     }
     const int32_t dimension =
-        of_matrix_vars ? model.matrix_vars[static_cast<size_t>(place.matrix_var)].dimension
-                       : model.num_var();
+        of_matrix_vars ? model.matrix_vars[index(place.matrix_var)].dimension : model.num_var();
     if (place.col < 0 || place.row >= dimension) return fault("is outside the matrix");
     if (place.row < place.col) return fault("is not in the lower triangle");
     if (!std::isfinite(value_of(entries[k]))) return fault("is no finite number");
@@ -193,9 +193,8 @@ ModelFault check_cones(const Model& model) {
     if (shape != nullptr) return fault(shape);
     for (const int32_t var : cone.vars) {
       if (var < 0 || var >= model.num_var()) return fault("has a member that is not there");
-      const auto index = static_cast<size_t>(var);
-      if (taken[index]) return fault("has a member that is in a cone already");
-      taken[index] = true;
+      if (taken[index(var)]) return fault("has a member that is in a cone already");
+      taken[index(var)] = true;
     }
   }
   return {};

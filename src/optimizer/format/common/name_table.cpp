@@ -11,6 +11,8 @@
 #include <chrono>
 #include <cstring>
 
+#include "task/numeric.h"
+
 namespace vorlan {
 namespace {
 
@@ -109,12 +111,12 @@ NameTable::Likely NameTable::prefetch(std::span<const std::string_view> names) c
   for (size_t i = 0; i < names.size(); ++i) {
     likely[i] = find_key(wanted[i]);
     if (likely[i] >= 0 && names[i].size() > kShortName) {
-      names_->prefetch(static_cast<size_t>(likely[i]));
+      names_->prefetch(index(likely[i]));
     }
   }
   for (size_t i = 0; i < names.size(); ++i) {
     if (likely[i] < 0 || names[i].size() <= kShortName) continue;
-    const std::string_view name = (*names_)[static_cast<size_t>(likely[i])];
+    const std::string_view name = (*names_)[index(likely[i])];
     __builtin_prefetch(name.data());
     __builtin_prefetch(name.data() + kCacheLine);
   }
@@ -177,7 +179,7 @@ int32_t NameTable::find_key(const Wanted& wanted) const {
 bool NameTable::holds(const Slot& slot, const Wanted& wanted, std::string_view name) const {
   if (slot.hash != wanted.hash || slot.key != wanted.key) return false;
   if ((wanted.hash & kClassMask) != kLongName) return true;
-  return (*names_)[static_cast<size_t>(slot.index)] == name;
+  return (*names_)[index(slot.index)] == name;
 }
 
 void NameTable::rebuild(unsigned bits) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "file/text_reader.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -19,9 +20,9 @@ Nearest::Nearest(std::string_view word)
 void Nearest::consider(std::string_view name) {
   const size_t longer = std::max(name.size(), word_.size());
   const size_t shorter = std::min(name.size(), word_.size());
-  if (longer - shorter >= static_cast<size_t>(best_)) return;
+  if (longer - shorter >= index(best_)) return;
   const int distance = edit_distance(word_, name);
-  if (distance == 0 || distance >= best_ || static_cast<size_t>(distance) >= longer) return;
+  if (distance == 0 || distance >= best_ || index(distance) >= longer) return;
   name_ = name;
   best_ = distance;
 }

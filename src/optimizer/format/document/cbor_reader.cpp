@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "format/document/cbor_document.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -23,8 +24,7 @@ double from_half(unsigned half) {
   const double fraction = half & 0x3ffU;
   double magnitude = 0.0;
   if (exponent == 31) {
-    magnitude = fraction == 0.0 ? std::numeric_limits<double>::infinity()
-                                : std::numeric_limits<double>::quiet_NaN();
+    magnitude = fraction == 0.0 ? kInfinity : std::numeric_limits<double>::quiet_NaN();
   } else if (exponent == 0) {
     magnitude = std::ldexp(fraction, -24);
   } else {

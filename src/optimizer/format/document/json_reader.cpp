@@ -8,6 +8,7 @@
 #include "file/text_reader.h"
 #include "format/common/byte_codes.h"
 #include "format/document/json_document.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -286,9 +287,9 @@ bool JsonReader::read(double* value) {
     const Mark start = here();
     if (!quoted(&token)) return false;
     if (token == "inf") {
-      *value = std::numeric_limits<double>::infinity();
+      *value = kInfinity;
     } else if (token == "-inf") {
-      *value = -std::numeric_limits<double>::infinity();
+      *value = -kInfinity;
     } else if (token == "nan") {
       *value = std::numeric_limits<double>::quiet_NaN();
     } else {

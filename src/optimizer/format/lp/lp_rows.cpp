@@ -1,6 +1,8 @@
 // From rows to columns; see lp_rows.h.
 #include "format/lp/lp_rows.h"
 
+#include "task/numeric.h"
+
 namespace vorlan {
 
 void LpRows::add_piece() {
@@ -13,8 +15,8 @@ void LpRows::add_piece() {
 void LpRows::fetch_ahead(int64_t k, const SparseMatrix& matrix) const {
   constexpr int64_t kAhead = 16;
   if (k + 2 * kAhead >= count_) return;
-  __builtin_prefetch(&matrix.start[static_cast<size_t>(*element(k + 2 * kAhead).var)], 1);
-  const auto at = static_cast<size_t>(matrix.start[static_cast<size_t>(*element(k + kAhead).var)]);
+  __builtin_prefetch(&matrix.start[index(*element(k + 2 * kAhead).var)], 1);
+  const size_t at = index(matrix.start[index(*element(k + kAhead).var)]);
   __builtin_prefetch(matrix.row.data() + at, 1);
   __builtin_prefetch(matrix.value.data() + at, 1);
 }
@@ -25,10 +27,10 @@ void LpRows::finish(size_t num_vars, SparseMatrix* matrix) {
   start.assign(num_vars + 1, 0);
   for (int64_t k = 0; k < count_; ++k) {
     const Element place = element(k);
-    if (*place.value != 0.0) ++start[static_cast<size_t>(*place.var) + 1];
+    if (*place.value != 0.0) ++start[index(*place.var) + 1];
   }
   for (size_t j = 0; j < num_vars; ++j) start[j + 1] += start[j];
-  const auto num_elements = static_cast<size_t>(start[num_vars]);
+  const size_t num_elements = index(start[num_vars]);
   matrix->row.resize(num_elements);
   matrix->value.resize(num_elements);
   // start[j] moves to the end of column j, which is the start of the next one.
@@ -39,12 +41,12 @@ void LpRows::finish(size_t num_vars, SparseMatrix* matrix) {
       fetch_ahead(k, *matrix);
       const Element place = element(k);
       if (*place.value != 0.0) {
-        const auto at = static_cast<size_t>(start[static_cast<size_t>(*place.var)]++);
+        const size_t at = index(start[index(*place.var)]++);
         matrix->row[at] = static_cast<int32_t>(row);
         matrix->value[at] = *place.value;
       }
-      if ((static_cast<size_t>(k) & (kPieceSize - 1)) == kPieceSize - 1) {
-        pieces_[static_cast<size_t>(k >> kPieceBits)] = {};
+      if ((index(k) & (kPieceSize - 1)) == kPieceSize - 1) {
+        pieces_[index(k >> kPieceBits)] = {};
       }
     }
   }

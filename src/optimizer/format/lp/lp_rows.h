@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "task/model.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 
@@ -17,14 +18,14 @@ class LpRows {
 
   // Adds to the variable's coefficient in the row at hand. False if it had one before.
   bool add(int32_t var, double value) {
-    const auto index = static_cast<size_t>(var);
-    if (index >= last_.size()) last_.resize(index + 1 + index / 2, -1);
-    if (last_[index] >= start_.back()) {
-      *element(last_[index]).value += value;
+    const size_t at = index(var);
+    if (at >= last_.size()) last_.resize(at + 1 + at / 2, -1);
+    if (last_[at] >= start_.back()) {
+      *element(last_[at]).value += value;
       return false;
     }
-    last_[index] = count_;
-    if (static_cast<size_t>(count_) == pieces_.size() << kPieceBits) add_piece();
+    last_[at] = count_;
+    if (index(count_) == pieces_.size() << kPieceBits) add_piece();
     const Element place = element(count_++);
     *place.var = var;
     *place.value = value;
@@ -34,12 +35,11 @@ class LpRows {
   // Lets the processor fetch what add() will look at for these variables; -1 stands for none.
   void prefetch(std::span<const int32_t> vars) const {
     for (const int32_t var : vars) {
-      const auto index = static_cast<size_t>(var);
-      if (var >= 0 && index < last_.size()) __builtin_prefetch(&last_[index]);
+      if (var >= 0 && index(var) < last_.size()) __builtin_prefetch(&last_[index(var)]);
     }
   }
 
-  double coefficient(int32_t var) const { return *element(last_[static_cast<size_t>(var)]).value; }
+  double coefficient(int32_t var) const { return *element(last_[index(var)]).value; }
 
   // Moves the elements into the matrix, those that are not zero. The rows are gone then.
   void finish(size_t num_vars, SparseMatrix* matrix);
@@ -58,7 +58,7 @@ class LpRows {
   };
 
   Element element(int64_t position) const {
-    const Piece& piece = pieces_[static_cast<size_t>(position >> kPieceBits)];
+    const Piece& piece = pieces_[index(position >> kPieceBits)];
     const size_t at = static_cast<size_t>(position) & (kPieceSize - 1);
     return {&piece.var[at], &piece.value[at]};
   }

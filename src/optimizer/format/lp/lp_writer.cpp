@@ -14,12 +14,12 @@
 #include "format/lp/lp.h"
 #include "format/lp/lp_names.h"
 #include "format/lp/ptf_words.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLpInfinity = 1e30;     // what readers take numbers from here on for
 constexpr double kLargestInteger = 1e5;  // below: shorter as an integer than with an exponent
 constexpr size_t kFullLine = 240;        // older programs read lines of 255 characters at most
@@ -37,17 +37,16 @@ Rows::Rows(const Model& model) {
   const SparseMatrix& matrix = model.matrix;
   start.assign(model.con_lower.size() + 2, 0);
   for (size_t k = 0; k < matrix.row.size(); ++k) {
-    if (matrix.value[k] != 0.0) ++start[static_cast<size_t>(matrix.row[k]) + 2];
+    if (matrix.value[k] != 0.0) ++start[index(matrix.row[k]) + 2];
   }
   for (size_t i = 2; i < start.size(); ++i) start[i] += start[i - 1];
-  var.resize(static_cast<size_t>(start.back()));
+  var.resize(index(start.back()));
   value.resize(var.size());
   // start[i + 1] moves from the start of row i to its end.
   for (size_t j = 0; j < model.cost.size(); ++j) {
-    for (auto k = static_cast<size_t>(matrix.start[j]);
-         k < static_cast<size_t>(matrix.start[j + 1]); ++k) {
+    for (size_t k = index(matrix.start[j]); k < index(matrix.start[j + 1]); ++k) {
       if (matrix.value[k] == 0.0) continue;
-      const auto at = static_cast<size_t>(start[static_cast<size_t>(matrix.row[k]) + 1]++);
+      const size_t at = index(start[index(matrix.row[k]) + 1]++);
       var[at] = static_cast<int32_t>(j);
       value[at] = matrix.value[k];
     }
@@ -157,8 +156,8 @@ LpWriter::Side LpWriter::side_of(const Model& model, size_t con) {
   const double lower = model.con_lower[con];
   const double upper = model.con_upper[con];
   if (same_bits(lower, upper)) return Side::kEqual;
-  if (upper == kInf && lower != -kInf) return Side::kLower;
-  if (lower == -kInf && upper != kInf) return Side::kUpper;
+  if (upper == kInfinity && lower != -kInfinity) return Side::kLower;
+  if (lower == -kInfinity && upper != kInfinity) return Side::kUpper;
   return Side::kRange;
 }
 
@@ -171,9 +170,9 @@ int32_t LpWriter::num_listed() const {
   for (const TriangleEntry& entry : model_.quadratic_cost) listed = std::max(listed, entry.row + 1);
   int64_t next_row = std::numeric_limits<int64_t>::max();  // where the next variable appears
   for (int32_t var = model_.num_var() - 1; var >= listed; --var) {
-    const auto column = static_cast<size_t>(var);
-    auto at = static_cast<size_t>(matrix.start[column]);
-    const auto end = static_cast<size_t>(matrix.start[column + 1]);
+    const size_t column = index(var);
+    size_t at = index(matrix.start[column]);
+    const size_t end = index(matrix.start[column + 1]);
     while (at < end && matrix.value[at] == 0.0) ++at;
     const bool in_order =
         at < end && matrix.row[at] <= next_row && is_plus_zero(model_.cost[column]);
@@ -236,7 +235,7 @@ void LpWriter::write_objective() {
   const std::string label = names_.objective_word();
   if (!label.empty()) line_ += ' ' + label + ':';
   begin_terms();
-  const auto num_listed = static_cast<size_t>(this->num_listed());
+  const size_t num_listed = index(this->num_listed());
   for (size_t var = 0; var < num_listed; ++var) append_variable_term(model_.cost[var], var);
   const std::vector<TriangleEntry>& quadratic = model_.quadratic_cost;
   if (!quadratic.empty()) {
@@ -270,9 +269,8 @@ void LpWriter::write_constraint(const Rows& rows, size_t con) {
     line_ += ':';
   }
   begin_terms();
-  for (auto k = static_cast<size_t>(rows.start[con]); k < static_cast<size_t>(rows.start[con + 1]);
-       ++k) {
-    append_variable_term(rows.value[k], static_cast<size_t>(rows.var[k]));
+  for (size_t k = index(rows.start[con]); k < index(rows.start[con + 1]); ++k) {
+    append_variable_term(rows.value[k], index(rows.var[k]));
   }
   const std::vector<ConQuadraticEntry>& quadratic = model_.quadratic_coefficients;
   const size_t begin = quadratic_;
@@ -326,7 +324,7 @@ bool LpWriter::has_bound(size_t var) const {
   const double lower = model_.var_lower[var];
   const double upper = model_.var_upper[var];
   if (!is_plus_zero(lower)) return true;
-  return upper != kInf && !(upper == 1.0 && model_.var_kind[var] == VarKind::kInteger);
+  return upper != kInfinity && !(upper == 1.0 && model_.var_kind[var] == VarKind::kInteger);
 }
 
 void LpWriter::write_bounds() {
@@ -341,10 +339,10 @@ void LpWriter::write_bounds() {
       append_name();
       line_ += " = ";
       append_value(lower);
-    } else if (lower == -kInf && upper == kInf) {
+    } else if (lower == -kInfinity && upper == kInfinity) {
       append_name();
       line_ += " free";
-    } else if (upper == kInf) {
+    } else if (upper == kInfinity) {
       append_name();
       line_ += " >= ";
       append_value(lower);
@@ -425,7 +423,7 @@ void LpWriter::write_cones() {
     for (const int32_t var : cone.vars) {
       wrap();
       line_ += ' ';
-      names_.append_variable(static_cast<size_t>(var), &line_);
+      names_.append_variable(index(var), &line_);
     }
     end_line();
   }
@@ -523,12 +521,12 @@ void LpWriter::append_quadratic(const Term* begin, const Term* end, bool halved)
 
 void LpWriter::append_quadratic_term(const TriangleEntry& entry, double value) {
   append_coefficient(value);
-  names_.append_variable(static_cast<size_t>(entry.col), &line_);
+  names_.append_variable(index(entry.col), &line_);
   if (entry.row == entry.col) {
     line_ += "^2";
   } else {
     line_ += " * ";
-    names_.append_variable(static_cast<size_t>(entry.row), &line_);
+    names_.append_variable(index(entry.row), &line_);
   }
 }
 
@@ -538,7 +536,7 @@ void LpWriter::append_element(int32_t matrix_var, const TriangleEntry& entry) {
   const bool split = doubled && !std::isfinite(2.0 * entry.value);
   for (int part = 0; part < (split ? 2 : 1); ++part) {
     append_coefficient(doubled && !split ? 2.0 * entry.value : entry.value);
-    append_element_name(static_cast<size_t>(matrix_var), entry.row, entry.col);
+    append_element_name(index(matrix_var), entry.row, entry.col);
   }
 }
 
@@ -576,7 +574,7 @@ void LpWriter::append_coefficient(double coefficient) {
 
 // Infinities with a sign, which all programs take.
 void LpWriter::append_value(double value) {
-  if (value == kInf) line_ += '+';
+  if (value == kInfinity) line_ += '+';
   append_number(value);
 }
 

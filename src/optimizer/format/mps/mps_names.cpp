@@ -5,6 +5,7 @@
 
 #include "file/text_reader.h"
 #include "format/common/byte_codes.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -66,8 +67,8 @@ NameList decode_mps_names(const NameList& names, size_t count) {
 
 MpsNames::MpsNames(const Model& model)
     : model_(model), var_table_(&model.var_names), con_table_(&model.con_names) {
-  const auto num_var = static_cast<size_t>(model.num_var());
-  const auto num_con = static_cast<size_t>(model.num_con());
+  const size_t num_var = index(model.num_var());
+  const size_t num_con = index(model.num_con());
   find_repeated(model.var_names, num_var, &var_table_, &var_repeated_);
   find_repeated(model.con_names, num_con, &con_table_, &con_repeated_);
   objective_repeated_ = !model.objective_name.empty() && con_table_.find(model.objective_name) >= 0;

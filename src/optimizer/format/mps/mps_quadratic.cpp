@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "file/text_reader.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 
@@ -91,9 +92,7 @@ const MpsQuadratic::Term& MpsQuadratic::later(const Term& a, const Term& b) cons
 
 MpsQuadratic::Fault MpsQuadratic::fault(const char* what, const Term& term,
                                         const Model& model) const {
-  const auto name = [&model](int32_t var) {
-    return printable(model.var_names[static_cast<size_t>(var)]);
-  };
+  const auto name = [&model](int32_t var) { return printable(model.var_names[index(var)]); };
   return {std::string(what) + ", found '" + name(term.row) + "' with '" + name(term.col) + "'",
           line_of(term)};
 }

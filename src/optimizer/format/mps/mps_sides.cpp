@@ -8,11 +8,11 @@
 #include <type_traits>
 
 #include "file/numbers.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr std::ptrdiff_t kDigitsOfDouble = std::numeric_limits<double>::max_digits10;
 constexpr int kDecimalsOfWide = std::numeric_limits<long double>::max_digits10 - 1;
 
@@ -58,13 +58,13 @@ bool try_form(char type, Sides sides, RangeForm* form) {
 Sides sides_of(char type, double rhs) {
   switch (type) {
     case 'L':
-      return {-kInf, rhs};
+      return {-kInfinity, rhs};
     case 'G':
-      return {rhs, kInf};
+      return {rhs, kInfinity};
     case 'E':
       return {rhs, rhs};
     default:
-      return {-kInf, kInf};
+      return {-kInfinity, kInfinity};
   }
 }
 

@@ -3,7 +3,6 @@
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
 
 #include "file/text_reader.h"
@@ -12,12 +11,12 @@
 #include "format/mps/mps.h"
 #include "format/mps/mps_names.h"
 #include "format/mps/mps_sides.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kLargestInteger = 99999;  // shorter as an integer than with an exponent
 
 class MpsWriter {
@@ -108,11 +107,11 @@ char MpsWriter::row_type(size_t row, double* rhs) const {
   const double lower = model_.con_lower[row];
   const double upper = model_.con_upper[row];
   *rhs = 0.0;
-  if (lower == -kInf && upper == kInf) return 'N';
-  *rhs = lower == -kInf ? upper : lower;
+  if (lower == -kInfinity && upper == kInfinity) return 'N';
+  *rhs = lower == -kInfinity ? upper : lower;
   if (lower == upper) return 'E';
-  if (upper == kInf) return 'G';
-  if (lower == -kInf) return 'L';
+  if (upper == kInfinity) return 'G';
+  if (lower == -kInfinity) return 'L';
   const char type = find_range_form({lower, upper}).type;
   *rhs = type == 'G' ? lower : upper;
   return type;
@@ -149,7 +148,7 @@ void MpsWriter::write_marker(bool begin) {
 // Two elements a line. A column without any is told by a zero in the objective.
 void MpsWriter::write_column(size_t column) {
   const SparseMatrix& matrix = model_.matrix;
-  const auto end = static_cast<size_t>(matrix.start[column + 1]);
+  const size_t end = index(matrix.start[column + 1]);
   int count = 0;
   const auto append_element = [&](int64_t row, double value) {
     if (count % 2 == 0) {
@@ -161,7 +160,7 @@ void MpsWriter::write_column(size_t column) {
     ++count;
   };
   if (!is_plus_zero(model_.cost[column])) append_element(kObjective, model_.cost[column]);
-  for (auto k = static_cast<size_t>(matrix.start[column]); k < end; ++k) {
+  for (size_t k = index(matrix.start[column]); k < end; ++k) {
     if (matrix.value[k] != 0.0) append_element(matrix.row[k], matrix.value[k]);
   }
   if (count == 0) append_element(kObjective, 0.0);
@@ -188,7 +187,8 @@ void MpsWriter::write_ranges() {
   bool any = false;
   for (size_t row = 0; row < model_.con_lower.size(); ++row) {
     const Sides sides = {model_.con_lower[row], model_.con_upper[row]};
-    if (sides.lower == sides.upper || sides.lower == -kInf || sides.upper == kInf) continue;
+    if (sides.lower == sides.upper || sides.lower == -kInfinity || sides.upper == kInfinity)
+      continue;
     if (!any) {
       file_->append("RANGES\n");
       choose_set("RNG");
@@ -205,7 +205,7 @@ void MpsWriter::write_ranges() {
 void MpsWriter::write_bounds() {
   const auto has_default = [this](size_t column) {
     return model_.var_kind[column] == VarKind::kContinuous &&
-           is_plus_zero(model_.var_lower[column]) && model_.var_upper[column] == kInf;
+           is_plus_zero(model_.var_lower[column]) && model_.var_upper[column] == kInfinity;
   };
   bool any = false;
   for (size_t column = 0; column < model_.cost.size() && !file_->failed(); ++column) {
@@ -228,18 +228,18 @@ void MpsWriter::write_bound_of(size_t column) {
   const bool integer = kind == VarKind::kInteger;
   if (integer && is_plus_zero(lower) && upper == 1.0) return append_bound("BV", column);
   if (!is_semi(kind)) {
-    if (lower == -kInf && upper == kInf) return append_bound("FR", column);
+    if (lower == -kInfinity && upper == kInfinity) return append_bound("FR", column);
     if (same_bits(lower, upper)) return append_bound("FX", column, lower);
   }
-  if (lower == -kInf) {
+  if (lower == -kInfinity) {
     append_bound("MI", column);
   } else if (integer || !is_plus_zero(lower) || (upper < 0.0 && !is_semi(kind))) {
     append_bound("LO", column, lower);
   }
   if (is_semi(kind)) {
     append_bound(kind == VarKind::kSemiInteger ? "SI" : "SC", column,
-                 upper == kInf && !exact_ ? kMpsInfinity : upper);
-  } else if (upper != kInf) {
+                 upper == kInfinity && !exact_ ? kMpsInfinity : upper);
+  } else if (upper != kInfinity) {
     append_bound("UP", column, upper);
   } else if (integer) {
     append_bound("PL", column);
@@ -275,7 +275,7 @@ void MpsWriter::write_triangle(int32_t con, size_t begin, size_t end) {
                                     return 2.0 * (0.5 * term.entry.value) == term.entry.value;
                                   });
   file_->append(halves ? "QCMATRIX " : "QSECTION ");
-  names_.append_constraint(static_cast<size_t>(con), file_);
+  names_.append_constraint(index(con), file_);
   file_->append('\n');
   for (size_t k = begin; k < end; ++k) {
     const TriangleEntry& entry = terms[k].entry;
@@ -306,7 +306,7 @@ void MpsWriter::append_pair(const char* separator, int64_t row, double value) {
   if (row == kObjective) {
     names_.append_objective(file_);
   } else {
-    names_.append_constraint(static_cast<size_t>(row), file_);
+    names_.append_constraint(index(row), file_);
   }
   file_->append(' ');
   append_number(value);
@@ -333,9 +333,9 @@ void MpsWriter::append_bound(const char* type, size_t column, double value) {
 void MpsWriter::append_term(int32_t first, int32_t second, double value) {
   if (value == 0.0) return;
   file_->append(' ');
-  names_.append_variable(static_cast<size_t>(first), file_);
+  names_.append_variable(index(first), file_);
   file_->append(' ');
-  names_.append_variable(static_cast<size_t>(second), file_);
+  names_.append_variable(index(second), file_);
   file_->append(' ');
   append_number(value);
   file_->append('\n');

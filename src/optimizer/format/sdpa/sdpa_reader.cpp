@@ -11,13 +11,13 @@
 #include "format/common/field_lines.h"
 #include "format/sdpa/sdpa.h"
 #include "format/sdpa/sdpa_words.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
 constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 bool begins_number(std::string_view text) {
   const size_t at = !text.empty() && (text[0] == '+' || text[0] == '-') ? 1 : 0;
@@ -148,10 +148,10 @@ bool SdpaReader::read_block() {
   }
   if (!declare(-int64_t{size}, kBytesOfVariable)) return false;
   blocks_.push_back({true, model_->num_var(), -size});
-  const size_t num_var = model_->cost.size() + static_cast<size_t>(-size);
+  const size_t num_var = model_->cost.size() + index(-size);
   model_->cost.resize(num_var, 0.0);
   model_->var_lower.resize(num_var, 0.0);
-  model_->var_upper.resize(num_var, kInf);
+  model_->var_upper.resize(num_var, kInfinity);
   model_->var_kind.resize(num_var, VarKind::kContinuous);
   return true;
 }
@@ -185,7 +185,7 @@ bool SdpaReader::read_entry() {
   if (!lines_.take_integer("the number of a matrix", 0, num_con_, &matrix)) return false;
   const auto num_blocks = static_cast<int64_t>(blocks_.size());
   if (!lines_.take_integer("the number of a block", 1, num_blocks, &number)) return false;
-  const Block& block = blocks_[static_cast<size_t>(number) - 1];
+  const Block& block = blocks_[index(number) - 1];
   if (!lines_.take_integer("a row of the block", 1, block.dimension, &row)) return false;
   const std::string_view place = lines_.rest();
   if (!lines_.take_integer("a column of the block", 1, block.dimension, &col)) return false;
@@ -203,10 +203,9 @@ bool SdpaReader::add_diagonal(const Block& block, int32_t matrix, int32_t row, i
     elements_.add(matrix - 1, var, value, lines_.line_number());
     return true;
   }
-  const auto index = static_cast<size_t>(var);
-  if (has_cost_[index]) return lines_.fail(place, "a second value for this place");
-  has_cost_[index] = true;
-  if (value != 0.0) model_->cost[index] = value;
+  if (has_cost_[index(var)]) return lines_.fail(place, "a second value for this place");
+  has_cost_[index(var)] = true;
+  if (value != 0.0) model_->cost[index(var)] = value;
   return true;
 }
 

@@ -13,12 +13,11 @@
 #include "format/common/field_writer.h"
 #include "format/sdpa/sdpa.h"
 #include "format/sdpa/sdpa_words.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 class SdpaWriter {
  public:
@@ -107,8 +106,8 @@ void SdpaWriter::place_variables() {
 template <class AddTerms>
 void SdpaWriter::make_rows(double lower, double upper, const AddTerms& add_terms) {
   if (lower == upper) return make_row(lower, 0.0, add_terms);
-  if (lower != -kInf) make_row(lower, -1.0, add_terms);
-  if (upper != kInf) make_row(upper, 1.0, add_terms);
+  if (lower != -kInfinity) make_row(lower, -1.0, add_terms);
+  if (upper != kInfinity) make_row(upper, 1.0, add_terms);
 }
 
 template <class AddTerms>
@@ -124,7 +123,7 @@ void SdpaWriter::make_constraints() {
   for (size_t i = 0; i < model_.con_lower.size(); ++i) {
     first_matrix_.push_back(static_cast<int32_t>(sides_.size()) + 1);
     make_rows(model_.con_lower[i], model_.con_upper[i], no_terms);
-    if (model_.con_lower[i] == -kInf && model_.con_upper[i] == kInf) ++num_free_cons_;
+    if (model_.con_lower[i] == -kInfinity && model_.con_upper[i] == kInfinity) ++num_free_cons_;
   }
   first_matrix_.push_back(static_cast<int32_t>(sides_.size()) + 1);
 }
@@ -136,19 +135,18 @@ void SdpaWriter::make_bounds(size_t var) {
   const Shape shape = scalars_[var].shape;
   const bool said_lower = shape == Shape::kPlus && lower == 0.0 && upper != 0.0;
   const bool said_upper = shape == Shape::kMinus && upper == 0.0;
-  make_rows(said_lower ? -kInf : lower, said_upper ? kInf : upper,
+  make_rows(said_lower ? -kInfinity : lower, said_upper ? kInfinity : upper,
             [this, var](int32_t matrix) { add_scalar(matrix, var, 1.0); });
 }
 
 void SdpaWriter::add_coefficients() {
   const auto for_matrices = [this](int32_t con, const auto& add) {
-    const auto index = static_cast<size_t>(con);
-    for (int32_t k = first_matrix_[index]; k < first_matrix_[index + 1]; ++k) add(k);
+    for (int32_t k = first_matrix_[index(con)]; k < first_matrix_[index(con) + 1]; ++k) add(k);
   };
   const SparseMatrix& matrix = model_.matrix;
   for (size_t j = 0; j < model_.cost.size(); ++j) {
-    const auto end = static_cast<size_t>(matrix.start[j + 1]);
-    for (auto k = static_cast<size_t>(matrix.start[j]); k < end; ++k) {
+    const size_t end = index(matrix.start[j + 1]);
+    for (size_t k = index(matrix.start[j]); k < end; ++k) {
       for_matrices(matrix.row[k], [&](int32_t number) { add_scalar(number, j, matrix.value[k]); });
     }
   }

@@ -15,6 +15,7 @@
 #include "format/task/solution_file.h"
 #include "format/task/task_document.h"
 #include "format/task/task_file.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -202,10 +203,10 @@ class TaskReader {
     size_t members = 0, exponents = 0;
     // Takes the next elements of an array for one cone; false when there are not so many.
     const auto take = [](const auto& from, size_t* at, int32_t wanted, auto* to) {
-      if (wanted < 0 || from.size() - *at < static_cast<size_t>(wanted)) return false;
+      if (wanted < 0 || from.size() - *at < index(wanted)) return false;
       const auto begin = from.begin() + static_cast<std::ptrdiff_t>(*at);
       to->assign(begin, begin + wanted);
-      *at += static_cast<size_t>(wanted);
+      *at += index(wanted);
       return true;
     };
     model_.cones.resize(count);
@@ -299,8 +300,7 @@ class TaskReader {
     if (!fail_with(find_start_fault(model_))) return false;
     ColumnSorter sorter;
     for (size_t j = 0; j < model_.cost.size(); ++j) {
-      sorter.sort(static_cast<size_t>(model_.matrix.start[j]),
-                  static_cast<size_t>(model_.matrix.start[j + 1]), &model_.matrix);
+      sorter.sort(index(model_.matrix.start[j]), index(model_.matrix.start[j + 1]), &model_.matrix);
     }
     return true;
   }

@@ -29,27 +29,6 @@ bool try_again(int descriptor, short event) {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) {
-    close();
-    number_ = other.release();
-  }
-  return *this;
-}
-
-int Descriptor::release() {
-  const int number = number_;
-  number_ = -1;
-  return number;
-}
-
-int Descriptor::close() {
-  if (number_ < 0) return 0;
-  // Linux frees the number even when close is interrupted: it must not be called again.
-  const bool failed = ::close(release()) != 0 && errno != EINTR;
-  return failed ? errno : 0;
-}
-
 ssize_t read_some(int descriptor, char* buffer, size_t size) {
   ssize_t count = -1;
   do {

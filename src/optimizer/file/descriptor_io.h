@@ -8,27 +8,9 @@
 #include <cstddef>
 #include <string_view>
 
+#include "task/high_descriptor.h"
+
 namespace vorlan {
-
-// An open descriptor that is closed with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-
-  bool is_open() const { return number_ >= 0; }
-  int get() const { return number_; }
-  int release();
-  // Closes it; the error number of a failed close, by which some file systems tell of a failed
-  // write, else 0.
-  int close();
-
- private:
-  int number_ = -1;
-};
 
 // Bytes read, 0 at the end, -1 with errno set on failure. Waits where the descriptor would not.
 ssize_t read_some(int descriptor, char* buffer, size_t size);

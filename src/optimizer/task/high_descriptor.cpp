@@ -1,4 +1,4 @@
-// Copying descriptors upwards; see high_descriptor.h.
+// Closing descriptors, and copying them upwards; see high_descriptor.h.
 #include "task/high_descriptor.h"
 
 #include <fcntl.h>
@@ -7,6 +7,27 @@
 #include <cerrno>
 
 namespace vorlan {
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    close();
+    number_ = other.release();
+  }
+  return *this;
+}
+
+int Descriptor::release() {
+  const int number = number_;
+  number_ = -1;
+  return number;
+}
+
+int Descriptor::close() {
+  if (number_ < 0) return 0;
+  // Linux frees the number even when close is interrupted: it must not be called again.
+  const bool failed = ::close(release()) != 0 && errno != EINTR;
+  return failed ? errno : 0;
+}
 
 int copy_above_standard(int descriptor) {
   return ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

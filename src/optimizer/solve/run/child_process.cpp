@@ -53,24 +53,6 @@ Status system_failure(const char* what) {
   return {Code::kErrProcess, format_text("%s: %s", what, std::strerror(errno))};
 }
 
-class Descriptor {
- public:
-  Descriptor() = default;
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return number_; }
-  void set(int number) { number_ = number; }
-  void close() {
-    if (number_ >= 0) ::close(number_);
-    number_ = -1;
-  }
-
- private:
-  int number_ = -1;
-};
-
 // Blocks all signals of the thread for its lifetime.
 class SignalBlock {
  public:
@@ -340,9 +322,9 @@ bool make_pipe(Descriptor* read_end, Descriptor* write_end) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return false;
   // The child's standard output and error are replaced by copies of it.
-  read_end->set(above_standard(ends[0]));
-  write_end->set(above_standard(ends[1]));
-  return read_end->get() >= 0 && write_end->get() >= 0;
+  *read_end = Descriptor(above_standard(ends[0]));
+  *write_end = Descriptor(above_standard(ends[1]));
+  return read_end->is_open() && write_end->is_open();
 }
 
 }  // namespace

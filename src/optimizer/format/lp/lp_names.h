@@ -20,6 +20,9 @@
 
 namespace vorlan {
 
+// Which of the two formats a file is in.
+enum class LpFormat : uint8_t { kLp, kPtf };
+
 inline constexpr std::string_view kLpRangeMark = "%_range";
 inline constexpr std::string_view kLpConstantWord = "_%_constant";
 

@@ -6,14 +6,12 @@
 #include "format/lp/lp_bounds.h"
 #include "format/lp/lp_constraints.h"
 #include "format/lp/lp_expressions.h"
+#include "format/lp/lp_names.h"
 #include "format/lp/lp_reading.h"
 #include "format/lp/ptf_sections.h"
 #include "format/lp/ptf_solutions.h"
 
 namespace vorlan {
-
-// Which of the two formats a file may be in.
-enum class LpFormat : uint8_t { kLp, kPtf };
 
 // Reads a file in one pass over its tokens. The reader itself reads the opening line, the sense and
 // the objective; then it finds one heading after the other and leaves each section to the part that

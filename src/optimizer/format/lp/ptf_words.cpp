@@ -19,7 +19,7 @@ std::string ptf_status(std::string_view word) {
   return text;
 }
 
-std::string encode_ptf_text(std::string_view text, bool is_name) {
+std::string encode_ptf_text(std::string_view text, PtfText kind) {
   std::string encoded;
   for (size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
@@ -27,7 +27,7 @@ std::string encode_ptf_text(std::string_view text, bool is_name) {
     const bool edge = i == 0 || i + 1 == text.size();
     bool keep = byte > ' ' || (c == ' ' && !edge);
     keep = keep && c != '%' && c != '\\' && byte != 0x7f;
-    if (is_name) keep = is_letter(c) || (i > 0 && c >= '0' && c <= '9');
+    if (kind == PtfText::kName) keep = is_letter(c) || (i > 0 && c >= '0' && c <= '9');
     if (keep) {
       encoded += c;
       continue;

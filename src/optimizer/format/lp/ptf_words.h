@@ -72,8 +72,8 @@ bool find_ptf_status(std::span<const StatusWord> statuses, std::string_view text
   return false;
 }
 
-// Names and values of parameters: a code (byte_codes.h) for each byte that a line cannot have
-// there.
-std::string encode_ptf_text(std::string_view text, bool is_name);
+// The text with a code (byte_codes.h) for each byte that a line cannot have there.
+enum class PtfText : uint8_t { kName, kValue };  // of a parameter
+std::string encode_ptf_text(std::string_view text, PtfText kind);
 
 }  // namespace vorlan

@@ -5,18 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "format/common/model_check.h"
 #include "format/mps/mps.h"
 #include "reading.h"
 #include "round_trip.h"
 #include "samples.h"
+#include "task/numeric.h"
 
 namespace vorlan::test {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 using Numbers = std::vector<double>;
 using Indices = std::vector<int32_t>;
 
@@ -25,7 +24,7 @@ std::string write(const Model& model, std::string* warnings = nullptr) {
   return write_as(write_cbf, model, warnings);
 }
 
-// In a version that has all cones.
+// A file in a version that has all cones.
 std::string file(const std::string& items) { return "VER\n3\nOBJSENSE\nMIN\n" + items; }
 
 Model model_of(const std::string& items) {
@@ -51,13 +50,35 @@ TEST(CbfRead, Heads) {
 
 TEST(CbfRead, LinearConesAreBoundsAndSides) {
   const Model model = model_of(
-      "VAR\n5 4\nF 1\nL+ 2\nL- 1\nL= 1\nCON\n4 4\nL= 1\nL+ 1\nF 1\nL- 1\nACOORD\n3\n3 0 2\n0 0 1\n"
-      "1 2 -1.5\nBCOORD\n4\n0 -1\n1 2.5\n2 9\n3 4\n");
-  EXPECT_EQ(model.var_lower, (Numbers{-kInf, 0, 0, -kInf, 0}));
-  EXPECT_EQ(model.var_upper, (Numbers{kInf, kInf, kInf, 0, 0}));
+      R"(VAR
+5 4
+F 1
+L+ 2
+L- 1
+L= 1
+CON
+4 4
+L= 1
+L+ 1
+F 1
+L- 1
+ACOORD
+3
+3 0 2
+0 0 1
+1 2 -1.5
+BCOORD
+4
+0 -1
+1 2.5
+2 9
+3 4
+)");
+  EXPECT_EQ(model.var_lower, (Numbers{-kInfinity, 0, 0, -kInfinity, 0}));
+  EXPECT_EQ(model.var_upper, (Numbers{kInfinity, kInfinity, kInfinity, 0, 0}));
   // A x + b in the cone: b has the opposite sign here.
-  EXPECT_EQ(model.con_lower, (Numbers{1, -2.5, -kInf, -kInf}));
-  EXPECT_EQ(model.con_upper, (Numbers{1, kInf, kInf, -4}));
+  EXPECT_EQ(model.con_lower, (Numbers{1, -2.5, -kInfinity, -kInfinity}));
+  EXPECT_EQ(model.con_upper, (Numbers{1, kInfinity, kInfinity, -4}));
   EXPECT_EQ(model.matrix.start, (std::vector<int64_t>{0, 2, 2, 3, 3, 3}));
   EXPECT_EQ(model.matrix.row, (Indices{0, 3, 1}));
   EXPECT_EQ(model.matrix.value, (Numbers{1, 2, -1.5}));
@@ -66,8 +87,30 @@ TEST(CbfRead, LinearConesAreBoundsAndSides) {
 
 TEST(CbfRead, ConesOfVariablesKeepTheOrderOfMembers) {
   const Model model = model_of(
-      "POWCONES\n2 5\n2\n4\n1\n3\n1\n2\n3\nPOW*CONES\n1 1\n1\n7\n"
-      "VAR\n21 8\nF 1\nQ 2\nQR 3\nEXP 3\nEXP* 3\n@1:POW 5\n@0:POW* 2\nQR 2\n");
+      R"(POWCONES
+2 5
+2
+4
+1
+3
+1
+2
+3
+POW*CONES
+1 1
+1
+7
+VAR
+21 8
+F 1
+Q 2
+QR 3
+EXP 3
+EXP* 3
+@1:POW 5
+@0:POW* 2
+QR 2
+)");
   struct Expected {
     ConeKind kind;
     Indices vars;
@@ -89,19 +132,34 @@ TEST(CbfRead, ConesOfVariablesKeepTheOrderOfMembers) {
     EXPECT_EQ(model.cones[i].exponents, expected[i].exponents) << i;
   }
   for (size_t j = 0; j < model.cost.size(); ++j) {
-    EXPECT_EQ(model.var_lower[j], -kInf);
-    EXPECT_EQ(model.var_upper[j], kInf);
+    EXPECT_EQ(model.var_lower[j], -kInfinity);
+    EXPECT_EQ(model.var_upper[j], kInfinity);
   }
 }
 
 // (x + 1, 2 x - 3) in a cone: slack variables s with x + 1 - s1 = 0, 2 x - 3 - s2 = 0.
 TEST(CbfRead, ConicConstraintsGetSlackVariables) {
   const Model model = model_of(
-      "CON\n3 2\nL+ 1\nQ 2\nVAR\n1 1\nL+ 1\nACOORD\n2\n1 0 1\n2 0 2\nBCOORD\n2\n1 1\n2 -3\n");
-  EXPECT_EQ(model.var_lower, (Numbers{0, -kInf, -kInf}));
-  EXPECT_EQ(model.var_upper, (Numbers{kInf, kInf, kInf}));
+      R"(CON
+3 2
+L+ 1
+Q 2
+VAR
+1 1
+L+ 1
+ACOORD
+2
+1 0 1
+2 0 2
+BCOORD
+2
+1 1
+2 -3
+)");
+  EXPECT_EQ(model.var_lower, (Numbers{0, -kInfinity, -kInfinity}));
+  EXPECT_EQ(model.var_upper, (Numbers{kInfinity, kInfinity, kInfinity}));
   EXPECT_EQ(model.con_lower, (Numbers{0, -1, 3}));
-  EXPECT_EQ(model.con_upper, (Numbers{kInf, -1, 3}));
+  EXPECT_EQ(model.con_upper, (Numbers{kInfinity, -1, 3}));
   EXPECT_EQ(model.matrix.start, (std::vector<int64_t>{0, 2, 3, 4}));
   EXPECT_EQ(model.matrix.row, (Indices{1, 2, 1, 2}));
   EXPECT_EQ(model.matrix.value, (Numbers{1, 2, -1, -1}));
@@ -116,12 +174,24 @@ TEST(CbfRead, QuadraticConesOfOneMember) {
   EXPECT_EQ(model.num_var(), 1);
   EXPECT_EQ(model.var_lower, Numbers{0});
   EXPECT_EQ(model.con_lower, Numbers{-3});
-  EXPECT_EQ(model.con_upper, Numbers{kInf});
+  EXPECT_EQ(model.con_upper, Numbers{kInfinity});
 }
 
 TEST(CbfRead, IntegersObjectiveAndConstant) {
-  const Model model =
-      model_of("VAR\n3 1\nL+ 3\nINT\n2\n2\n0\nOBJACOORD\n2\n2 1.5\n0 -1\nOBJBCOORD\n-2.25\n");
+  const Model model = model_of(R"(VAR
+3 1
+L+ 3
+INT
+2
+2
+0
+OBJACOORD
+2
+2 1.5
+0 -1
+OBJBCOORD
+-2.25
+)");
   EXPECT_EQ(model.cost, (Numbers{-1, 0, 1.5}));
   EXPECT_EQ(model.constant, -2.25);
   EXPECT_EQ(model.var_kind[0], VarKind::kInteger);
@@ -136,8 +206,24 @@ bool is_entry(const TriangleEntry& entry, int32_t row, int32_t col, double value
 // Either triangle; a value counts at both places, as in the model, and is no sum of two.
 TEST(CbfRead, MatrixVariables) {
   const Model model = model_of(
-      "PSDVAR\n2\n2\n3\nCON\n1 1\nL= 1\nOBJFCOORD\n3\n1 0 2 4\n0 1 1 3\n0 0 1 2\nFCOORD\n3\n"
-      "0 1 2 1 -1\n0 0 0 0 1\n0 1 0 0 0\n");
+      R"(PSDVAR
+2
+2
+3
+CON
+1 1
+L= 1
+OBJFCOORD
+3
+1 0 2 4
+0 1 1 3
+0 0 1 2
+FCOORD
+3
+0 1 2 1 -1
+0 0 0 0 1
+0 1 0 0 0
+)");
   ASSERT_EQ(model.num_matrix_var(), 2);
   EXPECT_EQ(model.matrix_vars[0].dimension, 2);
   EXPECT_EQ(model.matrix_vars[1].dimension, 3);
@@ -155,12 +241,32 @@ TEST(CbfRead, MatrixVariables) {
 // in which an element of S off the diagonal counts at both places.
 TEST(CbfRead, MatrixConstraintsGetMatrixVariables) {
   const Model model = model_of(
-      "PSDVAR\n1\n1\nVAR\n2 1\nF 2\nPSDCON\n1\n2\nCON\n1 1\nL+ 1\nHCOORD\n3\n0 0 0 1 5\n"
-      "0 1 1 1 2\n0 1 0 0 1\nDCOORD\n2\n0 1 1 -4\n0 1 0 3\n");
+      R"(PSDVAR
+1
+1
+VAR
+2 1
+F 2
+PSDCON
+1
+2
+CON
+1 1
+L+ 1
+HCOORD
+3
+0 0 0 1 5
+0 1 1 1 2
+0 1 0 0 1
+DCOORD
+2
+0 1 1 -4
+0 1 0 3
+)");
   ASSERT_EQ(model.num_matrix_var(), 2);
   EXPECT_EQ(model.matrix_vars[1].dimension, 2);
   EXPECT_EQ(model.con_lower, (Numbers{0, 0, -3, 4}));
-  EXPECT_EQ(model.con_upper, (Numbers{kInf, 0, -3, 4}));
+  EXPECT_EQ(model.con_upper, (Numbers{kInfinity, 0, -3, 4}));
   EXPECT_EQ(model.matrix.row, (Indices{2, 1, 3}));
   EXPECT_EQ(model.matrix.value, (Numbers{5, 1, 2}));
   ASSERT_EQ(model.matrix_coefficients.size(), 3u);
@@ -233,7 +339,19 @@ TEST(CbfRead, ErrorsNameThePlace) {
       {start + "CON\n1 1\nF 1\nACOORD\n3\n0 0 0\n0 1 1\n0 0 0\n",
        "text:15: a second value for a place that has one by line 13"},
       // Neither comments nor the elements of slack variables put the lines out of step.
-      {start + "CON\n3 2\nL= 1\nQ 2\nACOORD\n4\n1 0 1\n# note\n0 0 1\n\n2 0 1\n0 0 2\n",
+      {start + R"(CON
+3 2
+L= 1
+Q 2
+ACOORD
+4
+1 0 1
+# note
+0 0 1
+
+2 0 1
+0 0 2
+)",
        "text:19: a second value for a place that has one by line 16"},
       {start + "CON\n1 1\nF 1\nBCOORD\n2\n0 0\n0 1\n",
        "text:14:1: a second value for this place, found '0 1'"},
@@ -272,8 +390,9 @@ TEST(CbfRead, LimitsOfWhatIsDeclared) {
 TEST(CbfWrite, BoundsAndSides) {
   Model model;
   for (const auto& [lower, upper] :
-       {std::pair(-kInf, kInf), std::pair(0.0, kInf), std::pair(0.0, 5.0), std::pair(-kInf, 0.0),
-        std::pair(0.0, 0.0), std::pair(2.0, 2.0), std::pair(-1.0, 1.0), std::pair(3.0, 0.0)}) {
+       {std::pair(-kInfinity, kInfinity), std::pair(0.0, kInfinity), std::pair(0.0, 5.0),
+        std::pair(-kInfinity, 0.0), std::pair(0.0, 0.0), std::pair(2.0, 2.0), std::pair(-1.0, 1.0),
+        std::pair(3.0, 0.0)}) {
     add_variable(&model, lower, upper);
   }
   model.var_kind[2] = VarKind::kInteger;
@@ -281,30 +400,118 @@ TEST(CbfWrite, BoundsAndSides) {
   model.constant = 1.0;
   model.maximize = true;
   add_constraint(&model, -1.0, 4.0);
-  add_constraint(&model, -kInf, kInf);
+  add_constraint(&model, -kInfinity, kInfinity);
   add_constraint(&model, 0.0, 0.0);
   model.matrix.start = {0, 2, 2, 2, 2, 2, 2, 2, 2};
   model.matrix.row = {2, 0};
   model.matrix.value = {7.0, 0.5};
   const std::string text = write(model);
   EXPECT_EQ(text,
-            "VER\n1\n\nOBJSENSE\nMAX\n"
-            "\nVAR\n8 6\nF 1\nL+ 2\nL- 1\nL= 1\nF 2\nL- 1\n"
-            "\nINT\n1\n2\n"
-            "\nCON\n9 9\nL+ 1\nL- 1\nF 1\nL= 1\nL- 1\nL= 1\nL+ 1\nL- 1\nL+ 1\n"
-            "\nOBJACOORD\n1\n0 2\n"
-            "\nOBJBCOORD\n1\n"
-            "\nACOORD\n8\n0 0 0.5\n1 0 0.5\n3 0 7\n4 2 1\n5 5 1\n6 6 1\n7 6 1\n8 7 1\n"
-            "\nBCOORD\n7\n0 1\n1 -4\n4 -5\n5 -2\n6 1\n7 -1\n8 -3\n");
+            R"(VER
+1
+
+OBJSENSE
+MAX
+
+VAR
+8 6
+F 1
+L+ 2
+L- 1
+L= 1
+F 2
+L- 1
+
+INT
+1
+2
+
+CON
+9 9
+L+ 1
+L- 1
+F 1
+L= 1
+L- 1
+L= 1
+L+ 1
+L- 1
+L+ 1
+
+OBJACOORD
+1
+0 2
+
+OBJBCOORD
+1
+
+ACOORD
+8
+0 0 0.5
+1 0 0.5
+3 0 7
+4 2 1
+5 5 1
+6 6 1
+7 6 1
+8 7 1
+
+BCOORD
+7
+0 1
+1 -4
+4 -5
+5 -2
+6 1
+7 -1
+8 -3
+)");
   EXPECT_EQ(round_trip_fault(read_cbf, write_cbf, text), "");
 }
 
-// What the format says without helpers is the same model again.
+// A model that the format says without helpers comes back as the same model.
 TEST(CbfWrite, ModelsOfTheFormatReadBackExactly) {
   const Model model = model_of(
-      "POWCONES\n1 2\n2\n0.3\n0.7\nPSDVAR\n1\n3\nVAR\n12 5\nQ 3\nL+ 2\n@0:POW 3\nF 1\nEXP 3\n"
-      "INT\n2\n3\n8\nCON\n2 2\nL+ 1\nL= 1\nOBJFCOORD\n1\n0 2 1 0.1\nOBJACOORD\n1\n3 -0.1\nFCOORD\n"
-      "1\n1 0 2 2 1e-300\nACOORD\n2\n0 1 1e300\n1 11 3\nBCOORD\n1\n1 -0.30000000000000004\n");
+      R"(POWCONES
+1 2
+2
+0.3
+0.7
+PSDVAR
+1
+3
+VAR
+12 5
+Q 3
+L+ 2
+@0:POW 3
+F 1
+EXP 3
+INT
+2
+3
+8
+CON
+2 2
+L+ 1
+L= 1
+OBJFCOORD
+1
+0 2 1 0.1
+OBJACOORD
+1
+3 -0.1
+FCOORD
+1
+1 0 2 2 1e-300
+ACOORD
+2
+0 1 1e300
+1 11 3
+BCOORD
+1
+1 -0.30000000000000004
+)");
   const std::string text = write(model);
   EXPECT_EQ(text.substr(0, 6), "VER\n3\n");
   EXPECT_EQ(difference(model, read(text).model), "");
@@ -314,7 +521,16 @@ TEST(CbfWrite, TheLowestVersionThatHasTheCones) {
   const std::pair<const char*, const char*> cases[] = {
       {"VAR\n2 1\nQR 2\n", "VER\n1\n"},
       {"VAR\n3 1\nEXP* 3\n", "VER\n2\n"},
-      {"POW*CONES\n1 1\n1\n1\nVAR\n5 2\n@0:POW* 2\nEXP 3\n", "VER\n3\n"},
+      {R"(POW*CONES
+1 1
+1
+1
+VAR
+5 2
+@0:POW* 2
+EXP 3
+)",
+       "VER\n3\n"},
   };
   for (const auto& [items, head] : cases) EXPECT_EQ(write(model_of(items)).substr(0, 6), head);
 }
@@ -322,8 +538,8 @@ TEST(CbfWrite, TheLowestVersionThatHasTheCones) {
 // Members of a cone stand side by side, in the place of the one that comes first.
 TEST(CbfWrite, TheOrderOfVariablesFollowsTheCones) {
   Model model;
-  add_constraint(&model, 1.0, kInf);
-  for (int i = 0; i < 6; ++i) add_variable(&model, -kInf, kInf, 0);
+  add_constraint(&model, 1.0, kInfinity);
+  for (int i = 0; i < 6; ++i) add_variable(&model, -kInfinity, kInfinity, 0);
   for (size_t j = 0; j < 6; ++j) model.matrix.value[j] = static_cast<double>(j + 1);
   model.var_lower[4] = 2.0;
   model.var_kind[5] = VarKind::kInteger;
@@ -334,31 +550,93 @@ TEST(CbfWrite, TheOrderOfVariablesFollowsTheCones) {
       warnings,
       "warning: the order of the variables is another one in the file: the members of a cone stand "
       "side by side there\n");
-  EXPECT_EQ(
-      text,
-      "VER\n1\n\nOBJSENSE\nMIN\n\nVAR\n6 3\nF 1\nQ 3\nF 2\n\nINT\n1\n5\n\nCON\n2 1\nL+ 2\n"
-      "\nACOORD\n7\n0 0 1\n0 1 5\n1 1 1\n0 2 2\n0 3 3\n0 4 4\n0 5 6\n\nBCOORD\n2\n0 -1\n1 -2\n");
+  EXPECT_EQ(text,
+            R"(VER
+1
+
+OBJSENSE
+MIN
+
+VAR
+6 3
+F 1
+Q 3
+F 2
+
+INT
+1
+5
+
+CON
+2 1
+L+ 2
+
+ACOORD
+7
+0 0 1
+0 1 5
+1 1 1
+0 2 2
+0 3 3
+0 4 4
+0 5 6
+
+BCOORD
+2
+0 -1
+1 -2
+)");
   EXPECT_EQ(round_trip_fault(read_cbf, write_cbf, text), "");
 }
 
 TEST(CbfWrite, ConesWithTheSameExponentsShareThem) {
-  const std::string text = write(
-      model_of("POWCONES\n3 5\n2\n1\n2\n2\n1\n2\n1\n1\nVAR\n9 3\n@1:POW 3\n@2:POW 3\n@0:POW 3\n"));
-  EXPECT_EQ(
-      text,
-      "VER\n3\n\nOBJSENSE\nMIN\nPOWCONES\n2 3\n2\n1\n2\n1\n1\n\nVAR\n9 3\n@0:POW 3\n@1:POW 3\n"
-      "@0:POW 3\n");
+  const std::string text = write(model_of(R"(POWCONES
+3 5
+2
+1
+2
+2
+1
+2
+1
+1
+VAR
+9 3
+@1:POW 3
+@2:POW 3
+@0:POW 3
+)"));
+  EXPECT_EQ(text,
+            R"(VER
+3
+
+OBJSENSE
+MIN
+POWCONES
+2 3
+2
+1
+2
+1
+1
+
+VAR
+9 3
+@0:POW 3
+@1:POW 3
+@0:POW 3
+)");
 }
 
 TEST(CbfWrite, AQuadraticConeOfOneMemberIsABound) {
   Model model;
-  add_variable(&model, -2.0, kInf);
-  add_variable(&model, 1.0, kInf);
+  add_variable(&model, -2.0, kInfinity);
+  add_variable(&model, 1.0, kInfinity);
   model.cones.push_back({ConeKind::kQuadratic, {0}, {}});
   model.cones.push_back({ConeKind::kQuadratic, {1}, {}});
   const Model copy = read(write(model)).model;
   EXPECT_EQ(copy.num_cone(), 0);
-  EXPECT_EQ(copy.var_lower, (Numbers{0, -kInf}));
+  EXPECT_EQ(copy.var_lower, (Numbers{0, -kInfinity}));
   EXPECT_EQ(copy.con_lower, Numbers{1});
 }
 
@@ -370,13 +648,36 @@ TEST(CbfWrite, MatrixCoefficientsOfRanges) {
   model.matrix_coefficients.push_back({0, 0, {1, 0, 0.5}});
   model.matrix_coefficients.push_back({0, 0, {1, 1, 0.0}});
   EXPECT_EQ(write(model),
-            "VER\n1\n\nOBJSENSE\nMIN\n\nPSDVAR\n1\n2\n\nCON\n2 2\nL+ 1\nL- 1\n\nFCOORD\n2\n0 0 1 0 "
-            "0.5\n1 0 1 0 0.5\n\nBCOORD\n2\n0 1\n1 -1\n");
+            R"(VER
+1
+
+OBJSENSE
+MIN
+
+PSDVAR
+1
+2
+
+CON
+2 2
+L+ 1
+L- 1
+
+FCOORD
+2
+0 0 1 0 0.5
+1 0 1 0 0.5
+
+BCOORD
+2
+0 1
+1 -1
+)");
 }
 
 TEST(CbfWrite, NamesAreLeftOutWithAWarning) {
   Model model;
-  add_variable(&model, 0.0, kInf);
+  add_variable(&model, 0.0, kInfinity);
   model.var_names.add("x");
   std::string warnings;
   write(model, &warnings);
@@ -404,9 +705,9 @@ TEST(CbfWrite, Refusals) {
             start + "constraint 'r' has quadratic terms");
   EXPECT_EQ(refusal([](Model* m) { m->var_kind[0] = VarKind::kSemiInteger; }),
             start + "variable 'x' is semi-continuous");
-  EXPECT_EQ(refusal([](Model* m) { m->var_upper[0] = -kInf; }),
+  EXPECT_EQ(refusal([](Model* m) { m->var_upper[0] = -kInfinity; }),
             start + "a bound of variable 'x' is an infinity on the wrong side");
-  EXPECT_EQ(refusal([](Model* m) { m->con_lower[0] = kInf; }),
+  EXPECT_EQ(refusal([](Model* m) { m->con_lower[0] = kInfinity; }),
             start + "a side of constraint 'r' is an infinity on the wrong side");
   EXPECT_EQ(refusal([](Model* m) { m->cost[0] = std::nan(""); }),
             start + "element 0 of the costs is no finite number");

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What reads files of the suffix.
+// The readers by suffix.
 ProblemReader reader_of(std::string_view suffix) {
   for (const ProblemFormat& format : problem_formats()) {
     if (format.suffix == suffix) return format.read;
@@ -57,7 +57,11 @@ TEST(Content, FilesMayBeginInManyWays) {
       {"MAXIMISE obj: 3 x\n", ".lp"},
       {"\xef\xbb\xbfminimum\n", ".lp"},
       {"\\ a comment\n\\* another *\\\nMin\n", ".lp"},
-      {"\\ Dialect: encoded names\nMinimize ] extended problem 1\nCones\n", ".ptf"},
+      {R"(\ Dialect: encoded names
+Minimize ] extended problem 1
+Cones
+)",
+       ".ptf"},
       {"Minimize ] extended problem 1\r\n", ".ptf"},
       {"\\ comments alone do not say whether there are sections", ".ptf"},
       {"# a comment\n\nVER\n1\n", ".cbf"},
@@ -89,7 +93,7 @@ TEST(Content, OtherFilesAreOfNoFormat) {
   }
 }
 
-// What is not there yet says nothing, and no cut makes one format look like another.
+// A beginning that is not there yet says nothing, and no cut makes one format look like another.
 TEST(Content, ACutContentIsKnownOrNot) {
   const std::string content = "\xef\xbb\xbf* c\r\n\n* 1\nName z\n";
   for (size_t size = 0; size <= content.size(); ++size) {

@@ -1,4 +1,4 @@
-// Where content can come from, and what goes wrong there.
+// The places that content can come from, and what goes wrong there.
 #include "file/input_stream.h"
 
 #include <fcntl.h>
@@ -60,7 +60,7 @@ TEST(InputStream, ReadsAFileInPiecesOfAnySize) {
   EXPECT_EQ(content, "");
 }
 
-// What was looked at is still there to be read, plain or decompressed.
+// Bytes that were looked at are still there to be read, plain or decompressed.
 TEST(InputStream, WhatIsPeekedAtIsStillRead) {
   const ScratchFolder folder;
   const std::string expected = test::random_bytes(300000);

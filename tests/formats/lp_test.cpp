@@ -14,11 +14,10 @@
 #include "round_trip.h"
 #include "samples.h"
 #include "scratch_folder.h"
+#include "task/numeric.h"
 
 namespace vorlan::test {
 namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 Reading read(std::string_view text, ProblemReader reader = read_lp) {
   return read_as(reader, text);
@@ -41,7 +40,12 @@ std::string with_row(const std::string& row) {
   return "Minimize\n obj: x + y\nSubject To\n" + row + "\nEnd\n";
 }
 std::string with_rest(const std::string& rest) {
-  return "Minimize\n obj: x + y\nSubject To\n c: x + y >= 1\n" + rest + "End\n";
+  return R"(Minimize
+ obj: x + y
+Subject To
+ c: x + y >= 1
+)" + rest +
+         "End\n";
 }
 
 TEST(LpRead, Objectives) {
@@ -92,17 +96,28 @@ TEST(LpRead, Rows) {
     double x, y, lower, upper;
   };
   const Case cases[] = {
-      {" r: x + y <= 10", 1, 1, -kInf, 10},     {" r: x + y =< 10", 1, 1, -kInf, 10},
-      {" r: x + y < 10", 1, 1, -kInf, 10},      {" r: x + y => 2", 1, 1, 2, kInf},
-      {" x + y > - 3", 1, 1, -3, kInf},         {" r: x == 4", 1, 0, 4, 4},
-      {" r: -3 <= x + y <= 8", 1, 1, -3, 8},    {" r: 8 >= x\n + y >= -3", 1, 1, -3, 8},
-      {" r: 2 <= x + y", 1, 1, 2, kInf},        {" r: x + y + 3 <= 10", 1, 1, -kInf, 7},
-      {" r: 1 <= x + 2 <= 5", 1, 0, -1, 3},     {" r: x <= y + 7", 1, -1, -kInf, 7},
-      {" r: x >= 2 + 3", 1, 0, 5, kInf},        {" r: x >= 1/3", 1, 0, 1.0 / 3.0, kInf},
-      {" r: 2 x + x - y >= 2", 3, -1, 2, kInf}, {" r: 0 <= 5", 0, 0, -kInf, 5},
-      {" r: 0 x >= -1", 0, 0, -1, kInf},        {" r: x >= -inf", 1, 0, -kInf, kInf},
-      {" r: x <= Infinity", 1, 0, -kInf, kInf}, {" r: x <= 1e30", 1, 0, -kInf, kInf},
-      {" r: x - x <= 1", 0, 0, -kInf, 1},       {" r: <= 1", 0, 0, -kInf, 1},
+      {" r: x + y <= 10", 1, 1, -kInfinity, 10},
+      {" r: x + y =< 10", 1, 1, -kInfinity, 10},
+      {" r: x + y < 10", 1, 1, -kInfinity, 10},
+      {" r: x + y => 2", 1, 1, 2, kInfinity},
+      {" x + y > - 3", 1, 1, -3, kInfinity},
+      {" r: x == 4", 1, 0, 4, 4},
+      {" r: -3 <= x + y <= 8", 1, 1, -3, 8},
+      {" r: 8 >= x\n + y >= -3", 1, 1, -3, 8},
+      {" r: 2 <= x + y", 1, 1, 2, kInfinity},
+      {" r: x + y + 3 <= 10", 1, 1, -kInfinity, 7},
+      {" r: 1 <= x + 2 <= 5", 1, 0, -1, 3},
+      {" r: x <= y + 7", 1, -1, -kInfinity, 7},
+      {" r: x >= 2 + 3", 1, 0, 5, kInfinity},
+      {" r: x >= 1/3", 1, 0, 1.0 / 3.0, kInfinity},
+      {" r: 2 x + x - y >= 2", 3, -1, 2, kInfinity},
+      {" r: 0 <= 5", 0, 0, -kInfinity, 5},
+      {" r: 0 x >= -1", 0, 0, -1, kInfinity},
+      {" r: x >= -inf", 1, 0, -kInfinity, kInfinity},
+      {" r: x <= Infinity", 1, 0, -kInfinity, kInfinity},
+      {" r: x <= 1e30", 1, 0, -kInfinity, kInfinity},
+      {" r: x - x <= 1", 0, 0, -kInfinity, 1},
+      {" r: <= 1", 0, 0, -kInfinity, 1},
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(test.text);
@@ -126,7 +141,10 @@ TEST(LpRead, Rows) {
 }
 
 TEST(LpRead, RowsWithoutNamesEndAtTheLine) {
-  const Reading result = read(with_row(" x >= 2\n y >= 3\n - x >= 4\n z: x + y >= 2 w: x >= 1"));
+  const Reading result = read(with_row(R"( x >= 2
+ y >= 3
+ - x >= 4
+ z: x + y >= 2 w: x >= 1)"));
   ASSERT_EQ(result.error, "");
   ASSERT_EQ(result.model.num_con(), 5);
   EXPECT_EQ(names_of(result.model.con_names, 5), "   z w");
@@ -142,7 +160,7 @@ struct BoundCase {
 
 TEST(LpRead, BoundsAndKinds) {
   const BoundCase cases[] = {
-      {"", 0, kInf},
+      {"", 0, kInfinity},
       {"Bounds\n x <= 4\n", 0, 4},
       {"bound\n x >= 2 x <= 4\n", 2, 4},
       {"Bounds\n 3 >= x\n", 0, 3},
@@ -151,16 +169,17 @@ TEST(LpRead, BoundsAndKinds) {
       {"Bounds\n 3 <= x <= 2\n", 3, 2},
       {"Bounds\n x <= -4\n", 0, -4, VarKind::kContinuous, "text:6: the upper bound of 'x'"},
       {"Bounds\n x <= -4\n x >= -5\n", -5, -4},
-      {"Bounds\n x >= -infinity\n", -kInf, kInf},
-      {"Bounds\n -inf <= x <= inf\n", -kInf, kInf},
-      {"Bounds\n x FREE\n", -kInf, kInf},
-      {"Bounds\n x <= 1e30\n", 0, kInf},
+      {"Bounds\n x >= -infinity\n", -kInfinity, kInfinity},
+      {"Bounds\n -inf <= x <= inf\n", -kInfinity, kInfinity},
+      {"Bounds\n x FREE\n", -kInfinity, kInfinity},
+      {"Bounds\n x <= 1e30\n", 0, kInfinity},
       {"Bounds\n x <= 1e20\n", 0, 1e20, VarKind::kContinuous, "text:7:1: a number below 1e30"},
       {"Bounds\n x <= 9\n x <= 4\n", 0, 4, VarKind::kContinuous, "text:7:4: a second bound"},
-      {"Bounds\n x >= 2\n x free\n", -kInf, kInf, VarKind::kContinuous, "text:7:4: a second"},
+      {"Bounds\n x >= 2\n x free\n", -kInfinity, kInfinity, VarKind::kContinuous,
+       "text:7:4: a second"},
       {"Bounds\n x <= 1/4\n", 0, 0.25},
-      {"Generals\n x\n", 0, kInf, VarKind::kInteger},
-      {"int\n x\n", 0, kInf, VarKind::kInteger},
+      {"Generals\n x\n", 0, kInfinity, VarKind::kInteger},
+      {"int\n x\n", 0, kInfinity, VarKind::kInteger},
       {"Binaries\n x\n", 0, 1, VarKind::kInteger},
       {"Bounds\n x <= 9\nBin\n x\n", 0, 1, VarKind::kInteger, "text:8:2: the bounds of a binary"},
       {"Bounds\n x = 0\nBin\n x\n", 0, 0, VarKind::kInteger},
@@ -169,7 +188,7 @@ TEST(LpRead, BoundsAndKinds) {
        "text:8:2: the bounds of a binary"},
       {"Bin\n x\nBounds\n x <= 9\n", 0, 9, VarKind::kInteger},
       {"Bounds\n 2 <= x <= 9\nsemi-continuous\n x\n", 2, 9, VarKind::kSemiContinuous},
-      {"Semis\n x\nGeneral\n x\n", 0, kInf, VarKind::kSemiInteger},
+      {"Semis\n x\nGeneral\n x\n", 0, kInfinity, VarKind::kSemiInteger},
   };
   for (const BoundCase& test : cases) {
     SCOPED_TRACE(test.text);
@@ -196,8 +215,12 @@ TEST(LpRead, NamesThatLookLikeOtherThings) {
 
 TEST(LpRead, QuadraticTerms) {
   Reading result = read(
-      "Minimize\n obj: [ 2 x^2 + 4 x * y + y*x - 6 y ^ 2 ] / 2\nSubject To\n"
-      " q: x + [ x^2 + 4 x * y ] - [ y^2 ] / 2 <= 9\nEnd\n");
+      R"(Minimize
+ obj: [ 2 x^2 + 4 x * y + y*x - 6 y ^ 2 ] / 2
+Subject To
+ q: x + [ x^2 + 4 x * y ] - [ y^2 ] / 2 <= 9
+End
+)");
   ASSERT_EQ(result.error, "");
   const std::vector<TriangleEntry>& cost = result.model.quadratic_cost;
   ASSERT_EQ(cost.size(), 3U);
@@ -250,7 +273,11 @@ TEST(LpRead, ErrorsNameThePlace) {
       {with_rest("Lazy Constraints\n"),
        "text:5:1: lazy constraints and user cuts cannot be taken; constraints stand under 'Subject "
        "To', found 'Lazy'"},
-      {"Minimize ] extended problem 1\nMinimize\n x\nEnd\n",
+      {R"(Minimize ] extended problem 1
+Minimize
+ x
+End
+)",
        "text:1:1: the file has sections of PTF files and must be read as .ptf or .opf, found "
        "'Minimize ] extended problem 1'"},
   };
@@ -352,8 +379,8 @@ TEST(LpRead, MisspeltHeadingsAndNames) {
 }
 
 TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
-  const double values[] = {-kInf, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
-                           0.1,   1.0,    2.0,   99999.0, 1e5,     1e30, kInf};
+  const double values[] = {-kInfinity, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
+                           0.1,        1.0,    2.0,   99999.0, 1e5,     1e30, kInfinity};
   for (const double lower : values) {
     for (const double upper : values) {
       for (const VarKind kind : {VarKind::kContinuous, VarKind::kInteger, VarKind::kSemiContinuous,
@@ -364,7 +391,7 @@ TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
         EXPECT_EQ(difference(model, result.model), "") << write(model);
       }
       Model model = with_sides(lower, upper);
-      model.constant = lower == -kInf || lower == kInf ? 0.0 : lower;
+      model.constant = lower == -kInfinity || lower == kInfinity ? 0.0 : lower;
       const Reading result = read(write(model));
       EXPECT_EQ(result.error, "");
       EXPECT_EQ(difference(model, result.model), "") << write(model);
@@ -374,12 +401,12 @@ TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
 
 TEST(LpWrite, QuadraticTermsReadBackToTheSameBits) {
   for (const double value : {1.0, -0.1, 5e-324, 1.7e308, -3.5}) {
-    Model model = with_sides(-kInf, 1.0);
+    Model model = with_sides(-kInfinity, 1.0);
     model.quadratic_cost = {{0, 0, value}, {1, 0, value}};
     model.quadratic_coefficients = {{0, {0, 0, value}}, {0, {1, 0, value}}};
     model.cost.push_back(-0.0);
     model.var_lower.push_back(0.0);
-    model.var_upper.push_back(kInf);
+    model.var_upper.push_back(kInfinity);
     model.var_kind.push_back(VarKind::kContinuous);
     model.var_names.add("y");
     model.matrix.start.push_back(1);
@@ -428,7 +455,7 @@ TEST(LpWrite, NamesSurvive) {
     model.var_upper.push_back(2.0);
     model.var_kind.push_back(VarKind::kContinuous);
     model.var_names.add(name);
-    model.con_lower.push_back(row % 2 == 0 ? -kInf : 3.0);
+    model.con_lower.push_back(row % 2 == 0 ? -kInfinity : 3.0);
     model.con_upper.push_back(4.0);
     model.con_names.add(name);
     model.matrix.row.push_back(row++);
@@ -453,7 +480,7 @@ TEST(LpWrite, TheOrderOfVariablesSurvives) {
     for (int var = 0; var < num_var; ++var) {
       model.cost.push_back(random() % 4 == 0 ? 1.0 : 0.0);
       model.var_lower.push_back(0.0);
-      model.var_upper.push_back(kInf);
+      model.var_upper.push_back(kInfinity);
       model.var_kind.push_back(VarKind::kContinuous);
       model.var_names.add("v" + std::to_string(random()));
       for (int32_t row = static_cast<int32_t>(random() % 4); row < 4; row += 2) {
@@ -463,7 +490,7 @@ TEST(LpWrite, TheOrderOfVariablesSurvives) {
       model.matrix.start.push_back(static_cast<int64_t>(model.matrix.row.size()));
     }
     model.con_lower.assign(4, 1.0);
-    model.con_upper.assign(4, kInf);
+    model.con_upper.assign(4, kInfinity);
     EXPECT_EQ(difference(model, read(write(model)).model), "") << write(model);
   }
 }
@@ -473,7 +500,7 @@ TEST(LpWrite, LinesStayShort) {
   for (int var = 0; var < 500; ++var) {
     model.cost.push_back(-1.2345678901234567);
     model.var_lower.push_back(0.0);
-    model.var_upper.push_back(kInf);
+    model.var_upper.push_back(kInfinity);
     model.var_kind.push_back(VarKind::kInteger);
     model.var_names.add("variable" + std::to_string(var));
     model.matrix.row.push_back(0);
@@ -496,10 +523,10 @@ TEST(LpWrite, LinesStayShort) {
 
 TEST(LpWrite, Refusals) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  Model cone = one_variable(0.0, kInf);
+  Model cone = one_variable(0.0, kInfinity);
   cone.cones.push_back({ConeKind::kQuadratic, {0}, {}});
   EXPECT_EQ(write(cone), "refused: an LP file cannot hold the model: it has 1 cones");
-  Model matrix = one_variable(0.0, kInf);
+  Model matrix = one_variable(0.0, kInfinity);
   matrix.matrix_vars.push_back({3});
   EXPECT_EQ(write(matrix), "refused: an LP file cannot hold the model: it has 1 matrix variables");
   EXPECT_EQ(write(one_variable(nan, 1.0)),
@@ -507,7 +534,7 @@ TEST(LpWrite, Refusals) {
   EXPECT_EQ(write(with_sides(nan, 1.0)),
             "refused: an LP file cannot hold the model: a side of constraint 'r' is no number");
   Model cost = one_variable(0.0, 1.0);
-  cost.cost[0] = kInf;
+  cost.cost[0] = kInfinity;
   EXPECT_EQ(write(cost, nullptr, write_ptf),
             "refused: a PTF file cannot hold the model: the objective's coefficient of variable "
             "'x' is not finite");
@@ -563,24 +590,30 @@ TEST(Ptf, DualsOfConesAndTheDualObjective) {
     return changed;
   };
   ProblemFile file;
-  const std::string written = rewritten(
-      with_items(" dual_objective -7.5\n variable x = basic 1 0 0 -2.5\n variable z = fixed 1 2 3 "
-                 "-inf\n"),
-      &file);
+  const std::string written = rewritten(with_items(R"( dual_objective -7.5
+ variable x = basic 1 0 0 -2.5
+ variable z = fixed 1 2 3 -inf
+)"),
+                                        &file);
   const Solution& basic = file.solutions[1];
   EXPECT_EQ(basic.dual_objective, -7.5);
   ASSERT_EQ(basic.snx.size(), file.model.cost.size());
   EXPECT_EQ(basic.snx[0], -2.5);
   EXPECT_EQ(basic.snx[1], 0.0);  // y, with three figures
-  EXPECT_EQ(basic.snx[2], -kInf);
+  EXPECT_EQ(basic.snx[2], -kInfinity);
   EXPECT_TRUE(std::isnan(file.solutions[2].dual_objective));
   ProblemFile again;
   EXPECT_EQ(rewritten(written, &again), written);
   EXPECT_EQ(again.solutions[1].snx, basic.snx);
   EXPECT_EQ(again.solutions[1].dual_objective, -7.5);
 
-  EXPECT_EQ(read("Minimize ] extended problem 1\nMinimize\n obj: x\nSolution basic\n"
-                 " variable x = basic 1 0 0 4\nEnd\n",
+  EXPECT_EQ(read(R"(Minimize ] extended problem 1
+Minimize
+ obj: x
+Solution basic
+ variable x = basic 1 0 0 4
+End
+)",
                  read_ptf)
                 .error,
             "text:5:27: an item of a solution was expected, found '4'");
@@ -595,7 +628,7 @@ TEST(Ptf, WithoutSectionsItIsAnLpFile) {
 }
 
 TEST(Ptf, AVariableNamedLikeASectionStaysAVariable) {
-  Model model = one_variable(0.0, kInf, VarKind::kInteger);
+  Model model = one_variable(0.0, kInfinity, VarKind::kInteger);
   for (const char* name : {"cones", "solution", "parameters", "matrix", "variables"}) {
     model.cost.push_back(1.0);
     model.var_lower.push_back(0.0);
@@ -607,8 +640,17 @@ TEST(Ptf, AVariableNamedLikeASectionStaysAVariable) {
   model.cones.push_back({ConeKind::kQuadratic, {1, 2}, {}});
   EXPECT_EQ(difference(model, read(write(model, nullptr, write_ptf), read_ptf).model), "");
   const Reading by_hand = read(
-      "Minimize ] extended problem 1\nMinimize\n x + cones\nSubject To\n cones: cones >= 1\n"
-      "Generals\n cones\nCones\n cones: quadratic x cones\nEnd\n",
+      R"(Minimize ] extended problem 1
+Minimize
+ x + cones
+Subject To
+ cones: cones >= 1
+Generals
+ cones
+Cones
+ cones: quadratic x cones
+End
+)",
       read_ptf);
   EXPECT_EQ(by_hand.error, "");
   EXPECT_EQ(by_hand.model.num_cone(), 1);
@@ -635,7 +677,11 @@ TEST(Ptf, ErrorsNameThePlace) {
        "text:7:2: a cone of this kind cannot have 2 variables, found 'k'"},
       {in_file("", "Cones\n k: quadratic x x\n"),
        "text:7:17: a variable can be in one cone only, found 'x'"},
-      {in_file("", " d: x + yy >= 1\nCones\n k: quadratic x y\n m: quadratic yy yyy\n"),
+      {in_file("", R"( d: x + yy >= 1
+Cones
+ k: quadratic x y
+ m: quadratic yy yyy
+)"),
        "text:9:18: a member of a cone that is nowhere else in the model, found 'yyy'; did you mean "
        "'yy'?"},
       {in_file("Matrix Variables\n XX(2)\n", " d: X(2,1) >= 1\n"),
@@ -682,18 +728,37 @@ TEST_P(LpPeer, FindsTheOptimumOfOurFile) {
   // Integers, ranges, a constant, and names that need encoding. From r1 and x - z <= 18 follows
   // 2 x + y <= 26, so that best is y = 20, x = 3: 9 + 50 + 7.
   Reading result = read(
-      "Maximize\n obj: 3 x + 2.5 y + 7\nSubject To\n r1: -3 <= x + y + z <= 8\n free: x + w >= "
-      "-inf\n"
-      " x - z <= 18\n 2 x + w1 <= 8\n empty: 0 x >= -1\nBounds\n -inf <= y <= 20\n"
-      " -inf <= z <= 3\nGenerals\n z\nBinaries\n w1\nEnd\n");
+      R"(Maximize
+ obj: 3 x + 2.5 y + 7
+Subject To
+ r1: -3 <= x + y + z <= 8
+ free: x + w >= -inf
+ x - z <= 18
+ 2 x + w1 <= 8
+ empty: 0 x >= -1
+Bounds
+ -inf <= y <= 20
+ -inf <= z <= 3
+Generals
+ z
+Binaries
+ w1
+End
+)");
   ASSERT_EQ(result.error, "");
   const ScratchFolder folder;
   const std::string path = folder.write("ours.lp", write(result.model));
   EXPECT_NEAR(optimum_by(peer, path), 66.0, 1e-9);
-  const std::string extended = folder.write(
-      "extended.lp",
-      "Minimize ] extended problem 1\nMinimize\n obj: x\nSubject To\n c: x >= 1\nCones\n k: "
-      "quadratic x\nEnd\n");
+  const std::string extended = folder.write("extended.lp",
+                                            R"(Minimize ] extended problem 1
+Minimize
+ obj: x
+Subject To
+ c: x >= 1
+Cones
+ k: quadratic x
+End
+)");
   EXPECT_TRUE(std::isnan(optimum_by(peer, extended)));
 }
 
@@ -706,16 +771,29 @@ INSTANTIATE_TEST_SUITE_P(
                     Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
     [](const auto& test) { return std::string(test.param.program); });
 
-// What other programs make of our file is the same model to us.
+// Our file, as other programs write it again, is the same model to us.
 class LpPeerWriter : public testing::TestWithParam<PeerWriter> {};
 
 TEST_P(LpPeerWriter, WritesTheModelThatWeRead) {
   const PeerWriter& writer = GetParam();
   if (!is_installed(writer)) GTEST_SKIP() << writer.program << " is not installed";
   Reading ours = read(
-      "Minimize\n cost: 3 x + 2.5 y - 0.1 z\nSubject To\n r1: x + y + z <= 8\n"
-      " r2: x - 1e-7 z >= -18.25\n r3: 2 x + w - b = 6\nBounds\n -4 <= y <= 20\n"
-      " -inf <= z <= -3\n w free\nGenerals\n x\nBinaries\n b\nEnd\n");
+      R"(Minimize
+ cost: 3 x + 2.5 y - 0.1 z
+Subject To
+ r1: x + y + z <= 8
+ r2: x - 1e-7 z >= -18.25
+ r3: 2 x + w - b = 6
+Bounds
+ -4 <= y <= 20
+ -inf <= z <= -3
+ w free
+Generals
+ x
+Binaries
+ b
+End
+)");
   ASSERT_EQ(ours.error, "");
   EXPECT_EQ(fault_of_peer(writer, "lp", read_lp, write_lp, std::move(ours.model)), "");
 }

@@ -63,7 +63,15 @@ TEST(MpsRead, BadFilesAreRefusedAndTheTaskStays) {
       {"empty", "empty.mps", "", "VLN_RES_ERR_FILE_CONTENT"},
       {"unknown row type", "type.mps", "NAME A\nROWS\n Q R1\nENDATA\n", "VLN_RES_ERR_FILE_CONTENT"},
       {"unknown bound type", "bound.mps",
-       "NAME A\nROWS\n N C\nCOLUMNS\n X C 1\nBOUNDS\n ZZ B X 1\nENDATA\n",
+       R"(NAME A
+ROWS
+ N C
+COLUMNS
+ X C 1
+BOUNDS
+ ZZ B X 1
+ENDATA
+)",
        "VLN_RES_ERR_FILE_CONTENT"},
       {"no suffix", "model", "hello\n", "VLN_RES_ERR_FILE_FORMAT"},
       {"unknown suffix", "model.xyz", "hello\n", "VLN_RES_ERR_FILE_FORMAT"},
@@ -95,7 +103,16 @@ TEST(MpsRead, ANewModelReplacesTheOldOneAndItsSolutions) {
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   task.solve();
   ASSERT_TRUE(task.defined(1));
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n Z C 1 R 1\nRHS\n B R 2\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ Z C 1 R 1
+RHS
+ B R 2
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_FALSE(task.defined(1));
   EXPECT_EQ(var_name(task, 0), "Z");

@@ -14,11 +14,10 @@
 #include "round_trip.h"
 #include "samples.h"
 #include "scratch_folder.h"
+#include "task/numeric.h"
 
 namespace vorlan::test {
 namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 Reading read(std::string_view text) { return read_as(read_mps, text); }
 std::string write(const Model& model, std::string* warnings = nullptr) {
@@ -42,7 +41,10 @@ std::string text_of(const Parts& parts) {
 std::string with_bounds(const std::string& lines) { return text_of({.rest = "BOUNDS\n" + lines}); }
 
 std::string as_integer(const std::string& bounds) {
-  return text_of({.columns = " M 'MARKER' 'INTORG'\n X COST 1 R1 1\n M 'MARKER' 'INTEND'\n",
+  return text_of({.columns = R"( M 'MARKER' 'INTORG'
+ X COST 1 R1 1
+ M 'MARKER' 'INTEND'
+)",
                   .rest = bounds.empty() ? "" : "BOUNDS\n" + bounds});
 }
 
@@ -55,15 +57,15 @@ struct BoundCase {
 
 TEST(MpsRead, BoundsOfContinuousColumns) {
   const BoundCase cases[] = {
-      {"", 0, kInf},
+      {"", 0, kInfinity},
       {" UP BND X 4\n", 0, 4},
-      {" LO BND X -4\n", -4, kInf},
+      {" LO BND X -4\n", -4, kInfinity},
       {" FX BND X 2\n", 2, 2},
-      {" FR BND X\n", -kInf, kInf},
-      {" FR BND X 7\n", -kInf, kInf},
-      {" MI BND X\n UP BND X 8\n", -kInf, 8},
-      {" UP BND X 8\n MI BND X\n", -kInf, 8},
-      {" PL BND X\n", 0, kInf},
+      {" FR BND X\n", -kInfinity, kInfinity},
+      {" FR BND X 7\n", -kInfinity, kInfinity},
+      {" MI BND X\n UP BND X 8\n", -kInfinity, 8},
+      {" UP BND X 8\n MI BND X\n", -kInfinity, 8},
+      {" PL BND X\n", 0, kInfinity},
       {" UP BND X -4\n", 0, -4, VarKind::kContinuous, "text:10: the upper bound of column 'X'"},
       {" UP BND X -2\n LO BND X -6\n", -6, -2},
       {" LO BND X -6\n UP BND X -2\n", -6, -2},
@@ -71,18 +73,18 @@ TEST(MpsRead, BoundsOfContinuousColumns) {
       {" BV BND X\n", 0, 1, VarKind::kInteger},
       {" BV BND X 1\n", 0, 1, VarKind::kInteger},
       {" LI BND X 2\n UI BND X 5\n", 2, 5, VarKind::kInteger},
-      {" LI BND X 2.5\n", 2.5, kInf, VarKind::kInteger, "text:10:11: a bound of an integer"},
+      {" LI BND X 2.5\n", 2.5, kInfinity, VarKind::kInteger, "text:10:11: a bound of an integer"},
       {" SC BND X 9\n", 0, 9, VarKind::kSemiContinuous},
       {" SC BND X 9\n LO BND X 2\n", 2, 9, VarKind::kSemiContinuous},
-      {" SC BND X 1e30\n", 0, kInf, VarKind::kSemiContinuous},
+      {" SC BND X 1e30\n", 0, kInfinity, VarKind::kSemiContinuous},
       {" SI BND X 9\n", 0, 9, VarKind::kSemiInteger},
-      {" UP BND X inf\n LO BND X -Infinity\n", -kInf, kInf},
-      {" UP BND X 1e30\n", 0, kInf},
+      {" UP BND X inf\n LO BND X -Infinity\n", -kInfinity, kInfinity},
+      {" UP BND X 1e30\n", 0, kInfinity},
       {" UP BND X 1e20\n", 0, 1e20, VarKind::kContinuous, "text:10:11: a bound below 1e30"},
       {" UP BND X 4\n FX BND X 2\n", 2, 2, VarKind::kContinuous, "text:11:11: a second bound"},
       {" UP P X 4\n LO Q X 1\n", 0, 4, VarKind::kContinuous, "text:11:5: only the first set 'P'"},
       {" UP X 4\n", 0, 4},
-      {" MI X\n", -kInf, kInf},
+      {" MI X\n", -kInfinity, kInfinity},
       {" BV X 1\n", 0, 1, VarKind::kInteger},
       {" up BND X 1d1 $ lower case and an old exponent\n", 0, 10, VarKind::kContinuous,
        "text:10:11: the D of the number"},
@@ -104,9 +106,9 @@ TEST(MpsRead, BoundsOfMarkedIntegers) {
   const BoundCase cases[] = {
       {"", 0, 1},
       {" UP BND X 9\n", 0, 9},
-      {" LO BND X 2\n", 2, kInf},
-      {" MI BND X\n", -kInf, kInf},
-      {" PL BND X\n", 0, kInf},
+      {" LO BND X 2\n", 2, kInfinity},
+      {" MI BND X\n", -kInfinity, kInfinity},
+      {" PL BND X\n", 0, kInfinity},
       {" UP BND X -2\n", 0, -2},
       {" SC BND X 9\n", 0, 9, VarKind::kSemiContinuous},
   };
@@ -131,7 +133,7 @@ TEST(MpsRead, Ranges) {
   const Case cases[] = {
       {" L R1\n", "4", 6, 10},   {" L R1\n", "-4", 6, 10},  {" G R1\n", "4", 10, 14},
       {" G R1\n", "-4", 10, 14}, {" E R1\n", "4", 10, 14},  {" E R1\n", "-4", 6, 10},
-      {" E R1\n", "0", 10, 10},  {" E R1\n", "-0", 10, 10}, {" G R1\n", "inf", 10, kInf},
+      {" E R1\n", "0", 10, 10},  {" E R1\n", "-0", 10, 10}, {" G R1\n", "inf", 10, kInfinity},
   };
   for (const Case& test : cases) {
     SCOPED_TRACE(std::string(test.row) + test.range);
@@ -166,7 +168,7 @@ TEST(MpsRead, RightHandSides) {
   EXPECT_EQ(twice.warnings,
             "warning: text:9:4: a second right-hand side of this row, it is taken, "
             "found 'R1'\n");
-  EXPECT_EQ(read(text_of({.rhs = " RHS R1 -1e30\n"})).model.con_lower[0], -kInf);
+  EXPECT_EQ(read(text_of({.rhs = " RHS R1 -1e30\n"})).model.con_lower[0], -kInfinity);
   // A row that is named like a set.
   const Reading trap =
       read(text_of({.rows = " N COST\n L R1\n L RHS\n", .rhs = " RHS R1 3\n RHS RHS 5\n"}));
@@ -190,8 +192,8 @@ TEST(MpsRead, SenseAndObjective) {
   EXPECT_EQ(first.model.cost[0], 1.0);
   // The other one is a free constraint.
   EXPECT_EQ(first.model.con_names[0], "C2");
-  EXPECT_EQ(first.model.con_lower[0], -kInf);
-  EXPECT_EQ(first.model.con_upper[0], kInf);
+  EXPECT_EQ(first.model.con_lower[0], -kInfinity);
+  EXPECT_EQ(first.model.con_upper[0], kInfinity);
   EXPECT_EQ(first.model.matrix.value, (std::vector<double>{2.0, 1.0}));
   const Reading second =
       read(text_of({.head = "OBJNAME\n C2\n", .rows = rows, .columns = columns}));
@@ -202,7 +204,13 @@ TEST(MpsRead, SenseAndObjective) {
 
 // A modelling tool for Python says the sense by a comment before everything else.
 TEST(MpsRead, SenseInAComment) {
-  const std::string rest = "NAME T\nROWS\n N COST\nCOLUMNS\n X COST 1\nENDATA\n";
+  const std::string rest = R"(NAME T
+ROWS
+ N COST
+COLUMNS
+ X COST 1
+ENDATA
+)";
   const Reading maximize = read("*SENSE:Maximize\n" + rest);
   EXPECT_EQ(maximize.error, "");
   EXPECT_TRUE(maximize.model.maximize);
@@ -258,19 +266,20 @@ TEST(MpsRead, LineEndsAndBlankLines) {
 
 TEST(MpsRead, NamesWithBlanksInColumns) {
   const Reading result = read(
-      "NAME          T\n"
-      "ROWS\n"
-      " N  COST\n"
-      " G  ROW ONE\n"
-      "COLUMNS\n"
-      "    COL A     COST               1.5   ROW ONE             2.\n"
-      "    COL B     ROW ONE             1.\n"
-      "RHS\n"
-      "    RHS       ROW ONE             3.\n"
-      "BOUNDS\n"
-      " UP BND       COL A               9.\n"
-      " BV           COL B\n"
-      "ENDATA\n");
+      R"(NAME          T
+ROWS
+ N  COST
+ G  ROW ONE
+COLUMNS
+    COL A     COST               1.5   ROW ONE             2.
+    COL B     ROW ONE             1.
+RHS
+    RHS       ROW ONE             3.
+BOUNDS
+ UP BND       COL A               9.
+ BV           COL B
+ENDATA
+)");
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.model.con_names[0], "ROW ONE");
   EXPECT_EQ(result.model.var_names[1], "COL B");
@@ -281,11 +290,19 @@ TEST(MpsRead, NamesWithBlanksInColumns) {
 }
 
 TEST(MpsRead, NameThatOnlyColumnsHave) {
-  // Only the columns' names have blanks, and the first of them is found by the number of words.
+  // Names with blanks are the columns' alone, and the first of them is found by the number of
+  // words.
   const Reading result = read(
-      "NAME          T\nROWS\n N  COST\n G  R1\nCOLUMNS\n"
-      "    A B       COST               1.5   R1                  2.\n"
-      "RHS\n    RHS       R1                  3.\nENDATA\n");
+      R"(NAME          T
+ROWS
+ N  COST
+ G  R1
+COLUMNS
+    A B       COST               1.5   R1                  2.
+RHS
+    RHS       R1                  3.
+ENDATA
+)");
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.model.var_names[0], "A B");
 }
@@ -410,8 +427,8 @@ TEST(MpsWrite, Golden) {
   Model model = with_sides(1.0, 4.0);
   model.maximize = true;
   model.constant = 2.5;
-  model.con_lower.push_back(-kInf);
-  model.con_upper.push_back(kInf);
+  model.con_lower.push_back(-kInfinity);
+  model.con_upper.push_back(kInfinity);
   model.con_names.add("free");
   model.cost.push_back(0.0);
   model.var_lower.push_back(0.0);
@@ -422,18 +439,39 @@ TEST(MpsWrite, Golden) {
   model.quadratic_cost = {{0, 0, 2.0}, {1, 0, 0.1}};
   model.quadratic_coefficients = {{0, {1, 0, 3.0}}};
   EXPECT_EQ(write(model),
-            "NAME one FREE\nOBJSENSE\n    MAX\n"
-            "ROWS\n N cost\n G r\n N free\n"
-            "COLUMNS\n x cost 1 r 2.5\n MARKER 'MARKER' 'INTORG'\n y cost 0\n"
-            " MARKER 'MARKER' 'INTEND'\n"
-            "RHS\n RHS cost -2.5\n RHS r 1\nRANGES\n RNG r 3\n"
-            "BOUNDS\n LO BND y 0\n UP BND y -3\n"
-            "QUADOBJ\n x x 2\n x y 0.1\nQCMATRIX r\n x y 1.5\n y x 1.5\nENDATA\n");
+            R"(NAME one FREE
+OBJSENSE
+    MAX
+ROWS
+ N cost
+ G r
+ N free
+COLUMNS
+ x cost 1 r 2.5
+ MARKER 'MARKER' 'INTORG'
+ y cost 0
+ MARKER 'MARKER' 'INTEND'
+RHS
+ RHS cost -2.5
+ RHS r 1
+RANGES
+ RNG r 3
+BOUNDS
+ LO BND y 0
+ UP BND y -3
+QUADOBJ
+ x x 2
+ x y 0.1
+QCMATRIX r
+ x y 1.5
+ y x 1.5
+ENDATA
+)");
 }
 
 TEST(MpsWrite, BoundsReadBackToTheSameBits) {
-  const double values[] = {-kInf, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
-                           0.1,   1.0,    2.0,   99999.0, 1e5,     1e30, kInf};
+  const double values[] = {-kInfinity, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
+                           0.1,        1.0,    2.0,   99999.0, 1e5,     1e30, kInfinity};
   for (const VarKind kind :
        {VarKind::kContinuous, VarKind::kInteger, VarKind::kSemiContinuous, VarKind::kSemiInteger}) {
     for (const double lower : values) {
@@ -455,15 +493,15 @@ double random_number(std::mt19937_64* random) {
 
 TEST(MpsWrite, SidesReadBackToTheSameBits) {
   std::vector<std::pair<double, double>> cases = {
-      {-kInf, kInf},
-      {-kInf, -0.0},
-      {0.0, kInf},
+      {-kInfinity, kInfinity},
+      {-kInfinity, -0.0},
+      {0.0, kInfinity},
       {-0.0, -0.0},
       {1e30, 1e31},
-      {-1e31, kInf},
+      {-1e31, kInfinity},
       {-1e308, 1e308},
-      {kInf, kInf},
-      {-kInf, -kInf},
+      {kInfinity, kInfinity},
+      {-kInfinity, -kInfinity},
       {0.1, 0.3},
       {-1.7976931348623157e308, 1.7976931348623157e308},
       {-5e-324, 5e-324},
@@ -535,7 +573,7 @@ TEST(MpsWrite, NamesSurvive) {
     model.var_upper.push_back(2.0);
     model.var_kind.push_back(VarKind::kContinuous);
     model.var_names.add(name);
-    model.con_lower.push_back(-kInf);
+    model.con_lower.push_back(-kInfinity);
     model.con_upper.push_back(4.0);
     model.con_names.add(name);
     model.matrix.row.push_back(row);
@@ -553,7 +591,7 @@ TEST(MpsWrite, NamesSurvive) {
 }
 
 TEST(MpsWrite, PlainNamesStayAsTheyAre) {
-  Model model = one_variable(0.0, kInf);
+  Model model = one_variable(0.0, kInfinity);
   model.var_names = {};
   model.var_names.add("50%20");
   std::string warnings;
@@ -564,10 +602,10 @@ TEST(MpsWrite, PlainNamesStayAsTheyAre) {
 
 TEST(MpsWrite, Refusals) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  Model cone = one_variable(0.0, kInf);
+  Model cone = one_variable(0.0, kInfinity);
   cone.cones.push_back({ConeKind::kQuadratic, {0}, {}});
   EXPECT_EQ(write(cone), "refused: an MPS file cannot hold the model: it has 1 cones");
-  Model matrix = one_variable(0.0, kInf);
+  Model matrix = one_variable(0.0, kInfinity);
   matrix.matrix_vars.push_back({3});
   EXPECT_EQ(write(matrix), "refused: an MPS file cannot hold the model: it has 1 matrix variables");
   EXPECT_EQ(write(one_variable(nan, 1.0)),
@@ -576,7 +614,7 @@ TEST(MpsWrite, Refusals) {
             "refused: an MPS file cannot hold the model: the lower side of constraint 'r' is above "
             "its upper side");
   Model cost = one_variable(0.0, 1.0);
-  cost.cost[0] = kInf;
+  cost.cost[0] = kInfinity;
   EXPECT_EQ(write(cost),
             "refused: an MPS file cannot hold the model: the objective's coefficient of variable "
             "'x' is not finite");
@@ -604,11 +642,31 @@ TEST_P(MpsPeer, FindsTheOptimumOfOurFile) {
   // 3 x + 2 y - z + 10 with integers of all kinds of bounds, a range, and names that need encoding:
   // best is x = 2, y = -3, z = 1.5: 6 - 6 - 1.5 + 10 = 8.5.
   Reading result = read(
-      "NAME two words\nROWS\n N cost\n G r\n L s\n N watched\nCOLUMNS\n M 'MARKER' 'INTORG'\n"
-      " x cost 3 r 2\n y cost 2 s -1\n w cost 1 watched 1\n M 'MARKER' 'INTEND'\n z cost -1 s 1\n"
-      "RHS\n RHS cost -10 r 3\n RHS s 4.5\nRANGES\n RNG r 4\nBOUNDS\n LO B x 0\n MI B y\n LO B y "
-      "-3\n"
-      " UP B y -1\nENDATA\n");
+      R"(NAME two words
+ROWS
+ N cost
+ G r
+ L s
+ N watched
+COLUMNS
+ M 'MARKER' 'INTORG'
+ x cost 3 r 2
+ y cost 2 s -1
+ w cost 1 watched 1
+ M 'MARKER' 'INTEND'
+ z cost -1 s 1
+RHS
+ RHS cost -10 r 3
+ RHS s 4.5
+RANGES
+ RNG r 4
+BOUNDS
+ LO B x 0
+ MI B y
+ LO B y -3
+ UP B y -1
+ENDATA
+)");
   ASSERT_EQ(result.error, "");
   result.model.con_names = {};
   for (const char* name : {"r", "with blank", ""}) result.model.con_names.add(name);
@@ -616,7 +674,7 @@ TEST_P(MpsPeer, FindsTheOptimumOfOurFile) {
   const std::string path = folder.write("ours.mps", write(result.model));
   const double expected = std::string_view(peer.program) == "glpsol" ? -11.5 : 8.5;
   EXPECT_NEAR(optimum_by(peer, path), expected, 1e-9);
-  // Without a name, the word FREE must not be taken for one.
+  // The word FREE must not be taken for a name where there is none.
   result.model.name.clear();
   result.model.con_names = {};
   for (const char* name : {"r", "s", "watched"}) result.model.con_names.add(name);
@@ -633,18 +691,48 @@ INSTANTIATE_TEST_SUITE_P(
                     Peer{"highs", VORLAN_HIGHS_PROGRAM " %s | sed -n 's/ *Primal bound *//p'"}),
     [](const auto& test) { return std::string(test.param.program); });
 
-// What other programs make of our file is the same model to us.
+// Our file, as other programs write it again, is the same model to us.
 class MpsPeerWriter : public testing::TestWithParam<PeerWriter> {};
 
 TEST_P(MpsPeerWriter, WritesTheModelThatWeRead) {
   const PeerWriter& writer = GetParam();
   if (!is_installed(writer)) GTEST_SKIP() << writer.program << " is not installed";
   Reading ours = read(
-      "NAME m\nROWS\n N cost\n L r1\n G r2\n E r3\nCOLUMNS\n M1 'MARKER' 'INTORG'\n x cost 3 r1 1\n"
-      " x r2 1 r3 2\n M2 'MARKER' 'INTEND'\n y cost 2.5 r1 1\n z cost -0.1 r1 1\n z r2 -1e-7\n"
-      " w r3 1\n M3 'MARKER' 'INTORG'\n b r3 -1\n M4 'MARKER' 'INTEND'\nRHS\n RHS r1 8\n"
-      " RHS r2 -18.25\n RHS r3 6\nRANGES\n RNG r1 3\nBOUNDS\n LO B x 2\n PL B x\n LO B y -4\n"
-      " UP B y 20\n MI B z\n UP B z -3\n FR B w\n BV B b\nENDATA\n");
+      R"(NAME m
+ROWS
+ N cost
+ L r1
+ G r2
+ E r3
+COLUMNS
+ M1 'MARKER' 'INTORG'
+ x cost 3 r1 1
+ x r2 1 r3 2
+ M2 'MARKER' 'INTEND'
+ y cost 2.5 r1 1
+ z cost -0.1 r1 1
+ z r2 -1e-7
+ w r3 1
+ M3 'MARKER' 'INTORG'
+ b r3 -1
+ M4 'MARKER' 'INTEND'
+RHS
+ RHS r1 8
+ RHS r2 -18.25
+ RHS r3 6
+RANGES
+ RNG r1 3
+BOUNDS
+ LO B x 2
+ PL B x
+ LO B y -4
+ UP B y 20
+ MI B z
+ UP B z -3
+ FR B w
+ BV B b
+ENDATA
+)");
   ASSERT_EQ(ours.error, "");
   EXPECT_EQ(fault_of_peer(writer, "mps", read_mps, write_mps, std::move(ours.model)), "");
 }

@@ -45,7 +45,8 @@ void expect_quick(size_t count, const std::function<std::string(size_t)>& name) 
   EXPECT_LT(names.table.longest_search(), kLongestSearch);
 }
 
-// What is fetched ahead is what a search will find, with keys that tell all of these names apart.
+// The names that are fetched ahead are those that a search will find, with keys that tell all of
+// them apart.
 TEST(NameTable, FetchesAheadWhatWillBeFound) {
   Names names;
   std::vector<std::string> wanted;

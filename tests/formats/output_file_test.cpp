@@ -1,4 +1,4 @@
-// What is written reads back; what cannot be written is told.
+// Content that is written reads back; content that cannot be written is told.
 #include "file/output_file.h"
 
 #include <fcntl.h>

@@ -33,7 +33,7 @@ std::string written_by(const PeerWriter& writer, const std::string& ours,
   command.replace(command.find("OUR"), 3, ours);
   command.replace(command.find("THEIRS"), 6, theirs);
   command += " >/dev/null 2>&1";
-  // Whether it also solved the model does not matter.
+  // It does not matter whether it also solved the model.
   return std::system(beside(ours, command).c_str()) == -1 ? std::string() : read_all(theirs);
 }
 

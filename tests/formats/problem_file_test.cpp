@@ -125,7 +125,16 @@ TEST(SolutionFile, ABSolutionThatDoesNotFitIsRefusedWhole) {
   const std::string path = test_file_path("other.b");
   ASSERT_EQ(VLN_writebsolution(task, path.c_str(), 0), VLN_RES_OK);
   TestTask other;
-  ASSERT_EQ(other.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n Z C 1 R 1\nRHS\n B R 2\nENDATA\n"),
+  ASSERT_EQ(other.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ Z C 1 R 1
+RHS
+ B R 2
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_NE(VLN_readbsolution(other, path.c_str(), 0), VLN_RES_OK);
   EXPECT_FALSE(other.defined(1));

@@ -43,8 +43,8 @@ inline std::string write_as(ProblemWriter writer, const Model& model,
   return status.ok() ? text : "refused: " + status.message();
 }
 
-// What is different in our model once another program has read it from our file and written it to
-// its own; empty if nothing is, names of model and objective apart.
+// The difference in our model once another program has read it from our file and written it to its
+// own; empty if there is none, names of model and objective apart.
 inline std::string fault_of_peer(const PeerWriter& writer, const char* suffix, ProblemReader reader,
                                  ProblemWriter our_writer, Model ours) {
   const ScratchFolder folder;
@@ -86,7 +86,7 @@ inline Model one_variable(double lower, double upper, VarKind kind = VarKind::kC
   return model;
 }
 
-// The same where x >= 0 and lower <= 2.5 x <= upper, which is the constraint r.
+// Minimize x where x >= 0 and lower <= 2.5 x <= upper, which is the constraint r.
 inline Model with_sides(double lower, double upper) {
   Model model = one_variable(0.0, std::numeric_limits<double>::infinity());
   model.con_lower = {lower};

@@ -175,7 +175,7 @@ std::string difference(const ProblemFile& a, const ProblemFile& b) {
     for (const ParameterSetting& setting : file.parameters) {
       settings.emplace_back(setting.name, setting.value);
     }
-    // Of two with one name the later one counts.
+    // The later one of two with one name counts.
     std::stable_sort(settings.begin(), settings.end(),
                      [](const auto& x, const auto& y) { return x.first < y.first; });
     return settings;

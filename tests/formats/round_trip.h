@@ -16,8 +16,8 @@ Status read_text(ProblemReader read, std::string_view text, ProblemFile* file, W
 Status write_text(ProblemWriter write, const ProblemFile& file, std::string* text,
                   Warnings* warnings);
 
-// Where two models, or two files with their solutions and parameters, differ, to the last bit;
-// empty where they are the same. Parameters may come in any order.
+// The difference of two models, or of two files with their solutions and parameters, to the last
+// bit; empty where they are the same. Parameters may come in any order.
 std::string difference(const Model& a, const Model& b);
 std::string difference(const Solution& a, const Solution& b);
 std::string difference(const Solutions& a, const Solutions& b);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 #include "format/common/model_check.h"
 #include "format/lp/lp.h"
@@ -15,11 +14,11 @@
 #include "round_trip.h"
 #include "samples.h"
 #include "scratch_folder.h"
+#include "task/numeric.h"
 
 namespace vorlan::test {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 using Numbers = std::vector<double>;
 using Indices = std::vector<int32_t>;
 
@@ -34,8 +33,18 @@ bool is_entry(const TriangleEntry& entry, int32_t row, int32_t col, double value
 
 TEST(SdpaRead, TheMatrixForm) {
   const Reading reading = read(
-      "2\n3\n2 -2 1\n10 -20\n0 1 1 1 1\n0 1 1 2 2\n0 2 2 2 3\n1 1 2 1 4\n1 2 1 1 5\n2 3 1 1 6\n"
-      "2 1 2 2 0\n");
+      R"(2
+3
+2 -2 1
+10 -20
+0 1 1 1 1
+0 1 1 2 2
+0 2 2 2 3
+1 1 2 1 4
+1 2 1 1 5
+2 3 1 1 6
+2 1 2 2 0
+)");
   ASSERT_EQ(reading.error, "");
   EXPECT_EQ(reading.warnings, "");
   const Model& model = reading.model;
@@ -46,7 +55,7 @@ TEST(SdpaRead, TheMatrixForm) {
   // A diagonal block is scalars that are not negative; a block of size 1 is a matrix like others.
   EXPECT_EQ(model.cost, (Numbers{0, 3}));
   EXPECT_EQ(model.var_lower, (Numbers{0, 0}));
-  EXPECT_EQ(model.var_upper, (Numbers{kInf, kInf}));
+  EXPECT_EQ(model.var_upper, (Numbers{kInfinity, kInfinity}));
   EXPECT_EQ(model.matrix.start, (std::vector<int64_t>{0, 1, 1}));
   EXPECT_EQ(model.matrix.row, Indices{0});
   EXPECT_EQ(model.matrix.value, Numbers{5});
@@ -65,10 +74,23 @@ TEST(SdpaRead, TheMatrixForm) {
 TEST(SdpaRead, LooseForms) {
   const Model plain = read("2\n2\n2 -1\n1.5 -2\n1 1 1 2 -0.5\n2 2 1 1 1\n").model;
   for (const char* text : {
-           "\"A title\n* A comment\n  2 = mDIM\n 2 = nBLOCK\n (2, -1) = bLOCKsTRUCT\n{+1.5, -2.0}\n"
-           "1 1 1 2 -5D-1\n2,1;\n",
+           R"("A title
+* A comment
+  2 = mDIM
+ 2 = nBLOCK
+ (2, -1) = bLOCKsTRUCT
+{+1.5, -2.0}
+1 1 1 2 -5D-1
+2,1;
+)",
            "2 rows\r\n2\r\n2,\r\n-1\r\n1.5\r\n\r\n-2\r\n1 1 1 2 -.5\r\n\t2 2 1 1 +1\r\n* end\r\n",
-           "2\n2\n{2}{-1}\n(1.5,-2)\n* between\n{1,1,1,2,-0.5}\n2 2 1 1 1e0",
+           R"(2
+2
+{2}{-1}
+(1.5,-2)
+* between
+{1,1,1,2,-0.5}
+2 2 1 1 1e0)",
        }) {
     const Reading reading = read(text);
     if (std::string_view(text).ends_with(";\n")) {
@@ -93,7 +115,16 @@ TEST(SdpaRead, TheCommentOfAMinimization) {
 }
 
 TEST(SdpaRead, TheDialectWithIntegersIsRemarkedOnce) {
-  const Reading reading = read("1\n1\n-1\n1\n1 1 1 1 1\n*INTEGER\n*1\n*RANK1\n*1\n");
+  const Reading reading = read(R"(1
+1
+-1
+1
+1 1 1 1 1
+*INTEGER
+*1
+*RANK1
+*1
+)");
   EXPECT_EQ(reading.error, "");
   EXPECT_EQ(reading.warnings,
             "warning: text:6:1: what follows is taken for comments: integers and matrices of rank "
@@ -149,12 +180,19 @@ TEST(SdpaRead, LimitsOfWhatIsDeclared) {
   EXPECT_EQ(read("1\n1\n-200000\n1\n").error, "");
 }
 
-// What the format says without helpers is the same model again.
+// A model that the format says without helpers comes back as the same model.
 TEST(SdpaWrite, ModelsOfTheFormatReadBackExactly) {
   for (const char* head : {"", "* Dialect: minimize\n"}) {
     const Reading reading = read(std::string(head) +
-                                 "2\n3\n2 -2 1\n0.1 -1e300\n0 1 1 2 0.30000000000000004\n"
-                                 "1 2 2 2 1e-300\n0 2 1 1 -0.1\n2 3 1 1 6\n");
+                                 R"(2
+3
+2 -2 1
+0.1 -1e300
+0 1 1 2 0.30000000000000004
+1 2 2 2 1e-300
+0 2 1 1 -0.1
+2 3 1 1 6
+)");
     ASSERT_EQ(reading.error, "");
     const std::string text = write(reading.model);
     EXPECT_EQ(difference(reading.model, read(text).model), "") << text;
@@ -168,13 +206,13 @@ TEST(SdpaWrite, HelpersForWhatTheFormatDoesNotSay) {
   model.maximize = true;
   model.constant = 2.5;
   add_constraint(&model, -1.0, 4.0);
-  add_constraint(&model, -kInf, kInf);
+  add_constraint(&model, -kInfinity, kInfinity);
   add_constraint(&model, 7.0, 7.0);
-  add_variable(&model, 0.0, kInf, 0);    // scalar 1
-  add_variable(&model, -kInf, 0.0, 2);   // 2, the negative
-  add_variable(&model, -kInf, kInf, 0);  // 3 - 4
-  add_variable(&model, 0.0, 5.0);        // 5
-  add_variable(&model, 1.0, 1.0);        // 6
+  add_variable(&model, 0.0, kInfinity, 0);         // scalar 1
+  add_variable(&model, -kInfinity, 0.0, 2);        // 2, the negative
+  add_variable(&model, -kInfinity, kInfinity, 0);  // 3 - 4
+  add_variable(&model, 0.0, 5.0);                  // 5
+  add_variable(&model, 1.0, 1.0);                  // 6
   model.cost = {1, 2, 3, 4, 5};
   model.matrix_vars.push_back({2});
   model.matrix_coefficients.push_back({0, 0, {1, 0, 0.5}});
@@ -182,14 +220,33 @@ TEST(SdpaWrite, HelpersForWhatTheFormatDoesNotSay) {
   const std::string text = write(model, &warnings);
   // Slack variables 7 and 8 of the first constraint, 9 of the bound of 5, and 10 for the constant.
   EXPECT_EQ(text,
-            "6\n2\n2 -10\n-1 4 7 5 1 1\n"
-            "0 2 1 1 1\n0 2 2 2 -2\n0 2 3 3 3\n0 2 4 4 -3\n0 2 5 5 4\n0 2 6 6 5\n0 2 10 10 2.5\n"
-            "1 1 1 2 0.5\n1 2 1 1 1\n1 2 3 3 1\n1 2 4 4 -1\n1 2 7 7 -1\n"
-            "2 1 1 2 0.5\n2 2 1 1 1\n2 2 3 3 1\n2 2 4 4 -1\n2 2 8 8 1\n"
-            "3 2 2 2 -1\n"
-            "4 2 5 5 1\n4 2 9 9 1\n"
-            "5 2 6 6 1\n"
-            "6 2 10 10 1\n");
+            R"(6
+2
+2 -10
+-1 4 7 5 1 1
+0 2 1 1 1
+0 2 2 2 -2
+0 2 3 3 3
+0 2 4 4 -3
+0 2 5 5 4
+0 2 6 6 5
+0 2 10 10 2.5
+1 1 1 2 0.5
+1 2 1 1 1
+1 2 3 3 1
+1 2 4 4 -1
+1 2 7 7 -1
+2 1 1 2 0.5
+2 2 1 1 1
+2 2 3 3 1
+2 2 4 4 -1
+2 2 8 8 1
+3 2 2 2 -1
+4 2 5 5 1
+4 2 9 9 1
+5 2 6 6 1
+6 2 10 10 1
+)");
   EXPECT_EQ(warnings,
             "warning: SDPA files have non-negative scalars only: 2 variables are written with the "
             "opposite "
@@ -199,13 +256,19 @@ TEST(SdpaWrite, HelpersForWhatTheFormatDoesNotSay) {
 
 TEST(SdpaWrite, AMinimizationIsWrittenWithTheOppositeSign) {
   Model model;
-  add_variable(&model, 0.0, kInf);
+  add_variable(&model, 0.0, kInfinity);
   model.cost[0] = 2.0;
   model.var_names.add("x");
   std::string warnings;
   EXPECT_EQ(write(model, &warnings),
-            "* Dialect: minimize\n* The objective is the negative of the one that is minimized.\n"
-            "0\n1\n-1\n\n0 1 1 1 -2\n");
+            R"(* Dialect: minimize
+* The objective is the negative of the one that is minimized.
+0
+1
+-1
+
+0 1 1 1 -2
+)");
   EXPECT_EQ(warnings,
             "warning: SDPA files have no names: those of the model are left out\n"
             "warning: SDPA files maximize: the objective is written with the opposite sign\n");
@@ -237,9 +300,9 @@ TEST(SdpaWrite, Refusals) {
               m->cones.push_back({ConeKind::kQuadratic, {0}, {}});
             }),
             start + "cone 1 is a cone of scalar variables");
-  EXPECT_EQ(refusal([](Model* m) { m->var_lower[0] = kInf; }),
+  EXPECT_EQ(refusal([](Model* m) { m->var_lower[0] = kInfinity; }),
             start + "a bound of variable 'x' is an infinity on the wrong side");
-  EXPECT_EQ(refusal([](Model* m) { m->matrix.value[0] = kInf; }),
+  EXPECT_EQ(refusal([](Model* m) { m->matrix.value[0] = kInfinity; }),
             start + "element 0 of the coefficients is no finite number");
 }
 
@@ -273,15 +336,34 @@ TEST(SdpaPeer, FindsTheOptimumOfOurFile) {
   const Case cases[] = {
       // A free variable, ranges, bounds of all kinds, a constant: y = -2 and x = 4, so
       // 4 - 1 + 2.
-      {"Minimize\n obj: x + 0.5 y + z + 2\nSubject To\n c: 2 <= x + y + z <= 9\n d: x - w = 4\n"
-       " e: u + v >= -3\nBounds\n y free\n -2 <= y <= 3\n z <= 5\n w <= 1\n -inf <= u <= -1\n"
-       " v = 2\nEnd\n",
+      {R"(Minimize
+ obj: x + 0.5 y + z + 2
+Subject To
+ c: 2 <= x + y + z <= 9
+ d: x - w = 4
+ e: u + v >= -3
+Bounds
+ y free
+ -2 <= y <= 3
+ z <= 5
+ w <= 1
+ -inf <= u <= -1
+ v = 2
+End
+)",
        -5.0},
-      // With x = 2 - X11 and X of trace 1: the largest eigenvalue of (1 1; 1 2), (3 + sqrt(5)) / 2,
-      // and 2 - 1.
-      {"Minimize ] extended problem 1\nMatrix Variables\n X(2)\nMaximize\n"
-       " obj: 2 X(1,1) + 2 X(2,1) + 2 X(2,2) + x - 1\nSubject To\n c: X(1,1) + X(2,2) = 1\n"
-       " d: -1 <= x + X(1,1) <= 2\nEnd\n",
+      // The optimum has x = 2 - X11 and X of trace 1: the largest eigenvalue of (1 1; 1 2), (3 +
+      // sqrt(5)) / 2, and 2 - 1.
+      {R"(Minimize ] extended problem 1
+Matrix Variables
+ X(2)
+Maximize
+ obj: 2 X(1,1) + 2 X(2,1) + 2 X(2,2) + x - 1
+Subject To
+ c: X(1,1) + X(2,2) = 1
+ d: -1 <= x + X(1,1) <= 2
+End
+)",
        2.5 + 0.5 * std::sqrt(5.0)},
   };
   for (const Case& test : cases) {

@@ -1,4 +1,4 @@
-// Where a file is written, and that its target is replaced as a whole or not at all.
+// The place where a file is written, and that its target is replaced as a whole or not at all.
 #include "file/target_file.h"
 
 #include <fcntl.h>
@@ -44,7 +44,7 @@ struct stat info_of(const std::string& path) {
 
 mode_t mode_of(const std::string& path) { return info_of(path).st_mode & 07777; }
 
-// As someone whom permissions bind; only root can become another and needs to.
+// Acts as someone whom permissions bind; only root can become another and needs to.
 int as_someone_else(const std::function<int()>& function) {
   return in_child([&] {
     if (::geteuid() == 0 && (::setgid(kSomeoneElse) != 0 || ::setuid(kSomeoneElse) != 0)) return 99;
@@ -230,7 +230,7 @@ TEST(TargetFile, KeepsTheOwner) {
   EXPECT_EQ(folder.files(), (Files{"ours", "theirs"}));
 }
 
-// Without /proc an unnamed file cannot get a name, so it has one from the start.
+// An unnamed file cannot get a name without /proc, so it has one from the start.
 TEST(TargetFile, ReplacesAndGivesUpWithoutUnnamedFiles) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can hide /proc";
   const ScratchFolder folder;

@@ -4,7 +4,6 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 
 #include "format/document/cbor_document.h"
 #include "format/mps/mps.h"
@@ -14,12 +13,12 @@
 #include "round_trip.h"
 #include "samples.h"
 #include "scratch_folder.h"
+#include "task/numeric.h"
 #include "test_bytes.h"
 
 namespace vorlan::test {
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr uint32_t kMutations = 300;
 constexpr double kDenormal = 5e-324;
 
@@ -57,15 +56,15 @@ ProblemFile full_file() {
   m.maximize = true;
   m.constant = -0.0;
   m.cost = {1.0 / 3.0, -0.0, kDenormal, 1.7976931348623157e308, 0.1, -5e-7, 7, 8};
-  m.var_lower = {-kInf, -0.0, 0, 1e-300, -1, 0, 0, 2};
-  m.var_upper = {kInf, kInf, 4, 1e300, 1, 3, 3, 1};
+  m.var_lower = {-kInfinity, -0.0, 0, 1e-300, -1, 0, 0, 2};
+  m.var_upper = {kInfinity, kInfinity, 4, 1e300, 1, 3, 3, 1};
   m.var_kind = {VarKind::kContinuous,  VarKind::kInteger,    VarKind::kSemiContinuous,
                 VarKind::kSemiInteger, VarKind::kContinuous, VarKind::kContinuous,
                 VarKind::kContinuous,  VarKind::kContinuous};
   add_names(&m.var_names, {"x", "", "x", "{\"bytes\": \"00\"}", std::string_view("nul\0", 4),
                            "\x80", "\x1f\x7f", std::string(10000, 'n')});
-  m.con_lower = {-kInf, 1.0, 2.0};
-  m.con_upper = {5.0, kInf, -2.0};
+  m.con_lower = {-kInfinity, 1.0, 2.0};
+  m.con_upper = {5.0, kInfinity, -2.0};
   add_names(&m.con_names, {"one", "", "three"});
   m.matrix.start = {0, 2, 2, 3, 3, 3, 3, 3, 4};
   m.matrix.row = {0, 2, 1, 2};
@@ -91,11 +90,11 @@ ProblemFile small_file() {
   Model& m = file.model;
   m.cost = {1.0, 2.5};
   m.var_lower = {0.0, 0.0};
-  m.var_upper = {kInf, 4.0};
+  m.var_upper = {kInfinity, 4.0};
   m.var_kind = {VarKind::kContinuous, VarKind::kContinuous};
   add_names(&m.var_names, {"x", "y"});
   m.con_lower = {3.0};
-  m.con_upper = {kInf};
+  m.con_upper = {kInfinity};
   m.matrix = {{0, 1, 2}, {0, 0}, {1.0, -1.0}};
   return file;
 }
@@ -147,7 +146,7 @@ TEST_P(TaskFile, LargeModel) {
   for (size_t j = 0; j < count; ++j) {
     bits = bits * 6364136223846793005U + 1442695040888963407U;
     m.cost.push_back(static_cast<double>(static_cast<int64_t>(bits)) * 1e-19);
-    m.var_lower.push_back(-kInf);
+    m.var_lower.push_back(-kInfinity);
     m.var_upper.push_back(static_cast<double>(j));
     m.var_kind.push_back(j % 2 == 0 ? VarKind::kInteger : VarKind::kContinuous);
     m.var_names.add("variable \"" + std::to_string(bits) + "\"");
@@ -193,7 +192,7 @@ TEST_P(TaskFile, CutCompressedFileIsRefused) {
 
 TEST_P(TaskFile, RefusesToWriteWhatItWouldNotRead) {
   ProblemFile file = small_file();
-  file.model.cost[1] = kInf;
+  file.model.cost[1] = kInfinity;
   EXPECT_EQ(write(GetParam(), file),
             "refused: a task file cannot hold the model: element 1 of the costs is no finite "
             "number");

@@ -11,7 +11,7 @@
 
 namespace vorlan::test {
 
-// What an InputStream gives for the file, in reads of this size.
+// The bytes that an InputStream gives for the file, in reads of this size.
 Status read_input(const std::string& path, std::string* content, size_t piece = 4096);
 
 // The content as a compressed file has it.

@@ -95,7 +95,7 @@ class ZstdDecoder : public Decoder {
   ZstdDecoder& operator=(const ZstdDecoder&) = delete;
 
   const char* decode(std::string_view* input, std::span<char>* output) override {
-    // Behind a complete frame a call without input would ask for the next one.
+    // A call without input would ask for the next frame once one is complete.
     if (complete_ && input->empty()) return nullptr;
     ZSTD_inBuffer in{input->data(), input->size(), 0};
     ZSTD_outBuffer out{output->data(), output->size(), 0};
@@ -175,7 +175,7 @@ class ZstdEncoder : public Encoder {
   ZSTD_CCtx* context_;
 };
 
-// Whether the content starts with the magic number, or ends within it.
+// Tells whether the content starts with the magic number, or ends within it.
 bool begins_with(std::string_view content, std::string_view magic) {
   const size_t compared = std::min(content.size(), magic.size());
   return compared > 0 && content.substr(0, compared) == magic.substr(0, compared);

@@ -21,11 +21,12 @@ enum class Compression : uint8_t {
 // "plain", "gzip", "Zstandard".
 const char* compression_name(Compression compression);
 
-// By a name's last suffix: .gz, .zst, else none.
+// The compression that a name's last suffix says: .gz, .zst, else none.
 Compression compression_of_name(std::string_view filename);
 
-// By the first bytes of a file, all of them when it is shorter than kCompressionHead. A file that
-// ends within a magic number counts as compressed, so that it is found to be cut short.
+// The compression that the first bytes of a file say. They are all of the file when it is shorter
+// than kCompressionHead. A file that ends within a magic number counts as compressed, so that it is
+// found to be cut short.
 inline constexpr size_t kCompressionHead = 4;
 Compression compression_of_content(std::string_view head);
 
@@ -38,7 +39,7 @@ class Decoder {
   // or nullptr. Members or frames in a row are one content.
   virtual const char* decode(std::string_view* input, std::span<char>* output) = 0;
 
-  // Whether the data may end after what was decoded.
+  // True if the data may end after what was decoded.
   virtual bool complete() const = 0;
 };
 

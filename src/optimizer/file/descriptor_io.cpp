@@ -19,7 +19,7 @@ namespace {
 // Larger requests are cut by the kernel anyway (to 0x7ffff000 bytes).
 constexpr size_t kLargestTransfer = size_t{1} << 30;
 
-// Whether the failure of a call says only that it is to be made again; waits where that helps.
+// Tells whether a call failed only so that it is to be made again, and waits where that helps.
 bool try_again(int descriptor, short event) {
   if (errno == EINTR) return true;
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;

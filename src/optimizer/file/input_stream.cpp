@@ -16,7 +16,7 @@
 namespace vorlan {
 namespace {
 
-// What libzstd recommends; a pipe gives 64 KiB at most at a time.
+// This is what libzstd recommends; a pipe gives 64 KiB at most at a time.
 constexpr size_t kRawSize = size_t{128} << 10;
 
 int open_for_reading(const char* filename) {

@@ -69,7 +69,7 @@ class InputStream {
   size_t ahead_used_ = 0;
 };
 
-// As set_longest_token() takes it.
+// The limit in the form that set_longest_token() takes.
 size_t longest_token(const Parameters& parameters);
 
 }  // namespace vorlan

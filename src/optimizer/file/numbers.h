@@ -8,7 +8,7 @@
 
 namespace vorlan {
 
-// What some formats write beyond decimal numbers; combined with |.
+// Spellings that some formats have beyond decimal numbers, to be combined with |.
 inline constexpr unsigned kInfinityWords = 1;  // inf, infinity in any case, with a sign or without
 inline constexpr unsigned kFortranExponents = 2;  // 1D3, 1.5d-2
 

@@ -19,7 +19,7 @@ namespace vorlan {
 class OutputFile {
  public:
   OutputFile();
-  // Without finish() the file is given up: an earlier file stays, nothing is left behind.
+  // The file is given up without finish(): an earlier file stays, nothing is left behind.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -36,7 +36,7 @@ class OutputFile {
     if (room() == 0) flush();
     *end_++ = c;
   }
-  // In the shortest form that reads back to the same bits.
+  // Appends the shortest form that reads back to the same bits.
   void append_number(double value) {
     if (room() < kLongestNumber) flush();
     end_ = format_double(value, end_);
@@ -46,8 +46,8 @@ class OutputFile {
     end_ = format_int64(value, end_);
   }
 
-  // Whether something went wrong: what is appended from here on is dropped, and a long computation
-  // of it can be spared.
+  // True once something went wrong: what is appended from there on is dropped, so that a long
+  // computation of it can be spared.
   bool failed() const { return error_ != 0; }
 
   // Writes what is left and puts the file into its place.

@@ -20,8 +20,8 @@ class ReadBuffer {
 
   explicit ReadBuffer(InputStream* input, size_t size = kUsualSize);
 
-  // Behind end() are as many '\0' that can be read, so that a scan may go by vectors and stop at a
-  // '\0' without a look at the bound.
+  // The bytes behind end(), this many, can be read and are '\0', so that a scan may go by vectors
+  // and stop at a '\0' without a look at the bound.
   static constexpr size_t kPadding = 64;
 
   // The bytes at hand.
@@ -29,7 +29,7 @@ class ReadBuffer {
   const char* end() const { return end_; }
   size_t size() const { return static_cast<size_t>(end_ - begin_); }
 
-  // Where begin() is in the content.
+  // The place of begin() in the content.
   uint64_t offset() const { return end_offset_ - size(); }
 
   // Gives up the first bytes; count <= size().

@@ -26,7 +26,7 @@ class TargetFile {
   // Opens the place to write to; 0 or an error number.
   int open(const char* filename);
 
-  // Where to write.
+  // The place to write at.
   int descriptor() const { return file_.get(); }
 
   // Makes what was written the target; 0 or an error number, after which nothing is left behind.

@@ -52,7 +52,7 @@ bool TextReader::next_line_slow(std::string_view* line) {
     set_line(begin, end, line);
     return true;
   }
-  // What a failure leaves is no line, but the beginning of one.
+  // A failure leaves the beginning of a line, which is no line.
   if (!buffer_.status().ok() || buffer_.size() == 0) return false;
   const char* begin = buffer_.begin();
   buffer_.skip(buffer_.size());

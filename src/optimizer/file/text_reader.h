@@ -27,10 +27,10 @@ class TextReader {
   // at status() before you complain about a missing end.
   bool next_line(std::string_view* line);
 
-  // What stands behind the current line, as far as it is at hand; valid until the next call.
+  // The bytes behind the current line, as far as they are at hand; valid until the next call.
   std::string_view ahead() const { return {buffer_.begin(), buffer_.size()}; }
 
-  // Of the current line, from 1.
+  // The number of the current line, from 1.
   int64_t line_number() const { return line_number_; }
 
   // "NAME:LINE:COLUMN: what, found 'word'", where the word is a part of the current line; an empty
@@ -38,7 +38,7 @@ class TextReader {
   // bytes from 1. `help` is put behind all that.
   Status error(std::string_view word, std::string_view what, std::string_view help = {}) const;
 
-  // As error(), about a word of an earlier line.
+  // The same error about a word of an earlier line.
   Status error_at(int64_t line, size_t column, std::string_view word, std::string_view what,
                   std::string_view help = {}) const;
 
@@ -82,7 +82,7 @@ std::string printable(std::string_view text);
 // and for characters that act on a terminal: controls, and marks that turn the direction of text.
 size_t shown_character(std::string_view text);
 
-// Whether the byte at this place is one of 0x80 to 0x9f, which control a terminal, and no part of a
+// True if the byte at this place is one of 0x80 to 0x9f, which control a terminal, and no part of a
 // character that can be shown.
 bool is_high_control(std::string_view text, size_t at);
 bool has_high_control(std::string_view text);

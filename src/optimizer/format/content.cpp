@@ -11,8 +11,8 @@
 namespace vorlan {
 namespace {
 
-// What begins a comment in front of the first word, and the format when nothing else says it. Only
-// the asterisk is of two formats. A PTF file may be a plain LP file, not the other way round.
+// The beginnings of comments in front of the first word, with the format when nothing else says it.
+// Only the asterisk is of two formats. A PTF file may be a plain LP file, not the other way round.
 struct CommentSign {
   char sign;
   std::string_view suffix;

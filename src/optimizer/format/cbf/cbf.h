@@ -12,7 +12,7 @@ namespace vorlan {
 // is written.
 [[nodiscard]] Status write_cbf(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 
-// Whether a CBF file can begin with the word, that of its version.
+// True if a CBF file can begin with the word, which is that of its version.
 [[nodiscard]] bool is_cbf_first_word(std::string_view word);
 
 }  // namespace vorlan

@@ -11,7 +11,7 @@
 
 namespace vorlan {
 
-// What the members of a block are in: an interval each, or a cone together.
+// The set that the members of a block are in: an interval each, or a cone together.
 struct CbfDomain {
   double lower = 0.0, upper = 0.0;
   bool is_cone = false;

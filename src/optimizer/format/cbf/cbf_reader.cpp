@@ -115,7 +115,7 @@ bool CbfReader::read_sense() {
   return reading_.lines.expect_end();
 }
 
-// What follows are further problems, told as changes of this one.
+// Further problems follow, told as changes of this one.
 bool CbfReader::read_changes() {
   reading_.warnings.add(format_text(
       "%s:%lld: the problem before CHANGE is read, the changes are not",

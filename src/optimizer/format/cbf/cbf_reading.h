@@ -1,5 +1,5 @@
-// What the parts of the CBF reader share: the lines as they come, the model as it grows, and how much
-// the file may declare.
+// The state that the parts of the CBF reader share: the lines as they come, the model as it grows,
+// and how much the file may declare.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ class CbfReading {
 
   // The other functions return false after a failure, which the lines then have.
 
-  // The same, and fails at the end of the file. `what` names what was expected.
+  // Goes to the next line and fails at the end of the file. `what` names what was expected.
   bool require_line(const char* what) { return next_line() || fail_at_end(what); }
   bool take_count(int64_t most, int32_t* value);
   // Takes (row, col) of a symmetric matrix in either order; the row is the larger one.

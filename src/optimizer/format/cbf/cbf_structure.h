@@ -34,7 +34,7 @@ class CbfStructure {
   bool read_constraints();
   bool read_integers();
 
-  // What the file has declared.
+  // The numbers that the file has declared.
   int32_t num_var() const { return num_var_; }
   int32_t num_con() const { return num_con_; }
   int32_t num_matrix_var() const { return num_matrix_var_; }

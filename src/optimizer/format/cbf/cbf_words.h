@@ -33,7 +33,8 @@ inline constexpr CbfCone kCbfCones[] = {
     {"POW", ConeKind::kPower, 3},       {"POW*", ConeKind::kDualPower, 3},
 };
 
-// Of version 4, which no public text defines: programs differ in the order of the members.
+// True for a cone of version 4. No public text defines these: programs differ in the order of the
+// members.
 inline bool is_vectorized_cone(std::string_view word) {
   return word == "SVECPSD" || word == "GMEANABS" || word == "GMEANABS*";
 }

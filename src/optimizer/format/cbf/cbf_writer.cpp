@@ -120,7 +120,7 @@ void CbfWriter::order_variables() {
   }
 }
 
-// In the order in which the file uses them.
+// Numbers the power cones in the order in which the file uses them.
 void CbfWriter::number_power_cones() {
   for (const int32_t var : order_) {
     const int32_t number = cone_of_[index(var)];
@@ -139,13 +139,13 @@ Interval CbfWriter::bounds_of(size_t var) const {
   return {is_positive_[var] ? std::max(lower, 0.0) : lower, model_.var_upper[var]};
 }
 
-// Of a variable that is in no cone.
+// The domain of a variable that is in no cone.
 Linear CbfWriter::home_of(Interval bounds) {
   if (bounds.lower == 0.0) return bounds.upper == 0.0 ? kZero : kPlus;
   return bounds.upper == 0.0 ? kMinus : kFree;
 }
 
-// What such a cone does not say.
+// The part of the bounds that such a cone does not say.
 Interval CbfWriter::bounds_left(Interval bounds) {
   return {bounds.lower == 0.0 ? -kInfinity : bounds.lower,
           bounds.upper == 0.0 ? kInfinity : bounds.upper};

@@ -1,5 +1,5 @@
-// What a writer asks of a model before it writes anything: that the format can hold it. Otherwise a
-// failure that says what it cannot hold, by name.
+// The checks that a writer makes before it writes anything: whether the format can hold the model.
+// A failure names the part that it cannot hold.
 #pragma once
 
 #include <string>
@@ -46,7 +46,7 @@ Status admit(const Admission& admission, Checks... checks) {
   return status;
 }
 
-// Whether a format without names loses any.
+// True if a format without names loses any.
 bool has_names(const Model& model);
 
 }  // namespace vorlan

@@ -42,7 +42,7 @@ inline std::string decode_byte_codes(std::string_view text) {
   return decoded;
 }
 
-// The same for a name: "%_" and what follows tells it from others and is no part of it.
+// Decodes a name, too: "%_" and what follows tells it from others and is no part of it.
 inline std::string decode_name(std::string_view word) {
   return decode_byte_codes(word.substr(0, word.find("%_")));
 }

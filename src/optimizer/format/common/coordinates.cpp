@@ -31,7 +31,7 @@ int64_t ElementLines::operator[](size_t index) const {
   return std::prev(behind)->start + static_cast<int64_t>(index);
 }
 
-// Only called when there are two.
+// Finds the two lines of a place that is known to be given twice.
 void MatrixCoordinates::find_lines(int32_t row, int32_t col, SamePlace* twice) const {
   const auto is_there = [row, col](const Element& element) {
     return element.row == row && element.col == col;

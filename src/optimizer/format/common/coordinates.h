@@ -44,7 +44,7 @@ class ElementLines {
   std::vector<Run> runs_;
 };
 
-// Of the matrix of the constraints.
+// The elements of the matrix of the constraints.
 class MatrixCoordinates {
  public:
   void add(int32_t row, int32_t col, double value, int64_t line) {
@@ -72,7 +72,8 @@ class MatrixCoordinates {
   ElementLines lines_;
 };
 
-// Of the symmetric matrices at matrix variables, in the objective and in the constraints.
+// The elements of the symmetric matrices at matrix variables, in the objective and in the
+// constraints.
 class TriangleCoordinates {
  public:
   static constexpr int32_t kObjective = -1;
@@ -80,7 +81,8 @@ class TriangleCoordinates {
   // (row, col) in either triangle stands for both places.
   void add(int32_t con, int32_t matrix_var, int32_t row, int32_t col, double value, int64_t line);
 
-  // As above, for the lists of the matrix variables' elements.
+  // Fills the lists of the matrix variables' elements in the model. False if a place is given
+  // twice.
   bool finish(Model* model, SamePlace* twice);
 
  private:

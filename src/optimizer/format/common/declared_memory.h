@@ -12,18 +12,18 @@ namespace vorlan {
 inline constexpr int64_t kBytesOfVariable = 33 + 33;
 // Two sides; a value, three duals and a status key.
 inline constexpr int64_t kBytesOfConstraint = 16 + 33;
-// Of one triangle: a value and a dual.
+// An element of one triangle has a value and a dual.
 inline constexpr int64_t kBytesOfMatrixElement = 16;
 
 class DeclaredMemory {
  public:
-  // In bytes: VLN_IPAR_READ_DECLARED_LIMIT, which is in MiB.
+  // The limit is in bytes; VLN_IPAR_READ_DECLARED_LIMIT is in MiB.
   explicit DeclaredMemory(int64_t limit) : limit_(limit) {}
 
   // False when this would be more than the limit, or more things than there are indices.
   bool add(int64_t count, int64_t bytes_each);
 
-  // What to say then.
+  // The failure's text.
   std::string message() const;
 
  private:

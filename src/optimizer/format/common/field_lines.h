@@ -30,7 +30,7 @@ class FieldLines {
   int64_t line_number() const { return text_.line_number(); }
   const std::string& shown_name() const { return shown_name_; }
 
-  // What is left of the line, without separators in front; empty at its end.
+  // The part of the line that is left, without separators in front; empty at its end.
   std::string_view rest() {
     while (!rest_.empty() && is_separator(rest_[0])) rest_.remove_prefix(1);
     return rest_;
@@ -57,11 +57,11 @@ class FieldLines {
     return text_.error(word, what).message();
   }
 
-  // What ended the reading; a failure to read goes before what it made of the content.
+  // The failure that ended the reading. One to read goes before what it made of the content.
   const Status& failure() const { return text_.status().ok() ? failure_ : text_.status(); }
   bool ok() const { return failure().ok(); }
 
-  // As TextReader::finish().
+  // Reads the rest and drops it, see TextReader::finish().
   Status finish() { return text_.finish(); }
 
  private:

@@ -1,4 +1,4 @@
-// What the rest of the library sees of the file formats: what a file can hold, and the table of the
+// The file formats as the rest of the library sees them: what a file can hold, and the table of the
 // formats. No format knows another one, an optimizer, or the task.
 #pragma once
 
@@ -16,15 +16,15 @@
 
 namespace vorlan {
 
-// What a reader or a writer has to say beside its result, one line each, for the log: a reading
-// chosen where dialects differ, a name that the format cannot say.
+// Remarks of a reader or a writer beside its result, one line each, for the log: a reading chosen
+// where dialects differ, a name that the format cannot say.
 class Warnings {
  public:
   // Further warnings of a kind that floods are counted only: at most this many lines are kept.
   static constexpr size_t kMostLines = 20;
 
   void add(std::string text);
-  // Whether a further line would only be counted: what costs time to say need not be found then.
+  // True if a further line would only be counted: what costs time to say need not be found then.
   bool full() const { return lines_.size() == kMostLines; }
   // The lines, each begun by "warning: " and ended by a newline, and how many more there were.
   std::string text() const;
@@ -41,14 +41,14 @@ struct ParameterSetting {
 
 using Solutions = std::array<Solution, kNumSolutions>;
 
-// What a problem file holds. Solutions have the sizes of the model or are not defined.
+// The content of a problem file. Solutions have the sizes of the model or are not defined.
 struct ProblemFile {
   Model model;
   Solutions solutions;
   std::vector<ParameterSetting> parameters;
 };
 
-// What a writer may write: all of it borrowed from the task.
+// The parts of a task that a writer may write, all of them borrowed.
 struct ProblemView {
   const Model& model;
   const Solutions& solutions;

@@ -1,6 +1,6 @@
-// Whether a model is one: sizes that fit each other, indices that exist, lists in their order,
-// numbers that have a meaning where they stand. What comes from a file passes this before anything
-// else sees it, and what would not pass is not written.
+// The check that a model is one: its sizes fit each other, indices exist, lists are in their order,
+// numbers have a meaning where they stand. A model from a file passes this check before anything
+// else sees it, and a model that would not pass is not written.
 #pragma once
 
 #include <string>

@@ -23,7 +23,7 @@ class NamesAhead {
   void add(std::string_view name) {
     if (!full() && !name.empty()) names_[count_++] = name;
   }
-  // The same for a name that may stand in several lines behind each other.
+  // Adds a name that may stand in several lines behind each other, once.
   void add_unless_last(std::string_view name) {
     if (count_ == 0 || names_[count_ - 1] != name) add(name);
   }
@@ -37,7 +37,7 @@ class NamesAhead {
 
 class NameLookAhead {
  public:
-  // Whether the reader is at the last line that was looked at, or behind it.
+  // True if the reader is at the last line that was looked at, or behind it.
   bool is_due(int64_t line_number) const { return line_number >= looked_at_; }
 
   // Calls take(line) for the lines behind this one, as long as it returns true and whole lines are

@@ -1,4 +1,4 @@
-// What both encodings share; see document.h.
+// The parts that both encodings share; see document.h.
 #include "format/document/document.h"
 
 #include <algorithm>

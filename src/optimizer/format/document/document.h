@@ -24,7 +24,7 @@ class DocumentWriter {
   virtual void begin_map(size_t count) = 0;
   virtual void key(std::string_view key) = 0;  // UTF-8
   virtual void end_map() = 0;
-  // Of texts and numbers.
+  // A list is of texts and numbers.
   virtual void begin_list(size_t count) = 0;
   virtual void end_list() = 0;
 
@@ -81,12 +81,12 @@ class DocumentReader {
   virtual bool read(std::vector<uint8_t>* values) = 0;
   bool read(std::string* text);
 
-  // Of the value that comes next.
+  // The place of the value that comes next.
   virtual Mark mark() = 0;
-  // What was wrong with a value; remembered if it is the first failure. Always false.
+  // Remembers what was wrong with a value, if it is the first failure. Always false.
   bool fail(Mark mark, std::string_view what);
 
-  // To be called behind the last value: nothing may follow.
+  // Ends the document: nothing may follow the value.
   virtual bool finish() = 0;
 
   bool ok() const { return status_.ok(); }

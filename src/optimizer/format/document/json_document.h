@@ -75,7 +75,7 @@ class JsonReader : public DocumentReader {
   // The next character that is no white space, not taken; kEnd at the end or after a failure.
   int peek();
   Mark here() const { return {line_, buffer_.offset() - line_start_ + 1}; }
-  // What is wrong at the next character, with the word found there.
+  // Fails about the next character, with the word found there.
   bool fail_here(std::string_view what);
   bool enter(char open, const char* what);
   // Goes to the next element of a map or a list, or behind its end.

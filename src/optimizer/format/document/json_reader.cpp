@@ -95,7 +95,7 @@ Mark JsonReader::mark() {
 }
 
 Status JsonReader::failure(Mark mark, std::string_view what) const {
-  // What could not be read at all is the first reason.
+  // A failure to read at all goes first.
   if (!buffer_.status().ok()) return buffer_.status();
   return {Code::kErrFileContent,
           format_text("%s:%llu:%llu: %s", buffer_.input().shown_name().c_str(),

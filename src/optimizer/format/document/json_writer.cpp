@@ -30,7 +30,7 @@ void JsonWriter::new_line() {
   file_->append(kBlanks.substr(0, depth_ < kBlanks.size() ? depth_ : kBlanks.size()));
 }
 
-// In front of a value that is an item of a list.
+// Separates a value that is an item of a list from the one before.
 void JsonWriter::separate_item() {
   if (!in_list_) return;
   if (!first_) file_->append(',');

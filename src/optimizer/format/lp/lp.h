@@ -9,7 +9,7 @@ namespace vorlan {
 [[nodiscard]] Status read_lp(InputStream* input, const ReadLimits& limits, ProblemFile* file,
                              Warnings* warnings);
 
-// Whether an LP file can begin with the word: that of its objective's sense.
+// True if an LP file can begin with the word, which is that of its objective's sense.
 [[nodiscard]] bool is_lp_sense(std::string_view word);
 
 // The first line, but for comments, of a file with sections that LP does not have. In an LP file,

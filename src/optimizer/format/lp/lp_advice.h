@@ -1,13 +1,13 @@
-// What a person most likely meant where the words of an LP file make no sense, or make a sense that
-// nobody means: the reader takes almost any characters for a name, so that `>= 1,5` would be a
-// variable ",5" with the coefficient 1. These functions tell such words from names.
+// Advice where the words of an LP file make no sense, or make a sense that nobody means. The reader
+// takes almost any characters for a name, so that `>= 1,5` would be a variable ",5" with the
+// coefficient 1. These functions tell such words from names.
 #pragma once
 
 #include <string_view>
 
 namespace vorlan {
 
-// Whether the word begins as the names that people and programs make: with a letter of any script,
+// True if the word begins as the names that people and programs make: with a letter of any script,
 // or with a '_' that no digit follows.
 bool begins_like_lp_name(std::string_view word);
 

@@ -28,7 +28,7 @@ class LpBounds {
   void finish(const std::string& shown_name);
 
  private:
-  // What a word stands for in the bounds.
+  // The thing that a word stands for in the bounds.
   enum class TargetKind : uint8_t { kVariable, kRange, kConstant };
   struct Target {
     TargetKind kind;

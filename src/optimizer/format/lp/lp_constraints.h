@@ -20,7 +20,7 @@ class LpConstraints {
   // Reads constraints up to the next heading. False after a failure, which the tokens then have.
   bool read();
 
-  // Whether a variable stands for the constraint's value, so that its bounds are the sides.
+  // True if a variable stands for the constraint's value, so that its bounds are the sides.
   bool has_range(int32_t con) const {
     return index(con) < has_range_.size() && has_range_[index(con)];
   }

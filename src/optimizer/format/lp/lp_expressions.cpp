@@ -99,8 +99,8 @@ bool LpExpressions::read_number_item(const LpSide& side, Sign sign, LpContent* c
   return tokens_.status().ok();
 }
 
-// Whether the name behind a number is not what the number is the coefficient of: it begins the next
-// line's constraint, is the name of one, or begins a section.
+// True if the number before the name is not its coefficient, since the name begins the next line's
+// constraint, is the name of one, or begins a section.
 bool LpExpressions::name_is_own_item(const LpSide& side, const LpContent& content) const {
   const LpToken& token = tokens_.token();
   const bool may_end = may_end_at_line(side, content);
@@ -148,8 +148,8 @@ bool LpExpressions::check_end() {
       "number in front of its variable");
 }
 
-// What follows a number without a blank and does not begin as names do is the rest of a number that
-// is written in another way, unless there is such a variable.
+// A word behind a number without a blank that does not begin as names do is the rest of a number
+// that is written in another way, unless there is such a variable.
 bool LpExpressions::check_behind_number() {
   const std::string_view word = tokens_.token().text;
   return reading_.variables.find(word) >= 0 || tokens_.fail(advice_on_typo(word));

@@ -15,7 +15,7 @@ namespace vorlan {
 // ends there; one that may be the middle of three ends only while it is a constant.
 enum class LpLineEnd : uint8_t { kGoesOn, kEnds, kEndsConstant };
 
-// Where an expression stands.
+// The place of an expression in the file.
 struct LpSide {
   int32_t con;  // LpTerms::kObjective for the objective
   double factor = 1.0;
@@ -23,7 +23,7 @@ struct LpSide {
   bool behind_terms = false;  // right of a relation that has variables on its left
 };
 
-// What an expression consisted of.
+// The parts that an expression consisted of.
 struct LpContent {
   bool terms = false;
   bool said = false;   // anything at all
@@ -40,7 +40,7 @@ class LpExpressions {
 
   // Begins the next constraint, which has this word for a name; it may be empty.
   void begin_row(std::string_view word);
-  // Whether the constraint at hand has a variable for its value: its sides are bounds of that.
+  // True if the constraint at hand has a variable for its value: its sides are bounds of that.
   bool row_has_range() const { return row_has_range_; }
 
   // Reads an expression up to what can be none of its parts.

@@ -14,7 +14,7 @@ constexpr size_t kLeastToMisspell = 4;  // letters; shorter headings are near to
 
 std::string_view first_word(std::string_view text) { return take_word(&text); }
 
-// As much of the line as the heading has: "solution" has its kind behind it.
+// The words of the line that a heading has: "solution" has its kind behind it.
 std::string_view first_words(std::string_view line, std::string_view heading) {
   return heading == "solution" ? line.substr(0, line.find(' ')) : line;
 }
@@ -100,7 +100,7 @@ bool LpHeadings::matches(const Heading& heading) const {
   return is_lp_word(first_word(rest), second);
 }
 
-// Whether what follows the only word of a heading leaves it one.
+// Tells whether what follows the only word of a heading leaves it one.
 bool LpHeadings::ends_as_heading(const Heading& heading) const {
   const char next = tokens_.following();
   if (next == ':' || is_relation_character(next) || next == '^' || next == '*') return false;

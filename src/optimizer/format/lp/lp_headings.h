@@ -33,19 +33,20 @@ class LpHeadings {
   LpHeadings(LpTokens* tokens, const LpVariables* variables)
       : tokens_(*tokens), variables_(*variables) {}
 
-  // From here on the sections that only PTF files have count, too.
+  // Lets the sections count, too, that only PTF files have.
   void allow_extended() { extended_ = true; }
 
   // The section whose heading the token begins.
   LpSection match() const;
   bool starts_section() const { return match() != LpSection::kNone; }
-  // The same, and goes behind the heading. What follows 'End' is not looked at.
+  // Finds the section and goes behind its heading. The text behind 'End' is not looked at.
   LpSection take();
 
   // Fails where a heading was most likely meant: a word at the margin that is no variable and looks
   // like a misspelt heading, or like one that needs an opening line that is not there.
   bool check_misspelt();
-  // What a heading that the line at hand is nearest to would need; empty if it is near to none.
+  // Says what a heading that the line at hand is nearest to would need; empty if it is near to
+  // none.
   std::string nearest() const;
 
  private:

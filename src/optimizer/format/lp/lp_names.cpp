@@ -54,7 +54,7 @@ bool is_reserved(std::string_view name) {
   return name.size() <= kLongest && std::binary_search(kReserved.begin(), kReserved.end(), start);
 }
 
-// Where there are matrix variables, NAME(2,1) is an element of one.
+// A name NAME(2,1) would be an element where there are matrix variables.
 bool needs_encoding(std::string_view name, bool has_elements) {
   return name.empty() || !may_begin(name[0]) || !std::all_of(name.begin(), name.end(), is_safe) ||
          is_reserved(name) || has_high_control(name) ||

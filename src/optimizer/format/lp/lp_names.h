@@ -35,7 +35,7 @@ class LpNames {
   // has_helpers: the file has them, and so is an encoded one in any case.
   LpNames(const Model& model, bool has_helpers);
 
-  // Whether the file needs kLpEncodedNames.
+  // True if the file needs kLpEncodedNames.
   bool encoded() const { return encoded_; }
   // Names for which something else stands, and the first of them.
   int64_t num_changed() const { return num_changed_; }

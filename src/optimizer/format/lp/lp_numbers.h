@@ -10,7 +10,7 @@ class LpNumbers {
   // The tokens are borrowed.
   explicit LpNumbers(LpTokens* tokens) : tokens_(*tokens) {}
 
-  // Whether the token is a word for infinity, if it is a word.
+  // True if the token, which is a word, means infinity.
   bool at_infinity_word() const;
 
   // The functions that read return false after a failure, which the tokens then have.

@@ -1,4 +1,5 @@
-// What the parts of the LP reader share: the tokens as they come, and the model as it grows.
+// The state that the parts of the LP reader share: the tokens as they come, and the model as it
+// grows.
 #pragma once
 
 #include "format/common/format.h"

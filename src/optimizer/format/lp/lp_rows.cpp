@@ -1,4 +1,4 @@
-// From rows to columns; see lp_rows.h.
+// Turning rows into columns; see lp_rows.h.
 #include "format/lp/lp_rows.h"
 
 #include "task/numeric.h"

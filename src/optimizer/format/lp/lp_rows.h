@@ -45,7 +45,8 @@ class LpRows {
   void finish(size_t num_vars, SparseMatrix* matrix);
 
  private:
-  // In pieces that never move: a growing vector would need up to three times its content.
+  // The elements are in pieces that never move: a growing vector would need up to three times its
+  // content.
   static constexpr unsigned kPieceBits = 16;
   static constexpr size_t kPieceSize = size_t{1} << kPieceBits;
   struct Piece {

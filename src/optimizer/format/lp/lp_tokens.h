@@ -41,7 +41,7 @@ struct LpToken {
   std::string_view text;  // valid until the first token of a later line is read
 };
 
-// Where a token stands, for a message about it when later ones have been read.
+// The place of a token, for a message about it when later ones have been read.
 struct LpPlace {
   int64_t line = 0;
   size_t column = 0;  // in bytes, from 1
@@ -54,13 +54,13 @@ inline bool is_relation(LpKind kind) {
 
 inline bool is_relation_character(char c) { return c == '<' || c == '>' || c == '='; }
 
-// With its sides exchanged.
+// The relation with its sides exchanged.
 inline LpKind mirrored(LpKind relation) {
   if (relation == LpKind::kLess) return LpKind::kGreater;
   return relation == LpKind::kGreater ? LpKind::kLess : relation;
 }
 
-// Whether the text is the word, which is in lower case, in any case.
+// True if the text is the word, which is in lower case, in any case.
 bool is_lp_word(std::string_view text, std::string_view word);
 
 class LpTokens {
@@ -72,13 +72,13 @@ class LpTokens {
 
   void next();
 
-  // What follows the token in its line.
+  // The text that follows the token in its line.
   std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
   // The first character behind the token and blanks; '\0' at the line's end.
   char following() const;
   // Drops what follows the token in its line.
   void drop_rest() { at_ = end_; }
-  // Whether the token is the first character of its line.
+  // True if the token is the first character of its line.
   bool at_margin() const { return token_.first && token_.text.data() == line_; }
 
   // The first failure: of reading, of a character that no token has, or one that was reported.
@@ -86,7 +86,7 @@ class LpTokens {
   // Reports that something else than the token was expected. Returns false.
   bool fail(std::string_view what) { return fail(token_.text, what); }
   bool fail(std::string_view word, std::string_view what, std::string_view help = {});
-  // The same about a word that was read before.
+  // Fails about a word that was read before.
   bool fail_at(const LpPlace& place, std::string_view word, std::string_view what,
                std::string_view help = {});
   LpPlace place() const {
@@ -100,7 +100,7 @@ class LpTokens {
     warnings_->add(text_.error_at(place.line, place.column, word, what).message());
   }
   int64_t line_number() const { return text_.line_number(); }
-  // What stands behind the line of the token, as far as it is at hand.
+  // The bytes behind the line of the token, as far as they are at hand.
   std::string_view ahead() const { return text_.ahead(); }
   Status finish() { return text_.finish(); }
 

@@ -20,7 +20,7 @@ namespace vorlan {
 
 class LpVariables {
  public:
-  // What is known of a variable.
+  // The facts that are kept of a variable.
   enum Mark : uint8_t {
     kHasCost = 1,
     kHasLower = 2,

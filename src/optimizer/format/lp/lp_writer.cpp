@@ -103,8 +103,8 @@ LpWriter::LpWriter(const ProblemView& problem, bool extended, OutputFile* file)
       exact_(needs_exact_numbers(problem.model)),
       all_labels_(extended && PtfWriter::has_solutions(problem)) {}
 
-// Whether there are constraints or a constant that need a variable of their own, or constraints
-// without a name that a solution must name.
+// Tells whether there are constraints or a constant that need a variable of their own, or
+// constraints without a name that a solution must name.
 bool LpWriter::has_helpers(const ProblemView& problem) {
   const Model& model = problem.model;
   const bool all_labels = PtfWriter::has_solutions(problem);
@@ -116,7 +116,7 @@ bool LpWriter::has_helpers(const ProblemView& problem) {
   return false;
 }
 
-// Whether there are finite numbers that a reader would take for infinity.
+// Tells whether there are finite numbers that a reader would take for infinity.
 bool LpWriter::needs_exact_numbers(const Model& model) {
   const auto any_large = [](const std::vector<double>& values) {
     return std::any_of(values.begin(), values.end(), [](double value) {

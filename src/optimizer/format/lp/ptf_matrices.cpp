@@ -93,7 +93,7 @@ bool PtfMatrices::take_term(std::string_view word, int32_t con, double coefficie
   return true;
 }
 
-// Where there are matrix variables, no scalar variable has a name like those of their elements.
+// A scalar variable has no name like those of elements where there are matrix variables.
 bool PtfMatrices::check_no_element(std::string_view word) {
   std::string_view name;
   int32_t numbers[2];

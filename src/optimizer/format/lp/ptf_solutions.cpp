@@ -35,7 +35,7 @@ bool PtfSolutions::read() {
   return tokens_.status().ok();
 }
 
-// What no line gives is zero, its status unknown.
+// Gives the solution its sizes. A value that no line gives is zero, a status unknown.
 bool PtfSolutions::prepare() {
   const Model& model = reading_.model;
   if (matrix_start_.empty()) matrix_start_ = packed_starts(model);
@@ -124,7 +124,7 @@ bool PtfSolutions::read_status_key(StatusKey* key) {
   return true;
 }
 
-// Where there are cones, the dual of the variable's cone may follow or be missing.
+// The dual of the variable's cone may follow or be missing where there are cones.
 bool PtfSolutions::read_variable(size_t var) {
   double figures[3] = {};
   if (!read_status_key(&solution_->skx[var]) || !read_figures(3, figures)) return false;

@@ -15,14 +15,14 @@ class PtfWriter {
   PtfWriter(const ProblemView* problem, LpLines* lines, OutputFile* file)
       : problem_(*problem), model_(problem->model), lines_(*lines), file_(*file) {}
 
-  // Whether the problem has anything that an LP file does not have.
+  // True if the problem has anything that an LP file does not have.
   static bool is_needed(const ProblemView& problem);
-  // Whether solutions are written.
+  // True if solutions are written.
   static bool has_solutions(const ProblemView& problem);
 
   // The opening line and the matrix variables, which come before the objective.
   void write_head();
-  // What comes behind the lists of variables.
+  // Writes the sections that come behind the lists of variables.
   void write_sections();
 
  private:

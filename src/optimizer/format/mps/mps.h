@@ -12,7 +12,7 @@ namespace vorlan {
 // with a lower side above the upper one, before anything is written.
 [[nodiscard]] Status write_mps(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 
-// Whether an MPS file can begin with the word, that of a section before the rows.
+// True if an MPS file can begin with the word, which is that of a section before the rows.
 [[nodiscard]] bool is_mps_first_word(std::string_view word);
 
 }  // namespace vorlan

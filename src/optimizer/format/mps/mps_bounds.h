@@ -13,7 +13,7 @@
 
 namespace vorlan {
 
-// What a bound's type does to the two bounds and the kind of the variable.
+// The change that a bound's type makes to the two bounds and the kind of the variable.
 struct MpsBoundType {
   enum class Side : uint8_t { kKept, kValue, kInfinite, kZero, kOne };
   std::string_view word;

@@ -14,7 +14,7 @@ namespace vorlan {
 
 class MpsColumns {
  public:
-  // What is known of a column.
+  // The facts that are kept of a column.
   enum Mark : uint8_t {
     kMarkedInteger = 1,  // it stands between markers
     kHasBound = 2,

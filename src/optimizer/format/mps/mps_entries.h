@@ -21,7 +21,7 @@ struct MpsEntry {
 
 class MpsEntries {
  public:
-  // Of a line in the original format; more are taken with a warning.
+  // The pairs in a line of the original format; more are taken with a warning.
   static constexpr size_t kUsualPairs = 2;
 
   // Both are borrowed.

@@ -83,7 +83,7 @@ Status MpsLayout::arrange_bound(std::string_view line_end) {
   return {};
 }
 
-// What stands in columns: ' UP BND       X         4' and the like.
+// Splits lines that stand in columns: ' UP BND       X         4' and the like.
 bool MpsLayout::split_columns(std::string_view line, MpsShape shape) {
   if (!split_at_columns(line, &fields_)) return false;
   line_.type = fields_[0];

@@ -17,7 +17,7 @@
 
 namespace vorlan {
 
-// What the data lines of a section are made of.
+// The words that the data lines of a section are made of.
 enum class MpsShape : uint8_t {
   kWord,        // WORD
   kRow,         // TYPE NAME

@@ -24,8 +24,9 @@ inline std::string_view trim_blanks(std::string_view text) {
   return text;
 }
 
-// As take_word, for texts that end where a TextReader's line ends: the character behind them can be
-// read and is none of a word's, so that the scan needs to look at the end only where a word ends.
+// Takes a word from a text that ends where a TextReader's line ends: the character behind it can be
+// read and is none of a word's, so that the scan, other than that of take_word, needs to look at
+// the end only where a word ends.
 inline std::string_view take_mps_word(std::string_view* text) {
   const char* at = text->data();
   const char* const end = at + text->size();
@@ -40,7 +41,7 @@ inline std::string_view take_mps_word(std::string_view* text) {
   return {word, static_cast<size_t>(at - word)};
 }
 
-// Whether two words are the same but for the case of letters; the second is in capitals.
+// True if two words are the same but for the case of letters; the second is in capitals.
 bool same_word(std::string_view text, std::string_view capitals);
 
 }  // namespace vorlan

@@ -26,7 +26,7 @@ class MpsNames {
  public:
   explicit MpsNames(const Model& model);
 
-  // Whether the file needs kMpsEncodedNames.
+  // True if the file needs kMpsEncodedNames.
   bool encoded() const { return encoded_; }
   // Names for which something else stands, and the first of them.
   int64_t num_changed() const { return num_changed_; }

@@ -15,7 +15,7 @@ namespace vorlan {
 // the diagonal twice.
 enum class MpsTriangle : uint8_t { kOne, kBoth };
 
-// What the sections differ in.
+// The rules that the sections differ in.
 struct MpsQuadraticKind {
   MpsTriangle triangle = MpsTriangle::kOne;
   double factor = 1.0;  // of the values, to have them as in 1/2 x'Qx
@@ -23,14 +23,14 @@ struct MpsQuadraticKind {
 
 class MpsQuadratic {
  public:
-  // Of the objective.
+  // The number that stands for the objective.
   static constexpr int32_t kObjective = -1;
 
   void begin_section(MpsQuadraticKind kind, int32_t con);
   double factor() const { return kind_.factor; }
   void add(int32_t first, int32_t second, double value, int64_t line);
 
-  // What is wrong with the section that ends, and in which line; empty if nothing.
+  // The fault of the section that ends, and its line; empty if there is none.
   struct Fault {
     std::string what;
     int64_t line = 0;

@@ -17,8 +17,9 @@
 namespace vorlan {
 namespace {
 
-// As parse_double, and quick for what most numbers are: few digits and no exponent. Both the digits
-// as an integer and the power of ten are exact then, and their quotient is correctly rounded.
+// Parses a number like parse_double, and is quick where it has few digits and no exponent, as most
+// have. Both the digits as an integer and the power of ten are exact then, and their quotient is
+// correctly rounded.
 bool parse_plain(std::string_view word, double* value) {
   constexpr size_t kMostDigits = 15;
   static constexpr std::array<double, kMostDigits + 1> kPowers = {

@@ -44,7 +44,7 @@ class MpsReader {
   using LineHandler = Status (MpsReader::*)(const MpsLine&);
   using WordHandler = Status (MpsReader::*)(std::string_view);
 
-  // What the matrix of a quadratic section belongs to.
+  // The rows that the matrix of a quadratic section may belong to.
   enum class Owner : uint8_t { kObjective, kAnyRow, kConstraint };
 
   struct Section {

@@ -1,5 +1,5 @@
-// What the parts of the MPS reader share: the lines as they come, the model as it grows, and what
-// the file has said about itself.
+// The state that the parts of the MPS reader share: the lines as they come, the model as it grows,
+// and what the file has said about itself.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ struct MpsReading {
   void warn(std::string_view word, std::string_view what) {
     warnings.add(text.error(word, what).message());
   }
-  // The same, unless it was said before.
+  // Warns unless it was said before.
   void warn_once(bool* said, std::string_view word, std::string_view what) {
     if (!*said) warn(word, what);
     *said = true;
@@ -38,7 +38,7 @@ class MpsSet {
  public:
   explicit MpsSet(MpsReading* reading) : reading_(*reading) {}
 
-  // Whether lines of this set count. A line without a set belongs to the first one.
+  // True if lines of this set count. A line without a set belongs to the first one.
   bool takes(std::string_view set);
 
  private:

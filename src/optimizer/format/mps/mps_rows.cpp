@@ -10,7 +10,7 @@
 namespace vorlan {
 namespace {
 
-// What is known of a row.
+// The facts that are kept of a row.
 constexpr uint8_t kHasRhs = 1;
 constexpr uint8_t kHasRange = 2;
 constexpr uint8_t kHasWideRange = 4;

@@ -38,7 +38,7 @@ class MpsRows {
   // The index of the constraint with this name, -1 when there is none.
   int32_t find(std::string_view name) const { return table_.find(name); }
   const NameTable& table() const { return table_; }
-  // The same for constraint or objective. Fails where there is no such row.
+  // Finds a constraint or the objective. Fails where there is no such row.
   Status find(std::string_view name, int32_t* row) const;
 
   // The values of the sections RHS and RANGES; the name is the word of the line that names the row.
@@ -58,8 +58,8 @@ class MpsRows {
   bool has_objective_ = false;
   std::string wanted_objective_;
   bool objective_has_rhs_ = false;
-  // By constraint. Until finish(), con_lower has the right-hand sides and con_upper the ranges: they
-  // may come in any order.
+  // These are by constraint. The right-hand sides are in con_lower and the ranges in con_upper
+  // until finish(): they may come in any order.
   std::vector<char> type_;
   std::vector<uint8_t> flags_;
   std::vector<std::pair<int32_t, long double>> wide_ranges_;

@@ -10,7 +10,7 @@
 namespace vorlan {
 namespace {
 
-// Whether the word says to maximize, if it says a sense.
+// Says whether the word means to maximize, if it is a sense.
 std::optional<bool> find_sense(std::string_view word) {
   constexpr std::string_view kMax[] = {"MAX", "MAXIMIZE", "MAXIMISE", "MAXIMUM"};
   constexpr std::string_view kMin[] = {"MIN", "MINIMIZE", "MINIMISE", "MINIMUM"};

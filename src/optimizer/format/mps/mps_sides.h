@@ -10,7 +10,7 @@
 
 namespace vorlan {
 
-// In bounds and sides of constraints, numbers from this size on stand for infinity, but for files
+// Numbers from this size on stand for infinity in bounds and sides of constraints, but for files
 // that say by the comment below that their numbers are meant as they stand.
 inline constexpr double kMpsInfinity = 1e30;
 inline constexpr std::string_view kMpsExactNumbers = "* Dialect: exact numbers";
@@ -21,10 +21,10 @@ struct Sides {
   double lower, upper;
 };
 
-// Without a range. Type 'N' is a free constraint.
+// The sides without a range. Type 'N' is a free constraint.
 Sides sides_of(char type, double rhs);
 
-// With one. The sum is rounded once, from the type that the range has.
+// The sides with a range. The sum is rounded once, from the type that the range has.
 template <class Real>
 Sides ranged_sides(char type, double rhs, Real range) {
   const Real width = std::fabs(range);

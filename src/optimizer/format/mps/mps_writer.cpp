@@ -61,8 +61,8 @@ class MpsWriter {
   std::string set_;  // of the section at hand
 };
 
-// Of finite numbers that a reader would take for infinity, or a zero that it would lose the sign
-// of.
+// Tells whether there are finite numbers that a reader would take for infinity, or a zero that
+// would lose its sign.
 bool MpsWriter::needs_exact_numbers(const Model& model) {
   const auto is_large = [](double value) {
     return std::isfinite(value) && std::fabs(value) >= kMpsInfinity;

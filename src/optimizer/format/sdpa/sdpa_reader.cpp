@@ -108,7 +108,7 @@ bool SdpaReader::require_field(const char* what) {
   return lines_.fail_line(format_text("the file ends here, where %s was expected", what));
 }
 
-// Behind its numbers, a line of the head may have words.
+// A line of the head may have words behind its numbers.
 bool SdpaReader::drop_note() {
   const std::string_view rest = lines_.rest();
   if (begins_number(rest)) return lines_.fail(rest, "one number less was expected in this line");

@@ -1,4 +1,4 @@
-// What SDPA files of ours say in a comment.
+// The comments by which our SDPA files say what the format cannot.
 #pragma once
 
 #include <string_view>

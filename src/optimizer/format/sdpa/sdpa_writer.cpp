@@ -128,7 +128,7 @@ void SdpaWriter::make_constraints() {
   first_matrix_.push_back(static_cast<int32_t>(sides_.size()) + 1);
 }
 
-// What a scalar is not by itself.
+// Makes rows for the bounds that the shape of the scalar does not say.
 void SdpaWriter::make_bounds(size_t var) {
   const double lower = model_.var_lower[var];
   const double upper = model_.var_upper[var];

@@ -193,7 +193,7 @@ void write_document(DocumentWriter* writer, const SolutionView& view, const Solv
   writer->finish();
 }
 
-// What a b solution says of one kind of elements of its model.
+// The part of a b solution that is about one kind of elements of its model.
 struct Elements {
   int64_t count = 0;
   size_t named = 0;

@@ -12,8 +12,8 @@
 
 namespace vorlan {
 
-// What is written: borrowed from the task. Solutions that are not defined are left out; with none
-// defined the file says so.
+// The solutions to write, borrowed from the task. Those that are not defined are left out; with
+// none defined the file says so.
 struct SolutionView {
   const Model& model;
   const Solutions& solutions;
@@ -32,7 +32,8 @@ struct SolutionView {
 // failure nothing is changed.
 [[nodiscard]] Status read_b_solution(InputStream* input, const Model& model, Solutions* solutions);
 
-// The same of a task solver result, with the codes and figures of the optimization that it is of.
+// Writes a task solver result: solutions with the codes and figures of the optimization that they
+// come from.
 [[nodiscard]] Status read_solver_result(InputStream* input, const Model& model,
                                         SolverResult* result, Solutions* solutions);
 
@@ -42,7 +43,7 @@ void write_solutions(DocumentWriter* writer, const Solutions& solutions);
 using SolutionMarks = std::array<Mark, kNumSolutions>;
 [[nodiscard]] bool read_solutions(DocumentReader* reader, Solutions* solutions,
                                   SolutionMarks* marks);
-// Whether solutions that were read have the model's sizes. Duals of cones that a file does not have
+// True if solutions that were read have the model's sizes. Duals of cones that a file does not have
 // become 0.
 [[nodiscard]] bool check_solutions(DocumentReader* reader, const Model& model,
                                    const SolutionMarks& marks, Solutions* solutions);

@@ -15,7 +15,7 @@ namespace vorlan {
 [[nodiscard]] Status write_jtask(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 [[nodiscard]] Status write_task(const ProblemView& problem, OutputFile* file, Warnings* warnings);
 
-// Whether a .task file can begin so: with a map of CBOR, with or without the mark of CBOR that
+// True if a .task file can begin so: with a map of CBOR, with or without the mark of CBOR that
 // describes itself in front. No text does: these bytes continue a character of UTF-8.
 [[nodiscard]] bool begins_cbor_task(std::string_view head);
 

@@ -272,7 +272,7 @@ class TaskReader {
     return reader_->fail(mark, "'parameters' has twice the key '" + printable(*twice) + "'");
   }
 
-  // What is to be done when all of the document is there.
+  // Completes the model when all of the document is there.
   bool complete() {
     if (!has_kinds_) model_.var_kind.assign(model_.cost.size(), VarKind::kContinuous);
     if (!has_coefficients_) model_.matrix.start.assign(model_.cost.size() + 1, 0);

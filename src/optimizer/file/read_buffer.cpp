@@ -23,12 +23,9 @@ void ReadBuffer::drop_last(size_t count) {
 
 bool ReadBuffer::more() {
   if (at_end_) return false;
-  if (is_full()) {
-    status_ = {Code::kErrFileContent,
-               format_text("%s: a line or a text of more than %zu MiB, which is %s",
-                           input_->shown_name().c_str(), input_->longest_token() >> 20,
-                           name_of(IntParam::kReadTokenLimit))};
-    at_end_ = true;
+  if (size() >= input_->longest_token()) {
+    status_ = too_long("");
+    at_end_ = too_long_ = true;
     return false;
   }
   make_room();
@@ -40,6 +37,17 @@ bool ReadBuffer::more() {
   end_offset_ += count;
   at_end_ = count == 0;
   return !at_end_;
+}
+
+Status ReadBuffer::too_long(const std::string& place) const {
+  return {Code::kErrFileContent,
+          format_text("%s%s: a line or a text of more than %zu MiB, which is %s",
+                      input_->shown_name().c_str(), place.c_str(), input_->longest_token() >> 20,
+                      name_of(IntParam::kReadTokenLimit))};
+}
+
+void ReadBuffer::tell_line(uint64_t line) {
+  if (too_long_) status_ = too_long(format_text(":%llu", static_cast<unsigned long long>(line)));
 }
 
 bool ReadBuffer::require(size_t count) {

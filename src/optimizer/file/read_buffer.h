@@ -41,7 +41,10 @@ class ReadBuffer {
   // and after a failure: status() tells which. As many bytes as InputStream::longest_token() at
   // hand are a failure: nothing that makes sense is as long.
   bool more();
-  bool is_full() const { return size() >= input_->longest_token(); }
+
+  // Puts the line of the bytes at hand, counted from 1, into the message of that failure. Nothing
+  // happens after any other one.
+  void tell_line(uint64_t line);
 
   // Makes at least `count` bytes available, as more() does.
   bool require(size_t count);
@@ -53,6 +56,7 @@ class ReadBuffer {
   const InputStream& input() const { return *input_; }
 
  private:
+  Status too_long(const std::string& place) const;
   void make_room();
   void pad();
 
@@ -63,6 +67,7 @@ class ReadBuffer {
   char* end_;
   uint64_t end_offset_ = 0;
   bool at_end_ = false;
+  bool too_long_ = false;
   Status status_;
 };
 

@@ -52,6 +52,7 @@ bool TextReader::next_line_slow(std::string_view* line) {
     set_line(begin, end, line);
     return true;
   }
+  buffer_.tell_line(static_cast<uint64_t>(line_number_) + 1);
   // A failure leaves the beginning of a line, which is no line.
   if (!buffer_.status().ok() || buffer_.size() == 0) return false;
   const char* begin = buffer_.begin();

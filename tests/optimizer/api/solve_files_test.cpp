@@ -280,24 +280,30 @@ TEST(ReadLimit, CanBeRaisedAboveItsDefault) {
 TEST(ReadLimit, DecidesHowLongALineMayBe) {
   const std::string two(size_t{2} << 20, 'x');
   const std::string blanks(size_t{3} << 20, ' ');
-  const std::pair<const char*, std::string> files[] = {
-      {"long.lp", "Minimize\n" + two + blanks + "\nSubject To\n c: y >= 1\nEnd\n"},
-      {"long.mps", "NAME " + two + "\nROWS\n N o\nCOLUMNS\n x" + blanks + " o 1\nENDATA\n"},
-      {"long.jtask",
-       R"({"format": "vorlan task", "version": 1, "modelname": ")" + two + "\"," + blanks +
+  struct File {
+    const char* name;
+    int line;
+    std::string content;
+  };
+  const File files[] = {
+      {"long.lp", 2, "Minimize\n" + two + blanks + "\nSubject To\n c: y >= 1\nEnd\n"},
+      {"long.mps", 1, "NAME " + two + "\nROWS\n N o\nCOLUMNS\n x" + blanks + " o 1\nENDATA\n"},
+      {"long.jtask", 2,
+       "{\"format\": \"vorlan task\", \"version\": 1,\n\"modelname\": \"" + two + "\"," + blanks +
            R"("objective": {"sense": "minimize", "linear": []}, "variables": {"lower": [], "upper": []},
            "constraints": {"lower": [], "upper": []}})"},
   };
-  for (const auto& [name, content] : files) {
+  for (const auto& [name, line, content] : files) {
     const std::string path = write_test_file(name, content);
     TestTask task;
     put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "3");
     EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
     put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "1");
     EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT") << name;
-    EXPECT_NE(task.last_message().find("of more than 1 MiB, which is VLN_IPAR_READ_TOKEN_LIMIT"),
-              std::string::npos)
-        << task.last_message();
+    const std::string expected = std::string(name) + ":" + std::to_string(line) +
+                                 ": a line or a text of more than 1 MiB, which is "
+                                 "VLN_IPAR_READ_TOKEN_LIMIT";
+    EXPECT_NE(task.last_message().find(expected), std::string::npos) << task.last_message();
   }
 }
 

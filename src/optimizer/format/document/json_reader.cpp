@@ -162,7 +162,10 @@ bool JsonReader::quoted(std::string_view* text) {
       escaped = escaped || c == '\\';
     }
     if (length < buffer_.size()) break;
-    if (!buffer_.more()) return fail(start, "a text has no end");
+    if (!buffer_.more()) {
+      buffer_.tell_line(start.line);
+      return fail(start, "a text has no end");
+    }
   }
   if (buffer_.begin()[length] != '"')
     return fail(start, "a text has a line end or a control in it");
@@ -252,6 +255,7 @@ bool JsonReader::number_token(std::string_view* token) {
     while (is_number_character(begin[length])) ++length;
     if (length < buffer_.size() || !buffer_.more()) break;
   }
+  buffer_.tell_line(line_);
   *token = std::string_view(buffer_.begin(), length);
   return is_json_number(*token) || fail_here("expected a number");
 }

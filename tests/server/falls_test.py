@@ -6,6 +6,7 @@ VORLAN_FALLS sets how many random falls there are (5).
 """
 import os
 import random
+import subprocess
 import unittest
 
 import harness
@@ -13,7 +14,7 @@ import harness
 FALLS = int(os.environ.get("VORLAN_FALLS", "5"))
 
 
-class Falls(harness.ServerTest):
+class FallsTest(harness.ServerTest):
     options = ("--slots", "2")
 
     def check_whole(self, client, job_ids):
@@ -22,7 +23,7 @@ class Falls(harness.ServerTest):
             job = client.await_end(job_id)
             self.assertEqual((job["outcome"], job["response"]), ("ok", "VLN_RES_OK"), job)
             self.assertEqual(client.file(job_id, "solution.plain").body, self.expected)
-        listed = [job["id"] for job in client.get("/v1/jobs?limit=1000").json()["jobs"]]
+        listed = client.all_ids()
         self.assertEqual(len(listed), len(set(listed)))
         folders = sorted(folder.name for folder in self.data.glob("jobs/*/*"))
         self.assertEqual(folders, sorted(listed))
@@ -43,6 +44,8 @@ class Falls(harness.ServerTest):
         client.request("DELETE", f"/v1/jobs/{job_id}")
         self.server.terminate()
 
+
+class Falls(FallsTest):
     def try_submit(self, client, key):
         """The answer, or None when the server fell."""
         try:
@@ -195,6 +198,116 @@ class Falls(harness.ServerTest):
         self.check_whole(client, job_ids)
         for job_id in job_ids:
             self.assertLessEqual(self.count_ends(job_id), 1)
+
+
+class Deaths(FallsTest):
+    """The same, with workers killed at random as well; a job may then be lost, but only after two attempts."""
+
+    def test_random_deaths_of_workers(self):
+        numbers = random.Random(os.environ.get("VORLAN_SEED", "1"))
+        client = self.start()
+        job_ids = [client.submitted(harness.small_model()) for _ in range(20 * min(FALLS, 50))]
+        kills = 0
+        while any(client.all_ids(state) for state in ("queued", "starting", "running")):
+            for attempt in self.running_attempts():
+                pid_file = attempt / "pid"
+                if numbers.random() < 0.2 and pid_file.exists() and pid_file.read_text():
+                    try:
+                        os.kill(int(pid_file.read_text()), 9)
+                        kills += 1
+                    except ProcessLookupError:
+                        pass
+        for job_id in job_ids:
+            job = client.job(job_id)
+            self.assertEqual(self.count_ends(job_id), 1)
+            if job["outcome"] == "lost":
+                self.assertEqual(job["attempt"], 2)
+            else:
+                self.assertEqual(job["outcome"], "ok", job)
+                self.assertEqual(client.file(job_id, "solution.plain").body, self.expected)
+        self.assertGreater(kills, 0)
+        self.assertEqual(self.running_attempts(), [])
+
+
+class FullDisk(harness.ServerTest):
+    """A data folder on a small file system of its own, which fills."""
+
+    options = ("--slots", "1")
+
+    def setUp(self):
+        super().setUp()
+        self.data.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=100m", "none", self.data],
+                                 capture_output=True, check=False)
+        if mounted.returncode != 0:
+            self.skipTest("nothing can be mounted here")
+        self.addCleanup(harness.shutil.rmtree, self.folder, ignore_errors=True)
+        self.addCleanup(subprocess.run, ["umount", "-l", self.data], check=True)
+
+    def fill(self):
+        self.filler = self.data / "filler"
+        with open(self.filler, "wb", buffering=0) as file:
+            try:
+                while True:
+                    file.write(bytes(1 << 16))
+            except OSError:
+                pass
+
+    def test_it_refuses_more_and_loses_nothing(self):
+        client = self.start()
+        ended = client.submitted(harness.small_model())
+        client.await_end(ended)
+        running = client.submitted(harness.hard_model(), name="h.mps")
+        client.await_solve(running)
+        queued = client.submitted(harness.small_model())
+        self.fill()
+        self.assertEqual(client.get("/readyz").status, 503)
+        answer = client.submit(harness.small_model(), key="later")
+        self.assertEqual((answer.status, answer.json()["type"]), (507, "urn:vorlan:problem:no-room"))
+        self.assertEqual(client.job(ended)["outcome"], "ok")
+        # The worker finds no room for its results and dies: that is no attempt.
+        for attempt in self.running_attempts():
+            os.kill(int((attempt / "pid").read_text()), 9)
+        client.await_job(running, lambda job: job["state"] == "queued", "the job in the queue again")
+        harness.time.sleep(1.5)
+        self.assertEqual({client.job(job_id)["state"] for job_id in (running, queued)}, {"queued"})
+        self.filler.unlink()
+        client.await_solve(running)
+        client.request("POST", f"/v1/jobs/{running}/stop")
+        self.assertEqual(client.await_end(running)["outcome"], "ok")
+        self.assertEqual(client.await_end(queued)["outcome"], "ok")
+        self.assertEqual(client.submit(harness.small_model(), key="later").status, 201)
+
+    def test_a_body_that_finds_no_room_half_way(self):
+        client = self.start()
+        client.get("/readyz")
+
+        def body():
+            for _ in range(60):
+                yield 1_000_000 * b"x"
+            self.fill()
+            for _ in range(60):
+                yield 1_000_000 * b"x"
+        try:
+            self.assertEqual(client.request("POST", "/v1/jobs", body()).status, 507)
+        except (BrokenPipeError, ConnectionResetError):
+            pass  # the answer came while the body was still being sent
+        self.filler.unlink()
+        harness.wait_until(lambda: not list(self.data.glob("incoming/*")), "the body to vanish")
+        self.assertEqual(client.get("/v1/jobs").json()["jobs"], [])
+
+    def test_a_server_that_falls_on_a_full_disk_starts_again(self):
+        client = self.start()
+        running = client.submitted(harness.hard_model(), name="h.mps")
+        client.await_solve(running)
+        queued = client.submitted(harness.small_model())
+        self.fill()
+        self.server.kill()
+        self.filler.unlink()
+        client = self.start()
+        client.request("POST", f"/v1/jobs/{running}/stop")
+        self.assertEqual(client.await_end(running)["outcome"], "ok")
+        self.assertEqual(client.await_end(queued)["outcome"], "ok")
 
 
 if __name__ == "__main__":

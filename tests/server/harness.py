@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import shutil
 import signal
 import subprocess
@@ -74,7 +75,7 @@ class Events:
     """A stream of server-sent events, read one by one."""
 
     def __init__(self, client, path, position=None):
-        self.connection = http.client.HTTPConnection("127.0.0.1", client.port, timeout=PATIENCE)
+        self.connection = client.connection(PATIENCE)
         headers = {"Authorization": f"Bearer {client.token}"}
         if position is not None:
             headers["Last-Event-ID"] = str(position)
@@ -112,12 +113,19 @@ class Events:
 class Client:
     """Requests with one token, each on a connection of its own."""
 
-    def __init__(self, port, token):
+    def __init__(self, port, token, tls=None):
+        """`tls` is the ssl.SSLContext of a server that has TLS."""
         self.port = port
         self.token = token
+        self.tls = tls
+
+    def connection(self, patience):
+        if self.tls:
+            return http.client.HTTPSConnection("127.0.0.1", self.port, timeout=patience, context=self.tls)
+        return http.client.HTTPConnection("127.0.0.1", self.port, timeout=patience)
 
     def request(self, method, path, body=None, headers=None, patience=PATIENCE):
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=patience)
+        connection = self.connection(patience)
         try:
             all_headers = {"Authorization": f"Bearer {self.token}"} if self.token else {}
             connection.request(method, path, body, {**all_headers, **(headers or {})})
@@ -144,6 +152,15 @@ class Client:
 
     def job(self, job_id):
         return self.get(f"/v1/jobs/{job_id}").json()
+
+    def all_ids(self, state=""):
+        """Of all jobs, page by page."""
+        ids, after = [], ""
+        while after is not None:
+            page = self.get(f"/v1/jobs?limit=1000&state={state}&after={after}").json()
+            ids += [job["id"] for job in page["jobs"]]
+            after = page["next"]
+        return ids
 
     def await_job(self, job_id, condition, what):
         return wait_until(lambda: (lambda job: job if condition(job) else None)(self.job(job_id)), what)
@@ -177,7 +194,7 @@ class Server:
     def _read_announcement(self):
         is_new = not (self.data / "server.sqlite").exists() or self._has_no_token()
         line = self.process.stdout.readline().decode()
-        if not line.startswith("url: http://127.0.0.1:"):
+        if not re.match("url: https?://127.0.0.1:", line):
             status = self.process.wait()
             last_words = pathlib.Path(self.log.name).read_text(errors="replace")[-1000:]
             raise AssertionError(f"the server did not start: {line!r}, status {status}: {last_words}")

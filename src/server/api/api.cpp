@@ -8,6 +8,7 @@
 #include "api/documents.h"
 #include "api/event_streams.h"
 #include "api/exchanges.h"
+#include "api/metrics.h"
 #include "api/problem.h"
 #include "api/submission.h"
 #include "api/web_page.h"
@@ -20,7 +21,6 @@ namespace {
 constexpr double kLongestWait = 30.0;
 constexpr int64_t kLongestPage = 1000;
 constexpr int64_t kUsualPage = 100;
-constexpr uint64_t kLeastFree = uint64_t{64} << 20;
 
 template <class Number>
 Number number_or(const Request& request, const char* name, Number otherwise) {
@@ -54,6 +54,10 @@ const ResultFile* find_result(const Job& job, const std::string& name) {
   return found == job.results.end() ? nullptr : &*found;
 }
 
+Actor actor_of(const Request& request, const Token& token) {
+  return {token.owner, token.id, request.peer};
+}
+
 // Where a stream of events goes on: as browsers say it, or as a parameter.
 std::string last_event(const Request& request) {
   const std::string_view header = request.header("last-event-id");
@@ -82,6 +86,7 @@ const std::vector<Api::Route>& Api::routes() {
   static const std::vector<Route> routes = {
       {"GET", {"healthz"}, {}, &Api::health},
       {"GET", {"readyz"}, {}, &Api::ready},
+      {"GET", {"metrics"}, Role::kRead, &Api::metrics},
       {"GET", {"v1", "limits"}, Role::kRead, &Api::limits},
       {"GET", {"v1", "me"}, Role::kRead, &Api::me},
       {"GET", {"v1", "jobs"}, Role::kRead, &Api::list},
@@ -179,7 +184,7 @@ std::unique_ptr<Exchange> Api::delete_by_key(const Request& request, const Token
   }
   jobs_->revoke_key(token.owner, key);
   const std::string id = jobs_->id_of_key(token.owner, key);
-  if (jobs_->find(id) != nullptr) return wish(id, Wish::kDelete, 204);
+  if (jobs_->find(id) != nullptr) return wish(id, Wish::kDelete, actor_of(request, token), 204);
   Answer answer;
   answer.status = 204;
   return answer_now(std::move(answer));
@@ -194,12 +199,13 @@ std::unique_ptr<Exchange> Api::show(const Request& request, const Token& token) 
   return answer_change(loop_, jobs_, job->id, after, seconds);
 }
 
-std::unique_ptr<Exchange> Api::wish(const std::string& id, Wish wish, int status) {
-  return answer_later([jobs = jobs_, id, wish, status](const Reply& reply) {
+std::unique_ptr<Exchange> Api::wish(const std::string& id, Wish wish, const Actor& actor,
+                                    int status) {
+  return answer_later([jobs = jobs_, id, wish, actor, status](const Reply& reply) {
     if (jobs->find(id) == nullptr) {
       return reply(problem(404, "no-such-job", "there is no such job"));
     }
-    jobs->set_wish(id, wish, [jobs, id, status, reply](const std::string& failure) {
+    jobs->set_wish(id, wish, actor, [jobs, id, status, reply](const std::string& failure) {
       if (!failure.empty()) {
         return reply(problem(507, "no-room", "the server cannot store the wish: " + failure));
       }
@@ -214,17 +220,19 @@ std::unique_ptr<Exchange> Api::wish(const std::string& id, Wish wish, int status
 
 std::unique_ptr<Exchange> Api::remove(const Request& request, const Token& token) {
   const Job* job = find_job(request, token);
-  return job == nullptr ? no_such_job() : wish(job->id, Wish::kDelete, 204);
+  return job == nullptr ? no_such_job()
+                        : wish(job->id, Wish::kDelete, actor_of(request, token), 204);
 }
 
 std::unique_ptr<Exchange> Api::stop(const Request& request, const Token& token) {
   const Job* job = find_job(request, token);
-  return job == nullptr ? no_such_job() : wish(job->id, Wish::kStop, 202);
+  return job == nullptr ? no_such_job() : wish(job->id, Wish::kStop, actor_of(request, token), 202);
 }
 
 std::unique_ptr<Exchange> Api::cancel(const Request& request, const Token& token) {
   const Job* job = find_job(request, token);
-  return job == nullptr ? no_such_job() : wish(job->id, Wish::kCancel, 202);
+  return job == nullptr ? no_such_job()
+                        : wish(job->id, Wish::kCancel, actor_of(request, token), 202);
 }
 
 std::unique_ptr<Exchange> Api::fetch(const Request& request, const Token& token) {
@@ -278,6 +286,13 @@ std::unique_ptr<Exchange> Api::page(const Request& request, const Token&) {
   return answer_now(std::move(*answer));
 }
 
+std::unique_ptr<Exchange> Api::metrics(const Request&, const Token&) {
+  Answer answer;
+  answer.type = "text/plain; version=0.0.4; charset=utf-8";
+  answer.body = metrics_document(*jobs_, limits_.http_figures(), free_bytes(limits_.data_folder));
+  return answer_now(std::move(answer));
+}
+
 std::unique_ptr<Exchange> Api::limits(const Request&, const Token&) {
   return answer_now(json(limits_document(*jobs_, limits_.most_bytes)));
 }
@@ -291,7 +306,10 @@ std::unique_ptr<Exchange> Api::health(const Request&, const Token&) {
 }
 
 std::unique_ptr<Exchange> Api::ready(const Request&, const Token&) {
-  if (free_bytes(limits_.data_folder) < kLeastFree) {
+  if (jobs_->is_draining()) {
+    return refuse(problem(503, "draining", "the server takes no more jobs and will end"));
+  }
+  if (!jobs_->has_room()) {
     return refuse(problem(503, "no-room", "the data folder's file system is full"));
   }
   return answer_now(json(status_document("ready")));

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "api/metrics.h"
 #include "http/message.h"
 #include "jobs/jobs.h"
 #include "store/database.h"
@@ -15,6 +16,7 @@ namespace vorlan::server {
 struct ApiLimits {
   uint64_t most_bytes = 0;  // of a problem file
   std::string data_folder;
+  std::function<HttpFigures()> http_figures;
 };
 
 class Api : public Service {
@@ -45,11 +47,12 @@ class Api : public Service {
   std::unique_ptr<Exchange> watch_job(const Request& request, const Token& token);
   std::unique_ptr<Exchange> watch_list(const Request& request, const Token& token);
   std::unique_ptr<Exchange> page(const Request& request, const Token& token);
+  std::unique_ptr<Exchange> metrics(const Request& request, const Token& token);
   std::unique_ptr<Exchange> limits(const Request& request, const Token& token);
   std::unique_ptr<Exchange> me(const Request& request, const Token& token);
   std::unique_ptr<Exchange> health(const Request& request, const Token& token);
   std::unique_ptr<Exchange> ready(const Request& request, const Token& token);
-  std::unique_ptr<Exchange> wish(const std::string& id, Wish wish, int status);
+  std::unique_ptr<Exchange> wish(const std::string& id, Wish wish, const Actor& actor, int status);
 
   Loop* loop_;
   Jobs* jobs_;

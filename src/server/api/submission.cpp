@@ -19,8 +19,6 @@ namespace {
 constexpr size_t kLongestName = 255;
 constexpr size_t kLongestKey = 128;
 constexpr int64_t kHighestPriority = 10;
-// The data folder's file system keeps so much free for running jobs.
-constexpr uint64_t kReservedBytes = uint64_t{64} << 20;
 
 constexpr std::array<std::string_view, 10> kFormats = {
     ".mps", ".qps", ".lp", ".opf", ".ptf", ".cbf", ".dat-s", ".jtask", ".json", ".task"};
@@ -86,6 +84,7 @@ class Submission : public Exchange {
     job_.owner = token.owner;
     job_.token = token.id;
     job_.key = std::string(request.header("idempotency-key"));
+    peer_ = request.peer;
     job_.name = request.parameter("name").value_or("");
     job_.problem = problem_file_name(job_.name);
     refusal_ = check(request);
@@ -134,7 +133,7 @@ class Submission : public Exchange {
     const std::string received = std::move(path_);
     path_.clear();
     // It counts as being received until it is a job, whether its connection lasts or not.
-    jobs_->submit(job_, received,
+    jobs_->submit(job_, {job_.owner, job_.token, peer_}, received,
                   [jobs = jobs_, id = job_.id, reply,
                    reservation = reservation_](const std::string& failure) {
                     reservation->end();
@@ -169,10 +168,13 @@ class Submission : public Exchange {
     if (job_.time_limit == 0.0) job_.time_limit = quota_.time;
     if (job_.threads == 0) job_.threads = quota_.threads;
     job_.most_variables = quota_.variables;
+    if (jobs_->is_draining()) {
+      return problem(503, "draining", "the server takes no more jobs and will end");
+    }
     if (jobs_->num_open() >= jobs_->limits().most_queued) {
       return problem(429, "too-many-jobs", "the server takes no more jobs until some have ended");
     }
-    if (free_bytes(limits_.data_folder) < request.content_length.value_or(0) + kReservedBytes) {
+    if (!jobs_->has_room(request.content_length.value_or(0))) {
       return no_room("too little free space");
     }
     return {};
@@ -217,6 +219,7 @@ class Submission : public Exchange {
   std::shared_ptr<Reservation> reservation_;
   std::optional<Answer> over_quota_;
   Job job_;
+  std::string peer_;
   std::string path_;
   Descriptor file_;
   Digest digest_;

@@ -11,6 +11,8 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
@@ -25,6 +27,7 @@
 #include <boost/beast/http/write.hpp>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <vector>
 
 #include "base/event_log.h"
@@ -45,12 +48,16 @@ using Parser = http::request_parser<http::buffer_body>;
 constexpr size_t kLargestHeader = size_t{16} << 10;
 constexpr auto kHeaderTime = 10s;
 constexpr auto kIdleTime = 120s;
+// For the last words of TLS, which hardly anybody waits for.
+constexpr auto kFarewellTime = 1s;
 constexpr auto kWriteTime = 30s;
 // A body brings at least so many bytes in each such time.
 constexpr auto kRateTime = 30s;
 constexpr size_t kLeastRate = size_t{30} << 10;
 // With less room in its buffer Beast would take bodies in bites of 512 bytes.
 constexpr size_t kPiece = size_t{64} << 10;
+// Of a request, over TLS.
+constexpr size_t kFirstPiece = 1024;
 // Of a body that nobody wants, so much is read for the sake of a client that looks at the answer
 // only when it has sent everything.
 constexpr size_t kMostUnwanted = size_t{4} << 20;
@@ -128,27 +135,75 @@ struct HttpServerState {
   Service* service;
   HttpLimits limits;
   asio::ip::tcp::acceptor acceptor;
+  // None: without TLS. Connections keep the one that they began with.
+  std::shared_ptr<asio::ssl::context> tls;
   size_t connections = 0;
+  std::map<int, uint64_t> answers;
 };
 
 namespace {
 
+// A connection's bytes, with or without TLS: what Beast wants of a stream.
+class Wire {
+ public:
+  using executor_type = beast::tcp_stream::executor_type;
+
+  Wire(asio::ip::tcp::socket socket, std::shared_ptr<asio::ssl::context> tls)
+      : context_(std::move(tls)), tcp_(std::move(socket)) {
+    if (context_ != nullptr) tls_.emplace(tcp_, *context_);
+  }
+
+  executor_type get_executor() { return tcp_.get_executor(); }
+  beast::tcp_stream& tcp() { return tcp_; }
+  bool has_tls() const { return tls_.has_value(); }
+
+  template <class Buffers, class Token>
+  auto async_read_some(const Buffers& buffers, Token&& token) {
+    if (tls_) return tls_->async_read_some(buffers, std::forward<Token>(token));
+    return tcp_.async_read_some(buffers, std::forward<Token>(token));
+  }
+  template <class Buffers, class Token>
+  auto async_write_some(const Buffers& buffers, Token&& token) {
+    if (tls_) return tls_->async_write_some(buffers, std::forward<Token>(token));
+    return tcp_.async_write_some(buffers, std::forward<Token>(token));
+  }
+
+  asio::awaitable<bool> begin() {
+    if (!tls_) co_return true;
+    Error error;
+    tcp_.expires_after(kHeaderTime);
+    co_await tls_->async_handshake(asio::ssl::stream_base::server, to(error));
+    co_return !error;
+  }
+  asio::awaitable<void> end() {
+    Error error;
+    tcp_.expires_after(kFarewellTime);
+    if (tls_) co_await tls_->async_shutdown(to(error));
+    tcp_.socket().shutdown(asio::ip::tcp::socket::shutdown_both, error);
+  }
+
+ private:
+  std::shared_ptr<asio::ssl::context> context_;
+  beast::tcp_stream tcp_;
+  std::optional<asio::ssl::stream<beast::tcp_stream&>> tls_;
+};
+
 class Connection {
  public:
   Connection(std::shared_ptr<HttpServerState> state, asio::ip::tcp::socket socket)
-      : state_(std::move(state)), stream_(std::move(socket)) {
+      : state_(std::move(state)), stream_(std::move(socket), state_->tls) {
     Error ignored;
-    const auto endpoint = stream_.socket().remote_endpoint(ignored);
+    const auto endpoint = stream_.tcp().socket().remote_endpoint(ignored);
     if (!ignored) peer_ = endpoint.address().to_string();
-    stream_.socket().set_option(asio::ip::tcp::no_delay(true), ignored);
+    stream_.tcp().socket().set_option(asio::ip::tcp::no_delay(true), ignored);
     ++state_->connections;
   }
   ~Connection() { --state_->connections; }
 
   asio::awaitable<void> serve() {
-    while (co_await serve_request()) continue;
-    Error ignored;
-    stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+    bool goes_on = co_await stream_.begin();
+    while (goes_on) goes_on = co_await serve_request();
+    co_await stream_.end();
   }
 
  private:
@@ -165,7 +220,7 @@ class Connection {
   asio::awaitable<bool> send_stream(std::shared_ptr<Stream> stream);
 
   std::shared_ptr<HttpServerState> state_;
-  beast::tcp_stream stream_;
+  Wire stream_;
   beast::flat_buffer buffer_;
   std::string peer_;
   // Whether the client, which speaks HTTP/1.1 then, understands a body in chunks.
@@ -175,11 +230,17 @@ class Connection {
 asio::awaitable<bool> Connection::await_request() {
   if (buffer_.size() > 0) co_return true;
   Error error;
+  if (stream_.has_tls()) {
+    // What has come may be inside of TLS already, where no wait for the socket sees it.
+    stream_.tcp().expires_after(kIdleTime);
+    buffer_.commit(co_await stream_.async_read_some(buffer_.prepare(kFirstPiece), to(error)));
+    co_return !error;
+  }
   asio::steady_timer idle(co_await asio::this_coro::executor, kIdleTime);
   idle.async_wait([this](const Error& cancelled) {
-    if (!cancelled) stream_.cancel();
+    if (!cancelled) stream_.tcp().cancel();
   });
-  co_await stream_.socket().async_wait(asio::socket_base::wait_read, to(error));
+  co_await stream_.tcp().socket().async_wait(asio::socket_base::wait_read, to(error));
   co_return !error;
 }
 
@@ -189,7 +250,7 @@ asio::awaitable<bool> Connection::serve_request() {
   Parser parser;
   parser.header_limit(kLargestHeader);
   parser.body_limit(std::numeric_limits<uint64_t>::max());
-  stream_.expires_after(kHeaderTime);
+  stream_.tcp().expires_after(kHeaderTime);
   co_await http::async_read_header(stream_, buffer_, parser, to(error));
   if (error) {
     if (is_malformed(error)) {
@@ -228,9 +289,9 @@ asio::awaitable<bool> Connection::refuse(Parser* parser, Answer answer) {
   if (!co_await send(answer, keep_alive, false)) co_return false;
   if (whole) co_return keep_alive;
   Error error;
-  stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);
+  stream_.tcp().socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);
   std::vector<char> piece(kPiece);
-  stream_.expires_after(kHeaderTime);
+  stream_.tcp().expires_after(kHeaderTime);
   for (size_t total = 0; !error && total < kMostUnwanted;) {
     total += co_await stream_.async_read_some(asio::buffer(piece), to(error));
   }
@@ -242,7 +303,7 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
   if (parser->is_done()) co_return error;
   parser->body_limit(exchange->body_limit());
   if (beast::iequals(parser->get()[http::field::expect], "100-continue")) {
-    stream_.expires_after(kWriteTime);
+    stream_.tcp().expires_after(kWriteTime);
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
     co_await asio::async_write(stream_, asio::buffer(kContinue), to(error));
     if (error) co_return error;
@@ -250,7 +311,7 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
   buffer_.reserve(kPiece);
   std::vector<char> piece(kPiece);
   size_t in_time = 0;
-  stream_.expires_after(kRateTime);
+  stream_.tcp().expires_after(kRateTime);
   while (!parser->is_done()) {
     auto& body = parser->get().body();
     body.data = piece.data();
@@ -263,7 +324,7 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
     in_time += length;
     if (in_time < kLeastRate) continue;
     in_time = 0;
-    stream_.expires_after(kRateTime);
+    stream_.tcp().expires_after(kRateTime);
   }
   co_return error;
 }
@@ -275,6 +336,7 @@ asio::awaitable<Answer> Connection::await_answer(Exchange* exchange) {
 }
 
 asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bool head_only) {
+  ++state_->answers[answer.status];
   http::response<http::buffer_body> response(
       http::int_to_status(static_cast<unsigned>(answer.status)), 11);
   response.set(http::field::content_type, answer.type);
@@ -296,7 +358,7 @@ asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bo
   response.body().more = true;
   http::response_serializer<http::buffer_body> serializer(response);
   Error error;
-  stream_.expires_after(kWriteTime);
+  stream_.tcp().expires_after(kWriteTime);
   co_await http::async_write_header(stream_, serializer, to(error));
   if (!error && !head_only && answer.stream != nullptr)
     co_return co_await send_stream(answer.stream);
@@ -317,7 +379,7 @@ asio::awaitable<bool> Connection::send_file(const Answer& answer) {
     const ssize_t got = pread(file.get(), piece.data(), wanted, offset);
     if (got <= 0) co_return false;
     Error error;
-    stream_.expires_after(kWriteTime);
+    stream_.tcp().expires_after(kWriteTime);
     co_await asio::async_write(stream_, asio::buffer(piece.data(), static_cast<size_t>(got)),
                                to(error));
     if (error) co_return false;
@@ -332,12 +394,12 @@ asio::awaitable<bool> Connection::send_stream(std::shared_ptr<Stream> stream) {
   for (;;) {
     const auto pending = std::make_shared<Pending<std::string>>(&state_->loop->native().context);
     stream->next(arrival(pending));
-    stream_.expires_never();
+    stream_.tcp().expires_never();
     std::string piece = co_await await(pending);
     const bool is_end = piece.empty();
     if (takes_chunks_) piece = as_chunk(piece);
     Error error;
-    stream_.expires_after(kWriteTime);
+    stream_.tcp().expires_after(kWriteTime);
     co_await asio::async_write(stream_, asio::buffer(piece), to(error));
     if (error || is_end) co_return false;
   }
@@ -394,6 +456,19 @@ std::string HttpServer::listen(const std::string& address, uint16_t port) {
   return {};
 }
 
+std::string HttpServer::use_tls(const std::string& certificate, const std::string& key) {
+  const auto context = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
+  context->set_options(asio::ssl::context::no_tlsv1 | asio::ssl::context::no_tlsv1_1 |
+                       asio::ssl::context::no_compression);
+  Error error;
+  context->use_certificate_chain_file(certificate, error);
+  if (error) return "cannot use the certificate '" + certificate + "': " + error.message();
+  context->use_private_key_file(key, asio::ssl::context::pem, error);
+  if (error) return "cannot use the key '" + key + "': " + error.message();
+  state_->tls = context;
+  return {};
+}
+
 uint16_t HttpServer::port() const { return state_->acceptor.local_endpoint().port(); }
 
 void HttpServer::close() {
@@ -402,5 +477,7 @@ void HttpServer::close() {
 }
 
 size_t HttpServer::num_connections() const { return state_->connections; }
+
+const std::map<int, uint64_t>& HttpServer::answers() const { return state_->answers; }
 
 }  // namespace vorlan::server

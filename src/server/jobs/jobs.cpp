@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 // A client that gave up is not heard of again under the same key.
 constexpr double kRevokedKeySeconds = 3600.0;
+// The data folder's file system keeps so much free for running jobs.
+constexpr uint64_t kReservedBytes = uint64_t{64} << 20;
 // So many deletions are told to watchers that ask later than they happened.
 constexpr size_t kMostDeletionsTold = 10'000;
 // After a failed commit, as a rule for want of room.
@@ -194,21 +196,25 @@ void Jobs::retry_later(std::function<void()> function) {
   });
 }
 
-void Jobs::submit(Job job, const std::string& received, Done done) {
+void Jobs::submit(Job job, const Actor& actor, const std::string& received, Done done) {
   if (!job.key.empty()) keys_[{job.owner, job.key}] = job.id;
   const auto failure = std::make_shared<std::string>();
   const std::string folder = job_folder(job.id);
   files_->run([=, name = job.problem] { *failure = place_problem(received, folder, name); },
-              [this, job, failure, folder, done = std::move(done)]() mutable {
-                if (failure->empty()) return accept(std::move(job), std::move(done));
+              [this, job, actor, failure, folder, done = std::move(done)]() mutable {
+                if (failure->empty()) return accept(std::move(job), actor, std::move(done));
                 keys_.erase({job.owner, job.key});
                 remove_tree(folder);
                 done(*failure);
               });
 }
 
-void Jobs::accept(Job job, Done done) {
-  save(job, [this, job, done = std::move(done)](const std::string& failure) {
+void Jobs::accept(Job job, const Actor& actor, Done done) {
+  const auto change = [job, actor](Database* database) {
+    save_job(database, job);
+    add_audit(database, actor, "submit", job.id, job.sha256);
+  };
+  store_->write(change, [this, job, actor, done = std::move(done)](const std::string& failure) {
     if (!failure.empty()) {
       keys_.erase({job.owner, job.key});
       remove_tree(job_folder(job.id));
@@ -217,21 +223,38 @@ void Jobs::accept(Job job, Done done) {
     fall_point("submit.committed");
     Job* accepted = &(jobs_[job.id] = job);
     ++num_open_;
+    ++counts_.submitted;
     changed(accepted);
     log_event("job submitted", {{"job", job.id}, {"owner", job.owner}, {"token", job.token}});
     done({});
     // The submitter may have given up meanwhile.
-    if (is_revoked(job.owner, job.key)) return set_wish(job.id, Wish::kDelete, nullptr);
+    if (is_revoked(job.owner, job.key)) return set_wish(job.id, Wish::kDelete, actor, nullptr);
     enqueue(accepted);
     start_waiting();
   });
 }
 
-void Jobs::set_wish(const std::string& id, Wish wish, Done done) {
+bool Jobs::has_room(uint64_t bytes) const {
+  return free_bytes(data_folder_) >= bytes + kReservedBytes;
+}
+
+void Jobs::drain(std::function<void()> done) {
+  drained_ = std::move(done);
+  look_at_drain();
+}
+
+// Ends being made safe are waited for too.
+void Jobs::look_at_drain() {
+  const bool is_busy = std::any_of(jobs_.begin(), jobs_.end(),
+                                   [](const auto& entry) { return entry.second.settling; });
+  if (drained_ != nullptr && running_.empty() && !is_busy) loop_->post(drained_);
+}
+
+void Jobs::set_wish(const std::string& id, Wish wish, const Actor& actor, Done done) {
   Job* job = find_any(id);
   if (done == nullptr) done = [](const std::string&) {};
   if (job->state == JobState::kEnded) {
-    if (wish == Wish::kDelete) return erase(id, std::move(done));
+    if (wish == Wish::kDelete) return erase(id, actor, std::move(done));
     return done({});
   }
   if (wish <= job->wish) return done({});
@@ -240,9 +263,13 @@ void Jobs::set_wish(const std::string& id, Wish wish, Done done) {
   job->wish = wish;
   changed(job);
   log_event("wish", {{"job", id}, {"wish", word_of(wish)}});
-  if (job->settling) return deletions_[id].push_back(std::move(done));
-  if (job->state == JobState::kQueued) return end_unstarted(id, std::move(done));
-  save(*job, [this, id, done = std::move(done)](const std::string& failure) {
+  if (job->settling) return deletions_[id].push_back({actor, std::move(done)});
+  if (job->state == JobState::kQueued) return end_unstarted(id, actor, std::move(done));
+  const auto change = [job = *job, actor](Database* database) {
+    save_job(database, job);
+    add_audit(database, actor, word_of(job.wish), job.id, "");
+  };
+  store_->write(change, [this, id, done = std::move(done)](const std::string& failure) {
     fall_point("wish.committed");
     done(failure);
     act_on_wish(id);
@@ -260,20 +287,23 @@ void Jobs::forget(const std::string& id) {
   tell(list);
 }
 
-void Jobs::erase(const std::string& id, Done done) {
+void Jobs::erase(const std::string& id, const Actor& actor, Done done) {
   Job* job = find_any(id);
   job->wish = Wish::kDelete;
-  store_->write([id](Database* database) { delete_job(database, id); },
-                [this, id, done = std::move(done)](const std::string& failure) {
-                  fall_point("delete.committed");
-                  done(failure);
-                  const Job* gone = find_any(id);
-                  // A failed deletion is made up for when the server starts again.
-                  if (!failure.empty() || gone == nullptr) return;
-                  keys_.erase({gone->owner, gone->key});
-                  files_->run([folder = job_folder(id)] { remove_tree(folder); }, [] {});
-                  forget(id);
-                });
+  const auto change = [id, actor](Database* database) {
+    delete_job(database, id);
+    add_audit(database, actor, actor.token.empty() ? "expire" : "delete", id, "");
+  };
+  store_->write(change, [this, id, done = std::move(done)](const std::string& failure) {
+    fall_point("delete.committed");
+    done(failure);
+    const Job* gone = find_any(id);
+    // A failed deletion is made up for when the server starts again.
+    if (!failure.empty() || gone == nullptr) return;
+    keys_.erase({gone->owner, gone->key});
+    files_->run([folder = job_folder(id)] { remove_tree(folder); }, [] {});
+    forget(id);
+  });
 }
 
 }  // namespace vorlan::server

@@ -10,6 +10,7 @@
 // After a fall the rows and the attempts' locks tell everything: recover() goes on from there.
 #pragma once
 
+#include <array>
 #include <deque>
 #include <functional>
 #include <map>
@@ -25,6 +26,7 @@
 #include "run/attempt.h"
 #include "run/job_runner.h"
 #include "run/progress.h"
+#include "store/audit.h"
 #include "store/store.h"
 
 namespace vorlan::server {
@@ -59,6 +61,13 @@ class Reservation {
   std::shared_ptr<UsageByToken> received_;
   std::string token_;
   int64_t bytes_ = 0;
+};
+
+// Since the server's start.
+struct JobCounts {
+  uint64_t submitted = 0;
+  uint64_t died = 0;                // workers, without having ended their job
+  std::array<uint64_t, 5> ended{};  // by outcome
 };
 
 class Jobs {
@@ -101,12 +110,20 @@ class Jobs {
   Usage usage(const std::string& token) const;
   std::shared_ptr<Reservation> reserve(const std::string& token);
 
+  // No worker is started any more; `done` is called once none runs. Queued jobs stay for the next
+  // server.
+  void drain(std::function<void()> done);
+  // Whether the data folder has room for more than what runs. Without, nothing is accepted or started.
+  bool has_room(uint64_t bytes = 0) const;
+  bool is_draining() const { return drained_ != nullptr; }
+  const JobCounts& counts() const { return counts_; }
+
   // With an empty failure the thing is done, and on the disk.
   using Done = std::function<void(const std::string& failure)>;
   // Takes over the received file. The key must be free.
-  void submit(Job job, const std::string& received, Done done);
+  void submit(Job job, const Actor& actor, const std::string& received, Done done);
   // For jobs that find() knows. A lesser wish than the present one changes nothing.
-  void set_wish(const std::string& id, Wish wish, Done done);
+  void set_wish(const std::string& id, Wish wish, const Actor& actor, Done done);
 
   // Calls the function at the next change of the job, once, if the watch is still held.
   using Watch = std::shared_ptr<std::function<void()>>;
@@ -127,6 +144,10 @@ class Jobs {
 
  private:
   struct Settlement;
+  struct Deletion {
+    Actor actor;
+    Done done;
+  };
 
   Job* find_any(const std::string& id);
   void changed(Job* job);
@@ -136,9 +157,11 @@ class Jobs {
   void save(const Job& job, Done done);
   void retry_later(std::function<void()> function);
 
-  void accept(Job job, Done done);
+  void accept(Job job, const Actor& actor, Done done);
+  void look_at_drain();
   void enqueue(Job* job);
   void start_waiting();
+  void wait_for_room();
   void decide_start(Job* job);
   void begin_attempt(const std::string& id);
   void take_slot(const Job& job);
@@ -149,10 +172,10 @@ class Jobs {
   void settled(const std::string& id, const Settlement& settlement);
   void run_again(Job* job);
   void end(const std::string& id, const Job& ended);
-  void end_unstarted(const std::string& id, Done done);
+  void end_unstarted(const std::string& id, const Actor& actor, Done done);
   void apply_end(const std::string& id, const Job& ended);
   void act_on_wish(const std::string& id);
-  void erase(const std::string& id, Done done);
+  void erase(const std::string& id, const Actor& actor, Done done);
   void forget(const std::string& id);
 
   void recover_job(Job* job);
@@ -175,7 +198,7 @@ class Jobs {
   std::map<std::pair<std::string, std::string>, double> revoked_keys_;
   // Connections can outlive the jobs when the server ends.
   std::shared_ptr<UsageByToken> received_ = std::make_shared<UsageByToken>();
-  std::map<std::string, std::vector<Done>> deletions_;  // of jobs whose end is being made safe
+  std::map<std::string, std::vector<Deletion>> deletions_;  // of jobs whose end is being made safe
   std::map<std::string, std::vector<std::weak_ptr<std::function<void()>>>> watches_;
   std::vector<std::weak_ptr<std::function<void()>>> watches_of_all_;
   std::map<uint64_t, News> news_;
@@ -189,8 +212,11 @@ class Jobs {
   std::map<std::string, Follower> followers_;
   std::set<std::string> running_;  // jobs that have a slot
   size_t num_open_ = 0;
+  JobCounts counts_;
+  std::function<void()> drained_;
   uint64_t seq_;
   uint64_t forgotten_;
+  bool waits_for_room_ = false;
   Loop::Handle look_timer_;
   Loop::Handle expire_timer_;
   std::map<uint64_t, Loop::Handle> retries_;

@@ -18,6 +18,7 @@ using namespace std::chrono_literals;
 // How often logs and marks of running workers are looked at.
 constexpr auto kLookAtRunning = 100ms;
 constexpr auto kExpire = 60s;
+constexpr double kAuditSeconds = 400 * 86400.0;
 // So much of a log is read at a look.
 constexpr size_t kLogPiece = size_t{64} << 10;
 
@@ -95,11 +96,23 @@ void Jobs::free_slot(const Job& job) {
 }
 
 void Jobs::start_waiting() {
+  if (is_draining()) return look_at_drain();
   while (running_.size() < limits_.slots) {
     const auto id = queue_.next();
     if (!id) return;
+    if (!has_room()) return wait_for_room();
     decide_start(find_any(*id));
   }
+}
+
+void Jobs::wait_for_room() {
+  if (waits_for_room_) return;
+  waits_for_room_ = true;
+  log_event("warning", {{"disk", "no room to start jobs"}});
+  retry_later([this] {
+    waits_for_room_ = false;
+    start_waiting();
+  });
 }
 
 void Jobs::decide_start(Job* job) {
@@ -131,7 +144,7 @@ void Jobs::begin_attempt(const std::string& id) {
   Job* job = find_any(id);
   if (job->wish != Wish::kNone) {
     free_slot(*job);
-    end_unstarted(id, [](const std::string&) {});
+    end_unstarted(id, {}, [](const std::string&) {});
     return start_waiting();
   }
   const std::string folder = attempt_folder(*job);
@@ -185,13 +198,15 @@ void Jobs::settle(const std::string& id) {
 
 void Jobs::settled(const std::string& id, const Settlement& settlement) {
   Job* job = find_any(id);
-  const bool again =
-      !settlement.verdict.finished && job->wish == Wish::kNone && job->attempt < kMostAttempts;
-  if (again) return run_again(job);
+  const bool has_died = !settlement.verdict.finished && job->attempt < kMostAttempts;
+  // A full disk is nobody's attempt.
+  const bool had_no_room = !settlement.verdict.did_all && !has_room();
+  if (job->wish == Wish::kNone && (has_died || had_no_room)) return run_again(job);
   end(id, make_ended(*job, settlement.verdict, settlement.results));
 }
 
 void Jobs::run_again(Job* job) {
+  ++counts_.died;
   log_event("worker died", {{"job", job->id}, {"attempt", std::to_string(job->attempt)}});
   job->settling = false;
   job->state = JobState::kQueued;
@@ -203,7 +218,12 @@ void Jobs::run_again(Job* job) {
 }
 
 void Jobs::end(const std::string& id, const Job& ended) {
-  save(ended, [this, id, ended](const std::string& failure) {
+  const auto change = [ended](Database* database) {
+    save_job(database, ended);
+    add_audit(database, {ended.owner, "", ""}, "end", ended.id,
+              std::string(word_of(ended.outcome)) + " " + ended.response);
+  };
+  store_->write(change, [this, id, ended](const std::string& failure) {
     fall_point("end.committed");
     if (failure.empty()) return apply_end(id, ended);
     log_event("store failed", {{"job", id}, {"reason", failure}});
@@ -219,25 +239,33 @@ void Jobs::apply_end(const std::string& id, const Job& ended) {
   job->settling = false;
   take_log_sizes(job);
   --num_open_;
+  ++counts_.ended[static_cast<size_t>(job->outcome)];
   changed(job);
   log_event("job ended", {{"job", id},
                           {"outcome", word_of(job->outcome)},
                           {"response", job->response},
                           {"termination", job->termination}});
+  if (is_draining()) look_at_drain();
   if (wish != Wish::kDelete) return;
-  const std::vector<Done> waiting = std::move(deletions_[id]);
+  const std::vector<Deletion> waiting = std::move(deletions_[id]);
   deletions_.erase(id);
-  erase(id, [waiting](const std::string& failure) {
-    for (const Done& done : waiting) done(failure);
+  const Actor actor = waiting.empty() ? Actor{job->owner, job->token, ""} : waiting.front().actor;
+  erase(id, actor, [waiting](const std::string& failure) {
+    for (const Deletion& deletion : waiting) deletion.done(failure);
   });
 }
 
-void Jobs::end_unstarted(const std::string& id, Done done) {
+void Jobs::end_unstarted(const std::string& id, const Actor& actor, Done done) {
   Job* job = find_any(id);
   queue_.remove(job->owner, job->priority, job->id);
   job->settling = true;
   const Job ended = make_ended(*job, {}, {});
-  save(ended, [this, id, ended, done = std::move(done)](const std::string& failure) {
+  const auto change = [ended, actor](Database* database) {
+    save_job(database, ended);
+    if (!actor.token.empty()) add_audit(database, actor, word_of(ended.wish), ended.id, "");
+    add_audit(database, {ended.owner, "", ""}, "end", ended.id, word_of(ended.outcome));
+  };
+  store_->write(change, [this, id, ended, done = std::move(done)](const std::string& failure) {
     fall_point("wish.committed");
     done(failure);
     if (failure.empty()) return apply_end(id, ended);
@@ -300,8 +328,10 @@ void Jobs::expire_old() {
   }
   for (const std::string& id : old) {
     log_event("job expired", {{"job", id}});
-    erase(id, [](const std::string&) {});
+    erase(id, {}, [](const std::string&) {});
   }
+  store_->write([](Database* database) { expire_audit(database, unix_time() - kAuditSeconds); },
+                nullptr);
   expire_timer_ = loop_->after(kExpire, [this] { expire_old(); });
 }
 
@@ -322,7 +352,7 @@ void Jobs::recover(std::vector<Job> rows) {
 void Jobs::recover_job(Job* job) {
   if (job->state == JobState::kEnded) {
     take_log_sizes(job);
-    if (job->wish == Wish::kDelete) erase(job->id, [](const std::string&) {});
+    if (job->wish == Wish::kDelete) erase(job->id, {}, [](const std::string&) {});
     return;
   }
   const std::string folder = attempt_folder(*job);
@@ -339,7 +369,7 @@ void Jobs::recover_job(Job* job) {
   // Its worker never began to work: that was no attempt.
   if (job->state != JobState::kQueued) --job->attempt;
   job->state = JobState::kQueued;
-  if (job->wish != Wish::kNone) return end_unstarted(job->id, [](const std::string&) {});
+  if (job->wish != Wish::kNone) return end_unstarted(job->id, {}, [](const std::string&) {});
   enqueue(job);
 }
 

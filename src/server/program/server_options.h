@@ -14,11 +14,12 @@ struct Options {
   std::string listen = "127.0.0.1";
   int64_t port = 7467;
   bool insecure = false;
-  std::string worker;          // the program vorlancli; empty: the one beside the server
-  std::string jail = "yes";    // yes, must or no
-  double worker_memory = 0.0;  // MiB; 0: the machine's
-  int64_t slots = 0;           // 0: as many as the machine has processors for
-  int64_t threads = 0;         // 0: half of the machine's processors
+  std::string tls_certificate, tls_key;  // PEM files; empty: without TLS
+  std::string worker;                    // the program vorlancli; empty: the one beside the server
+  std::string jail = "yes";              // yes, must or no
+  double worker_memory = 0.0;            // MiB; 0: the machine's
+  int64_t slots = 0;                     // 0: as many as the machine has processors for
+  int64_t threads = 0;                   // 0: half of the machine's processors
   double memory = 0.0;
   double time_limit = 0.0;
   int64_t max_variables = 0;

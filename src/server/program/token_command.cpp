@@ -6,6 +6,7 @@
 
 #include "base/files.h"
 #include "program/server_options.h"
+#include "store/audit.h"
 #include "store/store.h"
 #include "store/tokens.h"
 
@@ -59,7 +60,9 @@ int add(Database* database, std::vector<std::string> words) {
   if (!role) throw OptionError("'" + word + "' is none of read, submit and admin");
   const double expires =
       words.size() > 3 ? unix_time() + kSecondsOfADay * parse_amount(words[3], "days") : 0.0;
-  std::printf("token: %s\n", add_token(database, words[1], *role, expires, quota).c_str());
+  const std::string token = add_token(database, words[1], *role, expires, quota);
+  add_audit(database, {words[1], "", ""}, "token add", "", token_id(token) + " " + word_of(*role));
+  std::printf("token: %s\n", token.c_str());
   return 0;
 }
 
@@ -75,7 +78,10 @@ int list(const Database& database) {
 
 int revoke(Database* database, const std::vector<std::string>& words) {
   if (words.size() != 2) throw OptionError("expected: token revoke ID");
-  if (revoke_token(database, words[1])) return 0;
+  if (revoke_token(database, words[1])) {
+    add_audit(database, {}, "token revoke", "", words[1]);
+    return 0;
+  }
   throw OptionError("there is no valid token '" + words[1] + "'");
 }
 

@@ -73,10 +73,13 @@ void check(const Options& options) {
   if (options.jail != "yes" && options.jail != "must" && options.jail != "no") {
     throw OptionError("--jail: '" + options.jail + "' is none of yes, must and no");
   }
-  if (!is_loopback(options.listen) && !options.insecure) {
+  if (options.tls_certificate.empty() != options.tls_key.empty()) {
+    throw OptionError("--tls-certificate and --tls-key belong together");
+  }
+  if (!is_loopback(options.listen) && !options.insecure && options.tls_key.empty()) {
     throw OptionError("--listen " + options.listen +
-                      ": beyond this machine requests and tokens would travel unencrypted; put a "
-                      "TLS proxy in front, or give --insecure");
+                      ": beyond this machine requests and tokens would travel unencrypted; give "
+                      "--tls-certificate and --tls-key, or --insecure");
   }
 }
 
@@ -122,11 +125,25 @@ std::string first_token(Database* database) {
   return add_token(database, kFirstOwner, Role::kAdmin, 0.0);
 }
 
-void announce(const std::string& address, uint16_t port, const std::string& token) {
-  const bool is_v6 = address.find(':') != std::string::npos;
-  std::printf("url: http://%s%s%s:%d\n", is_v6 ? "[" : "", address.c_str(), is_v6 ? "]" : "", port);
+void announce(const Options& options, uint16_t port, const std::string& token) {
+  const bool is_v6 = options.listen.find(':') != std::string::npos;
+  std::printf("url: %s://%s%s%s:%d\n", options.tls_key.empty() ? "http" : "https", is_v6 ? "[" : "",
+              options.listen.c_str(), is_v6 ? "]" : "", port);
   if (!token.empty()) std::printf("token: %s\n", token.c_str());
   std::fflush(stdout);
+}
+
+// Reads the files again; the reason when that fails.
+std::string use_tls(const Options& options, HttpServer* http) {
+  if (options.tls_key.empty()) return {};
+  return http->use_tls(options.tls_certificate, options.tls_key);
+}
+
+// With a certificate that cannot be used the server goes on with the one before.
+void reload(const Options& options, HttpServer* http) {
+  const std::string failure = use_tls(options, http);
+  if (failure.empty()) return log_event("reloaded");
+  log_event("reload failed", {{"reason", failure}});
 }
 
 int serve(const Options& options) {
@@ -142,19 +159,34 @@ int serve(const Options& options) {
   LocalRunner runner(&loop, worker, jail_settings(options));
   tell_what_the_jail_lacks(options, runner.jail());
   Jobs jobs(&loop, &store, &files, &runner, data, make_limits(options));
-  Api api(&loop, &jobs, &database, {static_cast<uint64_t>(options.max_upload * kMebibyte), data});
+  const HttpServer* figures = nullptr;
+  Api api(&loop, &jobs, &database,
+          {static_cast<uint64_t>(options.max_upload * kMebibyte), data, [&figures] {
+             return HttpFigures{figures->num_connections(), figures->answers()};
+           }});
   HttpServer http(&loop, &api, {});
+  figures = &http;
   jobs.recover(load_jobs(database));
-  const std::string failure = http.listen(options.listen, static_cast<uint16_t>(options.port));
+  std::string failure = use_tls(options, &http);
+  if (failure.empty()) failure = http.listen(options.listen, static_cast<uint16_t>(options.port));
   if (!failure.empty()) throw OptionError(failure);
-  announce(options.listen, http.port(), first_token(&database));
-  log_event("serving", {{"port", std::to_string(http.port())}});
   Loop::Handle grace;
-  const auto signals = loop.on_signals({SIGTERM, SIGINT}, [&](int) {
+  // A second time it ends at once.
+  const auto end_server = [&] {
     log_event("ending");
+    const bool is_idle = http.num_connections() == 0 || grace != nullptr;
     http.close();
-    grace = loop.after(http.num_connections() == 0 ? 0ms : kGraceTime, [&] { loop.stop(); });
+    grace = loop.after(is_idle ? 0ms : kGraceTime, [&] { loop.stop(); });
+  };
+  const auto signals = loop.on_signals({SIGTERM, SIGINT}, [&](int) { end_server(); });
+  const auto draining = loop.on_signals({SIGUSR1}, [&](int) {
+    log_event("draining", {{"running", std::to_string(jobs.num_running())}});
+    jobs.drain([&] { end_server(); });
   });
+  const auto reloading = loop.on_signals({SIGHUP}, [&](int) { reload(options, &http); });
+  // Who reads the announcement may send any signal.
+  announce(options, http.port(), first_token(&database));
+  log_event("serving", {{"port", std::to_string(http.port())}});
   loop.run();
   return 0;
 }

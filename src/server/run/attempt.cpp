@@ -112,7 +112,7 @@ Verdict judge_attempt(const std::string& folder) {
   verdict.message = file_text(folder + "/msg", kLongestMessage);
   const auto progress = last_progress(folder + "/" + kLogFile);
   if (progress) verdict.progress = progress_document(*progress);
-  verdict.finished = done;
+  verdict.finished = verdict.did_all = done;
   verdict.without_result = done && !solved;
   if (!done && ended_by_itself(folder)) {
     verdict.finished = true;

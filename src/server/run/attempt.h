@@ -47,6 +47,8 @@ struct Verdict {
   bool began = false;
   // The worker did all its commands, or said itself why it could not.
   bool finished = false;
+  // It did all its commands.
+  bool did_all = false;
   // The solve was skipped or never reached, because the worker had been asked to stop.
   bool without_result = false;
   std::string response, termination, message;

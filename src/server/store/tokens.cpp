@@ -69,6 +69,10 @@ std::string add_token(Database* database, const std::string& owner, Role role, d
   return std::string(kPrefix) + id + '_' + secret;
 }
 
+std::string token_id(std::string_view text) {
+  return std::string(text.substr(kPrefix.size(), 2 * kIdBytes));
+}
+
 std::vector<Token> list_tokens(const Database& database) {
   Statement rows(database, (std::string(kColumns) + " ORDER BY created").c_str());
   std::vector<Token> tokens;
@@ -99,7 +103,7 @@ bool is_valid_token(const Database& database, const std::string& id) {
 std::optional<Token> find_token(const Database& database, std::string_view text) {
   if (text.size() != kTextLength || !text.starts_with(kPrefix)) return {};
   Statement row(database, (std::string(kColumns) + " WHERE id = ?").c_str());
-  row.bind(0, text.substr(kPrefix.size(), 2 * kIdBytes));
+  row.bind(0, token_id(text));
   if (!row.step()) return {};
   const Token token = read_row(row);
   const bool is_its_secret =

@@ -45,6 +45,8 @@ struct Token {
 // Makes a token and returns its whole text.
 std::string add_token(Database* database, const std::string& owner, Role role, double expires,
                       const Quota& quota = {});
+// The id in a token's text.
+std::string token_id(std::string_view text);
 std::vector<Token> list_tokens(const Database& database);
 // False when there is no such token that is not revoked.
 bool revoke_token(Database* database, const std::string& id);

@@ -10,6 +10,7 @@ import subprocess
 import unittest
 
 import harness
+from events_test import fake_worker
 
 FALLS = int(os.environ.get("VORLAN_FALLS", "5"))
 
@@ -205,13 +206,15 @@ class Deaths(FallsTest):
 
     def test_random_deaths_of_workers(self):
         numbers = random.Random(os.environ.get("VORLAN_SEED", "1"))
-        client = self.start()
+        # Slow enough to be caught; in a folder that the jail knows nothing of.
+        slow = f"sleep 0.1; exec {harness.PROGRAM} \"$@\""
+        client = self.start("--jail", "no", "--worker", fake_worker(self.folder, slow))
         job_ids = [client.submitted(harness.small_model()) for _ in range(20 * min(FALLS, 50))]
         kills = 0
         while any(client.all_ids(state) for state in ("queued", "starting", "running")):
             for attempt in self.running_attempts():
                 pid_file = attempt / "pid"
-                if numbers.random() < 0.2 and pid_file.exists() and pid_file.read_text():
+                if numbers.random() < 0.1 and pid_file.exists() and pid_file.read_text():
                     try:
                         os.kill(int(pid_file.read_text()), 9)
                         kills += 1

@@ -1,5 +1,5 @@
-// Cones of scalar variables: what each scaling must do, at points inside whose values are by hand or
-// by the definition of the cone.
+// Cones of scalar variables: what each scaling must do, at points inside whose values are by hand
+// or by the definition of the cone.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -6,6 +6,7 @@
 #include <numbers>
 #include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "conic_solve.h"
@@ -14,6 +15,7 @@
 namespace vorlan {
 namespace {
 
+using test::fill_in;
 using test::proves_infeasible;
 using test::proves_unbounded;
 using test::solve_ptf;
@@ -63,8 +65,14 @@ TEST(ClosedForm, PortfolioOfLeastVariance) {
     budget += term(1.0, indexed("x", k));
   }
   Solved solved;
-  expect_optimum("Minimize\n v: [" + squares + " ] / 2\nSubject To\n b: " + budget + " = 1\nEnd\n",
-                 1.0 / sum, &solved);
+  const char* model = R"(
+Minimize
+ v: [$squares ] / 2
+Subject To
+ b: $budget = 1
+End
+)";
+  expect_optimum(fill_in(model, {{"squares", squares}, {"budget", budget}}), 1.0 / sum, &solved);
   for (size_t k = 0; k < variance.size(); ++k) {
     EXPECT_NEAR(solved.solution().xx[k], 1.0 / (variance[k] * sum), kPointTolerance);
   }
@@ -84,8 +92,17 @@ TEST(ClosedForm, PortfolioOfLeastDeviation) {
              term(-1.0, indexed("r", k)) + " = 0\n";
     cone += " " + indexed("r", k);
   }
-  expect_optimum("Minimize\n d: t\nSubject To\n b: " + budget + " = 1\n" + links + "Cones\n" +
-                     cone + "\nEnd\n",
+  const char* model = R"(
+Minimize
+ d: t
+Subject To
+ b: $budget = 1
+$links
+Cones
+$cone
+End
+)";
+  expect_optimum(fill_in(model, {{"budget", budget}, {"links", links}, {"cone", cone}}),
                  std::sqrt(1.0 / sum));
 }
 
@@ -100,12 +117,23 @@ TEST(ClosedForm, RidgeRegression) {
     const double objective =
         square(x - 1.0) + square(x + y - 2.0) + square(y - 4.0) + lambda * (square(x) + square(y));
     Solved solved;
-    expect_optimum("Minimize\n o: [ 2 r0^2 + 2 r1^2 + 2 r2^2" + term(2.0 * lambda, "x") + "^2" +
-                       term(2.0 * lambda, "y") +
-                       "^2 ] / 2\nSubject To\n a: x - r0 = 1\n b: x + y - r1 = 2\n"
-                       " c: y - r2 = 4\nBounds\n x free\n y free\n" +
-                       all_free("r", 3) + "End\n",
-                   objective, &solved);
+    const char* model = R"(
+Minimize
+ o: [ 2 r0^2 + 2 r1^2 + 2 r2^2 + $weight x^2 + $weight y^2 ] / 2
+Subject To
+ a: x - r0 = 1
+ b: x + y - r1 = 2
+ c: y - r2 = 4
+Bounds
+ x free
+ y free
+ r0 free
+ r1 free
+ r2 free
+End
+)";
+    expect_optimum(fill_in(model, {{"weight", format_text("%.17g", 2.0 * lambda)}}), objective,
+                   &solved);
     const Solution& s = solved.solution();
     EXPECT_NEAR(s.xx[3], x, kPointTolerance);
     EXPECT_NEAR(s.xx[4], y, kPointTolerance);
@@ -132,8 +160,23 @@ TEST(ClosedForm, EntropyWithCosts) {
              " " + indexed("t", k) + "\n";
   }
   Solved solved;
-  expect_optimum("Maximize\n o:" + objective + "\nSubject To\n b:" + budget + " = 1\nBounds\n" +
-                     ones + all_free("t", a.size()) + "Cones\n" + cones + "End\n",
+  const char* model = R"(
+Maximize
+ o: $objective
+Subject To
+ b: $budget = 1
+Bounds
+$ones
+$free
+Cones
+$cones
+End
+)";
+  expect_optimum(fill_in(model, {{"objective", objective},
+                                 {"budget", budget},
+                                 {"ones", ones},
+                                 {"free", all_free("t", a.size())},
+                                 {"cones", cones}}),
                  std::log(sum), &solved);
   for (size_t k = 0; k < a.size(); ++k) {
     EXPECT_NEAR(solved.solution().xx[2 * k], std::exp(a[k]) / sum, kPointTolerance);
@@ -157,8 +200,25 @@ TEST(ClosedForm, LogarithmOfASumOfExponentials) {
     cones += " " + indexed("k", k) + ": exponential " + indexed("u", k) + " " + indexed("e", k) +
              " " + indexed("v", k) + "\n";
   }
-  expect_optimum("Minimize\n o: t\nSubject To\n" + rows + " <= 1\n" + links + "Bounds\n t free\n" +
-                     ones + all_free("v", a.size()) + "Cones\n" + cones + "End\n",
+  const char* model = R"(
+Minimize
+ o: t
+Subject To
+$rows <= 1
+$links
+Bounds
+ t free
+$ones
+$free
+Cones
+$cones
+End
+)";
+  expect_optimum(fill_in(model, {{"rows", rows},
+                                 {"links", links},
+                                 {"ones", ones},
+                                 {"free", all_free("v", a.size())},
+                                 {"cones", cones}}),
                  std::log(sum));
 }
 
@@ -169,22 +229,49 @@ TEST(ClosedForm, LogisticRegressionOfAnIntercept) {
   const double share = static_cast<double>(kPositive) / (kPositive + kNegative);
   std::string objective;
   std::string rows;
-  std::string bounds = " b free\n";
+  std::string bounds;
   std::string cones;
   // t >= log(1 + exp(m)): u + v <= 1, u >= exp(-t), v >= exp(m - t).
   for (int k = 0; k < kPositive + kNegative; ++k) {
-    const std::string n = std::to_string(k);
-    objective += " + t" + n;
-    rows += " s" + n + ": u" + n + " + v" + n + " <= 1\n p" + n + ": p" + n + " + t" + n +
-            " = 0\n q" + n + ": q" + n + " + t" + n + (k < kPositive ? " + b" : " - b") + " = 0\n";
-    bounds += " p" + n + " free\n q" + n + " free\n d" + n + " = 1\n e" + n + " = 1\n";
-    cones += " k" + n + ": exponential u" + n + " d" + n + " p" + n + "\n l" + n +
-             ": exponential v" + n + " e" + n + " q" + n + "\n";
+    const std::vector<std::pair<const char*, std::string>> names = {
+        {"k", std::to_string(k)}, {"sign", k < kPositive ? "+" : "-"}};
+    objective += fill_in(" + t$k", names);
+    rows += fill_in(R"(
+ s$k: u$k + v$k <= 1
+ p$k: p$k + t$k = 0
+ q$k: q$k + t$k $sign b = 0
+)",
+                    names);
+    bounds += fill_in(R"(
+ p$k free
+ q$k free
+ d$k = 1
+ e$k = 1
+)",
+                      names);
+    cones += fill_in(R"(
+ k$k: exponential u$k d$k p$k
+ l$k: exponential v$k e$k q$k
+)",
+                     names);
   }
+  const char* page = R"(
+Minimize
+ o: $objective
+Subject To
+$rows
+Bounds
+ b free
+$bounds
+Cones
+$cones
+End
+)";
   Solved solved;
-  expect_optimum("Minimize\n o:" + objective + "\nSubject To\n" + rows + "Bounds\n" + bounds +
-                     "Cones\n" + cones + "End\n",
-                 -kPositive * std::log(share) - kNegative * std::log(1.0 - share), &solved);
+  expect_optimum(
+      fill_in(page,
+              {{"objective", objective}, {"rows", rows}, {"bounds", bounds}, {"cones", cones}}),
+      -kPositive * std::log(share) - kNegative * std::log(1.0 - share), &solved);
   const Model& model = solved.task.model;
   for (size_t j = 0; j < model.cost.size(); ++j) {
     if (model.var_names[j] == "b") {
@@ -211,9 +298,20 @@ TEST(ClosedForm, WeightedGeometricMean) {
       budget += term(1.0, indexed("x", k));
     }
     Solved solved;
-    expect_optimum("Maximize\n o: t\nSubject To\n b:" + budget + " = 1\nBounds\n t free\nCones\n" +
-                       " k: power" + exponents + members + " t\nEnd\n",
-                   objective, &solved);
+    const char* model = R"(
+Maximize
+ o: t
+Subject To
+ b: $budget = 1
+Bounds
+ t free
+Cones
+ k: power $exponents $members t
+End
+)";
+    expect_optimum(
+        fill_in(model, {{"budget", budget}, {"exponents", exponents}, {"members", members}}),
+        objective, &solved);
     for (size_t k = 0; k < w.size(); ++k) {
       EXPECT_NEAR(solved.solution().xx[k + 1], w[k], kPointTolerance);
     }
@@ -239,47 +337,106 @@ TEST(ClosedForm, LeastNorm) {
       cones += " " + indexed("k", k) + format_text(": power %.17g %.17g ", 1.0 / p, 1.0 - 1.0 / p) +
                indexed("r", k) + " " + indexed("t", k) + " " + indexed("x", k) + "\n";
     }
-    expect_optimum("Minimize\n o: t\nSubject To\n n:" + normal + " = 1\n r:" + radius +
-                       " - t = 0\n" + equal + "Bounds\n" + all_free("x", a.size()) + "Cones\n" +
-                       cones + "End\n",
+    const char* model = R"(
+Minimize
+ o: t
+Subject To
+ n: $normal = 1
+ r: $radius - t = 0
+$equal
+Bounds
+$free
+Cones
+$cones
+End
+)";
+    expect_optimum(fill_in(model, {{"normal", normal},
+                                   {"radius", radius},
+                                   {"equal", equal},
+                                   {"free", all_free("x", a.size())},
+                                   {"cones", cones}}),
                    std::pow(sum, -1.0 / q));
   }
 }
 
 // ---- Two forms of one model --------------------------------------------------------------------
 
-constexpr const char* kDistanceRows =
-    "Subject To\n a: x + 2 y - z >= 3\n b: x - y + 0.5 z <= 1\n c: y + 2 z = 1.5\n d: w = 1\n";
-
-// |(x, y, z)|^2 <= 2 u w with w = 1, in four ways.
+// |(x, y, z)|^2 <= 2 u w with w = 1, in several forms.
 TEST(ClosedForm, QuadraticPowerAndSecondOrderFormsAgree) {
-  const std::string bounds = "Bounds\n x free\n y free\n z free\n";
+  const char* model = R"(
+Minimize
+ o: 0.3 x + $objective
+Subject To
+ a: x + 2 y - z >= 3
+ b: x - y + 0.5 z <= 1
+ c: y + 2 z = 1.5
+ d: w = 1
+$rows
+Bounds
+ x free
+ y free
+ z free
+ m free
+$cone
+End
+)";
+  const auto form = [&](const char* objective, const char* rows, const char* cone) {
+    return fill_in(model, {{"objective", objective}, {"rows", rows}, {"cone", cone}});
+  };
+  const char* no_difference = " n: m = 0\n";
   Solved quadratic;
-  solve_ptf("Minimize\n o: 0.3 x + [ x^2 + y^2 + z^2 ] / 2\n" + std::string(kDistanceRows) +
-                bounds + "End\n",
-            &quadratic);
+  solve_ptf(form("[ x^2 + y^2 + z^2 ] / 2", no_difference, ""), &quadratic);
   ASSERT_EQ(quadratic.solution().status, SolutionStatus::kOptimal);
   const double optimum = quadratic.solution().primal_objective;
-  const std::string linear = "Minimize\n o: 0.3 x + u\n" + std::string(kDistanceRows);
-  expect_optimum(linear + " q: [ x^2 + y^2 + z^2 ] - 2 u <= 0\n" + bounds + "End\n", optimum);
-  expect_optimum(linear + bounds + "Cones\n k: rotated_quadratic u w x y z\nEnd\n", optimum);
+  expect_optimum(form("u", R"(
+ n: m = 0
+ q: [ x^2 + y^2 + z^2 ] - 2 u <= 0
+)",
+                      ""),
+                 optimum);
+  expect_optimum(form("u", no_difference, R"(
+Cones
+ k: rotated_quadratic u w x y z
+)"),
+                 optimum);
   // sqrt(u v) >= |(x, y, z)| with v = 2 w
-  expect_optimum(linear + " e: v - 2 w = 0\n" + bounds + "Cones\n k: power 1 1 u v x y z\nEnd\n",
+  expect_optimum(form("u", R"(
+ n: m = 0
+ e: v - 2 w = 0
+)",
+                      R"(
+Cones
+ k: power 1 1 u v x y z
+)"),
                  optimum);
   // (u + w) / sqrt 2 >= |((u - w) / sqrt 2, x, y, z)|
-  expect_optimum(linear + " e: u + w - 1.4142135623730951 p = 0\n" +
-                     " f: u - w - 1.4142135623730951 m = 0\n" + bounds +
-                     " m free\nCones\n k: quadratic p m x y z\nEnd\n",
+  expect_optimum(form("u", R"(
+ e: u + w - 1.4142135623730951 p = 0
+ f: u - w - 1.4142135623730951 m = 0
+)",
+                      R"(
+Cones
+ k: quadratic p m x y z
+)"),
                  optimum);
 }
 
 // Cones of two members with the norm of one: x0^(1/2) x1^(1/2) >= |x2| in primal and dual form.
 TEST(ClosedForm, ADualPowerConeIsAPowerConeOfScaledMembers) {
-  const std::string rows =
-      "Maximize\n o: x2\nSubject To\n s: 3 x0 + 5 x1 = 4\nBounds\n x2 free\nCones\n k: ";
+  const char* model = R"(
+Maximize
+ o: x2
+Subject To
+ s: 3 x0 + 5 x1 = 4
+Bounds
+ x2 free
+Cones
+ k: $kind 1 1 x0 x1 x2
+End
+)";
   // With x = 2 s: the product is sqrt(4 s0 s1), at s0 = 2/3, s1 = 2/5.
-  expect_optimum(rows + "power 1 1 x0 x1 x2\nEnd\n", std::sqrt(4.0 / 15.0));
-  expect_optimum(rows + "dual_power 1 1 x0 x1 x2\nEnd\n", 2.0 * std::sqrt(4.0 / 15.0));
+  expect_optimum(fill_in(model, {{"kind", "power"}}), std::sqrt(4.0 / 15.0));
+  expect_optimum(fill_in(model, {{"kind", "dual_power"}}), 2.0 * std::sqrt(4.0 / 15.0));
 }
 
 // ---- Matrix variables --------------------------------------------------------------------------
@@ -303,24 +460,45 @@ TEST(ClosedForm, MaxCutOfCyclesAndCompleteGraphs) {
       cycle += format_text(" - 0.5 X(%d,%d)", std::max(i, next), std::min(i, next));
       for (int j = 1; j < i; ++j) complete += format_text(" - 0.5 X(%d,%d)", i, j);
     }
-    const std::string begin = format_text("Matrix Variables\n X(%d)\nMaximize\n cut: ", n);
-    const std::string end = "\nSubject To\n" + unit_diagonal(n) + "End\n";
-    expect_optimum(begin + cycle + end, 0.5 * n * (1.0 + std::cos(std::numbers::pi / n)));
-    expect_optimum(begin + complete + end, 0.25 * n * n);
+    const auto model = [&](const std::string& cut) {
+      return fill_in(R"(
+Matrix Variables
+ X($order)
+Maximize
+ cut: $cut
+Subject To
+$diagonal
+End
+)",
+                     {{"order", std::to_string(n)}, {"cut", cut}, {"diagonal", unit_diagonal(n)}});
+    };
+    expect_optimum(model(cycle), 0.5 * n * (1.0 + std::cos(std::numbers::pi / n)));
+    expect_optimum(model(complete), 0.25 * n * n);
   }
 }
 
 // The theta number of the cycle of five is the square root of 5.
 TEST(ClosedForm, ThetaOfTheCycleOfFive) {
   std::string sum = " X(1,1) + X(2,2) + X(3,3) + X(4,4) + X(5,5)";
-  const std::string trace = " t:" + sum + " = 1\n";
+  const std::string trace = sum;
   for (int i = 2; i <= 5; ++i) {
     for (int j = 1; j < i; ++j) sum += format_text(" + 2 X(%d,%d)", i, j);
   }
-  expect_optimum("Matrix Variables\n X(5)\nMaximize\n o:" + sum + "\nSubject To\n" + trace +
-                     " a: X(2,1) = 0\n b: X(3,2) = 0\n c: X(4,3) = 0\n d: X(5,4) = 0\n"
-                     " e: X(5,1) = 0\nEnd\n",
-                 std::sqrt(5.0));
+  const char* model = R"(
+Matrix Variables
+ X(5)
+Maximize
+ o: $sum
+Subject To
+ t: $trace = 1
+ a: X(2,1) = 0
+ b: X(3,2) = 0
+ c: X(4,3) = 0
+ d: X(5,4) = 0
+ e: X(5,1) = 0
+End
+)";
+  expect_optimum(fill_in(model, {{"sum", sum}, {"trace", trace}}), std::sqrt(5.0));
 }
 
 // The least nuclear norm that completes [a b; b ?], |b| <= |a|, has the fourth element b^2 / a. It
@@ -329,51 +507,231 @@ TEST(ClosedForm, MatrixCompletion) {
   const double a = 2.0;
   const double b = 1.5;
   Solved solved;
-  expect_optimum(
-      "Matrix Variables\n W(4)\nMinimize\n o: 0.5 W(1,1) + 0.5 W(2,2) + 0.5 W(3,3) + 0.5 W(4,4)\n"
-      "Subject To\n a: W(3,1) = 2\n b: W(4,1) = 1.5\n c: W(3,2) = 1.5\nEnd\n",
-      a + b * b / a, &solved);
+  const char* model = R"(
+Matrix Variables
+ W(4)
+Minimize
+ o: 0.5 W(1,1) + 0.5 W(2,2) + 0.5 W(3,3) + 0.5 W(4,4)
+Subject To
+ a: W(3,1) = 2
+ b: W(4,1) = 1.5
+ c: W(3,2) = 1.5
+End
+)";
+  expect_optimum(model, a + b * b / a, &solved);
   EXPECT_NEAR(solved.solution().barx[6], b * b / a, kPointTolerance);  // W(4,2)
 }
 
 // ---- Infeasible and unbounded models of each cone ----------------------------------------------
 
+// Each model has a cone, or quadratic terms. The infeasible one has no objective.
 struct BadModel {
   const char* name;
-  const char* infeasible;  // rows and bounds of a model with the cone, without objective
-  const char* unbounded;   // objective and rows
-  const char* end;         // bounds and cone
+  const char* infeasible;
+  const char* unbounded;
 };
 
 const BadModel kBadModels[] = {
-    {"quadratic", "a: x - y <= -1", "o: - x - z\nSubject To\n a: x - y = 1",
-     "Bounds\n y free\n z free\nCones\n k: quadratic x y z\n"},
-    {"rotated quadratic", "a: x + y - 1.4142135 z <= -1", "o: - x\nSubject To\n a: y - z = 1",
-     "Bounds\n z free\nCones\n k: rotated_quadratic x y z\n"},
-    {"exponential", "a: x - z <= 0\n b: y = 1", "o: - z\nSubject To\n a: x - 3 y = 1",
-     "Bounds\n z free\nCones\n k: exponential x y z\n"},
-    {"dual exponential", "a: x <= -1", "o: - x\nSubject To\n a: z = -1",
-     "Bounds\n y free\n z free\n -inf <= x\nCones\n k: dual_exponential x y z\n"},
-    {"power", "a: 0.3 x + 0.7 y - 0.5 z <= -1\n b: x - y = 0", "o: - z\nSubject To\n a: x - y = 1",
-     "Bounds\n z free\nCones\n k: power 0.3 0.7 x y z\n"},
-    {"dual power", "a: 2 x + 0.5 y - 0.1 z <= -1", "o: - z\nSubject To\n a: x - y = 1",
-     "Bounds\n z free\nCones\n k: dual_power 1 2 x y z\n"},
-    {"power of four", "a: x + y + u <= -1", "o: - z\nSubject To\n a: x - y = 1\n b: u - x = 0",
-     "Bounds\n z free\nCones\n k: power 1 2 3 x y u z\n"},
-    {"quadratic constraint", "a: [ x^2 + y^2 ] <= -1", "o: - x\nSubject To\n a: [ y^2 ] - x <= 2",
-     "Bounds\n y free\n"},
-    {"quadratic objective", "a: x + y <= -1", "o: - x + y + [ 2 y^2 ] / 2\nSubject To\n a: y <= 2",
-     "Bounds\n y free\n -inf <= x\n"},
+    {"quadratic", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: x - y <= -1
+Bounds
+ y free
+ z free
+Cones
+ k: quadratic x y z
+End
+)",
+     R"(
+Minimize
+ o: - x - z
+Subject To
+ a: x - y = 1
+Bounds
+ y free
+ z free
+Cones
+ k: quadratic x y z
+End
+)"},
+    {"rotated quadratic", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: x + y - 1.4142135 z <= -1
+Bounds
+ z free
+Cones
+ k: rotated_quadratic x y z
+End
+)",
+     R"(
+Minimize
+ o: - x
+Subject To
+ a: y - z = 1
+Bounds
+ z free
+Cones
+ k: rotated_quadratic x y z
+End
+)"},
+    {"exponential", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: x - z <= 0
+ b: y = 1
+Bounds
+ z free
+Cones
+ k: exponential x y z
+End
+)",
+     R"(
+Minimize
+ o: - z
+Subject To
+ a: x - 3 y = 1
+Bounds
+ z free
+Cones
+ k: exponential x y z
+End
+)"},
+    {"dual exponential", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: x <= -1
+Bounds
+ y free
+ z free
+ -inf <= x
+Cones
+ k: dual_exponential x y z
+End
+)",
+     R"(
+Minimize
+ o: - x
+Subject To
+ a: z = -1
+Bounds
+ y free
+ z free
+ -inf <= x
+Cones
+ k: dual_exponential x y z
+End
+)"},
+    {"power", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: 0.3 x + 0.7 y - 0.5 z <= -1
+ b: x - y = 0
+Bounds
+ z free
+Cones
+ k: power 0.3 0.7 x y z
+End
+)",
+     R"(
+Minimize
+ o: - z
+Subject To
+ a: x - y = 1
+Bounds
+ z free
+Cones
+ k: power 0.3 0.7 x y z
+End
+)"},
+    {"dual power", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: 2 x + 0.5 y - 0.1 z <= -1
+Bounds
+ z free
+Cones
+ k: dual_power 1 2 x y z
+End
+)",
+     R"(
+Minimize
+ o: - z
+Subject To
+ a: x - y = 1
+Bounds
+ z free
+Cones
+ k: dual_power 1 2 x y z
+End
+)"},
+    {"power of four", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: x + y + u <= -1
+Bounds
+ z free
+Cones
+ k: power 1 2 3 x y u z
+End
+)",
+     R"(
+Minimize
+ o: - z
+Subject To
+ a: x - y = 1
+ b: u - x = 0
+Bounds
+ z free
+Cones
+ k: power 1 2 3 x y u z
+End
+)"},
+    {"quadratic constraint", R"(
+Minimize
+ o: 0 x
+Subject To
+ a: [ x^2 + y^2 ] <= -1
+Bounds
+ y free
+End
+)",
+     R"(
+Minimize
+ o: - x
+Subject To
+ a: [ y^2 ] - x <= 2
+Bounds
+ y free
+End
+)"},
+    {"quadratic objective", nullptr,  // it is feasible
+     R"(
+Minimize
+ o: - x + y + [ 2 y^2 ] / 2
+Subject To
+ a: y <= 2
+Bounds
+ y free
+ -inf <= x
+End
+)"},
 };
 
 // The cone alone keeps x from being small, or the objective from being large.
 TEST(BadModels, TheInfeasibleOnesAreProvedToBe) {
   for (const BadModel& bad : kBadModels) {
-    if (std::string(bad.name) == "quadratic objective") continue;  // it is feasible
+    if (bad.infeasible == nullptr) continue;
     Solved solved;
-    solve_ptf(
-        std::string("Minimize\n o: 0 x\nSubject To\n ") + bad.infeasible + "\n" + bad.end + "End\n",
-        &solved);
+    solve_ptf(bad.infeasible, &solved);
     EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kPrimalInfeasible) << bad.name;
     EXPECT_TRUE(proves_infeasible(solved)) << bad.name << '\n' << solved.log;
   }
@@ -382,7 +740,7 @@ TEST(BadModels, TheInfeasibleOnesAreProvedToBe) {
 TEST(BadModels, TheUnboundedOnesAreProvedToBe) {
   for (const BadModel& bad : kBadModels) {
     Solved solved;
-    solve_ptf(std::string("Minimize\n ") + bad.unbounded + "\n" + bad.end + "End\n", &solved);
+    solve_ptf(bad.unbounded, &solved);
     EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kDualInfeasible) << bad.name;
     EXPECT_TRUE(proves_unbounded(solved)) << bad.name << '\n' << solved.log;
   }
@@ -390,16 +748,30 @@ TEST(BadModels, TheUnboundedOnesAreProvedToBe) {
 
 TEST(BadModels, OfMatrixVariables) {
   Solved infeasible;
-  solve_ptf(
-      "Matrix Variables\n X(2)\nMinimize\n o: X(1,1)\nSubject To\n a: X(1,1) = 1\n"
-      " b: X(2,2) = 1\n c: X(2,1) = 2\nEnd\n",
-      &infeasible);
+  solve_ptf(R"(
+Matrix Variables
+ X(2)
+Minimize
+ o: X(1,1)
+Subject To
+ a: X(1,1) = 1
+ b: X(2,2) = 1
+ c: X(2,1) = 2
+End
+)",
+            &infeasible);
   EXPECT_TRUE(proves_infeasible(infeasible)) << infeasible.log;
   Solved unbounded;
-  solve_ptf(
-      "Matrix Variables\n X(2)\nMaximize\n o: X(2,1)\nSubject To\n"
-      " a: X(1,1) - X(2,2) = 1\nEnd\n",
-      &unbounded);
+  solve_ptf(R"(
+Matrix Variables
+ X(2)
+Maximize
+ o: X(2,1)
+Subject To
+ a: X(1,1) - X(2,2) = 1
+End
+)",
+            &unbounded);
   EXPECT_TRUE(proves_unbounded(unbounded)) << unbounded.log;
 }
 

@@ -8,19 +8,44 @@
 
 namespace {
 
+constexpr int32_t kOptimal = 1;  // of the solution statuses in vorlan.h
+
 // All kinds of cones, a matrix variable and quadratic terms in one model.
 constexpr const char* kMixed =
-    "Minimize ] extended problem 1\n"
-    "Matrix Variables\n X(3)\n"
-    "Minimize\n o: x0 + 2 r0 + e0 + p1 + f0 + g0 + X(1,1) + 2 X(2,2) + X(3,3) + [ x1^2 + r2^2 ] / "
-    "2\n"
-    "Subject To\n a: x1 + x2 + r2 >= 1.3\n b: r1 + e1 = 2\n c: e2 + p2 >= 1.7\n"
-    " d: p0 + p1 <= 5\n e: X(2,1) + x1 >= 0.4\n f: X(3,1) - p2 = 0.1\n g: f1 - f2 >= 1.1\n"
-    " h: g1 + 3 g2 >= 2\n i: g1 <= 4\n j: f2 >= -3\n"
-    "Bounds\n x1 free\n x2 free\n r2 free\n e2 free\n p2 free\n f1 free\n f2 free\n g2 free\n"
-    "Cones\n k1: quadratic x0 x1 x2\n k2: rotated_quadratic r0 r1 r2\n k3: exponential e0 e1 e2\n"
-    " k4: power 0.3 0.7 p0 p1 p2\n k5: dual_exponential f0 f1 f2\n k6: dual_power 1 2 g0 g1 g2\n"
-    "End\n";
+    R"(Minimize ] extended problem 1
+Matrix Variables
+ X(3)
+Minimize
+ o: x0 + 2 r0 + e0 + p1 + f0 + g0 + X(1,1) + 2 X(2,2) + X(3,3) + [ x1^2 + r2^2 ] / 2
+Subject To
+ a: x1 + x2 + r2 >= 1.3
+ b: r1 + e1 = 2
+ c: e2 + p2 >= 1.7
+ d: p0 + p1 <= 5
+ e: X(2,1) + x1 >= 0.4
+ f: X(3,1) - p2 = 0.1
+ g: f1 - f2 >= 1.1
+ h: g1 + 3 g2 >= 2
+ i: g1 <= 4
+ j: f2 >= -3
+Bounds
+ x1 free
+ x2 free
+ r2 free
+ e2 free
+ p2 free
+ f1 free
+ f2 free
+ g2 free
+Cones
+ k1: quadratic x0 x1 x2
+ k2: rotated_quadratic r0 r1 r2
+ k3: exponential e0 e1 e2
+ k4: power 0.3 0.7 p0 p1 p2
+ k5: dual_exponential f0 f1 f2
+ k6: dual_power 1 2 g0 g1 g2
+End
+)";
 
 std::string answer(const char* child) {
   const std::string path = write_test_file("mixed.ptf", kMixed);
@@ -28,7 +53,7 @@ std::string answer(const char* child) {
   EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
   EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_CHILD_PROCESS", child), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(0), 1) << task.log();
+  EXPECT_EQ(task.solution_status(VLN_SOLUTION_INTERIOR), kOptimal) << task.log();
   const std::string solution = test_file_path("solution.json");
   EXPECT_EQ(VLN_writejsonsol(task, solution.c_str()), VLN_RES_OK);
   return read_all(solution);

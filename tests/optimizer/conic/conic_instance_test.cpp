@@ -53,9 +53,9 @@ const Exception kExceptions[] = {
     {"sdp/truss7.dat-s.gz", 1e-7, kIllConditioned},
 };
 
-// Here the method stalls short of its tolerances and says so by a weaker status: the sets of feasible
-// or of dual feasible points have hardly an interior. With some kernels of the BLAS it does not.
-// The objective is right to this share of its size.
+// Here the method stalls short of its tolerances and says so by a weaker status: the sets of
+// feasible or of dual feasible points have hardly an interior. With some kernels of the BLAS it
+// does not. The objective is right to this share of its size.
 struct Stalled {
   const char* file;
   double objective;

@@ -5,6 +5,8 @@
 
 #include <cmath>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "conic_solve.h"
 #include "solve/optimize.h"
@@ -12,16 +14,23 @@
 namespace vorlan {
 namespace {
 
+using test::fill_in;
 using test::proves_infeasible;
 using test::proves_unbounded;
 using test::solve_ptf;
 using test::Solved;
 
 std::string three_equations(const char* last_side) {
-  return std::string(
-             "Minimize\n o: x + y + z\nSubject To\n a: x + y = 2\n b: y + z = 3\n"
-             " c: x + 2 y + z = ") +
-         last_side + "\nEnd\n";
+  return fill_in(R"(
+Minimize
+ o: x + y + z
+Subject To
+ a: x + y = 2
+ b: y + z = 3
+ c: x + 2 y + z = $side
+End
+)",
+                 {{"side", last_side}});
 }
 
 TEST(ConicMethod, RemovesDependentEquations) {
@@ -42,10 +51,17 @@ TEST(ConicMethod, ProvesContradictingEquationsInfeasible) {
 // Rounding of 3e11 * 7e-6, where the variable is fixed, is no contradiction.
 TEST(ConicMethod, DoesNotTakeRoundingForAContradiction) {
   Solved solved;
-  solve_ptf(
-      "Minimize\n o: y\nSubject To\n a: 148757381138.9183 x = 1141033.8851152782\n"
-      " b: y >= 3\nBounds\n x = 7.670435418930335e-06\nEnd\n",
-      &solved);
+  solve_ptf(R"(
+Minimize
+ o: y
+Subject To
+ a: 148757381138.9183 x = 1141033.8851152782
+ b: y >= 3
+Bounds
+ x = 7.670435418930335e-06
+End
+)",
+            &solved);
   EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
   EXPECT_NEAR(solved.solution().primal_objective, 3.0, 1e-7);
 }
@@ -53,30 +69,58 @@ TEST(ConicMethod, DoesNotTakeRoundingForAContradiction) {
 // A disc and a half-plane that do not meet: the proof needs a point of the disc's boundary.
 TEST(ConicMethod, ProvesQuadraticConstraintsInfeasible) {
   Solved solved;
-  solve_ptf(
-      "Minimize\n o: x\nSubject To\n a: [ x^2 + 2 y^2 ] - z <= 1\n b: x + y >= 4\nBounds\n"
-      " x free\n y free\n z = 1\nEnd\n",
-      &solved);
+  solve_ptf(R"(
+Minimize
+ o: x
+Subject To
+ a: [ x^2 + 2 y^2 ] - z <= 1
+ b: x + y >= 4
+Bounds
+ x free
+ y free
+ z = 1
+End
+)",
+            &solved);
   EXPECT_TRUE(proves_infeasible(solved)) << solved.log;
 }
 
 // Along x no term curves; the iterates go to infinity along a parabola.
 TEST(ConicMethod, ProvesQuadraticConstraintsUnbounded) {
   Solved solved;
-  solve_ptf(
-      "Minimize\n o: y - x\nSubject To\n a: [ y^2 ] - 3 x <= 5\n b: [ z^2 - x * z ] <= 1e30\n"
-      "Bounds\n x free\n y free\n z free\nEnd\n",
-      &solved);
+  solve_ptf(R"(
+Minimize
+ o: y - x
+Subject To
+ a: [ y^2 ] - 3 x <= 5
+ b: [ z^2 - x * z ] <= 1e30
+Bounds
+ x free
+ y free
+ z free
+End
+)",
+            &solved);
   EXPECT_TRUE(proves_unbounded(solved)) << solved.log;
 }
 
 // x0 = x1 and x0^2 >= x1^2 + 1 come arbitrarily near to each other and never meet.
 TEST(ConicMethod, RecognizesAnIllPosedModel) {
   Solved solved;
-  solve_ptf(
-      "Minimize\n o: x2\nSubject To\n a: x0 - x1 = 0\n b: x2 = 1\nBounds\n x1 free\n x2 free\n"
-      "Cones\n k: quadratic x0 x1 x2\nEnd\n",
-      &solved);
+  solve_ptf(R"(
+Minimize
+ o: x2
+Subject To
+ a: x0 - x1 = 0
+ b: x2 = 1
+Bounds
+ x1 free
+ x2 free
+Cones
+ k: quadratic x0 x1 x2
+End
+)",
+            &solved);
   EXPECT_EQ(solved.solution().problem_status, ProblemStatus::kIllPosed) << solved.log;
   EXPECT_EQ(solved.solution().status, SolutionStatus::kDualIllPosedCertificate) << solved.log;
 }
@@ -89,16 +133,27 @@ TEST(ConicMethod, SolvesManySmallMatrixVariables) {
   std::string rows;
   double optimum = 0.0;
   for (int k = 1; k <= kCount; ++k) {
-    const std::string name = "X" + std::to_string(k);
-    variables += " " + name + "(2)\n";
-    objective += " + 2 " + name + "(2,1)";
-    rows += " a" + name + ": " + name + "(1,1) = 1\n b" + name + ": " + name +
-            "(2,2) = " + std::to_string(k) + "\n";
+    const std::vector<std::pair<const char*, std::string>> number = {{"k", std::to_string(k)}};
+    variables += fill_in("\n X$k(2)", number);
+    objective += fill_in(" + 2 X$k(2,1)", number);
+    rows += fill_in(R"(
+ a$k: X$k(1,1) = 1
+ b$k: X$k(2,2) = $k
+)",
+                    number);
     optimum -= 2.0 * std::sqrt(k);
   }
+  const char* model = R"(
+Matrix Variables
+$variables
+Minimize
+ o: $objective
+Subject To
+$rows
+End
+)";
   Solved solved;
-  solve_ptf("Matrix Variables\n" + variables + "Minimize\n o:" + objective + "\nSubject To\n" +
-                rows + "End\n",
+  solve_ptf(fill_in(model, {{"variables", variables}, {"objective", objective}, {"rows", rows}}),
             &solved);
   EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
   EXPECT_NEAR(solved.solution().primal_objective, optimum, 1e-6 * std::fabs(optimum));

@@ -31,6 +31,18 @@ void solve_conic(Solved* solved) {
   solved->status = optimize(&solved->task, &termination);
 }
 
+std::string fill_in(std::string text,
+                    const std::vector<std::pair<const char*, std::string>>& values) {
+  for (const auto& [name, value] : values) {
+    const std::string place = "$" + std::string(name);
+    for (size_t at = text.find(place); at != std::string::npos;
+         at = text.find(place, at + value.size())) {
+      text.replace(at, place.size(), value);
+    }
+  }
+  return text;
+}
+
 void solve_ptf(const std::string& text, Solved* solved) {
   const ScratchFolder folder;
   const std::string path = folder.write("model.ptf", "Minimize ] extended problem 1\n" + text);

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "task/status.h"
 #include "task/task.h"
@@ -20,6 +22,10 @@ struct Solved {
 
 // Solves the model that the task of `solved` holds.
 void solve_conic(Solved* solved);
+
+// The text with each $name in it replaced by its value: models with parts that are computed.
+std::string fill_in(std::string text,
+                    const std::vector<std::pair<const char*, std::string>>& values);
 
 // Reads a model given as the text of a PTF file, without its opening line, and solves it.
 void solve_ptf(const std::string& text, Solved* solved);

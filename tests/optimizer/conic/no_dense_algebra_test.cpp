@@ -40,10 +40,18 @@ TEST(NoDenseAlgebra, AMatrixVariableIsRefusedWithTheReason) {
 
 TEST(NoDenseAlgebra, OtherModelsDoWithoutIt) {
   test::Solved solved;
-  test::solve_ptf(
-      "Minimize\n o: x + [ y^2 ] / 2\nSubject To\n a: y + z >= 2\nBounds\n z free\nCones\n"
-      " k: quadratic x y z\nEnd\n",
-      &solved);
+  test::solve_ptf(R"(
+Minimize
+ o: x + [ y^2 ] / 2
+Subject To
+ a: y + z >= 2
+Bounds
+ z free
+Cones
+ k: quadratic x y z
+End
+)",
+                  &solved);
   EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
 }
 

@@ -1,4 +1,5 @@
-// Derivatives of the barriers.
+// Each barrier is a class with phi and its derivatives. The gradient, Hessian and third derivative
+// of -log phi follow from these by the chain rule.
 #include "solve/conic/barrier.h"
 
 #include <algorithm>
@@ -173,13 +174,14 @@ class PowerBarrier : public Barrier {
   }
 
  private:
-  // By Newton's method in log q within a bracket; the difference of the sides falls in q from
-  // infinity to a negative limit.
+  // Newton's method in log q finds it within a bracket: the difference of the sides falls in q
+  // from infinity to a negative limit.
   double root_of_shadow(std::span<const double> z, double tail) const {
-    double low = -80.0;
+    double low = -80.0;  // far beyond what doubles of any size ask for
     double high = 80.0;
     double u = 0.0;
     constexpr int kMostSteps = 100;
+    constexpr double kRounding = 1e-15;
     for (int step = 0; step < kMostSteps; ++step) {
       const double q = std::exp(u);
       double difference = 2.0 * std::log(0.5 * tail) - u - std::log1p(q);
@@ -192,7 +194,7 @@ class PowerBarrier : public Barrier {
       (difference > 0.0 ? low : high) = u;
       double next = u - difference / slope;
       if (!(next > low && next < high)) next = 0.5 * (low + high);
-      const bool done = std::fabs(next - u) <= 1e-15 * std::max(1.0, std::fabs(u));
+      const bool done = std::fabs(next - u) <= kRounding * std::max(1.0, std::fabs(u));
       u = next;
       if (done) break;
     }

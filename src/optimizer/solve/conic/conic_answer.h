@@ -1,5 +1,5 @@
-// What a run of the interior-point method is asked for and what it answers: plain data, which the
-// way back to the model can read without knowing the method.
+// The questions and answers of a run of the interior-point method. They are plain data, so that the
+// way back to the model reads them without knowing the method.
 #pragma once
 
 #include <functional>
@@ -53,8 +53,8 @@ struct InteriorPoint {
   bool is_far = false;
 };
 
-// Whether a ray proves its claim about the model: the embedding's residuals alone may deceive where
-// points are as large as the tolerance is small.
+// Says whether a ray proves its claim about the model. The embedding's residuals alone may deceive
+// where points are as large as the tolerance is small.
 using RayProof = std::function<bool(const InteriorPoint& ray)>;
 
 }  // namespace vorlan::conic

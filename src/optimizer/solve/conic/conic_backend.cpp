@@ -1,4 +1,6 @@
-// From the model to the method's form, the run, and back.
+// A solve takes the model to the method's form, runs the method, and brings the answer back. Claims
+// that the model has no optimum are held against the model itself before they are made, and looked
+// for by a further solve where the method's own ray proves nothing.
 #include "solve/conic/conic_backend.h"
 
 #include <algorithm>
@@ -32,7 +34,7 @@ class ConicRun {
   ConicRun(const MinimizeProblem& problem, const Parameters& parameters, BackendMonitor* monitor)
       : problem_(problem), parameters_(parameters), monitor_(monitor) {}
 
-  // Without rays the model is known to have an optimum.
+  // A model that has no ray is known to have an optimum.
   Status solve(bool may_have_ray, BackendResult* result);
 
  private:
@@ -70,7 +72,7 @@ BackendResult ConicRun::restore(conic::InteriorPoint point) const {
   return result;
 }
 
-// Whether the multipliers of contradicting equations prove the model infeasible.
+// Says whether the multipliers of contradicting equations prove the model infeasible.
 bool ConicRun::prove_by_contradiction(const std::vector<double>& multipliers) {
   if (multipliers.empty()) return false;
   const conic::ConicProblem& form = form_.problem();
@@ -88,8 +90,8 @@ bool ConicRun::prove_by_contradiction(const std::vector<double>& multipliers) {
   return complete_dual_ray(problem_.model, &proof_);
 }
 
-// Whether the model's form of a ray is a proof, which it leaves in proof_. Where curvature makes a
-// primal ray inexact, another one is looked for.
+// Says whether the model's form of a ray is a proof, which is left in proof_. Another primal ray is
+// looked for where curvature makes this one inexact.
 bool ConicRun::prove(const conic::InteriorPoint& ray) {
   proof_ = restore(ray);
   if (proof_.certificate == Certificate::kDualRay) {
@@ -126,8 +128,8 @@ bool ConicRun::find_primal_ray() {
   return complete_primal_ray(problem_, &proof_);
 }
 
-// Whether the direction found, in which the objective does not fall after all, shows at least that
-// the model is ill-posed. It is interior to all such directions, and so not 0 if there is one.
+// Says whether the direction found, in which the objective does not fall after all, shows at least
+// that the model is ill-posed. It is interior to all such directions, and so not 0 if there is one.
 bool ConicRun::shows_ill_posed() {
   if (proof_.certificate != Certificate::kPrimalRay) return false;
   proof_.outcome = Outcome::kIllPosed;
@@ -160,7 +162,7 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   scaling_.row = spread(scaling.row, kept_, num_row, 1.0);
   const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
   conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
-  // Of another model than the caller's nothing is of use.
+  // The caller has no use for a point of another model than its own.
   if (may_have_ray) {
     method.offer_points(
         [&](const conic::InteriorPoint& iterate) { monitor_->keep(restore(iterate), kInfinity); });

@@ -1,4 +1,5 @@
-// There and back; see conic_form.h.
+// The way to the form goes over variables, constraints, quadratic terms, cones and matrices. The
+// way back undoes the scaling and finds the duals of what the form left out.
 #include "solve/conic/conic_form.h"
 
 #include <algorithm>
@@ -39,6 +40,42 @@ std::vector<int32_t> cone_of_variables(const Model& model) {
     for (const int32_t var : model.cones[c].vars) cone[index(var)] = static_cast<int32_t>(c);
   }
   return cone;
+}
+
+// Packed lower triangles, each element times factor(matrix, row, col).
+template <class Factor>
+std::vector<double> pack(const std::vector<DenseMatrix>& matrices, const Factor& factor) {
+  std::vector<double> packed;
+  for (size_t m = 0; m < matrices.size(); ++m) {
+    for (size_t col = 0; col < matrices[m].cols(); ++col) {
+      for (size_t row = col; row < matrices[m].rows(); ++row) {
+        packed.push_back(matrices[m](row, col) * factor(m, row, col));
+      }
+    }
+  }
+  return packed;
+}
+
+// to_row += value x_col, and for an element off the diagonal its mirror image too.
+void add_product(const TriangleEntry& e, double value, const std::vector<double>& x,
+                 std::vector<double>* to) {
+  (*to)[index(e.row)] += value * x[index(e.col)];
+  if (e.row != e.col) (*to)[index(e.col)] += value * x[index(e.row)];
+}
+
+// The gradient of the objective and of the constraints' quadratic terms at an answer: cost + Q x -
+// sum_i y_i Q_i x. A dual ray has none.
+std::vector<double> gradient(const MinimizeProblem& problem, const BackendResult& answer) {
+  const Model& model = problem.model;
+  if (answer.certificate == Certificate::kDualRay) return std::vector<double>(model.cost.size());
+  std::vector<double> sum = problem.cost;
+  for (const TriangleEntry& e : model.quadratic_cost) {
+    add_product(e, problem.sense_factor() * e.value, answer.x, &sum);
+  }
+  for (const ConQuadraticEntry& q : model.quadratic_coefficients) {
+    add_product(q.entry, -answer.y[index(q.con)] * q.entry.value, answer.x, &sum);
+  }
+  return sum;
 }
 
 }  // namespace
@@ -167,9 +204,9 @@ Status ConicForm::add_quadratic_row(const Model& model, const QuadraticForm& for
   if (has_lower && has_upper) {
     return {Code::kErrNotConvex, where + " has quadratic terms and two sides: it is not convex"};
   }
-  // At a lower side -Q must be convex: the row is turned round.
+  // At a lower side -Q must be convex: the row is taken times -1.
   const double sign = has_upper ? 1.0 : -1.0;
-  const ConvexFactor factor = factor_convex(form.entries, sign, true);
+  const ConvexFactor factor = factor_convex(form.entries, sign);
   if (!factor.convex) return not_convex(model, where, factor);
   add_square_cone(row, sign, factor, linear);
   return {};
@@ -180,15 +217,15 @@ Status ConicForm::add_quadratic_row(const Model& model, const QuadraticForm& for
 void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& factor,
                                 const std::vector<LinearTerm>& linear) {
   const double side = problem_.rhs[index(row)];
-  std::vector<LinearTerm> turned = linear;
-  for (LinearTerm& term : turned) term.second *= sign;
-  Centring centring = centre(factor, turned);
+  std::vector<LinearTerm> signed_terms = linear;
+  for (LinearTerm& term : signed_terms) term.second *= sign;
+  Centring centring = centre(factor, signed_terms);
   const double half_square = 0.5 * dot(centring.shift, centring.shift);
   // A centre so far away that rounding takes the digits of the square's size is no better than 0.
   constexpr double kFarthest = 1e8;
   if (half_square > kFarthest * std::fabs(sign * side + half_square)) {
     centring.shift.assign(factor.rows.size(), 0.0);
-    centring.rest = std::move(turned);
+    centring.rest = std::move(signed_terms);
   } else {
     problem_.rhs[index(row)] += sign * half_square;
     problem_.rhs_size[index(row)] = std::max(std::fabs(side), half_square);
@@ -216,7 +253,7 @@ void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& fa
 Status ConicForm::add_quadratic_cost(const MinimizeProblem& problem) {
   const Model& model = problem.model;
   const double sense = problem.sense_factor();
-  const ConvexFactor factor = factor_convex(model.quadratic_cost, sense, false);
+  const ConvexFactor factor = factor_convex(model.quadratic_cost, sense, FactorRows::kLeftOut);
   if (!factor.convex) {
     return not_convex(model,
                       model.maximize ? "the negative of the maximized objective" : "the objective",
@@ -294,51 +331,40 @@ Columns ConicForm::compress(std::vector<Element>* elements, int32_t num_row) con
 
 void ConicForm::restore(const MinimizeProblem& model_problem, const Equilibration& scaling,
                         const InteriorPoint& point, BackendResult* result) const {
-  const size_t num_var = var_place_.size();
   result->outcome = point.outcome;
   result->certificate = point.certificate;
   result->termination = point.termination;
-  const bool ray = point.certificate != Certificate::kNone;
   if (point.certificate != Certificate::kDualRay) {
-    result->x.assign(num_var, 0.0);
-    for (size_t j = 0; j < num_var; ++j) {
-      if (var_place_[j] >= 0) {
-        result->x[j] = point.x[index(var_place_[j])] * scaling.var[index(var_place_[j])];
-      } else if (!ray) {
-        result->x[j] = fixed_value_[j];
-      }
-    }
+    restore_variables(scaling, point, result);
+    result->barx = pack(point.matrices, [&](size_t m, size_t row, size_t col) {
+      return scaling.matrix[m][row] * scaling.matrix[m][col];
+    });
   }
-  const auto pack = [](const std::vector<DenseMatrix>& matrices,
-                       const std::vector<MatrixBlock>& blocks, const auto& factor) {
-    std::vector<double> packed;
-    for (size_t m = 0; m < blocks.size(); ++m) {
-      const size_t n = index(blocks[m].dimension);
-      for (size_t col = 0; col < n; ++col) {
-        for (size_t row = col; row < n; ++row) {
-          packed.push_back(matrices[m](row, col) * factor(m, row, col));
-        }
-      }
-    }
-    return packed;
-  };
-  const auto congruence = [&](size_t m, size_t row, size_t col) {
-    return scaling.matrix[m][row] * scaling.matrix[m][col];
-  };
-  if (point.certificate != Certificate::kDualRay) {
-    result->barx = pack(point.matrices, problem_.matrices, congruence);
+  if (point.certificate != Certificate::kPrimalRay) {
+    result->bars = pack(point.matrix_duals, [&](size_t m, size_t row, size_t col) {
+      return 1.0 / (scaling.matrix[m][row] * scaling.matrix[m][col] * scaling.cost);
+    });
+    restore_multipliers(model_problem.model, scaling, point, result);
+    restore_reduced_costs(model_problem, scaling, point, result);
   }
-  if (point.certificate == Certificate::kPrimalRay) return;
-  result->bars = pack(point.matrix_duals, problem_.matrices, [&](size_t m, size_t row, size_t col) {
-    return 1.0 / (congruence(m, row, col) * scaling.cost);
-  });
-  restore_duals(model_problem, scaling, point, result);
 }
 
-void ConicForm::restore_duals(const MinimizeProblem& model_problem, const Equilibration& scaling,
-                              const InteriorPoint& point, BackendResult* result) const {
-  const Model& model = model_problem.model;
-  const bool ray = point.certificate == Certificate::kDualRay;
+void ConicForm::restore_variables(const Equilibration& scaling, const InteriorPoint& point,
+                                  BackendResult* result) const {
+  const bool is_ray = point.certificate != Certificate::kNone;
+  result->x.assign(var_place_.size(), 0.0);
+  for (size_t j = 0; j < var_place_.size(); ++j) {
+    if (var_place_[j] >= 0) {
+      const size_t place = index(var_place_[j]);
+      result->x[j] = point.x[place] * scaling.var[place];
+    } else if (!is_ray) {
+      result->x[j] = fixed_value_[j];
+    }
+  }
+}
+
+void ConicForm::restore_multipliers(const Model& model, const Equilibration& scaling,
+                                    const InteriorPoint& point, BackendResult* result) const {
   result->y.assign(row_place_.size(), 0.0);
   for (size_t i = 0; i < row_place_.size(); ++i) {
     if (row_place_[i] < 0) continue;
@@ -349,42 +375,32 @@ void ConicForm::restore_duals(const MinimizeProblem& model_problem, const Equili
     if (y < 0.0 && !std::isfinite(model.con_upper[i])) y = 0.0;
     result->y[i] = y;
   }
+}
+
+// The duals of bounds and cones. Those of a fixed variable are what stationarity leaves to it.
+void ConicForm::restore_reduced_costs(const MinimizeProblem& model_problem,
+                                      const Equilibration& scaling, const InteriorPoint& point,
+                                      BackendResult* result) const {
+  const Model& model = model_problem.model;
   std::vector<double> bound_dual(problem_.cost.size(), 0.0);
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     bound_dual[index(problem_.bounds[k].var)] += problem_.bounds[k].sign * point.z[k];
   }
-  // What stationarity leaves to the fixed variables.
-  std::vector<double> left(model.cost.size(), 0.0);
-  if (!ray) {
-    left = model_problem.cost;
-    for (const TriangleEntry& e : model.quadratic_cost) {
-      const double value = model_problem.sense_factor() * e.value;
-      left[index(e.row)] += value * result->x[index(e.col)];
-      if (e.row != e.col) left[index(e.col)] += value * result->x[index(e.row)];
-    }
-    for (const ConQuadraticEntry& q : model.quadratic_coefficients) {
-      const double value = result->y[index(q.con)] * q.entry.value;
-      left[index(q.entry.row)] -= value * result->x[index(q.entry.col)];
-      if (q.entry.row != q.entry.col) {
-        left[index(q.entry.col)] -= value * result->x[index(q.entry.row)];
-      }
-    }
-  }
-  const SparseMatrix& a = model.matrix;
+  std::vector<double> left = gradient(model_problem, *result);
   result->d.assign(model.cost.size(), 0.0);
   result->snx.assign(model.cost.size(), 0.0);
   const std::vector<int32_t> cone = cone_of_variables(model);
+  const SparseMatrix& a = model.matrix;
   for (size_t j = 0; j < model.cost.size(); ++j) {
-    const int32_t place = var_place_[j];
-    if (place >= 0) {
-      const double factor = 1.0 / (scaling.var[index(place)] * scaling.cost);
-      result->d[j] = factor * bound_dual[index(place)];
-      if (cone[j] >= 0) result->snx[j] = factor * point.cone_dual[index(place)];
+    if (var_place_[j] >= 0) {
+      const size_t place = index(var_place_[j]);
+      const double factor = 1.0 / (scaling.var[place] * scaling.cost);
+      result->d[j] = factor * bound_dual[place];
+      if (cone[j] >= 0) result->snx[j] = factor * point.cone_dual[place];
     }
-    const bool fixed = model.var_lower[j] == model.var_upper[j];
-    if (!fixed) continue;
-    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
-      left[j] -= a.value[index(k)] * result->y[index(a.row[index(k)])];
+    if (model.var_lower[j] != model.var_upper[j]) continue;
+    for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+      left[j] -= a.value[k] * result->y[index(a.row[k])];
     }
     result->d[j] = left[j] - result->snx[j];
   }

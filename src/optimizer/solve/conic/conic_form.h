@@ -53,8 +53,12 @@ class ConicForm {
   // Columns of the elements, a column a variable; those of the same place are added.
   Columns compress(std::vector<Element>* elements, int32_t num_row) const;
   void add_element(int32_t row, int32_t model_var, double value);
-  void restore_duals(const MinimizeProblem& model_problem, const Equilibration& scaling,
-                     const InteriorPoint& point, BackendResult* result) const;
+  void restore_variables(const Equilibration& scaling, const InteriorPoint& point,
+                         BackendResult* result) const;
+  void restore_multipliers(const Model& model, const Equilibration& scaling,
+                           const InteriorPoint& point, BackendResult* result) const;
+  void restore_reduced_costs(const MinimizeProblem& model_problem, const Equilibration& scaling,
+                             const InteriorPoint& point, BackendResult* result) const;
 
   ConicProblem problem_;
   std::vector<Element> elements_;

@@ -76,9 +76,9 @@ struct ConicProblem {
   std::vector<Bound> bounds;
   std::vector<ConeBlock> cones;
   std::vector<MatrixBlock> matrices;
-  // Whether a cone stands for a quadratic constraint. The answer's duals are read off its members
-  // then, which the gap alone determines to no more than half of its digits: they agree on the
-  // central path.
+  // A cone stands for a quadratic constraint. The answer's duals are read off its members then,
+  // which the gap alone determines to no more than half of its digits: they agree on the central
+  // path.
   bool has_quadratic_rows = false;
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }

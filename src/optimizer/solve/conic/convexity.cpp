@@ -1,4 +1,4 @@
-// L D L' of the form, scaled to a unit diagonal.
+// The form is scaled to a unit diagonal and factored as L D L'.
 #include "solve/conic/convexity.h"
 
 #include <Eigen/SparseCholesky>
@@ -6,6 +6,9 @@
 #include <cmath>
 #include <map>
 #include <unordered_map>
+#include <utility>
+
+#include "task/numeric.h"
 
 namespace vorlan::conic {
 namespace {
@@ -17,104 +20,141 @@ constexpr double kZeroPivot = 1e-10;
 
 using Matrix = Eigen::SparseMatrix<double, Eigen::ColMajor, int32_t>;
 
+// A form in the variables that it has.
 struct LocalForm {
   std::vector<int32_t> vars;  // of local indices
   std::vector<double> root;   // of the diagonal
   std::vector<Eigen::Triplet<double, int32_t>> elements;
 };
 
-// Fills `failure` when a variable's own curvature already shows that the form is not convex.
-LocalForm localize(const std::vector<TriangleEntry>& entries, double factor,
-                   ConvexFactor* failure) {
-  LocalForm form;
-  std::unordered_map<int32_t, int32_t> local;
-  const auto index_of = [&](int32_t var) {
-    const auto [it, is_new] = local.emplace(var, static_cast<int32_t>(form.vars.size()));
+// Scales a form to a unit diagonal. A variable's own curvature may show already that the form is
+// not convex; the failure says so then.
+class Localizer {
+ public:
+  Localizer(const std::vector<TriangleEntry>& entries, double factor, ConvexFactor* failure)
+      : entries_(entries), factor_(factor), failure_(failure) {}
+
+  LocalForm localize() {
+    number_variables();
+    for (size_t i = 0; i < form_.vars.size(); ++i) {
+      if (form_.root[i] < 0.0) fail(form_.vars[i], form_.vars[i]);
+      form_.root[i] = form_.root[i] > 0.0 ? std::sqrt(form_.root[i]) : 0.0;
+    }
+    scale_elements();
+    for (size_t i = 0; i < form_.vars.size(); ++i) {
+      const auto k = static_cast<int32_t>(i);
+      form_.elements.emplace_back(k, k, 1.0 + kShift);
+    }
+    return std::move(form_);
+  }
+
+ private:
+  int32_t number(int32_t var) {
+    const auto [it, is_new] = local_.emplace(var, static_cast<int32_t>(form_.vars.size()));
     if (is_new) {
-      form.vars.push_back(var);
-      form.root.push_back(0.0);
+      form_.vars.push_back(var);
+      form_.root.push_back(0.0);
     }
     return it->second;
-  };
-  for (const TriangleEntry& e : entries) {
-    if (e.value == 0.0) continue;
-    const int32_t row = index_of(e.row);
-    const int32_t col = index_of(e.col);
-    if (row == col) form.root[static_cast<size_t>(row)] += factor * e.value;
   }
-  const auto fail = [failure](int32_t var, int32_t other) {
-    failure->convex = false;
-    failure->var = var;
-    failure->other_var = other;
-  };
-  for (size_t i = 0; i < form.vars.size(); ++i) {
-    if (form.root[i] < 0.0) fail(form.vars[i], form.vars[i]);
-    form.root[i] = form.root[i] > 0.0 ? std::sqrt(form.root[i]) : 0.0;
-  }
-  for (const TriangleEntry& e : entries) {
-    if (e.value == 0.0 || !failure->convex) continue;
-    const int32_t row = local[e.row];
-    const int32_t col = local[e.col];
-    const double size = form.root[static_cast<size_t>(row)] * form.root[static_cast<size_t>(col)];
-    if (size == 0.0) {
-      fail(e.row, e.col);
-      continue;
-    }
-    if (row != col) {
-      const double value = factor * e.value / size;
-      form.elements.emplace_back(std::max(row, col), std::min(row, col), value);
+
+  // Numbers the variables in the order in which they come, and sums their diagonal.
+  void number_variables() {
+    for (const TriangleEntry& e : entries_) {
+      if (e.value == 0.0) continue;
+      const int32_t row = number(e.row);
+      const int32_t col = number(e.col);
+      if (row == col) form_.root[index(row)] += factor_ * e.value;
     }
   }
-  for (size_t i = 0; i < form.vars.size(); ++i) {
-    const auto k = static_cast<int32_t>(i);
-    form.elements.emplace_back(k, k, 1.0 + kShift);
+
+  void scale_elements() {
+    for (const TriangleEntry& e : entries_) {
+      if (e.value == 0.0 || !failure_->convex) continue;
+      const int32_t row = local_[e.row];
+      const int32_t col = local_[e.col];
+      const double size = form_.root[index(row)] * form_.root[index(col)];
+      if (size == 0.0) {
+        fail(e.row, e.col);
+      } else if (row != col) {
+        const double value = factor_ * e.value / size;
+        form_.elements.emplace_back(std::max(row, col), std::min(row, col), value);
+      }
+    }
   }
-  return form;
+
+  void fail(int32_t var, int32_t other) {
+    failure_->convex = false;
+    failure_->var = var;
+    failure_->other_var = other;
+  }
+
+  const std::vector<TriangleEntry>& entries_;
+  double factor_;
+  ConvexFactor* failure_;
+  LocalForm form_;
+  std::unordered_map<int32_t, int32_t> local_;
+};
+
+using Factorization = Eigen::SimplicialLDLT<Matrix, Eigen::Lower>;
+
+size_t node_at(const Factorization& factorization, Eigen::Index place) {
+  return index(factorization.permutationPinv().indices()[place]);
+}
+
+// Names the variable of a pivot that is not positive, and the one that its row has most of.
+void name_failure(const LocalForm& form, const Factorization& factorization, Eigen::Index bad,
+                  ConvexFactor* result) {
+  const Matrix& lower = factorization.matrixL().nestedExpression();
+  result->convex = false;
+  result->var = form.vars[node_at(factorization, bad)];
+  result->other_var = result->var;
+  double most = 0.0;
+  for (Eigen::Index col = 0; col < bad; ++col) {
+    for (Matrix::InnerIterator it(lower, col); it; ++it) {
+      const double size = std::fabs(it.value() * factorization.vectorD()[col]);
+      if (it.row() != bad || size <= most) continue;
+      most = size;
+      result->other_var = form.vars[node_at(factorization, col)];
+    }
+  }
+}
+
+// Row `col` of F is the root of its pivot times column `col` of L, without the scaling.
+std::vector<LinearTerm> root_row(const LocalForm& form, const Factorization& factorization,
+                                 Eigen::Index col) {
+  const double root = std::sqrt(factorization.vectorD()[col]);
+  const size_t pivot = node_at(factorization, col);
+  std::vector<LinearTerm> row = {{form.vars[pivot], root * form.root[pivot]}};
+  for (Matrix::InnerIterator it(factorization.matrixL().nestedExpression(), col); it; ++it) {
+    if (it.row() <= col || it.value() == 0.0) continue;
+    const size_t node = node_at(factorization, it.row());
+    row.emplace_back(form.vars[node], root * it.value() * form.root[node]);
+  }
+  return row;
 }
 
 }  // namespace
 
 ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double factor,
-                           bool with_rows) {
+                           FactorRows rows) {
   ConvexFactor result;
-  const LocalForm form = localize(entries, factor, &result);
+  const LocalForm form = Localizer(entries, factor, &result).localize();
   if (!result.convex || form.vars.empty()) return result;
   const auto order = static_cast<Eigen::Index>(form.vars.size());
   Matrix matrix(order, order);
   matrix.setFromTriplets(form.elements.begin(), form.elements.end());
-  const Eigen::SimplicialLDLT<Matrix, Eigen::Lower> factorization(matrix);
+  const Factorization factorization(matrix);
   const auto& pivots = factorization.vectorD();
-  const Matrix& lower = factorization.matrixL().nestedExpression();
-  const auto node = [&](Eigen::Index place) {
-    return static_cast<size_t>(factorization.permutationPinv().indices()[place]);
-  };
   Eigen::Index bad = 0;
   while (bad < order && pivots[bad] > 0.0) ++bad;
   if (bad < order) {
-    result.convex = false;
-    result.var = form.vars[node(bad)];
-    result.other_var = result.var;
-    double most = 0.0;
-    for (Eigen::Index col = 0; col < bad; ++col) {
-      for (Matrix::InnerIterator it(lower, col); it; ++it) {
-        if (it.row() != bad || std::fabs(it.value() * pivots[col]) <= most) continue;
-        most = std::fabs(it.value() * pivots[col]);
-        result.other_var = form.vars[node(col)];
-      }
-    }
+    name_failure(form, factorization, bad, &result);
     return result;
   }
-  if (!with_rows) return result;
+  if (rows == FactorRows::kLeftOut) return result;
   for (Eigen::Index col = 0; col < order; ++col) {
-    if (pivots[col] <= kZeroPivot) continue;
-    const double root = std::sqrt(pivots[col]);
-    std::vector<LinearTerm> row;
-    row.emplace_back(form.vars[node(col)], root * form.root[node(col)]);
-    for (Matrix::InnerIterator it(lower, col); it; ++it) {
-      if (it.row() <= col || it.value() == 0.0) continue;
-      row.emplace_back(form.vars[node(it.row())], root * it.value() * form.root[node(it.row())]);
-    }
-    result.rows.push_back(std::move(row));
+    if (pivots[col] > kZeroPivot) result.rows.push_back(root_row(form, factorization, col));
   }
   return result;
 }

@@ -1,4 +1,7 @@
-// Whether a quadratic form is convex, and its square root if it is.
+// The convexity of a quadratic form, and its square root if it is convex.
+//
+// A convex quadratic constraint becomes a cone of the rows of the root. A form that is not convex
+// is refused with the variables that show it, since that is what its author has to look at.
 #pragma once
 
 #include <utility>
@@ -12,8 +15,8 @@ using LinearTerm = std::pair<int32_t, double>;  // variable and coefficient
 
 struct ConvexFactor {
   bool convex = true;
-  // Where not: a variable with negative curvature once others are taken out, and the one of these
-  // that it hangs together with most (the same one if it needs no other).
+  // If it is not: a variable with negative curvature once others are taken out, and the one of
+  // these that its row has most of (the same one if it needs no other).
   int32_t var = -1;
   int32_t other_var = -1;
   // Rows of F with F'F = Q. The first element of a row is its pivot, whose variable is in no later
@@ -21,9 +24,11 @@ struct ConvexFactor {
   std::vector<std::vector<LinearTerm>> rows;
 };
 
-// Of factor * Q, its elements in the lower triangle.
+// Factors factor * Q, whose elements are given in the lower triangle. The rows are left out where
+// only the convexity is asked for.
+enum class FactorRows { kLeftOut, kFound };
 ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double factor,
-                           bool with_rows);
+                           FactorRows rows = FactorRows::kFound);
 
 // a = F'g + rest: the part of a linear function that moves the centre of the square, and what
 // remains, without the variables of pivots.

@@ -44,7 +44,7 @@ class DenseAlgebra {
   // The library, or nullptr with a message that says what is missing. Loaded once a process.
   static const DenseAlgebra* load(std::string* message);
 
-  // What was loaded, for the log: the library and the processor whose kernels it uses.
+  // The library that was loaded and the processor whose kernels it uses, for the log.
   const std::string& description() const { return description_; }
 
   // C = alpha A B + beta C.
@@ -67,7 +67,7 @@ class DenseAlgebra {
   // The eigenvalues, ascending, of the symmetric A, which is given by its lower triangle and lost.
   // False: no convergence.
   bool find_eigenvalues(MatrixView a, std::span<double> values) const;
-  // The same with the eigenvectors, which are written over A.
+  // Writes the eigenvectors over A besides.
   bool find_eigenvectors(MatrixView a, std::span<double> values) const;
 
  private:

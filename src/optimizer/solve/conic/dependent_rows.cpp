@@ -63,7 +63,7 @@ Rows select(const ConicProblem& problem, const std::vector<int32_t>& candidates)
   return rows;
 }
 
-// Long columns make A A' dense; then dependence is left to the method, which can bear with it.
+// Long columns make A A' dense. Dependence is left to the method then, which gets by with it.
 bool is_product_sparse(const Columns& by_var) {
   constexpr double kMostGrowth = 30.0;
   double elements = 0.0;

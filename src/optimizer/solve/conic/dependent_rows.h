@@ -1,5 +1,5 @@
-// Equations that say nothing new, or nothing possible: removed before the method begins, because
-// they make its linear systems singular.
+// Removes equations that say nothing new, and finds those that contradict each other, before the
+// method begins: they make its linear systems singular.
 #pragma once
 
 #include <vector>

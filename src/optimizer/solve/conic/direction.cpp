@@ -1,4 +1,5 @@
-// Right-hand sides, the offset, the step of tau, and what follows from these for all variables.
+// A step is found in this order: the right-hand sides of complementarity, those of the system, the
+// offset, the step of tau, and what follows from these for all variables.
 #include "solve/conic/direction.h"
 
 #include <algorithm>
@@ -185,10 +186,10 @@ double Direction::last_equation(double reduction, double* rounding) const {
   return sum;
 }
 
-// The same without matrix variables, with q, b and h expressed by the residuals and the iterate:
-// the large terms are each other's opposites then, and what is left are products of residuals with
-// the offset, and complementarity. Nothing cancels where tau is small, but it relies on the offset
-// to solve its system.
+// The last equation without matrix variables, with q, b and h expressed by the residuals and the
+// iterate: the large terms are each other's opposites then, and what is left are products of
+// residuals with the offset, and complementarity. Nothing cancels where tau is small, but it relies
+// on the offset to solve its system.
 double Direction::last_equation_by_residuals(double reduction) const {
   double sum = reduction * scalings_.degree() * scalings_.mu(at_) + pair_rhs_ +
                dot(residuals_.dual, offset_.x) + dot(residuals_.primal, offset_.y);
@@ -250,7 +251,7 @@ Step Direction::find(double reduction, double mu, const Step& affine) {
   return step;
 }
 
-// What the offset and tau's step imply for the other scalar variables.
+// The other scalar variables follow from the offset and tau's step.
 void Direction::complete(Step* step) const {
   const double ratio = step->tau / at_.tau;
   step->x = offset_.x;
@@ -280,7 +281,7 @@ void Direction::complete(Step* step) const {
   }
 }
 
-// Whether a residual of the equations matters to the gap, to which it adds its product with y.
+// Says whether a residual of the equations matters to the gap, to which it adds its product with y.
 bool Direction::moves_gap(const std::vector<double>& residual) const {
   constexpr double kShare = 0.1;
   double product = 0.0;
@@ -298,9 +299,10 @@ void Direction::take_correction(double factor, NewtonVector* correction, Step* s
   complete(step);
 }
 
-// What the step leaves of the equations is solved for once more, with a right-hand side as small as
-// that. It is more than it should be where tau is small, and always of matrix variables: their step
-// is computed from dy through products with W, whose rounding errors grow as W's condition does.
+// The residual that the step leaves of the equations is solved for once more, with a right-hand
+// side as small as that. It is more than it should be where tau is small, and always of matrix
+// variables: their step is computed from dy through products with W, whose rounding errors grow as
+// W's condition does.
 void Direction::refine(Step* step) {
   constexpr int kMostCorrections = 4;
   constexpr double kGoodShare = 0.1;

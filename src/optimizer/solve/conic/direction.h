@@ -1,10 +1,10 @@
 // The directions in which an iterate can go: built once a factorization, and asked first for the
-// affine step and then for the one that is taken (S. Mehrotra, On the implementation of a primal-dual
-// interior point method, SIAM J. Optim. 2, 1992).
+// affine step and then for the one that is taken (S. Mehrotra, On the implementation of a
+// primal-dual interior point method, SIAM J. Optim. 2, 1992).
 //
-// A step of the embedding is a multiple of the iterate, dtau / tau, plus an offset (u, v) of x and y.
-// The offset solves the Newton system with right-hand sides from which the multiple is taken out:
-// the scalings of active bounds and cones would make these huge, only to cancel later.
+// A step of the embedding is a multiple of the iterate, dtau / tau, plus an offset (u, v) of x and
+// y. The offset solves the Newton system with right-hand sides from which the multiple is taken
+// out: the scalings of active bounds and cones would make these huge, only to cancel later.
 #pragma once
 
 #include <span>
@@ -17,8 +17,8 @@ namespace vorlan::conic {
 
 class Direction {
  public:
-  // Whether steps change tau and kappa. Where they do not, the iterate is taken for a solution, and
-  // steps only move it along or towards the central path.
+  // Steps change tau and kappa or hold them. Held, the iterate is taken for a solution, and steps
+  // only move it along or towards the central path.
   enum class Tau { kFree, kHeld };
   // The scalings must be those of the iterate, and the system factored with them.
   Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
@@ -41,7 +41,7 @@ class Direction {
   void aim_at_boundary();
   void aim_at_path(double mu, const Step& affine);
   void set_rhs(double reduction);
-  // What tau_factor_ dtau must be.
+  // The value that tau_factor_ dtau must have.
   double last_equation(double reduction, double* rounding) const;
   double last_equation_by_residuals(double reduction) const;
   double tau_step(double reduction) const;

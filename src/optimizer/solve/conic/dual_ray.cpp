@@ -1,4 +1,4 @@
-// A semidefinite system for it.
+// The point solves a semidefinite system: H on the variables that are free to move.
 #include "solve/conic/dual_ray.h"
 
 #include <Eigen/SparseCholesky>

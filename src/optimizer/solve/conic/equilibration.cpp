@@ -1,4 +1,5 @@
-// Ruiz's iteration on [P A'; A 0], with one factor a cone.
+// Ruiz's iteration runs on [P A'; A 0] with one factor a cone. Matrix variables whose right-hand
+// sides are far apart are scaled before it by means of logarithms.
 #include "solve/conic/equilibration.h"
 
 #include <algorithm>
@@ -168,7 +169,7 @@ void apply(const Equilibration& scaling, ConicProblem* problem) {
   }
 }
 
-// Ruiz's iteration.
+// Runs Ruiz's iteration.
 Equilibration by_norms(const ConicProblem& problem) {
   Equilibration scaling = identity_scaling(problem, problem.rhs.size());
   for (int round = 0; round < kRounds; ++round) {

@@ -29,7 +29,7 @@ constexpr double kRayViolation = 1e-8;
 // A run that can go on takes an objective for unlimited only when it falls by so much, since an
 // optimum far out looks like a ray for a while.
 constexpr double kCertainFall = 1e13;
-// From this order on the dense end of the factor repays the loading of fast dense algebra.
+// The least order at which the dense end of the factor repays the loading of fast dense algebra.
 constexpr int32_t kLargeDenseOrder = 200;
 
 }  // namespace
@@ -78,7 +78,7 @@ Status InteriorPointMethod::prepare() {
   return {};
 }
 
-// Whether the iteration ended with an answer; else no step leads further.
+// True: the iteration ended with an answer. False: no step leads further.
 bool InteriorPointMethod::iterate(InteriorPoint* result) {
   if (!scalings_->update(now_)) return false;
   double length = 0.0;
@@ -191,7 +191,7 @@ void InteriorPointMethod::center() {
   }
 }
 
-// What holds less exactly is claimed where no step leads further.
+// A run that can go no further claims what holds less exactly.
 void InteriorPointMethod::conclude(InteriorPoint* result) {
   const Tolerances loose{kLooseTolerance, kLooseTolerance, 0};
   // An iterate is far from a solution beyond this multiple of the loose tolerance.

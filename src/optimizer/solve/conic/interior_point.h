@@ -32,7 +32,7 @@ class InteriorPointMethod {
   InteriorPointMethod(const ConicProblem& problem, const Equilibration& scaling,
                       const Tolerances& tolerances, RayProof proves, BackendMonitor* monitor);
 
-  // Where the best iterate goes while the method runs, whenever the monitor wants a point.
+  // Hands on the best iterate while the method runs, whenever the monitor wants a point.
   void offer_points(std::function<void(const InteriorPoint&)> take) { offer_ = std::move(take); }
 
   // A failure means that the dense algebra which matrix variables ask for is not there.

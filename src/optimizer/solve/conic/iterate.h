@@ -28,8 +28,8 @@ Step zero_step(const ConicProblem& problem);
 
 struct Iterate : ScalarVariables {
   std::vector<MatrixPoint> matrices;
-  // The dual residual of each matrix variable is this multiple of C - I, its first one. Z is what y,
-  // tau and the multiple make it.
+  // The dual residual of each matrix variable is this multiple of C - I, its first one. Z is what
+  // y, tau and the multiple make it.
   double matrix_residual = 1.0;
 
   // x's + z's + X's products with their duals, and tau kappa.

@@ -1,5 +1,5 @@
-// The products go row by row, from the longest to the shortest, and each row with all later ones: so
-// the long rows, whose products cost most, are multiplied by W only once.
+// The products go row by row, from the longest to the shortest, and each row with all later ones:
+// so the long rows, whose products cost most, are multiplied by W only once.
 #include "solve/conic/matrix_products.h"
 
 #include <algorithm>

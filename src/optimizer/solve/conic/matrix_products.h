@@ -1,4 +1,5 @@
-// What a matrix variable adds to the equations of a step: <A_i, W A_j W> of all pairs of its rows.
+// The elements that a matrix variable adds to the equations of a step: <A_i, W A_j W> of all pairs
+// of its rows.
 //
 // The dual residual of a matrix variable stays a multiple of what it is at the start, C - I, since
 // each step takes the same share off it. So C and I join the A_i as two more rows, whose products
@@ -53,7 +54,7 @@ class MatrixProducts {
   std::vector<double> cost_column_, identity_column_;
   double cost_square_ = 0.0;
   double cost_identity_ = 0.0;
-  // Of the row at hand: W by its support, A W there, and W A W.
+  // Matrices of the row at hand: W by its support, A W there, and W A W.
   DenseMatrix gathered_, image_, product_;
   std::vector<size_t> place_;  // in the support
 };

@@ -1,9 +1,12 @@
-// G comes from a Cholesky factorization and an eigenvalue decomposition. Everything else is products
-// of matrices, of which only half is computed wherever the result is known to be symmetric.
+// G comes from a Cholesky factorization and an eigenvalue decomposition. Everything else is
+// products of matrices, of which only half is computed wherever the result is known to be
+// symmetric.
 #include "solve/conic/matrix_scaling.h"
 
 #include <algorithm>
 #include <cmath>
+
+#include "task/numeric.h"
 
 namespace vorlan::conic {
 namespace {
@@ -14,7 +17,7 @@ constexpr size_t kSparseShare = 12;
 
 bool is_sparse(const DenseMatrix& matrix) {
   const std::span<const double> values = matrix.values();
-  const auto zeros = static_cast<size_t>(std::count(values.begin(), values.end(), 0.0));
+  const auto zeros = index(std::count(values.begin(), values.end(), 0.0));
   return (values.size() - zeros) * kSparseShare < values.size();
 }
 

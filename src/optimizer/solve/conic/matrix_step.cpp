@@ -1,4 +1,4 @@
-// Right-hand sides, steps and their length.
+// A step costs three congruences by G: of dZ, of its way back to dX, and of the right-hand side.
 #include "solve/conic/matrix_step.h"
 
 #include <algorithm>
@@ -85,7 +85,7 @@ void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
   scaling_->unscale_primal(scaled_rhs_, &rhs_);
 }
 
-// In scaled terms Z is diag(lambda), and X what comes back from that.
+// Z is diag(lambda) in scaled terms, and X is what comes back from that.
 void MatrixDirection::set_scaled(double ratio, MatrixStep* step) const {
   DenseMatrix& z = step->scaled.z;
   for (size_t i = 0; i < order(); ++i) z(i, i) += ratio * scaling_->lambda()[i];

@@ -42,7 +42,7 @@ class MatrixDirection {
 
   // The step with dZ = ratio Z - sum_i dy_i A_i + cost_change (C - I), in scaled terms alone.
   MatrixStep find_affine(std::span<const double> dy, double ratio, double cost_change);
-  // The same step in full.
+  // The step in scaled terms and as a change of X.
   MatrixStep find(std::span<const double> dy, double ratio, double cost_change);
   // Adds what a further dy changes. The right-hand side is lost.
   void correct(std::span<const double> dy, MatrixStep* step);

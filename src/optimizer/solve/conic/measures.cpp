@@ -12,8 +12,8 @@
 namespace vorlan::conic {
 namespace {
 
-// What residuals are relative to, in the terms of the scaled problem and of a solution that is
-// divided by tau.
+// The sizes that residuals are relative to, in the terms of the scaled problem and of a solution
+// that is divided by tau.
 struct ResidualSizes {
   std::vector<double> row, var;
 };

@@ -1,5 +1,5 @@
-// The pattern is built once, with the place of each element that an iterate changes. A factorization
-// then adds the values at these places.
+// The pattern is built once, with the place of each element that an iterate changes. A
+// factorization then adds the values at these places.
 #include "solve/conic/newton_system.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ constexpr double kRelativeShift = 4e-16;
 // Refinement ends after so many rounds, or at this residual relative to the right-hand side.
 constexpr int kMostRounds = 4;
 constexpr double kGoodResidual = 1e-15;
-// With matrix variables the products with W are no better, and the caller corrects their steps.
+// Products with W are no better than this, and the caller corrects the steps of matrix variables.
 constexpr double kGoodMatrixResidual = 1e-12;
 // A round that leaves more than this share of the residual is the last one.
 constexpr double kSlowRound = 0.5;
@@ -37,7 +37,8 @@ class NewtonSystem::Pattern {
     elements_.push_back({std::min(a, b), std::max(a, b), value, place});
   }
 
-  // Adds the elements of a matrix, those on and above its diagonal or all, `shift` rows further down.
+  // Adds the elements of a matrix, those on and above its diagonal or all, `shift` rows further
+  // down.
   enum class Part { kUpper, kAll };
   void add_columns(const Columns& columns, Part part, size_t shift) {
     for (size_t j = 0; j < index(columns.num_col()); ++j) {
@@ -93,17 +94,20 @@ class NewtonSystem::Pattern {
 
 NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings,
                            const DenseAlgebra* algebra)
-    : problem_(problem), algebra_(algebra), shift_(kFirstShift) {
+    : problem_(problem),
+      algebra_(algebra),
+      shift_(kFirstShift),
+      refined_{[this](const std::vector<double>& x, std::vector<double>* out) { multiply(x, out); },
+               [this](std::span<double> x) { ldl_.solve(x); }} {
   for (const MatrixBlock& block : problem.matrices) products_.emplace_back(block, *algebra);
   choose_matrix_rows();
   build_pattern(scalings);
-  const size_t end = end_rows_.size();
-  end_.reset(end, end);
-  negative_end_.reset(end, end);
+  end_.products.reset(end_.rows.size(), end_.rows.size());
+  end_.negative.reset(end_.rows.size(), end_.rows.size());
   for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(index(upper_.order), 0.0);
   ldl_.use(algebra);
   std::vector<int32_t> last;
-  for (const int32_t row : end_rows_) last.push_back(static_cast<int32_t>(first_row_node_) + row);
+  for (const int32_t row : end_.rows) last.push_back(static_cast<int32_t>(first_row_node_) + row);
   ldl_.analyze(upper_, last);
 }
 
@@ -115,23 +119,23 @@ void NewtonSystem::choose_matrix_rows() {
     pairs += 0.5 * parts * (parts + 1.0);
     for (const MatrixPart& part : block.parts) has_matrix[index(part.row)] = true;
   }
-  place_in_end_.assign(problem_.rhs.size(), -1);
+  end_.place.assign(problem_.rhs.size(), -1);
   for (int32_t row = 0; row < problem_.num_row(); ++row) {
     if (!has_matrix[index(row)]) continue;
-    place_in_end_[index(row)] = static_cast<int32_t>(end_rows_.size());
-    end_rows_.push_back(row);
+    end_.place[index(row)] = static_cast<int32_t>(end_.rows.size());
+    end_.rows.push_back(row);
   }
   constexpr double kSparseShare = 0.1;
-  const auto rows = static_cast<double>(end_rows_.size());
+  const auto rows = static_cast<double>(end_.rows.size());
   has_dense_end_ = pairs >= kSparseShare * 0.5 * rows * (rows + 1.0);
-  if (!has_dense_end_) end_rows_.clear();
+  if (!has_dense_end_) end_.rows.clear();
 }
 
 void NewtonSystem::build_pattern(const Scalings& scalings) {
   Pattern pattern;
-  place_.resize(problem_.cones.size());
+  place_.cones.resize(problem_.cones.size());
   sign_.assign(problem_.cost.size(), 1);
-  for (size_t c = 0; c < place_.size(); ++c) {
+  for (size_t c = 0; c < place_.cones.size(); ++c) {
     if (scalings.cone(c).has_dense_hessian()) {
       add_dense_cone(c, &pattern);
     } else {
@@ -141,8 +145,8 @@ void NewtonSystem::build_pattern(const Scalings& scalings) {
   first_row_node_ = sign_.size();
   const size_t order = first_row_node_ + problem_.rhs.size();
   sign_.resize(order, -1);
-  diagonal_.resize(order);
-  for (size_t node = 0; node < order; ++node) pattern.add(node, node, 0.0, &diagonal_[node]);
+  place_.diagonal.resize(order);
+  for (size_t node = 0; node < order; ++node) pattern.add(node, node, 0.0, &place_.diagonal[node]);
   pattern.add_columns(problem_.quadratic, Pattern::Part::kUpper, 0);
   pattern.add_columns(problem_.matrix, Pattern::Part::kAll, first_row_node_);
   if (!has_dense_end_) add_matrices(&pattern);
@@ -154,11 +158,11 @@ void NewtonSystem::build_pattern(const Scalings& scalings) {
 // The upper triangle of the cone's Hessian.
 void NewtonSystem::add_dense_cone(size_t c, Pattern* pattern) {
   const std::vector<int32_t>& vars = problem_.cones[c].vars;
-  place_[c].resize(vars.size() * (vars.size() + 1) / 2);
+  place_.cones[c].resize(vars.size() * (vars.size() + 1) / 2);
   size_t k = 0;
   for (size_t j = 0; j < vars.size(); ++j) {
     for (size_t i = 0; i <= j; ++i) {
-      pattern->add(index(vars[i]), index(vars[j]), 0.0, &place_[c][k++]);
+      pattern->add(index(vars[i]), index(vars[j]), 0.0, &place_.cones[c][k++]);
     }
   }
 }
@@ -168,14 +172,14 @@ void NewtonSystem::add_sparse_cone(size_t c, Pattern* pattern) {
   const std::vector<int32_t>& vars = problem_.cones[c].vars;
   const size_t size = vars.size();
   const size_t node = sign_.size();
-  place_[c].resize(3 * size + 1);
+  place_.cones[c].resize(3 * size + 1);
   for (size_t i = 0; i < size; ++i) {
     const size_t var = index(vars[i]);
-    pattern->add(var, var, 0.0, &place_[c][i]);
-    pattern->add(var, node, 0.0, &place_[c][size + 1 + i]);
-    pattern->add(var, node + 1, 0.0, &place_[c][2 * size + 1 + i]);
+    pattern->add(var, var, 0.0, &place_.cones[c][i]);
+    pattern->add(var, node, 0.0, &place_.cones[c][size + 1 + i]);
+    pattern->add(var, node + 1, 0.0, &place_.cones[c][2 * size + 1 + i]);
   }
-  pattern->add(index(vars[0]), index(vars[1]), 0.0, &place_[c][size]);
+  pattern->add(index(vars[0]), index(vars[1]), 0.0, &place_.cones[c][size]);
   pattern->add(node, node, -1.0);
   pattern->add(node + 1, node + 1, 1.0);
   sign_.push_back(-1);
@@ -183,15 +187,15 @@ void NewtonSystem::add_sparse_cone(size_t c, Pattern* pattern) {
 }
 
 void NewtonSystem::add_matrices(Pattern* pattern) {
-  matrix_place_.resize(problem_.matrices.size());
-  for (size_t m = 0; m < matrix_place_.size(); ++m) {
+  place_.matrices.resize(problem_.matrices.size());
+  for (size_t m = 0; m < place_.matrices.size(); ++m) {
     const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
-    matrix_place_[m].resize(parts.size() * (parts.size() + 1) / 2);
+    place_.matrices[m].resize(parts.size() * (parts.size() + 1) / 2);
     size_t k = 0;
     for (size_t col = 0; col < parts.size(); ++col) {
       for (size_t row = col; row < parts.size(); ++row) {
         pattern->add(first_row_node_ + index(parts[row].row),
-                     first_row_node_ + index(parts[col].row), 0.0, &matrix_place_[m][k++]);
+                     first_row_node_ + index(parts[col].row), 0.0, &place_.matrices[m][k++]);
       }
     }
   }
@@ -200,7 +204,7 @@ void NewtonSystem::add_matrices(Pattern* pattern) {
 void NewtonSystem::add_cone_values(const Scalings& scalings) {
   DenseMatrix h;
   std::vector<double> values;
-  for (size_t c = 0; c < place_.size(); ++c) {
+  for (size_t c = 0; c < place_.cones.size(); ++c) {
     const ScaledCone& cone = scalings.cone(c);
     const size_t size = cone.size();
     if (cone.has_dense_hessian()) {
@@ -208,7 +212,7 @@ void NewtonSystem::add_cone_values(const Scalings& scalings) {
       cone.hessian(h);
       size_t k = 0;
       for (size_t j = 0; j < size; ++j) {
-        for (size_t i = 0; i <= j; ++i) upper_.value[index(place_[c][k++])] += h(i, j);
+        for (size_t i = 0; i <= j; ++i) upper_.value[index(place_.cones[c][k++])] += h(i, j);
       }
       continue;
     }
@@ -216,14 +220,14 @@ void NewtonSystem::add_cone_values(const Scalings& scalings) {
     const std::span<double> all = values;
     cone.sparse_hessian({all.first(size), values[size], all.subspan(size + 1, size),
                          all.subspan(2 * size + 1, size)});
-    for (size_t k = 0; k < values.size(); ++k) upper_.value[index(place_[c][k])] += values[k];
+    for (size_t k = 0; k < values.size(); ++k) upper_.value[index(place_.cones[c][k])] += values[k];
   }
 }
 
 void NewtonSystem::factor(const Scalings& scalings) {
   upper_.value = constant_;
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
-    upper_.value[index(diagonal_[index(problem_.bounds[k].var)])] += scalings.bounds()[k];
+    upper_.value[index(place_.diagonal[index(problem_.bounds[k].var)])] += scalings.bounds()[k];
   }
   add_cone_values(scalings);
   add_matrix_values(scalings);
@@ -235,7 +239,7 @@ void NewtonSystem::factor(const Scalings& scalings) {
 }
 
 void NewtonSystem::add_matrix_values(const Scalings& scalings) {
-  end_.fill(0.0);
+  end_.products.fill(0.0);
   for (size_t m = 0; m < products_.size(); ++m) {
     products_[m].compute(scalings.matrix(m).w(), &schur_);
     const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
@@ -244,25 +248,26 @@ void NewtonSystem::add_matrix_values(const Scalings& scalings) {
       for (size_t row = col; row < parts.size(); ++row) {
         const double value = schur_(row, col);
         if (!has_dense_end_) {
-          upper_.value[index(matrix_place_[m][k++])] -= value;
+          upper_.value[index(place_.matrices[m][k++])] -= value;
           continue;
         }
-        const size_t p = index(place_in_end_[index(parts[row].row)]);
-        const size_t q = index(place_in_end_[index(parts[col].row)]);
-        end_(std::max(p, q), std::min(p, q)) += value;
+        const size_t p = index(end_.place[index(parts[row].row)]);
+        const size_t q = index(end_.place[index(parts[col].row)]);
+        end_.products(std::max(p, q), std::min(p, q)) += value;
       }
     }
   }
-  for (size_t k = 0; k < end_.values().size(); ++k) negative_end_.values()[k] = -end_.values()[k];
+  const std::span<const double> values = std::as_const(end_.products).values();
+  for (size_t k = 0; k < values.size(); ++k) end_.negative.values()[k] = -values[k];
 }
 
 void NewtonSystem::factor_shifted() {
   shifted_.value = upper_.value;
   for (size_t node = 0; node < sign_.size(); ++node) {
-    double& value = shifted_.value[index(diagonal_[node])];
+    double& value = shifted_.value[index(place_.diagonal[node])];
     value += sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
   }
-  ldl_.factor(shifted_, sign_, end_rows_.empty() ? nullptr : &negative_end_);
+  ldl_.factor(shifted_, sign_, end_.rows.empty() ? nullptr : &end_.negative);
 }
 
 void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* out) const {
@@ -278,13 +283,13 @@ void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* o
     }
     (*out)[col] += sum;
   }
-  if (end_rows_.empty()) return;
+  if (end_.rows.empty()) return;
   std::vector<double> part;
-  for (const int32_t row : end_rows_) part.push_back(x[first_row_node_ + index(row)]);
+  for (const int32_t row : end_.rows) part.push_back(x[first_row_node_ + index(row)]);
   std::vector<double> product(part.size());
-  algebra_->multiply_vector(end_, part, product);
+  algebra_->multiply_vector(end_.products, part, product);
   for (size_t k = 0; k < product.size(); ++k) {
-    (*out)[first_row_node_ + index(end_rows_[k])] -= product[k];
+    (*out)[first_row_node_ + index(end_.rows[k])] -= product[k];
   }
 }
 
@@ -300,7 +305,7 @@ void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution) {
   double error = norm_of_residual();
   for (int round = 0; round < kMostRounds && error > target; ++round) {
     before_ = solution_;
-    correct(error, target);
+    correction_.apply(refined_, residual_, error, target, &solution_);
     const double next = norm_of_residual();
     if (!(next < error)) {
       solution_ = before_;
@@ -321,56 +326,6 @@ double NewtonSystem::norm_of_residual() {
   multiply(solution_, &residual_);
   for (size_t i = 0; i < rhs_.size(); ++i) residual_[i] = rhs_[i] - residual_[i];
   return norm(residual_);
-}
-
-// Adds the best combination of a few Krylov vectors of the residual, GMRES with the factorization
-// as preconditioner from the right (Y. Saad, M. Schultz, SIAM J. Sci. Stat. Comput. 7, 1986). Where
-// the shift changes only some directions much, these take a few vectors, while plain refinement
-// would crawl.
-void NewtonSystem::correct(double error, double target) {
-  constexpr double kWellBelow = 0.3;
-  basis_[0] = residual_;
-  for (double& value : basis_[0]) value /= error;
-  size_t size = 0;  // of the space
-  std::vector<std::array<double, 2>> rotations;
-  std::vector<std::vector<double>> columns;  // of the triangular factor of the Hessenberg matrix
-  std::vector<double> right = {error};
-  while (size < kMostVectors && std::fabs(right.back()) > kWellBelow * target) {
-    const size_t k = size;
-    images_[k] = basis_[k];
-    ldl_.solve(images_[k]);
-    std::vector<double>& next = basis_[k + 1];
-    next.resize(rhs_.size());
-    multiply(images_[k], &next);
-    std::vector<double> column(k + 2);
-    for (size_t i = 0; i <= k; ++i) {
-      column[i] = dot(basis_[i], next);
-      for (size_t j = 0; j < next.size(); ++j) next[j] -= column[i] * basis_[i][j];
-    }
-    const double length = norm(next);
-    column[k + 1] = length;
-    for (size_t i = 0; i < k; ++i) {
-      const auto [cosine, sine] = rotations[i];
-      const double upper = cosine * column[i] + sine * column[i + 1];
-      column[i + 1] = cosine * column[i + 1] - sine * column[i];
-      column[i] = upper;
-    }
-    const double radius = std::hypot(column[k], column[k + 1]);
-    if (!(radius > 0.0) || !std::isfinite(radius)) break;
-    rotations.push_back({column[k] / radius, column[k + 1] / radius});
-    column[k] = radius;
-    right.push_back(-rotations[k][1] * right[k]);
-    right[k] *= rotations[k][0];
-    columns.push_back(std::move(column));
-    ++size;
-    if (!(length > 0.0)) break;
-    for (double& value : next) value /= length;
-  }
-  for (size_t k = size; k-- > 0;) {
-    const double weight = right[k] / columns[k][k];
-    for (size_t i = 0; i < k; ++i) right[i] -= weight * columns[k][i];
-    for (size_t j = 0; j < solution_.size(); ++j) solution_[j] += weight * images_[k][j];
-  }
 }
 
 }  // namespace vorlan::conic

@@ -9,9 +9,9 @@
 // constant, which iterative refinement takes back.
 #pragma once
 
-#include <array>
 #include <vector>
 
+#include "solve/conic/krylov_correction.h"
 #include "solve/conic/matrix_products.h"
 #include "solve/conic/scalings.h"
 #include "solve/conic/sparse_ldl.h"
@@ -30,6 +30,9 @@ class NewtonSystem {
  public:
   // Chooses the order of the pivots. The algebra may be null where there are no matrix variables.
   NewtonSystem(const ConicProblem& problem, const Scalings& scalings, const DenseAlgebra* algebra);
+
+  NewtonSystem(const NewtonSystem&) = delete;
+  NewtonSystem& operator=(const NewtonSystem&) = delete;
 
   // Gives the factor dense algebra from now on.
   void use(const DenseAlgebra* algebra) { ldl_.use(algebra); }
@@ -55,7 +58,20 @@ class NewtonSystem {
   void factor_shifted();
   void multiply(const std::vector<double>& x, std::vector<double>* out) const;
   double norm_of_residual();
-  void correct(double error, double target);
+
+  // The places in the matrix of the elements that change with an iterate.
+  struct Places {
+    std::vector<int64_t> diagonal;               // of each node
+    std::vector<std::vector<int64_t>> cones;     // of each cone's Hessian
+    std::vector<std::vector<int64_t>> matrices;  // of each matrix variable's products
+  };
+  // The dense end of the matrix: the equations with matrix variables, and M among them, in the
+  // lower triangle.
+  struct DenseEnd {
+    std::vector<int32_t> rows;
+    std::vector<int32_t> place;  // of each equation
+    DenseMatrix products, negative;
+  };
 
   const ConicProblem& problem_;
   const DenseAlgebra* algebra_;
@@ -63,26 +79,20 @@ class NewtonSystem {
   UpperTriangle shifted_;
   std::vector<double> constant_;  // of each element: P and A
   std::vector<int8_t> sign_;
-  std::vector<int64_t> diagonal_;            // place of each node's diagonal element
-  std::vector<std::vector<int64_t>> place_;  // of each cone's elements
-  size_t first_row_node_ = 0;                // the equations are the last nodes
-  // Equations with matrix variables are the dense end of the matrix, or, where few of them share a
-  // matrix variable, elements of the sparse matrix like others.
+  Places place_;
+  size_t first_row_node_ = 0;  // the equations are the last nodes
+  // Where few equations share a matrix variable, its products are elements of the sparse matrix
+  // like others, and there is no dense end.
   bool has_dense_end_ = true;
-  std::vector<int32_t> end_rows_;                   // the equations of the dense end
-  std::vector<int32_t> place_in_end_;               // of each equation
-  std::vector<std::vector<int64_t>> matrix_place_;  // else: of each matrix variable's elements
+  DenseEnd end_;
   std::vector<MatrixProducts> products_;
-  DenseMatrix end_, negative_end_;  // M of the dense end, lower triangle, and -M
-  DenseMatrix schur_;               // of one matrix variable
+  DenseMatrix schur_;  // of one matrix variable
   double shift_;
   SparseLdl ldl_;
   std::vector<double> rhs_, solution_, residual_;
-  // Vectors of the refinement are kept for the next one: large ones would be new pages each time.
-  static constexpr size_t kMostVectors = 8;
   std::vector<double> before_;
-  std::array<std::vector<double>, kMostVectors + 1> basis_;  // orthonormal
-  std::array<std::vector<double>, kMostVectors> images_;     // of the basis, preconditioned
+  KrylovCorrection::System refined_;
+  KrylovCorrection correction_;
 };
 
 }  // namespace vorlan::conic

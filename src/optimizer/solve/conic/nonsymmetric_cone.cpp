@@ -1,4 +1,4 @@
-// Scaling, shadows and the neighbourhood of the central path.
+// The scaling is a BFGS update of the barrier's Hessian, in dense algebra of the order of the cone.
 #include "solve/conic/nonsymmetric_cone.h"
 
 #include <Eigen/Cholesky>
@@ -30,13 +30,9 @@ ConstVectorMap map(std::span<const double> values) {
   return {values.data(), static_cast<Eigen::Index>(values.size())};
 }
 
-std::span<const double> view(const Vector& vector) {
-  return {vector.data(), static_cast<size_t>(vector.size())};
-}
+std::span<const double> view(const Vector& vector) { return {vector.data(), index(vector.size())}; }
 
-std::span<double> view(Vector* vector) {
-  return {vector->data(), static_cast<size_t>(vector->size())};
-}
+std::span<double> view(Vector* vector) { return {vector->data(), index(vector->size())}; }
 
 // The neighbourhood: 1 / mu' >= kNeighbourhood mu, as wide as the reference takes it.
 constexpr double kNeighbourhood = 1e-6;
@@ -127,7 +123,8 @@ void NonsymmetricCone::multiply(std::span<const double> ds, std::span<double> ou
   Eigen::Map<Vector>(out.data(), static_cast<Eigen::Index>(out.size())) = map(hessian_) * map(ds);
 }
 
-// In the barrier's own parts it is -z - mu grad f(s) + 1/2 f'''(s)[ds, inv(f''(s)) dz].
+// The right-hand side in the barrier's own parts is -z - mu grad f(s) + 1/2 f'''(s)[ds, inv(f''(s))
+// dz].
 void NonsymmetricCone::centering_rhs(const ConePoint& at, double mu_target, const ConePoint& affine,
                                      std::span<double> out) const {
   const auto n = static_cast<Eigen::Index>(size());

@@ -17,8 +17,7 @@ namespace vorlan::conic {
 
 class NonsymmetricCone : public ScaledCone {
  public:
-  // Whether s is in the barrier's cone itself or in its dual. In the dual one s and z change their
-  // parts.
+  // The place of s: in the barrier's cone itself, or in its dual, where s and z change their parts.
   enum class Side { kPrimal, kDual };
   NonsymmetricCone(std::unique_ptr<Barrier> barrier, Side side);
 

@@ -15,8 +15,8 @@ class RayClaims {
  public:
   explicit RayClaims(RayProof proves) : proves_(std::move(proves)) {}
 
-  // Whether the iterate's ray proves the claim, which the result states then. `violation` is what
-  // the ray leaves of its conditions.
+  // True: the iterate's ray proves the claim, which the result states then. `violation` is what the
+  // ray leaves of its conditions.
   bool claim(Certificate certificate, double violation, const Iterate& iterate,
              InteriorPoint* result);
 

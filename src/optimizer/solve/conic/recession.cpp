@@ -1,4 +1,5 @@
-// The model of directions; see recession.h.
+// Sides and bounds become 0 or vanish, and each quadratic term becomes the equations F x = 0 of its
+// root F.
 #include "solve/conic/recession.h"
 
 #include <cmath>
@@ -52,15 +53,15 @@ class DirectionModel {
     }
     const SparseMatrix& a = model_.matrix;
     for (size_t j = 0; j < model_.cost.size(); ++j) {
-      for (auto k = static_cast<size_t>(a.start[j]); k < static_cast<size_t>(a.start[j + 1]); ++k) {
+      for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
         elements_.push_back({a.row[k], static_cast<int32_t>(j), a.value[k]});
       }
     }
   }
 
-  // Q x = 0, as F x = 0.
+  // Forbids all x but those with Q x = 0, as F x = 0.
   void forbid(const std::vector<TriangleEntry>& entries, double factor) {
-    for (const auto& terms : factor_convex(entries, factor, true).rows) {
+    for (const auto& terms : factor_convex(entries, factor).rows) {
       for (const auto& [var, value] : terms) {
         elements_.push_back({directions_.num_con(), var, value});
       }

@@ -1,4 +1,5 @@
-// A direction in which a model goes on for ever while its objective falls.
+// The search for a direction in which a model goes on for ever while its objective falls, as a
+// model of its own.
 #pragma once
 
 #include "solve/backend.h"

@@ -1,4 +1,4 @@
-// What an iterate leaves of the equations of the homogeneous embedding.
+// The residuals of an iterate in the equations of the homogeneous embedding.
 #pragma once
 
 #include <vector>

@@ -1,4 +1,4 @@
-// What the method asks of a cone of scalar variables.
+// The interface by which the method uses a cone of scalar variables.
 //
 // Points are s (members of the cone) and z (duals, in the dual cone). At each iterate the cone
 // chooses a symmetric positive definite H with H s = z, approximately the Hessian of its barrier
@@ -44,7 +44,7 @@ class ScaledCone {
   // from.
   virtual bool update(const ConePoint& at, double mu) = 0;
 
-  // Whether H is given in full, by hessian, or by its parts, by sparse_hessian.
+  // True: hessian gives H in full. False: sparse_hessian gives its parts.
   virtual bool has_dense_hessian() const { return true; }
   virtual void hessian(MatrixView h) const = 0;
   virtual void sparse_hessian(const SparseHessian& /*h*/) const {}

@@ -72,7 +72,7 @@ bool Scalings::update(const Iterate& at) {
 }
 
 double Scalings::step_length(const Iterate& at, const Step& step) const {
-  // Beyond 1 the residuals would change their sign.
+  // A step longer than 1 would change the signs of the residuals.
   double limit = 1.0 / kLeastToBoundary;
   limit = step_to_zero(at.tau, step.tau, limit);
   limit = step_to_zero(at.kappa, step.kappa, limit);

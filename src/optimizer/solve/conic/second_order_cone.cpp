@@ -183,7 +183,8 @@ void SecondOrderCone::multiply(std::span<const double> ds, std::span<double> out
 
 void SecondOrderCone::centering_rhs(const ConePoint& /*at*/, double mu_target,
                                     const ConePoint& affine, std::span<double> out) const {
-  // In scaled terms it is lambda \ (mu e - lambda o lambda - (inv(W) ds) o (W dz)).
+  // The right-hand side in scaled terms is lambda \ (mu e - lambda o lambda - (inv(W) ds) o (W
+  // dz)).
   unscale(to_own_axes(affine.s, &a_), b_);
   scale(to_own_axes(affine.z, &a_), c_);
   const size_t n = size();

@@ -1,4 +1,5 @@
-// Order, tree, rows and the dense end; see sparse_ldl.h.
+// The order and the elimination tree are found once for a pattern. A factorization then goes row by
+// row, each along its path in the tree.
 #include "solve/conic/sparse_ldl.h"
 
 #include <Eigen/OrderingMethods>
@@ -16,8 +17,6 @@ namespace {
 // The end of the order is dense from this order on, and where this share of its elements is there.
 constexpr int32_t kLeastDenseOrder = 16;
 constexpr double kDenseShare = 0.6;
-// Columns of the dense end that are factored at a time: their block stays in the cache.
-constexpr size_t kBlock = 96;
 
 // Approximate minimum degree order of the nodes that are not marked as last.
 std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
@@ -58,11 +57,11 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   for (int32_t j = 0; j < num_leading_; ++j) {
     start_[index(j) + 1] = start_[index(j)] + counts[index(j)];
   }
-  end_.assign(index(num_leading_), 0);
+  column_end_.assign(index(num_leading_), 0);
   row_.resize(index(start_.back()));
   value_.resize(index(start_.back()));
-  dense_.reset(index(dense_order()), index(dense_order()));
-  pivot_.assign(index(order_), 1.0);
+  end_.resize(index(order_ - num_leading_));
+  pivot_.assign(index(num_leading_), 1.0);
   work_.assign(index(order_), 0.0);
   solution_.resize(index(order_));
 }
@@ -88,27 +87,27 @@ void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_
 }
 
 void SparseLdl::permute_pattern(const UpperTriangle& matrix) {
-  matrix_start_.assign(index(order_) + 1, 0);
+  permuted_.start.assign(index(order_) + 1, 0);
   const auto column_of = [this](int32_t row, int32_t col) {
     return std::max(place_of_[index(row)], place_of_[index(col)]);
   };
   for (int32_t col = 0; col < order_; ++col) {
     for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-      ++matrix_start_[index(column_of(matrix.row[index(k)], col)) + 1];
+      ++permuted_.start[index(column_of(matrix.row[index(k)], col)) + 1];
     }
   }
-  std::partial_sum(matrix_start_.begin(), matrix_start_.end(), matrix_start_.begin());
-  matrix_row_.resize(matrix.row.size());
-  matrix_from_.resize(matrix.row.size());
-  matrix_value_.resize(matrix.row.size());
-  std::vector<int64_t> next(matrix_start_.begin(), matrix_start_.end() - 1);
+  std::partial_sum(permuted_.start.begin(), permuted_.start.end(), permuted_.start.begin());
+  permuted_.row.resize(matrix.row.size());
+  permuted_.from.resize(matrix.row.size());
+  permuted_.value.resize(matrix.row.size());
+  std::vector<int64_t> next(permuted_.start.begin(), permuted_.start.end() - 1);
   for (int32_t col = 0; col < order_; ++col) {
     for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
       const int32_t a = place_of_[index(matrix.row[index(k)])];
       const int32_t b = place_of_[index(col)];
       const int64_t to = next[index(std::max(a, b))]++;
-      matrix_row_[index(to)] = std::min(a, b);
-      matrix_from_[index(to)] = k;
+      permuted_.row[index(to)] = std::min(a, b);
+      permuted_.from[index(to)] = k;
     }
   }
 }
@@ -117,8 +116,8 @@ void SparseLdl::build_tree() {
   parent_.assign(index(order_), -1);
   std::vector<int32_t> ancestor(index(order_), -1);
   for (int32_t k = 0; k < order_; ++k) {
-    for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
-      int32_t i = matrix_row_[index(p)];
+    for (int64_t p = permuted_.start[index(k)]; p < permuted_.start[index(k) + 1]; ++p) {
+      int32_t i = permuted_.row[index(p)];
       while (i != -1 && i < k) {
         const int32_t next = ancestor[index(i)];
         ancestor[index(i)] = k;
@@ -133,8 +132,8 @@ void SparseLdl::build_tree() {
 int32_t SparseLdl::reach(int32_t k, int32_t limit) {
   int32_t top = order_;
   mark_[index(k)] = k;
-  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
-    int32_t i = matrix_row_[index(p)];
+  for (int64_t p = permuted_.start[index(k)]; p < permuted_.start[index(k) + 1]; ++p) {
+    int32_t i = permuted_.row[index(p)];
     int32_t length = 0;
     while (i != -1 && i < limit && mark_[index(i)] != k) {
       stack_[index(length++)] = i;
@@ -173,37 +172,34 @@ int64_t SparseLdl::num_elements() const {
   return start_.back() + tail * (tail + 1) / 2;
 }
 
-double SparseLdl::safe_pivot(int32_t place, double pivot, std::span<const int8_t> signs) {
-  const int32_t node = node_at_[index(place)];
-  const double sign = signs[index(node)];
-  if (pivot * sign > pivot_rule_.least) return pivot;
-  replaced_.push_back(node);
-  return pivot_rule_.replacement * sign;
-}
-
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
                        const DenseMatrix* end_block) {
   set_up(matrix, signs, end_block);
-  if (algebra_ != nullptr && end_block != nullptr) {
-    if (factor_negative_end(signs)) return;
+  const std::span<const int32_t> nodes = std::span(node_at_).subspan(index(num_leading_));
+  std::vector<int8_t> end_signs;
+  for (const int32_t node : nodes) end_signs.push_back(signs[index(node)]);
+  const bool is_negative =
+      std::all_of(end_signs.begin(), end_signs.end(), [](int8_t sign) { return sign < 0; });
+  if (end_.has_algebra() && end_block != nullptr && is_negative) {
+    if (end_.factor_negative()) return;
     set_up(matrix, signs, end_block);
   }
-  factor_dense_end(signs);
+  for (const size_t place : end_.factor(end_signs, pivot_rule_)) replaced_.push_back(nodes[place]);
 }
 
-// All but the dense end itself.
+// Factors all but the dense end itself.
 void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
                        const DenseMatrix* end_block) {
   replaced_.clear();
-  for (size_t k = 0; k < matrix_from_.size(); ++k) {
-    matrix_value_[k] = matrix.value[index(matrix_from_[k])];
+  for (size_t k = 0; k < permuted_.from.size(); ++k) {
+    permuted_.value[k] = matrix.value[index(permuted_.from[k])];
   }
-  std::copy(start_.begin(), start_.end() - 1, end_.begin());
+  std::copy(start_.begin(), start_.end() - 1, column_end_.begin());
   std::fill(mark_.begin(), mark_.end(), -1);
   if (end_block != nullptr) {
-    dense_ = *end_block;
+    end_.matrix() = *end_block;
   } else {
-    dense_.fill(0.0);
+    end_.matrix().fill(0.0);
   }
   for (int32_t k = 0; k < order_; ++k) factor_row(k, signs);
 }
@@ -213,8 +209,8 @@ void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> sign
 void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
   const int32_t limit = std::min(k, num_leading_);
   const int32_t top = reach(k, limit);
-  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
-    work_[index(matrix_row_[index(p)])] += matrix_value_[index(p)];
+  for (int64_t p = permuted_.start[index(k)]; p < permuted_.start[index(k) + 1]; ++p) {
+    work_[index(permuted_.row[index(p)])] += permuted_.value[index(p)];
   }
   double diagonal = work_[index(k)];
   work_[index(k)] = 0.0;
@@ -222,7 +218,7 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
     const size_t j = index(stack_[index(t)]);
     const double y = work_[j];
     work_[j] = 0.0;
-    const int64_t end = end_[j];
+    const int64_t end = column_end_[j];
     for (int64_t p = start_[j]; p < end; ++p) {
       work_[index(row_[index(p)])] -= value_[index(p)] * y;
     }
@@ -230,116 +226,29 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
     diagonal -= l * y;
     row_[index(end)] = k;
     value_[index(end)] = l;
-    end_[j] = end + 1;
+    column_end_[j] = end + 1;
   }
   if (k < num_leading_) {
-    pivot_[index(k)] = safe_pivot(k, diagonal, signs);
+    const int32_t node = node_at_[index(k)];
+    pivot_[index(k)] = pivot_rule_.apply(diagonal, signs[index(node)]);
+    if (pivot_[index(k)] != diagonal) replaced_.push_back(node);
     return;
   }
   const size_t row = index(k - num_leading_);
-  dense_(row, row) += diagonal;
+  DenseMatrix& end = end_.matrix();
+  end(row, row) += diagonal;
   const auto move = [&](size_t col) {
-    dense_(row, col) += work_[index(num_leading_) + col];
+    end(row, col) += work_[index(num_leading_) + col];
     work_[index(num_leading_) + col] = 0.0;
   };
   if (top < order_) {
     for (size_t col = 0; col < row; ++col) move(col);
     return;
   }
-  // Nothing but the matrix's own elements.
-  for (int64_t p = matrix_start_[index(k)]; p < matrix_start_[index(k) + 1]; ++p) {
-    const int32_t col = matrix_row_[index(p)];
+  // There is nothing but the matrix's own elements.
+  for (int64_t p = permuted_.start[index(k)]; p < permuted_.start[index(k) + 1]; ++p) {
+    const int32_t col = permuted_.row[index(p)];
     if (col >= num_leading_ && col < k) move(index(col - num_leading_));
-  }
-}
-
-// Where all signs are minus, -L D L' is a Cholesky factorization, which the dense algebra has.
-bool SparseLdl::factor_negative_end(std::span<const int8_t> signs) {
-  for (int32_t place = num_leading_; place < order_; ++place) {
-    if (signs[index(node_at_[index(place)])] > 0) return false;
-  }
-  for (double& value : dense_.values()) value = -value;
-  if (!algebra_->factor_cholesky(dense_)) return false;
-  for (size_t c = 0; c < dense_.cols(); ++c) {
-    const std::span<double> column = dense_.view().column(c);
-    const double root = column[c];
-    pivot_[index(num_leading_) + c] = -root * root;
-    for (size_t r = c + 1; r < column.size(); ++r) column[r] /= root;
-  }
-  return true;
-}
-
-void SparseLdl::factor_dense_end(std::span<const int8_t> signs) {
-  for (size_t first = 0; first < dense_.cols(); first += kBlock) {
-    const size_t size = std::min(kBlock, dense_.cols() - first);
-    factor_block(first, size, signs);
-    update_after_block(first, size);
-  }
-}
-
-// L D L' of a block on the diagonal, column by column within it.
-void SparseLdl::factor_block(size_t first, size_t size, std::span<const int8_t> signs) {
-  for (size_t c = first; c < first + size; ++c) {
-    const std::span<double> column = dense_.view().column(c);
-    const auto place = num_leading_ + static_cast<int32_t>(c);
-    const double pivot = safe_pivot(place, column[c], signs);
-    pivot_[index(place)] = pivot;
-    for (size_t other = c + 1; other < first + size; ++other) {
-      const double factor = column[other] / pivot;
-      const std::span<double> target = dense_.view().column(other);
-      for (size_t r = other; r < first + size; ++r) target[r] -= factor * column[r];
-    }
-    for (size_t r = c + 1; r < first + size; ++r) column[r] /= pivot;
-  }
-}
-
-// The rows below a factored block, then the rest of the triangle.
-void SparseLdl::update_after_block(size_t first, size_t size) {
-  const size_t end = first + size;
-  const size_t below = dense_.rows() - end;
-  if (below == 0) return;
-  const MatrixView panel = dense_.view().block(end, first, below, size);
-  solve_panel(dense_.view().block(first, first, size, size), panel);
-  // The panel holds L21 D now, which is kept, and becomes L21.
-  panel_.reset(below, size);
-  for (size_t c = 0; c < size; ++c) {
-    const double pivot = pivot_[index(num_leading_) + first + c];
-    const std::span<double> column = panel.column(c);
-    std::copy(column.begin(), column.end(), panel_.view().column(c).begin());
-    for (double& value : column) value /= pivot;
-  }
-  update_rest(panel, dense_.view().block(end, end, below, below));
-}
-
-// panel = panel inv(L') with the unit lower triangle L of the block.
-void SparseLdl::solve_panel(ConstMatrixView block, MatrixView panel) const {
-  if (algebra_ != nullptr) {
-    algebra_->divide_by_unit_triangle(block, panel);
-    return;
-  }
-  for (size_t c = 0; c < panel.cols(); ++c) {
-    const std::span<double> target = panel.column(c);
-    for (size_t done = 0; done < c; ++done) {
-      const double factor = block(c, done);
-      const std::span<const double> source = panel.column(done);
-      for (size_t r = 0; r < target.size(); ++r) target[r] -= factor * source[r];
-    }
-  }
-}
-
-// The lower triangle of rest -= L21 D L21', with L21 D in panel_.
-void SparseLdl::update_rest(ConstMatrixView panel, MatrixView rest) const {
-  if (algebra_ != nullptr) {
-    algebra_->multiply_symmetric(-1.0, panel, transposed(panel_), 1.0, rest);
-    return;
-  }
-  for (size_t c = 0; c < rest.cols(); ++c) {
-    const std::span<double> target = rest.column(c);
-    for (size_t k = 0; k < panel.cols(); ++k) {
-      const double factor = panel_(c, k);
-      const std::span<const double> source = panel.column(k);
-      for (size_t r = c; r < target.size(); ++r) target[r] -= factor * source[r];
-    }
   }
 }
 
@@ -354,7 +263,7 @@ void SparseLdl::solve(std::span<double> rhs) const {
       x[index(row_[p])] -= value_[p] * xj;
     }
   }
-  solve_dense_end(x.subspan(leading));
+  end_.solve(x.subspan(leading));
   for (size_t j = leading; j-- > 0;) {
     double xj = x[j] / pivot_[j];
     for (size_t p = index(start_[j]); p < index(start_[j + 1]); ++p) {
@@ -363,21 +272,6 @@ void SparseLdl::solve(std::span<double> rhs) const {
     x[j] = xj;
   }
   for (size_t place = 0; place < x.size(); ++place) rhs[index(node_at_[place])] = x[place];
-}
-
-void SparseLdl::solve_dense_end(std::span<double> x) const {
-  for (size_t c = 0; c < x.size(); ++c) {
-    const std::span<const double> column = dense_.view().column(c);
-    const double xc = x[c];
-    for (size_t r = c + 1; r < x.size(); ++r) x[r] -= column[r] * xc;
-  }
-  for (size_t c = 0; c < x.size(); ++c) x[c] /= pivot_[index(num_leading_) + c];
-  for (size_t c = x.size(); c-- > 0;) {
-    const std::span<const double> column = dense_.view().column(c);
-    double sum = x[c];
-    for (size_t r = c + 1; r < x.size(); ++r) sum -= column[r] * x[r];
-    x[c] = sum;
-  }
 }
 
 }  // namespace vorlan::conic

@@ -16,7 +16,7 @@
 #include <span>
 #include <vector>
 
-#include "solve/conic/dense_algebra.h"
+#include "solve/conic/dense_ldl.h"
 
 namespace vorlan::conic {
 
@@ -35,17 +35,11 @@ class SparseLdl {
   // given, and make the dense end; when there are none, it is found.
   void analyze(const UpperTriangle& matrix, std::span<const int32_t> last);
 
-  // A pivot whose size with its due sign is no more than `least` is replaced.
-  struct PivotRule {
-    // The matrix is scaled to elements of about 1: a smaller pivot holds no digit any more, and the
-    // replacement is large enough that L keeps to sensible sizes.
-    double least = 1e-13;
-    double replacement = 1e-7;
-  };
   void set_pivot_rule(const PivotRule& rule) { pivot_rule_ = rule; }
 
-  // Loaded by the caller where large dense parts are to be expected; without it they are slower.
-  void use(const DenseAlgebra* algebra) { algebra_ = algebra; }
+  // Gives dense algebra from now on. The caller loads it where large dense parts are to be
+  // expected; without it they are slower.
+  void use(const DenseAlgebra* algebra) { end_.use(algebra); }
 
   // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. To the nodes of
   // the dense end, in its order, the lower triangle of `end_block` is added if it is not null.
@@ -61,6 +55,13 @@ class SparseLdl {
   const std::vector<int32_t>& replaced() const { return replaced_; }
 
  private:
+  // The upper triangle in the order of the pivots, by column.
+  struct Permuted {
+    std::vector<int64_t> start;
+    std::vector<int32_t> row;
+    std::vector<int64_t> from;  // where each element is in the caller's matrix
+    std::vector<double> value;
+  };
   void choose_order(const UpperTriangle& matrix, std::span<const int32_t> last);
   void permute_pattern(const UpperTriangle& matrix);
   void build_tree();
@@ -70,37 +71,25 @@ class SparseLdl {
   void factor_row(int32_t k, std::span<const int8_t> signs);
   void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
               const DenseMatrix* end_block);
-  bool factor_negative_end(std::span<const int8_t> signs);
-  void factor_dense_end(std::span<const int8_t> signs);
-  void factor_block(size_t first, size_t size, std::span<const int8_t> signs);
-  void update_after_block(size_t first, size_t size);
-  void solve_panel(ConstMatrixView block, MatrixView panel) const;
-  void update_rest(ConstMatrixView panel, MatrixView rest) const;
-  double safe_pivot(int32_t place, double pivot, std::span<const int8_t> signs);
-  void solve_dense_end(std::span<double> x) const;
 
   int32_t order_ = 0;
-  int32_t num_leading_ = 0;
-  std::vector<int32_t> node_at_;       // node at each place of the order
-  std::vector<int32_t> place_of_;      // and the inverse
-  std::vector<int32_t> parent_;        // elimination tree, by place
-  std::vector<int64_t> matrix_start_;  // permuted upper triangle by column
-  std::vector<int32_t> matrix_row_;
-  std::vector<int64_t> matrix_from_;  // where each element is in the caller's matrix
-  std::vector<double> matrix_value_;
-  std::vector<int64_t> start_, end_;  // columns of L; end_ grows while rows are factored
+  int32_t num_leading_ = 0;        // the others are the dense end
+  std::vector<int32_t> node_at_;   // node at each place of the order
+  std::vector<int32_t> place_of_;  // and the inverse
+  std::vector<int32_t> parent_;    // elimination tree, by place
+  Permuted permuted_;
+  // The leading columns of L by rows, and D. The ends grow while rows are factored.
+  std::vector<int64_t> start_, column_end_;
   std::vector<int32_t> row_;
   std::vector<double> value_;
-  std::vector<double> pivot_;  // D
-  DenseMatrix dense_;          // the end, lower triangle
-  const DenseAlgebra* algebra_ = nullptr;
+  std::vector<double> pivot_;
+  DenseLdl end_;
   PivotRule pivot_rule_;
   std::vector<int32_t> replaced_;
 
-  // Work space of a row.
+  // The work space of a row.
   std::vector<int32_t> mark_, stack_;
   std::vector<double> work_;
-  DenseMatrix panel_;  // of a block of the dense end
   mutable std::vector<double> solution_;
 };
 

@@ -167,7 +167,7 @@ Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, 
     sum.push_back(add_square({{e.row, std::sqrt(e.value)}}));
     rest.push_back({e.row, e.col, -e.value / factor});
   }
-  for (const Terms& row : conic::factor_convex(rest, factor, true).rows) {
+  for (const Terms& row : conic::factor_convex(rest, factor).rows) {
     sum.push_back(add_square(row));
   }
   return sum;

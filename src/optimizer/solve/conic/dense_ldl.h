@@ -1,0 +1,60 @@
+// L D L' of a dense symmetric quasi-definite matrix, by blocks of columns.
+//
+// sparse_ldl.h factors the sparse part of a matrix and leaves the rest to this class, which does
+// most of the work of a factorization and is faster for each element of it.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "solve/conic/dense_algebra.h"
+
+namespace vorlan::conic {
+
+// A pivot whose size with its due sign is no more than `least` is replaced.
+struct PivotRule {
+  // The matrix is scaled to elements of about 1: a smaller pivot holds no digit any more, and the
+  // replacement is large enough that L keeps to sensible sizes.
+  double least = 1e-13;
+  double replacement = 1e-7;
+
+  // The pivot, or its replacement.
+  double apply(double pivot, int8_t sign) const {
+    return pivot * sign > least ? pivot : replacement * sign;
+  }
+};
+
+class DenseLdl {
+ public:
+  void resize(size_t order);
+  // Gives dense algebra from now on; without it blocks are slower.
+  void use(const DenseAlgebra* algebra) { algebra_ = algebra; }
+  bool has_algebra() const { return algebra_ != nullptr; }
+  size_t order() const { return matrix_.rows(); }
+
+  // The matrix to be factored, in its lower triangle. A factorization writes L over it.
+  DenseMatrix& matrix() { return matrix_; }
+
+  // Factors the matrix, whose pivots have the signs given, and lists the replaced ones.
+  std::vector<size_t> factor(std::span<const int8_t> signs, const PivotRule& rule);
+  // Factors a negative definite matrix by Cholesky's method, which the dense algebra has; false: it
+  // is none. The matrix is lost then.
+  bool factor_negative();
+  // Replaces the right-hand side by the solution.
+  void solve(std::span<double> x) const;
+
+ private:
+  void factor_block(size_t first, size_t size, std::span<const int8_t> signs, const PivotRule& rule,
+                    std::vector<size_t>* replaced);
+  void update_after_block(size_t first, size_t size);
+  void solve_panel(ConstMatrixView block, MatrixView panel) const;
+  void update_rest(ConstMatrixView panel, MatrixView rest) const;
+
+  DenseMatrix matrix_;
+  std::vector<double> pivot_;  // D
+  DenseMatrix panel_;          // L21 D of a block
+  const DenseAlgebra* algebra_ = nullptr;
+};
+
+}  // namespace vorlan::conic

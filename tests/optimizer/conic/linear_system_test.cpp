@@ -1,0 +1,185 @@
+// The factorizations under the Newton system, and the correction of their solutions.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "solve/check/vectors.h"
+#include "solve/conic/dense_ldl.h"
+#include "solve/conic/krylov_correction.h"
+#include "solve/conic/sparse_ldl.h"
+
+namespace vorlan::conic {
+namespace {
+
+const DenseAlgebra* load_algebra() {
+  std::string message;
+  const DenseAlgebra* algebra = DenseAlgebra::load(&message);
+  EXPECT_NE(algebra, nullptr) << message;
+  return algebra;
+}
+
+std::vector<double> product(const DenseMatrix& a, const std::vector<double>& x) {
+  std::vector<double> y(a.rows(), 0.0);
+  for (size_t j = 0; j < a.cols(); ++j) {
+    for (size_t i = 0; i < a.rows(); ++i) y[i] += a(i, j) * x[j];
+  }
+  return y;
+}
+
+// Positive definite on the first half of its indices and negative definite on the second.
+DenseMatrix quasi_definite(size_t order) {
+  DenseMatrix matrix(order, order);
+  for (size_t j = 0; j < order; ++j) {
+    for (size_t i = j; i < order; ++i) {
+      const double value =
+          std::sin(static_cast<double>(3 * i + 7 * j)) / static_cast<double>(order);
+      matrix(i, j) = matrix(j, i) = i == j ? (i < order / 2 ? 2.0 : -2.0) : value;
+    }
+  }
+  return matrix;
+}
+
+std::vector<int8_t> signs_of(size_t order) {
+  std::vector<int8_t> signs(order, 1);
+  for (size_t i = order / 2; i < order; ++i) signs[i] = -1;
+  return signs;
+}
+
+std::vector<double> some_vector(size_t size) {
+  std::vector<double> x(size);
+  for (size_t i = 0; i < size; ++i) x[i] = std::cos(static_cast<double>(i));
+  return x;
+}
+
+// Orders of one block and of several, with dense algebra and without.
+TEST(DenseLdl, SolvesQuasiDefiniteSystems) {
+  for (const DenseAlgebra* algebra : {static_cast<const DenseAlgebra*>(nullptr), load_algebra()}) {
+    for (const size_t order : {1, 2, 50, 96, 97, 250}) {
+      const DenseMatrix matrix = quasi_definite(order);
+      const std::vector<double> expected = some_vector(order);
+      DenseLdl ldl;
+      ldl.use(algebra);
+      ldl.resize(order);
+      ldl.matrix() = matrix;
+      EXPECT_TRUE(ldl.factor(signs_of(order), PivotRule{}).empty()) << order;
+      std::vector<double> x = product(matrix, expected);
+      ldl.solve(x);
+      for (size_t i = 0; i < order; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12) << order;
+    }
+  }
+}
+
+TEST(DenseLdl, FactorsNegativeDefiniteMatricesByCholesky) {
+  DenseMatrix matrix = DenseMatrix::identity(3);
+  for (size_t i = 0; i < 3; ++i) matrix(i, i) = -4.0;
+  matrix(2, 0) = matrix(0, 2) = 1.0;
+  DenseLdl ldl;
+  ldl.use(load_algebra());
+  ldl.resize(3);
+  ldl.matrix() = matrix;
+  ASSERT_TRUE(ldl.factor_negative());
+  std::vector<double> x = product(matrix, {1.0, 2.0, 3.0});
+  ldl.solve(x);
+  for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(x[i], static_cast<double>(i + 1), 1e-14);
+  ldl.matrix() = matrix;
+  ldl.matrix()(1, 1) = 4.0;
+  EXPECT_FALSE(ldl.factor_negative());
+}
+
+// [1 1; 1 1] has the pivots 1 and 0.
+TEST(DenseLdl, ReplacesPivotsThatVanish) {
+  DenseLdl ldl;
+  ldl.resize(2);
+  ldl.matrix().fill(1.0);
+  EXPECT_EQ(ldl.factor(std::vector<int8_t>{1, 1}, {1e-13, 1e30}), std::vector<size_t>{1});
+  std::vector<double> x = {3.0, 3.0};
+  ldl.solve(x);
+  EXPECT_EQ(x[0], 3.0);
+  EXPECT_EQ(x[1], 0.0);
+}
+
+UpperTriangle upper_of(const DenseMatrix& matrix) {
+  UpperTriangle upper;
+  upper.order = static_cast<int32_t>(matrix.cols());
+  for (size_t j = 0; j < matrix.cols(); ++j) {
+    for (size_t i = 0; i <= j; ++i) {
+      if (i != j && matrix(i, j) == 0.0) continue;
+      upper.row.push_back(static_cast<int32_t>(i));
+      upper.value.push_back(matrix(i, j));
+    }
+    upper.start.push_back(static_cast<int64_t>(upper.row.size()));
+  }
+  return upper;
+}
+
+// A chain beside a dense triangle, which the ordering must find.
+DenseMatrix chain_and_triangle() {
+  constexpr size_t kChain = 40;
+  constexpr size_t kOrder = 70;
+  DenseMatrix matrix = quasi_definite(kOrder);
+  for (size_t j = 0; j < kOrder; ++j) {
+    for (size_t i = 0; i < kOrder; ++i) {
+      if (std::min(i, j) < kChain && std::max(i, j) - std::min(i, j) > 1) matrix(i, j) = 0.0;
+    }
+  }
+  return matrix;
+}
+
+TEST(SparseLdl, SolvesWithADenseEndThatItFinds) {
+  const DenseMatrix matrix = chain_and_triangle();
+  const UpperTriangle upper = upper_of(matrix);
+  SparseLdl ldl;
+  ldl.analyze(upper, {});
+  EXPECT_GE(ldl.dense_order(), 30);
+  EXPECT_LT(ldl.num_elements(), 70 * 71 / 2 - 70);
+  ldl.factor(upper, signs_of(70), nullptr);
+  EXPECT_TRUE(ldl.replaced().empty());
+  const std::vector<double> expected = some_vector(70);
+  std::vector<double> x = product(matrix, expected);
+  ldl.solve(x);
+  for (size_t i = 0; i < 70; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12);
+}
+
+// The nodes that are to come last make the dense end in the order given, and a block is added there.
+TEST(SparseLdl, AddsABlockToTheEndThatIsGiven) {
+  DenseMatrix matrix = chain_and_triangle();
+  const UpperTriangle upper = upper_of(matrix);
+  DenseMatrix block(2, 2);
+  block(0, 0) = -3.0;
+  block(1, 0) = 0.5;
+  block(1, 1) = -5.0;
+  SparseLdl ldl;
+  ldl.use(load_algebra());
+  ldl.analyze(upper, std::vector<int32_t>{69, 36});
+  EXPECT_EQ(ldl.dense_order(), 2);
+  ldl.factor(upper, signs_of(70), &block);
+  matrix(69, 69) -= 3.0;
+  matrix(36, 36) -= 5.0;
+  matrix(36, 69) += 0.5;
+  matrix(69, 36) += 0.5;
+  const std::vector<double> expected = some_vector(70);
+  std::vector<double> x = product(matrix, expected);
+  ldl.solve(x);
+  for (size_t i = 0; i < 70; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12);
+}
+
+// A preconditioner that is right but for a change of rank two takes three vectors to mend.
+TEST(KrylovCorrection, MendsAPreconditionerThatIsWrongInFewDirections) {
+  constexpr size_t kOrder = 30;
+  DenseMatrix matrix = DenseMatrix::identity(kOrder);
+  matrix(0, 0) = 100.0;
+  matrix(1, 1) = 1e-3;
+  KrylovCorrection correction;
+  const KrylovCorrection::System system = {
+      [&](const std::vector<double>& x, std::vector<double>* out) { *out = product(matrix, x); },
+      [](std::span<double> /*x*/) {}};
+  const std::vector<double> rhs = some_vector(kOrder);
+  std::vector<double> x(kOrder, 0.0);
+  correction.apply(system, rhs, norm(rhs), 1e-14, &x);
+  EXPECT_NEAR(x[0], rhs[0] / 100.0, 1e-10);
+  EXPECT_NEAR(x[1], rhs[1] / 1e-3, 1e-8);
+  EXPECT_NEAR(x[2], rhs[2], 1e-10);
+}
+
+}  // namespace
+}  // namespace vorlan::conic

@@ -55,18 +55,16 @@ Status Admission::check_linear() const {
   return refuse(constraint(con) + " has quadratic terms");
 }
 
-Status Admission::check_no_semi() const {
-  for (size_t j = 0; j < model_.cost.size(); ++j) {
-    if (is_semi(model_.var_kind[j])) return refuse(variable(j) + " is semi-continuous");
-  }
-  return {};
-}
+Status Admission::check_no_semi() const { return refuse_kind(is_semi, "is semi-continuous"); }
 
 Status Admission::check_no_integers() const {
-  for (size_t j = 0; j < model_.cost.size(); ++j) {
-    if (model_.var_kind[j] == VarKind::kInteger) return refuse(variable(j) + " is integer");
-  }
-  return {};
+  return refuse_kind([](VarKind kind) { return kind == VarKind::kInteger; }, "is integer");
+}
+
+Status Admission::refuse_kind(bool (*is_refused)(VarKind), const char* what) const {
+  const auto found = std::find_if(model_.var_kind.begin(), model_.var_kind.end(), is_refused);
+  if (found == model_.var_kind.end()) return {};
+  return refuse(variable(index(found - model_.var_kind.begin())) + ' ' + what);
 }
 
 Status Admission::check_no_cones() const {

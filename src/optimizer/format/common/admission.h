@@ -31,6 +31,7 @@ class Admission {
   Status check_elements() const;  // all coefficients are finite
 
  private:
+  Status refuse_kind(bool (*is_refused)(VarKind), const char* what) const;
   std::string variable(size_t index) const;
   std::string constraint(size_t index) const;
 

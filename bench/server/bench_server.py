@@ -58,7 +58,7 @@ def tiny_jobs(folder, count=400):
             client.await_end(job_id)
     rate = count / seconds(work)
     server.terminate()
-    loop = (f"seq {count} | xargs -P 2 -I N sh -c 'mkdir {folder}/f.N && cd {folder}/f.N && exec {harness.PROGRAM} -log log "
+    loop = (f"seq {count} | xargs -P 2 -I @ sh -c 'mkdir {folder}/f.@ && cd {folder}/f.@ && exec {harness.PROGRAM} -log log "
             f"-read:mode=safe {MODEL} -d VLN_IPAR_NUM_THREADS 1 -solve:res=res,trm=trm,msg=msg "
             f"-write-solution:format=task+zstd result -write-solution solution.json -write-solution solution.plain "
             f"-indicator-file:done done >/dev/null 2>&1'")

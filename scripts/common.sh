@@ -104,6 +104,14 @@ build_locked() {
   quiet ninja --quiet -C "$folder" "$@"
 }
 
+# kept_inputs TARGET: the folders of the repository with inputs of a fuzz target, one a line.
+kept_inputs() {
+  local folder
+  for folder in corpus minimized; do
+    [[ ! -d $root/fuzz/$folder/${1#fuzz_} ]] || printf '%s\n' "$root/fuzz/$folder/${1#fuzz_}"
+  done
+}
+
 # sources GLOB: the project's own C and C++ files whose name matches, one a line, seen from $root.
 sources() {
   local folders=() folder

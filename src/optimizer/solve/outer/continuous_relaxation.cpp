@@ -60,6 +60,21 @@ double ContinuousRelaxation::least_value(int32_t var, InnerSolver* solver) const
   return weaken_bound(proven) - std::fabs(found.x[index(var)] - proven);
 }
 
+std::vector<double> ContinuousRelaxation::solve_within(const std::vector<double>& lower,
+                                                       const std::vector<double>& upper,
+                                                       InnerSolver* solver) const {
+  Model model = model_;
+  const size_t count = model.cost.size();
+  for (size_t j = 0; j < count; ++j) {
+    model.var_lower[j] = std::max(model.var_lower[j], lower[j]);
+    model.var_upper[j] = std::min(model.var_upper[j], upper[j]);
+  }
+  BackendResult found;
+  const Status status = solver->solve_conic(model, &found);
+  if (!status.ok() || found.outcome != Outcome::kOptimal) return {};
+  return found.x;
+}
+
 void ContinuousRelaxation::bound_heads(InnerSolver* solver, Relaxation* relaxation) const {
   constexpr size_t kMostHeads = 8;
   const std::vector<int32_t> heads = relaxation->heads_to_bound();

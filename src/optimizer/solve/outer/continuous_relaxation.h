@@ -35,6 +35,10 @@ class ContinuousRelaxation {
   // Finds out how small the heads of cones can be that make cuts stronger.
   void bound_heads(InnerSolver* solver, Relaxation* relaxation) const;
 
+  // The optimum within bounds, of which there may be more than variables; empty where there is none.
+  std::vector<double> solve_within(const std::vector<double>& lower,
+                                   const std::vector<double>& upper, InnerSolver* solver) const;
+
  private:
   double least_value(int32_t var, InnerSolver* solver) const;
 

@@ -37,6 +37,11 @@ InnerSolver::InnerSolver(const Parameters& parameters, double end, BackendMonito
                          OptimumBounds* bounds)
     : parameters_(parameters), end_(end), monitor_(monitor), bounds_(bounds) {}
 
+void InnerSolver::count_node(int64_t iterations) {
+  ++nodes_;
+  simplex_ += iterations;
+}
+
 double InnerSolver::seconds_left() const { return end_ - monotonic_seconds(); }
 
 Status InnerSolver::solve_conic(const Model& model, BackendResult* found) {

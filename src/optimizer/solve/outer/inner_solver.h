@@ -28,6 +28,8 @@ class InnerSolver {
   Status solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
                        double objective_factor, OnPoint on_point, BackendResult* found);
 
+  // Counts a node of a tree that is searched elsewhere, and the simplex iterations that it took.
+  void count_node(int64_t iterations);
   double seconds_left() const;
   // Whether the whole solve is to end, by its limits, from outside, or because it has its answer.
   bool should_stop();

@@ -68,8 +68,12 @@ void IntegerTrials::try_on_the_way(std::span<const double> columns) {
   const int64_t allowed = kTriesOnTheWay + solver_->simplex_iterations_now() / kIterationsForATry;
   if (tries_on_the_way_ >= allowed) return;
   ++tries_on_the_way_;
+  try_integers(variables_of(columns));
+}
+
+std::vector<double> IntegerTrials::variables_of(std::span<const double> columns) const {
   const auto x = columns.first(model_.cost.size());
-  try_integers({x.begin(), x.end()});
+  return {x.begin(), x.end()};
 }
 
 Status IntegerTrials::solve_fixed(const FixedModel& fixed, BackendResult* found) {

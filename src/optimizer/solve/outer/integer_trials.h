@@ -29,6 +29,8 @@ class IntegerTrials {
   // To be called before each solve of the relaxation.
   void begin_relaxation() { tries_on_the_way_ = 0; }
 
+  // The variables of the model, of a point in all columns of the relaxation.
+  std::vector<double> variables_of(std::span<const double> columns) const;
   // Takes a point as the incumbent when it is feasible and better.
   void offer(std::vector<double> x, const std::vector<double>& barx);
 

@@ -2,14 +2,23 @@
 #include "solve/outer/outer_approximation.h"
 
 #include <cmath>
+#include <limits>
 #include <string>
 #include <utility>
 
+#include "solve/outer/first_points.h"
+#include "solve/outer/tree_search.h"
 #include "solve/run/listener.h"
 #include "task/text.h"
 
 namespace vorlan::outer {
 namespace {
+
+// A norm of so many members takes so many cuts that one tree is better than rounds. Other models get
+// a tree of this many simplex iterations, which settles easy ones, and gives the rounds an
+// incumbent and cuts.
+constexpr size_t kLargeNorm = 10;
+constexpr int64_t kTreeIterations = 1000;
 
 std::string figure(double value) {
   return std::isfinite(value) ? format_text("%.8g", value) : std::string("-");
@@ -31,6 +40,8 @@ Status OuterApproximation::run(BackendResult* result) {
   Status status = continuous.solve(&solver_);
   if (!status.ok() || !settle_continuous(&continuous, result)) return status;
   begin(continuous);
+  if (!trials_->failure().ok()) return trials_->failure();
+  search_tree();
   if (!trials_->failure().ok()) return trials_->failure();
   while (!reaches_limit(result)) {
     BackendResult found;
@@ -90,7 +101,23 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
     trials_->try_integers(problem_.start->xx);
   }
   trials_->try_integers(found.x);
+  try_first_points(continuous);
   if (relaxation_->has_switched_parts()) relaxation_solver_->refine();
+}
+
+void OuterApproximation::try_first_points(const ContinuousRelaxation& continuous) {
+  const Model linear = relaxation_->make_model();
+  const std::vector<double>& x = continuous.answer().x;
+  for (const std::vector<double>& point : first_points(linear, x)) {
+    if (solver_.should_stop() || !trials_->failure().ok()) return;
+    trials_->try_integers(point);
+  }
+  if (bounds_.has_incumbent() || solver_.should_stop()) return;
+  const auto solve = [&](const std::vector<double>& lower, const std::vector<double>& upper) {
+    return continuous.solve_within(lower, upper, &solver_);
+  };
+  const std::vector<double> point = dive(linear, x, solve);
+  if (!point.empty()) trials_->try_integers(point);
 }
 
 // Without an answer to the continuous model the rounds begin with what its last point says.
@@ -102,6 +129,21 @@ void OuterApproximation::learn_from_stall(const ContinuousRelaxation& continuous
   }
   log_round(kInfinity);
   if (continuous.has_point()) trials_->try_integers(found.x);
+}
+
+// ---- The tree -------------------------------------------------------------------------------
+
+void OuterApproximation::search_tree() {
+  BackendResult ignored;
+  if (!TreeSearch::suits(problem_.model) || reaches_limit(&ignored)) return;
+  TreeSearch tree(relaxation_solver_->objective_factor(), &solver_, &bounds_, trials_.get(),
+                  relaxation_.get());
+  const bool goes_on = relaxation_->largest_norm() >= kLargeNorm;
+  tree.run(goes_on ? std::numeric_limits<int64_t>::max() : kTreeIterations,
+           [&] { return reaches_limit(&ignored); });
+  if (bounds_.is_contradicted()) look_into_contradiction(&ignored);
+  ++round_;
+  log_round(bounds_.bound());
 }
 
 // ---- The rounds -----------------------------------------------------------------------------

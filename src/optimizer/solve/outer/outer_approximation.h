@@ -55,6 +55,10 @@ class OuterApproximation {
   void begin(const ContinuousRelaxation& continuous);
   void learn_from_optimum(const ContinuousRelaxation& continuous);
   void learn_from_stall(const ContinuousRelaxation& continuous);
+  // Tries integers that follow from the optimum of the continuous model.
+  void try_first_points(const ContinuousRelaxation& continuous);
+  // Searches one tree with lazy cuts, as far as it is worth the while.
+  void search_tree();
   bool is_new_ground(const std::vector<double>& columns);
 
   bool reaches_limit(BackendResult* result);

@@ -36,6 +36,11 @@ using Terms = std::vector<std::pair<int32_t, double>>;  // (column, coefficient)
 
 class Relaxation {
  public:
+  struct Row {
+    double lower, upper;
+    Terms terms;
+  };
+
   // The model is convex: its continuous relaxation has been solved.
   explicit Relaxation(const MinimizeProblem& problem);
 
@@ -59,8 +64,11 @@ class Relaxation {
   int cut_cone_at(size_t cone, const std::vector<double>& x);
   // Cuts off a point of the relaxation, in all parts that it violates.
   int separate(const std::vector<double>& columns);
+  // The same, but leaves members of norms and squares that fall short by no more than the share.
+  int separate_worst(const std::vector<double>& columns, double share);
 
   size_t num_rows() const { return rows_.size(); }
+  const Row& row(size_t k) const { return rows_[k]; }
   // Forgets the cuts, from a row on, that do not hold with equality at a point of the relaxation.
   void drop_loose_cuts(size_t first_row, const std::vector<double>& columns);
 
@@ -76,6 +84,8 @@ class Relaxation {
 
   // Whether cuts can be stronger than the continuous model.
   bool has_switched_parts() const;
+  // The largest number of members in one norm that is cut member by member.
+  size_t largest_norm() const;
   // The heads of cones whose members binary variables switch off. The larger such a head is known
   // to be at least, the stronger are the cuts.
   std::vector<int32_t> heads_to_bound() const;
@@ -87,10 +97,6 @@ class Relaxation {
   void add_objective_floor(double value);
 
  private:
-  struct Row {
-    double lower, upper;
-    Terms terms;
-  };
   // r >= scale^2 x^2 / 2.
   struct Square {
     int32_t column;  // x
@@ -134,7 +140,9 @@ class Relaxation {
   int cut_square(const Square& square, double x);
   // 2 r_k x_head >= x_k^2 of one member, at the slope x_k / x_head.
   int cut_member(const ConeColumns& columns, int32_t head, size_t k, int32_t var, double slope);
-  int separate_members(size_t cone, const std::vector<double>& columns);
+  int separate_members(size_t cone, const std::vector<double>& columns, double share);
+  int separate_norm(size_t cone, const std::vector<double>& columns, double share);
+  int separate_squares(const std::vector<double>& columns, double least_share);
   double head_floor(const ConeColumns& columns, int32_t head, const Switch& off) const;
   // The least value of a supporting plane of a cone while all heads of the cone are switched off.
   double room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,

@@ -163,7 +163,7 @@ int Relaxation::cut_norm(const ConeColumns& columns, int32_t head, double head_v
 
 // Cuts of members that a binary variable switches off at 0. Where such a member is on by a share z,
 // r is at least x^2 / (2 h), with h the head without the part that it has while x is off.
-int Relaxation::separate_members(size_t c, const std::vector<double>& columns) {
+int Relaxation::separate_members(size_t c, const std::vector<double>& columns, double share) {
   const ConeColumns& own = cone_columns_[c];
   if (own.r.empty() || own.norm >= 0 || own.fixed_head > 0.0) return 0;
   const CanonicalCone& cone = cones_[c];
@@ -179,7 +179,8 @@ int Relaxation::separate_members(size_t c, const std::vector<double>& columns) {
     const double rest = columns[index(head)] - floor * (1.0 - off.share(columns));
     const double slope = x / std::max(rest, kLeastShare * floor);
     const double least = slope * x - 0.5 * slope * slope * rest;
-    if (least - columns[index(own.r[k])] <= kSatisfied * std::max(1.0, least)) continue;
+    const double missing = least - columns[index(own.r[k])];
+    if (missing <= std::max(kSatisfied * std::max(1.0, least), share * least)) continue;
     added += cut_member(own, head, k, var, slope);
   }
   return added;
@@ -339,6 +340,47 @@ int Relaxation::separate_cones(const std::vector<double>& columns) {
   return added;
 }
 
+// Cuts the members of a norm one by one, each where it is violated by more than the share.
+int Relaxation::separate_norm(size_t c, const std::vector<double>& columns, double share) {
+  const ConeColumns& own = cone_columns_[c];
+  const CanonicalCone& cone = cones_[c];
+  const int32_t head = cone.members[own.head].var;
+  const size_t heads = cone.members.size() - own.r.size();
+  const double head_value = columns[index(head)];
+  int added = 0;
+  for (size_t k = 0; k < own.r.size(); ++k) {
+    const int32_t var = cone.members[heads + k].var;
+    const double x = columns[index(var)];
+    const double least = 0.5 * x / head_value * x;
+    const double missing = least - columns[index(own.r[k])];
+    if (missing <= std::max(kSatisfied, share * least)) continue;
+    if (head_value <= std::fabs(x) / kSteepest) continue;
+    added += cut_member(own, head, k, var, x / head_value);
+  }
+  return added;
+}
+
+int Relaxation::separate_worst(const std::vector<double>& columns, double share) {
+  int added = cut_matrices(matrix_elements(columns), -1.0);
+  for (size_t c = 0; c < cones_.size(); ++c) {
+    const ConeColumns& own = cone_columns_[c];
+    if (own.fixed_head > 0.0) continue;  // its members are squares
+    const bool by_member = !own.r.empty() && own.norm < 0;
+    if (by_member && columns[index(cones_[c].members[own.head].var)] > 0.0) {
+      added += separate_norm(c, columns, share) + separate_members(c, columns, share);
+    } else if (cone_violation(model_.cones[c], columns) > kSatisfied) {
+      added += cut_cone_at(c, columns);
+    }
+  }
+  return added + separate_squares(columns, share);
+}
+
+size_t Relaxation::largest_norm() const {
+  size_t largest = 0;
+  for (const ConeColumns& own : cone_columns_) largest = std::max(largest, own.r.size());
+  return largest;
+}
+
 int Relaxation::drop_violated_cuts(const std::vector<double>& columns) {
   constexpr double kViolated = 1e-7;
   const auto is_violated = [&](const Row& row) {
@@ -380,7 +422,12 @@ void Relaxation::drop_loose_cuts(size_t first_row, const std::vector<double>& co
 
 int Relaxation::separate(const std::vector<double>& columns) {
   int added = separate_cones(columns);
-  for (size_t c = 0; c < cones_.size(); ++c) added += separate_members(c, columns);
+  for (size_t c = 0; c < cones_.size(); ++c) added += separate_members(c, columns, 0.0);
+  return added + separate_squares(columns, 0.0);
+}
+
+int Relaxation::separate_squares(const std::vector<double>& columns, double least_share) {
+  int added = 0;
   for (const Square& square : squares_) {
     const double touching = touching_point(square, columns);
     const double factor = 0.5 * square.scale * square.scale;
@@ -388,7 +435,8 @@ int Relaxation::separate(const std::vector<double>& columns) {
     const double x = columns[index(square.column)];
     const double away = touching - square.off.value;
     const double tangent = factor * (touching * (2.0 * x - touching) + away * away * (1.0 - share));
-    if (tangent - columns[index(square.r)] <= kSatisfied * std::max(1.0, tangent)) continue;
+    const double missing = tangent - columns[index(square.r)];
+    if (missing <= std::max(kSatisfied * std::max(1.0, tangent), least_share * tangent)) continue;
     added += cut_square(square, touching);
   }
   return added;

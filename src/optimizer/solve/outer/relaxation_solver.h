@@ -36,6 +36,7 @@ class RelaxationSolver {
   // objectives, so that the gap asked for is well above that; the argument is the objective of the
   // continuous model.
   void choose_objective_factor(double objective);
+  double objective_factor() const { return objective_factor_; }
   // Leaves a smaller share of the gap from now on; false when it leaves none already.
   bool be_more_exact();
   // Solves without presolve and with strict tolerances from now on; false when it did already.

@@ -1,0 +1,30 @@
+// Integers to try before the first round, from the continuous optimum: variables are fixed one after
+// the other, and what follows from the linear constraints is fixed with them (fix and propagate).
+//
+// The continuous optimum of the interior-point method has few variables at whole values. Rounding
+// it finds nothing where a constraint allows few binary variables to be on, since each of them is
+// on by a small share there. Hence there is an order in which the largest come first and are on
+// while the constraints allow it.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "task/model.h"
+
+namespace vorlan::outer {
+
+// Up to one point for each order of the variables. Continuous variables are as in the point. The
+// linear model has the variables of the point, in this order, among its columns; integers of a
+// point satisfy its constraints as far as propagation sees.
+std::vector<std::vector<double>> first_points(const Model& linear, const std::vector<double>& x);
+
+// A dive: fixes the largest binary variables of a point to 1, and the integers nearest to whole
+// values, a few at a time, and has the continuous model solved again with these. The function
+// returns its optimum within bounds of the variables, or nothing where there is none. The result is
+// a point whose integers are whole, or nothing.
+using SolveWithin = std::function<std::vector<double>(const std::vector<double>& lower,
+                                                      const std::vector<double>& upper)>;
+std::vector<double> dive(const Model& linear, std::vector<double> x, const SolveWithin& solve);
+
+}  // namespace vorlan::outer

@@ -1,0 +1,85 @@
+// One tree with lazy cuts: portfolios whose risk is a norm of many members, against the trying of all
+// integers.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "cone_points.h"
+#include "conic_models.h"
+#include "mixed_solve.h"
+#include "random_mixed_model.h"
+
+namespace vorlan {
+namespace {
+
+constexpr size_t kShares = 8;
+constexpr size_t kFactors = 12;
+constexpr double kMostShares = 3.0;
+
+// max gain'x with sum x <= 1, x <= z, at most three shares, and |F x| <= 0.3. The variables are x, z,
+// w = F x, and the head of the norm.
+Model portfolio(uint32_t seed) {
+  test::Random random(seed);
+  const size_t count = 2 * kShares + kFactors + 1;
+  Model model = test::free_variables(std::vector<double>(count, 0.0));
+  model.maximize = true;
+  for (size_t k = 0; k < kShares; ++k) {
+    model.cost[k] = random.between(0.02, 0.2);
+    model.var_lower[k] = 0.0;
+    model.var_lower[kShares + k] = 0.0;
+    model.var_upper[kShares + k] = 1.0;
+    model.var_kind[kShares + k] = VarKind::kInteger;
+    std::vector<double> row(count, 0.0);
+    row[k] = 1.0;
+    row[kShares + k] = -1.0;
+    test::add_constraint(&model, -kInfinity, 0.0, row);
+  }
+  std::vector<double> sum(count, 0.0);
+  std::vector<double> number(count, 0.0);
+  for (size_t k = 0; k < kShares; ++k) sum[k] = number[kShares + k] = 1.0;
+  test::add_constraint(&model, -kInfinity, 1.0, sum);
+  test::add_constraint(&model, -kInfinity, kMostShares, number);
+  const auto head = static_cast<int32_t>(count - 1);
+  model.var_lower.back() = model.var_upper.back() = 0.3;
+  Cone cone{ConeKind::kQuadratic, {head}, {}};
+  for (size_t f = 0; f < kFactors; ++f) {
+    std::vector<double> row(count, 0.0);
+    for (size_t k = 0; k < kShares; ++k) row[k] = random.between(-0.3, 0.3);
+    row[2 * kShares + f] = -1.0;
+    test::add_constraint(&model, 0.0, 0.0, row);
+    cone.vars.push_back(static_cast<int32_t>(2 * kShares + f));
+  }
+  model.cones = {cone};
+  return model;
+}
+
+TEST(TreeSearch, FindsTheBestPortfolio) {
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    test::MixedSolve mixed(portfolio(seed));
+    mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+    mixed.solve();
+    const test::Enumeration best = test::enumerate(mixed.task().model);
+    ASSERT_TRUE(best.feasible);
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+    EXPECT_NEAR(mixed.solution().primal_objective, best.objective, 1e-5) << mixed.log();
+    // Round 1 is the tree. Without it the rounds need several solves of the relaxation.
+    EXPECT_EQ(mixed.log().find("\n     2  "), std::string::npos) << mixed.log();
+  }
+}
+
+// A limit on nodes holds for the tree as well, and its bound stays one.
+TEST(TreeSearch, ObeysTheNodeLimit) {
+  test::MixedSolve mixed(portfolio(3));
+  const test::Enumeration best = test::enumerate(mixed.task().model);
+  mixed.put("VLN_IPAR_MIP_NODE_LIMIT", "2");
+  mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-9");
+  mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
+  mixed.solve();
+  EXPECT_LE(mixed.figure("nodes"), 3.0) << mixed.log();
+  EXPECT_GE(mixed.figure("bound"), best.objective - 1e-6) << mixed.log();
+}
+
+}  // namespace
+}  // namespace vorlan

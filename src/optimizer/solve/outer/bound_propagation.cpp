@@ -107,12 +107,14 @@ bool BoundPropagation::propagate(int64_t passes) {
       passes == 0 ? 0 : std::max(kAlways, passes * static_cast<int64_t>(row_var_.size()));
   int64_t work = 0;
   bool possible = true;
-  for (size_t k = 0; k < queue_.size(); ++k) {
-    const auto row = index(queue_[k]);
-    queued_[row] = false;
+  // A visit can make the queue longer.
+  size_t next = 0;
+  while (next < queue_.size()) {
+    const int32_t row = queue_[next++];
+    queued_[index(row)] = false;
     if (!possible || work >= most) continue;
-    work += static_cast<int64_t>(row_start_[row + 1] - row_start_[row]);
-    possible = visit(queue_[k]);
+    work += static_cast<int64_t>(row_start_[index(row) + 1] - row_start_[index(row)]);
+    possible = visit(row);
   }
   queue_.clear();
   return possible;

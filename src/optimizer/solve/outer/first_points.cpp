@@ -36,6 +36,7 @@ std::vector<int32_t> sort_integers(const Model& model, const BoundPropagation& b
   }
   std::stable_sort(ranked.begin(), ranked.end());
   std::vector<int32_t> vars;
+  vars.reserve(ranked.size());
   for (const auto& [rank, var] : ranked) vars.push_back(var);
   return vars;
 }

@@ -2,7 +2,6 @@
 #include "solve/outer/outer_approximation.h"
 
 #include <cmath>
-#include <limits>
 #include <string>
 #include <utility>
 
@@ -14,11 +13,9 @@
 namespace vorlan::outer {
 namespace {
 
-// A norm of so many members takes so many cuts that one tree is better than rounds. Other models get
-// a tree of this many simplex iterations, which settles easy ones, and gives the rounds an
-// incumbent and cuts.
+// A norm of so many members takes so many cuts that one tree is better than rounds, each of which
+// builds a tree of its own. Other models need the presolve and the integer cuts of the rounds more.
 constexpr size_t kLargeNorm = 10;
-constexpr int64_t kTreeIterations = 1000;
 
 std::string figure(double value) {
   return std::isfinite(value) ? format_text("%.8g", value) : std::string("-");
@@ -135,12 +132,11 @@ void OuterApproximation::learn_from_stall(const ContinuousRelaxation& continuous
 
 void OuterApproximation::search_tree() {
   BackendResult ignored;
-  if (!TreeSearch::suits(problem_.model) || reaches_limit(&ignored)) return;
+  const bool suits = relaxation_->largest_norm() >= kLargeNorm && TreeSearch::suits(problem_.model);
+  if (!suits || reaches_limit(&ignored)) return;
   TreeSearch tree(relaxation_solver_->objective_factor(), &solver_, &bounds_, trials_.get(),
                   relaxation_.get());
-  const bool goes_on = relaxation_->largest_norm() >= kLargeNorm;
-  tree.run(goes_on ? std::numeric_limits<int64_t>::max() : kTreeIterations,
-           [&] { return reaches_limit(&ignored); });
+  tree.run([&] { return reaches_limit(&ignored); });
   if (bounds_.is_contradicted()) look_into_contradiction(&ignored);
   ++round_;
   log_round(bounds_.bound());

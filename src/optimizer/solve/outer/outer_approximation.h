@@ -3,6 +3,7 @@
 // it was wrong. Both take turns until incumbent and bound meet:
 //
 //   solve the continuous relaxation: first bound, first cuts
+//   where a norm has many members, search one tree with lazy cuts (tree_search)
 //   until incumbent and bound meet:
 //     solve the linear relaxation by branch and cut: a bound, and a point
 //     fix the integers of the point, solve what is left: an incumbent, or none; cuts
@@ -57,7 +58,7 @@ class OuterApproximation {
   void learn_from_stall(const ContinuousRelaxation& continuous);
   // Tries integers that follow from the optimum of the continuous model.
   void try_first_points(const ContinuousRelaxation& continuous);
-  // Searches one tree with lazy cuts, as far as it is worth the while.
+  // Searches one tree with lazy cuts, where the model has a norm of many members.
   void search_tree();
   bool is_new_ground(const std::vector<double>& columns);
 

@@ -170,7 +170,7 @@ int32_t TreeSearch::choose_open() const {
   return -1;
 }
 
-void TreeSearch::branch(Node node) {
+void TreeSearch::branch(const Node& node) {
   const auto basis = lp_->basis();
   int32_t var = choose_variable(basis);
   if (var < 0) var = choose_open();
@@ -186,11 +186,10 @@ void TreeSearch::branch(Node node) {
   up.path.push_back({var, below + 1.0, kInfinity});
   up.up = true;
   up.distance = below + 1.0 - value;
-  const bool up_first = value - below >= 0.5;
-  open_.push_back(up_first ? std::move(down) : up);
+  if (value - below >= 0.5) std::swap(down, up);
+  next_ = {std::move(down)};
+  open_.push_back(std::move(up));
   std::push_heap(open_.begin(), open_.end(), has_larger_bound);
-  next_.clear();
-  next_.push_back(up_first ? std::move(up) : std::move(down));
 }
 
 TreeSearch::Node TreeSearch::take_best() {
@@ -300,7 +299,7 @@ void TreeSearch::try_first_points() {
   }
 }
 
-TreeSearch::End TreeSearch::run(int64_t most_iterations, const std::function<bool()>& is_over) {
+TreeSearch::End TreeSearch::run(const std::function<bool()>& is_over) {
   first_cut_ = relaxation_->num_rows();
   build();
   Node node{-kInfinity, {}, nullptr};
@@ -325,7 +324,7 @@ TreeSearch::End TreeSearch::run(int64_t most_iterations, const std::function<boo
     if (outcome == Outcome::kBranch) branch(node);
     if (next_.empty() && open_.empty()) break;
     raise_global_bound(next_.empty() ? kInfinity : next_.front().bound);
-    if (counted_ >= most_iterations || is_over()) return End::kStopped;
+    if (is_over()) return End::kStopped;
     const bool dives = !next_.empty();
     node = dives ? std::move(next_.front()) : take_best();
     if (!dives && rows_in_lp_ > rows_at_build_ + kMostNewRows) {

@@ -38,8 +38,8 @@ class TreeSearch {
     kStopped,    // by a limit, or because incumbent and bound have met
     kUnresolved  // what is left are nodes that the search cannot settle
   };
-  // Searches until so many iterations of the simplex method were spent, or another limit is reached.
-  End run(int64_t most_iterations, const std::function<bool()>& is_over);
+  // Searches until nothing is left, or a limit is reached, which it asks for at every node.
+  End run(const std::function<bool()>& is_over);
 
  private:
   struct Change {
@@ -70,7 +70,7 @@ class TreeSearch {
   void enter(const Node& node);
   Outcome solve_node(Node* node, bool is_root);
   Outcome look_at_whole_point(Node* node, bool* again);
-  void branch(Node node);
+  void branch(const Node& node);
   int32_t choose_variable(const DynamicLp::BasisHandle& basis);
   void probe_both(int32_t var, const DynamicLp::BasisHandle& basis);
   int32_t choose_open() const;

@@ -18,6 +18,7 @@ constexpr double kSpeedOfFullProduct = 10.0;
 
 std::vector<TriangleEntry> identity_entries(int32_t order) {
   std::vector<TriangleEntry> entries;
+  entries.reserve(index(order));
   for (int32_t i = 0; i < order; ++i) entries.push_back({i, i, 1.0});
   return entries;
 }
@@ -43,7 +44,7 @@ MatrixProducts::MatrixProducts(const MatrixBlock& block, const DenseAlgebra& alg
   for (const int32_t part : order) {
     Row row = {part, elements_.size(), elements_.size() + entries(part).size(), {}};
     for (const TriangleEntry& e : entries(part)) {
-      elements_.push_back({index(e.row), index(e.col), e.row == e.col ? e.value : 2.0 * e.value});
+      elements_.push_back({e.row, e.col, e.row == e.col ? e.value : 2.0 * e.value});
       row.support.push_back(index(e.row));
       row.support.push_back(index(e.col));
     }
@@ -78,8 +79,8 @@ void MatrixProducts::multiply_by_scaling(const DenseMatrix& w, const Row& row) {
     const Element& element = elements_[e];
     const bool diagonal = element.row == element.col;
     const double value = diagonal ? element.weight : 0.5 * element.weight;
-    const size_t a = place_[element.row];
-    const size_t b = place_[element.col];
+    const size_t a = place_[index(element.row)];
+    const size_t b = place_[index(element.col)];
     for (size_t j = 0; j < n; ++j) {
       image_(a, j) += value * gathered_(b, j);
       if (!diagonal) image_(b, j) += value * gathered_(a, j);
@@ -107,18 +108,20 @@ void MatrixProducts::compute(const DenseMatrix& w, DenseMatrix* schur) {
 double MatrixProducts::full_product(const Row& row) const {
   double sum = 0.0;
   for (size_t e = row.start; e < row.end; ++e) {
-    sum += elements_[e].weight * product_(elements_[e].row, elements_[e].col);
+    sum += elements_[e].weight * product_(index(elements_[e].row), index(elements_[e].col));
   }
   return sum;
 }
 
 // The row's product with W A W of the row that is gathered.
 double MatrixProducts::gathered_product(const Row& row) const {
+  const ConstMatrixView gathered = gathered_;
+  const ConstMatrixView image = image_;
   double sum = 0.0;
   for (size_t e = row.start; e < row.end; ++e) {
     const Element& element = elements_[e];
-    sum += element.weight *
-           dot(gathered_.view().column(element.row), image_.view().column(element.col));
+    sum +=
+        element.weight * dot(gathered.column(index(element.row)), image.column(index(element.col)));
   }
   return sum;
 }

@@ -32,7 +32,7 @@ class MatrixProducts {
 
  private:
   struct Element {
-    size_t row, col;
+    int32_t row, col;
     double weight;  // twice the value off the diagonal
   };
   // The elements of C, of I or of an A_i.

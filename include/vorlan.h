@@ -25,6 +25,10 @@
    - Indices count from 0. Arrays belong to the caller and must be as long as stated.
    - A task is used by one thread at a time. The library calls the callback and the stream function
      in the thread of the caller, from inside the operation in progress.
+   - Tasks are independent: threads may use different ones at the same time, in every operation. A
+     solve forks a child process (parameter VLN_IPAR_CHILD_PROCESS), also beside other threads, which
+     may fork, load libraries, print and wait for children meanwhile. Only the environment must not
+     be changed (setenv) while a solve begins: it is read then.
    - Infinite bounds and values are IEEE infinities.
 
    Example (compiled and run by the tests, as C and as C++)

@@ -137,6 +137,9 @@ struct Backend {
   // the limit too, is asked at every step. A failure means that there is no result; a stop is none.
   Status (*solve)(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                   BackendMonitor* monitor, BackendResult* result);
+  // Loads the libraries that a solve may load; nullptr: it loads none. What another thread loads at
+  // the moment of a fork would leave the child's loader locked.
+  void (*load_libraries)() = nullptr;
 };
 
 }  // namespace vorlan

@@ -1,6 +1,8 @@
 // The life of a solve.
 #include "solve/optimize.h"
 
+#include <sys/single_threaded.h>
+
 #include <cmath>
 #include <utility>
 
@@ -50,6 +52,14 @@ SolveEnd make_end(const MinimizeProblem& problem, const SolvePlan& plan, Answer&
   return end;
 }
 
+// In this process, where that is safe, before a fork beside other threads.
+void load_libraries(const SolvePlan& plan) {
+  const bool forks_beside_threads = plan.in_child && !__libc_single_threaded;
+  if (forks_beside_threads && plan.backend->load_libraries != nullptr) {
+    plan.backend->load_libraries();
+  }
+}
+
 }  // namespace
 
 Status optimize(Task* task, Code* termination) {
@@ -62,6 +72,7 @@ Status optimize(Task* task, Code* termination) {
                         Answer* answer) {
     return find_answer(problem, plan, parameters, seconds, monitor, answer);
   };
+  load_libraries(plan);
   Answer answer;
   const auto run = plan.in_child ? run_in_child : run_here;
   Status status = run(work, task, &listener, &answer);

@@ -1,8 +1,10 @@
 // A solve's child process, with backends that misbehave in every way that a real one has been seen
 // to: silent, printing, out of memory, dead.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -346,6 +348,62 @@ TEST_F(ChildProcess, WorksWhereChildSignalsAreIgnored) {
   signal(SIGCHLD, earlier);
   EXPECT_TRUE(status.ok()) << status.message();
   EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+}
+
+// A process that another thread forks at the same moment has the pipe as well, and keeps it.
+pid_t g_stranger = -1;
+bool g_wants_stranger = false;
+
+void fork_stranger() {
+  if (!g_wants_stranger) return;
+  g_wants_stranger = false;
+  g_stranger = static_cast<pid_t>(syscall(SYS_fork));  // no handlers of fork again
+  if (g_stranger != 0) return;
+  sleep(60);
+  _exit(0);
+}
+
+class Stranger {
+ public:
+  Stranger() {
+    static const int registered = pthread_atfork(fork_stranger, nullptr, nullptr);
+    EXPECT_EQ(registered, 0);
+    g_wants_stranger = true;
+  }
+  ~Stranger() {
+    EXPECT_GT(g_stranger, 0);
+    EXPECT_EQ(waitpid(g_stranger, nullptr, WNOHANG), 0) << "it held the pipe to the end";
+    kill(g_stranger, SIGKILL);
+    waitpid(g_stranger, nullptr, 0);
+  }
+  Stranger(const Stranger&) = delete;
+  Stranger& operator=(const Stranger&) = delete;
+};
+
+TEST_F(ChildProcess, APipeThatAStrangerHoldsDoesNotKeepTheAnswerBack) {
+  const Stranger stranger;
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double,
+                               BackendMonitor* monitor, BackendResult* result) -> Status {
+    monitor->log("some text");
+    result->outcome = Outcome::kOptimal;
+    return {};
+  });
+  EXPECT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(result_.outcome, Outcome::kOptimal);
+  EXPECT_EQ(caller_.log, "some text\n");
+  EXPECT_LT(seconds_, 30.0);
+}
+
+TEST_F(ChildProcess, APipeThatAStrangerHoldsDoesNotHideADeath) {
+  const Stranger stranger;
+  const Status status = run([](const MinimizeProblem&, const Parameters&, double, BackendMonitor*,
+                               BackendResult*) -> Status {
+    raise(SIGKILL);
+    return {};
+  });
+  EXPECT_EQ(status.code(), Code::kErrOptimizerDied);
+  EXPECT_NE(status.message().find("signal 9"), std::string::npos) << status.message();
+  EXPECT_LT(seconds_, 30.0);
 }
 
 TEST_F(ChildProcess, TerminationSignalsAreTheParentsAffair) {

@@ -1,10 +1,13 @@
 // Tasks are each other's strangers: many of them in many threads, with solves in this process and
 // in child processes at once.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -80,10 +83,99 @@ TEST(Threads, SolvesInThisProcessLeaveStandardOutputAlone) {
   EXPECT_FALSE(moved) << "another thread's text would have gone elsewhere";
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-// A sanitizer's own allocator may hold a lock at the moment of the fork, and its child then waits
-// for ever. The C library's takes care of that.
+// What a task does in the mixed test: a model that each way of solving is for, the solution that it
+// makes, and its optimum.
+struct Kind {
+  const char* name;
+  const char* content;
+  int32_t solution;
+  double optimum;
+};
+
+constexpr Kind kKinds[] = {
+    {"linear.lp", "minimize\n c: x + 2 y\nsubject to\n r: x + y >= 3\nbounds\n x <= 2\nend\n",
+     VLN_SOLUTION_BASIC, 4.0},
+    {"integer.lp",
+     "maximize\n c: 5 x + 4 y\nsubject to\n r: 6 x + 4 y <= 24\n s: x + 2 y <= 6\ngenerals\n x "
+     "y\nend\n",
+     VLN_SOLUTION_INTEGER, 20.0},
+    {"quadratic.lp", "minimize\n c: [ x ^2 + y ^2 ] / 2\nsubject to\n r: x + y >= 2\nend\n",
+     VLN_SOLUTION_INTERIOR, 1.0},
+    {"matrix.dat-s", "2\n1\n2\n1 1\n0 1 1 1 -1\n0 1 1 2 -0.5\n0 1 2 2 -1\n1 1 1 1 1\n2 1 2 2 1\n",
+     VLN_SOLUTION_INTERIOR, -1.0},
+    {"mixed.lp",
+     "minimize\n c: [ x ^2 + y ^2 ] / 2\nsubject to\n r: x + y >= 3\ngenerals\n x y\nend\n",
+     VLN_SOLUTION_INTEGER, 2.5},
+};
+
+// Reads, sets, solves, asks, and writes; whether all of it went as it does alone.
+bool live_through(const Kind& kind, const std::string& folder, int thread, const char* child) {
+  vlntaskt* task = nullptr;
+  std::string log;
+  const std::string out = folder + "/" + std::to_string(thread) + ".";
+  VLNrescode_enum termination = VLN_RES_OK;
+  double objective = 0.0;
+  bool good = VLN_makeemptytask(nullptr, &task) == VLN_RES_OK;
+  const auto succeeds = [&good](VLNrescode_enum code) { good = good && code == VLN_RES_OK; };
+  succeeds(VLN_linkfunctotaskstream(task, 0, &log, keep));
+  succeeds(VLN_putparam(task, "VLN_IPAR_CHILD_PROCESS", child));
+  succeeds(VLN_putparam(task, "VLN_IPAR_NUM_THREADS", "1"));
+  succeeds(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "60"));
+  good = good && VLN_putparam(task, "VLN_IPAR_BOGUS", "1") != VLN_RES_OK;
+  succeeds(VLN_readdata(task, (folder + "/" + kind.name).c_str()));
+  succeeds(VLN_optimizetrm(task, &termination));
+  succeeds(termination);
+  succeeds(VLN_getprimalobj(task, kind.solution, &objective));
+  for (const char* name : {"ptf", "ptf.gz", "jtask.zst", "task"}) {
+    succeeds(VLN_writedata(task, (out + name).c_str()));
+  }
+  succeeds(VLN_readdata(task, (out + "task").c_str()));
+  good = good && VLN_readdata(task, (out + "missing.mps").c_str()) != VLN_RES_OK;
+  VLN_deletetask(&task);
+  return good && objective > kind.optimum - 1e-5 && objective < kind.optimum + 1e-5;
+}
+
+// Every kind of model in every thread, the threads a kind apart. The number of tasks that failed.
+int live_in_threads(const char* child, int rounds) {
+  for (const Kind& kind : kKinds) write_test_file(kind.name, kind.content);
+  const std::string folder = std::filesystem::path(test_file_path("x")).parent_path();
+  std::atomic<int> failed = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int round = 0; round < rounds; ++round) {
+        const Kind& kind = kKinds[static_cast<size_t>(t + round) % std::size(kKinds)];
+        if (!live_through(kind, folder, t, child)) ++failed;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return failed;
+}
+
+TEST(Threads, TasksOfEveryKindInThisProcess) { EXPECT_EQ(live_in_threads("off", kRounds), 0); }
+
+#if !defined(__SANITIZE_ADDRESS__)
+// That sanitizer's allocator may hold a lock at the moment of the fork, and its child then waits for
+// ever. The C library's takes care of that.
 TEST(Threads, SolvesInChildProcesses) { EXPECT_EQ(solve_in_threads("on"), 0); }
+TEST(Threads, TasksOfEveryKindInChildProcesses) { EXPECT_EQ(live_in_threads("on", kRounds), 0); }
+
+// A child that is forked while a thread loads a library could not load one itself.
+TEST(Threads, SolvesInChildProcessesWhileLibrariesAreLoaded) {
+  std::atomic<bool> ended = false;
+  std::thread loader([&] {
+    while (!ended) {
+      for (const char* name : {"libutil.so.1", "libanl.so.1", "libnss_compat.so.2"}) {
+        void* const library = dlopen(name, RTLD_NOW);
+        if (library != nullptr) dlclose(library);
+      }
+    }
+  });
+  EXPECT_EQ(live_in_threads("on", kRounds), 0);
+  ended = true;
+  loader.join();
+}
 #endif
 
 }  // namespace

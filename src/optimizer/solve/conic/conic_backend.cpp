@@ -11,6 +11,7 @@
 #include "solve/check/clean_rays.h"
 #include "solve/check/rays.h"
 #include "solve/conic/conic_form.h"
+#include "solve/conic/dense_algebra.h"
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"
 #include "solve/conic/interior_point.h"
@@ -193,6 +194,7 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
 
 }  // namespace
 
-const Backend kConicBackend = {"conic interior-point method", solve};
+const Backend kConicBackend = {"conic interior-point method", solve,
+                               conic::DenseAlgebra::load_early};
 
 }  // namespace vorlan

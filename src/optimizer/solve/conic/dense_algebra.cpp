@@ -2,10 +2,15 @@
 #include "solve/conic/dense_algebra.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
+#include <atomic>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "task/numeric.h"
@@ -46,20 +51,36 @@ const char* kernels_by_features() {
 constexpr const char* kKernelVariable = "OPENBLAS_CORETYPE";
 
 // Lets OpenBLAS choose by features while this object lives, unless the user has chosen. OpenBLAS
-// reads the environment only while it is loaded, so that nothing of this is left for others.
+// reads the environment only while it is loaded. For that time the environment is another array,
+// which is never given back, because another thread may be reading it. setenv would not do: it
+// moves the array that others read, and takes a lock that another thread may have held when this
+// process was forked.
 class KernelChoice {
  public:
-  KernelChoice() : is_users_(std::getenv(kKernelVariable) != nullptr) {
-    if (!is_users_) ::setenv(kKernelVariable, kernels_by_features(), 0);
+  KernelChoice() {
+    if (std::getenv(kKernelVariable) != nullptr) return;
+    for (char** variable = before_; variable != nullptr && *variable != nullptr; ++variable) {
+      copy_.push_back(*variable);
+    }
+    const std::string choice = std::string(kKernelVariable) + "=" + kernels_by_features();
+    copy_.push_back(::strdup(choice.c_str()));
+    copy_.push_back(nullptr);
+    during_ = new char*[copy_.size()];
+    std::copy(copy_.begin(), copy_.end(), during_);
+    environ = during_;
   }
+  // Where another thread has set a variable meanwhile, its environment stands.
   ~KernelChoice() {
-    if (!is_users_) ::unsetenv(kKernelVariable);
+    if (during_ == nullptr || environ != during_) return;
+    if (std::equal(copy_.begin(), copy_.end(), during_)) environ = before_;
   }
   KernelChoice(const KernelChoice&) = delete;
   KernelChoice& operator=(const KernelChoice&) = delete;
 
  private:
-  bool is_users_;
+  char** before_ = environ;
+  char** during_ = nullptr;
+  std::vector<char*> copy_;
 };
 
 // The dsymv of OpenBLAS for several older processors reads past the end of a vector in the lower
@@ -92,11 +113,20 @@ Operand Operand::some_columns(size_t first, size_t count) const {
   return part;
 }
 
+// Without a lock, which another thread could hold while this one forks. Two threads may both load;
+// the system then counts the library twice, and the first one's is everybody's.
 const DenseAlgebra* DenseAlgebra::load(std::string* message) {
-  static DenseAlgebra algebra;
-  static bool loaded = false;
-  if (!loaded) loaded = algebra.open(message);
-  return loaded ? &algebra : nullptr;
+  static std::atomic<const DenseAlgebra*> loaded = nullptr;
+  const DenseAlgebra* earlier = loaded;
+  if (earlier != nullptr) return earlier;
+  auto algebra = std::make_unique<DenseAlgebra>();
+  if (!algebra->open(message)) return nullptr;
+  return loaded.compare_exchange_strong(earlier, algebra.get()) ? algebra.release() : earlier;
+}
+
+void DenseAlgebra::load_early() {
+  std::string message;
+  load(&message);
 }
 
 bool DenseAlgebra::open(std::string* message) {

@@ -41,8 +41,11 @@ inline Operand transposed(Operand operand) {
 
 class DenseAlgebra {
  public:
-  // The library, or nullptr with a message that says what is missing. Loaded once a process.
+  // The library, or nullptr with a message that says what is missing. Loaded once a process, by
+  // any thread.
   static const DenseAlgebra* load(std::string* message);
+  // The same for later; whoever needs it then says what is missing.
+  static void load_early();
 
   // The library that was loaded and the processor whose kernels it uses, for the log.
   const std::string& description() const { return description_; }

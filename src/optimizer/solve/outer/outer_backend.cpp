@@ -6,6 +6,7 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/conic/dense_algebra.h"
 #include "solve/highs/scaled_model.h"
 #include "solve/outer/derived_models.h"
 #include "solve/outer/outer_approximation.h"
@@ -68,6 +69,7 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
 
 }  // namespace
 
-const Backend kOuterApproximationBackend = {"outer approximation", solve};
+const Backend kOuterApproximationBackend = {"outer approximation", solve,
+                                            conic::DenseAlgebra::load_early};
 
 }  // namespace vorlan

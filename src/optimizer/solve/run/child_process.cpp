@@ -7,6 +7,11 @@
 // it raises the shared stop word, which the backend's own callbacks obey, and after a grace it
 // kills the child; the last point that it kept stands. A result is there when the shared memory
 // says so: not by the child's exit status, which is lost where SIGCHLD is ignored.
+//
+// Other threads of the caller may fork at any moment. Their children have the pipe too, so that it
+// may stay open after our child's end: the child's last word is a NUL, and where it died without
+// one, its death is looked for at every beat. Between fork and exit the child takes no lock that
+// another thread could have held, but those that the C library itself makes free in a child.
 #include <fcntl.h>
 #include <poll.h>
 #include <stdio_ext.h>
@@ -42,6 +47,11 @@ constexpr useconds_t kReapPauseMicroseconds = 500;
 constexpr double kDeathSeconds = 0.5;
 // The pipe is given up after so many failures in a row, each of which costs a beat.
 constexpr int kMostFailures = 100;
+constexpr useconds_t kFailurePauseMicroseconds = 20000;
+// Signals may come as fast as they like: a wait that they interrupt must not become a busy one.
+constexpr useconds_t kInterruptionPauseMicroseconds = 200;
+// The child's last word. No log text has it.
+constexpr char kLastWord = '\0';
 // A point costs something to make and to copy: no more often than that.
 constexpr double kPointSeconds = 0.1;
 // The child waits no longer than this for room in the pipe before it drops log text.
@@ -178,8 +188,8 @@ void limit_memory(const Parameters& parameters, SharedResult* shared) {
     shared->finish({Code::kErrOptimizer, "the optimizer failed: unknown exception"}, {});
   }
   std::fflush(stdout);
-  // The parent waits for the pipe's end. Giving back a large memory, which comes first in an exit,
-  // would let it wait for that.
+  // Giving back a large memory comes first in an exit. The parent need not wait for that.
+  monitor.log({&kLastWord, 1});
   for (const int number : {pipe, STDOUT_FILENO}) ::close(number);
 #ifndef __SANITIZE_ADDRESS__
   ::close(STDERR_FILENO);
@@ -211,17 +221,31 @@ class ChildWatch {
     const int milliseconds = static_cast<int>(std::ceil(seconds * 1e3));
     pollfd text = {pipe_, POLLIN, 0};
     const int ready = ::poll(&text, 1, milliseconds);
-    if (ready > 0) read_text();
-    if (ready < 0 && errno != EINTR) bear_failure();
+    if (ready < 0 && errno != EINTR) return bear_failure();
+    if (ready < 0) ::usleep(kInterruptionPauseMicroseconds);
+    if (ready == 0 && (shared_->complete() || is_dead())) ended_ = true;
+    if (ready != 0) read_text();
   }
 
+  // The pipe does not block.
   void read_text() {
     char buffer[65536];
     const ssize_t length = ::read(pipe_, buffer, sizeof buffer);
-    if (length < 0 && errno != EINTR) return bear_failure();
+    if (length < 0 && errno == EAGAIN) return;
+    if (length < 0) return bear_failure();
     num_failures_ = 0;
-    if (length == 0) ended_ = true;
-    if (length > 0) pass_lines({buffer, static_cast<size_t>(length)});
+    std::string_view text(buffer, static_cast<size_t>(length));
+    ended_ = text.empty() || (text.back() == kLastWord && shared_->complete());
+    if (!text.empty() && ended_) text.remove_suffix(1);
+    pass_lines(text);
+  }
+
+  // The child stays to be reaped. Where SIGCHLD is ignored, the system has done that.
+  bool is_dead() const {
+    siginfo_t child = {};
+    const int result =
+        ::waitid(P_PID, static_cast<id_t>(pid_), &child, WEXITED | WNOHANG | WNOWAIT);
+    return result == 0 ? child.si_pid == pid_ : errno == ECHILD;
   }
 
   // Without the pipe the beat goes on for a while; then the child is deaf and dumb to us.
@@ -254,8 +278,6 @@ class ChildWatch {
   int pipe_;
   SharedResult* shared_;
   Listener* listener_;
-  static constexpr useconds_t kFailurePauseMicroseconds = 20000;
-
   std::string line_;
   int num_failures_ = 0;
   double stop_time_ = -1.0;
@@ -324,7 +346,8 @@ bool make_pipe(Descriptor* read_end, Descriptor* write_end) {
   // The child's standard output and error are replaced by copies of it.
   *read_end = Descriptor(above_standard(ends[0]));
   *write_end = Descriptor(above_standard(ends[1]));
-  return read_end->is_open() && write_end->is_open();
+  if (!read_end->is_open() || !write_end->is_open()) return false;
+  return ::fcntl(read_end->get(), F_SETFL, O_NONBLOCK) == 0;
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ struct SharedResult::Header {
   // next one leaves the last one whole.
   std::atomic<uint64_t> points = 0;
   uint32_t point_present[2] = {};
-  double point_violation[2] = {};
+  double point_violation[2] = {kInfinity, kInfinity};
 
   // Written before complete.
   Code code = Code::kOk;
@@ -160,13 +160,11 @@ void SharedResult::keep(const BackendResult& point, double primal_violation) {
   header_->points = number;
 }
 
-bool SharedResult::last_point(BackendResult* point, double* primal_violation) const {
+void SharedResult::last_point(BackendResult* point, double* primal_violation) const {
   const uint64_t number = header_->points;
-  if (number == 0) return false;
   const size_t slot = number % 2;
   get(header_->point_present[slot], point_[slot], point);
   *primal_violation = header_->point_violation[slot];
-  return true;
 }
 
 void SharedResult::finish(const Status& status, const Answer& answer) {

@@ -28,8 +28,9 @@ class SharedResult {
   bool complete() const;
   // Once complete: the status of the work, and its answer.
   Status take(Answer* answer) const;
-  // The last point that was kept; false if there is none. Valid also when the child was killed.
-  bool last_point(BackendResult* point, double* primal_violation) const;
+  // The last point that was kept; where there is none, one without arrays and of infinite
+  // violation. Valid also when the child was killed.
+  void last_point(BackendResult* point, double* primal_violation) const;
 
   // The child's side.
   bool stop_asked() const;

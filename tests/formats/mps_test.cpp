@@ -386,6 +386,8 @@ TEST(MpsRead, Errors) {
       {text_of({.columns = " X COST inf\n"}), "text:6:9: a number was expected, found 'inf'"},
       {text_of({.columns = " X COST 1e999\n"}),
        "text:6:4: the coefficient is beyond the largest number, found 'COST'"},
+      {text_of({.rhs = " RHS COST inf\n"}),
+       "text:8:6: the right-hand side of the objective must be finite, found 'COST'"},
       {text_of({.columns = " X COST 1 COST 2\n"}),
        "text:6:11: a second coefficient of the column in this row, found 'COST'"},
       {text_of({.columns = " X R1 1\n X R1 2\n"}),

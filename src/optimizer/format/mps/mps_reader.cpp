@@ -373,6 +373,11 @@ Status MpsReader::rhs_line(const MpsLine& line) {
   reading_.applied = true;
   if (!rhs_set_.takes(line.head)) return {};
   for (const MpsEntry& entry : entries_.all()) {
+    if (entry.row == MpsRows::kObjective && !std::isfinite(entry.number.value)) {
+      return text_.error(entry.name, "the right-hand side of the objective must be finite");
+    }
+  }
+  for (const MpsEntry& entry : entries_.all()) {
     rows_.set_rhs(entry.row, entry.number.value, entry.name);
   }
   return {};

@@ -66,6 +66,8 @@ void reportunexpected(std::string_view word) {
 }
 
 void start(LibraryTask& task) {
+  // A limit on the size of files is an error of the write that meets it.
+  std::signal(SIGXFSZ, SIG_IGN);
   if (const auto code = task.putcallbackfunc(usercallback); code != VLN_RES_OK) {
     throw VLNException{code, kDriverSource, 384};
   }

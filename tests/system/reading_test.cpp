@@ -223,6 +223,21 @@ TEST_F(Reading, TheSuffixDecidesWhereItSaysAFormat) {
       << scratch_.read("stderr");
 }
 
+// A limit on the size of files, of half a kibibyte or of nothing, is an error of each write that
+// meets it and no signal that ends the run.
+TEST_F(Reading, ALimitOnTheSizeOfFilesIsAnErrorOfTheWrite) {
+  for (const std::string limit : {"(ulimit -f 1; ", "(ulimit -f 0; "}) {
+    EXPECT_EQ(
+        run(limit + "exec $P -log run.log -read ../in/good.mps -d VLN_SPAR_LOG_FILE solve.log "
+                    "-solve:res=res,trm=trm -write-solution a.plain)"),
+        0)
+        << limit;
+  }
+  constexpr int kAborted = (128 + 6) << 8;
+  EXPECT_EQ(run("(ulimit -f 0; exec $P -read ../in/good.mps -write a.mps)"), kAborted);
+  EXPECT_EQ(left(), Names());
+}
+
 // Files that are opened get the lowest free numbers: those of the closed streams, into which the
 // program prints.
 TEST_F(Reading, ClosedStandardStreamsDoNotMixIntoFiles) {

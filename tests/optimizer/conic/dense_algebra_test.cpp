@@ -15,10 +15,10 @@ namespace vorlan::conic {
 namespace {
 
 const DenseAlgebra& load_algebra() {
-  std::string message;
-  const DenseAlgebra* algebra = DenseAlgebra::load(&message);
+  Status failure;
+  const DenseAlgebra* algebra = DenseAlgebra::load(&failure);
   if (algebra == nullptr) {
-    ADD_FAILURE() << message;
+    ADD_FAILURE() << failure.message();
     std::abort();
   }
   return *algebra;

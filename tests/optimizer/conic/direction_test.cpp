@@ -15,7 +15,7 @@ class FirstIterate {
  public:
   FirstIterate()
       : problem_(test::problem_of_all_kinds()),
-        algebra_(DenseAlgebra::load(&message_)),
+        algebra_(DenseAlgebra::load(&failure_)),
         scalings_(problem_, algebra_),
         system_(problem_, scalings_, algebra_),
         at_(scalings_.start()),
@@ -33,7 +33,7 @@ class FirstIterate {
   }
 
  private:
-  std::string message_;
+  Status failure_;
   ConicProblem problem_;
   const DenseAlgebra* algebra_;
   Scalings scalings_;
@@ -133,8 +133,8 @@ TEST(Scalings, AStepEndsAtTheFirstBoundary) {
 
 TEST(Scalings, RefuseAPointOnTheBoundary) {
   FirstIterate first;
-  std::string message;
-  Scalings scalings(first.problem(), DenseAlgebra::load(&message));
+  Status failure;
+  Scalings scalings(first.problem(), DenseAlgebra::load(&failure));
   Iterate at = first.at();
   EXPECT_TRUE(scalings.update(at));
   at.s = {0.0};
@@ -150,8 +150,8 @@ TEST(Scalings, RefuseAPointOnTheBoundary) {
 // The system's answer put back into the system.
 TEST(NewtonSystem, SolvesForBothParts) {
   FirstIterate first;
-  std::string message;
-  NewtonSystem system(first.problem(), first.scalings(), DenseAlgebra::load(&message));
+  Status failure;
+  NewtonSystem system(first.problem(), first.scalings(), DenseAlgebra::load(&failure));
   system.factor(first.scalings());
   NewtonVector rhs(first.problem());
   rhs.x = {1.0, 2.0, 3.0, 4.0};

@@ -1,5 +1,6 @@
-// A machine without BLAS and LAPACK: this program's own dlopen does not find them. Models that need
-// them are refused with a message that names the package; all others are solved.
+// A machine without BLAS and LAPACK: this program's own dlopen does not find them, or fails for want
+// of memory. Models that need them are refused with a message that names the package, or quotes the
+// loader; all others are solved.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +17,14 @@ bool is_hidden(const char* name) {
          text.find("lapack") != std::string_view::npos;
 }
 
+// What the loader says of a library that is there; nullptr: it is not.
+const char* g_reason = nullptr;
+
 }  // namespace
+
+extern "C" __attribute__((visibility("default"))) char* dlerror() {
+  return const_cast<char*>(g_reason);
+}
 
 extern "C" __attribute__((visibility("default"))) void* dlopen(const char* name, int flags) {
   using Open = void* (*)(const char*, int);
@@ -36,6 +44,21 @@ TEST(NoDenseAlgebra, AMatrixVariableIsRefusedWithTheReason) {
   EXPECT_NE(solved.status.message().find("libopenblas0-serial"), std::string::npos)
       << solved.status.message();
   EXPECT_FALSE(solved.solution().defined);
+}
+
+TEST(NoDenseAlgebra, ShortMemoryIsToldAsThat) {
+  g_reason = "libblas.so: cannot map zero-fill pages: Cannot allocate memory";
+  test::Solved solved;
+  solved.task.model.matrix_vars = {{2}};
+  solved.task.model.matrix_cost = {{0, {0, 0, 1.0}}};
+  test::solve_conic(&solved);
+  EXPECT_EQ(solved.status.code(), Code::kErrMemory);
+  EXPECT_NE(solved.status.message().find(g_reason), std::string::npos) << solved.status.message();
+  g_reason = "libblas.so: file too short";
+  test::solve_conic(&solved);
+  EXPECT_EQ(solved.status.code(), Code::kErrOptimizer);
+  EXPECT_NE(solved.status.message().find(g_reason), std::string::npos) << solved.status.message();
+  g_reason = nullptr;
 }
 
 TEST(NoDenseAlgebra, OtherModelsDoWithoutIt) {

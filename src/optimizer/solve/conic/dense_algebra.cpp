@@ -5,8 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cassert>
 #include <atomic>
+#include <cassert>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -95,6 +96,23 @@ struct Int {
   explicit Int(size_t given) : value(static_cast<int>(given)) {}
   int value;
 };
+// Keeps the loader's words for the first library that is there and cannot be loaded.
+void note_reason(std::string* reason) {
+  const char* const words = ::dlerror();
+  if (words == nullptr || !reason->empty()) return;
+  if (std::strstr(words, std::strerror(ENOENT)) == nullptr) *reason = words;
+}
+
+Status failure_of(const std::string& reason) {
+  if (reason.empty()) {
+    return {Code::kErrOptimizer,
+            "this model needs a BLAS and LAPACK library, and libopenblas.so.0 is not found; "
+            "Debian's package is libopenblas0-serial"};
+  }
+  const bool is_memory = reason.find(std::strerror(ENOMEM)) != std::string::npos;
+  return {is_memory ? Code::kErrMemory : Code::kErrOptimizer,
+          "this model needs a BLAS and LAPACK library, which cannot be loaded: " + reason};
+}
 
 }  // namespace
 
@@ -115,25 +133,30 @@ Operand Operand::some_columns(size_t first, size_t count) const {
 
 // Without a lock, which another thread could hold while this one forks. Two threads may both load;
 // the system then counts the library twice, and the first one's is everybody's.
-const DenseAlgebra* DenseAlgebra::load(std::string* message) {
+const DenseAlgebra* DenseAlgebra::load(Status* failure) {
   static std::atomic<const DenseAlgebra*> loaded = nullptr;
   const DenseAlgebra* earlier = loaded;
   if (earlier != nullptr) return earlier;
   auto algebra = std::make_unique<DenseAlgebra>();
-  if (!algebra->open(message)) return nullptr;
+  *failure = algebra->open();
+  if (!failure->ok()) return nullptr;
   return loaded.compare_exchange_strong(earlier, algebra.get()) ? algebra.release() : earlier;
 }
 
 void DenseAlgebra::load_early() {
-  std::string message;
-  load(&message);
+  Status failure;
+  load(&failure);
 }
 
-bool DenseAlgebra::open(std::string* message) {
+Status DenseAlgebra::open() {
   const KernelChoice choice;
+  std::string reason;
   for (const char* name : kLibraries) {
     void* library = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) continue;
+    if (library == nullptr) {
+      note_reason(&reason);
+      continue;
+    }
     const bool complete = find(library, "dgemm_", &gemm_) && find(library, "dsyrk_", &syrk_) &&
                           find(library, "dtrmm_", &trmm_) && find(library, "dtrsm_", &trsm_) &&
                           find(library, "dsymv_", &symv_) && find(library, "dpotrf_", &potrf_) &&
@@ -141,14 +164,11 @@ bool DenseAlgebra::open(std::string* message) {
     if (complete) {
       keep_to_one_thread(library);
       describe(library);
-      return true;
+      return {};
     }
     ::dlclose(library);
   }
-  *message =
-      "this model needs a BLAS and LAPACK library, and libopenblas.so.0 is not found; Debian's "
-      "package is libopenblas0-serial";
-  return false;
+  return failure_of(reason);
 }
 
 void DenseAlgebra::describe(void* library) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "solve/conic/matrix_view.h"
+#include "task/status.h"
 
 namespace vorlan::conic {
 
@@ -41,9 +42,9 @@ inline Operand transposed(Operand operand) {
 
 class DenseAlgebra {
  public:
-  // The library, or nullptr with a message that says what is missing. Loaded once a process, by
+  // The library, or nullptr with a failure that says why. Loaded once a process, by
   // any thread.
-  static const DenseAlgebra* load(std::string* message);
+  static const DenseAlgebra* load(Status* failure);
   // The same for later; whoever needs it then says what is missing.
   static void load_early();
 
@@ -74,7 +75,7 @@ class DenseAlgebra {
   bool find_eigenvectors(MatrixView a, std::span<double> values) const;
 
  private:
-  bool open(std::string* message);
+  Status open();
   void describe(void* library);
   bool decompose(const char* job, MatrixView a, std::span<double> values) const;
 

@@ -64,15 +64,15 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
 }
 
 Status InteriorPointMethod::prepare() {
-  std::string message;
+  Status failure;
   if (!problem_.matrices.empty()) {
-    algebra_ = DenseAlgebra::load(&message);
-    if (algebra_ == nullptr) return {Code::kErrOptimizer, message};
+    algebra_ = DenseAlgebra::load(&failure);
+    if (algebra_ == nullptr) return failure;
   }
   scalings_ = std::make_unique<Scalings>(problem_, algebra_);
   system_ = std::make_unique<NewtonSystem>(problem_, *scalings_, algebra_);
   if (algebra_ == nullptr && system_->dense_order() >= kLargeDenseOrder) {
-    algebra_ = DenseAlgebra::load(&message);
+    algebra_ = DenseAlgebra::load(&failure);
     system_->use(algebra_);
   }
   return {};

@@ -1,7 +1,4 @@
-#!/usr/bin/env python3
-"""Changes files of all formats at random, reads and solves each, and counts what came of it.
-
-usage: scripts/campaign-files [SECONDS] [--seed S] [--build FOLDER] [--keep FOLDER]
+"""Changes files of all formats at random, reads and solves each.
 
 The fuzz targets hold what is read against what is written; this goes on to the solve. Its files come
 from fuzz/corpus and examples: bytes, digits, words and lines are exchanged, dropped, doubled or taken
@@ -9,25 +6,18 @@ from another file of the format, and some files are compressed, one of those cut
 and solved under a time limit, and the plain report is written. Allowed are a refusal by an error of
 the library, and a solve with its indicator and response file. Anything else is a find: death by a
 signal other than that of the program's own error, a time beyond the limit, more memory than the bound
-below, a solve without its files. Finds stay in FOLDER (build/campaign-files).
-
-60 seconds unless said otherwise. Prints the counts, those of files that passed and failed last; exit status 1 when there was a find.
+below, a solve without its files. Finds stay in the build's folder campaign-files.
 """
-import argparse
 import collections
 import gzip
 import pathlib
-import random
 import re
 import resource
 import shutil
 import signal
 import subprocess
-import sys
-import tempfile
-import time
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 SUFFIX = {"cbf": ".cbf", "jtask": ".jtask", "lp": ".lp", "mps": ".mps", "ptf": ".ptf",
           "sdpa": ".dat-s", "task": ".task"}
 TIME_LIMIT = 2  # of a solve, in seconds
@@ -151,38 +141,20 @@ def run(program, path, folder):
     return f"ended with status {done.returncode}", True
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
-    parser.add_argument("seconds", nargs="?", type=float, default=60.0)
-    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 30))
-    parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build" / "release")
-    parser.add_argument("--keep", type=pathlib.Path, default=ROOT / "build" / "campaign-files")
-    words = parser.parse_args()
-    program = (words.build / "bin" / "vorlancli").resolve()
-    rng = random.Random(words.seed)
+def campaign(program, build, _seconds, draw, folder, over):
     seeds = load()
-    counts, finds = collections.Counter(), 0
-    end = time.monotonic() + words.seconds
-    with tempfile.TemporaryDirectory() as name:
-        folder = pathlib.Path(name)
-        while time.monotonic() < end:
-            suffix, data = changed(seeds, rng)
-            path = folder / f"changed{suffix}"
-            path.write_bytes(data)
-            outcome, is_find = run(program, path, folder)
-            counts[outcome] += 1
-            if is_find:
-                finds += 1
-                words.keep.mkdir(parents=True, exist_ok=True)
-                shutil.copy(path, words.keep / f"find-{words.seed}-{sum(counts.values())}{suffix}")
-                print(f"find {sum(counts.values())}: {outcome}", file=sys.stderr)
-            path.unlink()
-    for outcome, count in counts.most_common():
-        print(f"{count:8d}  {outcome}")
-    print(f"files of seed {words.seed}")
-    print(f"files: {sum(counts.values()) - finds} passed, {finds} failed")
-    return 1 if finds else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+    keep = build / "campaign-files"
+    counts, finds = collections.Counter(), []
+    while not over():
+        suffix, data = changed(seeds, draw)
+        path = folder / f"changed{suffix}"
+        path.write_bytes(data)
+        outcome, is_find = run(program, path, folder)
+        counts[outcome] += 1
+        if is_find:
+            keep.mkdir(parents=True, exist_ok=True)
+            name = f"find-{draw.randrange(1 << 30)}{suffix}"
+            shutil.copy(path, keep / name)
+            finds.append(f"{keep / name}: {outcome}")
+        path.unlink()
+    return counts, finds

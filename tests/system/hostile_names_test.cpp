@@ -20,9 +20,9 @@ struct HostileFile {
 std::string jtask(const std::string& lower, const std::string& more) {
   return "{\"format\": \"vorlan task\", \"version\": 1, \"modelname\": "
          "\"m\\u001b[2J\\nOptimization ended: fine\", \"objective\": {\"name\": "
-         "\"c\\u0007\\nVLN_RES_OK\", \"sense\": \"minimize\", \"linear\": [1, 2], \"constant\": 0}, " +
-         more +
-         "\"variables\": {\"lower\": [" + lower +
+         "\"c\\u0007\\nVLN_RES_OK\", \"sense\": \"minimize\", \"linear\": [1, 2], \"constant\": "
+         "0}, " +
+         more + "\"variables\": {\"lower\": [" + lower +
          ", 0], \"upper\": [3, \"inf\"], \"names\": [\"x\\u001b\\nOptimization ended: fine\", "
          "\"y\\u009b\"]}, \"constraints\": {\"lower\": [2], \"upper\": [\"inf\"], \"names\": "
          "[\"r\\r\\nVLN_RES_OK\"]}, \"coefficients\": {\"row\": [0, 0], \"column\": [0, 1], "

@@ -12,9 +12,9 @@ namespace vorlan::conic {
 namespace {
 
 const DenseAlgebra* load_algebra() {
-  std::string message;
-  const DenseAlgebra* algebra = DenseAlgebra::load(&message);
-  EXPECT_NE(algebra, nullptr) << message;
+  Status failure;
+  const DenseAlgebra* algebra = DenseAlgebra::load(&failure);
+  EXPECT_NE(algebra, nullptr) << failure.message();
   return algebra;
 }
 

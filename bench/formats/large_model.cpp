@@ -24,10 +24,10 @@ struct Shape {
   const char* column_name;
 };
 
-constexpr Shape short_names = {8, 2, "R%07u", "C%07u"};
-constexpr Shape long_names = {3, 3, "balance_of_material(plant_%04u,product_and_grade_%05u,week)",
+constexpr Shape kShortNames = {8, 2, "R%07u", "C%07u"};
+constexpr Shape kLongNames = {3, 3, "balance_of_material(plant_%04u,product_and_grade_%05u,week)",
                               "amount_produced(plant_%04u,product_and_grade_%05u,line_A)"};
-constexpr uint32_t per_plant = 500;
+constexpr uint32_t kPerPlant = 500;
 
 class Generator {
  public:
@@ -55,10 +55,10 @@ class Generator {
  private:
   // Neighbours in the numbering belong to one plant, so that many names begin alike.
   const char* name(const char* pattern, uint32_t index) {
-    if (&shape_ == &short_names) {
+    if (&shape_ == &kShortNames) {
       std::snprintf(name_, sizeof name_, pattern, index);
     } else {
-      std::snprintf(name_, sizeof name_, pattern, index / per_plant, index % per_plant);
+      std::snprintf(name_, sizeof name_, pattern, index / kPerPlant, index % kPerPlant);
     }
     return name_;
   }
@@ -107,6 +107,6 @@ int main(int argc, char** argv) {
     std::fputs("usage: bench_large_model NONZEROS short|long\n", stderr);
     return 1;
   }
-  Generator(is_long ? long_names : short_names, static_cast<uint32_t>(num_elements)).write();
+  Generator(is_long ? kLongNames : kShortNames, static_cast<uint32_t>(num_elements)).write();
   return std::fflush(stdout) == 0 ? 0 : 1;
 }

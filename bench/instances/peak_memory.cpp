@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr useconds_t look_again = 5000;  // microseconds
+constexpr useconds_t kLookAgain = 5000;  // microseconds
 
 // In KiB; 0 when the process is gone.
 long share_of(pid_t process) {
@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
   int status = 0;
   while (waitpid(process, &status, WNOHANG) == 0) {
     peak = std::max(peak, share_with_descendants(process));
-    usleep(look_again);
+    usleep(kLookAgain);
   }
   std::printf("%.2f\n", static_cast<double>(peak) / 1024.0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t period = 65521;
+constexpr std::size_t kPeriod = 65521;
 
 // Shares of numbers that have up to six digits and of numbers that have all; the rest are zeros.
 struct Shares {
@@ -24,12 +24,12 @@ struct Shares {
 
 // Measured on 48 public linear problems. A reduced cost (a constraint's dual) is shown by one of
 // the two duals of the bounds; most variables that have one are at their lower bound.
-constexpr Shares shares_xx = {0.17, 0.16};
-constexpr Shares shares_reducedcost = {0.12, 0.52};
-constexpr double share_at_lower = 0.75;
-constexpr Shares shares_xc = {0.20, 0.10};
-constexpr Shares shares_y = {0.17, 0.47};
-constexpr double share_y_at_lower = 0.5;
+constexpr Shares kSharesXx = {0.17, 0.16};
+constexpr Shares kSharesReducedcost = {0.12, 0.52};
+constexpr double kShareAtLower = 0.75;
+constexpr Shares kSharesXc = {0.20, 0.10};
+constexpr Shares kSharesY = {0.17, 0.47};
+constexpr double kShareYAtLower = 0.5;
 
 using Table = std::vector<double>;
 
@@ -76,11 +76,11 @@ struct Tables {
       lower.push_back(takes_lower || !mixed ? draw(shares) : 0.0);
       upper.push_back(!takes_lower || !mixed ? draw(shares) : 0.0);
     };
-    for (std::size_t i = 0; i < period; ++i) {
-      xx.push_back(draw(shares_xx));
-      split(shares_reducedcost, share_at_lower, slx, sux);
-      xc.push_back(draw(shares_xc));
-      split(shares_y, share_y_at_lower, slc, suc);
+    for (std::size_t i = 0; i < kPeriod; ++i) {
+      xx.push_back(draw(kSharesXx));
+      split(kSharesReducedcost, kShareAtLower, slx, sux);
+      xc.push_back(draw(kSharesXc));
+      split(kSharesY, kShareYAtLower, slc, suc);
       y.push_back(slc.back() - suc.back());
       keys.push_back(slx.back() != 0.0 ? 3 : sux.back() != 0.0 ? 4 : 1);
     }
@@ -102,8 +102,8 @@ const Tables& tables(const vlntaskt* task) {
 template <typename T>
 VLNrescode_enum fill(const vlntaskt* task, const std::vector<T>& table, T* column) {
   const auto rows = static_cast<std::size_t>(task->rows);
-  for (std::size_t done = 0; done < rows; done += period) {
-    std::copy_n(table.begin(), std::min(period, rows - done), column + done);
+  for (std::size_t done = 0; done < rows; done += kPeriod) {
+    std::copy_n(table.begin(), std::min(kPeriod, rows - done), column + done);
   }
   return VLN_RES_OK;
 }

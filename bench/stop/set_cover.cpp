@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr uint32_t rows_per_one = 50;
-constexpr uint32_t most_cost = 100;
+constexpr uint32_t kRowsPerOne = 50;
+constexpr uint32_t kMostCost = 100;
 
 using Cover = std::vector<std::set<uint32_t>>;  // the rows of each column
 
@@ -22,7 +22,7 @@ using Cover = std::vector<std::set<uint32_t>>;  // the rows of each column
 Cover makecover(uint32_t num_rows, uint32_t num_columns, std::mt19937& random) {
   Cover cover(num_columns);
   for (auto& rows : cover) {
-    for (uint32_t i = 0; i <= num_rows / rows_per_one; ++i) rows.insert(random() % num_rows);
+    for (uint32_t i = 0; i <= num_rows / kRowsPerOne; ++i) rows.insert(random() % num_rows);
   }
   for (uint32_t row = 0; row < num_rows; ++row) {
     const auto first = static_cast<uint32_t>(random() % num_columns);
@@ -37,7 +37,7 @@ void writemodel(const Cover& cover, uint32_t num_rows, std::mt19937& random) {
   for (uint32_t row = 0; row < num_rows; ++row) std::printf(" G R%u\n", row);
   std::printf("COLUMNS\n M1 'MARKER' 'INTORG'\n");
   for (size_t column = 0; column < cover.size(); ++column) {
-    std::printf(" X%zu COST %u\n", column, static_cast<uint32_t>(1 + random() % most_cost));
+    std::printf(" X%zu COST %u\n", column, static_cast<uint32_t>(1 + random() % kMostCost));
     for (const uint32_t row : cover[column]) std::printf(" X%zu R%u 1\n", column, row);
   }
   std::printf(" M2 'MARKER' 'INTEND'\nRHS\n");

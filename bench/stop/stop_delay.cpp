@@ -28,10 +28,10 @@
 
 namespace {
 
-constexpr const char* begun_file = "begun";
-constexpr const char* time_file = "seconds";
-constexpr const char* reason_file = "reason";
-constexpr useconds_t look_again = 200;  // microseconds
+constexpr const char* kBegunFile = "begun";
+constexpr const char* kTimeFile = "seconds";
+constexpr const char* kReasonFile = "reason";
+constexpr useconds_t kLookAgain = 200;  // microseconds
 
 [[noreturn]] void fail(const std::string& what) {
   std::fprintf(stderr, "bench_stop_delay: %s\n", what.c_str());
@@ -54,11 +54,11 @@ Value content(const char* file) {
 class Run {
  public:
   Run(const char* program, const char* model, const std::string& limit) {
-    for (const char* file : {begun_file, time_file, reason_file}) unlink(file);
+    for (const char* file : {kBegunFile, kTimeFile, kReasonFile}) unlink(file);
     const std::string solve =
-        std::string("-solve:printtime,opttime=") + time_file + ",trm=" + reason_file + limit;
+        std::string("-solve:printtime,opttime=") + kTimeFile + ",trm=" + kReasonFile + limit;
     std::vector<std::string> words = {program,           "-read",    model,
-                                      "-indicator-file", begun_file, solve};
+                                      "-indicator-file", kBegunFile, solve};
     std::vector<char*> pointers;
     pointers.reserve(words.size() + 1);
     for (std::string& word : words) pointers.push_back(word.data());
@@ -74,8 +74,8 @@ class Run {
 
   // The program leaves the file just before the solve.
   void await_solve() const {
-    while (access(begun_file, F_OK) != 0) {
-      usleep(look_again);
+    while (access(kBegunFile, F_OK) != 0) {
+      usleep(kLookAgain);
       if (waitpid(pid_, nullptr, WNOHANG) != 0) fail("a run ended before its solve");
     }
   }
@@ -84,7 +84,7 @@ class Run {
 
   // The first file that is written after the solve.
   static void await_result() {
-    while (access(time_file, F_OK) != 0) usleep(look_again);
+    while (access(kTimeFile, F_OK) != 0) usleep(kLookAgain);
   }
 
   void await_end(const char* reason) const {
@@ -92,7 +92,7 @@ class Run {
     if (waitpid(pid_, &status, 0) != pid_ || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
       fail("a run failed");
     }
-    const auto termination = content<std::string>(reason_file);
+    const auto termination = content<std::string>(kReasonFile);
     if (termination != reason) fail("a run ended with " + termination + " instead of " + reason);
   }
 
@@ -116,7 +116,7 @@ double delay_of_signal(const char* program, const char* model, double moment) {
 double delay_of_limit(const char* program, const char* model, double moment) {
   const Run run(program, model, ",time-limit=" + std::to_string(moment));
   run.await_end("VLN_RES_TRM_USER_CALLBACK");
-  return content<double>(time_file) - moment;
+  return content<double>(kTimeFile) - moment;
 }
 
 void print(const std::vector<double>& seconds) {

@@ -8,8 +8,9 @@
 struct KeywordArgParser {
   std::string_view rest;   // what is not taken yet
   std::string_view key{};  // of the item taken last
-  /// Of the item taken last that had a '='. An item without one leaves the value of an earlier item
-  /// standing, and the commands see it: -solve:trm=a.txt,res writes both files to a.txt.
+  /// This is the value of the item taken last that had a '='. An item without one leaves the value
+  /// of an earlier item standing, and the commands see it: -solve:trm=a.txt,res writes both files
+  /// to a.txt.
   std::string_view value{};
 
   /// Takes the next item. False, and nothing changed, when none is left.

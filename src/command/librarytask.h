@@ -20,7 +20,8 @@ class LibraryTask {
   LibraryTask(const LibraryTask&) = delete;
   LibraryTask& operator=(const LibraryTask&) = delete;
 
-  /// For the plain report writer, which has the calling form of a library operation.
+  /// The plain report writer takes the handle, since it has the calling form of a library
+  /// operation.
   vlntaskt* handle() { return handle_; }
 
   VLNrescode_enum putcallbackfunc(vlncallbackfunc func) {

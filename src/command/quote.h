@@ -48,7 +48,8 @@ struct fmt::formatter<quote> {
  private:
   static constexpr std::size_t kMaxWidth = std::numeric_limits<int>::max() / 10 - 1;
 
-  // By table: most names have no such character, and finding that out is most of the work.
+  // A table tells the escaped characters: most names have none, and finding that out is most of the
+  // work.
   static constexpr auto kEscaped = [] {
     std::array<bool, 256> table{};
     for (const unsigned char c : {'\t', '\n', '\r', '"', '\\'}) table[c] = true;

@@ -15,7 +15,7 @@ struct RunState {
   /// True: the notes show file names. False: they show "<filename>". The sense is the reverse of
   /// what the command's name suggests, and the library's parameter 45 has the same one.
   bool log_anonymous = true;
-  /// Whether problem files written later carry solutions.
+  /// True when problem files written later carry solutions.
   bool include_solutions = true;
 
   /// The name as the notes may show it.

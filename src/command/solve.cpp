@@ -66,7 +66,8 @@ struct SolveItem {
   void (*apply)(SolveSettings& settings, std::string_view value);
 };
 
-// What each item of the ARGS does with its value. Flags take none; an unknown key is skipped.
+// Each item of the ARGS has a row that says what it does with its value. Flags take none; an
+// unknown key is skipped.
 constexpr std::array<SolveItem, 12> kSolveItems = {{
     {"max", [](SolveSettings& s, std::string_view) { s.sense = VLN_SENSE_MAXIMIZE; }},
     {"min", [](SolveSettings& s, std::string_view) { s.sense = VLN_SENSE_MINIMIZE; }},
@@ -115,7 +116,7 @@ std::int64_t countvariables(LibraryTask& task, std::int32_t numvar, std::int32_t
   return count;
 }
 
-// What is too many, or null.
+// Names what is too many, or gives null.
 const char* sizefailure(LibraryTask& task, const SolveSettings& settings) {
   const std::int32_t numvar = task.numvar();
   const std::int32_t numcon = task.numcon();

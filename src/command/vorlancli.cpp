@@ -46,7 +46,7 @@ struct CommandWord {
     if (name.size() < whole.size()) args = whole.substr(name.size() + 1);
   }
 
-  // Whether the word has a command's form: a single '-' and at least one more character.
+  // True when the word has a command's form: a single '-' and at least one more character.
   bool iscommand() const { return name.size() >= 2 && name[0] == '-' && name[1] != '-'; }
 
   std::string_view whole;

@@ -124,7 +124,7 @@ void setrows(std::int32_t rows, Buffer<T>& column) {
   column = Buffer<T>(asindex(nonnegative(rows)) + 1);
 }
 
-// As the library gives them. A negative count has no rows.
+// The sizes are as the library gives them. A negative count has no rows.
 struct Sizes {
   std::int32_t numvar = 0;
   std::int32_t numcon = 0;

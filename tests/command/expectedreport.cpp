@@ -140,8 +140,8 @@ std::string keyword(std::int32_t key) {
   }
 }
 
-// What the queries write to, zero at first. The sections share it: what a query leaves out shows
-// what an earlier one wrote there.
+// The queries write to these arrays, which are zero at first. The sections share them: what a query
+// leaves out shows what an earlier one wrote there.
 struct Storage {
   std::vector<std::int32_t> skx, skc;
   Values xx, slx, sux, snx, xc, slc, suc, y, bar;
@@ -237,7 +237,7 @@ class Report {
          (among({0, 2, 6, 8, 9}) ? ". " : print("%e ", second)) + '\n');
   }
 
-  // What the queries with the given numbers leave in one place that began at 0.
+  // Tells what the queries with the given numbers leave in one place that began at 0.
   static double objective(const fake::Solution& solution,
                           std::initializer_list<std::size_t> queries) {
     double result = 0.0;

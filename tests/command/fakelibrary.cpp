@@ -309,13 +309,13 @@ VLNrescode_enum VLN_getbarvarname(vlntaskt* task, int32_t j, int32_t sizename, c
 // ---- Codes and messages
 
 VLNrescode_enum VLN_getcodedesc(VLNrescode_enum code, char* symname, char* description) {
-  constexpr std::int32_t size = 1024;  // the interface's size for both texts
+  constexpr std::int32_t kTextSize = 1024;  // the interface's size for both texts
   const auto result = enter(&fake::task(), __func__, static_cast<std::int32_t>(code));
   if (result != VLN_RES_OK) return result;
   const auto found = fake::task().codenames.find(code);
   const bool known = found != fake::task().codenames.end();
-  givetext(size, symname, known ? std::string_view(found->second) : "VLN_RES_UNKNOWN");
-  givetext(size, description, "what the name says");
+  givetext(kTextSize, symname, known ? std::string_view(found->second) : "VLN_RES_UNKNOWN");
+  givetext(kTextSize, description, "what the name says");
   return known ? VLN_RES_OK : static_cast<VLNrescode_enum>(1);
 }
 

@@ -60,7 +60,7 @@ struct vlntaskt {
   // ---- how calls are answered
   /// Asked at each call, given as calls shows it; a code other than 0 makes the call fail.
   std::function<VLNrescode_enum(std::string_view call)> answer;
-  /// What an optimization does, remote ones too.
+  /// Tells what an optimization does, a remote one too.
   std::function<VLNrescode_enum(VLNrescode_enum& trm)> optimize;
 
   // ---- what happened

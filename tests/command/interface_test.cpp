@@ -49,8 +49,8 @@ static_assert(offsetof(VLNException, code) == 0);
 static_assert(offsetof(VLNException, file) == 8);
 static_assert(offsetof(VLNException, line) == 16);
 static_assert(sizeof(VLNException) == 24);
-constexpr VLNException example = {VLN_RES_ERR_SERVER_PROBLEM_SIZE, "file", 809};
-static_assert(example.code == 8008 && example.line == 809);
+constexpr VLNException kExample = {VLN_RES_ERR_SERVER_PROBLEM_SIZE, "file", 809};
+static_assert(kExample.code == 8008 && kExample.line == 809);
 
 TEST(Check, SuccessDoesNothing) { EXPECT_NO_THROW(CHKR_("file", 1, VLN_RES_OK)); }
 

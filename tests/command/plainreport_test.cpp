@@ -48,7 +48,7 @@ class PlainReport : public testing::Test {
     return folder_.read("report");
   }
 
-  // What the writer throws, if it does.
+  // Gives what the writer throws, if it does.
   std::optional<VLNException> writefailing() {
     try {
       VLN_writeplainsol(&task_, file().c_str());
@@ -742,9 +742,9 @@ TEST_F(PlainReport, FullDevice) {
 
 // ---- Random models
 
-class RandomModel {
+class RandomSolutions {
  public:
-  explicit RandomModel(unsigned seed) : random_(seed) {}
+  explicit RandomSolutions(unsigned seed) : random_(seed) {}
 
   void fill(vlntaskt& task) {
     task.numvar = pick(6) - 1;
@@ -769,8 +769,8 @@ class RandomModel {
   }
 
   double value() {
-    static constexpr double specials[] = {0.0, -0.0, 1.0, 1e300, -1e-300, HUGE_VAL, -HUGE_VAL};
-    if (pick(3) == 0) return specials[pick(7)];
+    static constexpr double kSpecials[] = {0.0, -0.0, 1.0, 1e300, -1e-300, HUGE_VAL, -HUGE_VAL};
+    if (pick(3) == 0) return kSpecials[pick(7)];
     return (static_cast<double>(random_()) - 2147483648.0) * std::pow(10.0, pick(20) - 15);
   }
 
@@ -808,7 +808,7 @@ class RandomModel {
 TEST_F(PlainReport, RandomModels) {
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     fake::reset();
-    RandomModel(seed).fill(task_);
+    RandomSolutions(seed).fill(task_);
     const auto expected = expectedreport(task_);
     ASSERT_EQ(write(), textof(expected)) << "seed " << seed;
     ASSERT_EQ(task_.calls, callsof(expected)) << "seed " << seed;

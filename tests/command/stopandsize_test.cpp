@@ -16,20 +16,20 @@
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double inf = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // The callback's answer at that many seconds. Every other figure would stop any solve, and whatever
 // else the library passes is missing.
 int answerat(double seconds) {
   std::array<double, 100> figures;
-  figures.fill(inf);
+  figures.fill(kInf);
   figures[VLN_DINF_ELAPSED_SECONDS] = seconds;
   return usercallback(nullptr, nullptr, VLNcallbackcode_enum{}, figures.data(), nullptr, nullptr);
 }
 
 // Taken before any test runs.
-const int first_answer = answerat(inf);
+const int first_answer = answerat(kInf);
 
 void solve(std::string_view args) {
   std::string name = "vorlancli";
@@ -56,19 +56,19 @@ TEST_F(UserCallback, ComparesStrictly) {
   EXPECT_EQ(answerat(std::nextafter(5.0, 0.0)), 0);
   EXPECT_EQ(answerat(5.0), 0);
   EXPECT_EQ(answerat(std::nextafter(5.0, 6.0)), 1);
-  EXPECT_EQ(answerat(inf), 1);
-  EXPECT_EQ(answerat(-inf), 0);
-  EXPECT_EQ(answerat(nan), 0);
+  EXPECT_EQ(answerat(kInf), 1);
+  EXPECT_EQ(answerat(-kInf), 0);
+  EXPECT_EQ(answerat(kNan), 0);
 }
 
 TEST_F(UserCallback, LimitsThatAreNone) {
   for (const char* limit : {"0", "-0", "-5", "-1e300", "nan", "-nan", "-inf", "0.0", "-0.0"}) {
     solve("time-limit=1");
     solve(std::string("time-limit=") + limit);
-    for (const double seconds : {0.0, 1e300, inf, nan, -inf}) {
+    for (const double seconds : {0.0, 1e300, kInf, kNan, -kInf}) {
       EXPECT_EQ(answerat(seconds), VLN_RES_OK) << limit << " at " << seconds;
     }
-    // Without a limit the figures are not looked at.
+    // The figures are not looked at when there is no limit.
     EXPECT_EQ(usercallback(nullptr, nullptr, VLNcallbackcode_enum{}, nullptr, nullptr, nullptr), 0);
   }
 }
@@ -76,8 +76,8 @@ TEST_F(UserCallback, LimitsThatAreNone) {
 TEST_F(UserCallback, InfiniteLimit) {
   solve("time-limit=inf");
   EXPECT_EQ(answerat(std::numeric_limits<double>::max()), 0);
-  EXPECT_EQ(answerat(inf), 0);
-  EXPECT_EQ(answerat(nan), 0);
+  EXPECT_EQ(answerat(kInf), 0);
+  EXPECT_EQ(answerat(kNan), 0);
 }
 
 TEST_F(UserCallback, NumbersAreReadToTheirEnd) {
@@ -89,7 +89,7 @@ TEST_F(UserCallback, NumbersAreReadToTheirEnd) {
                          Row{"2e", 2.0}, Row{"1E2x", 100.0}, Row{"5 ", 5.0}, Row{"1=2", 1.0}}) {
     solve(std::string("time-limit=") + row.text);
     EXPECT_EQ(answerat(row.value), VLN_RES_OK) << row.text;
-    EXPECT_EQ(answerat(std::nextafter(row.value, inf)), 1) << row.text;
+    EXPECT_EQ(answerat(std::nextafter(row.value, kInf)), 1) << row.text;
   }
 }
 
@@ -122,7 +122,7 @@ TEST_F(UserCallback, LimitOfOneSolve) {
   EXPECT_EQ(answerat(5.5), 1);
   solve("");
   EXPECT_EQ(during, 0);
-  EXPECT_EQ(answerat(inf), 0);
+  EXPECT_EQ(answerat(kInf), 0);
 }
 
 TEST_F(UserCallback, SameForEveryCode) {
@@ -147,7 +147,7 @@ TEST_F(UserCallback, SameForEveryCode) {
   solve("time-limit=5");
   check(answerat(1.0) == 0);
   sigterm_handler(signal);
-  for (const double seconds : {0.0, 1.0, 5.0, 6.0, nan, -inf}) check(answerat(seconds) == 1);
+  for (const double seconds : {0.0, 1.0, 5.0, 6.0, kNan, -kInf}) check(answerat(seconds) == 1);
   check(usercallback(nullptr, nullptr, VLNcallbackcode_enum{}, nullptr, nullptr, nullptr) == 1);
 
   // Every later "-solve" is skipped: no call, no error of its ARGS, no change of the limit.
@@ -173,7 +173,7 @@ TEST_F(UserCallback, HandlerIgnoresWhichSignal) {
 
 class SizeCheck : public UserCallback {
  protected:
-  // What a solve with the given limits ends with.
+  // Gives the end of a solve with the given limits.
   static VLNrescode_enum codeof(std::string_view limits) {
     try {
       solve(limits);

@@ -86,7 +86,7 @@ ENDATA
     EXPECT_NE(task.last_message().find(bad.name), std::string::npos) << task.last_message();
     EXPECT_NE(task.log().find(task.last_message()), std::string::npos) << bad.what;
     EXPECT_EQ(var_name(task, 1), "Y") << bad.what;
-    EXPECT_TRUE(task.defined(1)) << bad.what;
+    EXPECT_TRUE(task.defined(kBasic)) << bad.what;
   }
 }
 
@@ -102,7 +102,7 @@ TEST(MpsRead, ANewModelReplacesTheOldOneAndItsSolutions) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   task.solve();
-  ASSERT_TRUE(task.defined(1));
+  ASSERT_TRUE(task.defined(kBasic));
   ASSERT_EQ(task.read(R"(NAME A
 ROWS
  N C
@@ -114,10 +114,10 @@ RHS
 ENDATA
 )"),
             VLN_RES_OK);
-  EXPECT_FALSE(task.defined(1));
+  EXPECT_FALSE(task.defined(kBasic));
   EXPECT_EQ(var_name(task, 0), "Z");
   task.solve();
-  EXPECT_DOUBLE_EQ(task.objective(1), 2.0);
+  EXPECT_DOUBLE_EQ(task.objective(kBasic), 2.0);
 }
 
 }  // namespace

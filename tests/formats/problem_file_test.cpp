@@ -11,8 +11,8 @@ namespace {
 
 double solved_objective(TestTask& task) {
   task.solve();
-  EXPECT_TRUE(task.defined(1));
-  return task.objective(1);
+  EXPECT_TRUE(task.defined(kBasic));
+  return task.objective(kBasic);
 }
 
 TEST(ProblemFile, WhatIsWrittenReadsBackWithTheSameOptimum) {
@@ -85,8 +85,8 @@ TEST(ProblemFile, TaskAndPtfFilesCarrySolutionsAndParameters) {
     TestTask copy;
     ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
     ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
-    ASSERT_TRUE(copy.defined(1)) << name;
-    EXPECT_EQ(copy.objective(1), expected);
+    ASSERT_TRUE(copy.defined(kBasic)) << name;
+    EXPECT_EQ(copy.objective(kBasic), expected);
     EXPECT_EQ(copy.var_doubles(VLN_getxx, 1), task.var_doubles(VLN_getxx, 1));
     int32_t seed = 0;
     ASSERT_EQ(VLN_getintparam(copy, 3, &seed), VLN_RES_OK);
@@ -96,7 +96,7 @@ TEST(ProblemFile, TaskAndPtfFilesCarrySolutionsAndParameters) {
     ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK) << task.last_message();
     ASSERT_EQ(VLN_putintparam(task, switch_param, 1), VLN_RES_OK);
     ASSERT_EQ(VLN_readdata(copy, path.c_str()), VLN_RES_OK) << copy.last_message();
-    EXPECT_FALSE(copy.defined(1)) << name;
+    EXPECT_FALSE(copy.defined(kBasic)) << name;
   }
 }
 
@@ -112,8 +112,8 @@ TEST(SolutionFile, ABSolutionReadsBackAndTheSelectorAloneCompresses) {
     ASSERT_EQ(copy.read(two_products(-1)), VLN_RES_OK);
     ASSERT_EQ(VLN_readbsolution(copy, path.c_str(), compression), VLN_RES_OK)
         << copy.last_message();
-    ASSERT_TRUE(copy.defined(1));
-    EXPECT_EQ(copy.objective(1), expected);
+    ASSERT_TRUE(copy.defined(kBasic));
+    EXPECT_EQ(copy.objective(kBasic), expected);
     EXPECT_EQ(copy.con_doubles(VLN_gety, 1), task.con_doubles(VLN_gety, 1));
   }
 }
@@ -137,7 +137,7 @@ ENDATA
 )"),
             VLN_RES_OK);
   EXPECT_NE(VLN_readbsolution(other, path.c_str(), 0), VLN_RES_OK);
-  EXPECT_FALSE(other.defined(1));
+  EXPECT_FALSE(other.defined(kBasic));
 }
 
 TEST(SolutionFile, JsonAndSolverResultSayWhatTheSolveGave) {

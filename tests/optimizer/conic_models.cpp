@@ -1,4 +1,4 @@
-// Models with known answers; see conic_models.h.
+// Each model has one optimum, which follows by hand from its few terms.
 #include "conic_models.h"
 
 namespace vorlan::test {

@@ -1,5 +1,6 @@
-// How many random models a test tries, and from which on: VORLAN_RANDOM_MODELS,
-// VORLAN_RANDOM_FIRST.
+// The environment says how many random models a test tries, and from which on
+// (VORLAN_RANDOM_MODELS, VORLAN_RANDOM_FIRST), so that a failing model can be made again by its
+// number.
 #pragma once
 
 #include <cstdint>

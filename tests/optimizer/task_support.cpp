@@ -1,4 +1,4 @@
-// Shared parts of the tests of the C interface.
+// Tasks of the tests write their models to files and read them, as callers do.
 #include "task_support.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// What tests of the C interface share: a task that is released, models as text, arrays as vectors.
+// Tests of the C interface share this: a task that is released, models as text, arrays as vectors,
+// names for the numbers of statuses.
 #pragma once
 
 #include <string>
@@ -8,6 +9,42 @@
 #include "vorlan.h"
 
 using vorlan::test::read_all;
+
+// The kinds of solutions.
+inline constexpr int32_t kInterior = VLN_SOLUTION_INTERIOR;
+inline constexpr int32_t kBasic = VLN_SOLUTION_BASIC;
+inline constexpr int32_t kInteger = VLN_SOLUTION_INTEGER;
+
+// The statuses that vorlan.h lists for VLN_getsolsta.
+namespace solsta {
+enum : int32_t {
+  kUnknown = 0,
+  kOptimal = 1,
+  kPrimalFeasible = 2,
+  kDualFeasible = 3,
+  kPrimalAndDualFeasible = 4,
+  kPrimalInfeasibleCertificate = 5,
+  kDualInfeasibleCertificate = 6,
+  kPrimalIllPosedCertificate = 7,
+  kDualIllPosedCertificate = 8,
+  kIntegerOptimal = 9
+};
+}  // namespace solsta
+
+// The statuses that vorlan.h lists for VLN_getprosta.
+namespace prosta {
+enum : int32_t {
+  kUnknown = 0,
+  kPrimalAndDualFeasible = 1,
+  kPrimalFeasible = 2,
+  kDualFeasible = 3,
+  kPrimalInfeasible = 4,
+  kDualInfeasible = 5,
+  kPrimalAndDualInfeasible = 6,
+  kIllPosed = 7,
+  kPrimalInfeasibleOrUnbounded = 8
+};
+}  // namespace prosta
 
 // A task with its log collected in memory.
 class TestTask {

@@ -158,10 +158,10 @@ Uncaught parse_uncaught(const std::string& value) {
 }
 
 void parse_signal(const Section& section, Case& result) {
-  constexpr std::string_view form = "TERM when ";
-  if (!section.value.starts_with(form)) throw std::runtime_error("signal: TERM when \"TEXT\"");
+  constexpr std::string_view kForm = "TERM when ";
+  if (!section.value.starts_with(kForm)) throw std::runtime_error("signal: TERM when \"TEXT\"");
   result.signal_to_send = SIGTERM;
-  std::size_t position = form.size();
+  std::size_t position = kForm.size();
   result.signal_when = recording::unquote(section.value, position);
 }
 
@@ -173,7 +173,7 @@ std::vector<std::string> parse_arguments(const Section& section) {
   return words;
 }
 
-// What a file has named so far.
+// The names that a file has used so far.
 struct Named {
   Sequences sequences;
   Texts texts;

@@ -77,19 +77,19 @@ std::vector<std::string> lines_of(const std::string& text) {
   return result;
 }
 
-// From the first line that differs, a little of both.
+// Shows a little of both texts, from the first line that differs.
 std::string text_difference(const std::string& part, const std::string& expected,
                             const std::string& actual) {
-  constexpr std::size_t shown = 10;
+  constexpr std::size_t kShown = 10;
   const std::vector<std::string> wanted = lines_of(expected);
   const std::vector<std::string> got = lines_of(actual);
   const auto parting = std::ranges::mismatch(wanted, got);
   const auto at = static_cast<std::size_t>(parting.in1 - wanted.begin());
   std::string result = part + " differs from line " + std::to_string(at + 1) + '\n';
-  for (std::size_t i = at; i < std::min(wanted.size(), at + shown); ++i) {
+  for (std::size_t i = at; i < std::min(wanted.size(), at + kShown); ++i) {
     result += "    - " + recording::quote(wanted[i]) + '\n';
   }
-  for (std::size_t i = at; i < std::min(got.size(), at + shown); ++i) {
+  for (std::size_t i = at; i < std::min(got.size(), at + kShown); ++i) {
     result += "    + " + recording::quote(got[i]) + '\n';
   }
   return result;
@@ -106,11 +106,11 @@ std::string trace_difference(const Case& expected, const Outcome& actual,
   }
   if (at == expected.calls.size() && at == actual.trace.size()) return {};
   std::string result = "calls differ from line " + std::to_string(at + 1) + " of the trace\n";
-  constexpr std::size_t shown = 6;
-  for (std::size_t i = at; i < std::min(expected.calls.size(), at + shown); ++i) {
+  constexpr std::size_t kShown = 6;
+  for (std::size_t i = at; i < std::min(expected.calls.size(), at + kShown); ++i) {
     result += "    - " + expected.calls[i].text + '\n';
   }
-  for (std::size_t i = at; i < std::min(actual.trace.size(), at + shown); ++i) {
+  for (std::size_t i = at; i < std::min(actual.trace.size(), at + kShown); ++i) {
     result += "    + " + actual.trace[i] + '\n';
   }
   return result;

@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int injected_code = 4321;
+constexpr int kInjectedCode = 4321;
 
 std::string joined(const std::vector<std::string>& texts) {
   std::string result;
@@ -40,13 +40,13 @@ std::size_t end_of_call(const std::vector<ExpectedCall>& calls, std::size_t inde
   return end;
 }
 
-// What must happen when the call at index fails.
+// Tells what must happen when the call at index fails.
 Case with_failure(const Case& original, std::size_t index) {
   Case result = original;
   const ExpectedCall& failing = original.calls[index];
   if (failing.file.empty()) return result;
   result.calls.resize(end_of_call(original.calls, index));
-  result.calls.push_back({"uncaught VLNException " + std::to_string(injected_code) + " \"" +
+  result.calls.push_back({"uncaught VLNException " + std::to_string(kInjectedCode) + " \"" +
                               failing.file + "\" " + std::to_string(failing.line),
                           {},
                           0});
@@ -67,7 +67,7 @@ void fail_each_call(const Case& original) {
     if (!call.text.starts_with("VLN_")) continue;
     const std::string name = operation_name(call.text);
     const std::string rule = name + " call=" + std::to_string(++count[name]) + ": code " +
-                             std::to_string(injected_code) + '\n';
+                             std::to_string(kInjectedCode) + '\n';
     Case expected = with_failure(original, i);
     const Outcome actual = run(original, rule);
     if (!call.file.empty()) {
@@ -129,7 +129,7 @@ void register_case(const Case& what) {
 }
 
 int accept_cases(const std::vector<Case>& cases, const std::string& filter) {
-  // From the last to the first, so that the line numbers of the others stay right.
+  // The last case comes first, so that the line numbers of the others stay right.
   const std::vector<Case> backwards(cases.rbegin(), cases.rend());
   for (const Case& what : backwards) {
     const std::string name = what.source.parent_path().filename().string() + '.' + test_name(what);

@@ -24,7 +24,7 @@ using vorlan::test::read_all;
 using vorlan::test::ScratchFolder;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds time_limit{60};
+constexpr std::chrono::seconds kTimeLimit{60};
 
 std::string setting(const char* variable, const char* otherwise) {
   const char* value = std::getenv(variable);
@@ -76,7 +76,7 @@ void redirect(const fs::path& file, int flags, int descriptor) {
 
 // Waits for the end; sends the case's signal once its moment has come.
 int wait_for_end(pid_t child, const Case& what, const RunFolder& place, bool& timed_out) {
-  const Clock::time_point deadline = Clock::now() + time_limit;
+  const Clock::time_point deadline = Clock::now() + kTimeLimit;
   bool sent = what.signal_to_send == 0;
   for (int status = 0;;) {
     if (waitpid(child, &status, WNOHANG) == child) return status;

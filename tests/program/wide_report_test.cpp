@@ -10,7 +10,7 @@
 namespace program {
 namespace {
 
-constexpr int wide = 10001;
+constexpr int kWide = 10001;
 
 Outcome report(const std::string& script) {
   Case what;
@@ -28,8 +28,8 @@ std::string line_with(const Outcome& outcome, const std::string& beginning) {
 }
 
 TEST(WideReport, IndicesOfRowsGrowBeyondFourDigits) {
-  const Outcome outcome = report("VLN_getnumvar: numvar = " + std::to_string(wide) + "\n" +
-                                 "VLN_getnumcon: numcon = " + std::to_string(wide) + "\n" +
+  const Outcome outcome = report("VLN_getnumvar: numvar = " + std::to_string(kWide) + "\n" +
+                                 "VLN_getnumcon: numcon = " + std::to_string(kWide) + "\n" +
                                  R"(VLN_getmaxnamelen: maxlen = 6
 VLN_solutiondef: isdef = 1
 VLN_getvarname: name = "x{j}"
@@ -46,15 +46,15 @@ VLN_getconname: name = "c{i}"
 }
 
 TEST(WideReport, RowsOfAllSectionsAreThere) {
-  const Outcome outcome = report("VLN_getnumvar: numvar = " + std::to_string(wide) + "\n" +
+  const Outcome outcome = report("VLN_getnumvar: numvar = " + std::to_string(kWide) + "\n" +
                                  "VLN_solutiondef: isdef = 1\n");
   const std::string& text = outcome.left.at("sol");
   // Title, two status lines, objective, and the titles and headers of two tables in each section.
-  EXPECT_EQ(std::ranges::count(text, '\n'), 1 + 3 * (8 + wide));
+  EXPECT_EQ(std::ranges::count(text, '\n'), 1 + 3 * (8 + kWide));
 }
 
 TEST(WideReport, IndicesOfMatrixVariablesGrowBeyondFourDigits) {
-  const Outcome outcome = report("VLN_getnumbarvar: numbarvar = " + std::to_string(wide) + "\n" +
+  const Outcome outcome = report("VLN_getnumbarvar: numbarvar = " + std::to_string(kWide) + "\n" +
                                  R"(VLN_getmaxnamelen: maxlen = 6
 VLN_solutiondef whichsol=0: isdef = 1
 VLN_getdimbarvarj j=10000: dimbarvarj = 1

@@ -248,15 +248,15 @@ class Generator {
   // ---- the library
 
   double value() {
-    static constexpr double specials[] = {0.0, 1.0, -1.0, 1e300, -1e-300, 0.5, 3.0};
-    if (pick(2) == 0) return specials[pick(7)];
+    static constexpr double kSpecials[] = {0.0, 1.0, -1.0, 1e300, -1e-300, 0.5, 3.0};
+    if (pick(2) == 0) return kSpecials[pick(7)];
     return static_cast<double>(static_cast<std::int64_t>(random_())) * 1e-12;
   }
   std::string name() {
-    static constexpr std::string_view letters = "abcxyz01_ \t\n\r\"\\.{}%";
+    static constexpr std::string_view kLetters = "abcxyz01_ \t\n\r\"\\.{}%";
     std::string result;
     for (int i = pick(20); i > 0; --i) {
-      result += letters[static_cast<std::size_t>(pick(static_cast<int>(letters.size())))];
+      result += kLetters[static_cast<std::size_t>(pick(static_cast<int>(kLetters.size())))];
     }
     return result;
   }
@@ -313,8 +313,8 @@ class Generator {
   }
 
   std::int32_t oneofcodes() {
-    static constexpr std::int32_t codes[] = {0, 1, 1500, 8008, 100001, -1, 2147483647};
-    return codes[pick(7)];
+    static constexpr std::int32_t kCodes[] = {0, 1, 1500, 8008, 100001, -1, 2147483647};
+    return kCodes[pick(7)];
   }
 
   void event() {
@@ -355,7 +355,7 @@ class Generator {
                                      "VLN_getcodedesc",
                                      "VLN_getlasterror",
                                      "VLN_deletetask"};
-    // By then the program has registered the callback and installed its handler.
+    // The program has registered the callback and installed its handler by then.
     static const Texts later = {"VLN_optimizetrm", "VLN_optimizetrm", "VLN_optimizermt",
                                 "VLN_readdata",    "VLN_writedata",   "VLN_echotask",
                                 "VLN_getxx"};

@@ -47,7 +47,7 @@ std::string exitof(const program::Outcome& outcome) {
                                   : "status " + std::to_string(outcome.exit.status);
 }
 
-// What differs, with both texts from the first differing line on.
+// Shows what differs, with both texts from the first differing line on.
 std::string difference(const char* what, const std::string& expected, const std::string& actual) {
   if (expected == actual) return {};
   std::size_t begin = 0;
@@ -84,8 +84,12 @@ void printfailure(std::uint64_t seed, const program::Case& what, const std::stri
                   const char* self) {
   std::printf("seed %llu failed\nwords:", static_cast<unsigned long long>(seed));
   for (const std::string& word : what.arguments) std::printf(" %s", recording::quote(word).c_str());
-  std::printf("\nscript:\n%s%sagain: %s 1 %llu\n\n", what.script.c_str(), text.c_str(), self,
-              static_cast<unsigned long long>(seed));
+  std::printf(R"(
+script:
+%s%sagain: %s 1 %llu
+
+)",
+              what.script.c_str(), text.c_str(), self, static_cast<unsigned long long>(seed));
 }
 
 struct Tally {

@@ -14,9 +14,9 @@
 namespace recording {
 namespace {
 
-constexpr std::string_view view_notes[] = {"Set log file: %s\n", "Write PID file: %s\n",
+constexpr std::string_view kViewNotes[] = {"Set log file: %s\n", "Write PID file: %s\n",
                                            "Write indicator file: %s\n"};
-constexpr std::uintptr_t longest_view = 131072;
+constexpr std::uintptr_t kLongestView = 131072;
 
 bool has_one_text(std::string_view format) {
   const std::size_t first = format.find('%');
@@ -49,8 +49,8 @@ EchoText read_echo(const char* format, va_list arguments) {
     return {text == format ? "" : ", formatted " + quote(text), text};
   }
   const auto first = va_arg(arguments, std::uintptr_t);
-  const bool note = std::ranges::find(view_notes, format) != std::end(view_notes);
-  if (first < longest_view && (first != 0 || note)) {
+  const bool note = std::ranges::find(kViewNotes, format) != std::end(kViewNotes);
+  if (first < kLongestView && (first != 0 || note)) {
     const std::string_view view(va_arg(arguments, const char*), first);
     return {", view " + quote(view), insert(format, view)};
   }

@@ -54,23 +54,23 @@ int call_all_sorts() {
 }
 
 const char* const expected_trace =
-    "VLN_makeemptytask(null, out) = 0 task=task\n"
-    "VLN_linkfunctotaskstream(task, 0, null, function) = 0\n"
-    "VLN_echotask(task, 0, \"Read file: %s\\n\", \"a b\") = 0\n"
-    "VLN_echotask(task, 0, \"Set log file: %s\\n\", view \"vie\") = 0\n"
-    "VLN_readdata(task, \"bad\") = 1052\n"
-    "VLN_getnumvar(task, out) = 0 numvar=3\n"
-    "VLN_getxx(task, 1, out) = 0 xx=[0.5, 1.5, 2.5]\n"
-    "VLN_getskc(task, 1, out) = 0 skc=[0, 1, 2]\n"
-    "VLN_getbarxslice(task, 0, 0, 1, 2, out) = 0 barxslice=[1.0000000000000001e+300, "
-    "1.0000000000000001e+300]\n"
-    "VLN_getvarname(task, 0, 8, out) = 0 name=\"a\\\"b\\n\"\n"
-    "VLN_getcodedesc(0, out, null) = 0 symname=\"NAME\"\n"
-    "VLN_optimizermt(task, \"http://server\", \"***\", out) = 0 trm=3\n"
-    "VLN_optimizermt(task, \"http://server\", \"\", out) = 0 trm=3\n"
-    "VLN_getlasterror(task, out, 0, out, null) = 0 lastrescode=3 lastmsglen=3\n"
-    "VLN_getprimalobj(task, 1, out) = 0 primalobj=0.10000000000000001\n"
-    "VLN_deletetask(&task) = 0\n";
+    R"(VLN_makeemptytask(null, out) = 0 task=task
+VLN_linkfunctotaskstream(task, 0, null, function) = 0
+VLN_echotask(task, 0, "Read file: %s\n", "a b") = 0
+VLN_echotask(task, 0, "Set log file: %s\n", view "vie") = 0
+VLN_readdata(task, "bad") = 1052
+VLN_getnumvar(task, out) = 0 numvar=3
+VLN_getxx(task, 1, out) = 0 xx=[0.5, 1.5, 2.5]
+VLN_getskc(task, 1, out) = 0 skc=[0, 1, 2]
+VLN_getbarxslice(task, 0, 0, 1, 2, out) = 0 barxslice=[1.0000000000000001e+300, 1.0000000000000001e+300]
+VLN_getvarname(task, 0, 8, out) = 0 name="a\"b\n"
+VLN_getcodedesc(0, out, null) = 0 symname="NAME"
+VLN_optimizermt(task, "http://server", "***", out) = 0 trm=3
+VLN_optimizermt(task, "http://server", "", out) = 0 trm=3
+VLN_getlasterror(task, out, 0, out, null) = 0 lastrescode=3 lastmsglen=3
+VLN_getprimalobj(task, 1, out) = 0 primalobj=0.10000000000000001
+VLN_deletetask(&task) = 0
+)";
 
 TEST(Forward, WritesCallsWithTheirResults) {
   const Recorded recorded = record("", tiny_library, call_all_sorts);

@@ -13,7 +13,7 @@ namespace {
 #undef ECHO_OPERATION
 #undef OPERATION
 
-constexpr Operation table[] = {
+constexpr Operation kTable[] = {
 #define OPERATION(name, ...) {#name, name##_parameters},
 #define ECHO_OPERATION OPERATION
 #include "operations.def"
@@ -23,11 +23,11 @@ constexpr Operation table[] = {
 
 }  // namespace
 
-std::span<const Operation> operations() { return table; }
+std::span<const Operation> operations() { return kTable; }
 
 const Operation* find_operation(std::string_view name) {
-  const auto* found = std::ranges::find(table, name, &Operation::name);
-  return found == std::end(table) ? nullptr : found;
+  const auto* found = std::ranges::find(kTable, name, &Operation::name);
+  return found == std::end(kTable) ? nullptr : found;
 }
 
 }  // namespace recording

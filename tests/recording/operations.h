@@ -13,7 +13,7 @@
 namespace recording {
 
 enum class Kind {
-  // What the caller passes in.
+  // Arguments that the caller passes in.
   Task,
   TaskPointer,
   Handle,
@@ -26,7 +26,7 @@ enum class Kind {
   Code,
   SliceSize,  // number of doubles of the call's SliceDoubles
   TextSize,   // number of bytes of the call's SizedText
-  // What the library gives back.
+  // Arguments that the library gives back.
   NewTask,
   IntOut,
   CodeOut,
@@ -41,7 +41,7 @@ enum class Kind {
 };
 
 constexpr bool is_out(Kind kind) { return kind >= Kind::NewTask; }
-constexpr int wide_text_size = 1024;
+constexpr int kWideTextSize = 1024;
 
 // The C type of each kind, as the header declares it.
 template <Kind>

@@ -32,10 +32,10 @@ std::string normalized(std::string_view text) {
 std::vector<std::string> declarations_of_header() {
   std::ifstream file(VORLAN_HEADER);
   const std::string text(std::istreambuf_iterator<char>(file), {});
-  constexpr std::string_view mark = "\nVLN_API VLNrescode_enum ";
+  constexpr std::string_view kMark = "\nVLN_API VLNrescode_enum ";
   std::vector<std::string> found;
-  for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at)) {
-    at += mark.size();
+  for (std::size_t at = text.find(kMark); at != std::string::npos; at = text.find(kMark, at)) {
+    at += kMark.size();
     found.push_back(normalized(std::string_view(text).substr(at, text.find(';', at) - at)));
   }
   return found;

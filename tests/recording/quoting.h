@@ -10,7 +10,7 @@ namespace recording {
 
 // Escapes \n \t \r \0 \" \\ and \xHH for the rest; without the quotes.
 inline std::string escape(std::string_view text) {
-  static constexpr char digits[] = "0123456789abcdef";
+  static constexpr char kDigits[] = "0123456789abcdef";
   std::string result;
   for (char c : text) {
     const auto byte = static_cast<unsigned char>(c);
@@ -37,7 +37,7 @@ inline std::string escape(std::string_view text) {
         if (byte >= 0x20 && byte < 0x7f) {
           result += c;
         } else {
-          result += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+          result += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
         }
     }
   }

@@ -125,7 +125,7 @@ VLNrescode_enum Recorder::answer(OperationId id, const std::vector<Argument>& ar
   return code_;
 }
 
-// What success means for the library's own state.
+// Keeps what a successful call changes in the library's own state.
 void Recorder::remember(const Operation& operation, const std::vector<Argument>& arguments) {
   if (operation.name == "VLN_makeemptytask") {
     *arguments[1].as<vlntaskt*>() = the_task();
@@ -231,7 +231,7 @@ void Recorder::assign(const Action& action, const std::vector<Argument>& argumen
         put_text(argument.as<char>(), text_size(arguments), fill_in(action.text(), arguments));
         break;
       case Kind::WideText:
-        put_text(argument.as<char>(), wide_text_size, fill_in(action.text(), arguments));
+        put_text(argument.as<char>(), kWideTextSize, fill_in(action.text(), arguments));
         break;
       default:
         break;

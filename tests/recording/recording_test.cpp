@@ -42,15 +42,16 @@ TEST(Recording, ShowsEveryArgument) {
   });
   EXPECT_EQ(recorded.status, 0);
   EXPECT_EQ(recorded.trace,
-            "VLN_makeemptytask(null, out)\n"
-            "VLN_putparam(task, \"a\\\"b\\n\", null)\n"
-            "VLN_getintparam(task, -5, out)\n"
-            "VLN_getintparam(null, 1, null)\n"
-            "VLN_writebsolution(task, \"f\", 4294967295)\n"
-            "VLN_getbarxslice(task, 2, 0, 3, 5000000000, null)\n"
-            "VLN_optimizermt(task, \"http://x\", \"secret\", null)\n"
-            "VLN_readdata(wrong-task, \"f\")\n"
-            "VLN_deletetask(&task)\n");
+            R"(VLN_makeemptytask(null, out)
+VLN_putparam(task, "a\"b\n", null)
+VLN_getintparam(task, -5, out)
+VLN_getintparam(null, 1, null)
+VLN_writebsolution(task, "f", 4294967295)
+VLN_getbarxslice(task, 2, 0, 3, 5000000000, null)
+VLN_optimizermt(task, "http://x", "secret", null)
+VLN_readdata(wrong-task, "f")
+VLN_deletetask(&task)
+)");
 }
 
 TEST(Recording, TellsViewsFromStrings) {
@@ -67,15 +68,16 @@ TEST(Recording, TellsViewsFromStrings) {
     return 0;
   });
   EXPECT_EQ(recorded.trace,
-            "VLN_makeemptytask(null, out)\n"
-            "VLN_echotask(task, 0, \"Set log file: %s\\n\", view \"a na\")\n"
-            "VLN_echotask(task, 0, \"Set log file: %s\\n\", view \"\")\n"
-            "VLN_echotask(task, 0, \"Set log file: %s\\n\", \"pointer\")\n"
-            "VLN_echotask(task, 0, \"Read file: %s\\n\", \"pointer\")\n"
-            "VLN_echotask(task, 0, \"Read file: %s\\n\", view \"view\")\n"
-            "VLN_echotask(task, 0, \"Read file: %s\\n\", null)\n"
-            "VLN_echotask(task, 0, \"%d of %g\\n\", formatted \"3 of 4.5\\n\")\n"
-            "VLN_echotask(task, 0, \"plain\\n\")\n");
+            R"(VLN_makeemptytask(null, out)
+VLN_echotask(task, 0, "Set log file: %s\n", view "a na")
+VLN_echotask(task, 0, "Set log file: %s\n", view "")
+VLN_echotask(task, 0, "Set log file: %s\n", "pointer")
+VLN_echotask(task, 0, "Read file: %s\n", "pointer")
+VLN_echotask(task, 0, "Read file: %s\n", view "view")
+VLN_echotask(task, 0, "Read file: %s\n", null)
+VLN_echotask(task, 0, "%d of %g\n", formatted "3 of 4.5\n")
+VLN_echotask(task, 0, "plain\n")
+)");
 }
 
 TEST(Recording, AnswersByTheScript) {
@@ -176,7 +178,10 @@ TEST(Recording, OwnsTheClockWhenScripted) {
     return as_scripted ? 0 : 1;
   });
   EXPECT_EQ(recorded.status, 0);
-  EXPECT_EQ(recorded.trace, "clock_gettime(0)\nclock_gettime(0)\nclock_gettime(0)\n");
+  EXPECT_EQ(recorded.trace, R"(clock_gettime(0)
+clock_gettime(0)
+clock_gettime(0)
+)");
 }
 
 TEST(Recording, StopsAtABadScript) {

@@ -61,9 +61,9 @@ Line read_line(std::string_view text) {
   if (line.arguments.size() < line.operation->parameters.size()) {
     throw std::runtime_error("arguments are missing: " + std::string(text));
   }
-  constexpr std::string_view equals = " = ";
-  if (text.substr(std::min(position, text.size())).starts_with(equals)) {
-    line.results = text.substr(position + equals.size());
+  constexpr std::string_view kEquals = " = ";
+  if (text.substr(std::min(position, text.size())).starts_with(kEquals)) {
+    line.results = text.substr(position + kEquals.size());
   }
   return line;
 }
@@ -158,7 +158,7 @@ typename CType<kind>::type Player::make(const Shown& shown, Room& room) {
     room.integers.resize(static_cast<std::size_t>(std::max(sizes_.numvar, sizes_.numcon)) + 1);
     return room.integers.data();
   } else if constexpr (kind == Kind::SizedText || kind == Kind::WideText) {
-    room.text.resize(std::max<std::size_t>(size, wide_text_size) + 1);
+    room.text.resize(std::max<std::size_t>(size, kWideTextSize) + 1);
     return room.text.data();
   } else {
     const auto most = static_cast<std::size_t>(std::max(sizes_.numvar, sizes_.numcon));

@@ -15,7 +15,7 @@ struct Sizes {
   int64_t numcon = 0;
 };
 
-// Whether an argument of the call needs the sizes to be shown.
+// True when an argument of the call needs the sizes to be shown.
 bool needs_sizes(const std::vector<Argument>& arguments);
 
 // "0 numvar=2": the code, and every out-argument that the call wrote.

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int size = 3;
+constexpr int kSize = 3;
 
 void* new_task() {
   static int task = 0;
@@ -26,18 +26,18 @@ void give(const recording::Argument& argument, int64_t stated_size) {
       break;
     case Kind::IntOut:
     case Kind::CodeOut:
-      *argument.as<int32_t>() = size;
+      *argument.as<int32_t>() = kSize;
       break;
     case Kind::DoubleOut:
       *argument.as<double>() = 0.1;
       break;
     case Kind::VariableInts:
     case Kind::ConstraintInts:
-      for (int i = 0; i < size; ++i) argument.as<int32_t>()[i] = i;
+      for (int i = 0; i < kSize; ++i) argument.as<int32_t>()[i] = i;
       break;
     case Kind::VariableDoubles:
     case Kind::ConstraintDoubles:
-      for (int i = 0; i < size; ++i) argument.as<double>()[i] = i + 0.5;
+      for (int i = 0; i < kSize; ++i) argument.as<double>()[i] = i + 0.5;
       break;
     case Kind::SliceDoubles:
       for (int64_t i = 0; i < stated_size; ++i) argument.as<double>()[i] = 1e300;

@@ -21,7 +21,7 @@ class Trace {
   int descriptor_ = -1;
 };
 
-// What the task argument of a call is to be compared with, and what is hidden.
+// The task with which a call's task argument is compared, and what is hidden.
 struct CallStyle {
   const void* task = nullptr;
   bool mask_secrets = false;

@@ -153,7 +153,7 @@ TEST_F(Ending, TimeLimitKeepsWhatWasFoundAndTheRunGoesOn) {
   expect_incumbent();
 }
 
-// As a crash of the optimizer, or the system's out-of-memory killer, would end it.
+// The optimizer's process is ended as a crash, or the system's out-of-memory killer, would end it.
 TEST_F(Ending, DeathOfTheOptimizersProcessIsACodeAndTheRunGoesOn) {
   std::vector<std::string> words = {
       "-read",           "hard.mps",  "-solve:res=res,trm=trm,msg=msg",

@@ -1,5 +1,5 @@
-// What the program reads and what that leaves: problem files that would make the optimizer write
-// files, files whose names say no format, runs that were started without standard streams.
+// Reading, and what is left behind by it: problem files that would make the optimizer write files,
+// files whose names say no format, runs that were started without standard streams.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -103,7 +103,13 @@ std::string hostile_jtask() {
 
 std::string hostile_ptf() {
   std::string text =
-      "Minimize ] extended problem 1\nMinimize\n o: x\nSubject To\n c: x >= 1\nParameters\n";
+      R"(Minimize ] extended problem 1
+Minimize
+ o: x
+Subject To
+ c: x >= 1
+Parameters
+)";
   for (const auto& [parameter, value] : kSettings) {
     text += std::string(" ") + parameter + " = " + value + '\n';
   }
@@ -156,7 +162,7 @@ TEST_F(Hostile, ALaterSafeReadClearsWhatAnUnsafeOneLeft) {
   EXPECT_EQ(left(), Names{"a.json"});
 }
 
-// What was written in a safe run carries nothing on to an unsafe one.
+// A file that was written in a safe run carries nothing on to an unsafe one.
 TEST_F(Hostile, AWrittenCopyOfASafeReadIsHarmless) {
   EXPECT_EQ(run("$P -read ../in/w.task -write ../in/copy.task"), 0);
   EXPECT_EQ(run("$P -read:unsafe ../in/copy.task -solve"), 0);

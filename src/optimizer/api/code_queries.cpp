@@ -4,13 +4,14 @@
 #include <cstring>
 
 #include "api/operation.h"
+#include "task/numeric.h"
 
 using namespace vorlan;
 using namespace vorlan::api;
 
 namespace {
 
-// What vorlan.h promises of the buffers of VLN_getcodedesc.
+// vorlan.h states this size for both buffers of VLN_getcodedesc.
 constexpr size_t kDescriptionSize = 1024;
 
 void copy_text(const char* text, char* buffer, size_t size) {
@@ -40,7 +41,7 @@ VLNrescode_enum VLN_getlasterror(vlntaskt* task, VLNrescode_enum* lastrescode, i
   *lastrescode = to_c(task->last_code);
   *lastmsglen = static_cast<int32_t>(task->last_message.size());
   if (sizelastmsg > 0) {
-    copy_text(task->last_message.c_str(), lastmsg, static_cast<size_t>(sizelastmsg));
+    copy_text(task->last_message.c_str(), lastmsg, index(sizelastmsg));
   }
   return VLN_RES_OK;
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "api/operation.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 using namespace vorlan;
@@ -18,14 +19,14 @@ VLNrescode_enum get_count(vlntaskt* task, const char* name, int32_t* out, Count&
   });
 }
 
-Status check_index(const char* what, int32_t index, int32_t count) {
-  if (index >= 0 && index < count) return {};
+Status check_index(const char* what, int32_t i, int32_t count) {
+  if (i >= 0 && i < count) return {};
   return {Code::kErrIndexRange,
-          format_text("%s %d: the index must be from 0 to %d", what, index, count - 1)};
+          format_text("%s %d: the index must be from 0 to %d", what, i, count - 1)};
 }
 
 Status copy_name(std::string_view name, int32_t sizename, char* out) {
-  const size_t room = static_cast<size_t>(sizename) - 1;
+  const size_t room = index(sizename) - 1;
   const size_t length = name.copy(out, room);  // memcpy would ask for a pointer of no name too
   out[length] = '\0';
   if (length == name.size()) return {};
@@ -44,16 +45,16 @@ constexpr NamedElements kConstraints = {"constraint", &Model::num_con, &Model::c
 constexpr NamedElements kMatrixVariables = {"matrix variable", &Model::num_matrix_var,
                                             &Model::matrix_var_names};
 
-VLNrescode_enum get_name(vlntaskt* task, const NamedElements& elements, int32_t index,
-                         int32_t sizename, char* name) {
+VLNrescode_enum get_name(vlntaskt* task, const NamedElements& elements, int32_t i, int32_t sizename,
+                         char* name) {
   return run(task, [&](Task& t) -> Status {
     Status status = check_pointers({{"name", name}});
-    if (status.ok()) status = check_index(elements.what, index, (t.model.*elements.count)());
+    if (status.ok()) status = check_index(elements.what, i, (t.model.*elements.count)());
     if (!status.ok()) return status;
     if (sizename < 1) {
       return {Code::kErrBufferSize, format_text("a name buffer has size %d", sizename)};
     }
-    return copy_name((t.model.*elements.names)[static_cast<size_t>(index)], sizename, name);
+    return copy_name((t.model.*elements.names)[index(i)], sizename, name);
   });
 }
 
@@ -79,7 +80,7 @@ VLNrescode_enum VLN_getdimbarvarj(vlntaskt* task, int32_t j, int32_t* dimbarvarj
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"dimbarvarj", dimbarvarj}});
     if (status.ok()) status = check_index("matrix variable", j, t.model.num_matrix_var());
-    if (status.ok()) *dimbarvarj = t.model.matrix_vars[static_cast<size_t>(j)].dimension;
+    if (status.ok()) *dimbarvarj = t.model.matrix_vars[index(j)].dimension;
     return status;
   });
 }

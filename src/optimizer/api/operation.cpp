@@ -1,4 +1,5 @@
-// The ends that an operation can have; see operation.h.
+// An operation ends here: its code and message become the last error of the task, and the log tells
+// a person why it failed.
 #include "api/operation.h"
 
 #include "task/text.h"
@@ -35,9 +36,16 @@ VLNrescode_enum conclude_exception(Task* task, const char* what) noexcept {
 }
 
 Status check_compression(uint32_t compression) {
-  if (compression == 0 || compression == 2 || compression == 3) return {};
-  return {Code::kErrCompressionSelector,
+  switch (compression) {
+    case VLN_COMPRESSION_NONE:
+    case VLN_COMPRESSION_GZIP:
+    case VLN_COMPRESSION_ZSTD:
+      return {};
+    default:
+      return {
+          Code::kErrCompressionSelector,
           format_text("compression %u is none of 0 (none), 2 (gzip), 3 (Zstandard)", compression)};
+  }
 }
 
 }  // namespace vorlan::api

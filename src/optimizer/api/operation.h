@@ -1,5 +1,5 @@
-// What every C operation has in common: the check of the task, and the barrier that turns
-// exceptions into response codes.
+// Every C operation goes through run(), so that each checks its task, turns exceptions into
+// response codes and records the last error in the same way.
 #pragma once
 
 #include <initializer_list>

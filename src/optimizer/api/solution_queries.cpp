@@ -2,7 +2,9 @@
 #include <algorithm>
 
 #include "api/operation.h"
+#include "task/numeric.h"
 #include "task/packed_matrices.h"
+#include "task/status_words.h"
 #include "task/text.h"
 
 using namespace vorlan;
@@ -17,13 +19,12 @@ Status check_selector(int32_t whichsol) {
 
 // The defined solution of the kind, or nullptr and the failure.
 const Solution* find_solution(const Task& task, int32_t whichsol, Status* failure) {
-  static constexpr const char* kKinds[] = {"interior-point", "basic", "integer"};
   *failure = check_selector(whichsol);
   if (!failure->ok()) return nullptr;
-  const auto index = static_cast<size_t>(whichsol);
-  if (task.solutions[index].defined) return &task.solutions[index];
+  const size_t kind = index(whichsol);
+  if (task.solutions[kind].defined) return &task.solutions[kind];
   *failure = {Code::kErrSolutionUndefined,
-              format_text("the task holds no %s solution", kKinds[index])};
+              format_text("the task holds no %s solution", word_of(kSolutionKindNames, whichsol))};
   return nullptr;
 }
 
@@ -71,8 +72,8 @@ VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int3
                                                 last, t.model.num_matrix_var())};
     }
     const std::vector<size_t> starts = packed_starts(t.model);
-    const size_t begin = starts[static_cast<size_t>(first)];
-    const size_t size = starts[static_cast<size_t>(last)] - begin;
+    const size_t begin = starts[index(first)];
+    const size_t size = starts[index(last)] - begin;
     if (slicesize != static_cast<int64_t>(size)) {
       return {Code::kErrSliceSize, format_text("a slice of %zu doubles was asked for as %lld", size,
                                                static_cast<long long>(slicesize))};
@@ -91,7 +92,7 @@ VLNrescode_enum VLN_solutiondef(vlntaskt* task, int32_t whichsol, int32_t* isdef
     Status status = check_selector(whichsol);
     if (!status.ok()) return status;
     if (isdef == nullptr) return null_argument("isdef");
-    *isdef = t.solutions[static_cast<size_t>(whichsol)].defined ? 1 : 0;
+    *isdef = t.solutions[index(whichsol)].defined ? 1 : 0;
     return status;
   });
 }

@@ -1,4 +1,5 @@
-// Opening and writing; see solve_files.h.
+// One table names the result files. It is walked before the solve, to open them, and after it, to
+// write them.
 #include "api/solve_files.h"
 
 #include "format/problem_file.h"
@@ -14,8 +15,8 @@ struct ResultFile {
   const char* name;
 };
 
-// In the order of writing. The solver result is the last: it has the response, which the failure of
-// another file can change.
+// The rows are in the order of writing. The solver result is the last: it has the response, which
+// the failure of another file can change.
 constexpr ResultFile kResults[] = {
     {StringParam::kBSolutionFile, SolutionFormat::kB, "b solution"},
     {StringParam::kJsonSolutionFile, SolutionFormat::kJson, "JSON solution"},

@@ -49,7 +49,8 @@ VLNrescode_enum VLN_linkfiletotaskstream(vlntaskt* task, int32_t whichstream, co
     Status status = check_stream(whichstream);
     if (status.ok()) status = check_pointers({{"filename", filename}});
     if (!status.ok()) return status;
-    return t.log.link_file(filename, append != 0, t.shown_name(filename));
+    const LogMode mode = append != 0 ? LogMode::kAppend : LogMode::kTruncate;
+    return t.log.link_file(filename, mode, t.shown_name(filename));
   });
 }
 

@@ -1,4 +1,5 @@
-// Loading of the plugin; see plugin_loader.h.
+// The plugin is loaded by dlopen when a solve first asks for it. So the library itself needs
+// neither an HTTP client nor a TLS library.
 #include "remote/plugin_loader.h"
 
 #include <dlfcn.h>
@@ -12,7 +13,7 @@ namespace {
 
 constexpr const char* kFileName = "libvorlan_remote.so";
 
-// Beside this library, wherever that was found.
+// The plugin stands beside this library, wherever that was found.
 std::string plugin_path() {
   Dl_info info = {};
   if (dladdr(reinterpret_cast<const void*>(&load_remote_plugin), &info) == 0) return kFileName;

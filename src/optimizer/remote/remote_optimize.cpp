@@ -1,4 +1,5 @@
-// The way of a task to a server and back; see remote_optimize.h.
+// The task travels as the same files that users write and read, so that whatever a file can say, a
+// server can solve.
 #include "remote/remote_optimize.h"
 
 #include <cstring>

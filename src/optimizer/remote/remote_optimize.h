@@ -6,9 +6,9 @@
 
 namespace vorlan {
 
-// As optimize(): on success the task's solutions are those of the remote optimization and
-// *termination says why it ended; on failure they are as they were. The remote optimization may
-// fail as a local one does: its code is then the status.
+// Does on a server what optimize() does here. On success the task's solutions are those of the
+// remote optimization and *termination says why it ended; on failure they are as they were. The
+// remote optimization may fail as a local one does: its code is then the status.
 Status optimize_remotely(Task* task, const char* address, const char* token, Code* termination);
 
 }  // namespace vorlan

@@ -1,4 +1,5 @@
-// Files without names; see scratch_file.h.
+// Linux makes files without names (O_TMPFILE). On file systems that do not, the file is made with a
+// name, which is removed at once.
 #include "remote/scratch_file.h"
 
 #include <fcntl.h>

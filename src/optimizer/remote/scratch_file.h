@@ -15,7 +15,7 @@ class ScratchFile {
   Status open();
 
   int get() const { return file_.get(); }
-  // By which it can be opened again.
+  // The file can be opened again by this path.
   std::string path() const;
   void rewind() const;
   uint64_t size() const;

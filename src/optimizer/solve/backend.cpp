@@ -1,4 +1,4 @@
-// What a backend is given and what it leaves.
+// The minimization that backends are given is made here, once for all of them.
 #include "solve/backend.h"
 
 #include <utility>

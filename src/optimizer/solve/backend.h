@@ -1,7 +1,6 @@
-// What an optimizer backend is to the rest of the library. A backend is a folder of its own that
-// alone knows its solver's headers; in front of it stands one Backend. It always gets a
-// minimization and answers in its terms: the sense of the task is applied where solutions are
-// made (make_solution.h), nowhere else.
+// A backend solves models by one method. It is a folder of its own that alone knows its solver's
+// headers; in front of it stands one Backend. It always gets a minimization and answers in its
+// terms: the sense of the task is applied where solutions are made (make_solution.h), nowhere else.
 #pragma once
 
 #include <cstdint>
@@ -58,7 +57,7 @@ enum class Outcome : int32_t {
   kIllPosed,  // with a ray whose objective is 0
 };
 
-// What the arrays of a result hold.
+// Says what the arrays of a result hold when they hold no point.
 enum class Certificate : int32_t { kNone, kDualRay, kPrimalRay, kCrossedBounds };
 
 // The answer of a backend: a point (x, barx), multipliers of the constraints (y), reduced costs
@@ -99,7 +98,7 @@ struct Residuals {
   double gap = kInfinity;
 };
 
-// What the checker says of an answer.
+// The checker's findings on an answer.
 struct Verdict {
   Residuals residuals;
   bool ray_holds = false;  // the answer's certificate is one
@@ -119,12 +118,13 @@ class BackendMonitor {
   virtual ~BackendMonitor() = default;
   // Log text, whole lines or pieces of them.
   virtual void log(std::string_view text) = 0;
-  // To be called as often as the solver allows; true: end as soon as possible.
+  // A backend calls this as often as its solver allows. When it is true, the backend ends as soon
+  // as possible.
   virtual bool should_stop(const Progress& progress) = 0;
   // A better feasible point of a mixed-integer model; barx is empty where it has no matrix
   // variables.
   virtual void incumbent(std::span<const double> x, std::span<const double> barx) = 0;
-  // Whether it is time for keep again: the point costs something to make.
+  // True when it is time for keep again: the point costs something to make.
   virtual bool wants_point() { return false; }
   // The point, with multipliers if there are any, that stands should the process end before the
   // solve does. Its violation of the constraints is infinite where nobody has measured it.

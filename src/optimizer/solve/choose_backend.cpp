@@ -1,4 +1,4 @@
-// The table of backends.
+// The table of backends: the first row that is for the model decides.
 #include "solve/choose_backend.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Which backend solves a model, and how.
+// Decides which backend solves a model, and how.
 #pragma once
 
 #include "solve/solve_plan.h"

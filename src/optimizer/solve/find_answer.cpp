@@ -1,4 +1,5 @@
-// Finding and checking an answer; see find_answer.h.
+// An answer is found and then checked: first among the solutions that the task holds, then by the
+// backend of the plan. Both go through the same checker.
 #include "solve/find_answer.h"
 
 #include <utility>
@@ -70,7 +71,7 @@ Status find_answer(const MinimizeProblem& problem, const SolvePlan& plan,
                    Answer* answer) {
   CheckingMonitor monitor(problem.model, next);
   BackendResult held;
-  // In this process nobody else could take what is kept.
+  // A point that is kept in this process would have no taker.
   const bool keeps = next->wants_point();
   if (keeps && find_held_point(problem, &held)) keep_point(problem.model, held, &monitor);
   Status status = ask(problem, plan, parameters, seconds, &monitor, answer);

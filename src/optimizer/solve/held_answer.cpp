@@ -1,4 +1,5 @@
-// Held answers in terms of the minimization, and their check.
+// A held answer is brought into the terms of the minimization first, so that the checker sees it as
+// it sees a backend's answer.
 #include "solve/held_answer.h"
 
 #include <algorithm>

@@ -5,12 +5,10 @@
 
 namespace vorlan {
 
-// Whether what the task holds answers a continuous model: a certificate that proves the same of it,
-// or an optimum that passes the checker as a new one would have to. Then nothing is left to do, and
-// the answer is given.
-//
-// An optimum with a basis is not taken for the simplex method: from its basis that is done at once,
-// and to the tolerances of now.
+// True when what the task holds answers a continuous model: a certificate that proves the same of
+// it, or an optimum that passes the checker as a new one would have to. Then nothing is left to do,
+// and the answer is given. An optimum with a basis is not taken for the simplex method: from its
+// basis that is done at once, and to the tolerances of now.
 bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan, BackendResult* result);
 
 // The point that the task holds, feasible for the model or not; false if it holds none.

@@ -10,6 +10,7 @@
 #include "solve/check/rays.h"
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
+#include "task/numeric.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -169,11 +170,11 @@ void make_crossed_bounds_ray(const MinimizeProblem& problem, Solution* solution)
   const CrossedBounds crossed = find_crossed_bounds(problem.model);
   if (!crossed.found()) return;
   const bool is_var = crossed.var >= 0;
-  const auto index = static_cast<size_t>(is_var ? crossed.var : crossed.con);
+  const size_t i = index(is_var ? crossed.var : crossed.con);
   std::vector<double>& lower = is_var ? solution->slx : solution->slc;
   std::vector<double>& upper = is_var ? solution->sux : solution->suc;
-  lower[index] = problem.sense_factor();
-  upper[index] = problem.sense_factor();
+  lower[i] = problem.sense_factor();
+  upper[i] = problem.sense_factor();
   solution->status = SolutionStatus::kPrimalInfeasibleCertificate;
 }
 
@@ -196,8 +197,8 @@ void set_keys_from_values(const Model& model, Solution* solution) {
   }
 }
 
-// In the interior, the distance to a bound and the bound's dual are both positive where one of them
-// is 0 in the limit.
+// At an interior point, the distance to a bound and the bound's dual are both positive where one of
+// them is 0 in the limit.
 StatusKey interior_key(double value, double multiplier, double lower, double upper) {
   if (lower == upper) return StatusKey::kFixed;
   if (multiplier > 0.0 && value - lower < multiplier) return StatusKey::kAtLower;
@@ -232,7 +233,7 @@ bool set_values(const MinimizeProblem& problem, const ClaimTolerances& tolerance
     } else if (verdict.ray_holds && result->certificate == Certificate::kPrimalRay) {
       make_primal_ray(problem, result, solution);
     }
-    // What only a ray can show.
+    // Only a ray can show this.
     const bool unproven = solution->status == SolutionStatus::kUnknown;
     if (result->outcome == Outcome::kIllPosed && unproven) {
       solution->problem_status = ProblemStatus::kUnknown;
@@ -247,7 +248,7 @@ bool set_values(const MinimizeProblem& problem, const ClaimTolerances& tolerance
   return true;
 }
 
-// What is left when the values and keys are there.
+// Fills in what is left when the values and keys are there.
 void complete(const MinimizeProblem& problem, Certificate certificate, Solution* solution) {
   fill_missing(problem.model, solution);
   if (certificate == Certificate::kCrossedBounds) make_crossed_bounds_ray(problem, solution);

@@ -13,11 +13,12 @@
 #include "solve/run/listener.h"
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
 
-// Of an integer solution, the dual objective is what the search has proved.
+// The dual objective of an integer solution is what the search has proved.
 void set_bound(const MinimizeProblem& problem, const Progress& progress, Solution* solution) {
   const bool is_point = solution->status == SolutionStatus::kIntegerOptimal ||
                         solution->status == SolutionStatus::kPrimalFeasible;
@@ -25,21 +26,21 @@ void set_bound(const MinimizeProblem& problem, const Progress& progress, Solutio
   solution->dual_objective = problem.model.stated_objective(progress.bound);
 }
 
-// What the solve starts from: the solution of the kind that it makes.
+// A solve starts from the solution of the kind that it makes.
 const Solution* find_start(const Task& task, SolutionKind kind) {
   if (!task.parameters.is_on(IntParam::kWarmStart)) return nullptr;
-  const Solution& held = task.solutions[static_cast<size_t>(kind)];
+  const Solution& held = task.solutions[index(kind)];
   const bool fits = held.defined && held.xx.size() == task.model.cost.size() &&
                     held.xc.size() == task.model.con_lower.size();
   return fits ? &held : nullptr;
 }
 
-// What the parent process needs of an answer in the end, made in a time that is linear in the
+// Makes what the parent process needs of an answer in the end, in a time that is linear in the
 // model.
 SolveEnd make_end(const MinimizeProblem& problem, const SolvePlan& plan, Answer&& answer) {
   static constexpr decltype(&make_basic_solution) kMakers[] = {
       make_interior_solution, make_basic_solution, make_integer_solution};
-  const auto make_solution = kMakers[static_cast<size_t>(plan.solution)];
+  const auto make_solution = kMakers[index(plan.solution)];
   SolveEnd end;
   end.kind = plan.solution;
   end.outcome = answer.result.outcome;
@@ -84,7 +85,7 @@ Status optimize(Task* task, Code* termination) {
   log_end(*task, end);
   task->solver_result.figures = make_figures(task->model, end);
   task->solutions = {};
-  task->solutions[static_cast<size_t>(end.kind)] = std::move(end.solution);
+  task->solutions[index(end.kind)] = std::move(end.solution);
   return {};
 }
 

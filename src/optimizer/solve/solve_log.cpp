@@ -1,9 +1,10 @@
-// Text about a solve, and its figures; see solve_log.h.
+// The texts and the figures are made from the same values, so that log and result files agree.
 #include "solve/solve_log.h"
 
 #include <algorithm>
 #include <cmath>
 
+#include "task/numeric.h"
 #include "task/status_words.h"
 #include "task/text.h"
 
@@ -20,17 +21,17 @@ const char* kind_of(const Model& model) {
 const char* words(ConeKind kind) {
   static constexpr const char* kKinds[] = {
       "quadratic", "rotated quadratic", "exponential", "dual exponential", "power", "dual power"};
-  return kKinds[static_cast<size_t>(kind)];
+  return kKinds[index(kind)];
 }
 
 // Cones by kind, with the variables in them.
 std::string describe_cones(const Model& model) {
-  constexpr size_t kNumKinds = static_cast<size_t>(ConeKind::kDualPower) + 1;
+  constexpr size_t kNumKinds = index(ConeKind::kDualPower) + 1;
   size_t cones[kNumKinds] = {};
   size_t members[kNumKinds] = {};
   for (const Cone& cone : model.cones) {
-    ++cones[static_cast<size_t>(cone.kind)];
-    members[static_cast<size_t>(cone.kind)] += cone.vars.size();
+    ++cones[index(cone.kind)];
+    members[index(cone.kind)] += cone.vars.size();
   }
   std::string text;
   for (size_t kind = 0; kind < kNumKinds; ++kind) {
@@ -69,18 +70,13 @@ std::string describe_solution(const Solution& solution, const Residuals& residua
   return text;
 }
 
-// What an interior point leaves open between primal and dual.
+// Tells what an interior point leaves open between primal and dual.
 std::string describe_duality(const Solution& solution, const Residuals& residuals) {
   if (!std::isfinite(solution.dual_objective)) return {};
   std::string text = format_text("  dual objective    %.10e\n", solution.dual_objective);
   if (std::isfinite(residuals.gap))
     text += format_text("  duality gap       %.1e\n", residuals.gap);
   return text;
-}
-
-const char* words(SolutionKind kind) {
-  static constexpr const char* kKinds[] = {"interior-point", "basic", "integer"};
-  return kKinds[static_cast<size_t>(kind)];
 }
 
 }  // namespace
@@ -138,7 +134,7 @@ void log_end(const Task& task, const SolveEnd& end) {
     text += describe_solution(solution, residuals);
     if (end.kind == SolutionKind::kInterior) text += describe_duality(solution, residuals);
   } else {
-    text += format_text("  no %s solution found\n", words(end.kind));
+    text += format_text("  no %s solution found\n", word_of(kSolutionKindNames, end.kind));
   }
   if (integer && std::isfinite(progress.bound)) {
     text += format_text("  bound             %.10e\n", task.model.stated_objective(progress.bound));

@@ -1,5 +1,5 @@
-// What the log says of a solve at its beginning and at its end, and the same as figures for result
-// files.
+// The texts that the log has at the beginning and at the end of a solve, and the same as figures
+// for result files. One place makes both, so that they agree.
 #pragma once
 
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace vorlan {
 
-// What a solve comes to.
+// The end of a solve.
 struct SolveEnd {
   SolutionKind kind = SolutionKind::kBasic;
   Outcome outcome = Outcome::kUnknown;  // what was claimed
@@ -22,8 +22,8 @@ struct SolveEnd {
 };
 
 void log_start(const Task& task);
-// Also says where the answer is one that was held, and where the statuses are weaker than the
-// claim.
+// The text also says where the answer is one that was held, and where the statuses are weaker than
+// the claim.
 void log_end(const Task& task, const SolveEnd& end);
 std::vector<Figure> make_figures(const Model& model, const SolveEnd& end);
 

@@ -1,4 +1,4 @@
-// The rules behind a plan; see solve_plan.h.
+// These rules stand apart from the table of plans, because backends ask for them too.
 #include "solve/solve_plan.h"
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 namespace vorlan {
 namespace {
 
-// By how much claims may be worse than what the optimizers are asked for.
+// Claims may be worse than what the optimizers are asked for by this factor.
 constexpr double kLinearAllowance = 10.0;
 constexpr double kConicAllowance = 100.0;
 

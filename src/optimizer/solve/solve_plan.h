@@ -1,17 +1,18 @@
-// What is decided about a solve before it begins, each decision in one place. The table that makes
-// a plan is in choose_backend.cpp; the rules here are those that backends ask for too, which solve
-// models of their own on the way.
+// A solve plan holds what is decided about a solve before it begins, each decision in one place.
+// The table that makes a plan is in choose_backend.cpp; the rules here are those that backends ask
+// for too, which solve models of their own on the way.
 #pragma once
 
 #include "solve/backend.h"
 
 namespace vorlan {
 
-// Whether the conic method is for this model: a continuous one with quadratic terms, cones or
+// True when the conic method is for this model: a continuous one with quadratic terms, cones or
 // matrix variables, or any continuous one where the parameter asks for it.
 bool wants_conic_method(const Model& model, const Parameters& parameters);
 
-// Whether linear models are solved by HiGHS's interior-point method instead of the simplex method.
+// True when linear models are solved by HiGHS's interior-point method instead of the simplex
+// method.
 bool wants_interior_point(const Parameters& parameters);
 
 // The objective cutoffs of the parameters, which are in the task's own sense.

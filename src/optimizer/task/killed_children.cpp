@@ -12,21 +12,25 @@ namespace {
 constexpr int kMostInterruptions = 1000;
 
 // True when the child is gone, also when the system reaped it because SIGCHLD is ignored.
-bool is_gone(pid_t pid, bool wait) {
+bool is_gone(pid_t pid, int options) {
   pid_t result = 0;
   int interruptions = 0;
   do {
-    result = ::waitpid(pid, nullptr, wait ? 0 : WNOHANG);
+    result = ::waitpid(pid, nullptr, options);
   } while (result < 0 && errno == EINTR && ++interruptions < kMostInterruptions);
   return result != 0;
 }
 
 }  // namespace
 
-KilledChildren::~KilledChildren() { reap(true); }
+KilledChildren::~KilledChildren() { reap_all(); }
 
-void KilledChildren::reap(bool wait) {
-  std::erase_if(pids_, [wait](pid_t pid) { return is_gone(pid, wait); });
+void KilledChildren::reap_ended() {
+  std::erase_if(pids_, [](pid_t pid) { return is_gone(pid, WNOHANG); });
+}
+
+void KilledChildren::reap_all() {
+  std::erase_if(pids_, [](pid_t pid) { return is_gone(pid, 0); });
 }
 
 }  // namespace vorlan

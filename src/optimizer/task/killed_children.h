@@ -19,8 +19,9 @@ class KilledChildren {
   // Makes room for one more, so that add cannot fail when it matters.
   void reserve_one() { pids_.reserve(pids_.size() + 1); }
   void add(pid_t pid) { pids_.push_back(pid); }
-  // Reaps those that have ended; with wait, all of them.
-  void reap(bool wait);
+  void reap_ended();
+  // Waits for those that have not ended.
+  void reap_all();
 
  private:
   std::vector<pid_t> pids_;

@@ -13,10 +13,11 @@
 namespace vorlan {
 namespace {
 
-Status open_log(const char* filename, bool append, std::string_view shown_name, int* descriptor) {
-  const int mode = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : O_TRUNC);
+Status open_log(const char* filename, LogMode mode, std::string_view shown_name, int* descriptor) {
+  const int earlier_text = mode == LogMode::kAppend ? O_APPEND : O_TRUNC;
+  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | earlier_text;
   do {
-    *descriptor = ::open(filename, mode, 0666);
+    *descriptor = ::open(filename, flags, 0666);
   } while (*descriptor < 0 && errno == EINTR);
   *descriptor = above_standard(*descriptor);
   if (*descriptor >= 0) return {};
@@ -32,9 +33,9 @@ LogStream::~LogStream() {
   close_copy();
 }
 
-Status LogStream::link_file(const char* filename, bool append, std::string_view shown_name) {
+Status LogStream::link_file(const char* filename, LogMode mode, std::string_view shown_name) {
   int descriptor = -1;
-  Status status = open_log(filename, append, shown_name, &descriptor);
+  Status status = open_log(filename, mode, shown_name, &descriptor);
   if (!status.ok()) return status;
   unlink();
   file_.open(descriptor);
@@ -50,7 +51,7 @@ void LogStream::link_function(void* handle, vlnstreamfunc function) {
 Status LogStream::open_copy(const char* filename, std::string_view shown_name) {
   close_copy();
   int descriptor = -1;
-  Status status = open_log(filename, false, shown_name, &descriptor);
+  Status status = open_log(filename, LogMode::kTruncate, shown_name, &descriptor);
   if (status.ok()) copy_.open(descriptor);
   return status;
 }

@@ -12,6 +12,9 @@
 
 namespace vorlan {
 
+// Says what becomes of the text that a log file holds already.
+enum class LogMode { kTruncate, kAppend };
+
 class LogStream {
  public:
   LogStream() = default;
@@ -21,7 +24,7 @@ class LogStream {
 
   // Opens the file at once; on failure the earlier destination stays. shown_name is what messages
   // call the file.
-  Status link_file(const char* filename, bool append, std::string_view shown_name);
+  Status link_file(const char* filename, LogMode mode, std::string_view shown_name);
   // A null function unlinks the stream.
   void link_function(void* handle, vlnstreamfunc function);
 

@@ -69,8 +69,8 @@ enum class ConeKind : uint8_t {
 struct Cone {
   ConeKind kind;
   std::vector<int32_t> vars;
-  // Of the power cones, one for each of the first members, all positive. They count relative to
-  // their sum: w = exponents / sum. Empty for the others.
+  // Power cones have one for each of the first members, all positive. They count relative to their
+  // sum: w = exponents / sum. Other cones have none.
   std::vector<double> exponents;
 };
 

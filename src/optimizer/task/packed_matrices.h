@@ -1,8 +1,9 @@
-// Where the elements of matrix variables lie in the arrays of a solution: packed lower triangles,
+// The elements of matrix variables lie in the arrays of a solution as packed lower triangles,
 // column by column, one matrix variable after the other.
 #pragma once
 
 #include "task/model.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 
@@ -18,7 +19,7 @@ inline std::vector<size_t> packed_starts(const Model& model) {
   std::vector<size_t> starts = {0};
   starts.reserve(model.matrix_vars.size() + 1);
   for (const MatrixVariable& variable : model.matrix_vars) {
-    starts.push_back(starts.back() + packed_size(static_cast<size_t>(variable.dimension)));
+    starts.push_back(starts.back() + packed_size(index(variable.dimension)));
   }
   return starts;
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -54,16 +55,16 @@ constexpr StringParamEntry kStrings[] = {
 #undef VORLAN_STRING
 };
 
-// Slot of an index in a table sorted by index; the table's size when there is none.
+// Slot of a number in a table sorted by numbers; the table's size when there is none.
 template <class Table>
-size_t find_slot(const Table& table, int32_t index) {
+size_t find_slot(const Table& table, int32_t number) {
   const auto* entry = std::lower_bound(
-      std::begin(table), std::end(table), index,
+      std::begin(table), std::end(table), number,
       [](const auto& e, int32_t wanted) { return static_cast<int32_t>(e.param) < wanted; });
-  if (entry == std::end(table) || static_cast<int32_t>(entry->param) != index) {
+  if (entry == std::end(table) || static_cast<int32_t>(entry->param) != number) {
     return std::size(table);
   }
-  return static_cast<size_t>(entry - std::begin(table));
+  return index(entry - std::begin(table));
 }
 
 // Names and values in messages are cut: a message is one line.
@@ -79,7 +80,8 @@ std::string in_capitals(std::string_view text) {
   return capitals;
 }
 
-// What a name has behind "VLN_IPAR_" and its like, which all names share; all of a name without it.
+// The part of a name behind "VLN_IPAR_" and its like, which all names share; all of a name without
+// such a beginning.
 std::string_view own_part(std::string_view name) {
   constexpr std::string_view kLibrary = "VLN_";
   constexpr std::string_view kKind = "PAR_";
@@ -123,7 +125,7 @@ Status check_text(const StringParamEntry& entry, std::string_view value) {
           format_text("the value of parameter %s has a NUL in it", entry.name)};
 }
 
-// What a parameter takes, for messages: "0 to 2 (off, on, free)".
+// Tells what a parameter takes, for messages: "0 to 2 (off, on, free)".
 std::string allowed_values(const IntParamEntry& entry) {
   std::string text = format_text("%d to %d", entry.lower, entry.upper);
   const char* separator = " (";

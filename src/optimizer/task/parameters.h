@@ -89,7 +89,7 @@ const char* name_of(IntParam param);
 
 // String parameters have the indices 0 to 23; all are empty at first. Those that are not in the
 // table are reserved and take only the empty string.
-inline constexpr int32_t kNumStringParams = 24;
+inline constexpr int32_t kNumStringParams = VLN_NUM_FILE_SPAR;
 
 class Parameters {
  public:
@@ -100,16 +100,15 @@ class Parameters {
   const std::string& get(StringParam param) const;
   bool is_on(IntParam param) const { return get(param) != 0; }
 
-  // For the optimizer's own settings: a value beyond the parameter's range becomes the nearest
-  // one in it.
+  // The optimizer sets parameters of its own by these: a value beyond the parameter's range becomes
+  // the nearest one in it.
   void set(IntParam param, int32_t value);
   void set(DoubleParam param, double value);
 
   Status put_int(int32_t index, int32_t value);
   Status get_int(int32_t index, int32_t* value) const;
   Status put_string(int32_t index, std::string_view value);
-  // By name, with the value as a number, one of the parameter's words, or a string parameter's
-  // text.
+  // Takes the value as a number, as one of the parameter's words, or as a string parameter's text.
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:

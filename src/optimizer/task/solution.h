@@ -75,7 +75,7 @@ struct Solution {
   ProblemStatus problem_status = ProblemStatus::kUnknown;
   SolutionStatus status = SolutionStatus::kUnknown;
   double primal_objective = 0.0;
-  // What the duals, or the search for an integer solution, prove as a bound; NaN where it is not
+  // The bound that the duals, or the search for an integer solution, prove; NaN where it is not
   // known.
   double dual_objective = std::numeric_limits<double>::quiet_NaN();
   std::vector<StatusKey> skx, skc;

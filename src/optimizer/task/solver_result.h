@@ -1,4 +1,5 @@
-// What the last optimization of a task gave beside solutions; the task solver result files say it.
+// The codes and figures that the last optimization of a task gave beside solutions; the task solver
+// result files say them.
 #pragma once
 
 #include <string>

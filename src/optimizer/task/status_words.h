@@ -1,5 +1,5 @@
-// The statuses of solutions in words: the log, JSON solutions, task files and b solutions say the
-// same of a solve.
+// Statuses and kinds of solutions in words: the log, messages, JSON solutions, task files and
+// b solutions say the same of a solve.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +30,11 @@ inline constexpr StatusWord kSolutionStatuses[] = {{"unknown", 0},
                                                    {"primal ill-posed certificate", 7},
                                                    {"dual ill-posed certificate", 8},
                                                    {"integer optimal", 9}};
+
+// The kinds as people call them; files have shorter words.
+inline constexpr StatusWord kSolutionKindNames[] = {{"interior-point", VLN_SOLUTION_INTERIOR},
+                                                    {"basic", VLN_SOLUTION_BASIC},
+                                                    {"integer", VLN_SOLUTION_INTEGER}};
 
 template <class Enum>
 const char* word_of(std::span<const StatusWord> words, Enum value) {

@@ -1,4 +1,5 @@
-// What a task says to people.
+// A task speaks to people in its log and in the message of its last failure. Both show a file's
+// name only where the task may.
 #include "task/task.h"
 
 #include "task/text.h"

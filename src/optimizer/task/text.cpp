@@ -1,4 +1,4 @@
-// Text formatting without streams; see text.h.
+// The C library formats a text twice: once for its length, once into a string of that length.
 #include "task/text.h"
 
 #include <algorithm>
@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 #include <vector>
+
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
@@ -20,7 +22,7 @@ std::optional<std::string> format_arguments(const char* format, va_list argument
   const int length = std::vsnprintf(nullptr, 0, format, measured);
   va_end(measured);
   if (length < 0) return std::nullopt;
-  std::string text(static_cast<size_t>(length), '\0');
+  std::string text(index(length), '\0');
   std::vsnprintf(text.data(), text.size() + 1, format, arguments);
   return text;
 }

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "task/numeric.h"
 #include "task/text.h"
 #include "task/write_signals.h"
 
@@ -34,7 +35,7 @@ bool is_regular(int descriptor) {
   return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Whether the descriptor has room before the moment comes. A regular file always has.
+// True when the descriptor has room before the moment comes. A regular file always has.
 bool has_room(int descriptor, double end) {
   while (true) {
     const double seconds = std::max(0.0, end - now());
@@ -61,7 +62,7 @@ int write_until(int descriptor, double end, std::string_view text, size_t* writt
     const std::string_view rest = text.substr(*written);
     const ssize_t count = ::write(descriptor, rest.data(), piece_of(rest));
     if (count >= 0) {
-      *written += static_cast<size_t>(count);
+      *written += index(count);
       continue;
     }
     if ((errno == EINTR || errno == EAGAIN) && now() < end) continue;

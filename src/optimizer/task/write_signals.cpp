@@ -1,4 +1,6 @@
-// Signals of failing writes; see write_signals.h.
+// A failing write raises SIGPIPE or SIGXFSZ in the thread that writes. The signals are blocked
+// there for the time of the write, and what was raised is taken away, so that the caller's handlers
+// never see it.
 #include "task/write_signals.h"
 
 #include <pthread.h>

@@ -16,8 +16,8 @@ class WriteSignals {
   WriteSignals(const WriteSignals&) = delete;
   WriteSignals& operator=(const WriteSignals&) = delete;
 
-  // To be called after a failing write. A signal that was pending before is someone else's and
-  // stays. errno is kept.
+  // The caller calls this after a failing write. A signal that was pending before is someone else's
+  // and stays. errno is kept.
   void discard_raised() const;
 
  private:

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int32_t kBasic = 1;
-
 struct Case {
   const char* what;
   std::function<VLNrescode_enum(vlntaskt*)> call;

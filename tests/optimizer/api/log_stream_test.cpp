@@ -196,7 +196,7 @@ TEST_F(LogPipe, TextThatNobodyReadsIsDroppedAndTheLogSaysHowMuch) {
                         "the reader is back\n");
 }
 
-// As when the reader of a terminal's pipe was ended: the process must live on.
+// The reader of a terminal's pipe may be ended at any time: the process must live on.
 TEST_F(LogPipe, AReaderThatWentAwayEndsNothing) {
   ASSERT_EQ(VLN_echotask(task_, 0, "read\n"), VLN_RES_OK);
   EXPECT_EQ(read_all(), "read\n");

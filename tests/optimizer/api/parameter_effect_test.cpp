@@ -15,10 +15,6 @@
 
 namespace {
 
-constexpr int32_t kInterior = 0;
-constexpr int32_t kBasic = 1;
-constexpr int32_t kInteger = 2;
-
 // The figure of a line of the log's end summary, such as "  iterations        7".
 double summary_figure(const std::string& log, const std::string& name) {
   const size_t end = log.rfind("Optimization ended");
@@ -34,7 +30,10 @@ std::string badly_scaled_model(int size) {
     return std::pow(10.0, static_cast<double>(random() % 5) - 2.0) *
            (1.0 + static_cast<double>(random() % 9));
   };
-  std::string rows = "NAME S\nROWS\n N C\n";
+  std::string rows = R"(NAME S
+ROWS
+ N C
+)";
   std::string columns = "COLUMNS\n";
   std::string sides = "RHS\n";
   for (int i = 0; i < size; ++i) {
@@ -70,7 +69,7 @@ TEST(ParameterEffect, ScalingChangesThePathOfTheSimplexMethod) {
     ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", "off"), VLN_RES_OK);
     ASSERT_EQ(task.read(badly_scaled_model(40)), VLN_RES_OK);
     task.solve();
-    EXPECT_EQ(task.solution_status(kBasic), 1) << scaling;
+    EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal) << scaling;
     iterations.insert(summary_figure(task.log(), "iterations"));
   }
   EXPECT_GE(iterations.size(), 2u);
@@ -89,7 +88,7 @@ TEST(ParameterEffect, WithoutCrossoverTheResultIsAnInteriorPoint) {
     EXPECT_EQ(task.defined(kBasic), crossover);
     EXPECT_EQ(task.defined(kInterior), !crossover);
     ASSERT_TRUE(task.defined(kind));
-    EXPECT_EQ(task.solution_status(kind), 1);
+    EXPECT_EQ(task.solution_status(kind), solsta::kOptimal);
     EXPECT_NEAR(task.objective(kind), -11.0, 1e-5);
   }
 }
@@ -102,7 +101,10 @@ std::string network(uint32_t seed) {
   const auto below = [&random](int end) {
     return static_cast<int>(random() % static_cast<uint32_t>(end));
   };
-  std::string rows = "NAME N\nROWS\n N C\n";
+  std::string rows = R"(NAME N
+ROWS
+ N C
+)";
   std::string sides = "RHS\n";
   for (int i = 0; i < kNodes; ++i) {
     rows += " E R" + std::to_string(i) + "\n";
@@ -137,8 +139,10 @@ TEST(ParameterEffect, TheInteriorPointMethodAnswersWhatItCannotSolve) {
       EXPECT_EQ(task.solve(), VLN_RES_OK) << seed;
       ASSERT_TRUE(task.defined(kind)) << seed;
       const int32_t status = task.solution_status(kind);
-      EXPECT_TRUE(status == 1 || status == 5) << seed << '\n' << task.log();
-      num_infeasible += status == 5 ? 1 : 0;
+      EXPECT_TRUE(status == solsta::kOptimal || status == solsta::kPrimalInfeasibleCertificate)
+          << seed << '\n'
+          << task.log();
+      num_infeasible += status == solsta::kPrimalInfeasibleCertificate ? 1 : 0;
     }
     EXPECT_GT(num_infeasible, 0);
     EXPECT_LT(num_infeasible, 60);
@@ -148,7 +152,7 @@ TEST(ParameterEffect, TheInteriorPointMethodAnswersWhatItCannotSolve) {
   ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);
   ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_CROSSOVER", "off"), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kInterior), 1) << task.log();
+  EXPECT_EQ(task.solution_status(kInterior), solsta::kOptimal) << task.log();
 }
 
 TEST(ParameterEffect, RestartsChangeTheTree) {
@@ -241,7 +245,10 @@ TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
          at = mps.find(" COST 1 ", at)) {
       mps.replace(at, 8, " COST -1 ");
     }
-    mps.replace(mps.find("\nRHS\n"), 5, "\nRHS\n RHS COST -1000\n");
+    mps.replace(mps.find("\nRHS\n"), 5, R"(
+RHS
+ RHS COST -1000
+)");
     TestTask task;
     ASSERT_EQ(task.read(maximize ? "OBJSENSE\n MAX\n" + mps : mps), VLN_RES_OK);
     const char* name =
@@ -251,7 +258,7 @@ TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
     EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
     const double distance = std::fabs(task.objective(kInteger) - 1000.0);
     EXPECT_LE(distance, 100.0);
-    EXPECT_EQ(task.solution_status(kInteger), 2);
+    EXPECT_EQ(task.solution_status(kInteger), solsta::kPrimalFeasible);
   }
 }
 
@@ -285,7 +292,7 @@ TEST(ParameterEffect, MemoryLimitIsACodeAndTheTaskLivesOn) {
   EXPECT_NE(task.last_message().find("1 MiB"), std::string::npos) << task.last_message();
   ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "500"), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
 }
 
 // Page faults of children that have ended: each child has some.

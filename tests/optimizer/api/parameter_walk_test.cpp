@@ -52,7 +52,7 @@ void put(vlntaskt* task, const char* name, const char* value) {
   ASSERT_EQ(VLN_putparam(task, name, value), VLN_RES_OK) << name << ' ' << value;
 }
 
-// What a caller sees of a solve, apart from times.
+// Everything that a caller sees of a solve, apart from times.
 std::string solved(TestTask* task, const std::string& mps) {
   EXPECT_EQ(task->read(mps), VLN_RES_OK) << task->last_message();
   const size_t begin = task->log().size();
@@ -132,24 +132,58 @@ std::string solved_twice(TestTask* task) {
 std::string hardly_infeasible(TestTask* task) {
   put(*task, "VLN_IPAR_PRESOLVE", "off");
   return solved(task,
-                "NAME A\nROWS\n N C\n G R\n L S\nCOLUMNS\n X C 1 R 1\n X S 1\n Y C 1 R 1\n Y S 1\n"
-                "RHS\n B R 1.001 S 1\nENDATA\n");
+                R"(NAME A
+ROWS
+ N C
+ G R
+ L S
+COLUMNS
+ X C 1 R 1
+ X S 1
+ Y C 1 R 1
+ Y S 1
+RHS
+ B R 1.001 S 1
+ENDATA
+)");
 }
 
 // Along x = y the objective falls, slowly.
 std::string hardly_unbounded(TestTask* task) {
   put(*task, "VLN_IPAR_PRESOLVE", "off");
-  return solved(
-      task, "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -0.001 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n");
+  return solved(task, R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -0.001 R 1
+ Y R -1
+RHS
+ B R 1
+ENDATA
+)");
 }
 
 // x = 1.005 is hardly integer.
 std::string hardly_integer(TestTask* task) {
   put(*task, "VLN_IPAR_PRESOLVE", "off");
   return solved(task,
-                "NAME A\nROWS\n N C\n E R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 1\n"
-                " M 'MARKER' 'INTEND'\n Y C 1 R 0.001\nRHS\n B R 1.005\nBOUNDS\n UP B X 5\n"
-                " UP B Y 1\nENDATA\n");
+                R"(NAME A
+ROWS
+ N C
+ E R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 1
+ M 'MARKER' 'INTEND'
+ Y C 1 R 0.001
+RHS
+ B R 1.005
+BOUNDS
+ UP B X 5
+ UP B Y 1
+ENDATA
+)");
 }
 
 struct Children {

@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr int32_t kBasic = 1;
-constexpr int32_t kNumStringParams = 24;
-
 constexpr std::pair<const char*, const char*> kFiles[] = {
     {"VLN_SPAR_LOG_FILE", "solve.log"},
     {"VLN_SPAR_PROBLEM_FILE", "problem.mps.gz"},
@@ -62,7 +59,7 @@ TEST_F(SolveFiles, TheyComeWithASolveAndNotBefore) {
 
 TEST_F(SolveFiles, AClearedParameterAsksForNothing) {
   ask_for_all();
-  for (int32_t i = 0; i < kNumStringParams; ++i) {
+  for (int32_t i = 0; i < VLN_NUM_FILE_SPAR; ++i) {
     ASSERT_EQ(VLN_putstrparam(task_, i, ""), VLN_RES_OK);
   }
   EXPECT_EQ(solve(), "VLN_RES_OK");
@@ -161,7 +158,7 @@ TEST_F(SolveFiles, ASecondFileThatCannotBeWrittenIsToldInTheLog) {
   EXPECT_NE(task_.log().find("VLN_RES_ERR_FILE_WRITE", first + 1), std::string::npos);
 }
 
-// What the task still holds is of an earlier solve.
+// The task still holds the solutions of an earlier solve.
 TEST_F(SolveFiles, AFailedSolveLeavesOnlyASolverResult) {
   task_.solve();
   ask_for_all();
@@ -261,7 +258,12 @@ TEST(ReadLimit, DecidesWhatAFileMayDeclare) {
 
 // Sixty bytes that would fill memory are refused unless the limit is raised.
 TEST(ReadLimit, CanBeRaisedAboveItsDefault) {
-  const std::string matrix = write_test_file("large.dat-s", "1\n1\n14000\n1\n1 1 1 1 1\n");
+  const std::string matrix = write_test_file("large.dat-s", R"(1
+1
+14000
+1
+1 1 1 1 1
+)");
   TestTask task;
   EXPECT_EQ(code_name(VLN_readdata(task, matrix.c_str())), "VLN_RES_ERR_FILE_CONTENT");
   EXPECT_NE(task.last_message().find(" 512 MiB "), std::string::npos) << task.last_message();
@@ -270,8 +272,14 @@ TEST(ReadLimit, CanBeRaisedAboveItsDefault) {
   put(task, "VLN_IPAR_READ_DECLARED_LIMIT", "1496");
   EXPECT_EQ(VLN_readdata(task, matrix.c_str()), VLN_RES_OK) << task.last_message();
 
-  const std::string scalars =
-      write_test_file("large.cbf", "VER\n1\nOBJSENSE\nMIN\nVAR\n10000000 1\nF 10000000\n");
+  const std::string scalars = write_test_file("large.cbf", R"(VER
+1
+OBJSENSE
+MIN
+VAR
+10000000 1
+F 10000000
+)");
   TestTask other;
   EXPECT_EQ(code_name(VLN_readdata(other, scalars.c_str())), "VLN_RES_ERR_FILE_CONTENT");
 }

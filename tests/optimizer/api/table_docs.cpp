@@ -31,11 +31,12 @@ constexpr Group kGroups[] = {
 
 std::string response_codes_page() {
   std::string page =
-      "# Response codes\n\n"
-      "Every operation of the library returns one of these codes; `-solve:res=FILE` and\n"
-      "`-solve:trm=FILE` leave the names of the response and the termination code. A number is "
-      "never\n"
-      "given to another code. This page is made from the library's table.\n";
+      R"(# Response codes
+
+Every operation of the library returns one of these codes; `-solve:res=FILE` and
+`-solve:trm=FILE` leave the names of the response and the termination code. A number is never
+given to another code. This page is made from the library's table.
+)";
   size_t next_group = 0;
   for (const CodeEntry& entry : response_codes()) {
     const auto number = static_cast<int32_t>(entry.code);
@@ -44,7 +45,13 @@ std::string response_codes_page() {
       title = &kGroups[next_group++];
     }
     if (title != nullptr) {
-      page += format_text("\n## %s\n\n| number | name | meaning |\n|---|---|---|\n", title->title);
+      page += format_text(R"(
+## %s
+
+| number | name | meaning |
+|---|---|---|
+)",
+                          title->title);
     }
     page += format_text("| %d | `%s` | %s |\n", number, entry.name, entry.text);
   }
@@ -61,48 +68,60 @@ std::string words_of(const IntParamEntry& entry) {
 
 std::string string_parameters_section() {
   std::string text =
-      "\n## String parameters\n\n"
-      "Each is the name of a file that an optimization writes, and empty by default: no file. "
-      "They\n"
-      "act only when an optimization begins. `-read` clears all of them, whoever set them, unless "
-      "it\n"
-      "is told `mode=unsafe`: a problem file can hold parameters, and must not make the program "
-      "of\n"
-      "someone else write files. So give `-d` after `-read`.\n\n"
-      "| index | name | meaning |\n|---|---|---|\n";
+      R"(
+## String parameters
+
+Each is the name of a file that an optimization writes, and empty by default: no file. They
+act only when an optimization begins. `-read` clears all of them, whoever set them, unless it
+is told `mode=unsafe`: a problem file can hold parameters, and must not make the program of
+someone else write files. So give `-d` after `-read`.
+
+| index | name | meaning |
+|---|---|---|
+)";
   for (const StringParamEntry& entry : string_parameters()) {
     text += format_text("| %d | `%s` | %s |\n", static_cast<int32_t>(entry.param), entry.name,
                         entry.text);
   }
   text += format_text(
-      "\nString parameters up to %d that are not in this table are reserved and take only the "
-      "empty\nstring.\n\n"
-      "Every file is replaced at once when it is complete; the log file begins anew and grows with "
-      "the\nlog. A name that ends in `.gz` or `.zst` is compressed, but for the log. All files are "
-      "opened\nbefore the solve: one that cannot be is the failure of the optimization, and "
-      "nothing "
-      "is solved. A\nfile that cannot be written after the solve makes its response code that of "
-      "the file, with the\nsolutions kept in the task. When the solve itself fails, only the task "
-      "solver result is written.\n",
+      R"(
+String parameters up to %d that are not in this table are reserved and take only the empty
+string.
+
+Every file is replaced at once when it is complete; the log file begins anew and grows with the
+log. A name that ends in `.gz` or `.zst` is compressed, but for the log. All files are opened
+before the solve: one that cannot be is the failure of the optimization, and nothing is solved. A
+file that cannot be written after the solve makes its response code that of the file, with the
+solutions kept in the task. When the solve itself fails, only the task solver result is written.
+)",
       kNumStringParams - 1);
   return text;
 }
 
 std::string parameters_page() {
   std::string page =
-      "# Parameters\n\n"
-      "Set by name with `-d NAME VALUE`, where the value is a number, one of the parameter's\n"
-      "words, or the text of a string parameter. This page is made from the library's tables.\n\n"
-      "## Integer parameters\n\n"
-      "| index | name | range | default | words | meaning |\n|---|---|---|---|---|---|\n";
+      R"(# Parameters
+
+Set by name with `-d NAME VALUE`, where the value is a number, one of the parameter's
+words, or the text of a string parameter. This page is made from the library's tables.
+
+## Integer parameters
+
+| index | name | range | default | words | meaning |
+|---|---|---|---|---|---|
+)";
   for (const IntParamEntry& entry : int_parameters()) {
     page += format_text("| %d | `%s` | %d to %d | %d | %s | %s |\n",
                         static_cast<int32_t>(entry.param), entry.name, entry.lower, entry.upper,
                         entry.initial, words_of(entry).c_str(), entry.text);
   }
   page +=
-      "\n## Double parameters\n\n"
-      "| index | name | range | default | meaning |\n|---|---|---|---|---|\n";
+      R"(
+## Double parameters
+
+| index | name | range | default | meaning |
+|---|---|---|---|---|
+)";
   for (const DoubleParamEntry& entry : double_parameters()) {
     page += format_text("| %d | `%s` | %g to %g | %g | %s |\n", static_cast<int32_t>(entry.param),
                         entry.name, entry.lower, entry.upper, entry.initial, entry.text);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr double kNoLimit = kInfinity;
 
-// What the caller of the solve sees and does.
+// The caller of the solve: what it sees and does.
 struct Caller {
   int calls = 0;
   int stop_at_call = 0;  // 0: never
@@ -191,7 +191,10 @@ TEST_F(ChildProcess, PrintedTextAndLogTextReachTheLogInOrder) {
   });
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   ASSERT_TRUE(status.ok());
-  EXPECT_EQ(caller_.log, "printed\nlogged in pieces\nand the rest\n");
+  EXPECT_EQ(caller_.log, R"(printed
+logged in pieces
+and the rest
+)");
 }
 
 TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {
@@ -420,7 +423,7 @@ TEST_F(ChildProcess, TerminationSignalsAreTheParentsAffair) {
 TEST_F(ChildProcess, NoZombieStays) {
   caller_.stop_at_call = 2;
   ASSERT_TRUE(run(hang).ok());
-  task_.killed_children.reap(true);
+  task_.killed_children.reap_all();
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child of the solve is still there";
 }
 

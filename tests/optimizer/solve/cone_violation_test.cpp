@@ -74,7 +74,7 @@ TEST(ConeViolation, OfTheDualPowerCone) {
               1e-5);
 }
 
-// With sizes that scale as the members do, units make no difference.
+// Units make no difference when the sizes scale as the members do.
 TEST(ConeViolation, IsRelativeToGivenSizes) {
   const Cone cone = cone_of(ConeKind::kQuadratic, 2);
   EXPECT_NEAR(cone_violation(cone, {1e-6, 1.5e-6}, {1e-6, 1.5e-6}), 0.2, 1e-6);

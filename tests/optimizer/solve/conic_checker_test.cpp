@@ -196,7 +196,7 @@ TEST(ConicChecker, PrimalRaysChangeNoQuadraticTerm) {
   constrained.quadratic_coefficients = {{0, {0, 0, 2.0}}, {1, {0, 0, 2.0}}};
   EXPECT_TRUE(is_primal_ray(MinimizeProblem(constrained), {0.0, 1.0}));
   EXPECT_FALSE(is_primal_ray(MinimizeProblem(constrained), {-1.0, 1.0}));
-  // Without sides, a constraint may curve as it likes.
+  // A constraint without sides may curve as it likes.
   constrained.con_upper = {kInf, kInf};
   EXPECT_TRUE(is_primal_ray(MinimizeProblem(constrained), {-1.0, 1.0}));
 }

@@ -1,5 +1,6 @@
-// The same model with the same parameters gives the same answer bit for bit, and the same log apart
-// from times and progress lines, where the solve ends by itself.
+// A solve that ends by itself gives the same answer bit for bit when it is repeated, and the same
+// log apart from times and progress lines. People compare runs, and a fault that does not come
+// again cannot be mended.
 #include <gtest/gtest.h>
 
 #include <random>

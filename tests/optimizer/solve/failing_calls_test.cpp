@@ -112,7 +112,7 @@ TEST_F(FailingCalls, AnEndlessSolveEndsByAnErrorWherePollOrReadFails) {
     EXPECT_EQ(status.code(), Code::kErrOptimizerDied);
     EXPECT_LT(seconds_, 60.0);
     expect_idle();
-    task_.killed_children.reap(true);
+    task_.killed_children.reap_all();
   }
 }
 
@@ -123,7 +123,7 @@ TEST_F(FailingCalls, AnAnswerComesWhereTheChildCannotBeAwaited) {
     EXPECT_TRUE(status.ok()) << status.message();
     EXPECT_EQ(answer_.result.outcome, Outcome::kOptimal);
     EXPECT_LT(seconds_, 10.0);
-    task_.killed_children.reap(true);  // ends, though nothing can be awaited
+    task_.killed_children.reap_all();  // ends, though nothing can be awaited
     expect_idle();
     g_waitpid_error = 0;
     while (waitpid(-1, nullptr, 0) > 0) {

@@ -197,7 +197,8 @@ TEST(FalseClaims, UnboundedModelsHaveNoOptimumInAnyUnit) {
     const SolutionStatus quadratic = solve(make_unbounded_quadratic_program(unit), "free").status;
     EXPECT_NE(quadratic, SolutionStatus::kOptimal) << unit;
     EXPECT_NE(quadratic, SolutionStatus::kPrimalInfeasibleCertificate) << unit;
-    // From larger sides on, the method loses the direction to rounding and ends without a claim.
+    // The method loses the direction to rounding when the sides are larger still, and ends without
+    // a claim.
     if (unit < 2e2) {
       EXPECT_EQ(quadratic, SolutionStatus::kDualInfeasibleCertificate) << unit;
     }

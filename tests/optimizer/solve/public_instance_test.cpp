@@ -30,9 +30,11 @@ void check_optimum(const std::string& path, double optimum, double tolerance) {
   TestTask task;
   ASSERT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << path;
   EXPECT_EQ(task.solve(), VLN_RES_OK) << path;
-  const int32_t solution = task.defined(2) ? 2 : 1;
+  const int32_t solution = task.defined(kInteger) ? 2 : 1;
   ASSERT_TRUE(task.defined(solution)) << path;
-  EXPECT_EQ(task.solution_status(solution), solution == 2 ? 9 : 1) << path;
+  EXPECT_EQ(task.solution_status(solution),
+            solution == kInteger ? solsta::kIntegerOptimal : solsta::kOptimal)
+      << path;
   EXPECT_NEAR(task.objective(solution), optimum, tolerance * std::max(1.0, std::fabs(optimum)))
       << path;
 }

@@ -1,4 +1,5 @@
-// Random models and their MPS text.
+// The models have few rows and small whole numbers, so that ties, degenerate vertices and empty
+// rows come often.
 #include "random_model.h"
 
 #include <cmath>

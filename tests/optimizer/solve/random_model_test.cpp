@@ -18,13 +18,11 @@
 
 namespace {
 
-constexpr int32_t kBasic = 1;
-constexpr int32_t kInteger = 2;
 constexpr double kTolerance = 1e-6;
 
 enum class Verdict { kOptimal, kInfeasible, kUnbounded, kOther };
 
-struct Answer {
+struct SolverAnswer {
   Verdict verdict = Verdict::kOther;
   double objective = 0.0;
 };
@@ -46,10 +44,11 @@ void solve(const RandomModel& model, uint32_t seed, TestTask* task) {
   EXPECT_EQ(task->solve(), VLN_RES_OK);
 }
 
-Answer answer_of(const TestTask& task, int32_t kind) {
+SolverAnswer answer_of(const TestTask& task, int32_t kind) {
   if (!task.defined(kind)) return {};
   const int32_t status = task.solution_status(kind);
-  if (status == 1 || status == 9) return {Verdict::kOptimal, task.objective(kind)};
+  if (status == solsta::kOptimal || status == solsta::kIntegerOptimal)
+    return {Verdict::kOptimal, task.objective(kind)};
   const int32_t problem = task.problem_status(kind);
   if (problem == 4) return {Verdict::kInfeasible, 0.0};
   if (problem == 5) return {Verdict::kUnbounded, 0.0};
@@ -123,7 +122,7 @@ void check_dual_ray(const RandomModel& model, const TestTask& task) {
   EXPECT_GT(factor * objective, 1e-3);
 }
 
-// From a feasible point, if there is one, the ray never leaves the feasible set.
+// The ray never leaves the feasible set when it starts from a feasible point, if there is one.
 void check_primal_ray(const RandomModel& model, const TestTask& task) {
   const auto along = [](double bound) { return std::isfinite(bound) ? 0.0 : bound; };
   const auto ray = task.var_doubles(VLN_getxx, kBasic);
@@ -148,11 +147,11 @@ TEST(RandomModel, EveryLinearAnswerIsProved) {
     ++seen[static_cast<int>(verdict)];
     if (verdict == Verdict::kOptimal) check_optimum(model, task);
     if (verdict == Verdict::kInfeasible) {
-      EXPECT_EQ(task.solution_status(kBasic), 5);
+      EXPECT_EQ(task.solution_status(kBasic), solsta::kPrimalInfeasibleCertificate);
       check_dual_ray(model, task);
     }
     if (verdict == Verdict::kUnbounded) {
-      EXPECT_EQ(task.solution_status(kBasic), 6);
+      EXPECT_EQ(task.solution_status(kBasic), solsta::kDualInfeasibleCertificate);
       check_primal_ray(model, task);
     }
     ASSERT_FALSE(HasFailure()) << "seed " << seed << '\n' << task.log() << model.mps();
@@ -180,8 +179,8 @@ bool advance(const RandomModel& model, std::vector<double>* x) {
   return false;
 }
 
-Answer try_every_point(const RandomModel& model) {
-  Answer answer{Verdict::kInfeasible, 0.0};
+SolverAnswer try_every_point(const RandomModel& model) {
+  SolverAnswer answer{Verdict::kInfeasible, 0.0};
   std::vector<double> x = model.lower;
   do {
     if (!is_feasible(model, x)) continue;
@@ -200,8 +199,8 @@ TEST(RandomModel, IntegerOptimaAreThoseOfTryingEveryPoint) {
     const RandomModel model = make_random_model(RandomKind::kIntegerBox, seed);
     TestTask task;
     solve(model, seed, &task);
-    const Answer right = try_every_point(model);
-    const Answer answer = answer_of(task, kInteger);
+    const SolverAnswer right = try_every_point(model);
+    const SolverAnswer answer = answer_of(task, kInteger);
     ++seen[static_cast<int>(right.verdict)];
     EXPECT_EQ(answer.verdict, right.verdict);
     EXPECT_NEAR(answer.objective, right.objective, kTolerance);
@@ -214,9 +213,9 @@ TEST(RandomModel, IntegerOptimaAreThoseOfTryingEveryPoint) {
 
 bool has_glpsol() { return std::system("command -v glpsol >/dev/null 2>&1") == 0; }
 
-// Without its presolve, which leaves infeasible and unbounded undecided; and without the constant,
-// whose sign in an MPS file glpsol reads the other way.
-Answer ask_glpsol(const RandomModel& model) {
+// Asks glpsol without its presolve, which leaves infeasible and unbounded undecided, and without
+// the constant, whose sign in an MPS file glpsol reads the other way.
+SolverAnswer ask_glpsol(const RandomModel& model) {
   RandomModel without_constant = model;
   without_constant.constant = 0.0;
   const std::string input = write_test_file("referee.mps", without_constant.mps());
@@ -251,8 +250,8 @@ void compare_with_glpsol(RandomKind kind) {
     const int32_t solution = integer ? kInteger : kBasic;
     TestTask task;
     solve(model, seed, &task);
-    const Answer right = ask_glpsol(model);
-    const Answer answer = answer_of(task, solution);
+    const SolverAnswer right = ask_glpsol(model);
+    const SolverAnswer answer = answer_of(task, solution);
     if (right.verdict == Verdict::kOther) {
       ++undecided;  // it refuses models without rows or elements
       continue;

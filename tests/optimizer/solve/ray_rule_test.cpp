@@ -35,9 +35,9 @@ bool is_proof(RayCase c) {
 
 // ---- Random linear models ----------------------------------------------------------------------
 
-class Random {
+class RandomNumbers {
  public:
-  explicit Random(uint32_t seed) : generator_(seed) {}
+  explicit RandomNumbers(uint32_t seed) : generator_(seed) {}
   int whole(int least, int most) {
     return std::uniform_int_distribution<int>(least, most)(generator_);
   }
@@ -60,7 +60,7 @@ Model model_of_rows(const std::vector<std::vector<double>>& rows, size_t num_var
 
 // A model that the whole numbers y show to be infeasible, by a margin of 1 to 5: -A'y is 0 at free
 // variables, nonnegative where only a lower bound could hold it, and anything within two bounds.
-RayCase make_dual_case(Random* random) {
+RayCase make_dual_case(RandomNumbers* random) {
   const size_t num_var = static_cast<size_t>(random->whole(2, 5));
   const size_t num_con = static_cast<size_t>(random->whole(2, 5));
   RayCase made;
@@ -104,7 +104,7 @@ RayCase make_dual_case(Random* random) {
 }
 
 // The transposed thing: whole numbers x along which the cost falls, and rows that they keep.
-RayCase make_primal_case(Random* random) {
+RayCase make_primal_case(RandomNumbers* random) {
   const size_t num_var = static_cast<size_t>(random->whole(2, 5));
   const size_t num_con = static_cast<size_t>(random->whole(1, 4));
   RayCase made;
@@ -142,14 +142,14 @@ bool truth_of(const RayCase& c) {
   return c.is_dual ? !test::has_feasible_point(c.model) : test::has_falling_direction(c.model);
 }
 
-using Maker = RayCase (*)(Random*);
+using Maker = RayCase (*)(RandomNumbers*);
 constexpr Maker kMakers[] = {make_dual_case, make_primal_case};
 
 TEST(RayRule, RightRaysAreProofsInAllUnits) {
   for (const Maker make : kMakers) {
     for (uint32_t seed = 1; seed <= count(); ++seed) {
       SCOPED_TRACE(seed);
-      Random random(seed);
+      RandomNumbers random(seed);
       const RayCase made = make(&random);
       ASSERT_TRUE(truth_of(made));
       EXPECT_TRUE(is_proof(made));
@@ -162,7 +162,7 @@ TEST(RayRule, RightRaysAreProofsInAllUnits) {
 
 // Changes one element of a sum that must vanish so that the sum misses by the given part of its
 // terms, towards where nothing holds it. False if there is no such sum.
-bool spoil(RayCase* c, double part, Random* random) {
+bool spoil(RayCase* c, double part, RandomNumbers* random) {
   Model& model = c->model;
   std::vector<double> sum(c->is_dual ? model.cost.size() : model.con_lower.size(), 0.0);
   std::vector<double> total = sum;
@@ -207,7 +207,7 @@ TEST(RayRule, ViolationsAreHeldToTheirOwnTerms) {
   for (const Maker make : kMakers) {
     for (uint32_t seed = 1; seed <= count(); ++seed) {
       SCOPED_TRACE(seed);
-      Random random(seed);
+      RandomNumbers random(seed);
       const RayCase made = make(&random);
       RayCase wrong = made;
       if (!spoil(&wrong, 1.5e-9 * std::pow(10.0, random.real(0.0, 8.0)), &random)) continue;
@@ -223,11 +223,11 @@ TEST(RayRule, ViolationsAreHeldToTheirOwnTerms) {
   EXPECT_GT(refused, static_cast<int>(count() / 2));
 }
 
-// Without its margin a ray is none, whatever the size of the sides.
+// A ray that has lost its margin is none, whatever the size of the sides.
 TEST(RayRule, AMarginOfNothingProvesNothing) {
   for (uint32_t seed = 1; seed <= count(); ++seed) {
     SCOPED_TRACE(seed);
-    Random random(seed);
+    RandomNumbers random(seed);
     RayCase made = make_dual_case(&random);
     const double margin = judge_dual_ray(made.model, &made.ray).margin;
     const size_t last = made.model.con_lower.size() - 1;
@@ -248,7 +248,7 @@ TEST(RayRule, WhatIsAcceptedIsTrue) {
   for (const Maker make : kMakers) {
     for (uint32_t seed = 1; seed <= count(); ++seed) {
       SCOPED_TRACE(seed);
-      Random random(seed);
+      RandomNumbers random(seed);
       RayCase c = make(&random);
       // Half of the models are changed into others.
       for (double& a : c.model.matrix.value) {
@@ -299,7 +299,7 @@ BoundaryCase cone_case(const char* name, ConeKind kind, std::vector<double> dual
   return made;
 }
 
-// The same of a primal ray: the cost falls along the given point of the cone.
+// Likewise for a primal ray: the cost falls along the given point of the cone.
 BoundaryCase primal_cone_case(const char* name, ConeKind kind, std::vector<double> x,
                               size_t spoiled) {
   BoundaryCase made = cone_case(name, kind, x, spoiled);
@@ -380,7 +380,7 @@ TEST(RayRule, BoundariesOfConesHoldInAllUnits) {
   for (const BoundaryCase& boundary : boundary_cases()) {
     for (uint32_t seed = 1; seed <= count() / 4; ++seed) {
       SCOPED_TRACE(boundary.name);
-      Random random(seed);
+      RandomNumbers random(seed);
       EXPECT_TRUE(is_proof(in_random_units(boundary.c, random.generator())));
       RayCase near = boundary.c;
       boundary.spoil(&near.model, 1e-13);
@@ -392,12 +392,12 @@ TEST(RayRule, BoundariesOfConesHoldInAllUnits) {
   }
 }
 
-// Where the verdict changes is the same in all units.
+// The verdict changes at the same place in all units.
 TEST(RayRule, UnitsChangeNoVerdict) {
   for (const BoundaryCase& boundary : boundary_cases()) {
     for (uint32_t seed = 1; seed <= count() / 4; ++seed) {
       SCOPED_TRACE(boundary.name);
-      Random random(seed);
+      RandomNumbers random(seed);
       RayCase c = boundary.c;
       boundary.spoil(&c.model, std::pow(10.0, random.real(-12.0, -7.0)));
       EXPECT_EQ(is_proof(in_random_units(c, random.generator())), is_proof(c));
@@ -414,7 +414,7 @@ TEST(RayRule, PrimalRaysStayInConesInAllUnits) {
         primal_cone_case("power", ConeKind::kPower, {2.0, 8.0, 4.0}, 0)}) {
     for (uint32_t seed = 1; seed <= count() / 4; ++seed) {
       SCOPED_TRACE(boundary.name);
-      Random random(seed);
+      RandomNumbers random(seed);
       EXPECT_TRUE(is_proof(in_random_units(boundary.c, random.generator())));
       RayCase wrong = boundary.c;
       wrong.ray.x.back() *= 1.0 + std::pow(10.0, random.real(-8.0, -1.0));

@@ -1,4 +1,5 @@
-// Powers of two change no digit of a double.
+// All units are powers of two, which change no digit of a double: what differs between two units is
+// the rule's doing.
 #include "solve/scaled_ray.h"
 
 #include <cmath>

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr int32_t kInteger = 2;
-
 struct BoundCase {
   const char* what;
   const char* lp;
@@ -22,35 +20,177 @@ struct BoundCase {
 };
 
 constexpr BoundCase kCases[] = {
-    {"positive, off", "min\n x\nst\n c: x + y <= 5\nbounds\n 2 <= x <= 4\nsemis\n x\nend\n", 0.0},
-    {"positive, on", "min\n x\nst\n c: x >= 1\nbounds\n 2 <= x <= 4\nsemis\n x\nend\n", 2.0},
+    {"positive, off", R"(min
+ x
+st
+ c: x + y <= 5
+bounds
+ 2 <= x <= 4
+semis
+ x
+end
+)",
+     0.0},
+    {"positive, on", R"(min
+ x
+st
+ c: x >= 1
+bounds
+ 2 <= x <= 4
+semis
+ x
+end
+)",
+     2.0},
     {"negative, at its far bound",
-     "min\n x\nst\n c: x + y <= 5\nbounds\n -10 <= x <= -4\nsemis\n x\nend\n", -10.0},
+     R"(min
+ x
+st
+ c: x + y <= 5
+bounds
+ -10 <= x <= -4
+semis
+ x
+end
+)",
+     -10.0},
     {"negative, at its near bound",
-     "max\n x\nst\n c: x + y <= -1\nbounds\n -10 <= x <= -4\nsemis\n x\nend\n", -4.0},
+     R"(max
+ x
+st
+ c: x + y <= -1
+bounds
+ -10 <= x <= -4
+semis
+ x
+end
+)",
+     -4.0},
     {"around 0, and nothing else to branch on",
-     "min\n x\nst\n c: x + y <= 5\nbounds\n -10 <= x <= 4\nsemis\n x\nend\n", -10.0},
+     R"(min
+ x
+st
+ c: x + y <= 5
+bounds
+ -10 <= x <= 4
+semis
+ x
+end
+)",
+     -10.0},
     {"no lower bound",
-     "min\n x\nst\n c: x + y >= 2.5\nbounds\n -inf <= x <= 9\n y <= 2\nsemis\n x\nend\n", 0.5},
+     R"(min
+ x
+st
+ c: x + y >= 2.5
+bounds
+ -inf <= x <= 9
+ y <= 2
+semis
+ x
+end
+)",
+     0.5},
     {"crossed bounds leave 0",
-     "min\n - x\nst\n c: x + y <= 5\nbounds\n 5 <= x <= 4\nsemis\n x\nend\n", 0.0},
-    {"bounds of one value", "min\n x\nst\n c: x >= 1\nbounds\n 3 <= x <= 3\nsemis\n x\nend\n", 3.0},
+     R"(min
+ - x
+st
+ c: x + y <= 5
+bounds
+ 5 <= x <= 4
+semis
+ x
+end
+)",
+     0.0},
+    {"bounds of one value", R"(min
+ x
+st
+ c: x >= 1
+bounds
+ 3 <= x <= 3
+semis
+ x
+end
+)",
+     3.0},
     {"a far bound that is met",
-     "min\n - x\nst\n c: x + y <= 1e7\nbounds\n 3 <= x <= 1e6\nsemis\n x\nend\n", -1e6},
+     R"(min
+ - x
+st
+ c: x + y <= 1e7
+bounds
+ 3 <= x <= 1e6
+semis
+ x
+end
+)",
+     -1e6},
     {"a best point far from 0, and a good one near to it",
-     "min\n 0.000001 x + 10 b\nst\n c: x + 1000000 b >= 500000\nbounds\n 3 <= x <= 1e6\n"
-     "binaries\n b\nsemis\n x\nend\n",
+     R"(min
+ 0.000001 x + 10 b
+st
+ c: x + 1000000 b >= 500000
+bounds
+ 3 <= x <= 1e6
+binaries
+ b
+semis
+ x
+end
+)",
      0.5},
     {"no far bound but that of a constraint",
-     "max\n x - y\nst\n c: x + y <= 5\nbounds\n 2 <= x <= inf\nsemis\n x\nend\n", 5.0},
+     R"(max
+ x - y
+st
+ c: x + y <= 5
+bounds
+ 2 <= x <= inf
+semis
+ x
+end
+)",
+     5.0},
     {"no far bound but that of constraints together, from below",
-     "min\n x\nst\n c: x + y >= 0\n d: y - z <= 0\n e: z <= 7\nbounds\n -inf <= x <= -2\n"
-     "semis\n x\nend\n",
+     R"(min
+ x
+st
+ c: x + y >= 0
+ d: y - z <= 0
+ e: z <= 7
+bounds
+ -inf <= x <= -2
+semis
+ x
+end
+)",
      -7.0},
     {"an implied bound short of the near one",
-     "max\n x\nst\n c: x + y <= 1\nbounds\n 2 <= x <= inf\nsemis\n x\nend\n", 0.0},
+     R"(max
+ x
+st
+ c: x + y <= 1
+bounds
+ 2 <= x <= inf
+semis
+ x
+end
+)",
+     0.0},
     {"semi-integer",
-     "min\n - x\nst\n c: x + y <= 100\nbounds\n 3.5 <= x <= 17.5\ngenerals\n x\nsemis\n x\nend\n",
+     R"(min
+ - x
+st
+ c: x + y <= 100
+bounds
+ 3.5 <= x <= 17.5
+generals
+ x
+semis
+ x
+end
+)",
      -17.0},
 };
 
@@ -60,23 +200,33 @@ TEST(SemiContinuous, EveryKindOfBound) {
     ASSERT_EQ(task.read_as("model.lp", c.lp), VLN_RES_OK) << c.what << task.last_message();
     EXPECT_EQ(task.solve(), VLN_RES_OK) << c.what;
     ASSERT_TRUE(task.defined(kInteger)) << c.what;
-    EXPECT_EQ(task.solution_status(kInteger), 9) << c.what << '\n' << task.log();
+    EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal) << c.what << '\n'
+                                                                       << task.log();
     EXPECT_NEAR(task.objective(kInteger), c.objective, 1e-7 * std::max(1.0, std::fabs(c.objective)))
         << c.what;
-    // From where it ended, switches and all.
+    // The second solve starts from where the first ended, switches and all.
     EXPECT_EQ(task.solve(), VLN_RES_OK) << c.what;
     EXPECT_NEAR(task.objective(kInteger), c.objective, 1e-7 * std::max(1.0, std::fabs(c.objective)))
         << c.what;
   }
 }
 
-// With a bound this far away, a switch that counts as off leaves 0.001 of it, which is neither 0
-// nor within the bounds: no optimum.
+// A switch that counts as off leaves 0.001 of a bound this far away, which is neither 0 nor within
+// the bounds: no optimum.
 TEST(SemiContinuous, ALittleOnIsNoOptimum) {
   TestTask task;
   ASSERT_EQ(task.read_as("model.lp",
-                         "min\n x + y\nst\n c: x + y >= 0.001\nbounds\n 2 <= x <= 1e7\n"
-                         " 3 <= y <= 1e7\nsemis\n x y\nend\n"),
+                         R"(min
+ x + y
+st
+ c: x + y >= 0.001
+bounds
+ 2 <= x <= 1e7
+ 3 <= y <= 1e7
+semis
+ x y
+end
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
   ASSERT_TRUE(task.defined(kInteger));
@@ -88,7 +238,16 @@ TEST(SemiContinuous, ALittleOnIsNoOptimum) {
 TEST(SemiContinuous, AVariableThatNothingBoundsIsRefusedByName) {
   TestTask task;
   ASSERT_EQ(task.read_as("model.lp",
-                         "min\n - x\nst\n c: y <= 5\nbounds\n 3 <= x <= inf\nsemis\n x\nend\n"),
+                         R"(min
+ - x
+st
+ c: y <= 5
+bounds
+ 3 <= x <= inf
+semis
+ x
+end
+)"),
             VLN_RES_OK);
   VLNrescode_enum termination = VLN_RES_OK;
   EXPECT_EQ(code_name(VLN_optimizetrm(task, &termination)), "VLN_RES_ERR_MODEL_NUMBER");
@@ -108,7 +267,7 @@ struct SemiModel {
   std::vector<std::vector<int>> rows;
   std::vector<int> sides;
 
-  // Of each semi-continuous variable a bit: on. Without bits, the model itself.
+  // Each semi-continuous variable has a bit: on. Without bits, the model is solved as it is.
   std::string lp(const unsigned* on) const {
     const auto term = [](double a, size_t j) {
       char text[64];
@@ -171,8 +330,9 @@ double best_objective(const std::string& lp) {
   for (const int32_t kind : {1, 2}) {
     if (!task.defined(kind)) continue;
     const int32_t status = task.solution_status(kind);
-    if (status == 1 || status == 9) return task.objective(kind);
-    EXPECT_EQ(task.problem_status(kind), 4) << lp << task.log();
+    if (status == solsta::kOptimal || status == solsta::kIntegerOptimal)
+      return task.objective(kind);
+    EXPECT_EQ(task.problem_status(kind), prosta::kPrimalInfeasible) << lp << task.log();
   }
   return HUGE_VAL;
 }

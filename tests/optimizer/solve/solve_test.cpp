@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr int32_t kBasic = 1;
-constexpr int32_t kInteger = 2;
-
 // Status keys of vorlan.h.
 constexpr int32_t kKeyBasic = 1;
 constexpr int32_t kKeySuperBasic = 2;
@@ -31,11 +28,11 @@ TEST(LinearSolve, MinimizationInEveryPart) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_FALSE(task.defined(0));
+  EXPECT_FALSE(task.defined(kInterior));
   ASSERT_TRUE(task.defined(kBasic));
   EXPECT_FALSE(task.defined(kInteger));
-  EXPECT_EQ(task.problem_status(kBasic), 1);
-  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.problem_status(kBasic), prosta::kPrimalAndDualFeasible);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   EXPECT_NEAR(task.objective(kBasic), -11.0, 1e-9);
   expect_near(task.var_doubles(VLN_getxx, kBasic), {3.0, 1.0});
   expect_near(task.con_doubles(VLN_getxc, kBasic), {4.0, 6.0});
@@ -50,7 +47,7 @@ TEST(LinearSolve, DualsHaveTheSignsOfTheSense) {
     ASSERT_EQ(task.read(two_products(static_cast<int>(sign))), VLN_RES_OK);
     ASSERT_EQ(VLN_putobjsense(task, maximize ? 1 : 0), VLN_RES_OK);
     task.solve();
-    ASSERT_EQ(task.solution_status(kBasic), 1);
+    ASSERT_EQ(task.solution_status(kBasic), solsta::kOptimal);
     EXPECT_NEAR(task.objective(kBasic), sign * 11.0, 1e-9);
     const auto slx = task.var_doubles(VLN_getslx, kBasic);
     const auto sux = task.var_doubles(VLN_getsux, kBasic);
@@ -62,7 +59,7 @@ TEST(LinearSolve, DualsHaveTheSignsOfTheSense) {
     for (size_t k = 0; k < 2; ++k) {
       EXPECT_NEAR(cost[k] - matrix[0][k] * y[0] - matrix[1][k] * y[1], slx[k] - sux[k], 1e-9);
       EXPECT_DOUBLE_EQ(y[k], slc[k] - suc[k]);
-      // For a maximization all duals are <= 0, for a minimization >= 0.
+      // All duals are <= 0 for a maximization and >= 0 for a minimization.
       for (const double dual : {slx[k], sux[k], slc[k], suc[k]}) EXPECT_LE(sign * dual, 0.0);
     }
     const double dual_objective = -4.0 * suc[0] - 6.0 * suc[1] - 3.0 * sux[0];
@@ -75,12 +72,27 @@ TEST(LinearSolve, DualsHaveTheSignsOfTheSense) {
 TEST(LinearSolve, UniqueDualsAndKeys) {
   // minimize x + 2y + 0w, x + y >= 3, 0 <= x <= 2, y >= 0, w fixed at 5, f free in no constraint.
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\n L S\nCOLUMNS\n X C 1 R 1\n Y C 2 R 1\n"
-                      " W S 1\n F S 0\nRHS\n B R 3 S 9\nBOUNDS\n UP B X 2\n FX B W 5\n FR B F\n"
-                      "ENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+ L S
+COLUMNS
+ X C 1 R 1
+ Y C 2 R 1
+ W S 1
+ F S 0
+RHS
+ B R 3 S 9
+BOUNDS
+ UP B X 2
+ FX B W 5
+ FR B F
+ENDATA
+)"),
             VLN_RES_OK);
   task.solve();
-  ASSERT_EQ(task.solution_status(kBasic), 1);
+  ASSERT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   EXPECT_NEAR(task.objective(kBasic), 4.0, 1e-9);
   expect_near(task.var_doubles(VLN_getxx, kBasic), {2.0, 1.0, 5.0, 0.0});
   expect_near(task.var_doubles(VLN_getslx, kBasic), {0.0, 0.0, 0.0, 0.0});
@@ -96,8 +108,16 @@ TEST(LinearSolve, UniqueDualsAndKeys) {
 TEST(LinearSolve, ObjectiveConstantAndSenseOfTheFile) {
   // The right-hand side of the objective row is the negated constant.
   TestTask task;
-  ASSERT_EQ(task.read(with_sense("NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C 2 R 1\n"
-                                 "RHS\n B C -10 R 4\nENDATA\n")),
+  ASSERT_EQ(task.read(with_sense(R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C 2 R 1
+RHS
+ B C -10 R 4
+ENDATA
+)")),
             VLN_RES_OK);
   int32_t sense = -1;
   EXPECT_EQ(VLN_getobjsense(task, &sense), VLN_RES_OK);
@@ -109,16 +129,28 @@ TEST(LinearSolve, ObjectiveConstantAndSenseOfTheFile) {
 TEST(LinearSolve, InfeasibleComesWithADualRay) {
   // x + y <= 1 and x + y >= 2.
   const std::string mps =
-      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\n Y C 1 R 1\n Y S 1\n"
-      "RHS\n B R 1 S 2\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+ Y C 1 R 1
+ Y S 1
+RHS
+ B R 1 S 2
+ENDATA
+)";
   for (const double sign : {1.0, -1.0}) {
     for (const char* optimizer : {"free", "primal_simplex", "interior_point"}) {
       TestTask task;
       ASSERT_EQ(task.read(sign > 0.0 ? mps : with_sense(mps)), VLN_RES_OK);
       ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
       EXPECT_EQ(task.solve(), VLN_RES_OK);
-      EXPECT_EQ(task.problem_status(kBasic), 4);
-      ASSERT_EQ(task.solution_status(kBasic), 5) << optimizer;
+      EXPECT_EQ(task.problem_status(kBasic), prosta::kPrimalInfeasible);
+      ASSERT_EQ(task.solution_status(kBasic), solsta::kPrimalInfeasibleCertificate) << optimizer;
       const auto slc = task.con_doubles(VLN_getslc, kBasic);
       const auto suc = task.con_doubles(VLN_getsuc, kBasic);
       const auto slx = task.var_doubles(VLN_getslx, kBasic);
@@ -132,14 +164,24 @@ TEST(LinearSolve, InfeasibleComesWithADualRay) {
 TEST(LinearSolve, UnboundedComesWithAPrimalRay) {
   // minimize -x, x - y <= 1: along (1, 1).
   const std::string mps =
-      "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -1 R 1
+ Y R -1
+RHS
+ B R 1
+ENDATA
+)";
   for (const char* presolve : {"on", "off"}) {
     TestTask task;
     ASSERT_EQ(task.read(mps), VLN_RES_OK);
     ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_PRESOLVE", presolve), VLN_RES_OK);
     EXPECT_EQ(task.solve(), VLN_RES_OK);
-    EXPECT_EQ(task.problem_status(kBasic), 5);
-    ASSERT_EQ(task.solution_status(kBasic), 6);
+    EXPECT_EQ(task.problem_status(kBasic), prosta::kDualInfeasible);
+    ASSERT_EQ(task.solution_status(kBasic), solsta::kDualInfeasibleCertificate);
     const auto xx = task.var_doubles(VLN_getxx, kBasic);
     EXPECT_GT(xx[0], 0.1);
     EXPECT_LE(xx[0] - xx[1], 1e-9);
@@ -149,12 +191,23 @@ TEST(LinearSolve, UnboundedComesWithAPrimalRay) {
 
 TEST(LinearSolve, CrossedBoundsAreInfeasible) {
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\nRHS\n B R 1\n"
-                      "BOUNDS\n LO B X 3\n UP B X 2\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ X C 1 R 1
+RHS
+ B R 1
+BOUNDS
+ LO B X 3
+ UP B X 2
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.problem_status(kBasic), 4);
-  EXPECT_EQ(task.solution_status(kBasic), 5);
+  EXPECT_EQ(task.problem_status(kBasic), prosta::kPrimalInfeasible);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kPrimalInfeasibleCertificate);
   expect_near(task.var_doubles(VLN_getslx, kBasic), {1.0});
   expect_near(task.var_doubles(VLN_getsux, kBasic), {1.0});
   expect_near(task.con_doubles(VLN_gety, kBasic), {0.0});
@@ -162,21 +215,39 @@ TEST(LinearSolve, CrossedBoundsAreInfeasible) {
 
 TEST(LinearSolve, AnEmptyRowThatMustNotBeZeroIsInfeasible) {
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1\nRHS\n B R 1\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ X C 1
+RHS
+ B R 1
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.problem_status(kBasic), 4);
-  EXPECT_EQ(task.solution_status(kBasic), 5);
+  EXPECT_EQ(task.problem_status(kBasic), prosta::kPrimalInfeasible);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kPrimalInfeasibleCertificate);
   expect_near(task.con_doubles(VLN_getslc, kBasic), {1.0});
 }
 
 TEST(LinearSolve, UnboundedAlongAVariableInNoConstraint) {
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1\nRHS\n B R 1\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -1
+RHS
+ B R 1
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.problem_status(kBasic), 5);
-  EXPECT_EQ(task.solution_status(kBasic), 6);
+  EXPECT_EQ(task.problem_status(kBasic), prosta::kDualInfeasible);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kDualInfeasibleCertificate);
   expect_near(task.var_doubles(VLN_getxx, kBasic), {1.0});
 }
 
@@ -203,15 +274,24 @@ TEST(LinearSolve, RowsWithoutColumns) {
 TEST(LinearSolve, ModelsWithoutRowsOrColumns) {
   TestTask empty;
   EXPECT_EQ(empty.solve(), VLN_RES_OK);
-  EXPECT_EQ(empty.solution_status(kBasic), 1);
+  EXPECT_EQ(empty.solution_status(kBasic), solsta::kOptimal);
   EXPECT_EQ(empty.objective(kBasic), 0.0);
 
   TestTask no_rows;
-  ASSERT_EQ(no_rows.read("NAME A\nROWS\n N C\nCOLUMNS\n X C 1\n Y C -1\nBOUNDS\n LO B X 2\n"
-                         " UP B Y 7\nENDATA\n"),
+  ASSERT_EQ(no_rows.read(R"(NAME A
+ROWS
+ N C
+COLUMNS
+ X C 1
+ Y C -1
+BOUNDS
+ LO B X 2
+ UP B Y 7
+ENDATA
+)"),
             VLN_RES_OK);
   no_rows.solve();
-  EXPECT_EQ(no_rows.solution_status(kBasic), 1);
+  EXPECT_EQ(no_rows.solution_status(kBasic), solsta::kOptimal);
   EXPECT_NEAR(no_rows.objective(kBasic), -5.0, 1e-9);
   expect_near(no_rows.var_doubles(VLN_getslx, kBasic), {1.0, 0.0});
   expect_near(no_rows.var_doubles(VLN_getsux, kBasic), {0.0, 1.0});
@@ -224,13 +304,55 @@ TEST(LinearSolve, ExtremeNumbersCountAsTheyAre) {
     double objective;
   };
   constexpr Case kCases[] = {
-      {"min\n - x\nst\n c: x + y <= 1e26\nbounds\n x <= 1e25\nend\n", -1e25},
-      {"min\n x\nst\n c: 1e-10 x >= 1\nend\n", 1e10},
-      {"min\n x\nst\n c: 1e18 x >= 1\nend\n", 1e-18},
-      {"min\n 1e22 x\nst\n c: x >= 1\nend\n", 1e22},
-      {"min\n x\nst\n c: x + y >= 1e21\n d: y <= 3\nend\n", 1e21},
+      {R"(min
+ - x
+st
+ c: x + y <= 1e26
+bounds
+ x <= 1e25
+end
+)",
+       -1e25},
+      {R"(min
+ x
+st
+ c: 1e-10 x >= 1
+end
+)",
+       1e10},
+      {R"(min
+ x
+st
+ c: 1e18 x >= 1
+end
+)",
+       1e-18},
+      {R"(min
+ 1e22 x
+st
+ c: x >= 1
+end
+)",
+       1e22},
+      {R"(min
+ x
+st
+ c: x + y >= 1e21
+ d: y <= 3
+end
+)",
+       1e21},
       // Bounds that are there but hold nothing up.
-      {"min\n x + y\nst\n c: x + y >= 3\nbounds\n -1e24 <= x <= 1e25\n y <= 1e21\nend\n", 3.0},
+      {R"(min
+ x + y
+st
+ c: x + y >= 3
+bounds
+ -1e24 <= x <= 1e25
+ y <= 1e21
+end
+)",
+       3.0},
   };
   for (const Case& c : kCases) {
     for (const char* optimizer : {"free", "primal_simplex", "interior_point"}) {
@@ -239,7 +361,7 @@ TEST(LinearSolve, ExtremeNumbersCountAsTheyAre) {
       ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
       EXPECT_EQ(task.solve(), VLN_RES_OK) << c.lp;
       ASSERT_TRUE(task.defined(kBasic)) << c.lp << task.log();
-      EXPECT_EQ(task.solution_status(kBasic), 1) << c.lp << task.log();
+      EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal) << c.lp << task.log();
       EXPECT_NEAR(task.objective(kBasic) / c.objective, 1.0, 1e-7) << c.lp;
     }
   }
@@ -249,7 +371,13 @@ TEST(LinearSolve, ExtremeNumbersCountAsTheyAre) {
 // this one.
 TEST(LinearSolve, AClaimWithoutProofIsNotReported) {
   TestTask task;
-  ASSERT_EQ(task.read_as("model.lp", "min\n x\nst\n c: 1e-13 x >= 1\nend\n"), VLN_RES_OK);
+  ASSERT_EQ(task.read_as("model.lp", R"(min
+ x
+st
+ c: 1e-13 x >= 1
+end
+)"),
+            VLN_RES_OK);
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_STALL");
   EXPECT_FALSE(task.defined(kBasic)) << task.log();
   EXPECT_NE(task.log().find("No proof was found"), std::string::npos) << task.log();
@@ -258,16 +386,31 @@ TEST(LinearSolve, AClaimWithoutProofIsNotReported) {
 TEST(IntegerSolve, KnownOptimum) {
   // maximize 5x + 4y, 6x + 4y <= 24, x + 2y <= 6, integer: 20 at (4, 0); 21 without integrality.
   TestTask task;
-  ASSERT_EQ(task.read(with_sense("NAME A\nROWS\n N C\n L R\n L S\nCOLUMNS\n M 'MARKER' 'INTORG'\n"
-                                 " X C 5 R 6\n X S 1\n Y C 4 R 4\n Y S 2\n"
-                                 " M 'MARKER' 'INTEND'\nRHS\n B R 24 S 6\n"
-                                 "BOUNDS\n PL B X\n PL B Y\nENDATA\n")),
+  ASSERT_EQ(task.read(with_sense(R"(NAME A
+ROWS
+ N C
+ L R
+ L S
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 5 R 6
+ X S 1
+ Y C 4 R 4
+ Y S 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 24 S 6
+BOUNDS
+ PL B X
+ PL B Y
+ENDATA
+)")),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
   EXPECT_FALSE(task.defined(kBasic));
   ASSERT_TRUE(task.defined(kInteger));
-  EXPECT_EQ(task.solution_status(kInteger), 9);
-  EXPECT_EQ(task.problem_status(kInteger), 2);
+  EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal);
+  EXPECT_EQ(task.problem_status(kInteger), prosta::kPrimalFeasible);
   EXPECT_NEAR(task.objective(kInteger), 20.0, 1e-9);
   expect_near(task.var_doubles(VLN_getxx, kInteger), {4.0, 0.0});
   expect_near(task.con_doubles(VLN_getxc, kInteger), {24.0, 4.0});
@@ -282,12 +425,24 @@ TEST(IntegerSolve, KnownOptimum) {
 TEST(IntegerSolve, EveryOptimizerSolvesTheIntegerModel) {
   for (const char* optimizer : {"free", "primal_simplex", "dual_simplex", "interior_point"}) {
     TestTask task;
-    ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n"
-                        " M 'MARKER' 'INTEND'\nRHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n"),
+    ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 3
+BOUNDS
+ UP B X 5
+ENDATA
+)"),
               VLN_RES_OK);
     ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
     EXPECT_EQ(task.solve(), VLN_RES_OK) << optimizer;
-    EXPECT_EQ(task.solution_status(kInteger), 9) << optimizer;
+    EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal) << optimizer;
     EXPECT_NEAR(task.objective(kInteger), 2.0, 1e-9) << optimizer;
   }
 }
@@ -296,58 +451,59 @@ TEST(IntegerSolve, EveryOptimizerSolvesTheIntegerModel) {
 // the best is 43.
 TEST(IntegerSolve, ParallelColumnsKeepTheBestPoint) {
   TestTask task;
-  ASSERT_EQ(task.read(with_sense("NAME A\n"
-                                 "ROWS\n"
-                                 " N C\n"
-                                 " G R0\n"
-                                 " E R1\n"
-                                 " G R2\n"
-                                 "COLUMNS\n"
-                                 " M 'MARKER' 'INTORG'\n"
-                                 " X0 C 4\n"
-                                 " X0 R0 -4\n"
-                                 " M 'MARKER' 'INTEND'\n"
-                                 " X1 C 2\n"
-                                 " M 'MARKER' 'INTORG'\n"
-                                 " X2 C -4\n"
-                                 " X2 R2 4\n"
-                                 " M 'MARKER' 'INTEND'\n"
-                                 " M 'MARKER' 'INTORG'\n"
-                                 " X3 C -5\n"
-                                 " X3 R1 1\n"
-                                 " M 'MARKER' 'INTEND'\n"
-                                 " M 'MARKER' 'INTORG'\n"
-                                 " X4 C -2\n"
-                                 " X4 R0 -4\n"
-                                 " X4 R2 4\n"
-                                 " M 'MARKER' 'INTEND'\n"
-                                 " M 'MARKER' 'INTORG'\n"
-                                 " X5 C -3\n"
-                                 " X5 R1 1\n"
-                                 " X5 R2 -2\n"
-                                 " M 'MARKER' 'INTEND'\n"
-                                 "RHS\n"
-                                 " B C 5\n"
-                                 " B R0 -10\n"
-                                 " B R1 -2\n"
-                                 " B R2 -13\n"
-                                 "BOUNDS\n"
-                                 " LO B X0 2\n"
-                                 " UP B X0 7\n"
-                                 " LO B X1 2\n"
-                                 " UP B X1 7\n"
-                                 " LO B X2 -3\n"
-                                 " UP B X2 3\n"
-                                 " LO B X3 -3\n"
-                                 " UP B X3 -1\n"
-                                 " LO B X4 -2\n"
-                                 " UP B X4 0\n"
-                                 " LO B X5 -1\n"
-                                 " UP B X5 4\n"
-                                 "ENDATA\n")),
+  ASSERT_EQ(task.read(with_sense(R"(NAME A
+ROWS
+ N C
+ G R0
+ E R1
+ G R2
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X0 C 4
+ X0 R0 -4
+ M 'MARKER' 'INTEND'
+ X1 C 2
+ M 'MARKER' 'INTORG'
+ X2 C -4
+ X2 R2 4
+ M 'MARKER' 'INTEND'
+ M 'MARKER' 'INTORG'
+ X3 C -5
+ X3 R1 1
+ M 'MARKER' 'INTEND'
+ M 'MARKER' 'INTORG'
+ X4 C -2
+ X4 R0 -4
+ X4 R2 4
+ M 'MARKER' 'INTEND'
+ M 'MARKER' 'INTORG'
+ X5 C -3
+ X5 R1 1
+ X5 R2 -2
+ M 'MARKER' 'INTEND'
+RHS
+ B C 5
+ B R0 -10
+ B R1 -2
+ B R2 -13
+BOUNDS
+ LO B X0 2
+ UP B X0 7
+ LO B X1 2
+ UP B X1 7
+ LO B X2 -3
+ UP B X2 3
+ LO B X3 -3
+ UP B X3 -1
+ LO B X4 -2
+ UP B X4 0
+ LO B X5 -1
+ UP B X5 4
+ENDATA
+)")),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kInteger), 9);
+  EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal);
   EXPECT_NEAR(task.objective(kInteger), 43.0, 1e-9);
 }
 
@@ -355,14 +511,36 @@ TEST(IntegerSolve, ParallelColumnsKeepTheBestPoint) {
 // y is 13/3 at the best point, and 10/3 at the next.
 TEST(IntegerSolve, AContinuousVariableStaysContinuous) {
   TestTask task;
-  ASSERT_EQ(
-      task.read("NAME A\nROWS\n N C\n G R\n L S\nCOLUMNS\n M 'MARKER' 'INTORG'\n V C -3 R -3\n"
-                " W C 3 R 2\n W S -3\n X C 5 R 2\n X S -3\n M 'MARKER' 'INTEND'\n"
-                " Y C 1 R 3\n Y S -3\nRHS\n B C 9 R 5\n B S -1\nBOUNDS\n FX B V -4\n"
-                " FX B W -3\n LO B X -4\n UP B X 1\n LO B Y -1\n UP B Y 5\nENDATA\n"),
-      VLN_RES_OK);
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+ L S
+COLUMNS
+ M 'MARKER' 'INTORG'
+ V C -3 R -3
+ W C 3 R 2
+ W S -3
+ X C 5 R 2
+ X S -3
+ M 'MARKER' 'INTEND'
+ Y C 1 R 3
+ Y S -3
+RHS
+ B C 9 R 5
+ B S -1
+BOUNDS
+ FX B V -4
+ FX B W -3
+ LO B X -4
+ UP B X 1
+ LO B Y -1
+ UP B Y 5
+ENDATA
+)"),
+            VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  ASSERT_EQ(task.solution_status(kInteger), 9);
+  ASSERT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal);
   EXPECT_NEAR(task.objective(kInteger), -20.0 / 3.0, 1e-6);
   expect_near(task.var_doubles(VLN_getxx, kInteger), {-4.0, -3.0, -1.0, 13.0 / 3.0});
 }
@@ -370,11 +548,24 @@ TEST(IntegerSolve, AContinuousVariableStaysContinuous) {
 TEST(IntegerSolve, SemiContinuous) {
   // minimize x + y, x + y >= 1, y <= 0.5, x = 0 or 2 <= x <= 10.
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\n Y C 1 R 1\nRHS\n B R 1\n"
-                      "BOUNDS\n LO B X 2\n SC B X 10\n UP B Y 0.5\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ X C 1 R 1
+ Y C 1 R 1
+RHS
+ B R 1
+BOUNDS
+ LO B X 2
+ SC B X 10
+ UP B Y 0.5
+ENDATA
+)"),
             VLN_RES_OK);
   task.solve();
-  ASSERT_EQ(task.solution_status(kInteger), 9);
+  ASSERT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal);
   expect_near(task.var_doubles(VLN_getxx, kInteger), {2.0, 0.0});
 }
 
@@ -390,13 +581,50 @@ TEST(IntegerSolve, UnboundedIsToldFromInfeasible) {
   constexpr int32_t kPrimalInfeasible = 4;
   constexpr int32_t kEither = 8;
   const Case cases[] = {
-      {"min\n - x - y\nst\n c: x - y <= 2.5\ngenerals\n x y\nend\n", kDualInfeasible, 6},
-      {"max\n x + 0 y + 3 z\nst\n c: x - y <= 2.5\n d: z >= 2\nbounds\n 1 <= z <= 9\n"
-       "generals\n x y\nsemis\n z\nend\n",
+      {R"(min
+ - x - y
+st
+ c: x - y <= 2.5
+generals
+ x y
+end
+)",
        kDualInfeasible, 6},
-      {"min\n - x\nst\n c: x - y <= 2.5\n d: 2 z = 1\nbounds\n z <= 9\ngenerals\n x y z\nend\n",
+      {R"(max
+ x + 0 y + 3 z
+st
+ c: x - y <= 2.5
+ d: z >= 2
+bounds
+ 1 <= z <= 9
+generals
+ x y
+semis
+ z
+end
+)",
+       kDualInfeasible, 6},
+      {R"(min
+ - x
+st
+ c: x - y <= 2.5
+ d: 2 z = 1
+bounds
+ z <= 9
+generals
+ x y z
+end
+)",
        kPrimalInfeasible, 0},
-      {"min\n - x\nst\n c: y - 1.41421356237 x = 0\ngenerals\n x y\nend\n", kEither, 0},
+      {R"(min
+ - x
+st
+ c: y - 1.41421356237 x = 0
+generals
+ x y
+end
+)",
+       kEither, 0},
   };
   for (const Case& c : cases) {
     TestTask task;
@@ -415,19 +643,42 @@ TEST(IntegerSolve, UnboundedIsToldFromInfeasible) {
 TEST(IntegerSolve, Infeasible) {
   // 2x = 1 with x integer in 0..5.
   TestTask task;
-  ASSERT_EQ(task.read("NAME A\nROWS\n N C\n E R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n"
-                      " M 'MARKER' 'INTEND'\nRHS\n B R 1\nBOUNDS\n UP B X 5\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(NAME A
+ROWS
+ N C
+ E R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 1
+BOUNDS
+ UP B X 5
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
   ASSERT_TRUE(task.defined(kInteger));
-  EXPECT_EQ(task.problem_status(kInteger), 4);
-  EXPECT_EQ(task.solution_status(kInteger), 0);
+  EXPECT_EQ(task.problem_status(kInteger), prosta::kPrimalInfeasible);
+  EXPECT_EQ(task.solution_status(kInteger), solsta::kUnknown);
 }
 
-// What a report asks of a defined solution must succeed, whatever the status.
+// A report's queries of a defined solution must succeed, whatever the status.
 TEST(SolveQueries, EveryQuerySucceedsOnADefinedSolution) {
   const std::string infeasible =
-      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\nRHS\n B R 1 S 2\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+RHS
+ B R 1 S 2
+ENDATA
+)";
   for (const std::string& mps : {two_products(-1), infeasible, two_products(1)}) {
     TestTask task;
     ASSERT_EQ(task.read(mps), VLN_RES_OK);

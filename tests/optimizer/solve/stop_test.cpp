@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int32_t kInteger = 2;
-
 double now() {
   using namespace std::chrono;
   return duration<double>(steady_clock::now().time_since_epoch()).count();
@@ -57,8 +55,8 @@ TEST_F(Stop, ByTheCallback) {
   EXPECT_GE(beat_.calls, 20);
   EXPECT_TRUE(beat_.elapsed_rises);
   ASSERT_TRUE(task_.defined(kInteger));
-  EXPECT_EQ(task_.solution_status(kInteger), 2);
-  EXPECT_EQ(task_.problem_status(kInteger), 2);
+  EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
+  EXPECT_EQ(task_.problem_status(kInteger), prosta::kPrimalFeasible);
   EXPECT_GE(task_.objective(kInteger), 0.0);
 }
 
@@ -75,7 +73,7 @@ TEST_F(Stop, ByTheTimeLimit) {
   EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_TIME_LIMIT");
   EXPECT_GE(now() - start, 0.45);
   EXPECT_LT(now() - start, 3.0);
-  EXPECT_EQ(task_.solution_status(kInteger), 2);
+  EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
 }
 
 TEST_F(Stop, InThisProcess) {
@@ -83,19 +81,19 @@ TEST_F(Stop, InThisProcess) {
   beat_.stop_after = 1.0;
   ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
   EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_USER_CALLBACK");
-  EXPECT_EQ(task_.solution_status(kInteger), 2);
+  EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
 }
 
 TEST_F(Stop, ByTheNodeLimit) {
   ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_MIP_NODE_LIMIT", "5"), VLN_RES_OK);
   EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_NODE_LIMIT");
-  EXPECT_EQ(task_.solution_status(kInteger), 2);
+  EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
 }
 
 TEST_F(Stop, ByTheSolutionLimit) {
   ASSERT_EQ(VLN_putparam(task_, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1"), VLN_RES_OK);
   EXPECT_EQ(code_name(task_.solve()), "VLN_RES_TRM_SOLUTION_LIMIT");
-  EXPECT_EQ(task_.solution_status(kInteger), 2);
+  EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
 }
 
 TEST(StopLinear, ByTheIterationLimit) {
@@ -121,7 +119,10 @@ TEST(StopInteger, WithoutAPointTheBoundIsInTheJsonSolution) {
   constexpr int kRows = 4;
   constexpr int kVars = 30;
   uint32_t random = 1;
-  std::string text = "min\n 3 x0 + 2 x1 + x2 + 7\nst\n";
+  std::string text = R"(min
+ 3 x0 + 2 x1 + x2 + 7
+st
+)";
   for (int row = 0; row < kRows; ++row) {
     int sum = 0;
     for (int var = 0; var < kVars; ++var) {
@@ -170,7 +171,7 @@ TEST_F(Stop, BySignal) {
   EXPECT_LT(now() - start, 3.0);
 }
 
-// Only a solve calls the callback: it must not be able to make anything else fail.
+// No operation but a solve calls the callback, which must not be able to make anything else fail.
 TEST_F(Stop, ReadingNeverCallsTheCallback) {
   ASSERT_EQ(VLN_putcallbackfunc(task_, beat, &beat_), VLN_RES_OK);
   EXPECT_EQ(task_.read(two_products(-1)), VLN_RES_OK);
@@ -227,8 +228,8 @@ TEST(StopConic, AnIterationThatIsLongerThanTheGraceLeavesTheLastIterate) {
   ASSERT_EQ(task.read_as("cut.dat-s", large_semidefinite_model()), VLN_RES_OK);
   ASSERT_EQ(VLN_putcallbackfunc(task, stop_after_second_iteration, nullptr), VLN_RES_OK);
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
-  ASSERT_TRUE(task.defined(0)) << task.log();
-  EXPECT_GT(std::fabs(task.objective(0)), 0.0);
+  ASSERT_TRUE(task.defined(kInterior)) << task.log();
+  EXPECT_GT(std::fabs(task.objective(kInterior)), 0.0);
 }
 
 // Neither after a solve that ended by itself nor after one that was stopped.

@@ -44,24 +44,80 @@ struct SummaryCase {
 const SummaryCase kCases[] = {
     {"optimum", two_products(-1), nullptr, nullptr, "optimal", true},
     {"maximum with a constant",
-     "OBJSENSE\n MAX\nNAME A\nROWS\n N C\n L R\nCOLUMNS\n X C 2 R 3\nRHS\n B C -10 R 4\nENDATA\n",
+     R"(OBJSENSE
+ MAX
+NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C 2 R 3
+RHS
+ B C -10 R 4
+ENDATA
+)",
      nullptr, nullptr, "optimal", true},
     {"integer optimum",
-     "NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
-     "RHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n",
+     R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 3
+BOUNDS
+ UP B X 5
+ENDATA
+)",
      nullptr, nullptr, "integer optimal", true},
     {"incumbent of a stopped solve", hard_integer_model(), "VLN_IPAR_MIP_SOLUTION_LIMIT", "1",
      "primal feasible", true},
     {"no feasible point",
-     "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\nRHS\n B R 1 S 2\nENDATA\n",
+     R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+RHS
+ B R 1 S 2
+ENDATA
+)",
      nullptr, nullptr, "primal infeasible certificate", false},
     {"no integer point",
-     "NAME A\nROWS\n N C\n E R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
-     "RHS\n B R 1\nBOUNDS\n UP B X 5\nENDATA\n",
+     R"(NAME A
+ROWS
+ N C
+ E R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 1
+BOUNDS
+ UP B X 5
+ENDATA
+)",
      nullptr, nullptr, "unknown", false},
     {"no bound on the objective",
-     "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n", nullptr,
-     nullptr, "dual infeasible certificate", true},
+     R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -1 R 1
+ Y R -1
+RHS
+ B R 1
+ENDATA
+)",
+     nullptr, nullptr, "dual infeasible certificate", true},
 };
 
 TEST(Summary, SaysWhatTheJsonSolutionSays) {

@@ -8,15 +8,11 @@
 
 namespace {
 
-constexpr int32_t kInterior = 0;
-constexpr int32_t kBasic = 1;
-constexpr int32_t kInteger = 2;
-
 void put(vlntaskt* task, const char* name, const char* value) {
   ASSERT_EQ(VLN_putparam(task, name, value), VLN_RES_OK) << name;
 }
 
-// With no iteration allowed, only a solve from the optimal basis ends at the optimum.
+// When no iteration is allowed, only a solve from the optimal basis ends at the optimum.
 TEST(WarmStart, SecondSolveOfAnUnchangedLinearModelTakesNoIterations) {
   for (const char* optimizer : {"free", "primal_simplex", "dual_simplex"}) {
     for (const char* child : {"on", "off"}) {
@@ -28,7 +24,7 @@ TEST(WarmStart, SecondSolveOfAnUnchangedLinearModelTakesNoIterations) {
       const auto x = task.var_doubles(VLN_getxx, kBasic);
       put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
       EXPECT_EQ(task.solve(), VLN_RES_OK) << optimizer;
-      EXPECT_EQ(task.solution_status(kBasic), 1);
+      EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
       EXPECT_EQ(task.var_doubles(VLN_getxx, kBasic), x);
       put(task, "VLN_IPAR_WARM_START", "off");
       put(task, "VLN_IPAR_PRESOLVE", "off");
@@ -55,14 +51,14 @@ TEST(WarmStart, SecondSolveByAnInteriorPointMethodTakesNoIterations) {
       put(task, "VLN_IPAR_CROSSOVER", m.crossover);
       put(task, "VLN_IPAR_PRESOLVE", "off");
       EXPECT_EQ(task.solve(), VLN_RES_OK);
-      ASSERT_EQ(task.solution_status(m.kind), 1);
+      ASSERT_EQ(task.solution_status(m.kind), solsta::kOptimal);
       const auto x = task.var_doubles(VLN_getxx, m.kind);
       const auto y = task.con_doubles(VLN_gety, m.kind);
       const auto skx = task.var_ints(VLN_getskx, m.kind);
       put(task, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", "0");
       EXPECT_EQ(task.solve(), VLN_RES_OK) << m.optimizer;
       EXPECT_NE(task.log().find("task holds is optimal"), std::string::npos);
-      EXPECT_EQ(task.solution_status(m.kind), 1);
+      EXPECT_EQ(task.solution_status(m.kind), solsta::kOptimal);
       EXPECT_EQ(task.var_doubles(VLN_getxx, m.kind), x);
       EXPECT_EQ(task.con_doubles(VLN_gety, m.kind), y);
       EXPECT_EQ(task.var_ints(VLN_getskx, m.kind), skx);
@@ -72,7 +68,7 @@ TEST(WarmStart, SecondSolveByAnInteriorPointMethodTakesNoIterations) {
   }
 }
 
-// What was good enough for the tolerances of then.
+// The point was good enough for the tolerances of then.
 TEST(WarmStart, AnOptimumOfLooserTolerancesIsImproved) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
@@ -96,24 +92,49 @@ TEST(WarmStart, AHeldOptimumMustBeOneOfTheModelAtHand) {
   EXPECT_NEAR(task.objective(kInterior), -11.0, 1e-6);
   ASSERT_EQ(VLN_putobjsense(task, 1), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kInterior), 1);
+  EXPECT_EQ(task.solution_status(kInterior), solsta::kOptimal);
   EXPECT_NEAR(task.objective(kInterior), 0.0, 1e-6);
 }
 
 // Bounds of every kind keep their status through the task: fixed, free, upper only, ranged row.
 TEST(WarmStart, EveryKindOfBoundIsCarried) {
   const std::string mps =
-      "NAME A\nROWS\n N C\n G R\n L S\n E T\nCOLUMNS\n X C 1 R 1\n Y C 2 R 1\n Y T 1\n"
-      " W S 1\n W T 1\n F S 0\n V C -1\n V T 1\nRHS\n B R 3 S 9\n B T 8\nRANGES\n G R 4\n"
-      "BOUNDS\n UP B X 2\n FX B W 5\n FR B F\n MI B V\n UP B V 2\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ G R
+ L S
+ E T
+COLUMNS
+ X C 1 R 1
+ Y C 2 R 1
+ Y T 1
+ W S 1
+ W T 1
+ F S 0
+ V C -1
+ V T 1
+RHS
+ B R 3 S 9
+ B T 8
+RANGES
+ G R 4
+BOUNDS
+ UP B X 2
+ FX B W 5
+ FR B F
+ MI B V
+ UP B V 2
+ENDATA
+)";
   TestTask task;
   ASSERT_EQ(task.read(mps), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  ASSERT_EQ(task.solution_status(kBasic), 1);
+  ASSERT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   const double best = task.objective(kBasic);
   put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   EXPECT_EQ(task.objective(kBasic), best);
 }
 
@@ -125,16 +146,38 @@ TEST(WarmStart, AnotherSenseIsSolvedRight) {
   EXPECT_NEAR(task.objective(kBasic), -11.0, 1e-9);
   ASSERT_EQ(VLN_putobjsense(task, 1), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   EXPECT_NEAR(task.objective(kBasic), 0.0, 1e-9);
 }
 
 TEST(WarmStart, CertificatesComeAgain) {
   const std::string infeasible =
-      "NAME A\nROWS\n N C\n L R\n G S\nCOLUMNS\n X C 1 R 1\n X S 1\n Y C 1 R 1\n Y S 1\n"
-      "RHS\n B R 1 S 2\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+ Y C 1 R 1
+ Y S 1
+RHS
+ B R 1 S 2
+ENDATA
+)";
   const std::string unbounded =
-      "NAME A\nROWS\n N C\n L R\nCOLUMNS\n X C -1 R 1\n Y R -1\nRHS\n B R 1\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -1 R 1
+ Y R -1
+RHS
+ B R 1
+ENDATA
+)";
   for (const bool feasible : {false, true}) {
     for (const char* optimizer : {"free", "primal_simplex", "interior_point", "conic"}) {
       const int32_t kind = std::string(optimizer) == "conic" ? kInterior : kBasic;
@@ -154,17 +197,26 @@ TEST(WarmStart, CertificatesComeAgain) {
 // A certificate of another model is no answer to this one.
 TEST(WarmStart, AHeldCertificateMustProveTheModelAtHand) {
   TestTask task;
-  ASSERT_EQ(task.read("OBJSENSE\n MAX\nNAME A\nROWS\n N C\n G R\nCOLUMNS\n X C 1 R 1\nENDATA\n"),
+  ASSERT_EQ(task.read(R"(OBJSENSE
+ MAX
+NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ X C 1 R 1
+ENDATA
+)"),
             VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kBasic), 6);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kDualInfeasibleCertificate);
   ASSERT_EQ(VLN_putobjsense(task, 0), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
-  EXPECT_EQ(task.solution_status(kBasic), 1);
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
   EXPECT_NEAR(task.objective(kBasic), 0.0, 1e-9);
 }
 
-// With no iteration allowed; the file is all that the second task knows of the first.
+// No iteration is allowed, and the file is all that the second task knows of the first.
 void expect_start_from(vlntaskt* from, VLNrescode_enum (*write)(vlntaskt*, const char*),
                        VLNrescode_enum (*read)(vlntaskt*, const char*), const char* name) {
   const std::string path = test_file_path(name);
@@ -175,7 +227,7 @@ void expect_start_from(vlntaskt* from, VLNrescode_enum (*write)(vlntaskt*, const
   put(task, "VLN_IPAR_PRESOLVE", "off");
   put(task, "VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0");
   EXPECT_EQ(task.solve(), VLN_RES_OK) << name;
-  EXPECT_EQ(task.solution_status(kBasic), 1) << name;
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal) << name;
   put(task, "VLN_IPAR_WARM_START", "off");
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT") << name;
 }
@@ -199,8 +251,20 @@ int stop_at_once(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const in
 // Going on from a solution for no time at all must not lose it.
 TEST(WarmStart, AStopBeforeAnythingWasFoundKeepsWhatWasHeld) {
   const std::string integer =
-      "NAME A\nROWS\n N C\n G R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 2\n M 'MARKER' 'INTEND'\n"
-      "RHS\n B R 3\nBOUNDS\n UP B X 5\nENDATA\n";
+      R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 3
+BOUNDS
+ UP B X 5
+ENDATA
+)";
   struct Case {
     std::string mps;
     const char* optimizer;

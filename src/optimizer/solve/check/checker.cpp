@@ -1,4 +1,5 @@
-// Residuals of points and multipliers.
+// Residuals are computed from the model and the answer alone, so that a mistake of a backend cannot
+// hide in its own figures.
 #include "solve/check/checker.h"
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include "solve/check/definiteness.h"
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
+#include "task/numeric.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -40,8 +42,8 @@ double sign_violation(double multiplier, double lower, double upper, double size
   return held ? 0.0 : std::fabs(multiplier) / size;
 }
 
-// Where the terms of an objective cancel, it may be off by a part of them, as long as its first
-// digits are right: else any point that is large enough would be optimal.
+// An objective whose terms cancel may be off by this part of them, as long as its first digits are
+// right. Without a limit, any point that is large enough would be optimal.
 constexpr double kTolerableGap = 1e-4;
 
 // The bound that a multiplier prices, times the multiplier.
@@ -72,7 +74,7 @@ double matrix_violation(const Model& model, const std::vector<double>& packed) {
   double violation = 0.0;
   for (size_t j = 0; j < model.matrix_vars.size(); ++j) {
     const std::span<const double> triangle(packed.data() + starts[j], starts[j + 1] - starts[j]);
-    const auto dimension = static_cast<size_t>(model.matrix_vars[j].dimension);
+    const auto dimension = index(model.matrix_vars[j].dimension);
     violation = std::max(violation, indefiniteness(triangle, dimension));
   }
   return violation;
@@ -86,14 +88,14 @@ double cones_violation(const Model& model, const std::vector<double>& x) {
   return violation;
 }
 
-// Of duals of the cones, which are 0 outside of them; none at all are all 0.
+// Takes the duals of the cones, which are 0 outside of them. An empty array stands for zeros.
 double dual_cones_violation(const Model& model, const std::vector<double>& snx) {
   if (snx.empty()) return 0.0;
   double violation = 0.0;
   std::vector<bool> in_cone(snx.size(), false);
   for (const Cone& cone : model.cones) {
     violation = std::max(violation, dual_cone_violation(cone, snx));
-    for (const int32_t var : cone.vars) in_cone[static_cast<size_t>(var)] = true;
+    for (const int32_t var : cone.vars) in_cone[index(var)] = true;
   }
   for (size_t j = 0; j < snx.size(); ++j) {
     if (!in_cone[j]) violation = std::max(violation, std::fabs(snx[j]));
@@ -110,7 +112,7 @@ double sides_violation(const Model& model, const std::vector<double>& y) {
   return violation;
 }
 
-// Of C - sum_i y_i A_i = bars and of bars as such.
+// Covers both C - sum_i y_i A_i = bars and the definiteness of bars.
 double bars_violation(const MinimizeProblem& problem, const BackendResult& result) {
   const std::vector<Sum> sums = matrix_column_sums(problem, result.y, WithCost::kYes);
   if (result.bars.size() != sums.size()) return kInfinity;

@@ -1,4 +1,5 @@
-// Candidates for exact rays, from those with the least changes on.
+// Candidates for exact rays are tried one by one, from those with the least changes on, until one
+// is a proof.
 #include "solve/check/clean_rays.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ namespace {
 // An element is a speck if the largest term that it could have, at values of plausible sizes, is
 // below this part of the margin.
 constexpr double kSpecks[] = {0.0, 1e-14, 1e-12, 1e-10, 1e-8, 1e-6, 1e-4, 1e-2};
-// What vanishes can leave other sums wrong, which then must vanish too.
+// An element that is set to 0 can leave other sums wrong, which then must vanish too.
 constexpr int kRounds = 3;
 
 bool is_finite_interval(double lower, double upper) {
@@ -32,7 +33,7 @@ bool leaves(double direction, double lower, double upper) {
   return (direction > 0.0 && std::isfinite(upper)) || (direction < 0.0 && std::isfinite(lower));
 }
 
-// Whether a multiplier has no bound to hold it.
+// True when the multiplier points to a bound that is infinite.
 bool is_unheld(double multiplier, double lower, double upper) {
   return (multiplier > 0.0 && !std::isfinite(lower)) || (multiplier < 0.0 && !std::isfinite(upper));
 }
@@ -108,7 +109,7 @@ class DualCleaning {
     return false;
   }
 
-  // The same of a ray without a margin.
+  // Likewise finds a ray without a margin.
   bool find(BackendResult* ray) const {
     BackendResult cleaned = *ray;
     clear_relative_specks(sizes_.multiplier, &cleaned.y);
@@ -224,7 +225,7 @@ void DualCleaning::add_matrix_sums(const BackendResult& ray,
   for (auto& [place, sum] : found) sums->push_back(std::move(sum));
 }
 
-// Whether members of a cone go together or each by itself.
+// Specks at members of a cone are removed together, or each by itself.
 enum class ConeSpecks { kTogether, kAlone };
 
 class PrimalCleaning {
@@ -232,7 +233,7 @@ class PrimalCleaning {
   PrimalCleaning(const MinimizeProblem& problem, const PlausibleSizes& sizes, Accepts accepts)
       : problem_(problem), model_(problem.model), sizes_(sizes), accepts_(accepts) {}
 
-  // As of dual rays.
+  // Both finds do for primal rays what those above do for dual rays.
   bool find(double margin, BackendResult* ray) const;
   bool find(BackendResult* ray) const;
 

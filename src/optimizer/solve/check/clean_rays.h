@@ -11,14 +11,14 @@
 
 namespace vorlan {
 
-// Whether the ray is a proof, as it is or cleaned. On success it is the ray that was proven, with
-// d and bars; else only these and snx have changed.
+// True when the ray is a proof, as it is or cleaned. It is then the ray that was proven, with d and
+// bars. When the answer is false, only these and snx have changed.
 bool complete_dual_ray(const Model& model, BackendResult* ray);
 
-// The same of x and barx.
+// Likewise for a primal ray, with x and barx.
 bool complete_primal_ray(const MinimizeProblem& problem, BackendResult* ray);
 
-// The same of rays without a margin (RayQuality::is_ill_posed).
+// Likewise for rays without a margin (RayQuality::is_ill_posed).
 bool complete_ill_posed_dual_ray(const Model& model, BackendResult* ray);
 bool complete_ill_posed_primal_ray(const MinimizeProblem& problem, BackendResult* ray);
 

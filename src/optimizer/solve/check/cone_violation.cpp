@@ -12,7 +12,7 @@
 namespace vorlan {
 namespace {
 
-// Of smaller violations nothing is known but that they are due to rounding.
+// Smaller violations are due to rounding, and nothing else is known of them.
 constexpr double kRounding = 1e-16;
 // Bisections of the exponent, from kRounding to 1.
 constexpr int kSteps = 30;
@@ -79,8 +79,8 @@ bool meets_rotated(const Members& m, double t) {
          std::sqrt(2.0) * std::sqrt(x0) * std::sqrt(x1) >= m.least_norm(t);
 }
 
-// Whether there is u >= a exp(v / a + shift), or u >= 0 >= v at a = 0, with u and v given and a in
-// an interval. The right side falls until a = v and rises from there on.
+// True when some a of an interval has u >= a exp(v / a + shift), or u >= 0 >= v at a = 0; u and v
+// are given. The right side falls until a = v and rises from there on.
 bool meets_exponential(double u, double least_a, double most_a, double v, double shift) {
   if (u < 0.0 || most_a < 0.0) return false;
   const double a = std::clamp(v, std::max(0.0, least_a), most_a);
@@ -97,8 +97,10 @@ bool meets_dual_exponential(const Members& m, double t) {
   return meets_exponential(m.up(0, t), -m.up(2, t), -m.down(2, t), -m.up(1, t), -1.0);
 }
 
+enum class Side { kPrimal, kDual };
+
 // The logarithm of the product, since the product could overflow.
-bool meets_power(const Cone& cone, const Members& m, double t, bool dual) {
+bool meets_power(const Cone& cone, const Members& m, double t, Side side) {
   double total = 0.0;
   for (const double exponent : cone.exponents) total += exponent;
   double logarithm = 0.0;
@@ -106,7 +108,7 @@ bool meets_power(const Cone& cone, const Members& m, double t, bool dual) {
     const double weight = cone.exponents[k] / total;
     const double x = m.up(k, t);
     if (x < 0.0) return false;
-    logarithm += weight * std::log(dual ? x / weight : x);
+    logarithm += weight * std::log(side == Side::kDual ? x / weight : x);
   }
   const double norm = m.least_norm(t);
   return norm == 0.0 || logarithm >= std::log(norm);
@@ -123,9 +125,9 @@ bool meets(const Cone& cone, ConeKind kind, const Members& m, double t) {
     case ConeKind::kDualExponential:
       return meets_dual_exponential(m, t);
     case ConeKind::kPower:
-      return meets_power(cone, m, t, false);
+      return meets_power(cone, m, t, Side::kPrimal);
     case ConeKind::kDualPower:
-      return meets_power(cone, m, t, true);
+      return meets_power(cone, m, t, Side::kDual);
   }
   return false;
 }

@@ -16,12 +16,12 @@ ConeKind dual_of(ConeKind kind);
 
 double cone_violation(const Cone& cone, const std::vector<double>& x);
 
-// The same for the dual cone.
+// Likewise for the dual cone.
 double dual_cone_violation(const Cone& cone, const std::vector<double>& s);
 
-// The same with sizes of the members' own, one for each variable, in place of max(1, |member|):
-// the least t such that the cone has a point of which each member differs by at most t times its
-// size; 1 stands for all that is more. So the unit of a member makes no difference.
+// Likewise with the sizes of the members given, one for each variable, in place of max(1,
+// |member|): the least t such that the cone has a point of which each member differs by at most t
+// times its size; 1 stands for all that is more. So the unit of a member makes no difference.
 double cone_violation(const Cone& cone, const std::vector<double>& x,
                       const std::vector<double>& sizes);
 double dual_cone_violation(const Cone& cone, const std::vector<double>& s,

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <utility>
 
+#include "task/numeric.h"
+
 namespace vorlan {
 namespace {
 
@@ -31,7 +33,7 @@ double least_shift(double rounding, Passes&& passes) {
   return std::min(1.0, std::ldexp(kRounding, succeeds));
 }
 
-// What the factorization of a matrix of this dimension may be wrong by.
+// The factorization of a matrix of this dimension may be wrong by so much.
 double rounding_of(Index dimension) {
   return kRounding * std::max(1.0, 1e-2 * static_cast<double>(dimension));
 }
@@ -140,7 +142,7 @@ double indefiniteness(const std::vector<SymmetricElement>& elements,
   const std::vector<int> rows = used_rows(elements);
   Eigen::VectorXd scale(static_cast<Index>(rows.size()));
   for (size_t k = 0; k < rows.size(); ++k) {
-    scale[static_cast<Index>(k)] = inverse_root_of_size(sizes[static_cast<size_t>(rows[k])]);
+    scale[static_cast<Index>(k)] = inverse_root_of_size(sizes[index(rows[k])]);
   }
   return indefiniteness_of_scaled(compress(elements, rows), scale);
 }

@@ -12,11 +12,11 @@
 
 namespace vorlan {
 
-// Of a packed lower triangle, column by column.
+// The matrix is a packed lower triangle, column by column.
 double indefiniteness(std::span<const double> packed, size_t dimension);
 
-// The same with sizes of the diagonal's own in place of max(1, |M_ii|). A row of size 0 counts as
-// a row of zeros: what it has must have been held to that.
+// Likewise with the sizes of the diagonal given in place of max(1, |M_ii|). A row of size 0 counts
+// as a row of zeros: the caller has checked that its elements vanish.
 double indefiniteness(std::span<const double> packed, std::span<const double> sizes);
 
 // An element of a sparse symmetric matrix, row >= col; elements of one place are summed.
@@ -25,7 +25,7 @@ struct SymmetricElement {
   double value;
 };
 
-// Of a sparse matrix; rows and columns without elements cost nothing. The sizes are one for each
+// The matrix is sparse; rows and columns without elements cost nothing. The sizes are one for each
 // row that elements name.
 double indefiniteness(const std::vector<SymmetricElement>& elements);
 double indefiniteness(const std::vector<SymmetricElement>& elements,

@@ -37,7 +37,7 @@ void for_elements(const SparseMatrix& a, Visit&& visit) {
   }
 }
 
-// Where the diagonals of the matrix variables start in an array of all of them.
+// The places at which the diagonals of the matrix variables start in an array of all of them.
 std::vector<size_t> diagonal_starts(const Model& model) {
   std::vector<size_t> starts = {0};
   for (const MatrixVariable& variable : model.matrix_vars) {
@@ -145,8 +145,8 @@ void Estimate::set_matrices() {
   raise_diagonals(elements, &sizes_.matrix_diagonal);
 }
 
-// What the members of a cone ask of each other. Only members that the cone holds to one unit take
-// sizes from each other as they are.
+// The members of a cone take sizes from each other. Only members that the cone holds to one unit
+// take them as they are.
 void Estimate::set_cone(const Cone& cone) {
   const auto size = [&](size_t k) -> double& { return sizes_.var[index(cone.vars[k])]; };
   const auto largest_from = [&](size_t first) {

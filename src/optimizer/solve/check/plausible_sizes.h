@@ -20,8 +20,8 @@ struct PlausibleSizes {
   std::vector<double> row;         // of the terms of a constraint
   std::vector<double> multiplier;  // of the dual y_i
   std::vector<double> gradient;    // of the terms of a column: cost + Q x - A'y
-  // Of the diagonals of the matrix variables, one after the other, and of the diagonals of the
-  // terms of C - sum_i y_i A_i. Off the diagonal, sizes are the geometric means.
+  // The diagonals of the matrix variables, one after the other, and the diagonals of the terms of C
+  // - sum_i y_i A_i. Off the diagonal, sizes are the geometric means.
   std::vector<double> matrix_diagonal;
   std::vector<double> matrix_gradient;
 };

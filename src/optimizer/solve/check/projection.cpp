@@ -1,4 +1,5 @@
-// With C the coefficients and W the absolute values, the change is -W^2 C' (C W^2 C')^-1 C values.
+// The change is -W^2 C' (C W^2 C')^-1 C values, where C has the coefficients and W is the diagonal
+// matrix of the absolute values: it is the smallest in units of the values themselves.
 #include "solve/check/projection.h"
 
 #include <Eigen/SparseCholesky>
@@ -17,7 +18,7 @@ constexpr double kShift = 1e-13;
 constexpr int kRepetitions = 4;
 // A value of which no larger part is left has vanished.
 constexpr double kGone = 1e-10;
-// What the system may cost to set up.
+// The system may cost this many products to set up.
 constexpr double kMostProducts = 2e7;
 
 // The rows of C W, each of norm 1. A sum of zeros is left out.
@@ -57,7 +58,7 @@ void make_vanish(const std::vector<VanishingSum>& sums, std::vector<double>* val
   factor.setShift(kShift);
   factor.compute(matrix * Matrix(matrix.transpose()));
   if (factor.info() != Eigen::Success) return;
-  // Of the values in units of what they were.
+  // The values in units of what they were, which makes each of them 1, 0 or -1.
   Vector relative(static_cast<Index>(values->size()));
   for (size_t k = 0; k < values->size(); ++k) {
     const double value = (*values)[k];

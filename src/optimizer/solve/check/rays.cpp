@@ -1,4 +1,5 @@
-// The rule of rays.h for models of all kinds.
+// The conditions of rays.h are looked at one after the other, for linear terms, cones, matrix
+// variables and quadratic terms alike. Their findings together make up the quality of the ray.
 #include "solve/check/rays.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include "solve/check/plausible_sizes.h"
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
+#include "task/numeric.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -42,7 +44,7 @@ std::vector<bool> cone_members(const Model& model) {
   return member;
 }
 
-// What is gathered about a ray while its conditions are looked at one by one.
+// Gathers what is known about a ray while its conditions are looked at one by one.
 class Findings {
  public:
   Findings() { quality_.violation = 0.0; }
@@ -266,7 +268,7 @@ void DualRayJudge::judge_curvature() {
   if (shift > 0.0) findings_.miss(shift, 0.0, shift * cost);
 }
 
-// As in a matrix variable, elements in rows without a diagonal must vanish.
+// Elements in rows without a diagonal must vanish, as they must in a matrix variable.
 void DualRayJudge::judge_rows_without_curvature(const std::vector<double>& diagonal) {
   std::map<std::pair<int, int>, Sum> sums;
   for (const SymmetricElement& e : hessian_) {
@@ -425,17 +427,17 @@ std::vector<double> find_single_row_ray(const Model& model) {
   std::vector<double> most(model.con_lower.size(), 0.0);
   const SparseMatrix& a = model.matrix;
   for (size_t j = 0; j < model.cost.size(); ++j) {
-    for (auto k = static_cast<size_t>(a.start[j]); k < static_cast<size_t>(a.start[j + 1]); ++k) {
+    for (auto k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
       if (a.value[k] == 0.0) continue;
       const double at_lower = a.value[k] * model.var_lower[j];
       const double at_upper = a.value[k] * model.var_upper[j];
-      least[static_cast<size_t>(a.row[k])] += std::min(at_lower, at_upper);
-      most[static_cast<size_t>(a.row[k])] += std::max(at_lower, at_upper);
+      least[index(a.row[k])] += std::min(at_lower, at_upper);
+      most[index(a.row[k])] += std::max(at_lower, at_upper);
     }
   }
   const auto pass_over = [&](int32_t con) {
-    least[static_cast<size_t>(con)] = -kInfinity;
-    most[static_cast<size_t>(con)] = kInfinity;
+    least[index(con)] = -kInfinity;
+    most[index(con)] = kInfinity;
   };
   for (const ConQuadraticEntry& entry : model.quadratic_coefficients) pass_over(entry.con);
   for (const MatrixCoefficient& entry : model.matrix_coefficients) pass_over(entry.con);

@@ -35,24 +35,24 @@
 
 namespace vorlan {
 
-// Of rule 2: the largest violation relative to its own terms.
+// Rule 2: the largest violation relative to its own terms.
 inline constexpr double kRayTolerance = 1e-9;
-// Of rule 3: the least margin relative to its own terms.
+// Rule 3: the least margin relative to its own terms.
 inline constexpr double kMarginTolerance = 1e-9;
-// Of rule 4: how much larger than plausible the points must be that are not excluded.
+// Rule 4: how much larger than plausible the points must be that are not excluded.
 inline constexpr double kFar = 1e6;
-// Of rules 2 and 3 for rays without a margin, which show that a model is ill-posed.
+// Rules 2 and 3 for rays without a margin, which show that a model is ill-posed.
 inline constexpr double kIllPosedTolerance = 1e-7;
 
-// What there is to say about a ray. A ray that is none at all has an infinite violation.
+// The findings on a ray. A ray that is none at all has an infinite violation.
 struct RayQuality {
   double margin = 0.0;
   double terms = 0.0;            // of the margin: the sum of their absolute values
   double violation = kInfinity;  // the worst, relative to its own terms
   double reach = 0.0;            // the violations times the sizes that are plausible there
-  // Whether it proves infeasibility or unboundedness.
+  // True when it proves infeasibility or unboundedness.
   bool is_proof() const;
-  // Whether it meets its conditions with no margin. It proves neither, but that the model has no
+  // True when it meets its conditions with no margin. It proves neither, but that the model has no
   // interior, and that the smallest change of its data can make it infeasible or unbounded.
   bool is_ill_posed() const;
 };
@@ -67,18 +67,18 @@ struct RayQuality {
 // is left in a cone from d to snx where no bound could hold it.
 RayQuality judge_dual_ray(const Model& model, BackendResult* ray);
 
-// Of a primal ray x and barx: along it the minimized cost falls without end, from any feasible
+// Judges a primal ray x and barx: along it the minimized cost falls without end, from any feasible
 // point. Quadratic terms must not change along it.
 RayQuality judge_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
                             const std::vector<double>& barx);
 
-// The same where the sizes of the problem are known.
+// Likewise where the sizes of the problem are known.
 RayQuality judge_dual_ray(const MinimizeProblem& problem, const PlausibleSizes& sizes,
                           BackendResult* ray);
 RayQuality judge_primal_ray(const MinimizeProblem& problem, const PlausibleSizes& sizes,
                             const std::vector<double>& x, const std::vector<double>& barx);
 
-// Whether y is a dual ray of a linear model as it stands; gives d.
+// True when y is a dual ray of a linear model as it stands; gives d.
 bool is_dual_ray(const Model& model, const std::vector<double>& y, std::vector<double>* d);
 
 bool is_primal_ray(const MinimizeProblem& problem, const std::vector<double>& x,
@@ -92,9 +92,9 @@ void normalize_ray(std::vector<double>* ray, std::vector<double>* rest);
 // variables are passed over.
 std::vector<double> find_single_row_ray(const Model& model);
 
-// Whether a multiple of the ray leads from integers to integers. Then a feasible point and the ray
-// prove together that a mixed-integer model is unbounded; else, as with the ray (1, sqrt 2), it may
-// not be.
+// True when a multiple of the ray leads from integers to integers. Then a feasible point and the
+// ray prove together that a mixed-integer model is unbounded. A ray such as (1, sqrt 2) proves
+// nothing of the kind.
 bool keeps_integers(const Model& model, const std::vector<double>& ray);
 
 }  // namespace vorlan

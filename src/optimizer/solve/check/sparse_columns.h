@@ -1,4 +1,5 @@
-// A matrix by columns from elements in any order.
+// Makes a matrix by columns from elements in any order: readers of elements have them in their own
+// order, and solvers want columns.
 #pragma once
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <vector>
 
 #include "task/model.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 
@@ -31,7 +33,7 @@ inline SparseMatrix make_columns(std::vector<MatrixElement> elements, size_t num
     if (sum == 0.0) continue;
     matrix.row.push_back(first.row);
     matrix.value.push_back(sum);
-    ++matrix.start[static_cast<size_t>(first.col) + 1];
+    ++matrix.start[index(first.col) + 1];
   }
   std::partial_sum(matrix.start.begin(), matrix.start.end(), matrix.start.begin());
   return matrix;

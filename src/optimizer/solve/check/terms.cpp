@@ -1,7 +1,9 @@
-// Sums over the terms of a model; see terms.h.
+// Each sum walks over the elements of the model once and adds to a Sum, which collects the size of
+// the terms beside their value.
 #include "solve/check/terms.h"
 
 #include "solve/check/vectors.h"
+#include "task/numeric.h"
 #include "task/packed_matrices.h"
 
 namespace vorlan {
@@ -10,7 +12,7 @@ namespace {
 // Calls visit(row, value) for the elements of a column.
 template <class Visit>
 void for_column(const SparseMatrix& a, size_t j, Visit&& visit) {
-  for (auto k = static_cast<size_t>(a.start[j]); k < static_cast<size_t>(a.start[j + 1]); ++k) {
+  for (auto k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
     visit(index(a.row[k]), a.value[k]);
   }
 }
@@ -21,7 +23,7 @@ double quadratic_term(int32_t row, int32_t col, double value, const std::vector<
   return factor * value * x[index(row)] * x[index(col)];
 }
 
-// Where elements of matrix variables lie, and how often they count in an inner product.
+// The places of elements of matrix variables, and how often each counts in an inner product.
 class Triangles {
  public:
   explicit Triangles(const Model& model) : model_(model), starts_(packed_starts(model)) {}

@@ -27,7 +27,7 @@ struct Sum {
     count += term != 0.0;
   }
 
-  // What the value may be wrong by, if each term is a product rounded once (Higham, Accuracy and
+  // A bound of the value's error, if each term is a product rounded once (Higham, Accuracy and
   // Stability of Numerical Algorithms, section 4.2).
   double rounding() const { return 0x1p-53 * static_cast<double>(count + 2) * total; }
 };
@@ -43,7 +43,7 @@ std::vector<QuadraticForm> quadratic_forms(const Model& model);
 std::vector<Sum> row_sums(const Model& model, const std::vector<double>& x,
                           const std::vector<double>& barx);
 
-// As above without the quadratic terms.
+// Likewise without the quadratic terms.
 std::vector<Sum> linear_row_sums(const Model& model, const std::vector<double>& x,
                                  const std::vector<double>& barx);
 
@@ -51,7 +51,7 @@ std::vector<Sum> linear_row_sums(const Model& model, const std::vector<double>& 
 Sum objective_sum(const MinimizeProblem& problem, const std::vector<double>& x,
                   const std::vector<double>& barx);
 
-// The same without the quadratic terms.
+// Likewise without the quadratic terms.
 Sum linear_objective_sum(const MinimizeProblem& problem, const std::vector<double>& x,
                          const std::vector<double>& barx);
 

@@ -1,4 +1,6 @@
-// Small vector arithmetic of the conic method, the outer approximation and the checker.
+// The few operations on plain vectors that the conic method, outer approximation and the checker
+// share. They are loops that a reader sees through, for vectors that are too short to be worth a
+// library.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Rounding, the fixed linear model, and the tree over what leaks; see exact_integers.h.
+// The integers of an answer are rounded, the linear model that is left is solved, and where its
+// point and the bound do not meet, a tree over the integers that leak closes the gap.
 #include "solve/highs/exact_integers.h"
 
 #include <algorithm>
@@ -19,9 +20,10 @@ namespace {
 
 // A rounded point with a larger violation is not taken as it is.
 constexpr double kSatisfied = 1e-6;
-// Beside the gap asked for, objectives that are nearer than this to a bound have met it.
+// Objectives that are nearer than this to a bound have met it, besides those within the gap that
+// was asked for.
 constexpr double kRounding = 1e-6;
-// Of the models in the tree.
+// Tolerance and size of the tree of models.
 constexpr double kStrict = 1e-9;
 constexpr int kMostNodes = 2000;
 
@@ -29,7 +31,7 @@ double rounded(const Model& model, size_t j, double value) {
   return std::clamp(std::round(value), model.var_lower[j], model.var_upper[j]) + 0.0;
 }
 
-// Whether a semi-continuous variable is nearer to 0 than to its bounds.
+// True when a semi-continuous variable is nearer to 0 than to its bounds.
 bool is_off(const Model& model, size_t j, double value) {
   if (!is_semi(model.var_kind[j])) return false;
   const double inside = std::clamp(value, model.var_lower[j], model.var_upper[j]);
@@ -281,7 +283,7 @@ class Search {
       most = leak;
       var = j;
     }
-    // With all integers fixed, the fixed model has had the last word.
+    // When all integers are fixed, the fixed model has had the last word.
     if (var == x.size()) return;
     const double value = rounded(model, var, x[var]);
     const auto add = [&](double lower, double upper) {

@@ -90,7 +90,7 @@ void copy_basis(const Highs& highs, const Model& model, BackendResult* result) {
 void copy_solution(const Highs& highs, const Model& model, BackendResult* result) {
   const HighsSolution& solution = highs.getSolution();
   if (solution.value_valid) {
-    // Behind the variables there may be switches.
+    // Switches may follow the variables.
     const auto begin = solution.col_value.begin();
     result->x.assign(begin, begin + model.num_var());
   }

@@ -1,4 +1,5 @@
-// What HiGHS ended with, in the library's terms.
+// Translates what HiGHS ended with into the library's outcomes, points and certificates, so that
+// nothing else needs to know HiGHS's words for them.
 #pragma once
 
 #include "solve/backend.h"

@@ -32,7 +32,7 @@ struct Watch {
   const MinimizeProblem& problem;
   Progress progress;
   bool drops_text = false;
-  // What is solved is another model than the one that is asked for, to learn something of it.
+  // True while another model than the one that is asked for is solved, to learn something of it.
   bool aside = false;
 
   // HiGHS counts the constant in; the library's border does so itself.
@@ -139,7 +139,8 @@ bool make_basis(const Model& model, const Solution& start, HighsBasis* basis) {
   return whole && num_basic == model.num_con();
 }
 
-// From a basis HiGHS goes on without presolve, hence only where there is one to go on from.
+// HiGHS goes on from a basis without presolve. So a basis is passed only where there is one to go
+// on from.
 void start_linear(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
   if (wants_interior_point(parameters)) return;
   HighsBasis basis;
@@ -181,22 +182,26 @@ Status run(const MinimizeProblem& problem, const Parameters& parameters, double 
   return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
 }
 
-// With a cutoff, HiGHS calls a mixed-integer model infeasible that has no point better than it.
+// HiGHS calls a mixed-integer model infeasible when it has no point better than the cutoff.
 bool is_cut_off(const MinimizeProblem& problem, Outcome outcome) {
   return problem.model.is_mixed_integer() && std::isfinite(problem.cutoffs.upper) &&
          outcome == Outcome::kInfeasible;
 }
 
+// How a solve takes very large and very small numbers of the model.
+enum class Extremes { kAsHighsDoes, kLiterally };
+
 Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-                  bool literally, BackendMonitor* monitor, BackendResult* result) {
+                  Extremes extremes, BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;
   const bool integer = model.is_mixed_integer();
   Watch watch{monitor, problem, {}};
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;
   connect(&watch, &highs);
-  Status status = set_highs_options(parameters, integer, seconds, &highs);
-  if (literally) take_numbers_literally(&highs);
+  const HighsMethod method = integer ? HighsMethod::kBranchAndCut : HighsMethod::kLinear;
+  Status status = set_highs_options(parameters, method, seconds, &highs);
+  if (extremes == Extremes::kLiterally) take_numbers_literally(&highs);
   SemiContinuous semi;
   if (status.ok()) status = pass_model(problem, &semi, &highs);
   if (!status.ok()) return status;
@@ -238,8 +243,8 @@ void answer_without_columns(const Model& model, BackendResult* result) {
   result->con_key.assign(model.con_lower.size(), StatusKey::kBasic);
 }
 
-// Whether an answer needs no second solve that looks at extreme numbers closely: it has been
-// stopped for another reason, or holds for the model as it is.
+// True when an answer needs no second solve that looks at extreme numbers closely: the first has
+// been stopped for another reason, or holds for the model as it is.
 bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
                   const Status& status, const BackendResult& result) {
   if (!status.ok()) return status.code() != Code::kErrModelNumber;
@@ -254,13 +259,13 @@ bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
 Status solve_plainly(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                      BackendMonitor* monitor, BackendResult* result) {
   const double start = monotonic_seconds();
-  Status status = solve_once(problem, parameters, seconds, false, monitor, result);
+  Status status = solve_once(problem, parameters, seconds, Extremes::kAsHighsDoes, monitor, result);
   if (!has_extreme_numbers(problem)) return status;
   if (is_borne_out(problem, parameters, status, *result)) return status;
   monitor->log("Solving again, with very large and very small numbers taken as they are\n");
   *result = {};
   const double left = seconds - (monotonic_seconds() - start);
-  return solve_once(problem, parameters, left, true, monitor, result);
+  return solve_once(problem, parameters, left, Extremes::kLiterally, monitor, result);
 }
 
 Status solve_scaled_exactly(const MinimizeProblem& problem, const Parameters& parameters,

@@ -7,7 +7,7 @@ namespace vorlan {
 
 extern const Backend kHighsBackend;
 
-// The same for mixed-integer relaxations, whose caller sees to their scale and looks at the
+// This one is for mixed-integer relaxations, whose caller sees to their scale and looks at the
 // integers itself: they are as near to whole numbers as the tolerance says, and large coefficients
 // can make use of that.
 extern const Backend kHighsRelaxationBackend;

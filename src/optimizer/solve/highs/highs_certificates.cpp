@@ -12,6 +12,7 @@
 #include "solve/highs/highs_options.h"
 #include "solve/highs/simplex_again.h"
 #include "solve/solve_plan.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
@@ -50,7 +51,7 @@ std::vector<double> find_single_variable_ray(const MinimizeProblem& problem) {
 }
 
 std::vector<double> find_primal_ray(const MinimizeProblem& problem, Highs* highs) {
-  std::vector<double> ray(static_cast<size_t>(highs->getNumCol()), 0.0);
+  std::vector<double> ray(index(highs->getNumCol()), 0.0);
   bool found = false;
   if (highs->getPrimalRay(found, ray.data()) != HighsStatus::kOk || !found) {
     return find_single_variable_ray(problem);
@@ -74,14 +75,15 @@ bool read_certificate(const MinimizeProblem& problem, Highs* highs, BackendResul
   return false;
 }
 
-// Whether a mixed-integer model has any point at all, whatever it costs. False when that cannot be
-// told.
+// Looks for any point at all of a mixed-integer model, whatever it costs. The result is false when
+// that cannot be told.
 bool find_feasibility(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                       Highs* highs, bool* feasible) {
-  const std::vector<double> no_cost(static_cast<size_t>(highs->getNumCol()), 0.0);
+  const std::vector<double> no_cost(index(highs->getNumCol()), 0.0);
   highs->clearSolver();
   highs->changeColsCost(0, highs->getNumCol() - 1, no_cost.data());
-  if (!set_highs_options(parameters, true, seconds - highs->getRunTime(), highs).ok()) return false;
+  const double left = seconds - highs->getRunTime();
+  if (!set_highs_options(parameters, HighsMethod::kBranchAndCut, left, highs).ok()) return false;
   highs->setOptionValue("objective_bound", kHighsInf);
   highs->setOptionValue("objective_target", -kHighsInf);
   BackendResult found;
@@ -96,8 +98,7 @@ bool find_feasibility(const MinimizeProblem& problem, const Parameters& paramete
 bool find_relaxed_ray(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                       Highs* highs, BackendResult* result) {
   const HighsInt last = highs->getNumCol() - 1;
-  const std::vector<HighsVarType> continuous(static_cast<size_t>(last) + 1,
-                                             HighsVarType::kContinuous);
+  const std::vector<HighsVarType> continuous(index(last) + 1, HighsVarType::kContinuous);
   std::vector<double> cost = problem.cost;
   cost.resize(continuous.size(), 0.0);
   highs->changeColsIntegrality(0, last, continuous.data());

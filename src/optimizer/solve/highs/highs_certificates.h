@@ -9,7 +9,7 @@ class Highs;
 
 namespace vorlan {
 
-// Whether an outcome needs one.
+// True for an outcome that is a claim and needs a certificate.
 bool lacks_certificate(Outcome outcome);
 
 // The certificate of a linear model without an optimum. Presolve and interior point leave none, so

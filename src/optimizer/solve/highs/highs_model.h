@@ -13,7 +13,7 @@ class SemiContinuous;
 // HiGHS cannot take.
 [[nodiscard]] Status pass_model(const MinimizeProblem& problem, SemiContinuous* semi, Highs* highs);
 
-// Whether the model has a number that HiGHS does not take as it is, unless it is told to: bounds
+// True when the model has a number that HiGHS does not take as it is, unless it is told to: bounds
 // and costs that count as infinite, coefficients that count as 0 or are refused.
 bool has_extreme_numbers(const MinimizeProblem& problem);
 

@@ -69,8 +69,9 @@ class OptionSetter {
 
 }  // namespace
 
-Status set_highs_options(const Parameters& parameters, bool mixed_integer, double seconds,
+Status set_highs_options(const Parameters& parameters, HighsMethod method, double seconds,
                          Highs* highs) {
+  const bool mixed_integer = method == HighsMethod::kBranchAndCut;
   OptionSetter options(highs);
   options.set("output_flag", true);
   options.set("log_to_console", true);  // the logging callback takes its place
@@ -84,8 +85,8 @@ Status set_highs_options(const Parameters& parameters, bool mixed_integer, doubl
   options.set("presolve_rule_off", mixed_integer ? kForcingColumns | kParallelRowsAndColumns : 0);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
-  // Without a crossover, half of the interior points fail their tolerances in the original model;
-  // the simplex method then goes on from there.
+  // When there is no crossover, half of the interior points fail their tolerances in the original
+  // model. The simplex method then goes on from there.
   options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "choose");
   options.set("ipm_iteration_limit", std::min(kInteriorStallIterations,
                                               parameters.get(IntParam::kInteriorIterationLimit)));

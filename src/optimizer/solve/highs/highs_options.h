@@ -16,8 +16,10 @@ inline constexpr int kHighsPrimalStrategy = 4;
 // than half as many iterations.
 inline constexpr int32_t kInteriorStallIterations = 500;
 
+enum class HighsMethod { kLinear, kBranchAndCut };
+
 // Sets all options for a solve of at most the given seconds.
-Status set_highs_options(const Parameters& parameters, bool mixed_integer, double seconds,
+Status set_highs_options(const Parameters& parameters, HighsMethod method, double seconds,
                          Highs* highs);
 
 // Makes very large and very small numbers of the model count as they are, as far as HiGHS lets

@@ -1,8 +1,11 @@
-// Activities of constraints and what they leave to a variable.
+// The activity of a constraint is kept as an interval, from which one variable's part is taken out
+// to see what the others leave to it.
 #include "solve/highs/implied_bounds.h"
 
 #include <algorithm>
 #include <cmath>
+
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
@@ -14,7 +17,7 @@ double slack(double bound) { return 1e-9 * std::max(1.0, std::fabs(bound)); }
 
 }  // namespace
 
-void ImpliedBounds::Sum::add(double term) {
+void ImpliedBounds::IntervalEnd::add(double term) {
   if (std::isfinite(term)) {
     sum_ += term;
   } else {
@@ -23,7 +26,7 @@ void ImpliedBounds::Sum::add(double term) {
   }
 }
 
-double ImpliedBounds::Sum::without(double term) const {
+double ImpliedBounds::IntervalEnd::without(double term) const {
   if (std::isfinite(term)) return num_infinite_ == 0 ? sum_ - term : infinite_;
   return num_infinite_ == 1 ? sum_ : infinite_;
 }
@@ -31,9 +34,8 @@ double ImpliedBounds::Sum::without(double term) const {
 void ImpliedBounds::sum_activities() {
   activities_.assign(model_.con_lower.size(), {});
   for (size_t j = 0; j < lower_.size(); ++j) {
-    for (auto k = static_cast<size_t>(model_.matrix.start[j]);
-         k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
-      Activity& row = activities_[static_cast<size_t>(model_.matrix.row[k])];
+    for (auto k = index(model_.matrix.start[j]); k < index(model_.matrix.start[j + 1]); ++k) {
+      Activity& row = activities_[index(model_.matrix.row[k])];
       const double a = model_.matrix.value[k];
       row.least.add(times(a, a > 0.0 ? lower_[j] : upper_[j]));
       row.most.add(times(a, a > 0.0 ? upper_[j] : lower_[j]));
@@ -56,9 +58,8 @@ double ImpliedBounds::most_without(size_t con, size_t var, double a) const {
 void ImpliedBounds::narrow() {
   sum_activities();
   for (size_t j = 0; j < lower_.size(); ++j) {
-    for (auto k = static_cast<size_t>(model_.matrix.start[j]);
-         k < static_cast<size_t>(model_.matrix.start[j + 1]); ++k) {
-      const auto con = static_cast<size_t>(model_.matrix.row[k]);
+    for (auto k = index(model_.matrix.start[j]); k < index(model_.matrix.start[j + 1]); ++k) {
+      const auto con = index(model_.matrix.row[k]);
       if (used_.empty() || used_[con]) narrow(j, con, model_.matrix.value[k]);
     }
   }

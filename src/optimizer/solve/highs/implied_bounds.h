@@ -7,7 +7,7 @@
 
 namespace vorlan {
 
-// Of the linear part of a model, from bounds to begin with.
+// Starts from given bounds of the variables and looks at the linear part of the model.
 class ImpliedBounds {
  public:
   ImpliedBounds(const Model& model, std::vector<double> lower, std::vector<double> upper)
@@ -16,7 +16,7 @@ class ImpliedBounds {
   const std::vector<double>& lower() const { return lower_; }
   const std::vector<double>& upper() const { return upper_; }
 
-  // Of the constraints for which it is false, nothing is read: they have other terms.
+  // Reads nothing of the constraints for which this is false: they have other terms.
   void use_rows(std::vector<bool> rows) { used_ = std::move(rows); }
   // One look at every constraint; bounds that depend on each other need some.
   void narrow();
@@ -29,8 +29,8 @@ class ImpliedBounds {
   void sum_activities();
 
  private:
-  // What is left of a sum of intervals when one of them is taken out.
-  class Sum {
+  // One end of a sum of intervals; it tells what is left when one of them is taken out.
+  class IntervalEnd {
    public:
     void add(double term);
     double without(double term) const;
@@ -41,7 +41,7 @@ class ImpliedBounds {
     double infinite_ = 0.0;
   };
   struct Activity {
-    Sum least, most;
+    IntervalEnd least, most;
   };
 
   void narrow(size_t var, size_t con, double coefficient);

@@ -1,4 +1,5 @@
-// How the factors are found and applied; see scaled_model.h.
+// The factors come from the sizes of the terms by least squares on their logarithms, and are
+// rounded to powers of two, so that no digit of a number changes.
 #include "solve/highs/scaled_model.h"
 
 #include <algorithm>
@@ -16,17 +17,17 @@ namespace {
 constexpr int kNearColumns = 7;
 constexpr int kNearRows = 5;
 constexpr int kNearCosts = 4;
-// Beside an integer variable whose coefficient is larger by more than 2^kFarthestSwitch, those of
-// the others do not count.
+// In a row with an integer variable, coefficients that are smaller by more than 2^kFarthestSwitch
+// do not count.
 constexpr int kFarthestSwitch = 36;
 // The farthest that a factor can be from 1.
 constexpr double kFarthest = 60.0;
 constexpr int kSweeps = 30;
 
 // Logarithms to the base of 2 of the sizes of terms, and of the factors that make them alike.
-class Equilibration {
+class UnitFinder {
  public:
-  explicit Equilibration(const Model& model)
+  explicit UnitFinder(const Model& model)
       : model_(model), column_(model.cost.size(), 0.0), row_(model.con_lower.size() + 1, 0.0) {
     collect();
   }
@@ -51,7 +52,8 @@ class Equilibration {
     int32_t j, k;
     double size, weight;
   };
-  // What can be much larger than the values of variables: bounds, and switches in inequalities.
+  // The weight of terms that can be much larger than the values of variables: bounds, and switches
+  // in inequalities.
   static constexpr double kWeak = 0.02;
 
   void add(size_t row, int32_t j, int32_t k, double value, double weight = 1.0) {
@@ -95,8 +97,8 @@ class Equilibration {
   bool is_fixed(int32_t var) const { return is_integer(model_.var_kind[index(var)]); }
   double factor(int32_t var) const { return var < 0 ? 0.0 : column_[index(var)]; }
 
-  // From what is known of their size, sides and integers, to the columns beside them, and on from
-  // these: what is far from a side would take many sweeps else.
+  // Spreads sizes from where they are known, sides and integers, to the columns beside them, and on
+  // from these. A column far from any side would otherwise take many sweeps.
   void begin() {
     std::vector<bool> known(column_.size());
     for (size_t j = 0; j < known.size(); ++j) known[j] = is_fixed(static_cast<int32_t>(j));
@@ -171,7 +173,7 @@ class Equilibration {
     return most;
   }
 
-  // What a semi-continuous variable is at least while it is on.
+  // The least size of a semi-continuous variable while it is on.
   double nearest_bound(size_t j) const {
     return std::max({0.0, model_.var_lower[j], -model_.var_upper[j]});
   }
@@ -244,7 +246,7 @@ ScaledModel::ScaledModel(const MinimizeProblem& problem)
 }
 
 void ScaledModel::scale_columns() {
-  const std::vector<double> exponents = Equilibration(model_).find();
+  const std::vector<double> exponents = UnitFinder(model_).find();
   const bool near = std::all_of(exponents.begin(), exponents.end(),
                                 [](double e) { return std::fabs(e) <= kNearColumns; });
   if (near) return;

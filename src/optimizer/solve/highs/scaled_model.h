@@ -24,7 +24,7 @@ class ScaledModel {
  public:
   explicit ScaledModel(const MinimizeProblem& problem);
 
-  // Whether all factors are 1.
+  // True when all factors are 1.
   bool is_same() const { return same_; }
   const Model& model() const { return model_; }
   // The scaled objective is the objective times this.

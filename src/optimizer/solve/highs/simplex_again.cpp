@@ -1,4 +1,5 @@
-// When, and how, the simplex method runs again.
+// The simplex method runs again without presolve and from no basis, dual and then primal, so that
+// it does not walk into the same dead end.
 #include "solve/highs/simplex_again.h"
 
 #include <utility>
@@ -11,7 +12,7 @@
 namespace vorlan {
 namespace {
 
-// Whether the method came to no end of its own.
+// True when the method came to no end of its own.
 bool is_stuck(const Parameters& parameters, const BackendResult& result) {
   if (result.outcome != Outcome::kStopped) return false;
   if (result.termination == Code::kTrmStall) return true;
@@ -25,8 +26,8 @@ bool is_stuck(const Parameters& parameters, const BackendResult& result) {
 bool run_simplex(int strategy, const Parameters& parameters, double seconds, Highs* highs,
                  BackendResult* result) {
   highs->clearSolver();
-  if (!set_highs_options(parameters, false, seconds - highs->getRunTime(), highs).ok())
-    return false;
+  const double left = seconds - highs->getRunTime();
+  if (!set_highs_options(parameters, HighsMethod::kLinear, left, highs).ok()) return false;
   highs->setOptionValue("presolve", "off");
   highs->setOptionValue("solver", "simplex");
   highs->setOptionValue("simplex_strategy", strategy);

@@ -90,9 +90,8 @@ class Tightener {
     return upper;
   }
 
-  // Where a bound is crossed by more than rounding, no point is left. Bounds of continuous
-  // variables are only taken where there was none: they are implied, and would be rounding beside
-  // the others.
+  // No point is left when a bound is crossed by more than rounding. Bounds of continuous variables
+  // are only taken where there was none: they are implied, and would be rounding beside the others.
   bool take_bounds() {
     constexpr double kCrossed = 1e-6;
     for (size_t j = 0; j < model_->cost.size(); ++j) {

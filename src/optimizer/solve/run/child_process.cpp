@@ -360,7 +360,7 @@ Status run_in_child(const Work& work, Task* task, Listener* listener, Answer* an
   if (!make_pipe(&read_end, &write_end)) return system_failure("no pipe for the optimizer");
   if (listener->stopped()) shared.ask_to_stop();
 
-  task->killed_children.reap(false);
+  task->killed_children.reap_ended();
   task->killed_children.reserve_one();
   const pid_t parent = getpid();
   pid_t pid = -1;

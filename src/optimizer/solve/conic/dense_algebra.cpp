@@ -53,21 +53,23 @@ constexpr const char* kKernelVariable = "OPENBLAS_CORETYPE";
 
 // Lets OpenBLAS choose by features while this object lives, unless the user has chosen. OpenBLAS
 // reads the environment only while it is loaded. For that time the environment is another array,
-// which is never given back, because another thread may be reading it. setenv would not do: it
-// moves the array that others read, and takes a lock that another thread may have held when this
-// process was forked.
+// which is kept to the end of the process, because another thread may be reading it. setenv would not
+// do: it moves the array that others read, and takes a lock that another thread may have held when
+// this process was forked.
 class KernelChoice {
  public:
   KernelChoice() {
     if (std::getenv(kKernelVariable) != nullptr) return;
+    Environment* const during = new Environment;
     for (char** variable = before_; variable != nullptr && *variable != nullptr; ++variable) {
-      copy_.push_back(*variable);
+      during->variables.push_back(*variable);
     }
-    const std::string choice = std::string(kKernelVariable) + "=" + kernels_by_features();
-    copy_.push_back(::strdup(choice.c_str()));
-    copy_.push_back(nullptr);
-    during_ = new char*[copy_.size()];
-    std::copy(copy_.begin(), copy_.end(), during_);
+    during->choice = std::string(kKernelVariable) + "=" + kernels_by_features();
+    during->variables.push_back(during->choice.data());
+    during->variables.push_back(nullptr);
+    during->earlier = kept.exchange(during);
+    copy_ = during->variables;
+    during_ = during->variables.data();
     environ = during_;
   }
   // Where another thread has set a variable meanwhile, its environment stands.
@@ -79,6 +81,13 @@ class KernelChoice {
   KernelChoice& operator=(const KernelChoice&) = delete;
 
  private:
+  struct Environment {
+    std::string choice;
+    std::vector<char*> variables;
+    Environment* earlier = nullptr;
+  };
+  static inline std::atomic<Environment*> kept = nullptr;
+
   char** before_ = environ;
   char** during_ = nullptr;
   std::vector<char*> copy_;

@@ -4,10 +4,13 @@
 //   a submission   file on the disk, then row, then the answer
 //   a start        row (starting, attempt n), then the worker
 //   an end         worker gone and its lock free, files on the disk, then row with their digests,
-//   then
-//                  visible
+//                  then visible
 //
 // After a fall the rows and the attempts' locks tell everything: recover() goes on from there.
+//
+// The class is large because each step reads and changes the same few facts of a job (row, wish,
+// attempt, slot) and must see them as the step before left them. What needs less than all of them has
+// a class of its own: the queue's order, the quotas under way, a worker, the progress in a log.
 #pragma once
 
 #include <array>

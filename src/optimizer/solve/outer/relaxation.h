@@ -16,6 +16,11 @@
 // r_i z >= w_i^2 / 2. The cut of a cone is lifted by its slack at the values that the members have
 // while z is off, if its head, or all its heads, are known then.
 //
+// The class is large because every sort of curved part adds columns of its own and cuts in them, and all
+// of these are columns and rows of one model. relaxation.cpp has the columns, relaxation_cuts.cpp the
+// cuts; what does not touch the model has files of its own (canonical_cone.h, diagonal_part.h,
+// switches.h).
+//
 // Each r is cut by tangents of a function of two columns. The tangents of n such functions together
 // say as much as exponentially many cuts of the whole norm would (J. P. Vielma, I. Dunning,
 // J. Huchette, M. Lubin, Extended formulations in mixed integer conic quadratic programming, 2017).

@@ -9,6 +9,9 @@
 // Rounds that solve the relaxation to its end build a whole tree for a few new cuts each time. This
 // tree goes on instead. It has no presolve and no cuts for integers, so that models without many
 // curved parts are better off with the rounds.
+//
+// Its many members are the open nodes, what branching has learnt of each variable, and counters; a node
+// needs all of them together.
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -103,17 +104,7 @@ TEST(MpsRead, ANewModelReplacesTheOldOneAndItsSolutions) {
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
   task.solve();
   ASSERT_TRUE(task.defined(kBasic));
-  ASSERT_EQ(task.read(R"(NAME A
-ROWS
- N C
- G R
-COLUMNS
- Z C 1 R 1
-RHS
- B R 2
-ENDATA
-)"),
-            VLN_RES_OK);
+  ASSERT_EQ(task.read(kOneVariable), VLN_RES_OK);
   EXPECT_FALSE(task.defined(kBasic));
   EXPECT_EQ(var_name(task, 0), "Z");
   task.solve();

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -125,17 +126,7 @@ TEST(SolutionFile, ABSolutionThatDoesNotFitIsRefusedWhole) {
   const std::string path = test_file_path("other.b");
   ASSERT_EQ(VLN_writebsolution(task, path.c_str(), 0), VLN_RES_OK);
   TestTask other;
-  ASSERT_EQ(other.read(R"(NAME A
-ROWS
- N C
- G R
-COLUMNS
- Z C 1 R 1
-RHS
- B R 2
-ENDATA
-)"),
-            VLN_RES_OK);
+  ASSERT_EQ(other.read(kOneVariable), VLN_RES_OK);
   EXPECT_NE(VLN_readbsolution(other, path.c_str(), 0), VLN_RES_OK);
   EXPECT_FALSE(other.defined(kBasic));
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -128,21 +129,7 @@ ENDATA
 
 TEST(LinearSolve, InfeasibleComesWithADualRay) {
   // x + y <= 1 and x + y >= 2.
-  const std::string mps =
-      R"(NAME A
-ROWS
- N C
- L R
- G S
-COLUMNS
- X C 1 R 1
- X S 1
- Y C 1 R 1
- Y S 1
-RHS
- B R 1 S 2
-ENDATA
-)";
+  const std::string mps = kContradiction;
   for (const double sign : {1.0, -1.0}) {
     for (const char* optimizer : {"free", "primal_simplex", "interior_point"}) {
       TestTask task;
@@ -163,18 +150,7 @@ ENDATA
 
 TEST(LinearSolve, UnboundedComesWithAPrimalRay) {
   // minimize -x, x - y <= 1: along (1, 1).
-  const std::string mps =
-      R"(NAME A
-ROWS
- N C
- L R
-COLUMNS
- X C -1 R 1
- Y R -1
-RHS
- B R 1
-ENDATA
-)";
+  const std::string mps = kUnboundedDirection;
   for (const char* presolve : {"on", "off"}) {
     TestTask task;
     ASSERT_EQ(task.read(mps), VLN_RES_OK);
@@ -425,21 +401,7 @@ ENDATA
 TEST(IntegerSolve, EveryOptimizerSolvesTheIntegerModel) {
   for (const char* optimizer : {"free", "primal_simplex", "dual_simplex", "interior_point"}) {
     TestTask task;
-    ASSERT_EQ(task.read(R"(NAME A
-ROWS
- N C
- G R
-COLUMNS
- M 'MARKER' 'INTORG'
- X C 1 R 2
- M 'MARKER' 'INTEND'
-RHS
- B R 3
-BOUNDS
- UP B X 5
-ENDATA
-)"),
-              VLN_RES_OK);
+    ASSERT_EQ(task.read(kSmallInteger), VLN_RES_OK);
     ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", optimizer), VLN_RES_OK);
     EXPECT_EQ(task.solve(), VLN_RES_OK) << optimizer;
     EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal) << optimizer;
@@ -643,21 +605,7 @@ end
 TEST(IntegerSolve, Infeasible) {
   // 2x = 1 with x integer in 0..5.
   TestTask task;
-  ASSERT_EQ(task.read(R"(NAME A
-ROWS
- N C
- E R
-COLUMNS
- M 'MARKER' 'INTORG'
- X C 1 R 2
- M 'MARKER' 'INTEND'
-RHS
- B R 1
-BOUNDS
- UP B X 5
-ENDATA
-)"),
-            VLN_RES_OK);
+  ASSERT_EQ(task.read(kInfeasibleInteger), VLN_RES_OK);
   EXPECT_EQ(task.solve(), VLN_RES_OK);
   ASSERT_TRUE(task.defined(kInteger));
   EXPECT_EQ(task.problem_status(kInteger), prosta::kPrimalInfeasible);
@@ -666,19 +614,7 @@ ENDATA
 
 // A report's queries of a defined solution must succeed, whatever the status.
 TEST(SolveQueries, EveryQuerySucceedsOnADefinedSolution) {
-  const std::string infeasible =
-      R"(NAME A
-ROWS
- N C
- L R
- G S
-COLUMNS
- X C 1 R 1
- X S 1
-RHS
- B R 1 S 2
-ENDATA
-)";
+  const std::string infeasible = kContradictionOfOne;
   for (const std::string& mps : {two_products(-1), infeasible, two_products(1)}) {
     TestTask task;
     ASSERT_EQ(task.read(mps), VLN_RES_OK);

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -57,67 +58,14 @@ RHS
 ENDATA
 )",
      nullptr, nullptr, "optimal", true},
-    {"integer optimum",
-     R"(NAME A
-ROWS
- N C
- G R
-COLUMNS
- M 'MARKER' 'INTORG'
- X C 1 R 2
- M 'MARKER' 'INTEND'
-RHS
- B R 3
-BOUNDS
- UP B X 5
-ENDATA
-)",
-     nullptr, nullptr, "integer optimal", true},
+    {"integer optimum", kSmallInteger, nullptr, nullptr, "integer optimal", true},
     {"incumbent of a stopped solve", hard_integer_model(), "VLN_IPAR_MIP_SOLUTION_LIMIT", "1",
      "primal feasible", true},
-    {"no feasible point",
-     R"(NAME A
-ROWS
- N C
- L R
- G S
-COLUMNS
- X C 1 R 1
- X S 1
-RHS
- B R 1 S 2
-ENDATA
-)",
-     nullptr, nullptr, "primal infeasible certificate", false},
-    {"no integer point",
-     R"(NAME A
-ROWS
- N C
- E R
-COLUMNS
- M 'MARKER' 'INTORG'
- X C 1 R 2
- M 'MARKER' 'INTEND'
-RHS
- B R 1
-BOUNDS
- UP B X 5
-ENDATA
-)",
-     nullptr, nullptr, "unknown", false},
-    {"no bound on the objective",
-     R"(NAME A
-ROWS
- N C
- L R
-COLUMNS
- X C -1 R 1
- Y R -1
-RHS
- B R 1
-ENDATA
-)",
-     nullptr, nullptr, "dual infeasible certificate", true},
+    {"no feasible point", kContradictionOfOne, nullptr, nullptr, "primal infeasible certificate",
+     false},
+    {"no integer point", kInfeasibleInteger, nullptr, nullptr, "unknown", false},
+    {"no bound on the objective", kUnboundedDirection, nullptr, nullptr,
+     "dual infeasible certificate", true},
 };
 
 TEST(Summary, SaysWhatTheJsonSolutionSays) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -151,33 +152,8 @@ TEST(WarmStart, AnotherSenseIsSolvedRight) {
 }
 
 TEST(WarmStart, CertificatesComeAgain) {
-  const std::string infeasible =
-      R"(NAME A
-ROWS
- N C
- L R
- G S
-COLUMNS
- X C 1 R 1
- X S 1
- Y C 1 R 1
- Y S 1
-RHS
- B R 1 S 2
-ENDATA
-)";
-  const std::string unbounded =
-      R"(NAME A
-ROWS
- N C
- L R
-COLUMNS
- X C -1 R 1
- Y R -1
-RHS
- B R 1
-ENDATA
-)";
+  const std::string infeasible = kContradiction;
+  const std::string unbounded = kUnboundedDirection;
   for (const bool feasible : {false, true}) {
     for (const char* optimizer : {"free", "primal_simplex", "interior_point", "conic"}) {
       const int32_t kind = std::string(optimizer) == "conic" ? kInterior : kBasic;
@@ -250,21 +226,7 @@ int stop_at_once(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const in
 
 // Going on from a solution for no time at all must not lose it.
 TEST(WarmStart, AStopBeforeAnythingWasFoundKeepsWhatWasHeld) {
-  const std::string integer =
-      R"(NAME A
-ROWS
- N C
- G R
-COLUMNS
- M 'MARKER' 'INTORG'
- X C 1 R 2
- M 'MARKER' 'INTEND'
-RHS
- B R 3
-BOUNDS
- UP B X 5
-ENDATA
-)";
+  const std::string integer = kSmallInteger;
   struct Case {
     std::string mps;
     const char* optimizer;

@@ -7,35 +7,11 @@
 
 #include "file/numbers.h"
 #include "format/cbf/cbf_words.h"
+#include "format/common/cone_sizes.h"
 #include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
-namespace {
-
-// How many members a cone may have.
-struct SizeRule {
-  size_t least, most;
-};
-
-SizeRule members_of(const CbfDomain& domain) {
-  constexpr size_t kMany = CbfReading::kMost;
-  switch (domain.kind) {
-    case ConeKind::kQuadratic:
-      break;
-    case ConeKind::kRotatedQuadratic:
-      return {2, kMany};
-    case ConeKind::kExponential:
-    case ConeKind::kDualExponential:
-      return {3, 3};
-    case ConeKind::kPower:
-    case ConeKind::kDualPower:
-      return {domain.exponents->size(), kMany};
-  }
-  return {1, kMany};
-}
-
-}  // namespace
 
 // COUNT TOTAL, then for each the number of its exponents and these, one a line.
 bool CbfBlocks::read_table(PowerTable* table) {
@@ -150,7 +126,8 @@ bool CbfBlocks::read_power_domain(std::string_view word, CbfDomain* domain) {
 bool CbfBlocks::check_size(std::string_view word, CbfBlock* block) {
   CbfDomain* domain = &block->domain;
   if (!domain->is_cone) return true;
-  const SizeRule rule = members_of(*domain);
+  const size_t exponents = domain->exponents == nullptr ? 0 : domain->exponents->size();
+  const ConeSizes rule = cone_sizes(domain->kind, exponents);
   const size_t size = index(block->size);
   if (size < rule.least || size > rule.most) {
     return lines_.fail(word, format_text("a cone of this kind has %s%zu members",

@@ -1,39 +1,17 @@
 // Reading cones and parameters; see ptf_sections.h.
 #include "format/lp/ptf_sections.h"
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "format/common/byte_codes.h"
+#include "format/common/cone_sizes.h"
 #include "format/lp/ptf_words.h"
 #include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
-
-struct SizeRule {
-  size_t least, most;
-};
-
-SizeRule members_of(const Cone& cone) {
-  constexpr size_t kAny = std::numeric_limits<size_t>::max();
-  switch (cone.kind) {
-    case ConeKind::kQuadratic:
-      return {1, kAny};
-    case ConeKind::kRotatedQuadratic:
-      return {2, kAny};
-    case ConeKind::kExponential:
-    case ConeKind::kDualExponential:
-      return {3, 3};
-    case ConeKind::kPower:
-    case ConeKind::kDualPower:
-      return {std::max<size_t>(cone.exponents.size(), 1), kAny};
-  }
-  return {0, kAny};
-}
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
@@ -57,7 +35,7 @@ bool PtfSections::read_cone() {
   const LpPlace place = tokens_.place();
   Cone cone = {};
   if (!read_cone_name() || !read_cone_kind(&cone) || !read_members(&cone)) return false;
-  const SizeRule rule = members_of(cone);
+  const ConeSizes rule = cone_sizes(cone.kind, cone.exponents.size());
   if (cone.vars.size() < rule.least || cone.vars.size() > rule.most) {
     return tokens_.fail_at(
         place, reading_.model.cone_names[index(reading_.model.num_cone())],

@@ -1,0 +1,89 @@
+// Models of one or two variables that several tests solve or read, in MPS.
+#pragma once
+
+// The least z with z >= 2: the optimum is 2.
+inline constexpr char kOneVariable[] = R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ Z C 1 R 1
+RHS
+ B R 2
+ENDATA
+)";
+
+// x + y <= 1 and x + y >= 2.
+inline constexpr char kContradiction[] = R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+ Y C 1 R 1
+ Y S 1
+RHS
+ B R 1 S 2
+ENDATA
+)";
+
+// The least -x with x - y <= 1: unbounded along x = y.
+inline constexpr char kUnboundedDirection[] = R"(NAME A
+ROWS
+ N C
+ L R
+COLUMNS
+ X C -1 R 1
+ Y R -1
+RHS
+ B R 1
+ENDATA
+)";
+
+// The least integer x with 2 x >= 3, x <= 5: the optimum is 2.
+inline constexpr char kSmallInteger[] = R"(NAME A
+ROWS
+ N C
+ G R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 3
+BOUNDS
+ UP B X 5
+ENDATA
+)";
+
+// An integer x with 2 x = 1: only the relaxation has a point.
+inline constexpr char kInfeasibleInteger[] = R"(NAME A
+ROWS
+ N C
+ E R
+COLUMNS
+ M 'MARKER' 'INTORG'
+ X C 1 R 2
+ M 'MARKER' 'INTEND'
+RHS
+ B R 1
+BOUNDS
+ UP B X 5
+ENDATA
+)";
+
+// x <= 1 and x >= 2.
+inline constexpr char kContradictionOfOne[] = R"(NAME A
+ROWS
+ N C
+ L R
+ G S
+COLUMNS
+ X C 1 R 1
+ X S 1
+RHS
+ B R 1 S 2
+ENDATA
+)";

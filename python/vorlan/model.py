@@ -56,7 +56,8 @@ def solve(c, A, b, cones, *, lower=None, upper=None, integer=(), maximize=False,
     names and values of the optimizer's parameters. time_limit: seconds. Returns an Answer; raises
     ValueError where sizes do not fit and SolveError where the program refuses.
     """
-    model = _Model(list(map(float, c)), list(map(float, b)), _columns(A, len(list(c))))
+    costs = list(map(float, c))
+    model = _Model(costs, list(map(float, b)), *_columns(A, len(costs)))
     row = 0
     for cone in cones:
         row = model.add_block(row, *cone)
@@ -81,7 +82,7 @@ def _answer(document, variables, rows):
 
 
 def _columns(A, width):
-    """For each column its pairs of row and value, of any of the forms that A may have."""
+    """The number of rows, and for each column its pairs of row and value, of any form of A."""
     if hasattr(A, "tocoo"):
         entries = A.tocoo()
         shape, triples = entries.shape, zip(entries.row, entries.col, entries.data)
@@ -96,9 +97,7 @@ def _columns(A, width):
     sums = [{} for _ in range(width)]
     for i, j, value in triples:
         sums[j][int(i)] = sums[j].get(int(i), 0.0) + float(value)
-    columns = [[(i, value) for i, value in sorted(column.items()) if value != 0.0] for column in sums]
-    columns.append(shape[0])
-    return columns
+    return shape[0], [[(i, value) for i, value in sorted(column.items()) if value != 0.0] for column in sums]
 
 
 def _bound(value):
@@ -110,8 +109,7 @@ class _Model:
     """The rows of A x - b, block by block: a row outside the linear cones gets a variable of its own
     that is equal to it, and is in the cone; a semidefinite block gets a matrix variable."""
 
-    def __init__(self, c, b, columns):
-        rows = columns.pop()
+    def __init__(self, c, b, rows, columns):
         if rows != len(b):
             raise ValueError(f"A has {rows} rows, b has {len(b)} elements")
         self.c, self.b, self.columns = c, b, columns

@@ -54,8 +54,7 @@ class VorlanSolver(pulp.LpSolver_CMD):
             except SolveError as error:
                 raise pulp.PulpSolverError(f"PuLP: {error}") from error
         kind, solution = best_solution(document)
-        status = self._take(lp, kind, solution, document, variables, constraints)
-        return status
+        return self._take(lp, kind, solution, document, variables, constraints)
 
     def _take(self, lp, kind, solution, document, variables, constraints):
         reported = solution.get("solution status", "unknown")

@@ -30,7 +30,11 @@ void Session::ask_to_stop(vlncallbackfunc func, void* handle) {
   expect(VLN_putcallbackfunc(task_, func, handle));
 }
 
-void Session::read(const std::string& file) { expect(VLN_readdata(task_, file.c_str())); }
+void Session::read(const std::string& file) {
+  expect(VLN_readdata(task_, file.c_str()));
+  // The library looks at every name for this, so it is asked once and not for each name.
+  expect(VLN_getmaxnamelen(task_, &longest_name_));
+}
 
 void Session::write(const std::string& file) { expect(VLN_writedata(task_, file.c_str())); }
 
@@ -122,10 +126,8 @@ void Session::expect(VLNrescode_enum code) const {
 }
 
 std::string Session::name(NameQuery query, char prefix, int index) const {
-  int longest = 0;
-  expect(VLN_getmaxnamelen(task_, &longest));
-  std::vector<char> text(static_cast<std::size_t>(longest) + 1);
-  expect(query(task_, index, longest + 1, text.data()));
+  std::vector<char> text(static_cast<std::size_t>(longest_name_) + 1);
+  expect(query(task_, index, longest_name_ + 1, text.data()));
   if (text[0] == '\0') return prefix + std::to_string(index);
   return text.data();
 }

@@ -71,6 +71,7 @@ class Session {
   std::vector<double> vector(VectorQuery query, int which, int size) const;
 
   vlntaskt* task_ = nullptr;
+  int longest_name_ = 0;  // in bytes, of the model that was read
 };
 
 }  // namespace vorlan::companion

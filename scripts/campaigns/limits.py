@@ -1,12 +1,9 @@
 """Runs the program under limits of resources: addresses, data, file sizes, descriptors, stack.
 
-Half of the runs solve the examples; the others one of the public instances in the folder that
-VORLAN_DATA names, where there is one. A limit on the size of files ends nothing: the write fails.
+A limit on the size of files ends nothing: the write fails. The campaign `instances` does the same to
+public instances.
 """
 import collections
-import csv
-import os
-import pathlib
 import resource
 import signal
 
@@ -22,42 +19,37 @@ KINDS = {
 }
 
 
-def public_lines():
-    """Command lines like those of the examples, one for each public instance that is small."""
-    if "VORLAN_DATA" not in os.environ:
-        return []
-    data = pathlib.Path(os.environ["VORLAN_DATA"]).resolve()
-    with (data / "expected.tsv").open(encoding="utf-8") as table:
-        names = [row["file"] for row in csv.DictReader(table, delimiter="\t") if row["class"] != "bad"]
-    return [(name, ["-read", str(data / name), "-solve:res=res,trm=trm,time-limit=2", "-write-solution",
-                    "a.json", "-write", "a.task", "-write-solution", "a.plain"], ["a.json", "a.task"],
-             ["res", "trm", "a.plain"]) for name in names]
+def run_under(program, line, folder, which, most):
+    """Runs a line under a limit: the run and its exit status."""
+    def bound():
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        resource.setrlimit(which, (most, most))
+
+    run = runs.Run(program, line, folder, preexec=bound)
+    return run, run.end()
+
+
+def is_not_started(run, status, which):
+    """Whether the limit let the system refuse to start the program at all, or its loader."""
+    if status == 127 and "shared" in run.error:
+        return True
+    dies = status in (127, -signal.SIGSEGV, -signal.SIGKILL) and not run.error.strip("Killed\n")
+    return dies and which in (resource.RLIMIT_AS, resource.RLIMIT_DATA, resource.RLIMIT_STACK)
 
 
 def campaign(program, _build, _seconds, draw, folder, over):
     wanted = runs.references(program, folder)
-    pools = [pool for pool in (runs.LINES, public_lines()) if pool]
     counts, finds = collections.Counter(), []
     while not over():
-        line = draw.choice(draw.choice(pools))
+        line = draw.choice(runs.LINES)
         kind = draw.choice(sorted(KINDS))
         which, amount = KINDS[kind]
         most = amount(draw)
-
-        def bound(which=which, most=most):
-            resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-            resource.setrlimit(which, (most, most))
-
-        run = runs.Run(program, line, folder, preexec=bound)
-        status = run.end()
-        # The system refuses to start the program at all, or its loader does.
-        not_started = status in (127, -signal.SIGSEGV, -signal.SIGKILL) and not run.error.strip("Killed\n")
-        loader = status == 127 and "shared" in run.error
+        run, status = run_under(program, line, folder, which, most)
         counts[f"{kind}: " + ("went on" if status == 0 else "failed")] += 1
-        if loader or (not_started and kind in ("addresses", "data", "stack")):
+        if is_not_started(run, status, which):
             continue
-        fault = runs.judge(run, status, wanted.get(line[0], collections.defaultdict(lambda: b"")))
+        fault = runs.judge(run, status, wanted[line[0]])
         if fault is not None:
             finds.append(f"line '{line[0]}', {kind} {most}: {fault}")
     return counts, finds
-

@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <string>
@@ -154,6 +156,44 @@ int live_in_threads(const char* child, int rounds) {
 }
 
 TEST(Threads, TasksOfEveryKindInThisProcess) { EXPECT_EQ(live_in_threads("off", kRounds), 0); }
+
+// The first solves of this process that need dense algebra, all at once, each of which loads it. How
+// many went wrong.
+int load_in_threads(const Kind& kind, const std::string& folder) {
+  std::atomic<int> waiting = kThreads;
+  std::atomic<int> failed = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (--waiting; waiting > 0;) std::this_thread::yield();
+      if (!live_through(kind, folder, t, "off")) ++failed;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return failed;
+}
+
+// OpenBLAS is loaded with a variable in the environment that chooses its kernels. Of two threads that
+// did so at once one could take the other's environment for the caller's, and the variable stayed. The
+// moment for that is short: ThreadSanitizer sees the race in every run, the variable tells it seldom.
+TEST(Threads, DenseAlgebraIsLoadedAtOnceAndLeavesTheEnvironmentAlone) {
+  constexpr const char* kVariable = "OPENBLAS_CORETYPE";
+  constexpr int kProcesses = 20;
+  const Kind& matrix = kKinds[3];
+  if (std::getenv(kVariable) != nullptr) GTEST_SKIP() << kVariable << " is set";
+  write_test_file(matrix.name, matrix.content);
+  const std::string folder = std::filesystem::path(test_file_path("x")).parent_path();
+  for (int number = 0; number < kProcesses; ++number) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const bool failed = load_in_threads(matrix, folder) != 0;
+      _exit(failed ? 1 : std::getenv(kVariable) != nullptr ? 2 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0) << "a solve failed (256), or the variable stayed (512)";
+  }
+}
 
 #if !defined(__SANITIZE_ADDRESS__)
 // That sanitizer's allocator may hold a lock at the moment of the fork, and its child then waits for

@@ -51,11 +51,36 @@ const char* kernels_by_features() {
 
 constexpr const char* kKernelVariable = "OPENBLAS_CORETYPE";
 
+// Held by one thread of a process at a time; the others wait. A mutex that another thread held when
+// this process was forked would stay locked in it for ever. This lock knows its process: what was
+// inherited from another one is taken over.
+class ProcessLock {
+ public:
+  ProcessLock() {
+    const pid_t own = ::getpid();
+    pid_t expected = kFree;
+    while (!holder.compare_exchange_weak(expected, own)) {
+      if (expected != own) continue;
+      ::usleep(kPauseMicroseconds);
+      expected = kFree;
+    }
+  }
+  ~ProcessLock() { holder = kFree; }
+  ProcessLock(const ProcessLock&) = delete;
+  ProcessLock& operator=(const ProcessLock&) = delete;
+
+ private:
+  static constexpr pid_t kFree = 0;
+  static constexpr useconds_t kPauseMicroseconds = 500;
+  static inline std::atomic<pid_t> holder = kFree;
+};
+
 // Lets OpenBLAS choose by features while this object lives, unless the user has chosen. OpenBLAS
 // reads the environment only while it is loaded. For that time the environment is another array,
 // which is kept to the end of the process, because another thread may be reading it. setenv would not
 // do: it moves the array that others read, and takes a lock that another thread may have held when
-// this process was forked.
+// this process was forked. Two threads that load at once take turns: one would take the other's
+// environment for the caller's, and leave it there.
 class KernelChoice {
  public:
   KernelChoice() {
@@ -88,6 +113,7 @@ class KernelChoice {
   };
   static inline std::atomic<Environment*> kept = nullptr;
 
+  ProcessLock lock_;
   char** before_ = environ;
   char** during_ = nullptr;
   std::vector<char*> copy_;

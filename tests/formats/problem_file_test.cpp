@@ -101,6 +101,63 @@ TEST(ProblemFile, TaskAndPtfFilesCarrySolutionsAndParameters) {
   }
 }
 
+int32_t int_parameter(vlntaskt* task, int32_t param) {
+  int32_t value = -1;
+  EXPECT_EQ(VLN_getintparam(task, param, &value), VLN_RES_OK);
+  return value;
+}
+
+constexpr int32_t kNumThreads = 2;
+constexpr int32_t kRandomSeed = 3;
+constexpr int32_t kLogLevel = 9;
+constexpr int32_t kChildProcess = 10;
+
+// A file from elsewhere must not decide about this machine: its threads, its memory, the process
+// that can be stopped, the log.
+TEST(ProblemFile, WhatBelongsToTheRunIsNotTakenFromAFile) {
+  TestTask task;
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_NUM_THREADS", "2"), VLN_RES_OK);
+  ASSERT_EQ(task.read_as("foreign.ptf", R"(Minimize ] extended problem 1
+Minimize
+ o: x
+Subject To
+ c: x >= 1
+Parameters
+ VLN_IPAR_NUM_THREADS = 64
+ VLN_IPAR_LOG = off
+ VLN_IPAR_CHILD_PROCESS = 0
+ VLN_DPAR_MEMORY_LIMIT = no number
+ VLN_IPAR_RANDOM_SEED = 17
+End
+)"),
+            VLN_RES_OK)
+      << task.last_message();
+  EXPECT_EQ(int_parameter(task, kNumThreads), 2);
+  EXPECT_EQ(int_parameter(task, kLogLevel), 2);
+  EXPECT_EQ(int_parameter(task, kChildProcess), 2);
+  EXPECT_EQ(int_parameter(task, kRandomSeed), 17);
+  for (const char* name : {"VLN_IPAR_NUM_THREADS", "VLN_IPAR_LOG", "VLN_IPAR_CHILD_PROCESS",
+                           "VLN_DPAR_MEMORY_LIMIT"}) {
+    const std::string note = std::string("warning: ") + name + " is not taken from the file";
+    EXPECT_NE(task.log().find(note), std::string::npos) << task.log();
+  }
+  EXPECT_EQ(task.log().find("SEED"), std::string::npos) << task.log();
+}
+
+TEST(ProblemFile, WhatBelongsToTheRunIsNotWrittenToAFile) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_NUM_THREADS", "2"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "1000"), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "1000"), VLN_RES_OK);
+  const std::string path = test_file_path("own.jtask");
+  ASSERT_EQ(VLN_writedata(task, path.c_str()), VLN_RES_OK);
+  const std::string content = read_all(path);
+  EXPECT_EQ(content.find("NUM_THREADS"), std::string::npos) << content;
+  EXPECT_EQ(content.find("MEMORY_LIMIT"), std::string::npos) << content;
+  EXPECT_NE(content.find("TIME_LIMIT"), std::string::npos) << content;
+}
+
 TEST(SolutionFile, ABSolutionReadsBackAndTheSelectorAloneCompresses) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);

@@ -158,6 +158,13 @@ class Equality(RemoteTest):
         self.assertEqual(self.text("r"), self.text("l"))
         self.assertEqual((self.folder / "r.copy").read_bytes(), (self.folder / "l.copy").read_bytes())
 
+    def test_a_caller_without_a_log_gets_none(self):
+        self.start()
+        self.run_remotely("-log", "log", "-read", str(harness.EXAMPLES / "workshop.mps"), "-d", "VLN_IPAR_LOG",
+                          "off", "-solve")
+        self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_OK"))
+        self.assertNotIn("Optimization", self.text("log"))
+
     def test_a_solve_starts_from_what_the_task_holds(self):
         self.start()
         self.run_remotely("-log", "log", "-read", str(harness.EXAMPLES / "workshop.mps"), "-solve",

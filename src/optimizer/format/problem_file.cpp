@@ -14,6 +14,7 @@
 #include "format/mps/mps.h"
 #include "format/sdpa/sdpa.h"
 #include "format/task/task_file.h"
+#include "task/parameter_traits.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -134,33 +135,32 @@ bool carries_solutions(const ProblemFormat& format, const Parameters& parameters
   return false;
 }
 
-// Parameters of the calls, which commands set around some of them, and not properties of a model.
-bool belongs_to_the_run(IntParam param) {
-  return param == IntParam::kShowFileNames || param == IntParam::kTaskFileSolutions ||
-         param == IntParam::kTextFileSolutions || param == IntParam::kAsyncRead ||
-         param == IntParam::kAsyncWrite || param == IntParam::kReadDeclaredLimit ||
-         param == IntParam::kReadTokenLimit;
-}
-
-Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters) {
+// What the file sets of the run's own parameters is left out, with a warning.
+Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters,
+                      Warnings* warnings) {
   for (const ParameterSetting& setting : settings) {
+    if (belongs_to_run(setting.name)) {
+      warnings->add(setting.name +
+                    " is not taken from the file: it belongs to the run and its machine");
+      continue;
+    }
     Status status = parameters->put_by_name(setting.name, setting.value);
     if (!status.ok()) return status;
   }
   return {};
 }
 
-// The parameters that a file is to carry: what the task has beyond the defaults. What a command
-// forces around its call is not the task's own.
+// The parameters that a file is to carry: what the task has beyond the defaults, but not what
+// belongs to the run, such as what a command forces around its call.
 std::vector<ParameterSetting> changed_settings(const Parameters& parameters) {
   std::vector<ParameterSetting> settings;
   for (const IntParamEntry& entry : int_parameters()) {
-    if (belongs_to_the_run(entry.param) || parameters.get(entry.param) == entry.initial) continue;
+    if (belongs_to_run(entry.name) || parameters.get(entry.param) == entry.initial) continue;
     settings.push_back({entry.name, std::to_string(parameters.get(entry.param))});
   }
   for (const DoubleParamEntry& entry : double_parameters()) {
     const double value = parameters.get(entry.param);
-    if (value == entry.initial) continue;
+    if (belongs_to_run(entry.name) || value == entry.initial) continue;
     std::array<char, kLongestNumber> text{};
     settings.push_back({entry.name, std::string(text.data(), format_double(value, text.data()))});
   }
@@ -206,7 +206,7 @@ Status read_problem_file(Task* task, const char* filename) {
   status = format->read(&input, limits, &file, &warnings);
   if (!status.ok()) return status;
   Parameters parameters = task->parameters;
-  status = apply_settings(file.parameters, &parameters);
+  status = apply_settings(file.parameters, &parameters, &warnings);
   if (!status.ok()) return status;
 
   task->model = std::move(file.model);

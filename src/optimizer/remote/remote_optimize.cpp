@@ -80,7 +80,9 @@ class Conversation {
                                     ints, longs) != 0;
   }
 
+  // The server logs as its operator wishes; a caller who wants no log gets none.
   void take_text(std::string_view text) {
+    if (task_->parameters.get(IntParam::kLog) < kLogSummary) return;
     held_ += text;
     const size_t last_end =
         held_.size() < 2 ? std::string::npos : held_.rfind('\n', held_.size() - 2);

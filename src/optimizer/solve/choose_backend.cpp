@@ -24,21 +24,28 @@ bool wants_no_basis(const Model&, const Parameters& parameters) {
   return wants_interior_point(parameters) && !parameters.is_on(IntParam::kCrossover);
 }
 
+bool wants_interior(const Model&, const Parameters& parameters) {
+  return wants_interior_point(parameters);
+}
+
 bool is_any(const Model&, const Parameters&) { return true; }
 
 struct Row {
   bool (*is_for)(const Model& model, const Parameters& parameters);
   const Backend* backend;
+  SolveMethod method;
   SolutionKind solution;
 };
 
 // The first row that is for a model holds.
 constexpr Row kRows[] = {
-    {is_mixed_linear, &kHighsBackend, SolutionKind::kInteger},
-    {is_mixed, &kOuterApproximationBackend, SolutionKind::kInteger},
-    {wants_conic_method, &kConicBackend, SolutionKind::kInterior},
-    {wants_no_basis, &kHighsBackend, SolutionKind::kInterior},
-    {is_any, &kHighsBackend, SolutionKind::kBasic},
+    {is_mixed_linear, &kHighsBackend, SolveMethod::kBranchAndCut, SolutionKind::kInteger},
+    {is_mixed, &kOuterApproximationBackend, SolveMethod::kOuterApproximation,
+     SolutionKind::kInteger},
+    {wants_conic_method, &kConicBackend, SolveMethod::kConic, SolutionKind::kInterior},
+    {wants_no_basis, &kHighsBackend, SolveMethod::kInteriorPoint, SolutionKind::kInterior},
+    {wants_interior, &kHighsBackend, SolveMethod::kInteriorPoint, SolutionKind::kBasic},
+    {is_any, &kHighsBackend, SolveMethod::kSimplex, SolutionKind::kBasic},
 };
 
 // A linear model of no more rows, columns and elements together is solved within a few
@@ -61,9 +68,9 @@ bool runs_in_child(const Model& model, const Parameters& parameters, bool by_sim
 SolvePlan choose_backend(const Model& model, const Parameters& parameters) {
   const Row& row = *std::find_if(std::begin(kRows), std::end(kRows) - 1,
                                  [&](const Row& r) { return r.is_for(model, parameters); });
-  const bool by_simplex = row.backend == &kHighsBackend && row.solution != SolutionKind::kInteger &&
-                          !wants_interior_point(parameters);
+  const bool by_simplex = row.method == SolveMethod::kSimplex;
   return {row.backend,
+          row.method,
           row.solution,
           by_simplex,
           runs_in_child(model, parameters, by_simplex),

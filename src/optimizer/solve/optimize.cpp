@@ -14,6 +14,8 @@
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
 #include "task/numeric.h"
+#include "task/parameter_traits.h"
+#include "task/text.h"
 
 namespace vorlan {
 namespace {
@@ -61,6 +63,14 @@ void load_libraries(const SolvePlan& plan) {
   }
 }
 
+// A parameter that was set and does nothing for this model is worth a line.
+void log_unused(const Task& task, SolveMethod method) {
+  const std::string list = unused_parameters(task.parameters, method);
+  if (list.empty()) return;
+  task.log_text(kLogSummary, format_text("Set, but not used by the method (%s): %s\n",
+                                         word_of(method), list.c_str()));
+}
+
 }  // namespace
 
 Status optimize(Task* task, Code* termination) {
@@ -68,6 +78,7 @@ Status optimize(Task* task, Code* termination) {
   const SolvePlan plan = choose_backend(task->model, task->parameters);
   const MinimizeProblem problem(task->model, find_start(*task, plan.solution), plan.cutoffs);
   log_start(*task);
+  log_unused(*task, plan.method);
   listener.beat_now({});
   const Work work = [&](const Parameters& parameters, double seconds, BackendMonitor* monitor,
                         Answer* answer) {

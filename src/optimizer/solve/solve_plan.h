@@ -4,6 +4,7 @@
 #pragma once
 
 #include "solve/backend.h"
+#include "task/parameter_traits.h"
 
 namespace vorlan {
 
@@ -34,6 +35,7 @@ struct ClaimTolerances {
 
 struct SolvePlan {
   const Backend* backend;
+  SolveMethod method;
   SolutionKind solution;  // the kind of solution that the solve makes
   bool by_simplex;        // from the basis that the task holds the solve is done at once
   bool in_child;          // in a process of its own

@@ -24,10 +24,10 @@ constexpr ValueWord kScalingWords[] = {
 constexpr ValueWord kLogWords[] = {{"off", 0}, {"summary", 1}, {"full", 2}};
 
 constexpr IntParamEntry kInts[] = {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
-  {IntParam::enumerator, name, lower, upper, initial, words, text},
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
-#define VORLAN_STRING(enumerator, index, name, text)
+#define VORLAN_INT(id, index, name, lower, upper, initial, words, theme, owner, methods, text) \
+  {IntParam::id, name, lower, upper, initial, words, text},
+#define VORLAN_DOUBLE(...)
+#define VORLAN_STRING(...)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
@@ -35,10 +35,10 @@ constexpr IntParamEntry kInts[] = {
 };
 
 constexpr DoubleParamEntry kDoubles[] = {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) \
-  {DoubleParam::enumerator, name, lower, upper, initial, text},
-#define VORLAN_STRING(enumerator, index, name, text)
+#define VORLAN_INT(...)
+#define VORLAN_DOUBLE(id, index, name, lower, upper, initial, theme, owner, methods, text) \
+  {DoubleParam::id, name, lower, upper, initial, text},
+#define VORLAN_STRING(...)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
@@ -46,9 +46,9 @@ constexpr DoubleParamEntry kDoubles[] = {
 };
 
 constexpr StringParamEntry kStrings[] = {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
-#define VORLAN_STRING(enumerator, index, name, text) {StringParam::enumerator, name, text},
+#define VORLAN_INT(...)
+#define VORLAN_DOUBLE(...)
+#define VORLAN_STRING(id, index, name, text) {StringParam::id, name, text},
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE

@@ -17,10 +17,9 @@ namespace vorlan {
 inline constexpr int32_t kIntMax = std::numeric_limits<int32_t>::max();
 
 enum class IntParam : int32_t {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text) \
-  enumerator = (index),
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
-#define VORLAN_STRING(enumerator, index, name, text)
+#define VORLAN_INT(enumerator, index, ...) enumerator = (index),
+#define VORLAN_DOUBLE(...)
+#define VORLAN_STRING(...)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
@@ -28,9 +27,9 @@ enum class IntParam : int32_t {
 };
 
 enum class DoubleParam : int32_t {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text) enumerator = (index),
-#define VORLAN_STRING(enumerator, index, name, text)
+#define VORLAN_INT(...)
+#define VORLAN_DOUBLE(enumerator, index, ...) enumerator = (index),
+#define VORLAN_STRING(...)
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE
@@ -38,9 +37,9 @@ enum class DoubleParam : int32_t {
 };
 
 enum class StringParam : int32_t {
-#define VORLAN_INT(enumerator, index, name, lower, upper, initial, words, text)
-#define VORLAN_DOUBLE(enumerator, index, name, lower, upper, initial, text)
-#define VORLAN_STRING(enumerator, index, name, text) enumerator = (index),
+#define VORLAN_INT(...)
+#define VORLAN_DOUBLE(...)
+#define VORLAN_STRING(enumerator, index, ...) enumerator = (index),
 #include "task/parameters.def"
 #undef VORLAN_INT
 #undef VORLAN_DOUBLE

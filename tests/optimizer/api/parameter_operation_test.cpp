@@ -117,6 +117,32 @@ TEST(ParameterOperation, OptimizersAndPresolveAgree) {
   }
 }
 
+// What a user set in vain stands in the log, and nothing else does.
+TEST(ParameterOperation, TheLogNamesWhatTheMethodDoesNotUse) {
+  const auto log_with = [](const char* optimizer) {
+    TestTask task;
+    for (const auto& [name, value] :
+         {std::pair{"VLN_IPAR_OPTIMIZER", optimizer}, std::pair{"VLN_IPAR_PRESOLVE", "off"},
+          std::pair{"VLN_IPAR_MIP_NODE_LIMIT", "5"},
+          std::pair{"VLN_DPAR_CONIC_GAP_TOLERANCE", "1e-9"}}) {
+      EXPECT_EQ(VLN_putparam(task, name, value), VLN_RES_OK);
+    }
+    EXPECT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+    task.solve();
+    return task.log();
+  };
+  EXPECT_NE(log_with("free").find("\nSet, but not used by the method (simplex): "
+                                  "VLN_IPAR_MIP_NODE_LIMIT, VLN_DPAR_CONIC_GAP_TOLERANCE\n"),
+            std::string::npos);
+  EXPECT_NE(log_with("conic").find("\nSet, but not used by the method (conic): VLN_IPAR_PRESOLVE, "
+                                   "VLN_IPAR_MIP_NODE_LIMIT\n"),
+            std::string::npos);
+  TestTask plain;
+  EXPECT_EQ(plain.read(two_products(-1)), VLN_RES_OK);
+  plain.solve();
+  EXPECT_EQ(plain.log().find("not used"), std::string::npos) << plain.log();
+}
+
 TEST(ParameterOperation, OptimizerChoiceReachesTheOptimizer) {
   TestTask task;
   ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_OPTIMIZER", "interior_point"), VLN_RES_OK);

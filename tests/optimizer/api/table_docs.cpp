@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "task/parameter_traits.h"
 #include "task/parameters.h"
 #include "task/response_codes.h"
 #include "task/text.h"
@@ -98,34 +99,77 @@ solutions kept in the task. When the solve itself fails, only the task solver re
   return text;
 }
 
+struct ThemeTitle {
+  ParamTheme theme;
+  const char* title;
+  const char* text;
+};
+constexpr ThemeTitle kThemes[] = {
+    {ParamTheme::kLimits, "Limits", "What ends a solve before its optimum is proved."},
+    {ParamTheme::kAccuracy, "Accuracy", "When a point counts as feasible, and as optimal."},
+    {ParamTheme::kMethod, "Method", "How a model is solved."},
+    {ParamTheme::kSearch, "Search for integer points", "For mixed-integer models alone."},
+    {ParamTheme::kLogging, "Log", "What is told of a solve."},
+    {ParamTheme::kMachine, "Machine",
+     "What a solve may take of the machine, and in which process."},
+    {ParamTheme::kFiles, "Files", "What is read, and what is written to problem files."},
+};
+
+const char* word_of(ParamOwner owner) { return owner == ParamOwner::kRun ? "run" : "model"; }
+
+// The columns that integer and double parameters share.
+std::string row_of(int32_t number, const char* name, const std::string& range,
+                   const std::string& initial, const std::string& words, const char* text) {
+  const ParamTraits& traits = *find_traits(name);
+  return format_text("| %d | `%s` | %s | %s | %s | %s | %s | %s |\n", number, name, range.c_str(),
+                     initial.c_str(), words.c_str(), words_of_methods(traits.methods).c_str(),
+                     word_of(traits.owner), text);
+}
+
+std::string theme_section(const ThemeTitle& theme) {
+  std::string rows;
+  for (const IntParamEntry& entry : int_parameters()) {
+    if (find_traits(entry.name)->theme != theme.theme) continue;
+    rows += row_of(static_cast<int32_t>(entry.param), entry.name,
+                   format_text("%d to %d", entry.lower, entry.upper), std::to_string(entry.initial),
+                   words_of(entry), entry.text);
+  }
+  for (const DoubleParamEntry& entry : double_parameters()) {
+    if (find_traits(entry.name)->theme != theme.theme) continue;
+    rows += row_of(static_cast<int32_t>(entry.param), entry.name,
+                   format_text("%g to %g", entry.lower, entry.upper),
+                   format_text("%g", entry.initial), "", entry.text);
+  }
+  return format_text(R"(
+## %s
+
+%s
+
+| index | name | range | default | words | used by | owner | meaning |
+|---|---|---|---|---|---|---|---|
+)",
+                     theme.title, theme.text) +
+         rows;
+}
+
 std::string parameters_page() {
   std::string page =
       R"(# Parameters
 
-Set by name with `-d NAME VALUE`, where the value is a number, one of the parameter's
-words, or the text of a string parameter. This page is made from the library's tables.
+Set by name with `-d NAME VALUE`, where the value is a number, one of the parameter's words, or the
+text of a string parameter; `VLN_IPAR_` begins the names of integer parameters, `VLN_DPAR_` those of
+double and `VLN_SPAR_` those of string parameters. This page is made from the library's tables.
 
-## Integer parameters
+The column "used by" names the methods that look at a parameter: simplex and interior point for
+linear models, conic for models with quadratic terms, cones or matrix variables, branch and cut for
+linear models with integer variables, outer approximation for the others with integer variables.
+Where a parameter of the model is set that the method of the solve does not use, the log says so.
 
-| index | name | range | default | words | meaning |
-|---|---|---|---|---|---|
+The column "owner" says to whom a parameter belongs. Problem files in the formats PTF, OPF, JSON and
+CBOR carry parameters of the model. They neither carry nor set what belongs to the run and its
+machine, and a warning in the log names what a file tried to set.
 )";
-  for (const IntParamEntry& entry : int_parameters()) {
-    page += format_text("| %d | `%s` | %d to %d | %d | %s | %s |\n",
-                        static_cast<int32_t>(entry.param), entry.name, entry.lower, entry.upper,
-                        entry.initial, words_of(entry).c_str(), entry.text);
-  }
-  page +=
-      R"(
-## Double parameters
-
-| index | name | range | default | meaning |
-|---|---|---|---|---|
-)";
-  for (const DoubleParamEntry& entry : double_parameters()) {
-    page += format_text("| %d | `%s` | %g to %g | %g | %s |\n", static_cast<int32_t>(entry.param),
-                        entry.name, entry.lower, entry.upper, entry.initial, entry.text);
-  }
+  for (const ThemeTitle& theme : kThemes) page += theme_section(theme);
   return page + string_parameters_section();
 }
 

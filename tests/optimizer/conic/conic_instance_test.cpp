@@ -49,7 +49,7 @@ const Exception kExceptions[] = {
     {"sdp/gpp124-2.dat-s.gz", 5e-8, kNoInterior},
     {"sdp/gpp124-4.dat-s.gz", 5e-8, kNoInterior},
     {"sdp/qap7.dat-s.gz", 1e-6, kNoInterior},
-    {"sdp/qap9.dat-s.gz", 5e-7, kNoInterior},
+    {"sdp/qap9.dat-s.gz", 1e-6, kNoInterior},
     {"sdp/truss7.dat-s.gz", 1e-7, kIllConditioned},
 };
 

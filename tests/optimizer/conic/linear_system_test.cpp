@@ -140,14 +140,14 @@ TEST(SparseLdl, SolvesWithADenseEndThatItFinds) {
   for (size_t i = 0; i < 70; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12);
 }
 
-// The nodes that are to come last make the dense end in the order given, and a block is added there.
-TEST(SparseLdl, AddsABlockToTheEndThatIsGiven) {
+// The nodes that are to come last make the dense end in the order given, and a block is taken off there.
+TEST(SparseLdl, TakesABlockOffTheEndThatIsGiven) {
   DenseMatrix matrix = chain_and_triangle();
   const UpperTriangle upper = upper_of(matrix);
   DenseMatrix block(2, 2);
-  block(0, 0) = -3.0;
-  block(1, 0) = 0.5;
-  block(1, 1) = -5.0;
+  block(0, 0) = 3.0;
+  block(1, 0) = -0.5;
+  block(1, 1) = 5.0;
   SparseLdl ldl;
   ldl.use(load_algebra());
   ldl.analyze(upper, std::vector<int32_t>{69, 36});

@@ -131,8 +131,7 @@ TEST(MatrixScaling, RefusesIndefiniteMatrices) {
   EXPECT_FALSE(scaling.update(at));
 }
 
-TEST(MatrixProducts, AreThoseOfTheFullMatrices) {
-  const MatrixBlock block = block_of_order_6();
+void expect_products_of_full_matrices(const MatrixBlock& block) {
   const DenseMatrix w = definite(6, 0.7);
   MatrixProducts products(block, load_algebra());
   DenseMatrix schur;
@@ -151,6 +150,39 @@ TEST(MatrixProducts, AreThoseOfTheFullMatrices) {
   }
   EXPECT_NEAR(products.cost_square(), inner(cost, scaled(cost)), 1e-10);
   EXPECT_NEAR(products.cost_identity(), inner(cost, scaled(identity)), 1e-10);
+}
+
+TEST(MatrixProducts, AreThoseOfTheFullMatrices) {
+  expect_products_of_full_matrices(block_of_order_6());
+}
+
+// The lower triangle of factor a a'.
+std::vector<TriangleEntry> rank_one(double factor, const std::vector<double>& a) {
+  std::vector<TriangleEntry> entries;
+  for (size_t col = 0; col < a.size(); ++col) {
+    for (size_t row = col; row < a.size(); ++row) {
+      const double value = factor * a[row] * a[col];
+      if (value == 0.0) continue;
+      entries.push_back({static_cast<int32_t>(row), static_cast<int32_t>(col), value});
+    }
+  }
+  return entries;
+}
+
+// Matrices of rank one take another way to the same products, those that only look like it do not.
+TEST(MatrixProducts, TakeMatricesOfRankOneByTheirVectors) {
+  MatrixBlock block = block_of_order_6();
+  const auto part = [&](std::vector<TriangleEntry> entries) {
+    block.parts.push_back({static_cast<int32_t>(block.parts.size()), std::move(entries)});
+  };
+  part(rank_one(1.0, {1.0, 1.0, 1.0, 1.0, 1.0, 1.0}));
+  part(rank_one(-2.0, {0.0, 3.0, 0.0, -0.5, 0.1, 0.0}));
+  part(rank_one(4.0, {0.0, 0.0, 0.0, 0.0, 0.0, 0.5}));
+  std::vector<TriangleEntry> other = rank_one(1.0, {0.0, 1.0, 2.0, 0.0, 0.0, 3.0});
+  other[1].value += 0.5;
+  part(other);
+  part({{3, 3, 0.0}, {4, 3, 1.0}, {4, 4, 0.0}});
+  expect_products_of_full_matrices(block);
 }
 
 TEST(MatrixBlock, SumsOverElementsAndTheirMirrorImages) {

@@ -194,8 +194,8 @@ Status DenseAlgebra::open() {
     }
     const bool complete = find(library, "dgemm_", &gemm_) && find(library, "dsyrk_", &syrk_) &&
                           find(library, "dtrmm_", &trmm_) && find(library, "dtrsm_", &trsm_) &&
-                          find(library, "dsymv_", &symv_) && find(library, "dpotrf_", &potrf_) &&
-                          find(library, "dsyevd_", &syevd_);
+                          find(library, "dtrsv_", &trsv_) && find(library, "dsymv_", &symv_) &&
+                          find(library, "dpotrf_", &potrf_) && find(library, "dsyevd_", &syevd_);
     if (complete) {
       keep_to_one_thread(library);
       describe(library);
@@ -261,6 +261,15 @@ void DenseAlgebra::multiply_from_right(const Operand& l, MatrixView b) const {
   const double one = 1.0;
   trmm_("R", "L", letter(l), "N", &m.value, &n.value, &one, l.matrix().data(), &ldl.value, b.data(),
         &ldb.value);
+}
+
+void DenseAlgebra::divide_by_triangle(const Operand& l, Diagonal diagonal,
+                                      std::span<double> x) const {
+  assert(l.matrix().is_square() && l.rows() == x.size());
+  const Int n(x.size()), ldl(l.matrix().stride());
+  const int step = 1;
+  trsv_("L", letter(l), diagonal == Diagonal::kUnit ? "U" : "N", &n.value, l.matrix().data(),
+        &ldl.value, x.data(), &step);
 }
 
 void DenseAlgebra::divide_by_unit_triangle(ConstMatrixView l, MatrixView b) const {

@@ -40,6 +40,9 @@ inline Operand transposed(Operand operand) {
   return operand;
 }
 
+// The diagonal of a triangular matrix: its own, or ones, whatever is stored there.
+enum class Diagonal { kOwn, kUnit };
+
 class DenseAlgebra {
  public:
   // The library, or nullptr with a failure that says why. Loaded once a process, by
@@ -62,6 +65,8 @@ class DenseAlgebra {
   // B = L B and B = B L, where L is a lower triangular matrix or the transpose of one.
   void multiply_from_left(const Operand& l, MatrixView b) const;
   void multiply_from_right(const Operand& l, MatrixView b) const;
+  // x = inv(L) x, where L is a lower triangular matrix or the transpose of one.
+  void divide_by_triangle(const Operand& l, Diagonal diagonal, std::span<double> x) const;
   // B = B inv(L') with L unit lower triangular.
   void divide_by_unit_triangle(ConstMatrixView l, MatrixView b) const;
   // y = A x with A symmetric, given by its lower triangle.
@@ -88,6 +93,8 @@ class DenseAlgebra {
   using Triangular = void (*)(const char*, const char*, const char*, const char*, const int*,
                               const int*, const double*, const double*, const int*, double*,
                               const int*);
+  using TriangularVector = void (*)(const char*, const char*, const char*, const int*,
+                                    const double*, const int*, double*, const int*);
   using Symv = void (*)(const char*, const int*, const double*, const double*, const int*,
                         const double*, const int*, const double*, double*, const int*);
   using Potrf = void (*)(const char*, const int*, double*, const int*, int*);
@@ -97,6 +104,7 @@ class DenseAlgebra {
   Syrk syrk_ = nullptr;
   Triangular trmm_ = nullptr;
   Triangular trsm_ = nullptr;
+  TriangularVector trsv_ = nullptr;
   Symv symv_ = nullptr;
   Potrf potrf_ = nullptr;
   Syevd syevd_ = nullptr;

@@ -21,17 +21,12 @@ void DenseLdl::resize(size_t order) {
 
 bool DenseLdl::factor_negative() {
   for (double& value : matrix_.values()) value = -value;
-  if (!algebra_->factor_cholesky(matrix_)) return false;
-  for (size_t c = 0; c < order(); ++c) {
-    const std::span<double> column = matrix_.view().column(c);
-    const double root = column[c];
-    pivot_[c] = -root * root;
-    for (size_t r = c + 1; r < column.size(); ++r) column[r] /= root;
-  }
-  return true;
+  is_cholesky_ = algebra_->factor_cholesky(matrix_);
+  return is_cholesky_;
 }
 
 std::vector<size_t> DenseLdl::factor(std::span<const int8_t> signs, const PivotRule& rule) {
+  is_cholesky_ = false;
   std::vector<size_t> replaced;
   for (size_t first = 0; first < order(); first += kBlock) {
     const size_t size = std::min(kBlock, order() - first);
@@ -109,6 +104,18 @@ void DenseLdl::update_rest(ConstMatrixView panel, MatrixView rest) const {
 }
 
 void DenseLdl::solve(std::span<double> x) const {
+  if (x.empty()) return;
+  if (algebra_ == nullptr) {
+    solve_by_loops(x);
+    return;
+  }
+  const Diagonal diagonal = is_cholesky_ ? Diagonal::kOwn : Diagonal::kUnit;
+  algebra_->divide_by_triangle(Operand(matrix_), diagonal, x);
+  for (size_t c = 0; c < x.size(); ++c) x[c] /= is_cholesky_ ? -1.0 : pivot_[c];
+  algebra_->divide_by_triangle(transposed(matrix_), diagonal, x);
+}
+
+void DenseLdl::solve_by_loops(std::span<double> x) const {
   for (size_t c = 0; c < x.size(); ++c) {
     const std::span<const double> column = matrix_.view().column(c);
     const double xc = x[c];

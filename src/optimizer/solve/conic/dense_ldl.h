@@ -39,7 +39,7 @@ class DenseLdl {
   // Factors the matrix, whose pivots have the signs given, and lists the replaced ones.
   std::vector<size_t> factor(std::span<const int8_t> signs, const PivotRule& rule);
   // Factors a negative definite matrix by Cholesky's method, which the dense algebra has; false: it
-  // is none. The matrix is lost then.
+  // is none. The matrix is lost then. L keeps the roots of the pivots on its diagonal.
   bool factor_negative();
   // Replaces the right-hand side by the solution.
   void solve(std::span<double> x) const;
@@ -50,9 +50,11 @@ class DenseLdl {
   void update_after_block(size_t first, size_t size);
   void solve_panel(ConstMatrixView block, MatrixView panel) const;
   void update_rest(ConstMatrixView panel, MatrixView rest) const;
+  void solve_by_loops(std::span<double> x) const;
 
   DenseMatrix matrix_;
-  std::vector<double> pivot_;  // D
+  bool is_cholesky_ = false;   // the matrix is -L L'
+  std::vector<double> pivot_;  // D, where it is not
   DenseMatrix panel_;          // L21 D of a block
   const DenseAlgebra* algebra_ = nullptr;
 };

@@ -6,6 +6,7 @@
 // with the others give the right-hand sides.
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "solve/conic/conic_problem.h"
@@ -40,9 +41,18 @@ class MatrixProducts {
     int32_t part;  // kCost, kIdentity or a part of the block
     size_t start, end;
     std::vector<size_t> support;  // the matrix's rows that have elements, ascending
+    // Where the matrix is sign a a': the elements of a in the support, else empty.
+    std::vector<double> factor;
+    double sign;
   };
+  Row make_row(int32_t part, const std::vector<TriangleEntry>& entries);
+  std::span<const Element> elements(const Row& row) const;
+  void factor_rank_one(Row* row) const;
   bool takes_full_product(const Row& row) const;
+  void multiply_factor(const DenseMatrix& w, const Row& row);
   void multiply_by_scaling(const DenseMatrix& w, const Row& row);
+  void multiply_by_elements(const Row& row);
+  double factored_product(const Row& row) const;
   double full_product(const Row& row) const;
   double gathered_product(const Row& row) const;
   void store(int32_t a, int32_t b, double value, DenseMatrix* schur);
@@ -54,8 +64,10 @@ class MatrixProducts {
   std::vector<double> cost_column_, identity_column_;
   double cost_square_ = 0.0;
   double cost_identity_ = 0.0;
-  // Matrices of the row at hand: W by its support, A W there, and W A W.
-  DenseMatrix gathered_, image_, product_;
+  // Of the row at hand: W a where A is sign a a'; else the columns of W in its support, W A there,
+  // the transposes of both, and W A W.
+  std::vector<double> along_;
+  DenseMatrix gathered_, image_, gathered_rows_, image_rows_, product_;
   std::vector<size_t> place_;  // in the support
 };
 

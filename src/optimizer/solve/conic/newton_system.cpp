@@ -103,7 +103,6 @@ NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings
   choose_matrix_rows();
   build_pattern(scalings);
   end_.products.reset(end_.rows.size(), end_.rows.size());
-  end_.negative.reset(end_.rows.size(), end_.rows.size());
   for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(index(upper_.order), 0.0);
   ldl_.use(algebra);
   std::vector<int32_t> last;
@@ -242,23 +241,30 @@ void NewtonSystem::add_matrix_values(const Scalings& scalings) {
   end_.products.fill(0.0);
   for (size_t m = 0; m < products_.size(); ++m) {
     products_[m].compute(scalings.matrix(m).w(), &schur_);
-    const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
+    if (has_dense_end_) {
+      add_to_dense_end(problem_.matrices[m].parts);
+      continue;
+    }
+    const size_t size = schur_.rows();
     size_t k = 0;
-    for (size_t col = 0; col < parts.size(); ++col) {
-      for (size_t row = col; row < parts.size(); ++row) {
-        const double value = schur_(row, col);
-        if (!has_dense_end_) {
-          upper_.value[index(place_.matrices[m][k++])] -= value;
-          continue;
-        }
-        const size_t p = index(end_.place[index(parts[row].row)]);
-        const size_t q = index(end_.place[index(parts[col].row)]);
-        end_.products(std::max(p, q), std::min(p, q)) += value;
+    for (size_t col = 0; col < size; ++col) {
+      for (size_t row = col; row < size; ++row) {
+        upper_.value[index(place_.matrices[m][k++])] -= schur_(row, col);
       }
     }
   }
-  const std::span<const double> values = std::as_const(end_.products).values();
-  for (size_t k = 0; k < values.size(); ++k) end_.negative.values()[k] = -values[k];
+}
+
+void NewtonSystem::add_to_dense_end(const std::vector<MatrixPart>& parts) {
+  std::vector<size_t> places;
+  for (const MatrixPart& part : parts) places.push_back(index(end_.place[index(part.row)]));
+  for (size_t col = 0; col < places.size(); ++col) {
+    const size_t q = places[col];
+    for (size_t row = col; row < places.size(); ++row) {
+      const size_t p = places[row];
+      end_.products(std::max(p, q), std::min(p, q)) += schur_(row, col);
+    }
+  }
 }
 
 void NewtonSystem::factor_shifted() {
@@ -267,7 +273,7 @@ void NewtonSystem::factor_shifted() {
     double& value = shifted_.value[index(place_.diagonal[node])];
     value += sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
   }
-  ldl_.factor(shifted_, sign_, end_.rows.empty() ? nullptr : &end_.negative);
+  ldl_.factor(shifted_, sign_, end_.rows.empty() ? nullptr : &end_.products);
 }
 
 void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* out) const {

@@ -55,6 +55,7 @@ class NewtonSystem {
   void add_matrices(Pattern* pattern);
   void add_cone_values(const Scalings& scalings);
   void add_matrix_values(const Scalings& scalings);
+  void add_to_dense_end(const std::vector<MatrixPart>& parts);
   void factor_shifted();
   void multiply(const std::vector<double>& x, std::vector<double>* out) const;
   double norm_of_residual();
@@ -70,7 +71,7 @@ class NewtonSystem {
   struct DenseEnd {
     std::vector<int32_t> rows;
     std::vector<int32_t> place;  // of each equation
-    DenseMatrix products, negative;
+    DenseMatrix products;
   };
 
   const ConicProblem& problem_;

@@ -6,6 +6,7 @@
 #include <Eigen/SparseCore>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numeric>
 
@@ -173,31 +174,33 @@ int64_t SparseLdl::num_elements() const {
 }
 
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const DenseMatrix* end_block) {
-  set_up(matrix, signs, end_block);
+                       const DenseMatrix* taken_off) {
+  set_up(matrix, signs, taken_off);
   const std::span<const int32_t> nodes = std::span(node_at_).subspan(index(num_leading_));
   std::vector<int8_t> end_signs;
   for (const int32_t node : nodes) end_signs.push_back(signs[index(node)]);
   const bool is_negative =
       std::all_of(end_signs.begin(), end_signs.end(), [](int8_t sign) { return sign < 0; });
-  if (end_.has_algebra() && end_block != nullptr && is_negative) {
+  if (end_.has_algebra() && taken_off != nullptr && is_negative) {
     if (end_.factor_negative()) return;
-    set_up(matrix, signs, end_block);
+    set_up(matrix, signs, taken_off);
   }
   for (const size_t place : end_.factor(end_signs, pivot_rule_)) replaced_.push_back(nodes[place]);
 }
 
 // Factors all but the dense end itself.
 void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const DenseMatrix* end_block) {
+                       const DenseMatrix* taken_off) {
   replaced_.clear();
   for (size_t k = 0; k < permuted_.from.size(); ++k) {
     permuted_.value[k] = matrix.value[index(permuted_.from[k])];
   }
   std::copy(start_.begin(), start_.end() - 1, column_end_.begin());
   std::fill(mark_.begin(), mark_.end(), -1);
-  if (end_block != nullptr) {
-    end_.matrix() = *end_block;
+  if (taken_off != nullptr) {
+    const std::span<double> values = end_.matrix().values();
+    std::transform(taken_off->values().begin(), taken_off->values().end(), values.begin(),
+                   std::negate<>());
   } else {
     end_.matrix().fill(0.0);
   }

@@ -41,10 +41,10 @@ class SparseLdl {
   // expected; without it they are slower.
   void use(const DenseAlgebra* algebra) { end_.use(algebra); }
 
-  // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. To the nodes of
-  // the dense end, in its order, the lower triangle of `end_block` is added if it is not null.
+  // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. From the nodes
+  // of the dense end, in its order, the lower triangle of `taken_off` is taken off if it is not null.
   void factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-              const DenseMatrix* end_block);
+              const DenseMatrix* taken_off);
 
   // Replaces the right-hand side by the solution.
   void solve(std::span<double> rhs) const;
@@ -70,7 +70,7 @@ class SparseLdl {
   int32_t reach(int32_t k, int32_t limit);
   void factor_row(int32_t k, std::span<const int8_t> signs);
   void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
-              const DenseMatrix* end_block);
+              const DenseMatrix* taken_off);
 
   int32_t order_ = 0;
   int32_t num_leading_ = 0;        // the others are the dense end

@@ -43,8 +43,8 @@ constexpr Row kRows[] = {
     {is_mixed, &kOuterApproximationBackend, SolveMethod::kOuterApproximation,
      SolutionKind::kInteger},
     {wants_conic_method, &kConicBackend, SolveMethod::kConic, SolutionKind::kInterior},
-    {wants_no_basis, &kHighsBackend, SolveMethod::kInteriorPoint, SolutionKind::kInterior},
-    {wants_interior, &kHighsBackend, SolveMethod::kInteriorPoint, SolutionKind::kBasic},
+    {wants_no_basis, &kHighsBackend, SolveMethod::kInterior, SolutionKind::kInterior},
+    {wants_interior, &kHighsBackend, SolveMethod::kInterior, SolutionKind::kBasic},
     {is_any, &kHighsBackend, SolveMethod::kSimplex, SolutionKind::kBasic},
 };
 

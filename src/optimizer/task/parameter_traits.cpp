@@ -19,7 +19,7 @@ constexpr ParamOwner kRun = ParamOwner::kRun;
 
 constexpr SolveMethods bit(SolveMethod method) { return static_cast<SolveMethods>(method); }
 constexpr SolveMethods kSimplex = bit(SolveMethod::kSimplex);
-constexpr SolveMethods kInteriorPoint = bit(SolveMethod::kInteriorPoint);
+constexpr SolveMethods kInterior = bit(SolveMethod::kInterior);
 constexpr SolveMethods kConic = bit(SolveMethod::kConic);
 constexpr SolveMethods kOuterApproximation = bit(SolveMethod::kOuterApproximation);
 constexpr SolveMethods kMixedInteger = bit(SolveMethod::kBranchAndCut) | kOuterApproximation;
@@ -48,7 +48,7 @@ constexpr struct {
   const char* word;
 } kMethodWords[] = {
     {SolveMethod::kSimplex, "simplex"},
-    {SolveMethod::kInteriorPoint, "interior point"},
+    {SolveMethod::kInterior, "interior point"},
     {SolveMethod::kConic, "conic"},
     {SolveMethod::kBranchAndCut, "branch and cut"},
     {SolveMethod::kOuterApproximation, "outer approximation"},

@@ -23,7 +23,7 @@ enum class ParamOwner { kModel, kRun };
 // The ways in which a model is solved. A set of them is the sum of its members.
 enum class SolveMethod : uint32_t {
   kSimplex = 1,
-  kInteriorPoint = 2,
+  kInterior = 2,
   kConic = 4,
   kBranchAndCut = 8,
   kOuterApproximation = 16,

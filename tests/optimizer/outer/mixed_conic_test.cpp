@@ -455,6 +455,64 @@ TEST(MixedConic, InfeasibleWithoutAContinuousAnswer) {
   }
 }
 
+// While the factor z or q of the cone is 0 so is u. Tangents do not say so, however steep they are,
+// and a point with u = 0.008 violates the cone by less than 1e-6. Where z itself is the factor, rows
+// say so (integer_faces.h). Behind an equation it is what the trials of the integers prove.
+class FactorAtZero : public testing::TestWithParam<const char*> {};
+
+TEST_P(FactorAtZero, LeavesNoMore) {
+  const struct {
+    const char* objective;
+    const char* rows;
+    double optimum;
+  } cases[] = {
+      {"u - 5 z + 1", "u <= 1", 1.0},
+      {"u - 5 z + 1", "0.005 <= u <= 1", -3.0},                                // none with z = 0
+      {"u - 5 z + 0.1 w", "u <= 1\n d: w <= 2.7", 0.2},                        // w inside
+      {"u - 5 z + 0.1 w + 0.01 s", "u <= 1\n d: w + s <= 3.7", 0.3},           // s off
+      {"u - 5 z + 0.1 w + 0.1 s - y", "u <= 1\n d: w + s + y <= 4.7", 0.47},   // s on
+      {"u - 5 z + 0.1 w - 0.1 s + y", "u <= 1\n d: 2 w + s + y <= 7.9", 1.3},  // y at 1
+  };
+  for (const auto& c : cases) {
+    MixedSolve mixed;
+    mixed.read(std::string("Maximize\n o: ") + c.objective + "\nSubject To\n c: " + c.rows + R"(
+ f: q - z = 0
+Bounds
+ p <= 100
+ u free
+ w <= 4
+ 1 <= s <= 3
+ q free
+Generals
+ w
+Binary
+ z y
+Semi-Continuous
+ s
+Cones
+ k: rotated_quadratic p )" +
+               GetParam() + " u\nEnd\n");
+    solve_to_the_end(&mixed);
+    SCOPED_TRACE(c.objective + mixed.log());
+    expect_optimum(mixed, c.optimum);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Factors, FactorAtZero, testing::Values("z", "q"));
+
+// Random models of the same kind, against the trying of all integers.
+TEST(MixedConic, RandomFactorsAtZero) {
+  for (const auto& [family, seed] : {std::pair{test::MixedFamily::kEverything, 1000U},
+                                     std::pair{test::MixedFamily::kRotatedCone, 3101U}}) {
+    const Model model = test::make_mixed_model(family, seed);
+    MixedSolve mixed(model);
+    solve_to_the_end(&mixed);
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+    EXPECT_NEAR(mixed.solution().primal_objective, test::enumerate(model).objective, 2e-5)
+        << mixed.log();
+  }
+}
+
 // One answer whatever the process, and whenever it is asked.
 TEST(MixedConic, IsDeterministic) {
   const Model model = test::make_mixed_model(test::MixedFamily::kEverything, 7);

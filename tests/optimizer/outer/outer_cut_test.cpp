@@ -107,6 +107,29 @@ TEST_P(ConeCuts, HoldInTheCone) {
   }
 }
 
+// The second member is an integer factor from 0 to 3, the others are within 4 of 0: at 0 it leaves the
+// third member no room but, in an exponential cone, below 0. No tangents are needed to know that.
+TEST(IntegerFaces, SayWhatAFactorAtZeroLeaves) {
+  for (const ConeKind kind :
+       {ConeKind::kRotatedQuadratic, ConeKind::kPower, ConeKind::kExponential}) {
+    SCOPED_TRACE(static_cast<int>(kind));
+    Model model = test::free_variables({0.0, 0.0, 0.0});
+    model.cones = {{kind, {0, 1, 2}, {}}};
+    if (kind == ConeKind::kPower) model.cones[0].exponents = {0.3, 0.7};
+    model.var_lower = {-4.0, 0.0, -4.0};
+    model.var_upper = {4.0, 3.0, 4.0};
+    model.var_kind[1] = VarKind::kInteger;
+    const MinimizeProblem problem(model);
+    const Model linear = Relaxation(problem).make_model();
+    const bool exponential = kind == ConeKind::kExponential;
+    EXPECT_TRUE(is_cut_off(linear, {4.0, 0.0, 0.001}));
+    EXPECT_EQ(is_cut_off(linear, {4.0, 0.0, -0.001}), !exponential);
+    EXPECT_FALSE(is_cut_off(linear, {4.0, 0.0, 0.0}));
+    EXPECT_FALSE(is_cut_off(linear, {4.0, 1.0, 1.3}));
+    EXPECT_FALSE(is_cut_off(linear, {4.0, 3.0, exponential ? 0.8 : -3.2}));
+  }
+}
+
 // A point outside, with the best that the other columns can be, is cut off.
 TEST_P(ConeCuts, CutOffWhatIsOutside) {
   int tried = 0;

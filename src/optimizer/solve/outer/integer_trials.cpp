@@ -24,6 +24,16 @@ bool is_interrupted(const BackendResult& found) {
          (found.termination == Code::kTrmTimeLimit || found.termination == Code::kTrmUserCallback);
 }
 
+// Whether an answer is exact enough to say that no better point has these integers. One that rounding
+// has ended is not.
+bool is_settled(const FixedModel& fixed, const BackendResult& found) {
+  constexpr double kExact = 1e-7;
+  if (found.outcome == Outcome::kInfeasible || fixed.determined()) return true;
+  if (found.outcome != Outcome::kOptimal) return false;
+  const MinimizeProblem problem(fixed.model());
+  return dual_violation(problem, found) <= kExact && duality_gap(problem, found) <= kExact;
+}
+
 }  // namespace
 
 IntegerTrials::IntegerTrials(const MinimizeProblem& problem, const Parameters& parameters,
@@ -48,6 +58,7 @@ bool IntegerTrials::try_integers(const std::vector<double>& x) {
   if (fixed.infeasible()) {
     fixed.complete(&at);
     learn(fixed, found, at);
+    settled_.insert(assignment);
     tried_.insert(std::move(assignment));
     return true;
   }
@@ -57,11 +68,24 @@ bool IntegerTrials::try_integers(const std::vector<double>& x) {
     return false;
   }
   if (is_interrupted(found)) return true;
+  const bool is_point = found.certificate == Certificate::kNone;
+  const bool fits = !is_point || offer(found.x, found.barx);
+  if (fits && is_settled(fixed, found)) settled_.insert(assignment);
   tried_.insert(std::move(assignment));
-  if (found.certificate == Certificate::kNone) offer(found.x, found.barx);
   if (found.outcome == Outcome::kInfeasible) find_violation(fixed, &at);
   learn(fixed, found, at);
   return true;
+}
+
+bool IntegerTrials::has_settled(const std::vector<double>& x) const {
+  return settled_.count(find_assignment(model_, x)) != 0;
+}
+
+bool IntegerTrials::settle(const std::vector<double>& x) {
+  const std::vector<double> assignment = find_assignment(model_, x);
+  const bool is_best = bounds_->has_incumbent() && find_assignment(model_, best_.x) == assignment;
+  const double objective = is_best ? bounds_->incumbent() : kInfinity;
+  return relaxation_->settle_integers(assignment, objective, bounds_->bound());
 }
 
 void IntegerTrials::try_on_the_way(std::span<const double> columns) {
@@ -90,24 +114,25 @@ Status IntegerTrials::solve_fixed(const FixedModel& fixed, BackendResult* found)
   return status;
 }
 
-void IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx) {
+bool IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx) {
   const double tolerance =
       kTolerances * std::max(parameters_.get(DoubleParam::kFeasibilityTolerance),
                              parameters_.get(DoubleParam::kConicFeasibilityTolerance));
-  if (x.size() != model_.cost.size()) return;
+  if (x.size() != model_.cost.size()) return false;
   // Bounds are met exactly. In a large unit what is left of a tolerance would count.
   for (size_t j = 0; j < x.size(); ++j) {
     if (!is_semi(model_.var_kind[j])) {
       x[j] = std::clamp(x[j], model_.var_lower[j], model_.var_upper[j]);
     }
   }
-  if (primal_violation(model_, x, barx) > tolerance) return;
+  if (primal_violation(model_, x, barx) > tolerance) return false;
   const double objective = objective_sum(problem_, x, barx).value;
-  if (!(objective < bounds_->incumbent())) return;
+  if (!(objective < bounds_->incumbent())) return true;
   bounds_->lower_incumbent(objective);
   best_ = {std::move(x), barx};
   ++num_incumbents_;
   monitor_->incumbent(best_.x, best_.barx);
+  return true;
 }
 
 // Cuts at the point that was found, or, where there is none, at the point x whose integers were

@@ -24,6 +24,12 @@ class IntegerTrials {
 
   // Tries the integers of a point of the model; false when they have been tried before.
   bool try_integers(const std::vector<double>& x);
+  // Whether the integers of a point were tried and the trial said all about them: that there is no
+  // feasible point with them, or which is the best.
+  bool has_settled(const std::vector<double>& x) const;
+  // Tells the relaxation what it does not see by its cuts about settled integers; false when that is
+  // nothing new.
+  bool settle(const std::vector<double>& x);
   // Tries those of a point that branch and cut has found on its way to the relaxation's optimum.
   void try_on_the_way(std::span<const double> columns);
   // To be called before each solve of the relaxation.
@@ -31,8 +37,8 @@ class IntegerTrials {
 
   // The variables of the model, of a point in all columns of the relaxation.
   std::vector<double> variables_of(std::span<const double> columns) const;
-  // Takes a point as the incumbent when it is feasible and better.
-  void offer(std::vector<double> x, const std::vector<double>& barx);
+  // Takes a point as the incumbent when it is feasible and better. Returns whether it is feasible.
+  bool offer(std::vector<double> x, const std::vector<double>& barx);
 
   const Incumbent& best() const { return best_; }  // empty while there is none
   int32_t num_incumbents() const { return num_incumbents_; }
@@ -52,7 +58,8 @@ class IntegerTrials {
   OptimumBounds* bounds_;
   Relaxation* relaxation_;
   RowView rows_;
-  std::set<std::vector<double>> tried_;  // assignments of the integers
+  // Assignments of the integers: those that were tried, and those that need no further trial.
+  std::set<std::vector<double>> tried_, settled_;
   int64_t tries_on_the_way_ = 0;
   Incumbent best_;
   int32_t num_incumbents_ = 0;

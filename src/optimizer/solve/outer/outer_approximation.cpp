@@ -208,6 +208,8 @@ bool OuterApproximation::is_new_ground(const std::vector<double>& columns) {
   relaxation_->separate(columns);
   if (is_new || relaxation_solver_->has_new_cuts()) return true;
   if (relaxation_solver_->be_more_exact()) return true;
+  // What violates the model by less than can be cut may still be better than its optimum.
+  if (trials_->has_settled(x)) return trials_->settle(x);
   // The relaxation's own point satisfies the model as far as can be seen.
   const double before = bounds_.incumbent();
   trials_->offer(x, relaxation_->matrix_elements(columns));

@@ -11,6 +11,7 @@
 #include "solve/check/vectors.h"
 #include "solve/conic/convexity.h"
 #include "solve/outer/diagonal_part.h"
+#include "solve/outer/integer_faces.h"
 #include "solve/outer/optimum_bounds.h"
 #include "solve/outer/switches.h"
 #include "task/packed_matrices.h"
@@ -59,6 +60,9 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
     frame_.cost[index(column)] += factor;
   }
   for (const Cone& cone : model_.cones) add_cone(cone);
+  for (FaceRow& row : integer_faces(make_model(), cones_, switches_)) {
+    add_row(0.0, kInfinity, std::move(row));
+  }
   first_cut_ = rows_.size();
 }
 
@@ -308,6 +312,11 @@ std::vector<double> Relaxation::lift(const std::vector<double>& x,
     for (size_t k = 0; k < own.r.size() && head > 0.0; ++k) {
       columns[index(own.r[k])] = 0.5 * values[heads + k] / head * values[heads + k];
     }
+  }
+  for (const Indicator& indicator : indicators_) {
+    const double value = x[index(indicator.var)];
+    const bool within = indicator.least <= value && value <= indicator.most;
+    columns[index(indicator.column)] = within ? 1.0 : 0.0;
   }
   return columns;
 }

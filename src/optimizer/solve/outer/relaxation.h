@@ -26,6 +26,7 @@
 // J. Huchette, M. Lubin, Extended formulations in mixed integer conic quadratic programming, 2017).
 #pragma once
 
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -100,6 +101,11 @@ class Relaxation {
   void use_bound(double bound);
   // Adds the row that the objective is no less than the value, which must be known.
   void add_objective_floor(double value);
+  // Takes integers out whose best point is known (find_assignment in fixed_model.h). Points with
+  // them have at least the objective given, or do not exist where it is infinite; all others have at
+  // least the bound. False where nothing is added: the row is there already, or a variable without
+  // bounds cannot be told from its value by a row.
+  bool settle_integers(const std::vector<double>& assignment, double objective, double bound);
 
  private:
   // r >= scale^2 x^2 / 2.
@@ -123,6 +129,17 @@ class Relaxation {
     std::vector<double> off_heads;
   };
 
+  // A binary column that can be 1 only where a variable is within a range of its values.
+  struct Indicator {
+    int32_t column, var;
+    double least, most;
+  };
+  // How far a point is from an assignment: 0 at it, and at least 1 at all others.
+  struct Distance {
+    std::map<int32_t, double> factors;
+    double constant = 0.0;
+  };
+
   int32_t add_column(double cost, double lower, double upper, VarKind kind);
   void add_row(double lower, double upper, Terms terms);
   void add_matrix_elements(const MinimizeProblem& problem);
@@ -136,6 +153,12 @@ class Relaxation {
   void set_off_heads(const CanonicalCone& cone, ConeColumns* columns) const;
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                         ConeColumns* columns);
+
+  // The bounds of a variable, and 0 where it is semi-continuous.
+  std::pair<double, double> range(int32_t var) const;
+  int32_t find_indicator(int32_t var, double least, double most);
+  bool add_distance(int32_t var, double value, Distance* distance);
+  bool add_distance_of_switch(int32_t var, bool on, Distance* distance);
 
   bool weaken(int32_t column, double* a, double* constant) const;
   // Adds terms >= rhs, scaled, without coefficients that are too small to matter; 1 if it is new.
@@ -179,6 +202,7 @@ class Relaxation {
   std::vector<std::pair<int32_t, Terms>> products_;
   std::set<std::vector<int64_t>> known_cuts_;
   std::vector<Switch> switches_;  // by variable
+  std::vector<Indicator> indicators_;
   int num_cuts_ = 0;
 };
 

@@ -284,6 +284,11 @@ F 10000000
   EXPECT_EQ(code_name(VLN_readdata(other, scalars.c_str())), "VLN_RES_ERR_FILE_CONTENT");
 }
 
+std::string too_long(const std::string& name, int line) {
+  return name + ":" + std::to_string(line) +
+         ": a line or a text of more than 1 MiB, which is VLN_IPAR_READ_TOKEN_LIMIT";
+}
+
 // Blanks do not count. A long name does.
 TEST(ReadLimit, DecidesHowLongALineMayBe) {
   const std::string two(size_t{2} << 20, 'x');
@@ -308,10 +313,21 @@ TEST(ReadLimit, DecidesHowLongALineMayBe) {
     EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
     put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "1");
     EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT") << name;
-    const std::string expected = std::string(name) + ":" + std::to_string(line) +
-                                 ": a line or a text of more than 1 MiB, which is "
-                                 "VLN_IPAR_READ_TOKEN_LIMIT";
-    EXPECT_NE(task.last_message().find(expected), std::string::npos) << task.last_message();
+    EXPECT_NE(task.last_message().find(too_long(name, line)), std::string::npos)
+        << task.last_message();
+  }
+}
+
+// A first line that does not end took LP and PTF files for empty ones.
+TEST(ReadLimit, TellsATooLongFirstLine) {
+  const std::string two(size_t{2} << 20, 'x');
+  for (const char* name : {"first.lp", "first.ptf", "first.mps", "first.cbf", "first.dat-s"}) {
+    const std::string path = write_test_file(name, two);
+    TestTask task;
+    put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "1");
+    EXPECT_EQ(code_name(VLN_readdata(task, path.c_str())), "VLN_RES_ERR_FILE_CONTENT") << name;
+    EXPECT_NE(task.last_message().find(too_long(name, 1)), std::string::npos)
+        << task.last_message();
   }
 }
 

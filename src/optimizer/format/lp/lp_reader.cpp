@@ -54,6 +54,7 @@ LpReader::LpReader(InputStream* input, const ReadLimits& limits, LpFormat format
 
 Status LpReader::read() {
   tokens_.next();
+  if (!tokens_.status().ok()) return tokens_.status();
   const bool good = read_opening() && read_sense() && read_objective() && read_sections();
   if (good) return finish();
   if (tokens_.line_number() > 0) return tokens_.status();

@@ -195,9 +195,9 @@ TEST(Threads, DenseAlgebraIsLoadedAtOnceAndLeavesTheEnvironmentAlone) {
   }
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
-// That sanitizer's allocator may hold a lock at the moment of the fork, and its child then waits for
-// ever. The C library's takes care of that.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A sanitizer's allocator may be locked by another thread at the moment of the fork, and its child
+// then waits for ever. The C library's takes care of that.
 TEST(Threads, SolvesInChildProcesses) { EXPECT_EQ(solve_in_threads("on"), 0); }
 TEST(Threads, TasksOfEveryKindInChildProcesses) { EXPECT_EQ(live_in_threads("on", kRounds), 0); }
 

@@ -21,7 +21,7 @@ SERVER = os.environ["VORLAN_SERVER"]
 PROGRAM = os.environ["VORLAN_PROGRAM"]
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
 # For a busy machine; nothing that works takes so long.
-PATIENCE = 120.0
+PATIENCE = float(os.environ.get("VORLAN_PATIENCE", "120"))
 
 
 def wait_until(condition, what, patience=PATIENCE):
@@ -183,6 +183,8 @@ class Server:
         if fall_at:
             environment["VORLAN_SERVER_FALL_AT"] = fall_at
         self.data = pathlib.Path(data)
+        elsewhere = dict(zip(options, options[1:])).get("--database", self.data / "server.sqlite")
+        self.database = pathlib.Path(elsewhere)
         words = [SERVER, "--data", str(data), "--port", "0", "--worker", PROGRAM, *options]
         self.log = open(f"{data}.log", "ab")
         self.process = subprocess.Popen(
@@ -192,7 +194,7 @@ class Server:
         self._read_announcement()
 
     def _read_announcement(self):
-        is_new = not (self.data / "server.sqlite").exists() or self._has_no_token()
+        is_new = not self.database.exists() or self._has_no_token()
         line = self.process.stdout.readline().decode()
         if not re.match("url: https?://127.0.0.1:", line):
             status = self.process.wait()

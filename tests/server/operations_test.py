@@ -111,6 +111,30 @@ class Audit(harness.ServerTest):
         self.assertNotIn(token.split("_")[2], str(rows))
 
 
+class DatabaseElsewhere(harness.ServerTest):
+    """As on a cluster, whose shared folder is no place for a database."""
+
+    def test_jobs_and_tokens_are_in_it(self):
+        (self.folder / "local").mkdir()
+        self.options = ("--database", str(self.folder / "local" / "jobs.sqlite"))
+        job_id = self.start().submitted(harness.small_model())
+        self.assertFalse((self.data / "server.sqlite").exists())
+        self.assertIn(" admin ", self.token_command("list", *self.options).stdout)
+        self.server.terminate()
+        self.server = harness.Server(self.data, *self.options)
+        self.assertEqual(self.server.client((self.folder / "token").read_text()).await_end(job_id)["outcome"], "ok")
+
+    def test_a_folder_with_jobs_is_not_served_without_it(self):
+        client = self.start()
+        job_id = client.submitted(harness.small_model())
+        client.await_end(job_id)
+        self.server.terminate()
+        (self.data / "server.sqlite").rename(self.folder / "moved")
+        with self.assertRaisesRegex(AssertionError, "has jobs, but there is no database"):
+            harness.Server(self.data)
+        self.assertTrue(list(self.data.glob(f"jobs/*/{job_id}")))
+
+
 class Documents(harness.ServerTest):
     def options(self):
         text = subprocess.run([harness.SERVER, "--help"], capture_output=True, text=True, check=True).stdout

@@ -58,6 +58,11 @@ Actor actor_of(const Request& request, const Token& token) {
   return {token.owner, token.id, request.peer};
 }
 
+// What the list is asked for: a job that waits for a node is queued, one that is stopping runs.
+const char* listed_state(const Job& job) {
+  return word_of(job.state == JobState::kStarting ? JobState::kQueued : job.state);
+}
+
 // Where a stream of events goes on: as browsers say it, or as a parameter.
 std::string last_event(const Request& request) {
   const std::string_view header = request.header("last-event-id");
@@ -166,7 +171,7 @@ std::unique_ptr<Exchange> Api::list(const Request& request, const Token& token) 
   while (place != all.begin()) {
     const Job& job = (--place)->second;
     if (!Jobs::is_visible(job) || !may_see(token, job.owner)) continue;
-    if (!state.empty() && state != word_of(job.state)) continue;
+    if (!state.empty() && state != listed_state(job)) continue;
     if (key && (*key != job.key || job.owner != token.owner)) continue;
     if (static_cast<int64_t>(page.size()) == limit) {
       next = page.back()->id;
@@ -312,6 +317,8 @@ std::unique_ptr<Exchange> Api::ready(const Request&, const Token&) {
   if (!jobs_->has_room()) {
     return refuse(problem(503, "no-room", "the data folder's file system is full"));
   }
+  const std::string trouble = jobs_->runner_trouble();
+  if (!trouble.empty()) return refuse(problem(503, "no-cluster", trouble));
   return answer_now(json(status_document("ready")));
 }
 

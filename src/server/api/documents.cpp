@@ -26,10 +26,11 @@ Json solve_seconds(const Job& job) {
   return std::max(0.0, until - job.began);
 }
 
+// Until its worker has begun a job is queued: a cluster has a queue of its own.
 const char* shown_state(const Job& job) {
-  if (job.state == JobState::kStarting) return "running";
-  if (job.state == JobState::kRunning && job.wish != Wish::kNone) return "stopping";
-  return word_of(job.state);
+  const bool is_under_way = job.state == JobState::kStarting || job.state == JobState::kRunning;
+  if (is_under_way && job.wish != Wish::kNone) return "stopping";
+  return word_of(job.state == JobState::kStarting ? JobState::kQueued : job.state);
 }
 
 Json results_of(const Job& job) {

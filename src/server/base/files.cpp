@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -54,6 +55,17 @@ bool write_all(int descriptor, std::string_view bytes) {
     bytes.remove_prefix(static_cast<size_t>(written));
   }
   return true;
+}
+
+bool write_file(const std::string& path, std::string_view text) {
+  const std::string beside = path + ".new";
+  const bool written = [&] {
+    const Descriptor file = create_file(beside);
+    return file.valid() && write_all(file.get(), text);
+  }();
+  if (written && std::rename(beside.c_str(), path.c_str()) == 0) return true;
+  unlink(beside.c_str());
+  return false;
 }
 
 bool sync_path(const std::string& path) {

@@ -40,6 +40,8 @@ Descriptor create_file(const std::string& path);
 
 // As open() and so on leave it: false with errno set. EINTR is dealt with.
 [[nodiscard]] bool write_all(int descriptor, std::string_view bytes);
+// A small file as a whole: readers find the old one or all of the new one.
+[[nodiscard]] bool write_file(const std::string& path, std::string_view text);
 // Writes the content of a file, or of a folder's list of names, to the disk.
 [[nodiscard]] bool sync_path(const std::string& path);
 [[nodiscard]] bool make_folder(const std::string& path);

@@ -118,6 +118,8 @@ class Jobs {
   void drain(std::function<void()> done);
   // Whether the data folder has room for more than what runs. Without, nothing is accepted or started.
   bool has_room(uint64_t bytes = 0) const;
+  // Why the runner can start no worker at present; empty when it can.
+  std::string runner_trouble() const { return runner_->trouble(); }
   bool is_draining() const { return drained_ != nullptr; }
   const JobCounts& counts() const { return counts_; }
 

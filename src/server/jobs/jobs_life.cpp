@@ -67,6 +67,7 @@ Job make_ended(Job job, const Verdict& verdict, std::vector<ResultFile> results)
     job.response = "VLN_RES_ERR_OPTIMIZER_DIED";
     job.message = "the worker ended before it was done, " + std::to_string(job.attempt) +
                   (job.attempt == 1 ? " time" : " times");
+    if (!verdict.failure.empty()) job.message += "; " + verdict.failure;
   } else {
     job.outcome = job.response == "VLN_RES_OK" ? Outcome::kOk : Outcome::kFailed;
   }
@@ -156,22 +157,27 @@ void Jobs::begin_attempt(const std::string& id) {
   std::string failure;
   if (!make_folder(folder)) failure = "cannot make the attempt's folder: " + system_error();
   if (failure.empty()) {
-    failure =
-        runner_->start({id, folder}, worker_arguments(job->problem, settings), over_function());
+    failure = runner_->start({id, folder}, settings, worker_arguments(job->problem, settings),
+                             over_function());
   }
   fall_point("start.spawned");
   if (!failure.empty()) {
     log_event("start failed", {{"job", id}, {"reason", failure}});
+    (void)write_file(folder + "/" + kFailureFile, failure);
     return worker_over(id);
   }
-  job->state = JobState::kRunning;
+  if (runner_->starts_at_once()) job->state = JobState::kRunning;
   changed(job);
   act_on_wish(id);
 }
 
 void Jobs::act_on_wish(const std::string& id) {
   const Job* job = find_any(id);
-  if (job == nullptr || job->state != JobState::kRunning) return;
+  const auto has_runner = [](JobState s) {
+    return s == JobState::kStarting || s == JobState::kRunning;
+  };
+  // A runner does not know attempts that have not been given to it yet.
+  if (job == nullptr || !has_runner(job->state)) return;
   if (job->wish == Wish::kStop) runner_->stop(id);
   if (job->wish > Wish::kStop) runner_->kill(id);
 }
@@ -276,6 +282,10 @@ void Jobs::end_unstarted(const std::string& id, const Actor& actor, Done done) {
 void Jobs::look_at_running() {
   for (const std::string& id : running_) {
     Job* job = find_any(id);
+    if (job->state == JobState::kStarting && exists(attempt_folder(*job) + "/" + kPidFile)) {
+      job->state = JobState::kRunning;
+      changed(job);
+    }
     if (job->state == JobState::kRunning) look_at(job);
   }
   look_timer_ = loop_->after(kLookAtRunning, [this] { look_at_running(); });
@@ -358,7 +368,8 @@ void Jobs::recover_job(Job* job) {
   const std::string folder = attempt_folder(*job);
   if (job->state != JobState::kQueued && runner_->adopt({job->id, folder}, over_function())) {
     log_event("worker adopted", {{"job", job->id}});
-    job->state = JobState::kRunning;
+    // It runs when it has written its process id, which the next look tells.
+    job->state = runner_->starts_at_once() ? JobState::kRunning : JobState::kStarting;
     take_slot(*job);
     return act_on_wish(job->id);
   }

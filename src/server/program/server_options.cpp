@@ -24,6 +24,8 @@ constexpr double kMany = 1e15;
 
 constexpr Option kOptions[] = {
     {"data", "DIR", &Options::data, 0, 0, "the folder with jobs, tokens and results; it is made"},
+    {"database", "FILE", &Options::database, 0, 0,
+     "the database, when DIR is shared between machines (DIR/server.sqlite)"},
     {"listen", "ADDRESS", &Options::listen, 0, 0, "the IP address to listen at (127.0.0.1)"},
     {"port", "N", &Options::port, 0, 65535, "the port; 0 takes any free one (7467)"},
     {"tls-certificate", "FILE", &Options::tls_certificate, 0, 0,
@@ -32,12 +34,17 @@ constexpr Option kOptions[] = {
     {"insecure", "", &Options::insecure, 0, 0,
      "allow an address beyond this machine: requests and tokens are not encrypted"},
     {"worker", "PROGRAM", &Options::worker, 0, 0, "the program vorlancli (the one beside this)"},
+    {"runner", "WHERE", &Options::runner, 0, 0,
+     "where workers run: local, or slurm for the nodes of a Slurm cluster (local)"},
+    {"slurm-options", "WORDS", &Options::slurm_options, 0, 0,
+     "further options for sbatch, as '--partition=main --account=x'"},
     {"jail", "MODE", &Options::jail, 0, 0,
      "keep workers to their folders: yes, must (refuse to start where the system cannot), no "
      "(yes)"},
     {"worker-memory", "MIB", &Options::worker_memory, 0, 1e9,
      "memory of each process of a worker (the machine's)"},
-    {"slots", "N", &Options::slots, 0, 4096, "jobs that run at a time (by processors and threads)"},
+    {"slots", "N", &Options::slots, 0, 4096,
+     "jobs that run at a time (by processors and threads; 100 with a cluster)"},
     {"threads", "N", &Options::threads, 0, 512, "threads of a job (half of the processors)"},
     {"memory", "MIB", &Options::memory, 0, kMany, "memory of a solve (no limit)"},
     {"time-limit", "SECONDS", &Options::time_limit, 0, kMany, "time of a solve (no limit)"},
@@ -156,6 +163,10 @@ Options parse_options(const std::vector<std::string>& words) {
     for (size_t i = 0; i < words.size(); ++i) read_word(words, &i, only_config, &options);
   }
   return options;
+}
+
+std::string database_path(const Options& options) {
+  return options.database.empty() ? options.data + "/server.sqlite" : options.database;
 }
 
 std::string options_help() {

@@ -10,12 +10,15 @@
 namespace vorlan::server {
 
 struct Options {
-  std::string data;  // the data folder; must be given
+  std::string data;      // the data folder; must be given
+  std::string database;  // the database's file; empty: in the data folder
   std::string listen = "127.0.0.1";
   int64_t port = 7467;
   bool insecure = false;
   std::string tls_certificate, tls_key;  // PEM files; empty: without TLS
   std::string worker;                    // the program vorlancli; empty: the one beside the server
+  std::string runner = "local";          // local or slurm
+  std::string slurm_options;             // words for sbatch
   std::string jail = "yes";              // yes, must or no
   double worker_memory = 0.0;            // MiB; 0: the machine's
   int64_t slots = 0;                     // 0: as many as the machine has processors for
@@ -42,5 +45,8 @@ class OptionError : public std::runtime_error {
 Options parse_options(const std::vector<std::string>& words);
 
 std::string options_help();
+
+// Where these options have the database.
+std::string database_path(const Options& options);
 
 }  // namespace vorlan::server

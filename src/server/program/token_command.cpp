@@ -100,10 +100,11 @@ int run_token_command(const std::vector<std::string>& words) {
       options.push_back(words[++i]);
     }
   }
-  const std::string data = parse_options(options).data;
-  if (data.empty()) throw OptionError("--data DIR is missing");
-  const std::string path = data + "/server.sqlite";
-  if (!exists(path)) throw OptionError("'" + data + "' is no data folder");
+  const Options parsed = parse_options(options);
+  if (parsed.data.empty()) throw OptionError("--data DIR is missing");
+  const std::string path = database_path(parsed);
+  if (!exists(path))
+    throw OptionError("'" + parsed.data + "' is no data folder: no '" + path + "'");
   Database database(path);
   prepare_tables(&database);
   const std::string command = plain.empty() ? "" : plain.front();

@@ -8,6 +8,9 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +23,8 @@
 #include "program/server_options.h"
 #include "program/token_command.h"
 #include "run/local_runner.h"
+#include "run/slurm_runner.h"
+#include "run/worker_process.h"
 
 namespace vorlan::server {
 namespace {
@@ -28,6 +33,9 @@ using namespace std::chrono_literals;
 
 constexpr double kMebibyte = 1024.0 * 1024.0;
 constexpr double kSecondsOfADay = 86400.0;
+// Jobs that a cluster has at a time. It has a queue of its own, and of what it has been given the
+// server can no longer choose the order.
+constexpr int64_t kSlotsOfCluster = 100;
 constexpr const char* kFirstOwner = "admin";
 // Requests under way may end within this time after SIGTERM.
 constexpr auto kGraceTime = 2s;
@@ -48,6 +56,8 @@ std::string worker_program(const Options& options) {
   return whole;
 }
 
+bool is_cluster(const Options& options) { return options.runner == "slurm"; }
+
 JobLimits make_limits(const Options& options) {
   const auto processors = static_cast<int64_t>(std::max(1U, std::thread::hardware_concurrency()));
   JobLimits limits;
@@ -57,8 +67,10 @@ JobLimits make_limits(const Options& options) {
   limits.worker.memory_mib = options.memory;
   limits.worker.max_variables = options.max_variables;
   limits.worker.max_constraints = options.max_constraints;
-  limits.slots = static_cast<size_t>(
-      options.slots > 0 ? options.slots : std::max<int64_t>(1, processors / limits.worker.threads));
+  const int64_t usual_slots = is_cluster(options)
+                                  ? kSlotsOfCluster
+                                  : std::max<int64_t>(1, processors / limits.worker.threads);
+  limits.slots = static_cast<size_t>(options.slots > 0 ? options.slots : usual_slots);
   limits.most_queued = static_cast<size_t>(options.max_jobs);
   limits.retention_seconds = options.retention * kSecondsOfADay;
   return limits;
@@ -72,6 +84,9 @@ void check(const Options& options) {
   if (options.data.empty()) throw OptionError("--data DIR is missing; --help lists the options");
   if (options.jail != "yes" && options.jail != "must" && options.jail != "no") {
     throw OptionError("--jail: '" + options.jail + "' is none of yes, must and no");
+  }
+  if (options.runner != "local" && !is_cluster(options)) {
+    throw OptionError("--runner: '" + options.runner + "' is neither local nor slurm");
   }
   if (options.tls_certificate.empty() != options.tls_key.empty()) {
     throw OptionError("--tls-certificate and --tls-key belong together");
@@ -88,12 +103,32 @@ JailSettings jail_settings(const Options& options) {
 }
 
 void tell_what_the_jail_lacks(const Options& options, const Jail& jail) {
-  if (options.jail == "no") log_event("warning", {{"jail", "off"}});
   for (const std::string& lack : jail.missing()) {
     if (options.jail == "must") throw OptionError("--jail must: this system has no " + lack);
     log_event("warning", {{"jail", "this system has no " + lack}});
     std::fprintf(stderr, "vorlanserver: warning: this system has no %s\n", lack.c_str());
   }
+}
+
+std::vector<std::string> split_words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+// On a cluster each node says itself what its jail lacks, in the attempt's folder.
+std::unique_ptr<Runner> make_runner(Loop* loop, const Options& options) {
+  const std::string worker = worker_program(options);
+  const JailSettings jail = jail_settings(options);
+  if (options.jail == "no") log_event("warning", {{"jail", "off"}});
+  if (is_cluster(options)) {
+    const auto self = std::filesystem::read_symlink("/proc/self/exe");
+    return std::make_unique<SlurmRunner>(loop,
+                                         SlurmSettings{self, worker, options.jail, jail.most_memory,
+                                                       split_words(options.slurm_options)});
+  }
+  auto runner = std::make_unique<LocalRunner>(loop, worker, jail);
+  tell_what_the_jail_lacks(options, runner->jail());
+  return runner;
 }
 
 // Waits for a lock that a dying child still holds; invalid where somebody keeps it.
@@ -117,6 +152,14 @@ Descriptor open_data_folder(const std::string& data) {
   Descriptor lock = await_lock(data + "/lock");
   if (!lock.valid()) throw OptionError("another server uses the data folder '" + data + "'");
   return lock;
+}
+
+// Folders of jobs that the database does not know are removed: with another folder's database that
+// would be all of them.
+void check_database(const Options& options) {
+  if (exists(database_path(options)) || std::filesystem::is_empty(options.data + "/jobs")) return;
+  throw OptionError("the data folder '" + options.data + "' has jobs, but there is no database '" +
+                    database_path(options) + "'");
 }
 
 // What a new data folder's first token is, else empty.
@@ -148,17 +191,16 @@ void reload(const Options& options, HttpServer* http) {
 
 int serve(const Options& options) {
   check(options);
-  const std::string worker = worker_program(options);
+  (void)worker_program(options);
   const Descriptor data_lock = open_data_folder(options.data);
   const std::string data = std::filesystem::canonical(options.data);
-  const std::string database_path = data + "/server.sqlite";
+  check_database(options);
   Loop loop;
-  Store store(&loop, database_path);
-  Database database(database_path);
+  Store store(&loop, database_path(options));
+  Database database(database_path(options));
   WorkThread files(&loop);
-  LocalRunner runner(&loop, worker, jail_settings(options));
-  tell_what_the_jail_lacks(options, runner.jail());
-  Jobs jobs(&loop, &store, &files, &runner, data, make_limits(options));
+  const std::unique_ptr<Runner> runner = make_runner(&loop, options);
+  Jobs jobs(&loop, &store, &files, runner.get(), data, make_limits(options));
   const HttpServer* figures = nullptr;
   Api api(&loop, &jobs, &database,
           {static_cast<uint64_t>(options.max_upload * kMebibyte), data, [&figures] {
@@ -194,6 +236,9 @@ int serve(const Options& options) {
 int run_program(const std::vector<std::string>& words) {
   if (!words.empty() && words.front() == "token") {
     return run_token_command({words.begin() + 1, words.end()});
+  }
+  if (!words.empty() && words.front() == "run-attempt") {
+    return run_attempt_command({words.begin() + 1, words.end()});
   }
   const Options options = parse_options(words);
   if (options.help) return std::fputs(options_help().c_str(), stdout) < 0;

@@ -110,6 +110,7 @@ Verdict judge_attempt(const std::string& folder) {
   verdict.response = file_text(folder + "/res", kLongestCode);
   verdict.termination = file_text(folder + "/trm", kLongestCode);
   verdict.message = file_text(folder + "/msg", kLongestMessage);
+  verdict.failure = file_text(folder + "/" + kFailureFile, kLongestMessage);
   const auto progress = last_progress(folder + "/" + kLogFile);
   if (progress) verdict.progress = progress_document(*progress);
   verdict.finished = verdict.did_all = done;

@@ -17,6 +17,8 @@ inline constexpr const char* kStartedFile = "started";  // written right before 
 inline constexpr const char* kLogFile = "log";
 inline constexpr const char* kSolveLogFile = "solve.log";
 inline constexpr const char* kErrorFile = "stderr";  // what the program says beside its log
+// Why a runner could not run the worker to its end, in words.
+inline constexpr const char* kFailureFile = "failure";
 
 // What a worker is told beside the problem. 0 is no limit, and for threads the library's own
 // choice.
@@ -52,6 +54,7 @@ struct Verdict {
   // The solve was skipped or never reached, because the worker had been asked to stop.
   bool without_result = false;
   std::string response, termination, message;
+  std::string failure;   // the runner's; empty where there was none
   std::string progress;  // the last of the log, a JSON object; empty where there was none
   double solve_began = 0.0;
 };

@@ -226,9 +226,9 @@ bool Jail::set_limits() const {
          set_limit(RLIMIT_NOFILE, kMostFiles) && set_limit(RLIMIT_NPROC, kMostProcesses);
 }
 
-bool Jail::enter(const Descriptor& rules) const {
+bool Jail::enter(int rules) const {
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || !set_limits()) return false;
-  if (rules.valid() && syscall(SYS_landlock_restrict_self, rules.get(), 0) != 0) return false;
+  if (rules >= 0 && syscall(SYS_landlock_restrict_self, rules, 0) != 0) return false;
   if (!has_seccomp_) return true;
   sock_fprog program{};
   program.len = static_cast<unsigned short>(filter().size());

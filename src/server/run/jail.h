@@ -37,9 +37,9 @@ class Jail {
   Descriptor prepare(const std::string& folder) const;
   bool has_landlock() const { return landlock_version_ > 0; }
 
-  // In the child, between fork and exec: only calls that are safe there. False with errno set when
-  // what the kernel can do was refused.
-  bool enter(const Descriptor& rules) const;
+  // In the child, between fork and exec: only calls that are safe there. `rules` is the descriptor of
+  // what prepare() made, or -1. False with errno set when what the kernel can do was refused.
+  bool enter(int rules) const;
 
  private:
   bool set_limits() const;

@@ -2,7 +2,6 @@
 #include "run/local_runner.h"
 
 #include <fcntl.h>
-#include <linux/close_range.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +15,7 @@
 
 #include "base/event_log.h"
 #include "run/attempt.h"
+#include "run/worker_process.h"
 
 namespace vorlan::server {
 namespace {
@@ -64,31 +64,11 @@ std::map<pid_t, size_t> processes_by_session() {
   return counts;
 }
 
-// In the child, between fork and exec: only calls that are safe there. Everything of the server is
-// closed but the lock.
-[[noreturn]] void become_worker(const char* folder, int lock, int null_device, char* const* words,
-                                const Jail& jail, const Descriptor& rules) {
+// In the child, between fork and exec.
+[[noreturn]] void become_child(const WorkerStart& start, char* const* words, const Jail& jail) {
   setsid();
-  signal(SIGPIPE, SIG_DFL);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-  if (chdir(folder) != 0) _exit(126);
-  const int errors = open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (errors < 0 || dup2(null_device, 0) < 0 || dup2(errors, 1) < 0 || dup2(errors, 2) < 0) {
-    _exit(126);
-  }
-  if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) != 0 || fcntl(lock, F_SETFD, 0) != 0) _exit(126);
-  if (!jail.enter(rules)) {
-    static constexpr char kReason[] = "cannot enter the jail\n";
-    (void)!write(2, kReason, sizeof kReason - 1);
-    _exit(126);
-  }
-  char path[] = "PATH=/usr/bin:/bin";
-  char locale[] = "LC_ALL=C";
-  char* environment[] = {path, locale, nullptr};
-  execve(words[0], words, environment);
-  _exit(127);
+  become_worker(start, words, jail);
+  _exit(126);
 }
 
 }  // namespace
@@ -114,23 +94,18 @@ LocalRunner::Worker* LocalRunner::find(const std::string& job) {
   return found == workers_.end() ? nullptr : found->second.get();
 }
 
-std::string LocalRunner::start(const AttemptPlace& place, const std::vector<std::string>& words,
-                               Over over) {
+std::string LocalRunner::start(const AttemptPlace& place, const WorkerSettings& /*settings*/,
+                               const std::vector<std::string>& words, Over over) {
   const Descriptor lock = lock_file(place.folder + "/" + kLockFile);
   if (!lock.valid()) return "cannot lock the attempt's folder: " + system_error();
   const Descriptor rules = jail_.prepare(place.folder);
   if (jail_.has_landlock() && !rules.valid()) return "cannot make the jail: " + system_error();
   const Descriptor null_device = open_for_reading("/dev/null");
-  std::vector<std::string> all = words;
-  all.insert(all.begin(), program_);
-  std::vector<char*> pointers;
-  pointers.reserve(all.size() + 1);
-  for (std::string& word : all) pointers.push_back(word.data());
-  pointers.push_back(nullptr);
+  WorkerWords all(program_, words);
   const pid_t pid = fork();
   if (pid == 0) {
-    become_worker(place.folder.c_str(), lock.get(), null_device.get(), pointers.data(), jail_,
-                  rules);
+    become_child({place.folder.c_str(), lock.get(), null_device.get(), rules.get()}, all.pointers(),
+                 jail_);
   }
   if (pid < 0) return "cannot start a process: " + system_error();
   auto worker = std::make_unique<Worker>();

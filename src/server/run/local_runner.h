@@ -18,8 +18,9 @@ class LocalRunner : public Runner {
   LocalRunner(Loop* loop, std::string program, const JailSettings& jail);
   ~LocalRunner() override;
 
-  std::string start(const AttemptPlace& place, const std::vector<std::string>& words,
-                    Over over) override;
+  std::string start(const AttemptPlace& place, const WorkerSettings& settings,
+                    const std::vector<std::string>& words, Over over) override;
+  bool starts_at_once() const override { return true; }
   const Jail& jail() const { return jail_; }
   bool adopt(const AttemptPlace& place, Over over) override;
   void stop(const std::string& job) override;

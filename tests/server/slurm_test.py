@@ -43,14 +43,16 @@ class Cluster:
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
-@unittest.skipUnless(shutil.which("slurmctld", path=SEARCHED), "Slurm is not installed: scripts/setup slurm")
+def setUpModule():
+    if not shutil.which("slurmctld", path=SEARCHED):
+        raise unittest.SkipTest("Slurm is not installed: scripts/setup slurm")
+    SlurmTest.cluster = Cluster()
+    unittest.addModuleCleanup(SlurmTest.cluster.stop)
+
+
 class SlurmTest(harness.ServerTest):
     options = ("--runner", "slurm", "--threads", "1", "--slots", "300")
-
-    @classmethod
-    def setUpClass(cls):
-        cls.cluster = Cluster()
-        cls.addClassCleanup(cls.cluster.stop)
+    cluster = None  # one for all tests
 
     def tearDown(self):
         subprocess.run(["scancel", "--me", "--signal=KILL", "--full"], check=False, capture_output=True)

@@ -42,6 +42,7 @@ void drain(const Descriptor& from, std::string* text) {
 // A group of its own, so that all of it can be killed. The server's ignored signals are not its.
 pid_t spawn(const std::vector<std::string>& words, int output, int errors) {
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t files;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/solve_plan.h"
 #include "task/numeric.h"
 #include "task/status_words.h"
 #include "task/text.h"
@@ -116,6 +117,27 @@ const char* describe_refusal(const SolveEnd& end) {
          "bear out\n";
 }
 
+// Names each residual of an optimum that is larger than the parameters ask.
+std::string describe_missed_tolerances(const Task& task, const SolveEnd& end) {
+  if (!is_optimal(end.solution)) return {};
+  const AskedTolerances asked(task.model, task.parameters);
+  const Residuals& found = end.residuals;
+  struct Measure {
+    const char* name;
+    double found, asked;
+  };
+  const Measure measures[] = {{"primal violation", found.primal, asked.primal},
+                              {"dual violation", found.dual, asked.dual},
+                              {"duality gap", found.gap, asked.gap}};
+  std::string text;
+  for (const Measure& measure : measures) {
+    if (!std::isfinite(measure.found) || measure.found <= measure.asked) continue;
+    text += format_text("The optimum misses its tolerance: %s %.1e, where %.1e is asked\n",
+                        measure.name, measure.found, measure.asked);
+  }
+  return text;
+}
+
 }  // namespace
 
 void log_end(const Task& task, const SolveEnd& end) {
@@ -125,6 +147,7 @@ void log_end(const Task& task, const SolveEnd& end) {
   const bool integer = end.kind == SolutionKind::kInteger;
   std::string text = describe_origin(end);
   text += describe_refusal(end);
+  text += describe_missed_tolerances(task, end);
   text += "Optimization ended";
   if (end.termination != Code::kOk) {
     text += format_text(": %s", find_code(static_cast<int32_t>(end.termination))->text);

@@ -27,16 +27,25 @@ Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters) {
   return model.maximize ? Cutoffs{-upper, -lower} : Cutoffs{lower, upper};
 }
 
-ClaimTolerances::ClaimTolerances(const Model& model, const Parameters& parameters)
-    : primal(kLinearAllowance * parameters.get(DoubleParam::kFeasibilityTolerance)),
-      dual(kLinearAllowance * parameters.get(DoubleParam::kOptimalityTolerance)),
+AskedTolerances::AskedTolerances(const Model& model, const Parameters& parameters)
+    : primal(parameters.get(DoubleParam::kFeasibilityTolerance)),
+      dual(parameters.get(DoubleParam::kOptimalityTolerance)),
       gap(std::max(primal, dual)) {
   if (wants_conic_method(model, parameters)) {
-    primal = dual = kConicAllowance * parameters.get(DoubleParam::kConicFeasibilityTolerance);
-    gap = kConicAllowance * parameters.get(DoubleParam::kConicGapTolerance);
+    primal = dual = parameters.get(DoubleParam::kConicFeasibilityTolerance);
+    gap = parameters.get(DoubleParam::kConicGapTolerance);
   }
   if (!model.is_mixed_integer()) return;
-  primal = std::max(primal, kLinearAllowance * parameters.get(DoubleParam::kIntegralityTolerance));
+  primal = std::max(primal, parameters.get(DoubleParam::kIntegralityTolerance));
+}
+
+ClaimTolerances::ClaimTolerances(const Model& model, const Parameters& parameters) {
+  const AskedTolerances asked(model, parameters);
+  const double allowance =
+      wants_conic_method(model, parameters) ? kConicAllowance : kLinearAllowance;
+  primal = allowance * asked.primal;
+  dual = allowance * asked.dual;
+  gap = allowance * asked.gap;
 }
 
 }  // namespace vorlan

@@ -19,12 +19,22 @@ bool wants_interior_point(const Parameters& parameters);
 // The objective cutoffs of the parameters, which are in the task's own sense.
 Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters);
 
+// The residuals that the parameters ask of an answer.
+struct AskedTolerances {
+  double primal;
+  double dual;
+  double gap;
+
+  AskedTolerances(const Model& model, const Parameters& parameters);
+};
+
 // The largest residuals with which a claim still holds.
 //
 // For linear models they are ten times the tolerances that the optimizer was given, since it keeps
 // them in scaled terms, and before it undoes its presolve. For the conic method it is a hundred
 // times: it ends by norms over all of the model, where the checker looks at every row by itself, so
-// that one small row may be worse by the ratio of the two. The residuals themselves are in the log.
+// that one small row may be worse by the ratio of the two. The residuals themselves are in the log,
+// which says so where an optimum is worse than asked.
 struct ClaimTolerances {
   double primal;
   double dual;

@@ -7,6 +7,8 @@
 #include "conic_models.h"
 #include "solve/make_solution.h"
 #include "solve/run/shared_result.h"
+#include "solve/solve_log.h"
+#include "solve/solve_plan.h"
 
 namespace vorlan {
 namespace {
@@ -216,6 +218,40 @@ TEST(ConicTolerances, FollowTheParameters) {
   EXPECT_DOUBLE_EQ(ClaimTolerances(model, parameters).dual, 1e-8);
   EXPECT_DOUBLE_EQ(ClaimTolerances(model, parameters).gap, 1e-9);
   EXPECT_DOUBLE_EQ(ClaimTolerances(free_variables({1.0}), parameters).gap, 1e-6);
+}
+
+// An optimum may be worse than what was asked, but not in silence.
+TEST(ConicTolerances, AMissedOneIsToldInTheLog) {
+  const auto log_of = [](const Residuals& residuals, SolutionStatus status) {
+    Task task;
+    task.model = solved_models()[0].model;
+    std::string log;
+    task.log.link_function(
+        &log, [](void* text, const char* more) { static_cast<std::string*>(text)->append(more); });
+    SolveEnd end;
+    end.kind = SolutionKind::kInterior;
+    end.outcome = Outcome::kOptimal;
+    end.solution.defined = true;
+    end.solution.status = status;
+    end.residuals = residuals;
+    log_end(task, end);
+    return log;
+  };
+  const std::string missed = "misses its tolerance";
+  const auto is_told = [&](const Residuals& residuals) {
+    return log_of(residuals, SolutionStatus::kOptimal).find(missed) != std::string::npos;
+  };
+  EXPECT_FALSE(is_told({1e-8, 1e-8, 1e-8}));
+  EXPECT_TRUE(is_told({1.1e-8, 0.0, 0.0}));
+  EXPECT_TRUE(is_told({0.0, 1.1e-8, 0.0}));
+  EXPECT_TRUE(is_told({0.0, 0.0, 1.1e-8}));
+  EXPECT_NE(
+      log_of({1.4e-7, 0.0, 0.0}, SolutionStatus::kOptimal)
+          .find("The optimum misses its tolerance: primal violation 1.4e-07, where 1.0e-08 is "
+                "asked\n"),
+      std::string::npos);
+  EXPECT_EQ(log_of({1.4e-7, 0.0, 0.0}, SolutionStatus::kPrimalAndDualFeasible).find(missed),
+            std::string::npos);
 }
 
 TEST(ConicChoice, TheConicMethodIsForContinuousModels) {

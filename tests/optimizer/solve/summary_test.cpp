@@ -110,6 +110,59 @@ TEST(Summary, SaysTheBoundThatTheJsonSolutionSays) {
   }
 }
 
+// Binary variables whose sums by several weights must all be half of the whole, which takes long to
+// find (G. Cornuejols, M. Dawande, A class of hard small 0-1 programs, INFORMS Journal on Computing 11,
+// 1999). The objective is the number of ones, and their squares where it is quadratic.
+std::string halving_model(bool quadratic) {
+  constexpr int kNumRows = 4;
+  constexpr int kNumColumns = 24;
+  std::string rows = "NAME\nROWS\n N C\n";
+  std::string columns = "COLUMNS\n M1 'MARKER' 'INTORG'\n";
+  std::string sides = "RHS\n";
+  std::string bounds = "BOUNDS\n";
+  std::string squares = "QUADOBJ\n";
+  int sum[kNumRows] = {};
+  uint32_t state = 1;
+  for (int j = 0; j < kNumColumns; ++j) {
+    const std::string name = "X" + std::to_string(j);
+    columns += " " + name + " C 1\n";
+    bounds += " BV B " + name + "\n";
+    squares += " " + name + " " + name + " 2\n";
+    for (int i = 0; i < kNumRows; ++i) {
+      state = state * 1664525U + 1013904223U;
+      const int weight = static_cast<int>((state >> 16) % 100);
+      sum[i] += weight;
+      columns += " " + name + " R" + std::to_string(i) + " " + std::to_string(weight) + "\n";
+    }
+  }
+  for (int i = 0; i < kNumRows; ++i) {
+    rows += " E R" + std::to_string(i) + "\n";
+    sides += " B R" + std::to_string(i) + " " + std::to_string(sum[i] / 2) + "\n";
+  }
+  return rows + columns + " M2 'MARKER' 'INTEND'\n" + sides + bounds + (quadratic ? squares : "") +
+         "ENDATA\n";
+}
+
+// A stopped solve without a point leaves what it has proved of the objective.
+TEST(Summary, KeepsTheBoundWhereNoPointIsFound) {
+  for (const bool quadratic : {false, true}) {
+    SCOPED_TRACE(quadratic);
+    TestTask task;
+    ASSERT_EQ(task.read(halving_model(quadratic)), VLN_RES_OK);
+    ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_NODE_LIMIT", "1"), VLN_RES_OK);
+    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_NODE_LIMIT") << task.log();
+    EXPECT_NE(task.log().find("no integer solution found"), std::string::npos) << task.log();
+    const std::string path = test_file_path("solution.json");
+    ASSERT_EQ(VLN_writejsonsol(task, path.c_str()), VLN_RES_OK);
+    const std::string bound = in_json(read_all(path), "bound");
+    ASSERT_NE(bound, "") << task.log();
+    EXPECT_EQ(in_summary(task.log(), "bound"), with_ten_digits(bound));
+    // No half of the weights takes fewer than a third of the ones, or more than all.
+    EXPECT_GT(std::stod(bound), 8.0);
+    EXPECT_LT(std::stod(bound), 48.0);
+  }
+}
+
 // A person who follows a long solve sees how far it is, at most once a second.
 TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
   TestTask task;

@@ -36,6 +36,34 @@ endif()
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
   FILES_MATCHING PATTERN "*.1")
+
+# The pages of formats, parameters and codes are made from the documents that are installed as well.
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  set(manuals ${CMAKE_CURRENT_BINARY_DIR}/man)
+  file(MAKE_DIRECTORY ${manuals})  # what is not built is not installed
+  file(GLOB manual_sources CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/formats/*.md)
+  add_custom_command(OUTPUT ${manuals}/made
+    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/make-manuals ${PROJECT_SOURCE_DIR}/docs ${manuals}
+    COMMAND ${CMAKE_COMMAND} -E touch ${manuals}/made
+    DEPENDS ${PROJECT_SOURCE_DIR}/scripts/make-manuals ${manual_sources} VERBATIM)
+  add_custom_target(manuals ALL DEPENDS ${manuals}/made)
+  foreach(section 5 7)
+    install(DIRECTORY ${manuals}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
+      FILES_MATCHING PATTERN "*.${section}")
+  endforeach()
+else()
+  message(STATUS "no Python: the manual pages of formats, parameters and codes are left out")
+endif()
+
+if(VORLAN_COMPANION)
+  set(completions ${PROJECT_SOURCE_DIR}/packaging/completions)
+  install(FILES ${completions}/vorlan.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vorlan)
+  install(FILES ${completions}/_vorlan DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(FILES ${completions}/vorlan.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)

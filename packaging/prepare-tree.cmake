@@ -21,6 +21,11 @@ file(COPY ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides DESTINATION ${root}/share/
 file(RENAME ${root}/share/lintian/overrides/lintian-overrides
   ${root}/share/lintian/overrides/${CPACK_PACKAGE_NAME})
 
+# Debian's zsh looks for the completions of packages in a folder of its own.
+file(MAKE_DIRECTORY ${root}/share/zsh/vendor-completions)
+file(RENAME ${root}/share/zsh/site-functions/_vorlan ${root}/share/zsh/vendor-completions/_vorlan)
+file(REMOVE_RECURSE ${root}/share/zsh/site-functions)
+
 file(GLOB pages ${root}/share/man/*/*)
 foreach(page IN LISTS pages ITEMS ${documents}/changelog ${documents}/changelog.Debian)
   execute_process(COMMAND gzip -9n ${page} COMMAND_ERROR_IS_FATAL ANY)

@@ -20,26 +20,7 @@ struct TableRow {
   std::vector<std::string> numbers;
 };
 
-// "1 constraint", "2 constraints".
-std::string count(int number, const char* noun) {
-  return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-}
-
 std::string number(double value) { return fmt::format("{:.10g}", value); }
-
-// A control character of a name would reach the terminal as a command.
-std::string printable(const std::string& name) {
-  std::string shown;
-  for (const char character : name) {
-    const unsigned char byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 || byte == 0x7f) {
-      shown += fmt::format("\\x{:02x}", byte);
-    } else {
-      shown += character;
-    }
-  }
-  return shown;
-}
 
 double largest(const std::vector<Item>& items, double Item::*part) {
   double most = 0.0;
@@ -150,6 +131,28 @@ void add_csv(std::string& text, const char* kind, const std::vector<Item>& items
 
 }  // namespace
 
+std::string count(int number, const char* noun) {
+  return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+std::string printable(const std::string& name) {
+  const auto byte_at = [&name](std::size_t i) {
+    return i < name.size() ? static_cast<unsigned char>(name[i]) : 0U;
+  };
+  std::string shown;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const unsigned byte = byte_at(i);
+    // The controls U+0080 to U+009F, too, command some terminals.
+    const bool is_high = byte == 0xc2 && byte_at(i + 1) >= 0x80 && byte_at(i + 1) < 0xa0;
+    if (byte < 0x20 || byte == 0x7f || is_high)
+      shown += fmt::format("\\x{:02x}", byte);
+    else
+      shown += name[i];
+    if (is_high) shown += fmt::format("\\x{:02x}", byte_at(++i));
+  }
+  return shown;
+}
+
 std::string table(const ModelAnswer& answer) {
   std::string shown = fmt::format("{}: {}\n", printable(answer.model), sentence(answer));
   shown += count(answer.sizes.variables, "variable") + ", " +
@@ -165,6 +168,23 @@ std::string table(const ModelAnswer& answer) {
                      &Item::value, {"variable", {"change"}}, false);
   }
   return shown;
+}
+
+std::string violation_table(const std::vector<Violation>& violations, double tolerance) {
+  if (violations.empty()) {
+    return fmt::format("satisfies the model: no violation above {:g}\n", tolerance);
+  }
+  std::string shown =
+      fmt::format("violates the model: {} above {:g}\n\n",
+                  count(static_cast<int>(violations.size()), "violation"), tolerance);
+  std::vector<TableRow> rows;
+  rows.reserve(violations.size());
+  for (const Violation& violation : violations) {
+    rows.push_back(
+        {fmt::format("{} {}", word(violation.requirement), printable(violation.name)),
+         {number(violation.value), violation.side, fmt::format("{:.3g}", violation.amount)}});
+  }
+  return shown + aligned({"violated", {"value", "must be", "by"}}, rows);
 }
 
 std::string json(const ModelAnswer& answer) {

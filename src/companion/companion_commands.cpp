@@ -1,21 +1,23 @@
 #include "companion_commands.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <nlohmann/json.hpp>
+#include <optional>
 
-#include "parameter_table.h"
+#include "model_data.h"
+#include "point_check.h"
+#include "point_file.h"
+#include "report_page.h"
+#include "screen.h"
 #include "session.h"
 
 namespace vorlan::companion {
@@ -48,58 +50,50 @@ class StopOnSignals {
   struct sigaction terminate_ = {};
 };
 
-int stop_requested_now(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const int*,
-                       const long*) {
+// Places of figures in the arrays of the progress callback of the embedded optimizer.
+constexpr int kObjective = 0;
+constexpr int kBound = 1;
+constexpr int kGap = 2;
+constexpr int kNodes = 2;  // of the integers of 64 bits
+
+// What looks on while a model is solved: the screen, and the course of the solve for a report.
+struct Watch {
+  Screen* screen = nullptr;  // none of a quiet run
+  std::string log;
+  Course course;
+  double next_status = 0.0;
+};
+
+constexpr double kStatusSeconds = 0.2;
+
+std::string status_text(const CoursePoint& point, double gap) {
+  std::string text = fmt::format("solving  {:.1f} s", point.seconds);
+  if (std::isfinite(point.objective)) text += fmt::format("  objective {:.8g}", point.objective);
+  if (std::isfinite(point.bound)) text += fmt::format("  bound {:.8g}", point.bound);
+  if (gap > 0.0 && std::isfinite(gap)) text += fmt::format("  gap {:.2g} %", 100.0 * gap);
+  return text;
+}
+
+int look(vlntaskt*, void* handle, VLNcallbackcode_enum, const double* figures, const int*,
+         const long* long_figures) {
+  auto* watch = static_cast<Watch*>(handle);
+  const CoursePoint point{figures[VLN_DINF_ELAPSED_SECONDS], figures[kObjective], figures[kBound],
+                          long_figures[kNodes]};
+  watch->course.add(point);
+  if (watch->screen != nullptr && point.seconds >= watch->next_status) {
+    watch->next_status = point.seconds + kStatusSeconds;
+    watch->screen->status(status_text(point, figures[kGap]));
+  }
   return stop_requested != 0 ? 1 : 0;
 }
 
-// Standard error as a person sees it: the log is dimmer than the rest where it is a terminal.
-bool is_coloured() {
-  static const bool coloured = isatty(STDERR_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-  return coloured;
+void take_log(void* handle, const char* text) {
+  auto* watch = static_cast<Watch*>(handle);
+  watch->log += text;
+  if (watch->screen != nullptr) watch->screen->log(text);
 }
 
-void show_log(void* /*handle*/, const char* text) {
-  if (is_coloured()) {
-    std::fprintf(stderr, "\033[2m%s\033[0m", text);
-  } else {
-    std::fputs(text, stderr);
-  }
-}
-
-void apply(Session& session, const SolveRequest& request) {
-  for (const std::string& setting : request.settings) {
-    const std::size_t equals = setting.find('=');
-    if (equals == std::string::npos || equals == 0) {
-      throw UsageError("--set " + setting + ": NAME=VALUE was expected");
-    }
-    session.set(setting.substr(0, equals), setting.substr(equals + 1));
-  }
-  if (request.time_limit > 0.0) {
-    session.set("VLN_DPAR_TIME_LIMIT", fmt::format("{}", request.time_limit));
-  }
-}
-
-ModelAnswer solve_model(const std::string& model, const SolveRequest& request) {
-  Session session;
-  if (!request.quiet) session.send_log(show_log, nullptr);
-  session.ask_to_stop(stop_requested_now, nullptr);
-  session.read(model);
-  // After the read: a task file brings parameters of its own.
-  apply(session, request);
-  const auto begin = std::chrono::steady_clock::now();
-  const std::string termination = session.optimize();
-  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-  ModelAnswer answer = read_answer(session, model, termination);
-  answer.seconds = elapsed.count();
-  return answer;
-}
-
-void put_stdout(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    throw CommandFailure(std::string("standard output: ") + std::strerror(errno));
-  }
-}
+void show_log(void* handle, const char* text) { static_cast<Screen*>(handle)->log(text); }
 
 bool write_file(const std::string& text, const std::string& file) {
   std::ofstream stream(file, std::ios::binary);
@@ -123,6 +117,46 @@ void put_file(const std::string& text, const std::string& file) {
   throw CommandFailure(file + ": " + std::strerror(error));
 }
 
+void apply(Session& session, const SolveRequest& request) {
+  for (const std::string& setting : request.settings) {
+    const std::size_t equals = setting.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      throw UsageError("--set " + setting + ": NAME=VALUE was expected");
+    }
+    session.set(setting.substr(0, equals), setting.substr(equals + 1));
+  }
+  if (request.time_limit > 0.0) {
+    session.set("VLN_DPAR_TIME_LIMIT", fmt::format("{}", request.time_limit));
+  }
+}
+
+ModelAnswer solve_model(const std::string& model, const SolveRequest& request, Screen* screen) {
+  Watch watch;
+  watch.screen = screen;
+  Session session;
+  // Without a log function the library says on standard error why something failed.
+  if (screen != nullptr || !request.report.empty()) session.send_log(take_log, &watch);
+  session.ask_to_stop(look, &watch);
+  {
+    std::optional<FileWatch> reading;
+    if (screen != nullptr) reading.emplace(*screen, "reading", model);
+    session.read(model);
+  }
+  // After the read: a task file brings parameters of its own.
+  apply(session, request);
+  const auto begin = std::chrono::steady_clock::now();
+  const std::string termination = session.optimize();
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+  if (screen != nullptr) screen->end_status();
+  ModelAnswer answer = read_answer(session, model, termination);
+  answer.seconds = elapsed.count();
+  if (!request.report.empty()) {
+    put_file(report_page({answer, read_model_data(session), watch.course, watch.log}),
+             request.report);
+  }
+  return answer;
+}
+
 void put(const std::string& text, const std::string& file) {
   if (file.empty()) {
     put_stdout(text);
@@ -131,20 +165,56 @@ void put(const std::string& text, const std::string& file) {
   }
 }
 
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return text;
+std::string check_text(const CheckRequest& request, const PointCheck& found, int missing) {
+  std::vector<Violation> counted;
+  std::string text = fmt::format("{} for {}: objective {:.10g}\n", printable(request.solution),
+                                 printable(request.model), found.objective);
+  if (missing > 0)
+    text += count(missing, "variable") + " without a value in the file: taken as 0\n";
+  for (const std::string& part : found.unchecked_parts) text += "not checked: " + part + "\n";
+  for (const Violation& violation : found.violations) {
+    if (counts(violation, request.tolerance)) counted.push_back(violation);
+  }
+  return text + violation_table(counted, request.tolerance);
+}
+
+std::string check_json(const CheckRequest& request, const PointCheck& found, int missing) {
+  nlohmann::ordered_json object = {{"model", request.model},
+                                   {"solution", request.solution},
+                                   {"objective", found.objective},
+                                   {"missing", missing},
+                                   {"not checked", found.unchecked_parts}};
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Violation& violation : found.violations) {
+    if (!counts(violation, request.tolerance)) continue;
+    list.push_back({{"kind", word(violation.requirement)},
+                    {"name", violation.name},
+                    {"value", violation.value},
+                    {"side", violation.side},
+                    {"violation", violation.amount}});
+  }
+  object["violations"] = list;
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace
 
+void put_stdout(const std::string& text) {
+  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    throw CommandFailure(std::string("standard output: ") + std::strerror(errno));
+  }
+}
+
 SolveOutcome solve(const SolveRequest& request) {
+  if (!request.report.empty() && request.models.size() > 1) {
+    throw UsageError("--report is for one model");
+  }
   const StopOnSignals signals;
+  Screen screen;
   SolveOutcome worst = SolveOutcome::kOptimal;
   std::string texts;
   for (const std::string& model : request.models) {
-    const ModelAnswer answer = solve_model(model, request);
+    const ModelAnswer answer = solve_model(model, request, request.quiet ? nullptr : &screen);
     if (answer.outcome != SolveOutcome::kOptimal) worst = answer.outcome;
     if (!texts.empty() && request.form == Form::kTable) texts += '\n';
     texts += text(answer, request.form);
@@ -159,19 +229,29 @@ SolveOutcome solve(const SolveRequest& request) {
 }
 
 void convert(const std::string& from, const std::string& to) {
+  Screen screen;
   Session session;
-  session.send_log(show_log, nullptr);
-  session.read(from);
+  session.send_log(show_log, &screen);
+  {
+    const FileWatch reading(screen, "reading", from);
+    session.read(from);
+  }
+  const FileWatch writing(screen, "writing", to);
   session.write(to);
 }
 
-std::string parameters(const std::string& word) {
-  std::istringstream lines{std::string(kParameterTable)};
-  std::string shown;
-  for (std::string line; std::getline(lines, line);) {
-    if (lower(line).find(lower(word)) != std::string::npos) shown += line + '\n';
+SolveOutcome check(const CheckRequest& request) {
+  Session session;
+  session.read(request.model);
+  const ModelData model = read_model_data(session);
+  const NamedPoint named = read_point(session, model, request.solution);
+  const PointCheck found = check_point(model, named.point);
+  put_stdout(request.as_json ? check_json(request, found, named.missing)
+                             : check_text(request, found, named.missing));
+  for (const Violation& violation : found.violations) {
+    if (counts(violation, request.tolerance)) return SolveOutcome::kInfeasible;
   }
-  return shown;
+  return SolveOutcome::kOptimal;
 }
 
 }  // namespace vorlan::companion

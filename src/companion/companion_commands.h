@@ -27,8 +27,16 @@ struct SolveRequest {
   std::vector<std::string> settings;  // NAME=VALUE
   double time_limit = 0.0;            // seconds; 0: none
   std::string output;                 // empty: standard output
+  std::string report;                 // a page for browsers; empty: none
   Form form = Form::kTable;
   bool quiet = false;  // no log
+};
+
+struct CheckRequest {
+  std::string model;
+  std::string solution;
+  double tolerance = 1e-6;  // relative to 1 + the size of the side
+  bool as_json = false;
 };
 
 // Solves each model and writes its answer. The outcome is the worst of them: the last that is not
@@ -38,7 +46,11 @@ SolveOutcome solve(const SolveRequest& request);
 // Writes the model of one file to another, each in the format of its suffix.
 void convert(const std::string& from, const std::string& to);
 
-// The lines of the parameter table whose name or text has the word, in any case; all without a word.
-std::string parameters(const std::string& word);
+// Holds the point of a file against a model and writes what is violated: kOptimal where nothing is,
+// else kInfeasible.
+SolveOutcome check(const CheckRequest& request);
+
+// Writes text to standard output; throws a CommandFailure where that fails.
+void put_stdout(const std::string& text);
 
 }  // namespace vorlan::companion

@@ -23,6 +23,8 @@ Session::Session() { expect(VLN_makeemptytask(nullptr, &task_)); }
 Session::~Session() { VLN_deletetask(&task_); }
 
 void Session::send_log(vlnstreamfunc func, void* handle) {
+  log_ = func;
+  log_handle_ = handle;
   expect(VLN_linkfunctotaskstream(task_, VLN_STREAM_LOG, handle, func));
 }
 
@@ -37,6 +39,21 @@ void Session::read(const std::string& file) {
 }
 
 void Session::write(const std::string& file) { expect(VLN_writedata(task_, file.c_str())); }
+
+void Session::write_quietly(const std::string& file) {
+  int solutions = 1;
+  expect(VLN_getintparam(task_, VLN_IPAR_TASK_FILE_SOLUTIONS, &solutions));
+  expect(VLN_putintparam(task_, VLN_IPAR_TASK_FILE_SOLUTIONS, 0));
+  expect(VLN_linkfunctotaskstream(task_, VLN_STREAM_LOG, nullptr, nullptr));
+  const VLNrescode_enum code = VLN_writedata(task_, file.c_str());
+  expect(VLN_linkfunctotaskstream(task_, VLN_STREAM_LOG, log_handle_, log_));
+  expect(VLN_putintparam(task_, VLN_IPAR_TASK_FILE_SOLUTIONS, solutions));
+  expect(code);
+}
+
+void Session::read_solution(const std::string& file, unsigned compression) {
+  expect(VLN_readbsolution(task_, file.c_str(), compression));
+}
 
 void Session::set(const std::string& name, const std::string& value) {
   expect(VLN_putparam(task_, name.c_str(), value.c_str()));

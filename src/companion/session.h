@@ -38,6 +38,10 @@ class Session {
 
   void read(const std::string& file);
   void write(const std::string& file);
+  // Writes the model without a line in the log, and without its solutions.
+  void write_quietly(const std::string& file);
+  // Reads a b solution in place of the solutions; the compression is one of the interface's.
+  void read_solution(const std::string& file, unsigned compression);
   // Sets a parameter by its name; the value is a number or one of the parameter's words.
   void set(const std::string& name, const std::string& value);
   // Optimizes; the symbolic name of the termination code, empty when the solve ran to its end.
@@ -71,6 +75,8 @@ class Session {
   std::vector<double> vector(VectorQuery query, int which, int size) const;
 
   vlntaskt* task_ = nullptr;
+  vlnstreamfunc log_ = nullptr;
+  void* log_handle_ = nullptr;
   int longest_name_ = 0;  // in bytes, of the model that was read
 };
 

@@ -4,17 +4,23 @@
 usage: companion_test.py PROGRAM [unittest's words]
 """
 import csv
+import html.parser
 import io
 import json
 import os
 import pathlib
+import pty
 import random
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 FURNITURE = """\
 maximize
@@ -56,7 +62,9 @@ def market_split(rows, columns):
     return "\n".join(lines + ["binary", *(f" x{j}" for j in range(columns)), "end", ""])
 
 
-class Companion(unittest.TestCase):
+class CompanionTest(unittest.TestCase):
+    """A folder for each test, and the program run in it."""
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -70,6 +78,8 @@ class Companion(unittest.TestCase):
         return subprocess.run([PROGRAM, *words], cwd=self.place, capture_output=True, text=True,
                               timeout=300, check=False, **options)
 
+
+class Companion(CompanionTest):
     def test_an_optimum_as_a_table(self):
         ended = self.run_program(self.file("f.lp", FURNITURE))
         self.assertEqual(ended.returncode, 0)
@@ -134,7 +144,8 @@ class Companion(unittest.TestCase):
         for words, status, text in ((["nothing.lp"], 1, "nothing.lp"), (["--set", "x", "f.lp"], 2, "NAME=VALUE"),
                                     (["--time-limit", "0", "f.lp"], 2, "seconds"), ([], 2, "MODEL"),
                                     (["--set", "VLN_IPAR_PRESOLV=1", "f.lp"], 1, "VLN_IPAR_PRESOLVE"),
-                                    (["convert", "f.lp"], 2, "usage"), (["params", "nosuchword"], 1, "nosuchword")):
+                                    (["convert", "f.lp"], 2, "TO"), (["completion", "csh"], 2, "csh"),
+                                    (["--report", "r.html", "f.lp", "f.lp"], 2, "--report"), (["params", "nosuchword"], 1, "nosuchword")):
             self.file("f.lp", FURNITURE)
             ended = self.run_program(*words)
             self.assertEqual((ended.returncode, ended.stdout), (status, ""), words)
@@ -183,6 +194,283 @@ class Companion(unittest.TestCase):
         self.assertEqual(ended.returncode, 3)
         self.assertEqual([json.loads(line)["outcome"] for line in ended.stdout.splitlines()],
                          ["optimal", "infeasible"])
+
+
+CONE = """\
+Minimize ] extended problem 1
+Minimize
+ o: t
+Subject To
+ c: x + y >= 1
+Bounds
+ x free
+ y free
+Cones
+ k: quadratic t x y
+General
+ n
+End
+"""
+MATRIX = """\
+Minimize ] extended problem 1
+Matrix Variables
+ X(2)
+Minimize
+ o: X(1,1) + X(2,2)
+Subject To
+ c: X(2,1) = 1
+End
+"""
+
+
+class Check(CompanionTest):
+    """Points against models, without the optimizer."""
+
+    def check(self, model, solution, *words):
+        return self.run_program("check", *words, model, solution)
+
+    def violations(self, model, text):
+        ended = self.check(model, self.file("p.sol", text), "--json")
+        found = json.loads(ended.stdout)["violations"]
+        self.assertEqual(ended.returncode, 3 if found else 0, ended.stderr)
+        return [(v["kind"], v["name"], v["violation"] and round(v["violation"], 6)) for v in found]
+
+    def test_every_form_of_a_solution_is_read(self):
+        model = self.file("f.lp", FURNITURE)
+        self.run_program("--json", "--output", "a.json", model)
+        self.run_program("--csv", "--output", "a.csv", model)
+        forms = {"a.json": None, "a.csv": None, "plain.sol": "# a plan\nchairs 20\ntables 15\n",
+                 "highs.sol": "Model status\nOptimal\n\n# Primal solution values\nFeasible\nObjective 2100\n"
+                              "# Columns 2\nchairs 20\ntables 15\n# Rows 2\nwood 400\nwork 350\n\n"
+                              "# Dual solution values\nFeasible\n# Columns 2\nchairs 0\ntables 0\n",
+                 "cbc.sol": "Optimal - objective value 2100.00000000\n      0 chairs   20   0\n      1 tables   15   0\n",
+                 "scip.sol": "solution status: optimal\nobjective value:     2100\nchairs    20 \t(obj:45)\n"
+                             "tables    15 \t(obj:80)\n"}
+        for name, text in forms.items():
+            if text:
+                self.file(name, text)
+            ended = self.check(model, name)
+            self.assertEqual(ended.returncode, 0, name + ended.stdout + ended.stderr)
+            self.assertIn("objective 2100\n", ended.stdout)
+
+    def test_solutions_of_the_other_program_are_read(self):
+        model = self.file("x.ptf", MATRIX)
+        cli = pathlib.Path(PROGRAM).with_name("vorlancli")
+        subprocess.run([cli, "-read", model, "-solve", "-write-solution", "s.json", "-write-solution", "s.b"],
+                       cwd=self.place, capture_output=True, timeout=300, check=True)
+        for name in ("s.json", "s.b"):
+            ended = self.check(model, name, "--tolerance", "1e-5")
+            self.assertEqual(ended.returncode, 0, name + ended.stdout + ended.stderr)
+            self.assertRegex(ended.stdout, "objective (2|1.99999|2.00000)")
+
+    def test_what_is_violated_is_named(self):
+        model = self.file("f.lp", FURNITURE.replace("end", "general\n chairs\nend"))
+        self.assertEqual(self.violations(model, "chairs 20\ntables 15\n"), [])
+        self.assertEqual(self.violations(model, "chairs 20\ntables 16\n"),
+                         [("constraint", "wood", 20), ("constraint", "work", 10)])
+        self.assertEqual(self.violations(model, "chairs -1.25\ntables 0\n"),
+                         [("bound", "chairs", 1.25), ("integer", "chairs", 0.25)])
+        self.assertEqual(self.violations(model, "chairs nan\n")[0][:2], ("constraint", "wood"))
+        shown = self.check(model, self.file("p.sol", "chairs 20\ntables 16\n")).stdout
+        self.assertRegex(shown, r"constraint wood +420 +<= 400 +20\n")
+
+    def test_cones_and_matrix_variables_are_held_too(self):
+        self.assertEqual(self.violations(self.file("k.ptf", CONE), "x 3\ny 4\nt 5\n"), [])
+        self.assertEqual(self.violations("k.ptf", "x 3\ny 4\nt 2\n"), [("cone", "k", 3)])
+        self.file("x.ptf", MATRIX)
+        entries = [{"name": "X", "row": i, "column": j, "value": v} for i, j, v in ((0, 0, 0.5), (1, 0, 1), (1, 1, 0.5))]
+        self.file("x.json", json.dumps({"variables": [], "matrix entries": entries}))
+        ended = self.check("x.ptf", "x.json", "--json")
+        violation, = json.loads(ended.stdout)["violations"]
+        self.assertEqual((ended.returncode, violation["kind"], violation["name"]), (3, "matrix variable", "X"))
+        self.assertAlmostEqual(violation["violation"], 0.5, places=6)
+
+    def test_a_file_of_another_model_is_refused(self):
+        model = self.file("f.lp", FURNITURE)
+        for text, reason in (("chair 1\n", "no variable 'chair'"), ("chairs 1\nchairs 2\n", "two values"),
+                             ("chairs many\n", "line 1"), ("{}", "variables")):
+            ended = self.check(model, self.file("p.sol", text))
+            self.assertEqual((ended.returncode, ended.stdout), (1, ""), text)
+            self.assertIn(reason, ended.stderr)
+        ended = self.check(model, self.file("p.sol", "chairs 1\n"))
+        self.assertIn("1 variable without a value", ended.stdout)
+
+
+class Page(html.parser.HTMLParser):
+    """The elements of a page, its text, and its data."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.tags, self.shown, self.data_text, self.inside = [], "", "", None
+        self.feed(text)
+        self.data = json.loads(self.data_text)
+
+    def handle_starttag(self, tag, attrs):
+        self.tags.append(tag)
+        self.inside = dict(attrs).get("id") if tag == "script" else None
+
+    def handle_endtag(self, tag):
+        self.inside = None
+
+    def handle_data(self, data):
+        if self.inside == "data":
+            self.data_text += data
+        else:
+            self.shown += data
+
+
+HOSTILE = """\
+NAME n
+ROWS
+ N c
+ L r</script><script>alert(1)</script>
+ G [[LOG]]
+COLUMNS
+ x<img/src=x/onerror=alert(1)> c -1 r</script><script>alert(1)</script> 1
+ x<img/src=x/onerror=alert(1)> [[LOG]] 1
+RHS
+ R r</script><script>alert(1)</script> 10
+ENDATA
+"""
+
+
+class Report(CompanionTest):
+    def page(self, model, *words):
+        self.run_program("--quiet", "--report", "r.html", *words, model)
+        return Page((self.place / "r.html").read_text(encoding="utf-8"))
+
+    def test_an_optimum_has_all_sections(self):
+        page = self.page(self.file("f.lp", FURNITURE))
+        for text in ("optimal, objective 2100", "Violations", "Statistics", "2 continuous", "5 to 20",
+                     "Pattern of the matrix", "Optimization ended"):
+            self.assertIn(text, page.shown)
+        self.assertEqual([row[0] for row in page.data["variables"]["rows"]], ["chairs", "tables"])
+        self.assertAlmostEqual(page.data["constraints"]["rows"][0][3], 7 / 3)
+        self.assertEqual(page.data["constraints"]["rows"][0][2], "≤ 400")
+
+    def test_the_course_of_a_search_is_drawn(self):
+        page = self.page(self.file("m.lp", market_split(5, 40)), "--time-limit", "2")
+        self.assertIn("Course", page.shown)
+        self.assertGreaterEqual(page.tags.count("path"), 3)
+
+    def test_an_infeasible_model_has_its_conflict(self):
+        page = self.page(self.file("c.lp", CONTRADICTION))
+        shown = page.shown.partition("Conflict")[2].partition("Statistics")[0]
+        self.assertTrue(all(name in shown for name in ("need", "first", "second")), shown)
+        self.assertNotIn("idle", shown)
+
+    def test_names_of_others_stay_text(self):
+        page = self.page(self.file("n.mps", HOSTILE))
+        self.assertEqual((page.tags.count("script"), page.tags.count("img")), (2, 0))
+        self.assertEqual(page.data["variables"]["rows"][0][0], "x<img/src=x/onerror=alert(1)>")
+        self.assertEqual([row[0] for row in page.data["constraints"]["rows"]],
+                         ["r</script><script>alert(1)</script>", "[[LOG]]"])
+        self.assertEqual(page.shown.count("Optimization of a"), 1)
+
+    def test_a_report_that_cannot_be_written_is_an_error(self):
+        ended = self.run_program("--quiet", "--report", "/dev/full", self.file("f.lp", FURNITURE))
+        self.assertEqual(ended.returncode, 1)
+        self.assertIn("/dev/full", ended.stderr)
+
+
+class Terminal(CompanionTest):
+    """Standard error as a terminal: a last line tells how far the work is."""
+
+    def start(self, *words):
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        process = subprocess.Popen([PROGRAM, *words], cwd=self.place, stdout=subprocess.DEVNULL, stderr=theirs)
+        os.close(theirs)
+        return process, ours
+
+    def read_until(self, terminal, wanted, at_most=120):
+        """What comes until the text has come; a terminal that is closed is an error of reading."""
+        seen = b""
+        end = time.monotonic() + at_most
+        while wanted not in seen and time.monotonic() < end:
+            try:
+                seen += os.read(terminal, 65536)
+            except OSError:
+                break
+        self.assertIn(wanted, seen)
+        return seen
+
+    def drain(self, terminal):
+        def read():
+            try:
+                while os.read(terminal, 65536):
+                    pass
+            except OSError:
+                pass
+        thread = threading.Thread(target=read)
+        thread.start()
+        self.addCleanup(thread.join)
+
+    def test_reading_and_solving_are_told(self):
+        os.mkfifo(self.place / "m.lp")
+        process, terminal = self.start("--time-limit", "2", "m.lp")
+        with open(self.place / "m.lp", "w", encoding="utf-8") as pipe:
+            # The model comes only once the program has said that it waits for it.
+            self.read_until(terminal, b"reading m.lp")
+            pipe.write(market_split(5, 40))
+        seen = self.read_until(terminal, b"Optimization ended")
+        self.drain(terminal)
+        self.assertEqual(process.wait(timeout=120), 5)
+        self.assertRegex(seen, rb"\r\x1b\[Ksolving  [0-9.]+ s.*bound")
+
+    def test_nothing_of_it_is_in_a_file(self):
+        ended = self.run_program("--time-limit", "1", self.file("m.lp", market_split(5, 40)))
+        self.assertNotIn("\x1b", ended.stderr)
+        self.assertNotIn("\nsolving", ended.stderr)
+
+
+class Words(CompanionTest):
+    """What is made from the table of words is what the repository has, and works."""
+
+    COMPLETIONS = {"bash": "vorlan.bash", "zsh": "_vorlan", "fish": "vorlan.fish"}
+
+    def test_the_files_are_up_to_date(self):
+        for shell, name in self.COMPLETIONS.items():
+            kept = (ROOT / "packaging" / "completions" / name).read_text(encoding="utf-8")
+            self.assertEqual(self.run_program("completion", shell).stdout, kept,
+                             f"make it anew: vorlan completion {shell} > packaging/completions/{name}")
+        kept = (ROOT / "docs" / "man" / "vorlan.1").read_text(encoding="utf-8")
+        self.assertEqual(self.run_program("manual").stdout, kept, "make it anew: vorlan manual > docs/man/vorlan.1")
+
+    def test_shells_can_read_them(self):
+        for shell, words in (("bash", ["-n"]), ("zsh", ["-n"]), ("fish", ["--no-execute"])):
+            if not shutil.which(shell):
+                continue
+            script = self.file(shell, self.run_program("completion", shell).stdout)
+            ended = subprocess.run([shell, *words, script], cwd=self.place, capture_output=True, text=True,
+                                   timeout=60, check=False)
+            self.assertEqual((ended.returncode, ended.stderr), (0, ""), shell)
+
+    def offered(self, *words):
+        script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _vorlan 2>/dev/null; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        bash = ROOT / "packaging" / "completions" / "vorlan.bash"
+        ended = subprocess.run(["bash", "--norc", "-c", script, "bash", bash, "vorlan", *words], cwd=self.place,
+                               capture_output=True, text=True, timeout=60, check=True)
+        return ended.stdout.split()
+
+    def test_bash_offers_what_fits(self):
+        self.file("f.lp", FURNITURE)
+        self.assertEqual(self.offered("--re"), ["--report"])
+        self.assertEqual(self.offered("f"), ["f.lp"])
+        self.assertEqual(self.offered("ch"), ["check"])
+        self.assertEqual(self.offered("--set", "VLN_IPAR_PRES"), ["VLN_IPAR_PRESOLVE="])
+        self.assertEqual(self.offered("--time-limit", ""), [])
+        self.assertEqual(self.offered("--output", "f"), ["f.lp"])
+        self.assertEqual(self.offered("check", "--t"), ["--tolerance"])
+        self.assertEqual(self.offered("check", "f"), ["f.lp"])
+        self.assertEqual(self.offered("completion", ""), ["bash", "zsh", "fish"])
+        self.assertEqual(self.offered("params", "f"), [])
+
+    def test_the_help_of_each_command_ends_well(self):
+        for words in ([], ["check"], ["convert"], ["params"], ["completion"], ["manual"]):
+            ended = self.run_program(*words, "--help")
+            self.assertEqual((ended.returncode, ended.stderr), (0, ""), words)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,24 @@
+// The parameters that --set takes, as the library's own document has them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vorlan::companion {
+
+struct ParameterRow {
+  std::string name;
+  std::string range;  // empty of a string parameter, as are the next three
+  std::string initial;
+  std::string words;    // "off 0, on 1"
+  std::string methods;  // "branch and cut, outer approximation"
+  std::string meaning;
+};
+
+// In the order of the document: by theme.
+const std::vector<ParameterRow>& parameter_rows();
+
+// One line for each parameter whose line has the word, in any case; all of them without a word.
+std::string parameter_lines(const std::string& word);
+
+}  // namespace vorlan::companion

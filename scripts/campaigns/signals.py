@@ -1,8 +1,9 @@
 """Sends signals at random moments to the program, or to the process that runs the optimizer.
 
-After SIGTERM a run ends by itself and has its files, unless it had not come to install its handler;
-any other signal may end it. Old files stay or are replaced whole, and no process is left behind. A
-child that dies is an error of the solve, and the run goes on.
+After SIGTERM a run ends by itself and has its files, but for those of a solve that had not begun, and
+unless the program had not come to install its handler; any other signal may end it. Old files stay or
+are replaced whole, and no process is left behind. A child that dies is an error of the solve, and the
+run goes on.
 """
 import collections
 import signal
@@ -24,6 +25,10 @@ def campaign(program, _build, _seconds, draw, folder, over):
     wanted = runs.references(program, folder)
     counts, finds = collections.Counter(), []
     lengths = {}
+    # Who starts the campaign in the background may have these ignored, and the runs inherit it.
+    for number in SIGNALS:
+        if number != signal.SIGKILL and signal.getsignal(number) == signal.SIG_IGN:
+            signal.signal(number, signal.SIG_DFL)
     while not over():
         line = draw.choice(runs.LINES)
         if line[0] not in lengths:
@@ -37,7 +42,8 @@ def campaign(program, _build, _seconds, draw, folder, over):
             continue
         runs.signal_one(child[0] if child else run.process.pid, number)
         status = run.end()
-        fault = runs.judge(run, status, wanted[line[0]], () if child else (-number,))
+        fault = runs.judge(run, status, wanted[line[0]], () if child else (-number,),
+                           may_skip_solve=number == signal.SIGTERM and not child)
         if fault is None and not runs.wait_for_children(run):
             fault = "leaves a process behind"
         whom = "the child" if child else "the program"

@@ -205,6 +205,8 @@ Measures measure(const ConicProblem& problem, const Equilibration& scaling, cons
   measures.primal = primal_error(problem, scaling, at, residuals, sizes.row);
   measures.dual = dual_error(problem, scaling, at, residuals, sizes.var);
   measure_objectives(problem, scaling, at, residuals, &measures);
+  // An iterate that has left the range of doubles is near to nothing.
+  if (std::isnan(measures.primal + measures.dual + measures.gap)) return {};
   measure_rays(problem, at, residuals, &measures);
   return measures;
 }

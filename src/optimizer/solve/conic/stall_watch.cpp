@@ -16,10 +16,13 @@ constexpr double kNear = 100.0;
 constexpr double kNearer = 0.9;
 // A mu below this cannot fall to any use.
 constexpr double kExhaustedMu = 1e-12;
+// The first mu is 1. One so much larger grows without end, by steps that rounding has made.
+constexpr double kDivergedMu = 1e8;
 
 }  // namespace
 
 bool StallWatch::is_stalled(int32_t iteration, double distance, double mu) {
+  if (!(mu < kDivergedMu)) return true;
   const bool is_near = nearest_ < kNear;
   const bool mu_falls = !is_near && mu > kExhaustedMu && mu < kNearer * nearest_mu_;
   if (distance < kNearer * nearest_ || mu_falls) nearest_iteration_ = iteration;

@@ -2,6 +2,7 @@
 //
 // Rounding can keep an iteration from its end for ever, at residuals that neither shrink nor grow.
 // Far from a claim a falling mu counts as coming nearer, because residuals may have to wait for it.
+// Rounding can also lead it away for ever, which the mu tells.
 #pragma once
 
 #include "solve/conic/conic_answer.h"
@@ -11,7 +12,7 @@ namespace vorlan::conic {
 class StallWatch {
  public:
   // Takes the iteration's distance from the nearest claim, in parts of what the claim allows. True:
-  // too many iterations have passed without coming nearer.
+  // too many iterations have passed without coming nearer, or the run diverges.
   bool is_stalled(int32_t iteration, double distance, double mu);
 
  private:

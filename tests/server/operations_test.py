@@ -149,6 +149,24 @@ class Documents(harness.ServerTest):
             self.assertIn(option, page)
             self.assertIn(".It Fl \\-" + option[2:], manual)
 
+    def test_numbers_have_the_least_and_the_most_that_is_said(self):
+        bounds = {"port": (0, 65535), "worker-memory": (0, 10**9), "slots": (0, 4096), "threads": (0, 512),
+                  "memory": (0, 10**15), "time-limit": (0, 10**15), "max-variables": (0, 2**31 - 1),
+                  "max-constraints": (0, 2**31 - 1), "max-jobs": (1, 10**15), "max-upload": (0.001, 10**9),
+                  "retention": (0, 10**6)}
+
+        def refusal(name, value):
+            done = subprocess.run([harness.SERVER, f"--{name}={value}", "--help"], capture_output=True,
+                                  text=True, check=False)
+            return done.stderr if done.returncode != 0 else None
+
+        for name, (least, most) in bounds.items():
+            for value in (least, most):
+                self.assertIsNone(refusal(name, value), name)
+            below = 0 if isinstance(least, float) else least - 1
+            for value in (below, most + 1):
+                self.assertIn(f"--{name}: '{value}' is not within", refusal(name, value) or "taken")
+
     def test_the_unit_uses_options_that_there_are(self):
         unit = (ROOT / "docs" / "server" / "vorlanserver.service").read_text()
         start = re.search(r"^ExecStart=(.*)$", unit, re.M).group(1)

@@ -36,7 +36,8 @@ def run(folder, model, *, program=None, parameters=(), time_limit=None, show_log
     solution = folder / "solution.json"
     if ended.returncode != 0 or not solution.exists():
         raise SolveError(reason(folder, ended))
-    return json.loads(solution.read_text(encoding="utf-8", errors="replace"))
+    # JSON has 20 for 20.0: values are floats, whatever they happen to be.
+    return json.loads(solution.read_text(encoding="utf-8", errors="replace"), parse_int=float)
 
 
 def reason(folder, ended):

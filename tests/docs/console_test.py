@@ -3,10 +3,11 @@
 
 usage: console_test.py PROGRAM DOCUMENT
 
-A block "```lp NAME" gives a file of that name. In a block "```console" a line that begins with "$ "
+A block "```lp NAME" or "```python NAME" gives a file of that name. In a block "```console" a line that begins with "$ "
 is a command for the shell, lines that begin with "> " continue it, and the rest is what it prints
 (standard output and standard error, blanks at ends of lines apart). "..." stands for any text, over
-lines too where it is a line by itself. All blocks run in one empty folder, where vorlancli is PROGRAM.
+lines too where it is a line by itself. All blocks run in one empty folder, where vorlancli is PROGRAM,
+vorlan is the program beside it, and Python knows the module vorlan.
 """
 import os
 import pathlib
@@ -14,6 +15,9 @@ import re
 import subprocess
 import sys
 import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SYSTEM_PYTHON = pathlib.Path("/usr/bin/python3")
 
 
 def blocks(text):
@@ -52,10 +56,14 @@ def main(program, document):
     with tempfile.TemporaryDirectory() as folder:
         place = pathlib.Path(folder)
         (place / "bin").mkdir()
-        (place / "bin" / "vorlancli").symlink_to(pathlib.Path(program).resolve())
-        environment = dict(os.environ, PATH=f"{place / 'bin'}:{os.environ['PATH']}", LC_ALL="C")
+        for name in ("vorlancli", "vorlan"):
+            (place / "bin" / name).symlink_to(pathlib.Path(program).resolve().with_name(name))
+        if SYSTEM_PYTHON.exists():  # which has the modules of the system's packages
+            (place / "bin" / "python3").symlink_to(SYSTEM_PYTHON)
+        environment = dict(os.environ, PATH=f"{place / 'bin'}:{os.environ['PATH']}", LC_ALL="C",
+                           PYTHONPATH=str(ROOT / "python"), PYTHONDONTWRITEBYTECODE="1")
         for words, lines in blocks(text):
-            if words[0] == "lp":
+            if words[0] in ("lp", "python") and len(words) > 1:
                 (place / words[1]).write_text("\n".join(lines) + "\n", encoding="utf-8")
             for command, shown in commands(lines) if words[0] == "console" else ():
                 ended = subprocess.run(["bash", "-c", command], cwd=place, env=environment, timeout=120,

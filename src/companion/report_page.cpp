@@ -353,6 +353,7 @@ std::string tables(const Report& report) {
   const ModelAnswer& answer = report.answer;
   const ordered_json data = {
       {"duals", answer.has_duals},
+      {"certificate", answer.outcome == SolveOutcome::kInfeasible},
       {"variables", table_data(answer.variables, report.model.bounds, answer.has_duals)},
       {"constraints", table_data(answer.constraints, report.model.sides, answer.has_duals)}};
   return fmt::format("<script type=\"application/json\" id=\"data\">{}</script>", embedded(data));
@@ -388,8 +389,8 @@ std::string sections(const Report& report) {
   const std::string pattern = pattern_picture(report.model);
   if (!pattern.empty()) {
     text += section("Pattern of the matrix",
-                    "<p>Constraints from top to bottom, variables from left to right; darker where "
-                    "elements lie closer.</p>" +
+                    "<p>Constraints from top to bottom, variables from left to right; stronger "
+                    "where elements lie closer.</p>" +
                         pattern);
   }
   return text;

@@ -367,6 +367,24 @@ class Report(CompanionTest):
                          ["r</script><script>alert(1)</script>", "[[LOG]]"])
         self.assertEqual(page.shown.count("Optimization of a"), 1)
 
+    def browsed(self, script):
+        """The page as a browser has it once its own script and this one have run."""
+        page = self.place / "r.html"
+        page.write_text(page.read_text(encoding="utf-8") + f"<script>{script}</script>", encoding="utf-8")
+        ended = subprocess.run(["chromium", "--headless=new", "--no-sandbox", "--disable-gpu",
+                                f"--user-data-dir={self.place / 'browser'}", "--dump-dom", page.as_uri()],
+                               capture_output=True, text=True, timeout=300, check=True)
+        return ended.stdout.partition('id="table"')[2].partition("</table>")[0]
+
+    @unittest.skipUnless(shutil.which("chromium"), "there is no browser")
+    def test_the_table_can_be_searched_and_names_stay_text(self):
+        self.page(self.file("n.mps", HOSTILE.replace("RHS\n", " plain c -1 [[LOG]] 1\nRHS\n").replace(
+            "ENDATA", "BOUNDS\n UP B plain 7\nENDATA")))
+        table = self.browsed("element('wanted').value = 'ONERROR';"
+                             "element('wanted').dispatchEvent(new Event('input'));")
+        self.assertIn("<td>x&lt;img/src=x/onerror=alert(1)&gt;</td><td>10</td>", table)
+        self.assertNotIn("plain", table)
+
     def test_a_report_that_cannot_be_written_is_an_error(self):
         ended = self.run_program("--quiet", "--report", "/dev/full", self.file("f.lp", FURNITURE))
         self.assertEqual(ended.returncode, 1)

@@ -25,11 +25,11 @@ std::string jtask(const std::string& lower, const std::string& more) {
          more + "\"variables\": {\"lower\": [" + lower +
          ", 0], \"upper\": [3, \"inf\"], \"names\": [\"x\\u001b\\nOptimization ended: fine\", "
          "\"y\\u009b\"]}, \"constraints\": {\"lower\": [2], \"upper\": [\"inf\"], \"names\": "
-         "[\"r\\r\\nVLN_RES_OK\"]}, \"coefficients\": {\"row\": [0, 0], \"column\": [0, 1], "
+         "[\"r\\r\\nVLN_RES_OK\"]}, \"coefficients\": {\"row\": [0, 0], \"start\": [0, 1, 2], "
          "\"value\": [1, 1]}}";
 }
 
-// What is solved, and what is refused with a message that quotes the file.
+// What is solved, what has crossed bounds, and what is refused with a message that quotes the file.
 const HostileFile kFiles[] = {
     {"good.jtask", jtask("0", "")},
     {"crossed.jtask", jtask("7", "")},
@@ -49,6 +49,19 @@ bool is_control(char byte) {
   return (code < 0x20 && byte != '\n' && byte != '\t') || code == 0x7f;
 }
 
+// Nothing that acts on a terminal, and no line that could be a reader's word.
+void expect_harmless(const std::string& text, const std::string& name) {
+  for (const char byte : text) {
+    EXPECT_FALSE(is_control(byte)) << name << ": " << static_cast<int>(byte) << '\n' << text;
+  }
+  EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos) << name;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_NE(line.rfind("VLN_RES_OK", 0), 0u) << name << '\n' << text;
+    EXPECT_NE(line.rfind("Optimization ended: fine", 0), 0u) << name << '\n' << text;
+  }
+}
+
 class HostileNames : public testing::Test {
  protected:
   // What the program and its library say of a file that is read and solved, with a result file whose
@@ -57,10 +70,11 @@ class HostileNames : public testing::Test {
     scratch_.write(file.name, file.content);
     const char* other = std::getenv("VORLAN_PROGRAM");
     const std::string program = other != nullptr ? other : VORLAN_DEFAULT_PROGRAM;
-    const std::string line = "cd '" + scratch_.path() + "' && '" + program + "' -log log -read " +
-                             file.name +
-                             " -d VLN_SPAR_JSON_SOLUTION_FILE \"$(printf 'o\\033\\nVLN_RES_OK')\" "
-                             "-d VLN_SPAR_LOG_FILE copy -solve:msg=msg -write a.mps 2>stderr";
+    const std::string line =
+        "cd '" + scratch_.path() + "' && '" + program + "' -log log -read " + file.name +
+        " -d VLN_SPAR_JSON_SOLUTION_FILE \"$(printf 'o\\033\\nVLN_RES_OK')\" "
+        "-d VLN_SPAR_LOG_FILE copy -solve:msg=msg -write a.mps -write a.lp -write a.ptf "
+        "2>stderr";
     if (std::system(line.c_str()) == -1) ADD_FAILURE() << "no shell";
     return scratch_.read("log") + scratch_.read("copy") + scratch_.read("msg") +
            scratch_.read("stderr");
@@ -73,15 +87,17 @@ TEST_F(HostileNames, AreEncodedInWhatTheLibrarySays) {
   for (const HostileFile& file : kFiles) {
     const std::string said = said_of(file);
     EXPECT_GT(said.size(), 50u) << file.name;
-    for (const char byte : said) {
-      EXPECT_FALSE(is_control(byte)) << file.name << ": " << static_cast<int>(byte) << '\n' << said;
-    }
-    EXPECT_EQ(said.find("\xc2\x9b"), std::string::npos) << file.name;
-    std::istringstream lines(said);
-    for (std::string text; std::getline(lines, text);) {
-      EXPECT_NE(text.rfind("VLN_RES_OK", 0), 0u) << file.name << '\n' << said;
-      EXPECT_NE(text.rfind("Optimization ended: fine", 0), 0u) << file.name << '\n' << said;
-    }
+    expect_harmless(said, file.name);
+  }
+}
+
+TEST_F(HostileNames, AreEncodedInFilesOfASolvedModel) {
+  const std::string said = said_of(kFiles[0]);
+  EXPECT_NE(said.find("Optimization ended\n"), std::string::npos) << said;
+  for (const char* name : {"a.mps", "a.lp", "a.ptf"}) {
+    const std::string text = scratch_.read(name);
+    EXPECT_GT(text.size(), 50u) << name;
+    expect_harmless(text, name);
   }
 }
 

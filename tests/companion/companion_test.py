@@ -285,6 +285,27 @@ class Check(CompanionTest):
         self.assertEqual((ended.returncode, violation["kind"], violation["name"]), (3, "matrix variable", "X"))
         self.assertAlmostEqual(violation["violation"], 0.5, places=6)
 
+    def test_every_kind_of_cone_has_its_violation(self):
+        # A point on the boundary, and one whose violation is 1 by the definition of the cone.
+        for kind, inside, outside in (("quadratic", (5, 3, 4), (4, 3, 4)),
+                                      ("rotated_quadratic", (1, 2, 2), (0, 0, 1)),
+                                      ("exponential", (1, 1, 0), (0, 1, 0)),
+                                      ("exponential", (0, 0, -1), (1, 0, 1)),
+                                      ("dual_exponential", (1, -1, -1), (0, -1, -1)),
+                                      ("power 0.5 0.5", (4, 1, 2), (4, 1, 3)),
+                                      ("dual_power 0.5 0.5", (1, 1, 2), (1, 1, 3))):
+            self.file("k.ptf", "Minimize ] extended problem 1\nMinimize\n o: x\nSubject To\n c: x + y + z <= 99\n"
+                               f"Bounds\n x free\n y free\n z free\nCones\n k: {kind} x y z\nEnd\n")
+            texts = ["".join(f"{name} {value}\n" for name, value in zip("xyz", point)) for point in (inside, outside)]
+            self.assertEqual([self.violations("k.ptf", text) for text in texts], [[], [("cone", "k", 1)]], kind)
+
+    def test_a_semi_continuous_variable_may_be_0(self):
+        model = self.file("s.lp", "minimize\n o: x\nsubject to\n c: x <= 50\nbounds\n 2 <= x <= 10\n"
+                                  "semi-continuous\n x\nend\n")
+        self.assertEqual(self.violations(model, "x 0\n"), [])
+        self.assertEqual(self.violations(model, "x 0.5\n"), [("bound", "x", 0.5)])
+        self.assertEqual(self.violations(model, "x 12\n"), [("bound", "x", 2)])
+
     def test_a_file_of_another_model_is_refused(self):
         model = self.file("f.lp", FURNITURE)
         for text, reason in (("chair 1\n", "no variable 'chair'"), ("chairs 1\nchairs 2\n", "two values"),

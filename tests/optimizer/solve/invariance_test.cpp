@@ -1,0 +1,197 @@
+// An equal model written another way has an equal answer: random models and the small public
+// instances, each in all the ways of equal_model.h and by way of files.
+//
+// More of them: VORLAN_RANDOM_MODELS=1000 vorlan_outer_tests --gtest_filter='Invariance*'
+// One of them: VORLAN_RANDOM_FIRST=4711 VORLAN_RANDOM_MODELS=1 likewise.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "conic/random_conic_model.h"
+#include "equal_model.h"
+#include "format/problem_file.h"
+#include "outer/random_mixed_model.h"
+#include "random_count.h"
+#include "scratch_folder.h"
+#include "solve/optimize.h"
+#include "task/status_words.h"
+
+namespace vorlan {
+namespace {
+
+using test::ConicFamily;
+using test::MixedFamily;
+using test::number_from;
+using test::Rewriting;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr uint32_t kDefaultShare = 5;
+#else
+constexpr uint32_t kDefaultShare = 1;
+#endif
+
+enum class Claim { kNone, kOptimum, kInfeasible, kUnbounded };
+
+struct Answer {
+  Claim claim = Claim::kNone;
+  double objective = 0.0;
+  std::string text;
+};
+
+Answer solve(const Model& model) {
+  Task task;
+  task.model = model;
+  EXPECT_TRUE(task.parameters.put_by_name("VLN_IPAR_CHILD_PROCESS", "off").ok());
+  EXPECT_TRUE(task.parameters.put_by_name("VLN_DPAR_MIP_RELATIVE_GAP", "1e-7").ok());
+  EXPECT_TRUE(task.parameters.put_by_name("VLN_DPAR_TIME_LIMIT", "60").ok());
+  Code termination = Code::kOk;
+  const Status status = optimize(&task, &termination);
+  Answer answer;
+  EXPECT_TRUE(status.ok()) << status.message();
+  for (const Solution& s : task.solutions) {
+    if (!s.defined) continue;
+    answer.objective = s.primal_objective;
+    answer.text = word_of(kSolutionStatuses, s.status);
+    if (s.status == SolutionStatus::kOptimal || s.status == SolutionStatus::kIntegerOptimal) {
+      answer.claim = Claim::kOptimum;
+    } else if (s.problem_status == ProblemStatus::kPrimalInfeasible) {
+      answer.claim = Claim::kInfeasible;
+    } else if (s.problem_status == ProblemStatus::kDualInfeasible) {
+      answer.claim = Claim::kUnbounded;
+    }
+  }
+  return answer;
+}
+
+struct Counts {
+  int equal = 0, weaker = 0;  // an answer that claims nothing contradicts nothing
+};
+
+void compare(const Answer& expected, const Answer& found, double tolerance, Counts* counts) {
+  if (expected.claim == Claim::kNone || found.claim == Claim::kNone) {
+    ++counts->weaker;
+    return;
+  }
+  EXPECT_EQ(static_cast<int>(found.claim), static_cast<int>(expected.claim))
+      << expected.text << ", then " << found.text;
+  if (found.claim == Claim::kOptimum && expected.claim == Claim::kOptimum) {
+    EXPECT_NEAR(found.objective, expected.objective,
+                tolerance * std::max(1.0, std::fabs(expected.objective)));
+  }
+  ++counts->equal;
+}
+
+void try_rewritings(const Model& model, uint32_t seed, double tolerance, Counts* counts) {
+  const Answer expected = solve(model);
+  for (int k = 0; k < test::kNumRewritings; ++k) {
+    SCOPED_TRACE(k);
+    const auto rewriting = static_cast<Rewriting>(k);
+    Answer found = solve(test::rewrite(model, rewriting, seed));
+    if (rewriting == Rewriting::kOtherSense) found.objective = -found.objective;
+    compare(expected, found, tolerance, counts);
+  }
+}
+
+// Writes the model and reads it again, in the formats that can hold it, of which each seed takes one.
+void try_formats(const Model& model, uint32_t seed, double tolerance, Counts* counts) {
+  static constexpr const char* kSuffixes[] = {"task", "jtask", "ptf", "lp", "mps", "cbf"};
+  const char* const suffix = kSuffixes[seed % std::size(kSuffixes)];
+  SCOPED_TRACE(suffix);
+  const test::ScratchFolder folder;
+  const std::string path = folder.path(std::string("model.") + suffix);
+  Task task;
+  task.model = model;
+  if (!write_problem_file(&task, path.c_str()).ok()) return;
+  Task read;
+  const Status status = read_problem_file(&read, path.c_str());
+  ASSERT_TRUE(status.ok()) << status.message();
+  compare(solve(model), solve(read.model), tolerance, counts);
+}
+
+void expect_few_weaker(const Counts& counts) {
+  std::printf("%d equal, %d weaker\n", counts.equal, counts.weaker);
+  EXPECT_GT(counts.equal, 0);
+  EXPECT_LE(counts.weaker, counts.equal / 10 + 3);
+}
+
+TEST(Invariance, OfRandomConicModels) {
+  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 1);
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", 25 / kDefaultShare);
+  Counts counts;
+  for (const ConicFamily family : {ConicFamily::kRegular, ConicFamily::kNoDualInterior,
+                                   ConicFamily::kPrimalInfeasible, ConicFamily::kDualInfeasible}) {
+    for (uint32_t seed = first; seed < first + count; ++seed) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(family)) + " " + std::to_string(seed));
+      const test::KnownConicModel known = test::make_conic_model(family, seed);
+      const double tolerance = 1e-6 * known.size / std::max(1.0, std::fabs(known.objective));
+      try_rewritings(known.model, seed, std::max(1e-6, tolerance), &counts);
+      try_formats(known.model, seed, std::max(1e-6, tolerance), &counts);
+    }
+  }
+  expect_few_weaker(counts);
+}
+
+TEST(Invariance, OfRandomMixedModels) {
+  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 1);
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", 5 / kDefaultShare);
+  Counts counts;
+  for (int family = 0; family < test::kNumMixedFamilies; ++family) {
+    for (uint32_t seed = first; seed < first + count; ++seed) {
+      SCOPED_TRACE(std::to_string(family) + " " + std::to_string(seed));
+      const Model model = test::make_mixed_model(static_cast<MixedFamily>(family), seed);
+      try_rewritings(model, seed, 1e-5, &counts);
+      try_formats(model, seed, 1e-5, &counts);
+    }
+  }
+  expect_few_weaker(counts);
+}
+
+// Larger ones would make the test long.
+constexpr int64_t kMostElements = 600;
+constexpr int64_t kMostMixedElements = 60;
+
+bool is_small(const Model& model) {
+  const auto matrix_elements =
+      static_cast<int64_t>(model.matrix_coefficients.size() + model.matrix_cost.size());
+  const auto quadratic_elements =
+      static_cast<int64_t>(model.quadratic_coefficients.size() + model.quadratic_cost.size());
+  const int64_t most = model.is_mixed_integer() ? kMostMixedElements : kMostElements;
+  return model.matrix.num_elements() + matrix_elements + quadratic_elements <= most;
+}
+
+TEST(Invariance, OfSmallPublicInstances) {
+  const char* const folder = std::getenv("VORLAN_DATA");
+  if (folder == nullptr) GTEST_SKIP() << "VORLAN_DATA is not set";
+  std::ifstream table(std::string(folder) + "/expected.tsv");
+  Counts counts;
+  for (std::string line; std::getline(table, line);) {
+    std::istringstream stream(line);
+    std::string file;
+    std::string kind;
+    std::getline(stream, file, '\t');
+    std::getline(stream, kind, '\t');
+    if (kind == "class" || kind == "bad") continue;
+    SCOPED_TRACE(file);
+    Task task;
+    const Status status = read_problem_file(&task, (std::string(folder) + "/" + file).c_str());
+    ASSERT_TRUE(status.ok()) << status.message();
+    if (!is_small(task.model)) continue;
+    const double tolerance = task.model.is_mixed_integer() ? 1e-5 : 1e-6;
+    try_rewritings(task.model, 1, tolerance, &counts);
+    for (uint32_t format = 0; format < 6; ++format) {
+      try_formats(task.model, format, tolerance, &counts);
+    }
+  }
+  expect_few_weaker(counts);
+}
+
+}  // namespace
+}  // namespace vorlan

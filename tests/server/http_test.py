@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Requests that no client should send, and who may do what: a table of each."""
 import http.client
+import json
 import socket
 import subprocess
 import unittest
@@ -162,6 +163,36 @@ ROUTES = [
 
 
 class Authorization(harness.ServerTest):
+    def test_the_table_has_every_route_of_the_interface(self):
+        document = json.loads((harness.EXAMPLES.parent / "docs" / "server" / "openapi.json").read_text())
+        told = {(method.upper(), path) for path, methods in document["paths"].items() for method in methods}
+        tested = {(method, path.partition("?")[0]) for method, path, *_ in ROUTES}
+        self.assertEqual(told - tested, {("GET", "/v1/events")})  # the next test
+
+    def test_a_token_has_so_many_requests_open_at_most(self):
+        client = self.start("--max-requests", "3")
+        other = self.server.client(self.new_token("other"))
+        job_id = client.submitted(harness.hard_model(), name="h.mps")
+        streams = [client.events("/v1/events"), client.events(f"/v1/jobs/{job_id}/events"), client.events("/v1/events")]
+        answer = client.get("/v1/me")
+        self.assertEqual((answer.status, answer.json()["type"]), (429, "urn:vorlan:problem:too-many-requests"))
+        self.assertIsNotNone(answer.headers["Retry-After"])
+        self.assertEqual(other.get("/v1/me").status, 200)
+        self.assertEqual(self.server.client("").get("/healthz").status, 200)
+        streams[0].close()
+        harness.wait_until(lambda: client.get("/v1/me").status == 200, "the stream's end")
+        for stream in streams[1:]:
+            stream.close()
+
+    def test_the_list_of_events_for_everybody(self):
+        self.start()
+        for role, status in (("read", 200), ("submit", 200), ("admin", 200)):
+            client = self.server.client(self.new_token(f"one-{role}", role))
+            events = client.events("/v1/events")
+            self.assertEqual(events.response.status, status)
+            events.close()
+        self.assertEqual(self.server.client("").get("/v1/events").status, 401)
+
     def test_every_route_for_everybody(self):
         admin = self.start()
         tokens = ["", self.new_token("owner", "read"), self.new_token("other"),

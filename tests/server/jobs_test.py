@@ -44,7 +44,9 @@ class Jobs(harness.ServerTest):
         job = client.await_end(client.submitted(b"ROWS\n X what\n", name="bad.mps"))
         self.assertEqual((job["outcome"], job["response"], job["attempt"]),
                          ("failed", "VLN_RES_ERR_FILE_CONTENT", 1))
-        self.assertIn("problem.mps:2:2:", job["message"])
+        self.assertTrue(job["message"].startswith("bad.mps:2:2:"), job["message"])
+        job = client.await_end(client.submitted(b"ROWS\n X what\n"))
+        self.assertTrue(job["message"].startswith("problem:2:2:"), job["message"])
 
     def test_a_problem_above_the_size_limit_is_refused_by_the_worker(self):
         client = self.start("--max-variables", "2")

@@ -2,10 +2,14 @@
 """The library's remote solve against a real server, through a wire that can be cut: a remote solve leaves
 what a local one leaves, a stop and a time limit act in each phase, a broken connection loses nothing.
 
-VORLAN_DATA names a folder of further models for the comparison.
+VORLAN_DATA names a folder of further models for the comparison: with VORLAN_REMOTE_MODELS=all all of them are solved
+twice, else a few. VORLAN_WIRES sets how many random faults of the wire there are (4).
 """
+import csv
+import gzip
 import os
 import pathlib
+import random
 import re
 import select
 import signal
@@ -23,12 +27,14 @@ LOG_NOISE = re.compile(r"^(Solving on |Read |Write |Set log |.*[0-9]s$|.*time  .
 
 
 class Wire:
-    """A proxy on loopback that closes connections: the first ones after so many bytes of either
-    direction, as `cuts` says, the later ones never."""
+    """A proxy on loopback that does harm: to the first connections after so many bytes of either direction, as
+    `faults` says, to later ones none. A fault is ("up" or "down", bytes, kind). Kinds: "cut" closes the connection;
+    "delay" holds it up; "repeat" sends all that the client has sent so far to the server once more."""
 
-    def __init__(self, port, cuts):
+    def __init__(self, port, faults):
         self.port_behind = port
-        self.cuts = list(cuts)
+        self.cuts = list(faults)
+        self.repeats = 0
         self.connections = 0
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
@@ -50,28 +56,49 @@ class Wire:
         self.listener.close()
 
     def _forward(self, front, cut):
-        """`cut` is ("up" or "down", bytes)."""
         try:
             with front, socket.create_connection(("127.0.0.1", self.port_behind)) as back:
                 counts = {"up": 0, "down": 0}
+                sent = b""
                 while not self.ending:
                     for side in select.select([front, back], [], [], 0.05)[0]:
                         way, other = ("up", back) if side is front else ("down", front)
                         data = side.recv(65536)
                         if not data:
                             return
-                        if cut and cut[0] == way:
+                        if cut and cut[0] == way and cut[2] == "cut":
                             data = data[:max(0, cut[1] - counts[way])]
                         counts[way] += len(data)
                         other.sendall(data)
-                        if cut and counts[cut[0]] >= cut[1]:
+                        if way == "up":
+                            sent += data
+                        if not cut or counts[cut[0]] < cut[1]:
+                            continue
+                        if cut[2] == "cut":
                             return
+                        if cut[2] == "delay":
+                            time.sleep(0.5)
+                        else:
+                            self._repeat(sent)
+                        cut = None
         except OSError:
             pass
+
+    def _repeat(self, sent):
+        with socket.create_connection(("127.0.0.1", self.port_behind)) as wire:
+            wire.sendall(sent)
+            wire.shutdown(socket.SHUT_WR)
+            while wire.recv(65536):
+                pass
+        self.repeats += 1
 
     def close(self):
         self.ending = True
         self.thread.join()
+
+
+# One of each sort, solved in well under a second.
+FEW_INSTANCES = ("afiro", "lp_unbounded", "woodinfe", "soc_infeasible", "example_small_cbf_relax", "p0033", "truss1")
 
 
 class RemoteTest(harness.ServerTest):
@@ -115,9 +142,6 @@ class Equality(RemoteTest):
         self.start()
         models = sorted(path for path in harness.EXAMPLES.iterdir()
                         if path.suffix in (".mps", ".lp", ".ptf", ".cbf", ".dat-s", ".jtask"))
-        if "VORLAN_DATA" in os.environ:
-            names = os.environ.get("VORLAN_REMOTE_MODELS", "").split()
-            models += [pathlib.Path(os.environ["VORLAN_DATA"]) / name for name in names]
         self.assertGreater(len(models), 3)
         kinds = ("plain", "json", "b")
         for model in models:
@@ -135,6 +159,59 @@ class Equality(RemoteTest):
             outcome[place] = (self.codes(), self.text("msg"), lines,
                               [(self.folder / f"{place}.{kind}").read_bytes() for kind in kinds])
         self.assertEqual(outcome["remote"], outcome["local"])
+
+    @unittest.skipUnless("VORLAN_DATA" in os.environ, "without VORLAN_DATA there are no instances")
+    def test_public_instances_give_the_same_files(self):
+        self.start()
+        data = pathlib.Path(os.environ["VORLAN_DATA"])
+        with open(data / "expected.tsv", encoding="utf-8") as table:
+            rows = [row for row in csv.DictReader(table, delimiter="\t") if row["class"] != "bad"]
+        if os.environ.get("VORLAN_REMOTE_MODELS") != "all":
+            rows = [row for row in rows if pathlib.Path(row["file"]).name.split(".")[0] in FEW_INSTANCES]
+        compared = 0
+        for row in rows:
+            with self.subTest(row["file"]):
+                compared += self.compare_instance(data / row["file"])
+        self.assertGreater(compared, 0)
+        print(f"{compared} of {len(rows)} instances were solved twice, the others take too long")
+
+    def compare_instance(self, path):
+        """False when the instance takes longer than a comparison of all can wait for."""
+        model = self.folder / path.name.removesuffix(".gz")
+        model.write_bytes(gzip.open(path).read() if path.suffix == ".gz" else path.read_bytes())
+        writes = ["-write-solution", "local.plain", "-write-solution", "local.b"]
+        words = [harness.PROGRAM, "-log", "local.log", "-read", model.name, "-d", "VLN_IPAR_NUM_THREADS", "1",
+                 "-solve:res=res,trm=trm,msg=msg,time-limit=20", *writes]
+        subprocess.run(words, cwd=self.folder, check=True, capture_output=True)
+        if self.codes()[1] == "VLN_RES_TRM_USER_CALLBACK":
+            return False
+        local = (self.codes(), self.text("msg"))
+        words = [word.replace("local.", "remote.") for word in writes]
+        self.run_remotely("-log", "remote.log", "-read", model.name, "-d", "VLN_IPAR_NUM_THREADS", "1", "-solve", *words)
+        self.assertEqual((self.codes(), self.text("msg")), local)
+        for kind in ("plain", "b"):
+            self.assertTrue((self.folder / f"remote.{kind}").read_bytes() == (self.folder / f"local.{kind}").read_bytes())
+        return True
+
+    @unittest.skipUnless("VORLAN_DATA" in os.environ, "without VORLAN_DATA there are no instances")
+    def test_bad_files_fail_alike(self):
+        client = self.start()
+        for path in sorted((pathlib.Path(os.environ["VORLAN_DATA"]) / "bad").iterdir()):
+            with self.subTest(path.name):
+                folder = self.folder / f"local-{path.name}"
+                folder.mkdir()
+                (folder / path.name).write_bytes(path.read_bytes())
+                local = subprocess.run(
+                    [harness.PROGRAM, "-log", "log", "-read:mode=safe", path.name, "-solve:res=res,msg=msg"], cwd=folder,
+                    capture_output=True, text=True, check=False)
+                job = client.await_end(client.submitted(path.read_bytes(), name=path.name)) if path.stat().st_size else None
+                if job is None:
+                    self.assertEqual(client.submit(b"", name=path.name).status, 400)
+                    self.assertNotEqual(local.returncode, 0)
+                    continue
+                self.assertEqual(job["outcome"], "failed" if local.returncode else job["outcome"])
+                told = re.findall(r"^(VLN_RES_ERR_\w+) \(\d+\): (.*)$", (folder / "log").read_text() + local.stderr, re.M)
+                self.assertEqual((job["response"], job["message"]), told[-1])
 
     def test_a_solve_that_fails_does_so_alike(self):
         self.start()
@@ -241,7 +318,8 @@ class BrokenWires(RemoteTest):
             self.run_remotely("-read", str(model or harness.EXAMPLES / "workshop.mps"), "-solve",
                               "-write-solution", "sol", port=self.wire.port)
             self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_OK"), self.text("msg"))
-            self.assertGreater(self.wire.connections, len(cuts))
+            if all(fault[2] == "cut" for fault in cuts):
+                self.assertGreater(self.wire.connections, len(cuts))
         finally:
             self.wire.close()
         self.assertEqual(self.text("sol"), self.expected)
@@ -264,10 +342,26 @@ class BrokenWires(RemoteTest):
                             ("down", (1, 100, 300, 700, 1200, 2000, 3000, 4000))):
             for place in places:
                 with self.subTest(f"{way} {place}"):
-                    self.check_cuts([(way, place)])
+                    self.check_cuts([(way, place, "cut")])
 
     def test_cut_again_and_again(self):
-        self.check_cuts([("up", 200), ("down", 10), ("up", 1000), ("down", 500)])
+        self.check_cuts([("up", 200, "cut"), ("down", 10, "cut"), ("up", 1000, "cut"), ("down", 500, "cut")])
+
+    def test_delayed_and_repeated(self):
+        for way, place in (("up", 1), ("up", 900), ("down", 1), ("down", 1200)):
+            with self.subTest(f"{way} {place}"):
+                self.check_cuts([(way, place, "delay")])
+                self.check_cuts([(way, place, "repeat")])
+                self.assertEqual(self.wire.repeats, 1)
+                self.check_cuts([(way, place, "repeat"), (way, place, "cut")])
+
+    def test_random_faults(self):
+        numbers = random.Random(os.environ.get("VORLAN_SEED", "1"))
+        for number in range(int(os.environ.get("VORLAN_WIRES", "4"))):
+            faults = [(numbers.choice(("up", "down")), int(10 ** numbers.uniform(0.0, 3.7)),
+                       numbers.choice(("cut", "delay", "repeat"))) for _ in range(numbers.randrange(1, 5))]
+            with self.subTest(f"{number}: {faults}"):
+                self.check_cuts(faults)
 
     def test_a_restart_of_the_server_loses_nothing(self):
         self.write_hard_model()

@@ -252,7 +252,7 @@ class Long(FallsTest):
             job = client.await_end(job_id)
             self.assertEqual((job["outcome"], job["attempt"]), ("ok", 1), job)
         print(f"200 jobs in {harness.time.monotonic() - begin:.1f} s")
-        jobs = self.cluster.jobs()
+        jobs = [job for job_id in job_ids for job in self.submissions(job_id)]
         self.assertEqual(len(jobs), 200)
         self.assertEqual({node for _, _, node, _ in jobs}, {"n1", "n2"})
 

@@ -276,6 +276,53 @@ test("names are text, whatever they hold", async () => {
   await deleteAll();
 });
 
+/** The nodes of the accessibility tree that a screen reader meets. */
+async function accessibilityTree(page) {
+  const wire = await page.context().newCDPSession(page);
+  const { nodes } = await wire.send("Accessibility.getFullAXTree");
+  await wire.detach();
+  return nodes.filter((node) => !node.ignored).map((node) => ({
+    role: node.role?.value ?? "",
+    name: (node.name?.value ?? "").trim(),
+    properties: Object.fromEntries((node.properties ?? []).map((each) => [each.name, each.value.value])),
+  }));
+}
+
+const kNamedRoles = /^(button|link|textbox|searchbox|spinbutton|combobox|checkbox|radio|tab|slider|image|img|table|dialog|figure)$/;
+
+/** What each view must have: a name on all that can be used, one main part, one first heading, levels without gaps. */
+async function checkTree(page, view) {
+  const nodes = await accessibilityTree(page);
+  const nameless = nodes.filter((node) => (kNamedRoles.test(node.role) || (node.properties.focusable && !/^(RootWebArea|main)$/.test(node.role)))
+    && node.name === "" && node.role !== "generic");
+  assert.deepEqual(nameless, [], view);
+  assert.equal(nodes.filter((node) => node.role === "main").length, 1, view);
+  const levels = nodes.filter((node) => node.role === "heading").map((node) => node.properties.level);
+  assert.equal(levels.filter((level) => level === 1).length, 1, `${view}: ${levels}`);
+  levels.forEach((level, i) => assert.ok(i === 0 || level <= levels[i - 1] + 1, `${view}: ${levels}`));
+  return nodes;
+}
+
+test("a screen reader finds a name on everything that can be used, in each view", async () => {
+  const page = await open();
+  await page.getByLabel("Access token").waitFor();
+  await checkTree(page, "signing in");
+  await signIn(page);
+  await page.getByText("No jobs yet.").waitFor();
+  await checkTree(page, "an empty list");
+  const id = await submit("hard.mps", hardModel());
+  await page.getByText("hard.mps").first().waitFor();
+  const listed = await checkTree(page, "a list");
+  assert.ok(listed.some((node) => node.role === "link" && node.name.includes("hard.mps")));
+  await page.goto(`${base}/#/jobs/${id}`);
+  await page.getByText("The solve is running.").waitFor();
+  await page.locator(".uplot canvas").first().waitFor();
+  const shown = await checkTree(page, "a job");
+  assert.ok(shown.some((node) => node.role === "status" || node.properties.live === "polite"), "changes are read out");
+  await close(page);
+  await deleteAll();
+});
+
 test("a phone's width is enough for each view", async () => {
   const page = await open({ viewport: { width: 360, height: 700 }, isMobile: true, hasTouch: true });
   const fits = async () => assert.equal(await page.evaluate(() => document.documentElement.scrollWidth - innerWidth), 0);

@@ -126,6 +126,16 @@ test("the course of a solve is in the order of time, and only what says somethin
   assert.equal(history.gaps[1], null);
 });
 
+test("a gap alone has a course, without that of the objective", () => {
+  const history = new model.ProgressHistory();
+  history.add([point(0, null, null, 1.5), point(1, null, null, 0.5), point(2, 7, 7, 0)]);
+  assert.deepEqual(history.times, [0, 1, 2]);
+  assert.deepEqual(history.gaps, [150, 50, null]);
+  assert.equal(history.hasValues, false);
+  history.add([point(3, 7, 7, 0)]);
+  assert.equal(history.hasValues, true);
+});
+
 test("a long course keeps its ends and stays small", () => {
   const history = new model.ProgressHistory();
   for (let time = 0; time < 20001; ++time) history.add([point(time, time, null, null)]);

@@ -58,12 +58,13 @@ Actor actor_of(const Request& request, const Token& token) {
   return {token.owner, token.id, request.peer};
 }
 
-// What the list is asked for: a job that waits for a node is queued, one that is stopping runs.
+// The state by which the list is searched. A job that waits for a node is queued, and one that is
+// stopping runs.
 const char* listed_state(const Job& job) {
   return word_of(job.state == JobState::kStarting ? JobState::kQueued : job.state);
 }
 
-// Where a stream of events goes on: as browsers say it, or as a parameter.
+// Reads where a stream of events goes on, which browsers say in a header and others in a parameter.
 std::string last_event(const Request& request) {
   const std::string_view header = request.header("last-event-id");
   return header.empty() ? request.parameter("after").value_or("") : std::string(header);
@@ -134,7 +135,13 @@ std::unique_ptr<Exchange> Api::begin(const Request& request) {
     if (token->role < *route.role) {
       return refuse(problem(403, "not-allowed", "this token may not do that"));
     }
-    return (this->*route.begin)(request, *token);
+    const auto open = open_requests_->find(token->id);
+    if (open != open_requests_->end() && open->second >= limits_.most_requests) {
+      return refuse(
+          problem(429, "too-many-requests", "this token has as many requests open as it may have"));
+    }
+    return with_ticket((this->*route.begin)(request, *token),
+                       std::make_shared<Ticket>(open_requests_, token->id));
   }
   if (allowed.empty()) return refuse(problem(404, "no-such-route", "there is nothing here"));
   Answer answer = problem(405, "no-such-method", "the method is not for this");

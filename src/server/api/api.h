@@ -3,6 +3,8 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <memory>
 #include <string>
 
 #include "api/metrics.h"
@@ -17,6 +19,7 @@ struct ApiLimits {
   uint64_t most_bytes = 0;  // of a problem file
   std::string data_folder;
   std::function<HttpFigures()> http_figures;
+  size_t most_requests = 0;  // of a token, open at a time, streams included
 };
 
 class Api : public Service {
@@ -31,7 +34,7 @@ class Api : public Service {
   struct Route;
   static const std::vector<Route>& routes();
   std::optional<Token> authenticate(const Request& request) const;
-  // Whether the token is still valid, later.
+  // A function that tells later whether the token is still valid.
   std::function<bool()> validity(const Token& token) const;
   // A job of which the token may know.
   const Job* find_job(const Request& request, const Token& token) const;
@@ -58,6 +61,10 @@ class Api : public Service {
   Jobs* jobs_;
   const Database* tokens_;
   ApiLimits limits_;
+  // The numbers of open requests by the token's id. Connections can outlive the interface when the
+  // server ends.
+  std::shared_ptr<std::map<std::string, size_t>> open_requests_ =
+      std::make_shared<std::map<std::string, size_t>>();
 };
 
 }  // namespace vorlan::server

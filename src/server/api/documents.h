@@ -10,7 +10,7 @@
 namespace vorlan::server {
 
 std::string job_document(const Jobs& jobs, const Job& job);
-// As in lists: without a place in the queue, which takes a look at all jobs.
+// The job as lists have it: it lacks the place in the queue, which takes a look at all jobs.
 std::string listed_job_document(const Job& job);
 // `next` is the id after which the next page begins; empty on the last page.
 std::string list_document(const Jobs& jobs, const std::vector<const Job*>& page,

@@ -29,7 +29,7 @@ std::string event(const char* name, const std::string& id, const std::string& do
   return id_line + "event: " + name + "\ndata: " + document + "\n";
 }
 
-// What the two streams have in common: a question that is held until there is something to say.
+// The part that both streams share: a question that is held until there is something to say.
 class EventStream : public Stream {
  public:
   EventStream(Loop* loop, Jobs* jobs, StillAllowed allowed)
@@ -159,7 +159,7 @@ class JobEvents : public EventStream {
     }
   }
 
-  // Where a stream goes on in a log, the lines before tell in which table it is.
+  // Reads the lines before the place where the stream goes on: they tell in which table it is.
   void catch_up(const std::string& path) {
     const uint64_t from = offset_ - std::min<uint64_t>(offset_, kLogPiece);
     reader_.read_text(read_part(path, from, offset_ - from).value_or(""));

@@ -18,7 +18,7 @@ namespace vorlan::server {
 // Asked from time to time: a stream ends when its token is no longer valid.
 using StillAllowed = std::function<bool()>;
 
-// Whether a token may know of an owner's jobs.
+// True when the token may know of the owner's jobs.
 bool may_see(const Token& token, const std::string& owner);
 
 // `position` is the id of the last event that the reader has; empty, or of another attempt: from

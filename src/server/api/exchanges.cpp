@@ -63,7 +63,54 @@ class Change : public Exchange {
   Loop::Handle timer_;
 };
 
+class TicketStream : public Stream {
+ public:
+  TicketStream(std::shared_ptr<Stream> stream, std::shared_ptr<Ticket> ticket)
+      : ticket_(std::move(ticket)), stream_(std::move(stream)) {}
+  void next(std::function<void(std::string)> give) override { stream_->next(std::move(give)); }
+
+ private:
+  std::shared_ptr<Ticket> ticket_;
+  std::shared_ptr<Stream> stream_;
+};
+
+class TicketExchange : public Exchange {
+ public:
+  TicketExchange(std::unique_ptr<Exchange> exchange, std::shared_ptr<Ticket> ticket)
+      : ticket_(std::move(ticket)), exchange_(std::move(exchange)) {}
+
+  uint64_t body_limit() const override { return exchange_->body_limit(); }
+  std::optional<Answer> refusal() override { return exchange_->refusal(); }
+  bool receive(std::string_view piece) override { return exchange_->receive(piece); }
+  void answer(Reply reply) override {
+    exchange_->answer([reply = std::move(reply), ticket = ticket_](Answer answer) {
+      if (answer.stream != nullptr) {
+        answer.stream = std::make_shared<TicketStream>(std::move(answer.stream), ticket);
+      }
+      reply(std::move(answer));
+    });
+  }
+
+ private:
+  std::shared_ptr<Ticket> ticket_;
+  std::unique_ptr<Exchange> exchange_;
+};
+
 }  // namespace
+
+Ticket::Ticket(std::shared_ptr<std::map<std::string, size_t>> open, const std::string& name)
+    : open_(std::move(open)), name_(name) {
+  ++(*open_)[name_];
+}
+
+Ticket::~Ticket() {
+  if (--(*open_)[name_] == 0) open_->erase(name_);
+}
+
+std::unique_ptr<Exchange> with_ticket(std::unique_ptr<Exchange> exchange,
+                                      std::shared_ptr<Ticket> ticket) {
+  return std::make_unique<TicketExchange>(std::move(exchange), std::move(ticket));
+}
 
 std::unique_ptr<Exchange> refuse(Answer answer) {
   return std::make_unique<Refusal>(std::move(answer));

@@ -180,8 +180,8 @@ class Submission : public Exchange {
     return {};
   }
 
-  // Of a token that has been told how much it may take. A repeated submission is no second job, but
-  // that is known only when its body is there.
+  // Checks a token whose quota is limited. A repeated submission is no second job, but that is
+  // known only when its body is there.
   std::optional<Answer> check_quota(uint64_t bytes) const {
     if (!jobs_->id_of_key(job_.owner, job_.key).empty()) return {};
     if (quota_.jobs > 0 && jobs_->usage(job_.token).jobs >= quota_.jobs) {
@@ -190,7 +190,7 @@ class Submission : public Exchange {
     return check_quota_of_bytes(bytes);
   }
 
-  // For so many bytes more.
+  // Checks whether the token may take so many bytes more.
   std::optional<Answer> check_quota_of_bytes(uint64_t bytes) const {
     if (quota_.bytes == 0) return {};
     const int64_t left = std::max<int64_t>(0, quota_.bytes - jobs_->usage(job_.token).bytes);

@@ -26,13 +26,13 @@ class Digest {
 };
 
 std::string sha256(std::string_view bytes);
-// Of a file's content; nothing when it cannot be read.
+// The digest of a file's content; nothing when it cannot be read.
 std::optional<std::string> sha256_of_file(const std::string& path);
 
 // Hexadecimal digits from the system's random source.
 std::string random_hex(size_t bytes);
 
-// In a time that does not tell where they differ.
+// Takes a time that does not tell where they differ.
 bool equal_secrets(std::string_view a, std::string_view b);
 
 }  // namespace vorlan::server

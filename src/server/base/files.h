@@ -38,7 +38,7 @@ class Descriptor {
 Descriptor open_for_reading(const std::string& path);
 Descriptor create_file(const std::string& path);
 
-// As open() and so on leave it: false with errno set. EINTR is dealt with.
+// Failures are told as open() tells them: false with errno set. EINTR is dealt with.
 [[nodiscard]] bool write_all(int descriptor, std::string_view bytes);
 // A small file as a whole: readers find the old one or all of the new one.
 [[nodiscard]] bool write_file(const std::string& path, std::string_view text);
@@ -55,7 +55,7 @@ std::optional<double> file_time(const std::string& path);
 std::optional<std::string> read_start(const std::string& path, size_t limit);
 std::optional<std::string> read_end(const std::string& path, size_t limit);
 
-// From a byte on.
+// At most `limit` bytes from that byte on.
 std::optional<std::string> read_part(const std::string& path, uint64_t from, size_t limit);
 
 void remove_tree(const std::string& path);
@@ -63,7 +63,7 @@ void remove_tree(const std::string& path);
 // An exclusive flock() on the file, which is made when it is missing; not valid when another open
 // file has it. It lasts until every copy of the descriptor, inherited ones included, is closed.
 Descriptor lock_file(const std::string& path);
-// Whether somebody holds such a lock.
+// True when somebody holds such a lock.
 bool is_locked(const std::string& path);
 
 // Free bytes for the folder's file system.

@@ -1,5 +1,5 @@
 // The server's event loop: one thread in which requests are answered, jobs change state and timers
-// fire, so that none of it needs a lock. Work that waits for a disk runs elsewhere (work_thread.h)
+// fire, so that none of it needs a lock. Work that waits for a disk runs elsewhere (work_threads.h)
 // and posts its end here.
 //
 // Asio is behind it. Only the files that include base/loop_native.h see Asio: it takes long to
@@ -31,10 +31,11 @@ class Loop {
   void run();
   void stop();
 
-  // From any thread: runs the function in the loop's thread, after those posted before.
+  // May be called from any thread. The function runs in the loop's thread, after those posted
+  // before.
   void post(std::function<void()> function);
 
-  // In the loop's thread only. The function is called once.
+  // May be called in the loop's thread only. The function is called once.
   [[nodiscard]] Handle after(std::chrono::milliseconds delay, std::function<void()> function);
   // When the descriptor, which stays the caller's, can be read.
   [[nodiscard]] Handle when_readable(int descriptor, std::function<void()> function);

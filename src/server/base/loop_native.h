@@ -1,4 +1,4 @@
-// What is behind Loop; for loop.cpp and the HTTP connections only.
+// The part of Loop that only loop.cpp and the HTTP connections see.
 #pragma once
 
 #include <boost/asio/io_context.hpp>

@@ -48,17 +48,17 @@ using Parser = http::request_parser<http::buffer_body>;
 constexpr size_t kLargestHeader = size_t{16} << 10;
 constexpr auto kHeaderTime = 10s;
 constexpr auto kIdleTime = 120s;
-// For the last words of TLS, which hardly anybody waits for.
+// TLS has last words, for which hardly anybody waits longer.
 constexpr auto kFarewellTime = 1s;
 constexpr auto kWriteTime = 30s;
 // A body brings at least so many bytes in each such time.
 constexpr auto kRateTime = 30s;
 constexpr size_t kLeastRate = size_t{30} << 10;
-// With less room in its buffer Beast would take bodies in bites of 512 bytes.
+// Beast would take bodies in bites of 512 bytes if its buffer had less room.
 constexpr size_t kPiece = size_t{64} << 10;
-// Of a request, over TLS.
+// The first piece of a request over TLS.
 constexpr size_t kFirstPiece = 1024;
-// Of a body that nobody wants, so much is read for the sake of a client that looks at the answer
+// So much is read of a body that nobody wants, for the sake of a client that looks at the answer
 // only when it has sent everything.
 constexpr size_t kMostUnwanted = size_t{4} << 20;
 
@@ -135,7 +135,7 @@ struct HttpServerState {
   Service* service;
   HttpLimits limits;
   asio::ip::tcp::acceptor acceptor;
-  // None: without TLS. Connections keep the one that they began with.
+  // Empty where there is no TLS. Connections keep the one that they began with.
   std::shared_ptr<asio::ssl::context> tls;
   size_t connections = 0;
   std::map<int, uint64_t> answers;
@@ -207,14 +207,14 @@ class Connection {
   }
 
  private:
-  // Whether another request may follow.
+  // Gives true when another request may follow.
   asio::awaitable<bool> serve_request();
   asio::awaitable<bool> await_request();
-  // As serve_request.
+  // Gives what serve_request gives.
   asio::awaitable<bool> refuse(Parser* parser, Answer answer);
   asio::awaitable<Error> read_body(Parser* parser, Exchange* exchange);
   asio::awaitable<Answer> await_answer(Exchange* exchange);
-  // Whether the answer is on its way.
+  // Gives true when the answer is on its way.
   asio::awaitable<bool> send(const Answer& answer, bool keep_alive, bool head_only);
   asio::awaitable<bool> send_file(const Answer& answer);
   asio::awaitable<bool> send_stream(std::shared_ptr<Stream> stream);
@@ -223,7 +223,7 @@ class Connection {
   Wire stream_;
   beast::flat_buffer buffer_;
   std::string peer_;
-  // Whether the client, which speaks HTTP/1.1 then, understands a body in chunks.
+  // True for a client that speaks HTTP/1.1: it understands a body in chunks.
   bool takes_chunks_ = false;
 };
 
@@ -231,7 +231,7 @@ asio::awaitable<bool> Connection::await_request() {
   if (buffer_.size() > 0) co_return true;
   Error error;
   if (stream_.has_tls()) {
-    // What has come may be inside of TLS already, where no wait for the socket sees it.
+    // Bytes that have come may be inside of TLS already, where no wait for the socket sees them.
     stream_.tcp().expires_after(kIdleTime);
     buffer_.commit(co_await stream_.async_read_some(buffer_.prepare(kFirstPiece), to(error)));
     co_return !error;
@@ -421,7 +421,7 @@ asio::awaitable<void> accept_connections(std::shared_ptr<HttpServerState> state)
     auto socket = co_await state->acceptor.async_accept(to(error));
     if (error == asio::error::operation_aborted) co_return;
     if (error) {
-      // As a rule too many open files: connections that end will make room.
+      // There are too many open files, as a rule: connections that end will make room.
       asio::steady_timer pause(state->loop->native().context, 100ms);
       co_await pause.async_wait(to(error));
       continue;

@@ -13,7 +13,7 @@ int hex_digit(char c) {
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-// In a query a plus sign is a blank.
+// Decodes percent signs. A plus sign is a blank in a query.
 bool decode(std::string_view text, bool plus_is_blank, std::string* result) {
   result->clear();
   for (size_t i = 0; i < text.size(); ++i) {

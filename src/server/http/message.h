@@ -40,11 +40,11 @@ struct Answer {
   std::string type = "application/json";
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
-  // Where `file` is not empty, its bytes from `offset` on, `length` of them, are the body.
+  // The body is `length` bytes of the file from `offset` on, where `file` is not empty.
   std::string file;
   uint64_t offset = 0;
   uint64_t length = 0;
-  // Where there is a stream, it makes the body.
+  // The stream makes the body, where there is one.
   std::shared_ptr<Stream> stream;
 };
 
@@ -67,13 +67,13 @@ class Exchange {
   virtual void answer(Reply reply) = 0;
 };
 
-// What the server answers with.
+// The part of the server that answers.
 class Service {
  public:
   virtual ~Service() = default;
   // Never nullptr.
   virtual std::unique_ptr<Exchange> begin(const Request& request) = 0;
-  // For what is not even a request, and for bodies that are too large (413).
+  // Answers what is not even a request, and bodies that are too large (413).
   virtual Answer failure(int status, std::string_view detail) = 0;
 };
 

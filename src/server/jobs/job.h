@@ -15,8 +15,8 @@ enum class JobState { kQueued, kStarting, kRunning, kEnded };
 // that says why not. Cancelled: nobody wanted a result any more. Lost: the worker died, twice.
 enum class Outcome { kNone, kOk, kFailed, kCancelled, kLost };
 
-// What was asked of a job that has not ended, in rising order: the results so far, nothing, and
-// that it be gone as well.
+// The wish that somebody has for a job that has not ended, in rising order: to have the results so
+// far, to have none, and to have the job gone as well.
 enum class Wish { kNone, kStop, kCancel, kDelete };
 
 struct ResultFile {
@@ -52,7 +52,7 @@ struct Job {
 
   // Not stored. It changes with every change that a watcher may see.
   uint64_t seq = 0;
-  // As seq, but not for a log that has grown.
+  // Changes with `seq`, but not for a log that has grown.
   uint64_t news = 0;
   uint64_t log_bytes = 0;
   uint64_t solve_log_bytes = 0;

@@ -1,5 +1,5 @@
-// What everybody may ask of jobs: looking, submitting, wishing. Their way from the queue to the end
-// is in jobs_life.cpp; see jobs.h.
+// Requests that everybody may make of jobs: looking, submitting, wishing. The way from the queue to
+// the end is in jobs_life.cpp; see jobs.h.
 #include "jobs/jobs.h"
 
 #include <algorithm>
@@ -58,7 +58,7 @@ void Reservation::end() {
   received_ = nullptr;
 }
 
-Jobs::Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::string data_folder,
+Jobs::Jobs(Loop* loop, Store* store, WorkThreads* files, Runner* runner, std::string data_folder,
            const JobLimits& limits)
     : loop_(loop),
       store_(store),
@@ -94,7 +94,7 @@ std::string Jobs::incoming_path(const std::string& id) const {
   return data_folder_ + "/incoming/" + id;
 }
 
-// By the last, random digits, so that no folder gets too full.
+// Groups folders by the last, random digits, so that no folder gets too full.
 std::string Jobs::job_folder(const std::string& id) const {
   return data_folder_ + "/jobs/" + id.substr(id.size() - 2) + "/" + id;
 }
@@ -258,7 +258,7 @@ void Jobs::set_wish(const std::string& id, Wish wish, const Actor& actor, Done d
     return done({});
   }
   if (wish <= job->wish) return done({});
-  // What it ended with stands already; only its being there is still open.
+  // The outcome stands already; it is still open only whether the job stays.
   if (job->settling && wish != Wish::kDelete) return done({});
   job->wish = wish;
   changed(job);

@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "base/loop.h"
-#include "base/work_thread.h"
+#include "base/work_threads.h"
 #include "jobs/fair_queue.h"
 #include "jobs/job.h"
 #include "run/attempt.h"
@@ -41,7 +41,7 @@ struct JobLimits {
   double retention_seconds = 0.0;
 };
 
-// What the jobs of a token take.
+// The jobs and bytes that a token takes.
 struct Usage {
   int64_t jobs = 0;   // that have not ended
   int64_t bytes = 0;  // of the problem files of all
@@ -75,7 +75,7 @@ struct JobCounts {
 
 class Jobs {
  public:
-  Jobs(Loop* loop, Store* store, WorkThread* files, Runner* runner, std::string data_folder,
+  Jobs(Loop* loop, Store* store, WorkThreads* files, Runner* runner, std::string data_folder,
        const JobLimits& limits);
   ~Jobs();
   Jobs(const Jobs&) = delete;
@@ -109,40 +109,41 @@ class Jobs {
   void revoke_key(const std::string& owner, const std::string& key);
   bool is_revoked(const std::string& owner, const std::string& key) const;
 
-  // Of a token, those included that are being received.
+  // The usage of a token, those jobs included that are being received.
   Usage usage(const std::string& token) const;
   std::shared_ptr<Reservation> reserve(const std::string& token);
 
   // No worker is started any more; `done` is called once none runs. Queued jobs stay for the next
   // server.
   void drain(std::function<void()> done);
-  // Whether the data folder has room for more than what runs. Without, nothing is accepted or started.
+  // True when the data folder has room for more than what runs. Nothing is accepted or started
+  // without.
   bool has_room(uint64_t bytes = 0) const;
   // Why the runner can start no worker at present; empty when it can.
   std::string runner_trouble() const { return runner_->trouble(); }
   bool is_draining() const { return drained_ != nullptr; }
   const JobCounts& counts() const { return counts_; }
 
-  // With an empty failure the thing is done, and on the disk.
+  // An empty failure says that the thing is done, and on the disk.
   using Done = std::function<void(const std::string& failure)>;
   // Takes over the received file. The key must be free.
   void submit(Job job, const Actor& actor, const std::string& received, Done done);
-  // For jobs that find() knows. A lesser wish than the present one changes nothing.
+  // Takes jobs that find() knows. A lesser wish than the present one changes nothing.
   void set_wish(const std::string& id, Wish wish, const Actor& actor, Done done);
 
   // Calls the function at the next change of the job, once, if the watch is still held.
   using Watch = std::shared_ptr<std::function<void()>>;
   void watch(const std::string& id, const Watch& watch);
-  // The same for changes of any job but those of its log.
+  // Does the same for changes of any job but those of its log.
   void watch_all(const Watch& watch);
 
-  // What happened last to a job: it changed, or it was deleted.
+  // The last event of a job: it changed, or it was deleted.
   struct News {
     std::string id;
     std::string owner;
     bool is_deletion = false;
   };
-  // By rising numbers, which are the jobs' `news`. What happened before forgotten() is not there.
+  // Events by rising numbers, which are the jobs' `news`. Those before forgotten() are not there.
   const std::map<uint64_t, News>& news() const { return news_; }
   uint64_t last_news() const { return seq_; }
   uint64_t forgotten() const { return forgotten_; }
@@ -193,7 +194,7 @@ class Jobs {
 
   Loop* loop_;
   Store* store_;
-  WorkThread* files_;
+  WorkThreads* files_;
   Runner* runner_;
   std::string data_folder_;
   JobLimits limits_;

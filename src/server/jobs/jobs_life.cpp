@@ -50,13 +50,25 @@ void take_log_sizes(Job* job) {
   }
 }
 
-// What the files and the wish make of an attempt that will not be tried again.
+// The worker knows the problem by a path of the server's making; people know it by the name that they gave it.
+std::string with_submitted_name(std::string message, const Job& job) {
+  const std::string path = "../" + job.problem;
+  const std::string& name = job.name.empty() ? job.problem : job.name;
+  for (size_t at = message.find(path); at != std::string::npos;
+       at = message.find(path, at + name.size())) {
+    message.replace(at, path.size(), name);
+  }
+  return message;
+}
+
+// Makes the end of a job from the files and the wish, when the attempt will not be followed by
+// another.
 Job make_ended(Job job, const Verdict& verdict, std::vector<ResultFile> results) {
   job.state = JobState::kEnded;
   job.ended = unix_time();
   job.response = verdict.response;
   job.termination = verdict.termination;
-  job.message = verdict.message;
+  job.message = with_submitted_name(verdict.message, job);
   job.progress = verdict.progress;
   if (verdict.solve_began > 0.0) job.began = verdict.solve_began;
   const bool unwanted = job.wish == Wish::kCancel || job.wish == Wish::kDelete;

@@ -51,6 +51,8 @@ constexpr Option kOptions[] = {
     {"max-variables", "N", &Options::max_variables, 0, 2147483647, "variables (no limit)"},
     {"max-constraints", "N", &Options::max_constraints, 0, 2147483647, "constraints (no limit)"},
     {"max-jobs", "N", &Options::max_jobs, 1, kMany, "jobs that have not ended (10000)"},
+    {"max-requests", "N", &Options::max_requests, 1, kMany,
+     "requests of a token that are open at a time, streams included (1500)"},
     {"max-upload", "MIB", &Options::max_upload, 1e-3, 1e9, "size of a problem file (4096)"},
     {"retention", "DAYS", &Options::retention, 0, 1e6, "days for which ended jobs are kept (7)"},
     {"help", "", &Options::help, 0, 0, "print this text"},

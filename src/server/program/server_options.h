@@ -28,13 +28,14 @@ struct Options {
   int64_t max_variables = 0;
   int64_t max_constraints = 0;
   int64_t max_jobs = 10'000;
-  double max_upload = 4096.0;  // MiB
-  double retention = 7.0;      // days
+  int64_t max_requests = 1500;  // of a token, open at a time
+  double max_upload = 4096.0;   // MiB
+  double retention = 7.0;       // days
   bool help = false;
   bool version = false;
 };
 
-// What is wrong, and where: "--port: '99999999' is not within 0 and 65535".
+// Its text says what is wrong, and where: "--port: '99999999' is not within 0 and 65535".
 class OptionError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -46,7 +47,7 @@ Options parse_options(const std::vector<std::string>& words);
 
 std::string options_help();
 
-// Where these options have the database.
+// The database's file by these options.
 std::string database_path(const Options& options);
 
 }  // namespace vorlan::server

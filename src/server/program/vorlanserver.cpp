@@ -37,6 +37,8 @@ constexpr double kSecondsOfADay = 86400.0;
 // server can no longer choose the order.
 constexpr int64_t kSlotsOfCluster = 100;
 constexpr const char* kFirstOwner = "admin";
+// Each job waits for the disk a dozen times. More threads than these gain nothing.
+constexpr size_t kFileThreads = 8;
 // Requests under way may end within this time after SIGTERM.
 constexpr auto kGraceTime = 2s;
 // A server that was killed between the fork and the exec of a worker leaves a child that holds the
@@ -162,7 +164,7 @@ void check_database(const Options& options) {
                     database_path(options) + "'");
 }
 
-// What a new data folder's first token is, else empty.
+// Makes the first token of a new data folder; empty when there are tokens.
 std::string first_token(Database* database) {
   if (has_tokens(*database)) return {};
   return add_token(database, kFirstOwner, Role::kAdmin, 0.0);
@@ -182,7 +184,7 @@ std::string use_tls(const Options& options, HttpServer* http) {
   return http->use_tls(options.tls_certificate, options.tls_key);
 }
 
-// With a certificate that cannot be used the server goes on with the one before.
+// The server goes on with the certificate from before when the new one cannot be used.
 void reload(const Options& options, HttpServer* http) {
   const std::string failure = use_tls(options, http);
   if (failure.empty()) return log_event("reloaded");
@@ -198,14 +200,16 @@ int serve(const Options& options) {
   Loop loop;
   Store store(&loop, database_path(options));
   Database database(database_path(options));
-  WorkThread files(&loop);
+  WorkThreads files(&loop, kFileThreads);
   const std::unique_ptr<Runner> runner = make_runner(&loop, options);
   Jobs jobs(&loop, &store, &files, runner.get(), data, make_limits(options));
   const HttpServer* figures = nullptr;
   Api api(&loop, &jobs, &database,
-          {static_cast<uint64_t>(options.max_upload * kMebibyte), data, [&figures] {
+          {static_cast<uint64_t>(options.max_upload * kMebibyte), data,
+           [&figures] {
              return HttpFigures{figures->num_connections(), figures->answers()};
-           }});
+           },
+           static_cast<size_t>(options.max_requests)});
   HttpServer http(&loop, &api, {});
   figures = &http;
   jobs.recover(load_jobs(database));

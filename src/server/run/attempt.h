@@ -20,8 +20,8 @@ inline constexpr const char* kErrorFile = "stderr";  // what the program says be
 // Why a runner could not run the worker to its end, in words.
 inline constexpr const char* kFailureFile = "failure";
 
-// What a worker is told beside the problem. 0 is no limit, and for threads the library's own
-// choice.
+// Settings that a worker is told beside the problem. 0 is no limit, and for threads the library's
+// own choice.
 struct WorkerSettings {
   double time_limit = 0.0;
   long max_variables = 0;

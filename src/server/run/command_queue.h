@@ -50,7 +50,8 @@ class CommandQueue {
   Loop* loop_;
   size_t most_;
   std::deque<std::unique_ptr<Command>> waiting_;
-  // By numbers that are never used again: a watch that has fired may be told after its command's end.
+  // Commands by numbers that are never used again: a watch that has fired may be told after its
+  // command's end.
   std::map<uint64_t, std::unique_ptr<Command>> running_;
   uint64_t last_number_ = 0;
 };

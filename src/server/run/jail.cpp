@@ -44,8 +44,8 @@ constexpr uint64_t kWrite = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_R
 constexpr uint64_t kOfFiles = LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_READ_FILE |
                               LANDLOCK_ACCESS_FS_WRITE_FILE | kTruncate;
 
-// As the kernel has it; the headers of older systems end after the first field, and their kernels
-// are given no more.
+// The kernel's own structure. The headers of older systems end after the first field, and their
+// kernels are given no more.
 struct Ruleset {
   uint64_t files = 0;
   uint64_t network = 0;
@@ -70,7 +70,7 @@ size_t size_for_version(int version) {
 
 bool allow(int ruleset, const std::string& path, uint64_t rights) {
   const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
-  // What is not there needs no rule.
+  // A path that is not there needs no rule.
   if (!file.valid()) return true;
   std::error_code ignored;
   if (!std::filesystem::is_directory(path, ignored)) rights &= kOfFiles;

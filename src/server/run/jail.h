@@ -1,4 +1,4 @@
-// What keeps a worker to its own folder: it reads a stranger's file, and a flaw in a reader must
+// The jail keeps a worker to its own folder: it reads a stranger's file, and a flaw in a reader must
 // not become a way into the machine.
 //
 //   Landlock   writes in the attempt's folder only; reads there, the problem, the program and the
@@ -7,8 +7,8 @@
 //              of processes by which the worker can be killed as a whole
 //   limits     memory of each process, size of each file, files, processes, no core dumps
 //
-// Where the kernel lacks one of the first two, the server says so when it starts and goes on
-// without it, or refuses to start where it was told to.
+// The server says so when it starts where the kernel lacks one of the first two, and goes on without
+// it, or refuses to start where it was told to.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ class Jail {
   // `program` is the worker's; it and what lies in the folder of its libraries can be read and run.
   Jail(const JailSettings& settings, const std::string& program);
 
-  // What this kernel cannot do, in words; empty: all is there.
+  // The parts that this kernel lacks, in words; empty when all are there.
   const std::vector<std::string>& missing() const { return missing_; }
 
   // Before the fork: rules for an attempt's folder. Not valid where there is no Landlock, and on
@@ -37,8 +37,9 @@ class Jail {
   Descriptor prepare(const std::string& folder) const;
   bool has_landlock() const { return landlock_version_ > 0; }
 
-  // In the child, between fork and exec: only calls that are safe there. `rules` is the descriptor of
-  // what prepare() made, or -1. False with errno set when what the kernel can do was refused.
+  // Called in the child, between fork and exec: it makes only calls that are safe there. `rules` is
+  // the descriptor of what prepare() made, or -1. Gives false with errno set when the kernel
+  // refused what it can do.
   bool enter(int rules) const;
 
  private:

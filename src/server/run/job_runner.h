@@ -1,6 +1,6 @@
-// Where workers run: the small interface between the jobs and local processes (or whatever else
-// runs programs on a folder). A runner tells that an attempt is over only when no process of it is
-// left that could still write.
+// The interface between the jobs and the places where workers run: processes of this machine, or a
+// cluster. A runner tells that an attempt is over only when no process of it is left that could
+// still write.
 #pragma once
 
 #include <functional>
@@ -27,7 +27,8 @@ class Runner {
   // when it cannot be started; nothing runs then, and `over` is not called.
   virtual std::string start(const AttemptPlace& place, const WorkerSettings& settings,
                             const std::vector<std::string>& words, Over over) = 0;
-  // Whether a worker that was started runs at once. Elsewhere it does when it writes its process id.
+  // True when a worker that was started runs at once. Elsewhere it runs when it writes its process
+  // id.
   virtual bool starts_at_once() const = 0;
   // Takes over an attempt that a server before this one has started. False when it is over.
   virtual bool adopt(const AttemptPlace& place, Over over) = 0;

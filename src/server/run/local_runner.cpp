@@ -64,7 +64,7 @@ std::map<pid_t, size_t> processes_by_session() {
   return counts;
 }
 
-// In the child, between fork and exec.
+// Runs in the child, between fork and exec.
 [[noreturn]] void become_child(const WorkerStart& start, char* const* words, const Jail& jail) {
   setsid();
   become_worker(start, words, jail);
@@ -163,8 +163,8 @@ void LocalRunner::look(const std::string& job) {
   over(job);
 }
 
-// What the worker left behind goes with it. It cannot leave the group, and while its end has not
-// been taken note of, nobody else can have its number.
+// Ends what the worker left behind. It cannot leave the group, and while its end has not been taken
+// note of, nobody else can have its number.
 void LocalRunner::end_child(Worker* worker) {
   siginfo_t info{};
   if (waitid(P_PID, static_cast<id_t>(worker->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||

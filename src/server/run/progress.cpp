@@ -15,16 +15,17 @@ namespace {
 // The summary is at the end of a log, after it only the names of the files that were written.
 constexpr size_t kLogEnd = size_t{64} << 10;
 
-// Columns: t time, n nodes, i iterations, o objective, b bound, anything else is left alone.
+// Columns: t time, n nodes, i iterations, o objective, b bound, g relative gap; all else is left alone.
+// The objectives of the interior-point table lack constants and may be negated.
 struct Heading {
   std::string_view first, second;  // the heading's first words
   std::string_view columns;
 };
-// In the order of ProgressReader::Table.
+// The order is that of ProgressReader::Table.
 constexpr Heading kHeadings[] = {{"", "", ""},
                                  {"time", "nodes", "tnob-"},
                                  {"round", "relaxation", "--bo-nt"},
-                                 {"iteration", "primal", "i-------t"}};
+                                 {"iteration", "primal", "i----g--t"}};
 
 std::vector<std::string_view> split(std::string_view line) {
   std::vector<std::string_view> words;
@@ -58,6 +59,7 @@ void set_column(char column, std::string_view word, Progress* progress) {
   if (column == 'i') progress->iterations = number<int64_t>(word);
   if (column == 'o') progress->objective = number<double>(word);
   if (column == 'b') progress->bound = number<double>(word);
+  if (column == 'g') progress->gap = number<double>(word);
 }
 
 template <class Number>

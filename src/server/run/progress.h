@@ -19,15 +19,15 @@ struct Progress {
   std::optional<int64_t> iterations, nodes;
 };
 
-// As a JSON object, without a newline.
+// Makes a JSON object, without a newline.
 std::string progress_document(const Progress& progress);
 
 // Reads a log line by line.
 class ProgressReader {
  public:
-  // What the line tells, if it is one of progress, or ends the summary of a solve.
+  // Gives what the line tells, if it is one of progress, or ends the summary of a solve.
   std::optional<Progress> read_line(std::string_view line);
-  // The same for all lines of a text.
+  // Does so for all lines of a text.
   std::vector<Progress> read_text(std::string_view text);
 
  private:

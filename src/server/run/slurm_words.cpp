@@ -9,7 +9,7 @@ namespace vorlan::server {
 namespace {
 
 constexpr std::string_view kNamePrefix = "vln-";
-// Beside the solve: reading the problem and writing the results.
+// The time that is left for reading the problem and writing the results.
 constexpr double kMinutesBesideSolve = 10.0;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
@@ -50,8 +50,8 @@ std::string slurm_name(const AttemptPlace& place) {
          place.folder.substr(place.folder.rfind('/') + 1);
 }
 
-// With exec the worker itself gets the signals, and the job lasts as long as the worker. Slurm must
-// not start it again by itself: an attempt's folder serves once.
+// The worker itself gets the signals because of exec, and the job lasts as long as the worker.
+// Slurm must not start it again by itself: an attempt's folder serves once.
 std::string slurm_script(const SlurmSettings& settings, const AttemptPlace& place,
                          const WorkerSettings& needs, const std::vector<std::string>& words) {
   std::string text = "#!/bin/sh\n" + directive("--no-requeue") + directive("--export=PATH");

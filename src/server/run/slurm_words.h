@@ -1,5 +1,6 @@
-// What is said to a Slurm cluster and what it says: the commands' words, the script of an attempt, the lines of
-// squeue. Plain text alone: it has stayed the same over the releases, which the JSON has not.
+// The words that are said to a Slurm cluster and the lines that it answers: commands, the script of
+// an attempt, the list of squeue. All of it is plain text, which has stayed the same over the
+// releases; the JSON has not.
 #pragma once
 
 #include <map>
@@ -39,7 +40,7 @@ struct SlurmJob {
   // No process of it runs any more, and none will.
   bool has_ended() const;
 };
-// By name. A name can have several jobs, when the answer to a submission was lost.
+// The cluster's jobs by name. A name can have several, when the answer to a submission was lost.
 using SlurmJobs = std::multimap<std::string, SlurmJob>;
 SlurmJobs read_list(std::string_view output);
 

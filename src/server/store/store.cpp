@@ -99,7 +99,7 @@ void Store::serve() {
   }
 }
 
-// Where one change fails, all of the batch are undone, and each is made alone: the others must not
+// All of a batch are undone where one change fails, and each is made alone: the others must not
 // fail with it.
 void Store::commit(std::vector<Item>* batch) {
   try {

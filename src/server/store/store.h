@@ -1,4 +1,4 @@
-// What has to survive a fall of the server: changes of the database, many to a commit. A commit
+// Changes of the database, many to a commit: they have to survive a fall of the server. A commit
 // waits for the disk, so a thread of its own makes them; all changes that come while it waits are
 // made by the next one together.
 #pragma once

@@ -11,13 +11,13 @@
 
 namespace vorlan::server {
 
-// What a token may do: look at its owner's jobs; submit and stop them as well; see and stop
-// everybody's.
+// A role says what a token may do: look at its owner's jobs; submit and stop them as well; see and
+// stop everybody's.
 enum class Role { kRead, kSubmit, kAdmin };
 std::optional<Role> role_of_word(std::string_view word);
 const char* word_of(Role role);
 
-// What the jobs of a token may take; 0 is no limit beside the server's.
+// A quota limits what the jobs of a token take; 0 is no limit beside the server's.
 struct Quota {
   int64_t jobs = 0;     // that have not ended
   int64_t bytes = 0;    // of the problem files of all its jobs that are kept
@@ -50,7 +50,7 @@ std::string token_id(std::string_view text);
 std::vector<Token> list_tokens(const Database& database);
 // False when there is no such token that is not revoked.
 bool revoke_token(Database* database, const std::string& id);
-// Whether the token of this id is neither revoked nor expired.
+// True when the token of this id is neither revoked nor expired.
 bool is_valid_token(const Database& database, const std::string& id);
 bool has_tokens(const Database& database);
 

@@ -5,6 +5,10 @@ const kMostPoints = 4000;
 
 export type Column = (number | null)[];
 
+function hasValue(point: Progress): boolean {
+  return point.objective !== null || point.bound !== null;
+}
+
 export class ProgressHistory {
   private points: Progress[] = [];
 
@@ -28,9 +32,14 @@ export class ProgressHistory {
     return this.points[this.points.length - 1];
   }
 
-  /** Points that say something about the objective. */
+  /** Points that say something about the objective, or how far the solve is from its end. */
   get told(): Progress[] {
-    return this.points.filter((point) => point.objective !== null || point.bound !== null);
+    return this.points.filter((point) => hasValue(point) || point.gap !== null);
+  }
+
+  /** True when objective or bound have a course. Interior-point methods tell the gap alone until they end. */
+  get hasValues(): boolean {
+    return this.points.filter(hasValue).length > 1;
   }
 
   get times(): number[] {

@@ -164,7 +164,7 @@ function Jobs(props: { session: Session }) {
         <Nothing filter={filter} maySubmit={props.session.maySubmit} />
       )}
       {listed.jobs.length > 0 && (
-        <table>
+        <table aria-label="Jobs">
           <thead>
             <tr>
               <th scope="col">State</th><th scope="col">Job</th><th scope="col" class="number">Solve</th>

@@ -87,7 +87,7 @@ function Plot(props: PlotProps) {
   }, [isDark, isShort]);
   useEffect(() => plot.current?.setData(data), [props.times.length, props.times[props.times.length - 1]]);
   return (
-    <figure>
+    <figure aria-label={props.title}>
       <figcaption>{props.title}</figcaption>
       <div ref={box} class="plot" aria-hidden="true" />
     </figure>
@@ -102,7 +102,7 @@ function ValueTable(props: { history: ProgressHistory }) {
     <details>
       <summary>The values as a table</summary>
       <div class="scroll">
-        <table>
+        <table aria-label="Values of the plots">
           <thead><tr><th scope="col">Time</th><th scope="col">Objective</th><th scope="col">Bound</th><th scope="col">Gap</th></tr></thead>
           <tbody>
             {points.map((point, index) => (
@@ -131,10 +131,12 @@ export function Plots(props: { history: ProgressHistory; isEnded: boolean }) {
   const gaps = history.gaps;
   return (
     <>
-      <Plot title="Objective and bound" height={220} times={times} format={formatShort} lines={[
-        { label: "Objective", colour: "--objective", column: history.objectives },
-        { label: "Bound", colour: "--bound", dash: [6, 4], column: history.bounds },
-      ]} />
+      {history.hasValues && (
+        <Plot title="Objective and bound" height={220} times={times} format={formatShort} lines={[
+          { label: "Objective", colour: "--objective", column: history.objectives },
+          { label: "Bound", colour: "--bound", dash: [6, 4], column: history.bounds },
+        ]} />
+      )}
       {gaps.some((gap) => gap !== null) && (
         <Plot title="Gap, logarithmic" height={150} times={times} isLogarithmic
           format={(value) => (value === null ? "–" : formatGap(value / 100))}

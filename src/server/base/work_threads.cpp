@@ -1,20 +1,23 @@
-// The thread's queue; see work_thread.h.
-#include "base/work_thread.h"
+// The threads' queue; see work_threads.h.
+#include "base/work_threads.h"
 
 namespace vorlan::server {
 
-WorkThread::WorkThread(Loop* loop) : loop_(loop), thread_([this] { serve(); }) {}
+WorkThreads::WorkThreads(Loop* loop, size_t count) : loop_(loop) {
+  threads_.reserve(count);
+  for (size_t i = 0; i < count; ++i) threads_.emplace_back([this] { serve(); });
+}
 
-WorkThread::~WorkThread() {
+WorkThreads::~WorkThreads() {
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;
   }
-  changed_.notify_one();
-  thread_.join();
+  changed_.notify_all();
+  for (std::thread& thread : threads_) thread.join();
 }
 
-void WorkThread::run(std::function<void()> work, std::function<void()> done) {
+void WorkThreads::run(std::function<void()> work, std::function<void()> done) {
   {
     const std::lock_guard lock(mutex_);
     waiting_.push_back({std::move(work), std::move(done)});
@@ -22,7 +25,7 @@ void WorkThread::run(std::function<void()> work, std::function<void()> done) {
   changed_.notify_one();
 }
 
-bool WorkThread::take(Item* item) {
+bool WorkThreads::take(Item* item) {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
   if (waiting_.empty()) return false;
@@ -31,7 +34,7 @@ bool WorkThread::take(Item* item) {
   return true;
 }
 
-void WorkThread::serve() {
+void WorkThreads::serve() {
   for (Item item; take(&item);) {
     item.work();
     loop_->post(std::move(item.done));

@@ -1,4 +1,5 @@
-// A thread that does, one after the other, what would keep the event loop waiting for a disk.
+// Threads that do what would keep the event loop waiting for a disk. They are several because a disk
+// writes what many wait for in about the time that it takes for one.
 #pragma once
 
 #include <condition_variable>
@@ -6,20 +7,22 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "base/loop.h"
 
 namespace vorlan::server {
 
-class WorkThread {
+class WorkThreads {
  public:
-  explicit WorkThread(Loop* loop);
+  WorkThreads(Loop* loop, size_t count);
   // Does what is waiting, then ends.
-  ~WorkThread();
-  WorkThread(const WorkThread&) = delete;
-  WorkThread& operator=(const WorkThread&) = delete;
+  ~WorkThreads();
+  WorkThreads(const WorkThreads&) = delete;
+  WorkThreads& operator=(const WorkThreads&) = delete;
 
-  // Runs `work` in the thread, then `done` in the loop. Work must not throw.
+  // Runs `work` in one of the threads, then `done` in the loop. Works that wait begin in their order
+  // and may end in another. Work must not throw.
   void run(std::function<void()> work, std::function<void()> done);
 
  private:
@@ -35,7 +38,7 @@ class WorkThread {
   std::condition_variable changed_;
   std::deque<Item> waiting_;
   bool ending_ = false;
-  std::thread thread_;
+  std::vector<std::thread> threads_;
 };
 
 }  // namespace vorlan::server

@@ -264,14 +264,16 @@ TEST(JsonTask, TakesOtherSpellings) {
       "\xef\xbb\xbf"
       "{\"version\":1,\"constraints\":{\"upper\":[\"inf\",9],\"lower\":[3,\"-inf\"]},\r\n\t"
       "\"coefficients\":{\"value\":[1.0,-1E+0],\"start\":[0,2],\"row\":[1,0]},"
-      "\"variables\":{\"names\":[\"\\u0041\\ud83d\\ude00\\/"
+      "\"variables\":{\"names\":[\"\\u0041\\ud83d\\ude00b\\/"
       "\\n\"],\"lower\":[-0.0],\"upper\":[1e2]},"
       "\"objective\":{\"linear\":[1],\"sense\":\"maximize\"},\"form\\u0061t\":\"vorlan task\"}  \n";
   ProblemFile file;
   Warnings warnings;
   ASSERT_EQ(read_text(read_jtask, text, &file, &warnings).message(), "");
   EXPECT_TRUE(file.model.maximize);
-  EXPECT_EQ(file.model.var_names[0], "A\xf0\x9f\x98\x80/\n");
+  EXPECT_EQ(file.model.var_names[0],
+            "A\xf0\x9f\x98\x80"
+            "b/\n");
   EXPECT_TRUE(std::signbit(file.model.var_lower[0]));
   EXPECT_EQ(file.model.matrix.row, (std::vector<int32_t>{0, 1}));
   EXPECT_EQ(file.model.matrix.value, (std::vector<double>{-1.0, 1.0}));

@@ -613,6 +613,49 @@ TEST(IntegerSolve, Infeasible) {
 }
 
 // A report's queries of a defined solution must succeed, whatever the status.
+// 4 (x1 - x3 + x4) = 2 + 3 x2 has no solution in binary variables. HiGHS 1.10 presolves this to a
+// point outside its bounds and gives up.
+TEST(IntegerSolve, APresolveThatFailsIsLeftOut) {
+  TestTask task;
+  ASSERT_EQ(task.read(R"(NAME A
+OBJSENSE
+ MAX
+ROWS
+ N C
+ L R1
+ E R2
+ L R3
+COLUMNS
+ M1 'MARKER' 'INTORG'
+ X1 C -2 R2 4
+ X1 R3 2
+ X2 C 4 R1 -4
+ X2 R2 -3
+ X3 C 4 R2 -4
+ X3 R3 1
+ X4 C 1 R1 2
+ X4 R2 4 R3 -4
+ X5 R1 3
+ M2 'MARKER' 'INTEND'
+RHS
+ B R1 5
+ B R2 2
+ B R3 -1
+RANGES
+ B R3 3
+BOUNDS
+ BV B X1
+ BV B X2
+ BV B X3
+ BV B X4
+ UP B X5 2
+ENDATA
+)"),
+            VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.problem_status(kInteger), prosta::kPrimalInfeasible);
+}
+
 TEST(SolveQueries, EveryQuerySucceedsOnADefinedSolution) {
   const std::string infeasible = kContradictionOfOne;
   for (const std::string& mps : {two_products(-1), infeasible, two_products(1)}) {

@@ -188,6 +188,8 @@ bool is_cut_off(const MinimizeProblem& problem, Outcome outcome) {
          outcome == Outcome::kInfeasible;
 }
 
+constexpr int32_t kPresolveOff = 0;
+
 // How a solve takes very large and very small numbers of the model.
 enum class Extremes { kAsHighsDoes, kLiterally };
 
@@ -255,11 +257,28 @@ bool is_borne_out(const MinimizeProblem& problem, const Parameters& parameters,
              ClaimTolerances(problem.model, parameters).primal;
 }
 
+// HiGHS 1.10 may presolve a mixed-integer model to a point outside its bounds, sees that in the end,
+// and gives up.
+Status solve_or_leave_out_presolve(const MinimizeProblem& problem, const Parameters& parameters,
+                                   double seconds, BackendMonitor* monitor, BackendResult* result) {
+  const double start = monotonic_seconds();
+  Status status = solve_once(problem, parameters, seconds, Extremes::kAsHighsDoes, monitor, result);
+  const bool may_help =
+      problem.model.is_mixed_integer() && parameters.get(IntParam::kPresolve) != kPresolveOff;
+  if (status.code() != Code::kErrOptimizer || !may_help) return status;
+  monitor->log("Solving again, without presolve\n");
+  *result = {};
+  Parameters without = parameters;
+  without.set(IntParam::kPresolve, kPresolveOff);
+  const double left = seconds - (monotonic_seconds() - start);
+  return solve_once(problem, without, left, Extremes::kAsHighsDoes, monitor, result);
+}
+
 // The model as it is, integers as near as HiGHS's tolerance has them.
 Status solve_plainly(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                      BackendMonitor* monitor, BackendResult* result) {
   const double start = monotonic_seconds();
-  Status status = solve_once(problem, parameters, seconds, Extremes::kAsHighsDoes, monitor, result);
+  Status status = solve_or_leave_out_presolve(problem, parameters, seconds, monitor, result);
   if (!has_extreme_numbers(problem)) return status;
   if (is_borne_out(problem, parameters, status, *result)) return status;
   monitor->log("Solving again, with very large and very small numbers taken as they are\n");

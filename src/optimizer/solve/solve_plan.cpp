@@ -2,6 +2,8 @@
 #include "solve/solve_plan.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace vorlan {
 namespace {
@@ -9,6 +11,9 @@ namespace {
 // Claims may be worse than what the optimizers are asked for by this factor.
 constexpr double kLinearAllowance = 10.0;
 constexpr double kConicAllowance = 100.0;
+
+// Objectives that differ by no more of their size are one.
+constexpr double kSameObjective = 1e-9;
 
 }  // namespace
 
@@ -24,7 +29,13 @@ bool wants_interior_point(const Parameters& parameters) {
 Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters) {
   const double lower = parameters.get(DoubleParam::kLowerCutoff);
   const double upper = parameters.get(DoubleParam::kUpperCutoff);
-  return model.maximize ? Cutoffs{-upper, -lower} : Cutoffs{lower, upper};
+  Cutoffs cutoffs = model.maximize ? Cutoffs{-upper, -lower} : Cutoffs{lower, upper};
+  const double target = parameters.get(DoubleParam::kMipTargetObjective);
+  if (!model.is_mixed_integer() || !std::isfinite(target)) return cutoffs;
+  // Below the cutoff is what is as good as the target, up to rounding.
+  const double reached = model.sense_factor() * target + kSameObjective * std::fabs(target);
+  cutoffs.lower = std::max(cutoffs.lower, reached + std::numeric_limits<double>::min());
+  return cutoffs;
 }
 
 AskedTolerances::AskedTolerances(const Model& model, const Parameters& parameters)

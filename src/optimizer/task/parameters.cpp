@@ -21,6 +21,7 @@ constexpr ValueWord kPresolveWords[] = {{"off", 0}, {"on", 1}, {"free", 2}};
 constexpr ValueWord kChildWords[] = {{"off", 0}, {"on", 1}, {"automatic", 2}};
 constexpr ValueWord kScalingWords[] = {
     {"off", 0}, {"free", 1}, {"equilibrate", 2}, {"forced", 3}, {"max_value", 4}};
+constexpr ValueWord kEmphasisWords[] = {{"balance", 0}, {"feasibility", 1}, {"proof", 2}};
 constexpr ValueWord kLogWords[] = {{"off", 0}, {"summary", 1}, {"full", 2}};
 
 constexpr IntParamEntry kInts[] = {

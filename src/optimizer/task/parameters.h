@@ -52,6 +52,8 @@ inline constexpr int32_t kInteriorPoint = 3;
 inline constexpr int32_t kConicMethod = 4;
 inline constexpr int32_t kChildOn = 1;  // of kChildProcess
 inline constexpr int32_t kChildAutomatic = 2;
+inline constexpr int32_t kEmphasizeFeasibility = 1;  // of kMipEmphasis
+inline constexpr int32_t kEmphasizeProof = 2;
 
 struct ValueWord {
   const char* word;
@@ -111,8 +113,8 @@ class Parameters {
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:
-  static constexpr size_t kNumInts = 22;
-  static constexpr size_t kNumDoubles = 13;
+  static constexpr size_t kNumInts = 23;
+  static constexpr size_t kNumDoubles = 14;
   static constexpr size_t kNumStrings = 5;
   std::array<int32_t, kNumInts> ints_;
   std::array<double, kNumDoubles> doubles_;

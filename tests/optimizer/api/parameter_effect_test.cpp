@@ -237,29 +237,53 @@ TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithoutAGoodPoint) {
   }
 }
 
-// A point beyond the cutoff is found: the best is further still.
-TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
-  for (const bool maximize : {true, false}) {
-    std::string mps = hard_integer_model();
-    for (size_t at = mps.find(" COST 1 "); maximize && at != std::string::npos;
-         at = mps.find(" COST 1 ", at)) {
-      mps.replace(at, 8, " COST -1 ");
-    }
-    mps.replace(mps.find("\nRHS\n"), 5, R"(
+// A model whose solve takes minutes, with objectives about 1000.
+std::string hard_model_about_1000(bool maximize) {
+  std::string mps = hard_integer_model();
+  for (size_t at = mps.find(" COST 1 "); maximize && at != std::string::npos;
+       at = mps.find(" COST 1 ", at)) {
+    mps.replace(at, 8, " COST -1 ");
+  }
+  mps.replace(mps.find("\nRHS\n"), 5, R"(
 RHS
  RHS COST -1000
 )");
-    TestTask task;
-    ASSERT_EQ(task.read(maximize ? "OBJSENSE\n MAX\n" + mps : mps), VLN_RES_OK);
-    const char* name =
+  return maximize ? "OBJSENSE\n MAX\n" + mps : mps;
+}
+
+// A point beyond the cutoff is found: the best is further still. A target says the same without a
+// word on the sense.
+TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
+  for (const bool maximize : {true, false}) {
+    const char* cutoff =
         maximize ? "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF" : "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF";
-    ASSERT_EQ(VLN_putparam(task, name, maximize ? "900" : "1100"), VLN_RES_OK);
-    ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
-    EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
-    const double distance = std::fabs(task.objective(kInteger) - 1000.0);
-    EXPECT_LE(distance, 100.0);
-    EXPECT_EQ(task.solution_status(kInteger), solsta::kPrimalFeasible);
+    for (const char* name : {cutoff, "VLN_DPAR_MIP_TARGET_OBJECTIVE"}) {
+      TestTask task;
+      ASSERT_EQ(task.read(hard_model_about_1000(maximize)), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, name, maximize ? "900" : "1100"), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
+      EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
+      const double distance = std::fabs(task.objective(kInteger) - 1000.0);
+      EXPECT_LE(distance, 100.0);
+      EXPECT_EQ(task.solution_status(kInteger), solsta::kPrimalFeasible);
+    }
   }
+}
+
+// No point is as good, and a continuous model has no target.
+TEST(ParameterEffect, ATargetThatIsNotReachedChangesNothing) {
+  for (const bool maximize : {true, false}) {
+    TestTask task;
+    ASSERT_EQ(task.read(knapsack(maximize)), VLN_RES_OK);
+    const char* target = maximize ? "121" : "79";
+    ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MIP_TARGET_OBJECTIVE", target), VLN_RES_OK);
+    EXPECT_EQ(task.solve(), VLN_RES_OK);
+    EXPECT_NEAR(task.objective(kInteger), maximize ? 120.0 : 80.0, 1e-9);
+  }
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MIP_TARGET_OBJECTIVE", "1e9"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
 }
 
 TEST(ParameterEffect, CutoffEndsADualSimplexSolve) {

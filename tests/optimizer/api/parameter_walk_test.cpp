@@ -279,6 +279,7 @@ constexpr Effect kEffects[] = {
     {"VLN_DPAR_MIP_RELATIVE_GAP", "1e-4", "0.9", integer},
     {"VLN_DPAR_MIP_ABSOLUTE_GAP", "1e-6", "1000000", integer},
     {"VLN_DPAR_MIP_HEURISTIC_EFFORT", "0", "1", much_branched},
+    {"VLN_IPAR_MIP_EMPHASIS", "feasibility", "proof", much_branched},
     {"VLN_DPAR_UPPER_OBJECTIVE_CUTOFF", "inf", "1e-3", linear},
 };
 
@@ -293,6 +294,7 @@ constexpr ShownElsewhere kShownElsewhere[] = {
     {"VLN_DPAR_LOG_INTERVAL", "ParameterEffect.LogIntervalSpacesTheProgressLines"},
     {"VLN_DPAR_MEMORY_LIMIT", "ParameterEffect.MemoryLimitIsACodeAndTheTaskLivesOn"},
     {"VLN_DPAR_LOWER_OBJECTIVE_CUTOFF", "ParameterEffect.CutoffEndsAMixedIntegerSolve..."},
+    {"VLN_DPAR_MIP_TARGET_OBJECTIVE", "ParameterEffect.CutoffEndsAMixedIntegerSolveWithAGoodPoint"},
     {"VLN_DPAR_CONIC_FEASIBILITY_TOLERANCE", "ConicTolerances.FollowTheParameters"},
     {"VLN_DPAR_CONIC_GAP_TOLERANCE", "ConicTolerances.FollowTheParameters"},
     {"VLN_IPAR_READ_DECLARED_LIMIT", "ReadLimit.DecidesWhatAFileMayDeclare"},

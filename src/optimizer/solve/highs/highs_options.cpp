@@ -67,6 +67,25 @@ class OptionSetter {
   const char* refused_ = nullptr;
 };
 
+// What the emphasis of a search means here. The share of heuristics moves towards good points or the
+// bound, and no further than the caller has it there already.
+void set_emphasis(const Parameters& parameters, OptionSetter* options) {
+  constexpr double kManyHeuristics = 0.3;
+  constexpr double kFewHeuristics = 0.01;
+  constexpr int kManyTrials = 16;  // of a branching before its estimate is believed; 8 otherwise
+  const double effort = parameters.get(DoubleParam::kMipHeuristicEffort);
+  switch (parameters.get(IntParam::kMipEmphasis)) {
+    case kEmphasizeFeasibility:
+      options->set("mip_heuristic_effort", std::max(effort, kManyHeuristics));
+      return options->set("mip_allow_restart", false);
+    case kEmphasizeProof:
+      options->set("mip_heuristic_effort", std::min(effort, kFewHeuristics));
+      return options->set("mip_pscost_minreliable", kManyTrials);
+    default:
+      return;
+  }
+}
+
 }  // namespace
 
 Status set_highs_options(const Parameters& parameters, HighsMethod method, double seconds,
@@ -85,6 +104,7 @@ Status set_highs_options(const Parameters& parameters, HighsMethod method, doubl
   options.set("presolve_rule_off", mixed_integer ? kForcingColumns | kParallelRowsAndColumns : 0);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
+  set_emphasis(parameters, &options);
   // When there is no crossover, half of the interior points fail their tolerances in the original
   // model. The simplex method then goes on from there.
   options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "choose");

@@ -705,6 +705,15 @@ TEST(CbfWrite, Refusals) {
             start + "constraint 'r' has quadratic terms");
   EXPECT_EQ(refusal([](Model* m) { m->var_kind[0] = VarKind::kSemiInteger; }),
             start + "variable 'x' is semi-continuous");
+  EXPECT_EQ(refusal([](Model* m) {
+              m->sets.push_back({SetKind::kSos1, {0}, {1.0}});
+            }),
+            start + "set 1 is a special ordered set");
+  EXPECT_EQ(refusal([](Model* m) {
+              m->var_kind[0] = VarKind::kInteger;
+              m->indicators.push_back({0, 0, true});
+            }),
+            start + "constraint 'r' holds under a condition (an indicator)");
   EXPECT_EQ(refusal([](Model* m) { m->var_upper[0] = -kInfinity; }),
             start + "a bound of variable 'x' is an infinity on the wrong side");
   EXPECT_EQ(refusal([](Model* m) { m->con_lower[0] = kInfinity; }),

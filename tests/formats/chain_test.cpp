@@ -29,6 +29,8 @@ const Chain kChains[] = {
     {"EncodedNames", "mps/encoded.mps", ".mps", {".mps", ".lp", ".ptf", ".jtask", ".task"}},
     {"Sections", "mps/sections.mps", ".mps", {".mps", ".lp", ".ptf", ".jtask", ".task"}},
     {"Quadratic", "mps/quadratic.qps", ".qps", {".qps", ".lp", ".opf", ".json", ".task"}},
+    {"Sets", "lp/logic.lp", ".lp", {".lp", ".mps", ".ptf", ".jtask", ".task"}},
+    {"Indicators", "mps/logic.mps", ".mps", {".mps", ".lp", ".qps", ".opf", ".json", ".task"}},
     {"LinearSolutions", "mps/encoded.mps", ".mps", {".ptf", ".jtask", ".task"}},
     {"Cones", "ptf/conic.ptf", ".ptf", {".ptf", ".jtask", ".task"}},
     {"Everything", "task/full.task", ".task", {".task", ".jtask"}},

@@ -261,15 +261,44 @@ TEST(LpRead, ErrorsNameThePlace) {
        "text:4:12: a second relation must be as the first, with constants on both sides, found "
        "'>='"},
       {with_row(" c: b = 1 -> x >= 2"),
-       "text:4:11: a constraint that holds under a condition cannot be taken; with a bound M of "
-       "its "
-       "left side, 'x + M b <= c + M' holds where b is 1, found '-'"},
+       "text:4:5: this is no condition: variable 'b' is not binary, found 'b'"},
+      {with_row(" c: b = 2 -> x >= 2"),
+       "text:4:11: a condition before this must be a variable, '=' and 0 or 1, found '-'"},
+      {with_row(" c: 2 b = 1 -> x >= 2"),
+       "text:4:13: a condition before this must be a variable, '=' and 0 or 1, found '-'"},
+      {with_row(" c: b <= 1 -> x >= 2"),
+       "text:4:12: a condition before this must be a variable, '=' and 0 or 1, found '-'"},
+      {with_row(" c: b + x = 1 -> x >= 2"),
+       "text:4:15: a condition before this must be a variable, '=' and 0 or 1, found '-'"},
+      {with_row(" c: b = 1 <-> x >= 2"),
+       "text:4:11: '->' joins a condition and a constraint; '<->' is two of them, found '<'"},
+      {with_row(" c: b = 1 -> [ x^2 ] <= 2") + "",
+       "text:4:5: this is no condition: variable 'b' is "
+       "not binary, found 'b'"},
+      {with_row(" c: b = 1 -> [ x^2 ] <= 2\nBinary\n b"),
+       "text:4:5: this is no condition: constraint 'c' is not linear, found 'b'"},
+      {with_row(" c: b = 1 -> b = 0 -> x <= 2\nBinary\n b"),
+       "text:4:20: a sign or the end of the constraint was expected, found '-'"},
+      {with_row(" c: x -> 2"), "text:4:7: a relation ('<=', '>=' or '=') was expected, found '-'"},
       {with_rest("Bounds\n x <= abc\n"), "text:6:7: a number was expected, found 'abc'"},
       {with_rest("Bounds\n x 3\n"),
        "text:6:4: a relation ('<=', '>=' or '=') or 'free' was expected, found '3'"},
-      {with_rest("SOS\n s1: S1:: x:1 y:2\n"),
-       "text:5:1: special ordered sets cannot be taken; binary variables and constraints can say "
-       "them, found 'SOS'"},
+      {with_rest("SOS\n s1: x:1 y:2\n"),
+       "text:6:6: the kind of a set, 'S1::' or 'S2::', was expected, found 'x'"},
+      {with_rest("SOS\n s1: S3:: x:1 y:2\n"),
+       "text:6:6: the kind of a set, 'S1::' or 'S2::', was expected, found 'S3'"},
+      {with_rest("SOS\n s1: S1::\n"),
+       "text:7:1: a variable, ':' and its weight were expected, found 'End'"},
+      {with_rest("SOS\n s1: S1:: x y\n"),
+       "text:6:11: a variable, ':' and its weight were expected, found 'x'"},
+      {with_rest("SOS\n s1: S2:: x:1 y:1\n"),
+       "text:6:2: this is no set: variable 'x' and variable 'y' have the same weight, so that "
+       "their order is not known, found 's1'"},
+      {with_rest("SOS\n s1: S1:: x:1 x:2\n"),
+       "text:6:2: this is no set: variable 'x' is in it twice, found 's1'"},
+      {with_rest("SOS1\n s1: x:1,z:2\n"), "text:6:10: a variable was expected, found 'z'"},
+      {with_rest("SOS1\n s1: x:1 y:2 <= 2\n"),
+       "text:6:17: the count behind a set must be that of its kind, 1 or 2, found '2'"},
       {with_rest("Lazy Constraints\n"),
        "text:5:1: lazy constraints and user cuts cannot be taken; constraints stand under 'Subject "
        "To', found 'Lazy'"},
@@ -282,6 +311,67 @@ End
        "'Minimize ] extended problem 1'"},
   };
   for (const auto& [text, message] : cases) EXPECT_EQ(read(text).error, message) << text;
+}
+
+TEST(LpRead, SpecialOrderedSets) {
+  const auto sets_of = [](const std::string& text) {
+    const Reading result = read(with_rest(text));
+    std::string sets = result.error + result.warnings;
+    for (size_t i = 0; i < result.model.sets.size(); ++i) {
+      const OrderedSet& set = result.model.sets[i];
+      sets += std::string(result.model.set_names[i]) + (set.kind == SetKind::kSos1 ? " 1" : " 2");
+      for (size_t k = 0; k < set.vars.size(); ++k) {
+        sets += ' ' + std::string(result.model.var_names[index(set.vars[k])]) + ':';
+        sets += std::to_string(static_cast<int>(set.weights[k]));
+      }
+      sets += '\n';
+    }
+    return sets;
+  };
+  const std::pair<const char*, const char*> cases[] = {
+      {"SOS\n s1: S1:: x:1 y:2\n", "s1 1 x:1 y:2\n"},
+      {"sos\n s1: s2:: x : 4\n y : -3\n", "s1 2 y:-3 x:4\n"},
+      {"SOS\n S1:: x:1 y:2\n b:\n S2:: x:1 y:2\n", " 1 x:1 y:2\nb 2 x:1 y:2\n"},
+      {"SOS\n S1: S1:: x:1 y:1\n", "S1 1 x:1 y:1\n"},
+      {"SOS\n s: S1:: y:1\nSOS\n t: S1:: x:1\n", "s 1 y:1\nt 1 x:1\n"},
+      {"SOS1\n s1: x:5,y:6\n", "s1 1 x:5 y:6\n"},
+      {"SOS2\n s1: x:5,y:6 <= 2\n t: x:2 y:1\n", "s1 2 x:5 y:6\nt 2 y:1 x:2\n"},
+      {"SOS2\n x:1 y:2 <= 2\n y:1 x:2 <= 2\nGenerals\n x\n", " 2 x:1 y:2\n 2 y:1 x:2\n"},
+  };
+  for (const auto& [text, sets] : cases) EXPECT_EQ(sets_of(text), sets) << text;
+}
+
+TEST(LpRead, Indicators) {
+  const Reading result = read(
+      "Minimize\n obj: x + y\nSubject To\n c: b = 1 -> x + y + b <= 3\n d: x >= 1\n"
+      " c = 0 ->\n -1 <= x - y <= 2\nBinaries\n b c\nEnd\n");
+  ASSERT_EQ(result.error + result.warnings, "");
+  const Model& model = result.model;
+  ASSERT_EQ(model.indicators.size(), 2U);
+  EXPECT_EQ(model.indicators[0].con, 0);
+  EXPECT_EQ(model.var_names[index(model.indicators[0].binary)], "b");
+  EXPECT_TRUE(model.indicators[0].active);
+  EXPECT_EQ(model.indicators[1].con, 2);
+  EXPECT_EQ(model.var_names[index(model.indicators[1].binary)], "c");
+  EXPECT_FALSE(model.indicators[1].active);
+  EXPECT_EQ(model.con_lower, (std::vector<double>{-kInfinity, 1.0, -1.0}));
+  EXPECT_EQ(model.con_upper, (std::vector<double>{3.0, kInfinity, 2.0}));
+  EXPECT_EQ(names_of(model.var_names, model.cost.size()), "x y b c");
+  // The condition is no term of its row; the b behind it is.
+  EXPECT_EQ(model.matrix.start, (std::vector<int64_t>{0, 3, 5, 6, 6}));
+  const std::string text = write(model);
+  EXPECT_EQ(text.substr(text.find("Minimize")), R"(Minimize
+ obj: x + y + 0 b + 0 c
+Subject To
+ c: b = 1 -> x + y + b <= 3
+ d: x >= 1
+ _%_c3: c = 0 -> x - y - _%_c3%_range = 0
+Bounds
+ -1 <= _%_c3%_range <= 2
+Binaries
+ b c
+End
+)");
 }
 
 // Almost any characters may be in a name, so that these texts could be read as variables.

@@ -48,6 +48,12 @@ std::string as_integer(const std::string& bounds) {
                   .rest = bounds.empty() ? "" : "BOUNDS\n" + bounds});
 }
 
+// With columns X and Y and a binary column B.
+std::string with_sets(const std::string& lines) {
+  return text_of({.columns = " X COST 1 R1 1\n Y COST 1\n B COST 1\n",
+                  .rest = "BOUNDS\n BV BND B\nSOS\n" + lines});
+}
+
 struct BoundCase {
   const char* lines;
   double lower, upper;
@@ -348,15 +354,79 @@ TEST(MpsRead, ColumnOfABoundAlone) {
       "warning: text:10:9: a bound of a column without elements, which is added, found 'Z'\n");
 }
 
+TEST(MpsRead, SetsAndIndicators) {
+  const Reading result = read(with_sets(R"( S1 SOS first 1
+ Y 2
+ X 1.5
+ s2 second
+ SOS X 3
+ Y -3
+ B 4
+INDICATORS
+ IF R1 B 0
+)"));
+  ASSERT_EQ(result.error + result.warnings, "");
+  const Model& model = result.model;
+  ASSERT_EQ(model.sets.size(), 2U);
+  EXPECT_EQ(model.set_names[0], "first");
+  EXPECT_EQ(model.sets[0].kind, SetKind::kSos1);
+  EXPECT_EQ(model.sets[0].vars, (std::vector<int32_t>{0, 1}));
+  EXPECT_EQ(model.sets[0].weights, (std::vector<double>{1.5, 2.0}));
+  EXPECT_EQ(model.set_names[1], "second");
+  EXPECT_EQ(model.sets[1].kind, SetKind::kSos2);
+  EXPECT_EQ(model.sets[1].vars, (std::vector<int32_t>{1, 0, 2}));
+  EXPECT_EQ(model.sets[1].weights, (std::vector<double>{-3.0, 3.0, 4.0}));
+  ASSERT_EQ(model.indicators.size(), 1U);
+  EXPECT_EQ(model.indicators[0].con, 0);
+  EXPECT_EQ(model.indicators[0].binary, 2);
+  EXPECT_FALSE(model.indicators[0].active);
+  const std::string text = write(model);
+  EXPECT_EQ(text.substr(text.find("SOS\n")), R"(SOS
+ S1 SOS first 1
+ X 1.5
+ Y 2
+ S2 SOS second 1
+ Y -3
+ X 3
+ B 4
+INDICATORS
+ IF R1 B 0
+ENDATA
+)");
+}
+
 TEST(MpsRead, Errors) {
   const std::pair<std::string, const char*> cases[] = {
       {"", "text:1: the file is empty"},
       {"NAME\n", "text:1: the file ends here, without ENDATA"},
       {"ROWS\n N C\nENDATA\n", "text:3: ENDATA before COLUMNS"},
       {"COLUMNS\n", "text:1: COLUMNS before ROWS"},
-      {"SOS\n",
-       "text:1:1: special ordered sets cannot be taken; binary columns and rows can say them, "
-       "found 'SOS'"},
+      {"SOS\n", "text:1: the section must come behind COLUMNS"},
+      {"SOS1\n",
+       "text:1:1: special ordered sets stand under SOS, as ' S1 SOS name' and then ' column "
+       "weight', found 'SOS1'"},
+      {with_sets(" X 1\n"), "text:14:2: a set, 'S1' or 'S2', was expected, found 'X'"},
+      {with_sets(" S1 SOS s 1\n"), "text:14: set 's': it has no members"},
+      {with_sets(" S1 SOS s\n X\n"), "text:15:3: a number was expected, found the end of the line"},
+      {with_sets(" S1 SOS s\n Z 1\n"), "text:15:2: the name of a column was expected, found 'Z'"},
+      {with_sets(" S1 SOS s\n X 1 Y 2\n"),
+       "text:15:8: the end of the line was expected, found '2'"},
+      {with_sets(" S1 SOS s 1 2\n"), "text:14:13: the end of the line was expected, found '2'"},
+      {with_sets(" S2 SOS s\n X 1\n Y 1\n"),
+       "text:14: set 's': variable 'X' and variable 'Y' have the same weight, so that their order "
+       "is not known"},
+      {with_sets(" S1 SOS s\n X 1\n X 2\n"), "text:14: set 's': variable 'X' is in it twice"},
+      {with_sets("INDICATORS\n IN R1 B 1\n"), "text:15:2: 'IF' was expected, found 'IN'"},
+      {with_sets("INDICATORS\n IF COST B 1\n"),
+       "text:15:5: the name of a constraint was expected, found 'COST'"},
+      {with_sets("INDICATORS\n IF R1 B\n"),
+       "text:15:9: a binary column and its value, 0 or 1, were expected, found the end of the "
+       "line"},
+      {with_sets("INDICATORS\n IF R1 B 2\n"),
+       "text:15:10: the value of an indicator is 0 or 1, found '2'"},
+      {with_sets("INDICATORS\n IF R1 X 1\n"), "text:15: variable 'X' is not binary"},
+      {with_sets("INDICATORS\n IF R1 B 1\n IF R1 B 0\n"),
+       "text:16: a second condition of row 'R1'"},
       {"NONSENSE\n",
        "text:1:1: the name of a section was expected, found 'NONSENSE'; did you mean 'OBJSENSE'?"},
       {" X\n", "text:1:2: a section was expected, found 'X'"},
@@ -400,10 +470,6 @@ TEST(MpsRead, Errors) {
        "text:6:4: the words of a marker stand in quotes, as 'MARKER' 'INTORG', found 'MARKER'"},
       {"NAME T\nROWS\n N COST\nCOLUMS\n",
        "text:4:1: the name of a section was expected, found 'COLUMS'; did you mean 'COLUMNS'?"},
-      {"INDICATORS\n",
-       "text:1:1: rows that hold under a condition cannot be taken; with a bound M of its left "
-       "side, "
-       "'x + M b <= c + M' holds where b is 1, found 'INDICATORS'"},
       {with_bounds(" ZZ BND X 1\n"), "text:10:2: the type of a bound was expected, found 'ZZ'"},
       {with_bounds(" UP BND X\n"), "text:10:9: a number was expected, found 'X'"},
       {with_bounds(" UP BND X 1 2\n"), "text:10:13: the end of the line was expected, found '2'"},

@@ -68,6 +68,14 @@ bool same(const Cone& a, const Cone& b) {
   return a.kind == b.kind && a.vars == b.vars && same(a.exponents, b.exponents);
 }
 
+bool same(const OrderedSet& a, const OrderedSet& b) {
+  return a.kind == b.kind && a.vars == b.vars && same(a.weights, b.weights);
+}
+
+bool same(const Indicator& a, const Indicator& b) {
+  return a.con == b.con && a.binary == b.binary && a.active == b.active;
+}
+
 bool same(const MatrixVariable& a, const MatrixVariable& b) { return a.dimension == b.dimension; }
 
 template <class List>
@@ -131,10 +139,13 @@ std::string difference(const Model& a, const Model& b) {
   if (!same_list(a.matrix_coefficients, b.matrix_coefficients)) return "matrix coefficients";
   if (!same_list(a.cones, b.cones)) return "cones";
   if (!same_list(a.matrix_vars, b.matrix_vars)) return "matrix variables";
+  if (!same_list(a.sets, b.sets)) return "sets";
+  if (!same_list(a.indicators, b.indicators)) return "indicators";
   for (const auto& [kind, list, count] :
        {std::tuple("variable", &Model::var_names, a.cost.size()),
         std::tuple("constraint", &Model::con_names, a.con_lower.size()),
         std::tuple("cone", &Model::cone_names, a.cones.size()),
+        std::tuple("set", &Model::set_names, a.sets.size()),
         std::tuple("matrix variable", &Model::matrix_var_names, a.matrix_vars.size())}) {
     std::string names = name_difference(kind, a.*list, b.*list, count);
     if (!names.empty()) return names;

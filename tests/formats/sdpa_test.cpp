@@ -297,6 +297,16 @@ TEST(SdpaWrite, Refusals) {
   EXPECT_EQ(refusal([](Model* m) { m->var_kind[0] = VarKind::kInteger; }),
             start + "variable 'x' is integer");
   EXPECT_EQ(refusal([](Model* m) {
+              m->sets.push_back({SetKind::kSos1, {0}, {1.0}});
+              m->set_names.add("s");
+            }),
+            start + "set 's' is a special ordered set");
+  EXPECT_EQ(refusal([](Model* m) {
+              m->var_kind[0] = VarKind::kInteger;
+              m->indicators.push_back({0, 0, true});
+            }),
+            start + "constraint 1 holds under a condition (an indicator)");
+  EXPECT_EQ(refusal([](Model* m) {
               m->cones.push_back({ConeKind::kQuadratic, {0}, {}});
             }),
             start + "cone 1 is a cone of scalar variables");

@@ -258,6 +258,45 @@ std::string changed(std::string_view what, std::string_view by) {
   return text.replace(at, what.size(), by);
 }
 
+// The small file with a further key.
+std::string with_logic(const std::string& entry) {
+  const std::string text(kSmallJson);
+  return text.substr(0, text.rfind('}') - 1) + ",\n " + entry + "\n}\n";
+}
+
+TEST(JsonTask, SetsAndIndicatorsAreOfVersionTwo) {
+  ProblemFile file = small_file();
+  file.model.sets.push_back({SetKind::kSos2, {1, 0}, {-1.0, 2.5}});
+  file.model.set_names.add("pair");
+  file.model.var_kind[1] = VarKind::kInteger;
+  file.model.var_upper[1] = 1.0;
+  file.model.indicators.push_back({0, 1, true});
+  const std::string text = write(kJson, file);
+  EXPECT_NE(text.find("\"version\": 2,"), std::string::npos);
+  EXPECT_NE(text.find(R"( "sets": {
+  "kind": [2],
+  "size": [2],
+  "names": [
+   "pair"
+  ],
+  "members": [1,0],
+  "weights": [-1,2.5]
+ },)"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find(R"( "indicators": {
+  "value": [1],
+  "variable": [1],
+  "constraint": [0]
+ })"),
+            std::string::npos)
+      << text;
+  ProblemFile back;
+  Warnings warnings;
+  ASSERT_EQ(read_text(read_jtask, text, &back, &warnings).message(), "");
+  EXPECT_EQ(difference(file, back), "");
+}
+
 TEST(JsonTask, TakesOtherSpellings) {
   // Any order of keys, white space, escapes, a byte order mark, columns that are not sorted.
   const std::string text =
@@ -290,7 +329,25 @@ TEST(JsonTask, Errors) {
       {"{}", "text:1:1: a task lacks the key 'format'"},
       {changed("vorlan task", "other"),
        "text:2:12: expected the format 'vorlan task', found 'other'"},
-      {changed(": 1,", ": 2,"), "text:3:13: expected version 1 of the format, found 2"},
+      {changed(": 1,", ": 3,"), "text:3:13: expected version 1 or 2 of the format, found 3"},
+      {with_logic(R"("sets": {"kind": [3], "size": [1], "members": [0], "weights": [1]})"),
+       "text:26:10: a kind of set is neither 1 nor 2"},
+      {with_logic(R"("sets": {"kind": [1], "size": [2], "members": [0], "weights": [1]})"),
+       "text:26:10: set 0 has more members than there are"},
+      {with_logic(R"("sets": {"kind": [1], "size": [1], "members": [0,1], "weights": [1,2]})"),
+       "text:26:10: there are members of no set"},
+      {with_logic(R"("sets": {"kind": [1], "size": [1], "members": [2], "weights": [1]})"),
+       "text:26:10: set 0: a member is not there"},
+      {with_logic(R"("sets": {"kind": [1], "size": [1], "members": [0], "weights": ["nan"]})"),
+       "text:26:10: set 0: a weight is not finite"},
+      {with_logic(R"("sets": {"kind": [1], "size": [0], "members": [], "weights": []})"),
+       "text:26:10: set 0: it has no members"},
+      {with_logic(R"("indicators": {"constraint": [0], "variable": [0], "value": [1]})"),
+       "text:26:16: indicator 0: variable 'x' is not binary"},
+      {with_logic(R"("indicators": {"constraint": [0], "variable": [0], "value": [2]})"),
+       "text:26:16: a value of an indicator is neither 0 nor 1"},
+      {with_logic(R"("indicators": {"constraint": [1], "variable": [0], "value": [1]})"),
+       "text:26:16: indicator 0: its constraint is not there"},
       {changed("\"lower\"", "\"lowers\""),
        "text:10:13: 'variables' has no key 'lowers'; did you mean 'lower'?"},
       {changed("linear", "linea"),

@@ -8,9 +8,19 @@
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/outer/outer_backend.h"
+#include "solve/reformulate/reformulating_backend.h"
 
 namespace vorlan {
 namespace {
+
+bool has_linear_logic(const Model& model, const Parameters&) {
+  return model.has_logic() && model.is_linear();
+}
+
+// Sets, indicators, and quadratic terms of binary variables, which need not be convex.
+bool may_need_other_form(const Model& model, const Parameters&) {
+  return may_need_reformulation(model);
+}
 
 bool is_mixed_linear(const Model& model, const Parameters&) {
   return model.is_mixed_integer() && model.is_linear();
@@ -39,6 +49,9 @@ struct Row {
 
 // The first row that is for a model holds.
 constexpr Row kRows[] = {
+    {has_linear_logic, &kReformulatingBackend, SolveMethod::kBranchAndCut, SolutionKind::kInteger},
+    {may_need_other_form, &kReformulatingBackend, SolveMethod::kOuterApproximation,
+     SolutionKind::kInteger},
     {is_mixed_linear, &kHighsBackend, SolveMethod::kBranchAndCut, SolutionKind::kInteger},
     {is_mixed, &kOuterApproximationBackend, SolveMethod::kOuterApproximation,
      SolutionKind::kInteger},

@@ -60,6 +60,12 @@ std::string describe_quadratic_terms(const Model& model) {
                      model.quadratic_cost.size(), model.quadratic_coefficients.size());
 }
 
+std::string describe_logic(const Model& model) {
+  if (!model.has_logic()) return {};
+  return format_text("  special ordered sets: %zu; constraints under a condition: %zu\n",
+                     model.sets.size(), model.indicators.size());
+}
+
 std::string describe_solution(const Solution& solution, const Residuals& residuals) {
   std::string text = format_text("  problem status    %s\n  solution status   %s\n",
                                  word_of(kProblemStatuses, solution.problem_status),
@@ -91,7 +97,7 @@ void log_start(const Task& task) {
       static_cast<long long>(model.matrix.num_elements()),
       model.maximize ? "maximize" : "minimize");
   text += describe_quadratic_terms(model) + describe_cones(model);
-  text += describe_matrix_variables(model);
+  text += describe_matrix_variables(model) + describe_logic(model);
   if (model.maximize) text += "The optimizer's own log shows the negated objective, minimized.\n";
   task.log_text(kLogSummary, text);
 }

@@ -23,8 +23,14 @@ std::string_view NameList::operator[](size_t index) const {
 }
 
 bool Model::is_mixed_integer() const {
+  if (has_logic()) return true;
   return std::any_of(var_kind.begin(), var_kind.end(),
                      [](VarKind kind) { return kind != VarKind::kContinuous; });
+}
+
+bool Model::is_binary(int32_t var) const {
+  const auto j = static_cast<size_t>(var);
+  return var_kind[j] == VarKind::kInteger && var_lower[j] >= 0.0 && var_upper[j] <= 1.0;
 }
 
 }  // namespace vorlan

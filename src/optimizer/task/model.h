@@ -4,6 +4,7 @@
 //   subject to             con_lower <= A x + 1/2 x'Q_i x + <A_i, X> <= con_upper
 //                          var_lower <=  x  <= var_upper
 //                          integer and semi-continuous variables as var_kind says
+//                          special ordered sets; rows of indicators only where they are active
 //                          parts of x in cones
 //                          matrix variables X_j symmetric positive semidefinite
 //
@@ -104,6 +105,33 @@ struct MatrixCoefficient {
   TriangleEntry entry;
 };
 
+// Members that must be 0 but for one of them, or but for two neighbours.
+enum class SetKind : uint8_t { kSos1, kSos2 };
+
+// A special ordered set. The members are in the order of their weights, which files give and tree
+// searches may use. Weights of a kSos2 set differ, since they say who is a neighbour.
+struct OrderedSet {
+  SetKind kind;
+  std::vector<int32_t> vars;
+  std::vector<double> weights;  // ascending
+
+  // The number of members that may be other than 0.
+  size_t most_nonzeros() const { return kind == SetKind::kSos1 ? 1 : 2; }
+};
+
+// The constraint `con`, a linear one, holds where the binary variable has the value `active`, and
+// means nothing elsewhere. Indicators are sorted by constraint, each of which has one at most.
+struct Indicator {
+  int32_t con;
+  int32_t binary;
+  bool active;
+
+  // True if the constraint holds at a point, at which the binary variable may be nearly an integer.
+  bool is_active_at(const std::vector<double>& x) const {
+    return (x[static_cast<size_t>(binary)] > 0.5) == active;
+  }
+};
+
 struct Model {
   std::string name, objective_name;  // empty when the source gave none
   bool maximize = false;
@@ -118,7 +146,9 @@ struct Model {
   std::vector<MatrixCoefficient> matrix_coefficients;
   std::vector<Cone> cones;
   std::vector<MatrixVariable> matrix_vars;
-  NameList var_names, con_names, cone_names, matrix_var_names;
+  std::vector<OrderedSet> sets;
+  std::vector<Indicator> indicators;
+  NameList var_names, con_names, cone_names, matrix_var_names, set_names;
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
   int32_t num_con() const { return static_cast<int32_t>(con_lower.size()); }
@@ -127,7 +157,11 @@ struct Model {
 
   bool is_quadratic() const { return !quadratic_cost.empty() || !quadratic_coefficients.empty(); }
   bool is_linear() const { return cones.empty() && matrix_vars.empty() && !is_quadratic(); }
+  // Sets and indicators are choices, too, for which integer variables stand.
   bool is_mixed_integer() const;
+  bool has_logic() const { return !sets.empty() || !indicators.empty(); }
+  // True for an integer variable that can be 0 or 1 and nothing else.
+  bool is_binary(int32_t var) const;
 
   // Optimizers always minimize: the factor between an objective of theirs and the model's own.
   double sense_factor() const { return maximize ? -1.0 : 1.0; }

@@ -376,7 +376,7 @@ Status write_cbf(const ProblemView& problem, OutputFile* file, Warnings* warning
   const Model& model = problem.model;
   Status status =
       admit(Admission("a CBF file", model), &Admission::check_sound, &Admission::check_sides,
-            &Admission::check_linear, &Admission::check_no_semi);
+            &Admission::check_linear, &Admission::check_no_semi, &Admission::check_no_logic);
   if (!status.ok()) return status;
   CbfWriter writer(model, file);
   if (has_names(model)) warnings->add("CBF files have no names: those of the model are left out");

@@ -72,6 +72,15 @@ Status Admission::check_no_cones() const {
   return refuse(shown_name(model_.cone_names, 0, "cone") + " is a cone of scalar variables");
 }
 
+Status Admission::check_no_logic() const {
+  if (!model_.sets.empty()) {
+    return refuse(shown_name(model_.set_names, 0, "set") + " is a special ordered set");
+  }
+  if (model_.indicators.empty()) return {};
+  return refuse(constraint(index(model_.indicators.front().con)) +
+                " holds under a condition (an indicator)");
+}
+
 Status Admission::check_scalar() const {
   if (model_.num_cone() > 0) return refuse(format_text("it has %d cones", model_.num_cone()));
   if (model_.num_matrix_var() == 0) return {};
@@ -134,10 +143,22 @@ Status Admission::check_elements() const {
   return refuse("a coefficient of a matrix variable is not finite");
 }
 
+Status Admission::check_logic() const {
+  for (size_t i = 0; i < model_.sets.size(); ++i) {
+    const std::string fault = find_set_fault(model_, model_.sets[i]);
+    if (!fault.empty()) return refuse(shown_name(model_.set_names, i, "set") + ": " + fault);
+  }
+  for (const Indicator& indicator : model_.indicators) {
+    const std::string fault = find_indicator_fault(model_, indicator);
+    if (!fault.empty()) return refuse(fault);
+  }
+  return {};
+}
+
 bool has_names(const Model& model) {
   return !model.name.empty() || !model.objective_name.empty() || model.var_names.longest() > 0 ||
          model.con_names.longest() > 0 || model.cone_names.longest() > 0 ||
-         model.matrix_var_names.longest() > 0;
+         model.matrix_var_names.longest() > 0 || model.set_names.longest() > 0;
 }
 
 }  // namespace vorlan

@@ -23,12 +23,14 @@ class Admission {
   Status check_no_semi() const;  // no semi-continuous variables
   Status check_no_integers() const;
   Status check_no_cones() const;
+  Status check_no_logic() const;    // neither special ordered sets nor indicators
   Status check_scalar() const;      // neither cones nor matrix variables
   Status check_constant() const;    // the objective's is finite
   Status check_variables() const;   // their costs are finite and their bounds are numbers
   Status check_side_order() const;  // the sides are numbers and in their order
   Status check_side_numbers() const;
   Status check_elements() const;  // all coefficients are finite
+  Status check_logic() const;     // sets and indicators are sound
 
  private:
   Status refuse_kind(bool (*is_refused)(VarKind), const char* what) const;

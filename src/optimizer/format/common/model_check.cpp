@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
+#include "format/common/writer_words.h"
 #include "task/numeric.h"
 #include "task/text.h"
 
@@ -200,7 +202,89 @@ ModelFault check_cones(const Model& model) {
   return {};
 }
 
+std::string shown_variable(const Model& model, int32_t var) {
+  return shown_name(model.var_names, index(var), "variable");
+}
+
+template <class Entry>
+bool has_entry_of(const std::vector<Entry>& entries, int32_t con) {
+  const auto found = std::lower_bound(entries.begin(), entries.end(), con,
+                                      [](const Entry& e, int32_t c) { return e.con < c; });
+  return found != entries.end() && found->con == con;
+}
+
+ModelFault check_sets(const Model& model) {
+  if (model.sets.size() > static_cast<size_t>(INT32_MAX)) return {Part::kSets, "too many sets"};
+  for (size_t i = 0; i < model.sets.size(); ++i) {
+    const std::string fault = find_set_fault(model, model.sets[i]);
+    if (!fault.empty()) return {Part::kSets, format_text("set %zu: %s", i, fault.c_str())};
+  }
+  return {};
+}
+
+ModelFault check_indicators(const Model& model) {
+  for (size_t i = 0; i < model.indicators.size(); ++i) {
+    std::string fault = find_indicator_fault(model, model.indicators[i]);
+    if (fault.empty() && i > 0 && model.indicators[i - 1].con >= model.indicators[i].con) {
+      fault = "its constraint has another one";
+    }
+    if (fault.empty()) continue;
+    return {Part::kIndicators, format_text("indicator %zu: %s", i, fault.c_str())};
+  }
+  return {};
+}
+
 }  // namespace
+
+std::string find_set_fault(const Model& model, const OrderedSet& set) {
+  if (set.kind > SetKind::kSos2) return "its kind is unknown";
+  if (set.vars.empty()) return "it has no members";
+  if (set.weights.size() != set.vars.size()) return "it has not one weight for each member";
+  for (size_t k = 0; k < set.vars.size(); ++k) {
+    const int32_t var = set.vars[k];
+    if (var < 0 || var >= model.num_var()) return "a member is not there";
+    if (!std::isfinite(set.weights[k])) return "a weight is not finite";
+    if (k == 0 || set.weights[k - 1] < set.weights[k]) continue;
+    if (set.weights[k - 1] > set.weights[k]) return "the weights descend";
+    if (set.kind == SetKind::kSos1) continue;  // which has no neighbours
+    return shown_variable(model, set.vars[k - 1]) + " and " + shown_variable(model, var) +
+           " have the same weight, so that their order is not known";
+  }
+  std::vector<int32_t> vars = set.vars;
+  std::sort(vars.begin(), vars.end());
+  const auto twice = std::adjacent_find(vars.begin(), vars.end());
+  return twice == vars.end() ? std::string() : shown_variable(model, *twice) + " is in it twice";
+}
+
+std::string find_indicator_fault(const Model& model, const Indicator& indicator) {
+  if (indicator.con < 0 || indicator.con >= model.num_con()) return "its constraint is not there";
+  if (indicator.binary < 0 || indicator.binary >= model.num_var()) {
+    return "its variable is not there";
+  }
+  if (!model.is_binary(indicator.binary)) {
+    return shown_variable(model, indicator.binary) + " is not binary";
+  }
+  if (has_entry_of(model.quadratic_coefficients, indicator.con) ||
+      has_entry_of(model.matrix_coefficients, indicator.con)) {
+    return shown_name(model.con_names, index(indicator.con), "constraint") + " is not linear";
+  }
+  return {};
+}
+
+void sort_members(OrderedSet* set) {
+  const bool sortable = std::all_of(set->weights.begin(), set->weights.end(),
+                                    [](double weight) { return std::isfinite(weight); });
+  if (!sortable || std::is_sorted(set->weights.begin(), set->weights.end())) return;
+  std::vector<size_t> order(set->vars.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [set](size_t a, size_t b) { return set->weights[a] < set->weights[b]; });
+  const OrderedSet unsorted = *set;
+  for (size_t k = 0; k < order.size(); ++k) {
+    set->vars[k] = unsorted.vars[order[k]];
+    set->weights[k] = unsorted.weights[order[k]];
+  }
+}
 
 ModelFault find_start_fault(const Model& model) {
   const std::vector<int64_t>& start = model.matrix.start;
@@ -240,6 +324,8 @@ ModelFault find_model_fault(const Model& model) {
   if (fault.text.empty()) {
     fault = check_entries(model, Part::kMatrixCoefficients, true, true, model.matrix_coefficients);
   }
+  if (fault.text.empty()) fault = check_sets(model);
+  if (fault.text.empty()) fault = check_indicators(model);
   return fault;
 }
 

@@ -21,8 +21,10 @@ enum class ModelPart : uint8_t {
   kMatrixCoefficients,
   kCoefficients,
   kMatrixVariables,
+  kSets,
+  kIndicators,
 };
-inline constexpr size_t kNumModelParts = 10;
+inline constexpr size_t kNumModelParts = 12;
 
 struct ModelFault {
   ModelPart part = ModelPart::kObjective;
@@ -30,6 +32,14 @@ struct ModelFault {
 };
 
 ModelFault find_model_fault(const Model& model);
+
+// What is wrong with a set, and with an indicator, for readers that know their places; empty if
+// nothing is. The lists of quadratic terms and of elements of matrix variables must be sorted.
+std::string find_set_fault(const Model& model, const OrderedSet& set);
+std::string find_indicator_fault(const Model& model, const Indicator& indicator);
+
+// Brings the members of a set into the order of their weights, if these are finite.
+void sort_members(OrderedSet* set);
 
 // The part of the above that says whether the columns of the matrix can be gone through.
 ModelFault find_start_fault(const Model& model);

@@ -170,16 +170,21 @@ bool LpBounds::apply_bound(const Target& target, LpKind relation, double value) 
 
 bool LpBounds::read_list(LpSection section) {
   while (tokens_.kind() != LpKind::kEnd && !reading_.headings.starts_section()) {
-    if (tokens_.kind() != LpKind::kName) return tokens_.fail("a variable was expected");
-    Target target = {};
-    if (!find_target(&target)) return false;
-    if (target.kind != TargetKind::kVariable) {
-      return tokens_.fail("a variable of the model was expected");
-    }
-    set_kind(section, target.index);
+    int32_t var = 0;
+    if (!find_variable(&var)) return false;
+    set_kind(section, var);
     tokens_.next();
   }
   return tokens_.status().ok();
+}
+
+bool LpBounds::find_variable(int32_t* var) {
+  if (tokens_.kind() != LpKind::kName) return tokens_.fail("a variable was expected");
+  Target target = {};
+  if (!find_target(&target)) return false;
+  *var = target.index;
+  return target.kind == TargetKind::kVariable ||
+         tokens_.fail("a variable of the model was expected");
 }
 
 void LpBounds::set_kind(LpSection section, int32_t var) {

@@ -23,6 +23,8 @@ class LpBounds {
   // Read up to the next heading. The section of a list is one of generals, binaries and semi.
   bool read_bounds();
   bool read_list(LpSection section);
+  // Finds the variable that the token names, or adds it; anything else is a failure.
+  bool find_variable(int32_t* var);
 
   // Warns of negative upper bounds that came without a lower one. The name is the file's.
   void finish(const std::string& shown_name);

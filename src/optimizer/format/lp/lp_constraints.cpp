@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "format/common/model_check.h"
 #include "task/numeric.h"
 
 namespace vorlan {
@@ -30,7 +31,7 @@ void LpConstraints::look_ahead() {
   expressions_.rows().prefetch(std::span(vars).first(names.all().size()));
 }
 
-// [NAME:] EXPRESSION RELATION EXPRESSION [RELATION CONSTANT]
+// [NAME:] [CONDITION] EXPRESSION RELATION EXPRESSION [RELATION CONSTANT]
 bool LpConstraints::read_constraint() {
   const int32_t con = reading_.model.num_con();
   if (con == std::numeric_limits<int32_t>::max()) return tokens_.fail("too many constraints");
@@ -45,6 +46,11 @@ bool LpConstraints::read_constraint() {
     tokens_.next();
   }
   if (!tokens_.status().ok()) return false;
+  return read_row(con, named, false) && check_line_end();
+}
+
+bool LpConstraints::read_row(int32_t con, bool named, bool has_condition) {
+  const LpPlace place = tokens_.place();
   LpContent left, right;
   bool nothing = false;
   if (!expressions_.read({con}, &left) || !check_relation(left, named, &nothing)) return false;
@@ -52,7 +58,41 @@ bool LpConstraints::read_constraint() {
   tokens_.next();
   if (!read_right_side(con, left.terms, &right)) return false;
   if (!right.said || (nothing && right.terms)) return tokens_.fail("a number was expected");
-  return finish_sides(con, left, relation, right) && check_line_end();
+  if (tokens_.at_arrow() && !has_condition) {
+    return take_condition(con, place, left, relation, right) && read_row(con, named, true);
+  }
+  if (tokens_.kind() == LpKind::kLess && tokens_.rest().starts_with("->")) {
+    return tokens_.fail("'->' joins a condition and a constraint; '<->' is two of them");
+  }
+  return finish_sides(con, left, relation, right);
+}
+
+// VARIABLE = 0 or 1, as what has been read of the row so far; the token is that of "->".
+bool LpConstraints::take_condition(int32_t con, const LpPlace& place, const LpContent& left,
+                                   LpKind relation, const LpContent& right) {
+  const bool plain = left.alone && left.terms && relation == LpKind::kEqual && right.alone &&
+                     !right.terms && (right.constant == 0.0 || right.constant == 1.0);
+  const int32_t binary = plain ? expressions_.rows().take_single() : -1;
+  if (binary < 0) {
+    return tokens_.fail("a condition before this must be a variable, '=' and 0 or 1");
+  }
+  conditions_.push_back({{con, binary, right.constant == 1.0}, place});
+  tokens_.next();
+  tokens_.next();
+  return tokens_.status().ok();
+}
+
+bool LpConstraints::finish_conditions() {
+  Model& model = reading_.model;
+  for (const Condition& condition : conditions_) {
+    const std::string fault = find_indicator_fault(model, condition.indicator);
+    if (!fault.empty()) {
+      const std::string_view name = model.var_names[index(condition.indicator.binary)];
+      return tokens_.fail_at(condition.place, name, "this is no condition: " + fault);
+    }
+    model.indicators.push_back(condition.indicator);
+  }
+  return true;
 }
 
 bool LpConstraints::read_name(int32_t con, std::string_view* word) {

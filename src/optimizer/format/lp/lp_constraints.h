@@ -1,4 +1,5 @@
-// The section of constraints: names, relations, and the sides that constants on both of them give.
+// The section of constraints: names, relations, the sides that constants on both of them give, and
+// conditions under which constraints hold.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,9 @@ class LpConstraints {
   // Reads constraints up to the next heading. False after a failure, which the tokens then have.
   bool read();
 
+  // Adds the conditions to the model, when its bounds and kinds are known. False after a failure.
+  bool finish_conditions();
+
   // True if a variable stands for the constraint's value, so that its bounds are the sides.
   bool has_range(int32_t con) const {
     return index(con) < has_range_.size() && has_range_[index(con)];
@@ -29,6 +33,9 @@ class LpConstraints {
   void look_ahead();
   bool read_constraint();
   bool read_name(int32_t con, std::string_view* word);
+  bool read_row(int32_t con, bool named, bool has_condition);
+  bool take_condition(int32_t con, const LpPlace& place, const LpContent& left, LpKind relation,
+                      const LpContent& right);
   bool check_relation(const LpContent& left, bool labelled, bool* nothing);
   bool read_right_side(int32_t con, bool behind_terms, LpContent* right);
   bool finish_sides(int32_t con, const LpContent& left, LpKind relation, const LpContent& right);
@@ -41,6 +48,11 @@ class LpConstraints {
   LpExpressions& expressions_;
   NameLookAhead look_ahead_;
   std::vector<bool> has_range_;  // by constraint, as long as needed
+  struct Condition {
+    Indicator indicator;
+    LpPlace place;
+  };
+  std::vector<Condition> conditions_;
 };
 
 }  // namespace vorlan

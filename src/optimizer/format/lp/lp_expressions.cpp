@@ -27,8 +27,8 @@ void LpExpressions::begin_row(std::string_view word) {
 
 bool LpExpressions::read(const LpSide& side, LpContent* content) {
   while (true) {
-    Sign sign;
-    if (!read_signs(&sign)) return false;
+    if (content->said && tokens_.at_arrow()) return true;
+    const Sign sign = read_signs();
     if (content->said && !sign.said && tokens_.kind() != LpKind::kOpen) return check_end();
     bool ends = false;
     if (!read_item(side, sign, content, &ends)) return false;
@@ -39,17 +39,13 @@ bool LpExpressions::read(const LpSide& side, LpContent* content) {
   }
 }
 
-bool LpExpressions::read_signs(Sign* sign) {
+LpExpressions::Sign LpExpressions::read_signs() {
+  Sign sign;
   for (; is_sign(tokens_.kind()); tokens_.next()) {
-    sign->said = true;
-    sign->negative ^= tokens_.kind() == LpKind::kMinus;
-    if (sign->negative && tokens_.rest().starts_with('>')) {
-      return tokens_.fail(
-          "a constraint that holds under a condition cannot be taken; with a "
-          "bound M of its left side, 'x + M b <= c + M' holds where b is 1");
-    }
+    sign.said = true;
+    sign.negative ^= tokens_.kind() == LpKind::kMinus;
   }
-  return true;
+  return sign;
 }
 
 // A number, a name or a bracket. Anything else ends the expression where no sign stands before it.

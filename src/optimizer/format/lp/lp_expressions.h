@@ -43,7 +43,7 @@ class LpExpressions {
   // True if the constraint at hand has a variable for its value: its sides are bounds of that.
   bool row_has_range() const { return row_has_range_; }
 
-  // Reads an expression up to what can be none of its parts.
+  // Reads an expression up to what can be none of its parts, or "->".
   bool read(const LpSide& side, LpContent* content);
 
   // Reads a name as that of a variable of the model, new or not.
@@ -56,7 +56,7 @@ class LpExpressions {
   struct Sign {
     bool said = false, negative = false;
   };
-  bool read_signs(Sign* sign);
+  Sign read_signs();
   bool read_item(const LpSide& side, Sign sign, LpContent* content, bool* ends);
   bool read_number_item(const LpSide& side, Sign sign, LpContent* content);
   bool read_name_item(const LpSide& side, Sign sign, LpContent* content, bool* ends);

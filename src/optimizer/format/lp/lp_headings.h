@@ -19,6 +19,9 @@ enum class LpSection : uint8_t {
   kGenerals,
   kBinaries,
   kSemi,
+  kSets,   // special ordered sets that say their kind
+  kSets1,  // those of the heading's kind
+  kSets2,
   kMatrixVariables,
   kCones,
   kParameters,

@@ -23,6 +23,7 @@ class LpLines {
   void append_variable(size_t var) { names_.append_variable(var, &line_); }
   void append_constraint(size_t con) { names_.append_constraint(con, &line_); }
   void append_cone(size_t cone) { names_.append_cone(cone, &line_); }
+  void append_set(size_t set) { names_.append_set(set, &line_); }
   void append_matrix_variable(size_t i) { names_.append_matrix_variable(i, &line_); }
   void append_element_name(size_t matrix_var, int64_t row, int64_t col);
 

@@ -120,12 +120,14 @@ LpNames::LpNames(const Model& model, bool has_helpers)
     : model_(model), has_elements_(!model.matrix_vars.empty()) {
   NameTable vars(&model.var_names), cons(&model.con_names);
   NameTable matrix_vars(&model.matrix_var_names), cones(&model.cone_names);
+  NameTable sets(&model.set_names);
   examine(model.var_names, model.cost.size(), false, &vars, &var_repeated_);
   examine(model.con_names, model.con_lower.size(), true, &cons, &con_repeated_);
   // Matrix variables stand beside the others in the objective and the constraints.
   examine(model.matrix_var_names, model.matrix_vars.size(), false, &matrix_vars,
           &matrix_var_repeated_);
   examine(model.cone_names, model.cones.size(), false, &cones, &cone_repeated_);
+  examine(model.set_names, model.sets.size(), false, &sets, &set_repeated_);
   for (size_t i = 0; i < model.matrix_vars.size(); ++i) {
     const std::string_view name = model.matrix_var_names[i];
     if (name.empty() || vars.find(name) < 0) continue;
@@ -194,6 +196,10 @@ void LpNames::append_matrix_variable(size_t index, std::string* text) const {
 
 void LpNames::append_cone(size_t index, std::string* text) const {
   append(model_.cone_names, index, cone_repeated_, 'k', text);
+}
+
+void LpNames::append_set(size_t index, std::string* text) const {
+  append(model_.set_names, index, set_repeated_, 's', text);
 }
 
 // All of a comment, so that blanks inside can stay.

@@ -48,6 +48,7 @@ class LpNames {
   void append_constraint(size_t index, std::string* text) const;
   void append_matrix_variable(size_t index, std::string* text) const;
   void append_cone(size_t index, std::string* text) const;
+  void append_set(size_t index, std::string* text) const;
 
  private:
   using Flags = std::vector<uint8_t>;  // empty when none is set
@@ -60,7 +61,7 @@ class LpNames {
 
   const Model& model_;
   bool has_elements_;  // of matrix variables
-  Flags var_repeated_, con_repeated_, matrix_var_repeated_, cone_repeated_;
+  Flags var_repeated_, con_repeated_, matrix_var_repeated_, cone_repeated_, set_repeated_;
   bool objective_repeated_ = false;
   bool encoded_ = false;
   int64_t num_changed_ = 0;

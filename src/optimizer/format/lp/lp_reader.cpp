@@ -28,9 +28,6 @@ const SenseWord* find_sense(std::string_view word) {
 
 // Why a section that other programs know cannot be taken, by its first word.
 std::string_view advice_on_section(std::string_view word) {
-  if (is_lp_word(word.substr(0, 3), "sos")) {
-    return "special ordered sets cannot be taken; binary variables and constraints can say them";
-  }
   if (is_lp_word(word, "general")) {
     return "general constraints (min, max, abs and the like) cannot be taken; binary variables and "
            "linear constraints can say them";
@@ -49,6 +46,7 @@ LpReader::LpReader(InputStream* input, const ReadLimits& limits, LpFormat format
       expressions_(&reading_),
       constraints_(&reading_, &expressions_),
       bounds_(&reading_, &constraints_),
+      sets_(&reading_, &bounds_),
       extended_sections_(&reading_, &expressions_),
       solutions_(&reading_) {}
 
@@ -128,6 +126,10 @@ bool LpReader::read_section(LpSection section) {
       return constraints_.read();
     case LpSection::kBounds:
       return bounds_.read_bounds();
+    case LpSection::kSets:
+    case LpSection::kSets1:
+    case LpSection::kSets2:
+      return sets_.read(section);
     case LpSection::kMatrixVariables:
       return tokens_.fail("matrix variables come before the objective");
     case LpSection::kCones:
@@ -150,6 +152,7 @@ Status LpReader::finish() {
         Code::kErrFileContent,
         format_text("%s: a sum of coefficients at one place is not finite", shown_name_.c_str())};
   }
+  if (!constraints_.finish_conditions()) return tokens_.status();
   expressions_.rows().finish(model.cost.size(), &model.matrix);
   model.name = tokens_.problem_name();
   if (tokens_.encoded_names()) decode_names();
@@ -164,6 +167,7 @@ void LpReader::decode_names() {
   model.con_names = decode_lp_names(model.con_names, model.con_lower.size());
   model.matrix_var_names = decode_lp_names(model.matrix_var_names, model.matrix_vars.size());
   model.cone_names = decode_lp_names(model.cone_names, model.cones.size());
+  model.set_names = decode_lp_names(model.set_names, model.sets.size());
 }
 
 bool is_lp_sense(std::string_view word) { return find_sense(word) != nullptr; }

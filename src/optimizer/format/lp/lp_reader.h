@@ -8,6 +8,7 @@
 #include "format/lp/lp_expressions.h"
 #include "format/lp/lp_names.h"
 #include "format/lp/lp_reading.h"
+#include "format/lp/lp_sets.h"
 #include "format/lp/ptf_sections.h"
 #include "format/lp/ptf_solutions.h"
 
@@ -15,7 +16,7 @@ namespace vorlan {
 
 // Reads a file in one pass over its tokens. The reader itself reads the opening line, the sense and
 // the objective; then it finds one heading after the other and leaves each section to the part that
-// knows it: constraints, bounds and lists, the sections of PTF files, solutions. A section ends
+// knows it: constraints, bounds and lists, sets, the sections of PTF files, solutions. A section ends
 // where the next heading begins, which only LpHeadings decides.
 //
 // The parts share an LpReading: the tokens, of which one at a time is at hand, and the model, to
@@ -51,6 +52,7 @@ class LpReader {
   LpExpressions expressions_;
   LpConstraints constraints_;
   LpBounds bounds_;
+  LpSets sets_;
   PtfSections extended_sections_;
   PtfSolutions solutions_;
 };

@@ -39,6 +39,15 @@ class LpRows {
     }
   }
 
+  // Takes the only element of the row at hand back, and gives its variable; -1, and the row as it
+  // was, unless there is one element and its value is 1.
+  int32_t take_single() {
+    if (count_ != start_.back() + 1 || *element(count_ - 1).value != 1.0) return -1;
+    const int32_t var = *element(--count_).var;
+    last_[index(var)] = -1;
+    return var;
+  }
+
   double coefficient(int32_t var) const { return *element(last_[index(var)]).value; }
 
   // Moves the elements into the matrix, those that are not zero. The rows are gone then.

@@ -78,6 +78,8 @@ class LpTokens {
   char following() const;
   // Drops what follows the token in its line.
   void drop_rest() { at_ = end_; }
+  // True if the token begins "->", which joins a condition and its constraint.
+  bool at_arrow() const { return token_.kind == LpKind::kMinus && at_ != end_ && *at_ == '>'; }
   // True if the token is the first character of its line.
   bool at_margin() const { return token_.first && token_.text.data() == line_; }
 

@@ -72,6 +72,7 @@ class LpWriter {
   void append_quadratic(size_t con);
   void append_elements(size_t con);
   void append_side(size_t con);
+  void append_condition(size_t con);
   void write_bounds();
   bool has_bound(size_t var) const;
   template <class AppendName>
@@ -79,6 +80,7 @@ class LpWriter {
   void write_kinds();
   template <class Test>
   void write_list(const char* heading, const Test& test);
+  void write_sets();
 
   const ProblemView& problem_;
   const Model& model_;
@@ -90,6 +92,7 @@ class LpWriter {
   bool exact_;
   bool all_labels_;
   size_t quadratic_ = 0, element_ = 0;  // the next terms of constraints
+  size_t indicator_ = 0;                // the next condition
 };
 
 LpWriter::LpWriter(const ProblemView& problem, bool extended, OutputFile* file)
@@ -140,7 +143,7 @@ LpWriter::Side LpWriter::side_of(const Model& model, size_t con) {
 // variables appear is that of the model.
 int32_t LpWriter::num_listed() const {
   const SparseMatrix& matrix = model_.matrix;
-  if (!model_.quadratic_coefficients.empty()) return model_.num_var();
+  if (!model_.quadratic_coefficients.empty() || !model_.indicators.empty()) return model_.num_var();
   int32_t listed = 0;
   for (const TriangleEntry& entry : model_.quadratic_cost) listed = std::max(listed, entry.row + 1);
   int64_t next_row = std::numeric_limits<int64_t>::max();  // where the next variable appears
@@ -163,6 +166,7 @@ void LpWriter::write() {
   write_constraints();
   write_bounds();
   write_kinds();
+  write_sets();
   if (extended_) ptf_.write_sections();
   file_->append("End\n");
 }
@@ -226,6 +230,7 @@ void LpWriter::write_constraint(const Rows& rows, size_t con) {
     lines_.append_constraint(con);
     lines_.append(":");
   }
+  append_condition(con);
   lines_.begin_terms();
   for (size_t k = index(rows.start[con]); k < index(rows.start[con + 1]); ++k) {
     lines_.append_variable_term(rows.value[k], index(rows.var[k]));
@@ -241,6 +246,16 @@ void LpWriter::write_constraint(const Rows& rows, size_t con) {
   }
   append_side(con);
   lines_.end();
+}
+
+void LpWriter::append_condition(size_t con) {
+  if (indicator_ == model_.indicators.size()) return;
+  const Indicator& indicator = model_.indicators[indicator_];
+  if (index(indicator.con) != con) return;
+  ++indicator_;
+  lines_.append(" ");
+  lines_.append_variable(index(indicator.binary));
+  lines_.append(indicator.active ? " = 1 ->" : " = 0 ->");
 }
 
 // Brackets of constraints usually have no "/ 2" behind them, so that squares have half of our
@@ -367,6 +382,24 @@ void LpWriter::write_list(const char* heading, const Test& test) {
   if (any) lines_.end();
 }
 
+void LpWriter::write_sets() {
+  if (!model_.sets.empty()) file_->append("SOS\n");
+  for (size_t i = 0; i < model_.sets.size() && !file_->failed(); ++i) {
+    const OrderedSet& set = model_.sets[i];
+    lines_.append(" ");
+    lines_.append_set(i);
+    lines_.append(set.kind == SetKind::kSos1 ? ": S1::" : ": S2::");
+    for (size_t k = 0; k < set.vars.size(); ++k) {
+      lines_.wrap();
+      lines_.append(" ");
+      lines_.append_variable(index(set.vars[k]));
+      lines_.append(":");
+      lines_.append_number(set.weights[k]);
+    }
+    lines_.end();
+  }
+}
+
 Status admit_model(const Model& model, LpFormat format) {
   const bool is_ptf = format == LpFormat::kPtf;
   const Admission admission(is_ptf ? "a PTF file" : "an LP file", model);
@@ -374,7 +407,7 @@ Status admit_model(const Model& model, LpFormat format) {
   if (status.ok() && !is_ptf) status = admit(admission, &Admission::check_scalar);
   if (!status.ok()) return status;
   return admit(admission, &Admission::check_variables, &Admission::check_side_numbers,
-               &Admission::check_elements);
+               &Admission::check_elements, &Admission::check_logic);
 }
 
 // A PTF file that needs no section of its own is a plain LP file.

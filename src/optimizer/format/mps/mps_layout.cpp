@@ -23,6 +23,9 @@ Status MpsLayout::split_words(std::string_view line, MpsShape shape) {
       return arrange_row(line_end);
     case MpsShape::kBound:
       return arrange_bound(line_end);
+    case MpsShape::kSet:
+    case MpsShape::kIndicator:
+      return arrange_typed(line_end, shape);
     default:
       return arrange_entries(line_end, shape);
   }
@@ -52,6 +55,17 @@ Status MpsLayout::arrange_row(std::string_view line_end) {
   if (words_.size() < 2) return reading_.text.error(line_end, "the name of a row was expected");
   line_.type = words_[0];
   line_.head = words_[1];
+  return {};
+}
+
+// The type of a set may be missing: the line is one of a member then.
+Status MpsLayout::arrange_typed(std::string_view line_end, MpsShape shape) {
+  const bool typed = shape == MpsShape::kIndicator || is_mps_set_type(words_[0]);
+  const size_t head = typed ? 1 : 0;
+  if (words_.size() <= head) return reading_.text.error(line_end, "a name was expected");
+  if (typed) line_.type = words_[0];
+  line_.head = words_[head];
+  line_.rest.assign(words_.begin() + static_cast<std::ptrdiff_t>(head) + 1, words_.end());
   return {};
 }
 
@@ -89,8 +103,13 @@ bool MpsLayout::split_columns(std::string_view line, MpsShape shape) {
   line_.type = fields_[0];
   line_.head = fields_[1];
   line_.rest.clear();
-  const bool has_type = shape == MpsShape::kRow || shape == MpsShape::kBound;
-  if (has_type == fields_[0].empty()) return false;
+  const bool has_type =
+      shape == MpsShape::kRow || shape == MpsShape::kBound || shape == MpsShape::kIndicator;
+  if (shape == MpsShape::kSet) {
+    if (!fields_[0].empty() && !is_mps_set_type(fields_[0])) return false;
+  } else if (has_type == fields_[0].empty()) {
+    return false;
+  }
   size_t last = fields_.size();
   while (last > 2 && fields_[last - 1].empty()) --last;
   line_.rest.assign(fields_.begin() + 2, fields_.begin() + static_cast<std::ptrdiff_t>(last));
@@ -99,6 +118,10 @@ bool MpsLayout::split_columns(std::string_view line, MpsShape shape) {
     line_.rest.erase(line_.rest.begin() + 1);
   }
   if (shape == MpsShape::kRow) return line_.rest.empty() && !line_.head.empty();
+  if (shape == MpsShape::kSet) {
+    std::erase(line_.rest, std::string_view());
+    return !line_.head.empty();
+  }
   return !line_.rest.empty() && !line_.rest[0].empty();
 }
 
@@ -118,6 +141,9 @@ void collect_mps_names(std::string_view line, MpsShape shape, NamesAhead* rows,
     case MpsShape::kSetEntries:
       rows->add(words[1]);
       rows->add(words[3]);
+      break;
+    case MpsShape::kSet:
+    case MpsShape::kIndicator:
       break;
     case MpsShape::kBound:
       columns->add_unless_last(words[2]);

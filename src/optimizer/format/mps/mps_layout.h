@@ -24,11 +24,13 @@ enum class MpsShape : uint8_t {
   kEntries,     // NAME NAME VALUE ...
   kSetEntries,  // [SET] NAME VALUE ...
   kBound,       // TYPE [SET] NAME [VALUE]
+  kSet,         // S1 or S2, and NAME ...; or NAME ...
+  kIndicator,   // TYPE NAME NAME VALUE
 };
 
 // A data line in the roles of its words, the same for both ways to take it apart.
 struct MpsLine {
-  std::string_view type;               // of a row or a bound
+  std::string_view type;               // of a row, a bound, a set or an indicator
   std::string_view head;               // column, or set; may be empty for a set
   std::vector<std::string_view> rest;  // name, value, name, value ...
 };
@@ -56,6 +58,7 @@ class MpsLayout {
   Status collect_words(std::string_view line, MpsShape shape);
   Status arrange_row(std::string_view line_end);
   Status arrange_bound(std::string_view line_end);
+  Status arrange_typed(std::string_view line_end, MpsShape shape);
   Status arrange_entries(std::string_view line_end, MpsShape shape);
   bool may_be_name(std::string_view word, MpsShape shape) const;
 

@@ -39,6 +39,10 @@ bool split_at_columns(std::string_view line, MpsFields* fields) {
   return is_blank(part(line, gap, line.size()));
 }
 
+bool is_mps_set_type(std::string_view word) {
+  return same_word(word, "S1") || same_word(word, "S2");
+}
+
 bool same_word(std::string_view text, std::string_view capitals) {
   return std::equal(text.begin(), text.end(), capitals.begin(), capitals.end(),
                     [](char a, char b) { return to_capital(a) == b; });

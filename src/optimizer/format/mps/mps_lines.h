@@ -41,6 +41,9 @@ inline std::string_view take_mps_word(std::string_view* text) {
   return {word, static_cast<size_t>(at - word)};
 }
 
+// True if the word, S1 or S2, says the kind of a special ordered set.
+bool is_mps_set_type(std::string_view word);
+
 // True if two words are the same but for the case of letters; the second is in capitals.
 bool same_word(std::string_view text, std::string_view capitals);
 

@@ -66,14 +66,19 @@ NameList decode_mps_names(const NameList& names, size_t count) {
 }
 
 MpsNames::MpsNames(const Model& model)
-    : model_(model), var_table_(&model.var_names), con_table_(&model.con_names) {
+    : model_(model),
+      var_table_(&model.var_names),
+      con_table_(&model.con_names),
+      set_table_(&model.set_names) {
   const size_t num_var = index(model.num_var());
   const size_t num_con = index(model.num_con());
   find_repeated(model.var_names, num_var, &var_table_, &var_repeated_);
   find_repeated(model.con_names, num_con, &con_table_, &con_repeated_);
+  find_repeated(model.set_names, model.sets.size(), &set_table_, &set_repeated_);
   objective_repeated_ = !model.objective_name.empty() && con_table_.find(model.objective_name) >= 0;
   count_changed(model.var_names, num_var, var_repeated_);
   count_changed(model.con_names, num_con, con_repeated_);
+  count_changed(model.set_names, model.sets.size(), set_repeated_);
   const bool objective_changed = objective_repeated_ || needs_encoding(model.objective_name);
   // Nobody misses the name of an objective, or of a model, that has none.
   if (objective_changed && !model.objective_name.empty()) note_changed(model.objective_name);
@@ -105,6 +110,12 @@ void MpsNames::append_constraint(size_t index, OutputFile* file) const {
   const std::string_view name = model_.con_names[index];
   if (!encoded_) return file->append(name);
   append_encoded(name, is_repeated(con_repeated_, index), 'c', index, file);
+}
+
+void MpsNames::append_set(size_t index, OutputFile* file) const {
+  const std::string_view name = model_.set_names[index];
+  if (!encoded_) return file->append(name);
+  append_encoded(name, is_repeated(set_repeated_, index), 's', index, file);
 }
 
 std::string MpsNames::unused_word(std::string_view stem) const {

@@ -36,6 +36,7 @@ class MpsNames {
   void append_objective(OutputFile* file) const;
   void append_variable(size_t index, OutputFile* file) const;
   void append_constraint(size_t index, OutputFile* file) const;
+  void append_set(size_t index, OutputFile* file) const;
 
   // A word that begins with `stem` and is no name of a variable or constraint.
   std::string unused_word(std::string_view stem) const;
@@ -47,8 +48,8 @@ class MpsNames {
   void note_changed(std::string_view name);
 
   const Model& model_;
-  NameTable var_table_, con_table_;
-  std::vector<uint8_t> var_repeated_, con_repeated_;  // empty when no name is
+  NameTable var_table_, con_table_, set_table_;
+  std::vector<uint8_t> var_repeated_, con_repeated_, set_repeated_;  // empty when no name is
   bool objective_repeated_ = false;
   bool encoded_ = false;
   int64_t num_changed_ = 0;

@@ -53,19 +53,15 @@ struct ForeignSection {
   std::string_view word, advice;
 };
 constexpr std::string_view kSets =
-    "special ordered sets cannot be taken; binary columns and rows can say them";
+    "special ordered sets stand under SOS, as ' S1 SOS name' and then ' column weight'";
 constexpr std::string_view kCuts = "rows of this kind cannot be taken; they can stand under ROWS";
 constexpr std::string_view kPieces =
     "general constraints and piecewise linear terms cannot be taken; binary columns and rows can "
     "say them";
 constexpr ForeignSection kForeignSections[] = {
-    {"SOS", kSets},
     {"SOS1", kSets},
     {"SOS2", kSets},
     {"SETS", kSets},
-    {"INDICATORS",
-     "rows that hold under a condition cannot be taken; with a bound M of its left side, "
-     "'x + M b <= c + M' holds where b is 1"},
     {"CSECTION", "cones cannot be taken from MPS files; they can from .ptf and .cbf files"},
     {"DELAYEDROWS", kCuts},
     {"MODELCUTS", kCuts},
@@ -117,6 +113,9 @@ const MpsReader::Section MpsReader::kSections[] = {
      &MpsReader::begin_quadratic,
      {MpsTriangle::kBoth, 2.0},
      Owner::kConstraint},
+    {"SOS", MpsShape::kSet, false, &MpsReader::set_line, &MpsReader::begin_after_columns},
+    {"INDICATORS", MpsShape::kIndicator, false, &MpsReader::indicator_line,
+     &MpsReader::begin_after_columns},
     {"ENDATA", MpsShape::kWord, false, nullptr, &MpsReader::end_data},
 };
 
@@ -128,6 +127,7 @@ MpsReader::MpsReader(InputStream* input, Model* model, Warnings* warnings)
       layout_(&reading_, &rows_, &columns_),
       entries_(&reading_, &rows_),
       bounds_(&reading_, &columns_, &entries_),
+      logic_(&reading_, &rows_, &columns_, &entries_),
       sense_(&reading_),
       rhs_set_(&reading_),
       range_set_(&reading_) {}
@@ -232,6 +232,7 @@ Status MpsReader::name_line(std::string_view rest) {
 Status MpsReader::close_section() {
   if (section_ == nullptr) return {};
   columns_.close();
+  if (section_->line == &MpsReader::set_line) return logic_.end_sets();
   if (section_->line != &MpsReader::quadratic_line) return {};
   return line_fault(quadratic_.end_section(reading_.model));
 }
@@ -428,11 +429,14 @@ Status MpsReader::finish() {
   if (status.ok()) status = rows_.finish();
   if (!status.ok()) return status;
   bounds_.finish();
+  status = logic_.finish();
+  if (!status.ok()) return status;
   if (!reading_.encoded_names) return {};
   model.name = decode_name(model.name);
   model.objective_name = decode_name(model.objective_name);
   model.var_names = decode_mps_names(model.var_names, model.cost.size());
   model.con_names = decode_mps_names(model.con_names, rows_.size());
+  model.set_names = decode_mps_names(model.set_names, model.sets.size());
   return {};
 }
 

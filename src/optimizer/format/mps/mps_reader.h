@@ -9,6 +9,7 @@
 #include "format/mps/mps_columns.h"
 #include "format/mps/mps_entries.h"
 #include "format/mps/mps_layout.h"
+#include "format/mps/mps_logic.h"
 #include "format/mps/mps_quadratic.h"
 #include "format/mps/mps_reading.h"
 #include "format/mps/mps_rows.h"
@@ -25,7 +26,7 @@ namespace vorlan {
 // are plain lines of COLUMNS; plain_column_line() takes these without the detour.
 //
 // What a section says goes to the part that knows it: rows with their right-hand sides and ranges,
-// columns with their elements, bounds, quadratic terms, the sense. The parts share an MpsReading.
+// columns with their elements, bounds, sets, indicators, quadratic terms, the sense. The parts share an MpsReading.
 // What depends on later lines waits for finish(): sides of constraints, bounds of integers, the
 // order of quadratic terms, encoded names.
 //
@@ -82,6 +83,8 @@ class MpsReader {
   Status rhs_line(const MpsLine& line);
   Status range_line(const MpsLine& line);
   Status bound_line(const MpsLine& line) { return bounds_.take(line); }
+  Status set_line(const MpsLine& line) { return logic_.take_set(line); }
+  Status indicator_line(const MpsLine& line) { return logic_.take_indicator(line); }
   Status quadratic_line(const MpsLine& line);
   Status add_quadratic(const MpsLine& line, bool apply);
 
@@ -95,6 +98,7 @@ class MpsReader {
   MpsLayout layout_;
   MpsEntries entries_;
   MpsBounds bounds_;
+  MpsLogic logic_;
   MpsQuadratic quadratic_;
   MpsSense sense_;
   MpsSet rhs_set_, range_set_;

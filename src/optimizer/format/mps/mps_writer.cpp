@@ -42,6 +42,8 @@ class MpsWriter {
   void write_quadratic_cost();
   void write_quadratic_constraints();
   void write_triangle(int32_t con, size_t begin, size_t end);
+  void write_sets();
+  void write_indicators();
 
   void choose_set(std::string_view stem);
   void append_number(double value);
@@ -83,6 +85,8 @@ void MpsWriter::write() {
   write_bounds();
   write_quadratic_cost();
   write_quadratic_constraints();
+  write_sets();
+  write_indicators();
   file_->append("ENDATA\n");
 }
 
@@ -285,6 +289,35 @@ void MpsWriter::write_triangle(int32_t con, size_t begin, size_t end) {
   }
 }
 
+// The priority makes programs take the name for one.
+void MpsWriter::write_sets() {
+  if (!model_.sets.empty()) file_->append("SOS\n");
+  for (size_t i = 0; i < model_.sets.size() && !file_->failed(); ++i) {
+    const OrderedSet& set = model_.sets[i];
+    file_->append(set.kind == SetKind::kSos1 ? " S1 SOS " : " S2 SOS ");
+    names_.append_set(i, file_);
+    file_->append(" 1\n");
+    for (size_t k = 0; k < set.vars.size(); ++k) {
+      file_->append(' ');
+      names_.append_variable(index(set.vars[k]), file_);
+      file_->append(' ');
+      append_number(set.weights[k]);
+      file_->append('\n');
+    }
+  }
+}
+
+void MpsWriter::write_indicators() {
+  if (!model_.indicators.empty()) file_->append("INDICATORS\n");
+  for (const Indicator& indicator : model_.indicators) {
+    file_->append(" IF ");
+    names_.append_constraint(index(indicator.con), file_);
+    file_->append(' ');
+    names_.append_variable(index(indicator.binary), file_);
+    file_->append(indicator.active ? " 1\n" : " 0\n");
+  }
+}
+
 void MpsWriter::choose_set(std::string_view stem) {
   set_ = ' ';
   set_ += names_.unused_word(stem);
@@ -347,7 +380,8 @@ Status write_mps(const ProblemView& problem, OutputFile* file, Warnings* warning
   const Model& model = problem.model;
   Status status =
       admit(Admission("an MPS file", model), &Admission::check_scalar, &Admission::check_constant,
-            &Admission::check_variables, &Admission::check_side_order, &Admission::check_elements);
+            &Admission::check_variables, &Admission::check_side_order, &Admission::check_elements,
+            &Admission::check_logic);
   if (!status.ok()) return status;
   MpsWriter writer(model, file);
   if (writer.names().num_changed() > 0) {

@@ -228,7 +228,8 @@ Status write_sdpa(const ProblemView& problem, OutputFile* file, Warnings* warnin
   const Admission admission("an SDPA file", model);
   Status status =
       admit(admission, &Admission::check_sound, &Admission::check_sides, &Admission::check_linear,
-            &Admission::check_no_semi, &Admission::check_no_integers, &Admission::check_no_cones);
+            &Admission::check_no_logic, &Admission::check_no_semi, &Admission::check_no_integers,
+            &Admission::check_no_cones);
   if (status.ok()) status = check_size(admission, model);
   if (!status.ok()) return status;
   SdpaWriter writer(model, file);

@@ -73,6 +73,9 @@ class TaskReader {
                       &mark(ModelPart::kCoefficients)},
                      {"matrix variables", [this] { return read_matrix_variables(); }, false,
                       &mark(ModelPart::kMatrixVariables)},
+                     {"sets", [this] { return read_sets(); }, false, &mark(ModelPart::kSets)},
+                     {"indicators", [this] { return read_indicators(); }, false,
+                      &mark(ModelPart::kIndicators)},
                      {"parameters", [this] { return read_parameters(); }},
                      {"solutions",
                       [this] {
@@ -106,8 +109,8 @@ class TaskReader {
     const Mark mark = reader_->mark();
     int64_t version = 0;
     return reader_->read(&version) &&
-           (version == kTaskVersion ||
-            reader_->fail(mark, format_text("expected version 1 of the format, found %lld",
+           ((version >= kTaskVersion && version <= kTaskVersionOfLogic) ||
+            reader_->fail(mark, format_text("expected version 1 or 2 of the format, found %lld",
                                             static_cast<long long>(version))));
   }
 
@@ -256,6 +259,66 @@ class TaskReader {
     return true;
   }
 
+  bool read_sets() {
+    const Mark mark = reader_->mark();
+    std::vector<uint8_t> kinds;
+    std::vector<int32_t> sizes, members;
+    std::vector<double> weights;
+    return read_map(reader_, "'sets'",
+                    {field("kind", &kinds), field("size", &sizes), field("members", &members),
+                     field("weights", &weights), names(&model_.set_names, &set_names_)}) &&
+           build_sets(kinds, sizes, members, weights, mark);
+  }
+
+  bool build_sets(const std::vector<uint8_t>& kinds, const std::vector<int32_t>& sizes,
+                  const std::vector<int32_t>& members, const std::vector<double>& weights,
+                  Mark mark) {
+    if (sizes.size() != kinds.size() || weights.size() != members.size()) {
+      return reader_->fail(mark, "the arrays of the sets differ in size");
+    }
+    size_t at = 0;
+    for (size_t i = 0; i < kinds.size(); ++i) {
+      if (kinds[i] != 1 && kinds[i] != 2) {
+        return reader_->fail(mark, "a kind of set is neither 1 nor 2");
+      }
+      if (sizes[i] < 0 || members.size() - at < index(sizes[i])) {
+        return reader_->fail(mark, format_text("set %zu has more members than there are", i));
+      }
+      OrderedSet& set = model_.sets.emplace_back();
+      set.kind = kinds[i] == 1 ? SetKind::kSos1 : SetKind::kSos2;
+      const auto begin = static_cast<std::ptrdiff_t>(at);
+      at += index(sizes[i]);
+      const auto end = static_cast<std::ptrdiff_t>(at);
+      set.vars.assign(members.begin() + begin, members.begin() + end);
+      set.weights.assign(weights.begin() + begin, weights.begin() + end);
+      sort_members(&set);
+    }
+    return at == members.size() || reader_->fail(mark, "there are members of no set");
+  }
+
+  bool read_indicators() {
+    const Mark mark = reader_->mark();
+    std::vector<int32_t> cons, vars;
+    std::vector<uint8_t> values;
+    if (!read_map(
+            reader_, "'indicators'",
+            {field("constraint", &cons), field("variable", &vars), field("value", &values)})) {
+      return false;
+    }
+    if (vars.size() != cons.size() || values.size() != cons.size()) {
+      return reader_->fail(mark, "the arrays of the indicators differ in size");
+    }
+    if (std::any_of(values.begin(), values.end(), [](uint8_t value) { return value > 1; })) {
+      return reader_->fail(mark, "a value of an indicator is neither 0 nor 1");
+    }
+    for (size_t i = 0; i < cons.size(); ++i) {
+      model_.indicators.push_back({cons[i], vars[i], values[i] == 1});
+    }
+    std::stable_sort(model_.indicators.begin(), model_.indicators.end(),
+                     [](const Indicator& a, const Indicator& b) { return a.con < b.con; });
+    return true;
+  }
+
   bool read_parameters() {
     const Mark mark = reader_->mark();
     if (!reader_->enter_map()) return false;
@@ -289,7 +352,8 @@ class TaskReader {
     return fits(ModelPart::kVariables, var_names_, model_.cost.size()) &&
            fits(ModelPart::kConstraints, con_names_, model_.con_lower.size()) &&
            fits(ModelPart::kCones, cone_names_, model_.cones.size()) &&
-           fits(ModelPart::kMatrixVariables, matrix_var_names_, model_.matrix_vars.size());
+           fits(ModelPart::kMatrixVariables, matrix_var_names_, model_.matrix_vars.size()) &&
+           fits(ModelPart::kSets, set_names_, model_.sets.size());
   }
 
   bool fail_with(const ModelFault& fault) {
@@ -354,7 +418,7 @@ class TaskReader {
   std::array<Mark, kNumModelParts> marks_;
   SolutionMarks solution_marks_;
   EntryArrays quadratic_cost_, matrix_cost_, quadratic_coefficients_, matrix_coefficients_;
-  size_t var_names_ = 0, con_names_ = 0, cone_names_ = 0, matrix_var_names_ = 0;
+  size_t var_names_ = 0, con_names_ = 0, cone_names_ = 0, matrix_var_names_ = 0, set_names_ = 0;
   bool has_kinds_ = false, has_coefficients_ = false;
 };
 

@@ -23,13 +23,16 @@ class TaskWriter {
     write_map(
         writer_,
         {{"format", [this] { writer_->text(kTaskFormat); }},
-         {"version", [this] { writer_->integer(kTaskVersion); }},
+         {"version",
+          [this] { writer_->integer(model_.has_logic() ? kTaskVersionOfLogic : kTaskVersion); }},
          {"modelname", [this] { writer_->text(model_.name); }, !model_.name.empty()},
          {"objective", [this] { write_objective(); }},
          {"variables", [this] { write_variables(); }},
          {"constraints", [this] { write_constraints(); }},
          {"coefficients", [this] { write_coefficients(); }, model_.matrix.num_elements() > 0},
          {"matrix variables", [this] { write_matrix_variables(); }, !model_.matrix_vars.empty()},
+         {"sets", [this] { write_sets(); }, !model_.sets.empty()},
+         {"indicators", [this] { write_indicators(); }, !model_.indicators.empty()},
          {"parameters", [this] { write_parameters(); }, !problem_.parameters.empty()},
          {"solutions", [this] { write_solutions(writer_, problem_.solutions); },
           problem_.with_solutions && any_solution}});
@@ -158,6 +161,33 @@ class TaskWriter {
     write_map(writer_, {column("dimension", model_.matrix_vars,
                                [](const MatrixVariable& v) { return v.dimension; }),
                         names(model_.matrix_var_names, model_.matrix_vars.size())});
+  }
+
+  // The kind is the number that the set has in its name, 1 or 2.
+  void write_sets() {
+    const std::vector<OrderedSet>& sets = model_.sets;
+    std::vector<int32_t> members;
+    std::vector<double> weights;
+    for (const OrderedSet& set : sets) {
+      members.insert(members.end(), set.vars.begin(), set.vars.end());
+      weights.insert(weights.end(), set.weights.begin(), set.weights.end());
+    }
+    write_map(writer_,
+              {column("kind", sets,
+                      [](const OrderedSet& s) { return static_cast<uint8_t>(s.most_nonzeros()); }),
+               column("size", sets,
+                      [](const OrderedSet& s) { return static_cast<int32_t>(s.vars.size()); }),
+               array("members", members), array("weights", weights),
+               names(model_.set_names, sets.size())});
+  }
+
+  void write_indicators() {
+    const std::vector<Indicator>& list = model_.indicators;
+    write_map(writer_, {column("constraint", list, [](const Indicator& i) { return i.con; }),
+                        column("variable", list, [](const Indicator& i) { return i.binary; }),
+                        column("value", list, [](const Indicator& i) {
+                          return static_cast<uint8_t>(i.active ? 1 : 0);
+                        })});
   }
 
   void write_parameters() {

@@ -103,6 +103,25 @@ double dual_cones_violation(const Model& model, const std::vector<double>& snx) 
   return violation;
 }
 
+// The largest value outside the best place for those that may be other than 0. The values before
+// and behind a place are known by their largest ones so far.
+double set_violation(const OrderedSet& set, const std::vector<double>& x) {
+  const size_t count = set.vars.size();
+  const size_t width = set.most_nonzeros();
+  if (count <= width) return 0.0;
+  std::vector<double> behind(count + 1, 0.0);
+  for (size_t k = count; k-- > 0;) {
+    behind[k] = std::max(behind[k + 1], std::fabs(x[index(set.vars[k])]));
+  }
+  double before = 0.0;
+  double least = kInfinity;
+  for (size_t k = 0; k + width <= count; ++k) {
+    least = std::min(least, std::max(before, behind[k + width]));
+    before = std::max(before, std::fabs(x[index(set.vars[k])]));
+  }
+  return least;
+}
+
 double sides_violation(const Model& model, const std::vector<double>& y) {
   double violation = 0.0;
   for (size_t i = 0; i < y.size(); ++i) {
@@ -141,8 +160,16 @@ double primal_violation(const Model& model, const std::vector<double>& x,
   for (size_t j = 0; j < x.size(); ++j) {
     violation = std::max(violation, variable_violation(model, j, x[j]));
   }
+  for (const OrderedSet& set : model.sets) {
+    violation = std::max(violation, set_violation(set, x));
+  }
   const std::vector<Sum> sums = row_sums(model, x, barx);
+  auto indicator = model.indicators.begin();
   for (size_t i = 0; i < sums.size(); ++i) {
+    if (indicator != model.indicators.end() && index(indicator->con) == i) {
+      const bool is_active = (indicator++)->is_active_at(x);
+      if (!is_active) continue;
+    }
     violation =
         std::max(violation, relative_outside(sums[i], model.con_lower[i], model.con_upper[i]));
   }
@@ -182,6 +209,17 @@ double duality_gap(const MinimizeProblem& problem, const BackendResult& result) 
   return distance / std::max({size, primal.size, dual.size});
 }
 
+namespace {
+
+bool has_indicator(const Model& model, int32_t con) {
+  const auto found =
+      std::lower_bound(model.indicators.begin(), model.indicators.end(), con,
+                       [](const Indicator& indicator, int32_t c) { return indicator.con < c; });
+  return found != model.indicators.end() && found->con == con;
+}
+
+}  // namespace
+
 CrossedBounds find_crossed_bounds(const Model& model) {
   CrossedBounds crossed;
   for (size_t j = 0; j < model.var_lower.size() && !crossed.found(); ++j) {
@@ -189,7 +227,8 @@ CrossedBounds find_crossed_bounds(const Model& model) {
     if (is_crossed && !is_semi(model.var_kind[j])) crossed.var = static_cast<int32_t>(j);
   }
   for (size_t i = 0; i < model.con_lower.size() && !crossed.found(); ++i) {
-    if (model.con_lower[i] > model.con_upper[i]) crossed.con = static_cast<int32_t>(i);
+    const auto con = static_cast<int32_t>(i);
+    if (model.con_lower[i] > model.con_upper[i] && !has_indicator(model, con)) crossed.con = con;
   }
   return crossed;
 }

@@ -10,8 +10,8 @@
 
 namespace vorlan {
 
-// Bounds, constraints, integrality, semi-continuity, cones and semidefiniteness at x and the matrix
-// variables. In cones and of matrix variables, violations are what cone_violation.h and
+// Bounds, constraints, integrality, semi-continuity, sets, cones and semidefiniteness at x and the
+// matrix variables; constraints of indicators where these are active. In cones and of matrix variables, violations are what cone_violation.h and
 // definiteness.h say.
 double primal_violation(const Model& model, const std::vector<double>& x,
                         const std::vector<double>& barx = {});
@@ -33,7 +33,8 @@ double dual_objective(const MinimizeProblem& problem, const BackendResult& resul
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result);
 
 // The first variable or constraint with its lower bound above its upper bound, which is
-// infeasible without a solve. A semi-continuous variable can be 0 all the same.
+// infeasible without a solve. A semi-continuous variable can be 0 all the same, and the constraint
+// of an indicator need not hold.
 struct CrossedBounds {
   int32_t var = -1;
   int32_t con = -1;

@@ -289,7 +289,7 @@ std::unique_ptr<Exchange> Api::watch_list(const Request& request, const Token& t
   const std::string position = last_event(request);
   uint64_t after = jobs_->last_news();
   std::from_chars(position.data(), position.data() + position.size(), after);
-  return answer_now(events(list_events(loop_, jobs_, token, after, validity(token))));
+  return answer_now(events(list_events(loop_, jobs_, list_texts_, token, after, validity(token))));
 }
 
 std::unique_ptr<Exchange> Api::page(const Request& request, const Token&) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "api/event_streams.h"
 #include "api/metrics.h"
 #include "http/message.h"
 #include "jobs/jobs.h"
@@ -61,6 +62,7 @@ class Api : public Service {
   Jobs* jobs_;
   const Database* tokens_;
   ApiLimits limits_;
+  std::shared_ptr<ListTexts> list_texts_ = std::make_shared<ListTexts>();
   // The numbers of open requests by the token's id. Connections can outlive the interface when the
   // server ends.
   std::shared_ptr<std::map<std::string, size_t>> open_requests_ =

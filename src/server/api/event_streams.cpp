@@ -21,6 +21,8 @@ constexpr auto kLookAtQueue = 1s;
 // The list tells many changes together.
 constexpr auto kListBeat = 250ms;
 constexpr size_t kMostNewsOfAPiece = 100;
+// Watchers that are up to date are at the same few events.
+constexpr size_t kMostTexts = 256;
 constexpr size_t kLogPiece = size_t{16} << 10;
 
 // `document` ends with a newline.
@@ -183,8 +185,12 @@ class JobEvents : public EventStream {
 
 class ListEvents : public EventStream {
  public:
-  ListEvents(Loop* loop, Jobs* jobs, Token token, uint64_t after, StillAllowed allowed)
-      : EventStream(loop, jobs, std::move(allowed)), token_(std::move(token)), told_(after) {}
+  ListEvents(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts, Token token, uint64_t after,
+             StillAllowed allowed)
+      : EventStream(loop, jobs, std::move(allowed)),
+        texts_(std::move(texts)),
+        token_(std::move(token)),
+        told_(after) {}
 
  private:
   std::string make_piece() override {
@@ -199,7 +205,7 @@ class ListEvents : public EventStream {
     for (auto at = news.upper_bound(told_); at != news.end() && count < kMostNewsOfAPiece; ++at) {
       told_ = at->first;
       if (!may_see(token_, at->second.owner)) continue;
-      piece += told(at->first, at->second);
+      piece += texts_->text(at->first, [&] { return told(at->first, at->second); });
       ++count;
     }
     if (!piece.empty()) silent_until_ = Clock::now() + kListBeat;
@@ -220,12 +226,22 @@ class ListEvents : public EventStream {
     return kHeartbeat;
   }
 
+  std::shared_ptr<ListTexts> texts_;
   Token token_;
   uint64_t told_;
   Clock::time_point silent_until_;
 };
 
 }  // namespace
+
+const std::string& ListTexts::text(uint64_t number, const std::function<std::string()>& make) {
+  const auto [place, is_new] = texts_.try_emplace(number);
+  if (is_new) {
+    place->second = make();
+    if (texts_.size() > kMostTexts && texts_.begin() != place) texts_.erase(texts_.begin());
+  }
+  return place->second;
+}
 
 bool may_see(const Token& token, const std::string& owner) {
   return token.role == Role::kAdmin || token.owner == owner;
@@ -236,9 +252,10 @@ std::shared_ptr<Stream> job_events(Loop* loop, Jobs* jobs, const std::string& id
   return std::make_shared<JobEvents>(loop, jobs, id, position, std::move(allowed));
 }
 
-std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, const Token& token, uint64_t after,
-                                    StillAllowed allowed) {
-  return std::make_shared<ListEvents>(loop, jobs, token, after, std::move(allowed));
+std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts,
+                                    const Token& token, uint64_t after, StillAllowed allowed) {
+  return std::make_shared<ListEvents>(loop, jobs, std::move(texts), token, after,
+                                      std::move(allowed));
 }
 
 }  // namespace vorlan::server

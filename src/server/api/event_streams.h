@@ -5,8 +5,11 @@
 // positions from which a stream can go on: a byte of an attempt's log, a number of the jobs' news.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "http/message.h"
@@ -26,8 +29,18 @@ bool may_see(const Token& token, const std::string& owner);
 std::shared_ptr<Stream> job_events(Loop* loop, Jobs* jobs, const std::string& id,
                                    std::string_view position, StillAllowed allowed);
 
+// The texts of the latest events of the list, made once for all watchers.
+class ListTexts {
+ public:
+  // The text of the event with this number, which `make` makes the first time.
+  const std::string& text(uint64_t number, const std::function<std::string()>& make);
+
+ private:
+  std::map<uint64_t, std::string> texts_;
+};
+
 // `after` is the id of the last event, or the `seq` of a list; what happens after it is told.
-std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, const Token& token, uint64_t after,
-                                    StillAllowed allowed);
+std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts,
+                                    const Token& token, uint64_t after, StillAllowed allowed);
 
 }  // namespace vorlan::server

@@ -146,12 +146,16 @@ TEST(Compression, SkipsSkippableFrames) {
 
 TEST(Compression, RefusesAWindowBeyondTheLimit) {
   const ScratchFolder folder;
-  // A frame header of window descriptor 31 (2^41 bytes), then an empty last block.
-  const std::string frame = "\x28\xb5\x2f\xfd\x00\xf8\x01\x00\x00"s;
   std::string content;
-  const Status status = read_input(folder.write("f", frame), &content);
-  EXPECT_EQ(status.code(), Code::kErrFileCompression);
-  EXPECT_NE(status.message().find("128 MiB"), std::string::npos) << status.message();
+  // Frame headers of window descriptors 31 (2^41 bytes) and 18 (2^28), then an empty last block.
+  for (const std::string& frame :
+       {"\x28\xb5\x2f\xfd\x00\xf8\x01\x00\x00"s, "\x28\xb5\x2f\xfd\x00\x90\x01\x00\x00"s}) {
+    const Status status = read_input(folder.write("f", frame), &content);
+    EXPECT_EQ(status.code(), Code::kErrFileCompression);
+    EXPECT_NE(status.message().find("128 MiB"), std::string::npos) << status.message();
+  }
+  const std::string largest = "\x28\xb5\x2f\xfd\x00\x88\x01\x00\x00"s;
+  EXPECT_EQ(read_input(folder.write("f", largest), &content).message(), "");
 }
 
 TEST(Compression, IsToldByNameAndContent) {

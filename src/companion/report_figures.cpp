@@ -145,11 +145,12 @@ std::string pattern_picture(const ModelData& model) {
   if (model.terms.empty()) return "";
   const int rows = cells_along(model.sides.size());
   const int columns = cells_along(model.bounds.size());
-  std::vector<int> elements(static_cast<std::size_t>(rows * columns));
+  std::vector<int> elements(static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns));
   for (const LinearTerm& term : model.terms) {
     const int row = cell_of(term.owner, model.sides.size(), rows);
     const int column = cell_of(term.variable, model.bounds.size(), columns);
-    ++elements[static_cast<std::size_t>(row * columns + column)];
+    ++elements[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+               static_cast<std::size_t>(column)];
   }
   const int most = *std::max_element(elements.begin(), elements.end());
   std::array<std::string, kShades> paths;

@@ -370,12 +370,90 @@ Known tiny_coefficients(double unit, Random* random) {
   return {builder.make(), 1.0};
 }
 
+// Of so many pieces of the size of the unit, n go to one side and the others to the other: each side
+// is a member of a cone, and what both are worth together is its last member.
+struct Sides {
+  int32_t number, left, right;
+};
+
+Sides add_sides(int pieces, double price, double unit, Builder* builder) {
+  builder->model().maximize = true;
+  Sides sides;
+  sides.number = builder->add(-price * unit, 0.0, pieces, VarKind::kInteger);
+  sides.left = builder->add(0.0, -kInfinity, kInfinity);
+  sides.right = builder->add(0.0, -kInfinity, kInfinity);
+  builder->add_row(0.0, 0.0, {{sides.left, 1.0}, {sides.number, -unit}});
+  builder->add_row(pieces * unit, pieces * unit, {{sides.right, 1.0}, {sides.number, unit}});
+  return sides;
+}
+
+// The best over all n.
+template <class Worth>
+double best_of(int pieces, Worth&& worth) {
+  double best = worth(0);
+  for (int n = 1; n <= pieces; ++n) best = std::max(best, worth(n));
+  return best;
+}
+
+// max v - p n with v <= left^a right^(1 - a).
+Known power_sides(double unit, Random* random) {
+  const int pieces = random->whole(3, 12);
+  const double price = random->between(-0.1, 0.1);
+  const double a = random->between(0.2, 0.8);
+  Builder builder;
+  const Sides sides = add_sides(pieces, price, unit, &builder);
+  const int32_t v = builder.add(1.0, -kInfinity, kInfinity);
+  builder.model().cones = {{ConeKind::kPower, {sides.left, sides.right, v}, {a, 1.0 - a}}};
+  const double best = best_of(
+      pieces, [&](int n) { return std::pow(n, a) * std::pow(pieces - n, 1.0 - a) - price * n; });
+  return {builder.make(), unit * best};
+}
+
+// max u + v - p n with u <= log(1 + left) and v <= log(1 + right), all in the unit.
+Known logarithmic_sides(double unit, Random* random) {
+  const int pieces = random->whole(3, 12);
+  const double price = random->between(-0.1, 0.1);
+  Builder builder;
+  const Sides sides = add_sides(pieces, price, unit, &builder);
+  for (const int32_t side : {sides.left, sides.right}) {
+    const int32_t whole = builder.add(0.0, -kInfinity, kInfinity);
+    const int32_t one = builder.add(0.0, unit, unit);
+    const int32_t worth = builder.add(1.0, -kInfinity, kInfinity);
+    builder.add_row(unit, unit, {{whole, 1.0}, {side, -1.0}});
+    builder.model().cones.push_back({ConeKind::kExponential, {whole, one, worth}, {}});
+  }
+  const double best =
+      best_of(pieces, [&](int n) { return std::log1p(n) + std::log1p(pieces - n) - price * n; });
+  return {builder.make(), unit * best};
+}
+
+// max X21 - p n with X11 = left and X22 = right: the root of their product.
+Known matrix_sides(double unit, Random* random) {
+  const int pieces = random->whole(3, 12);
+  const double price = random->between(-0.1, 0.1);
+  Builder builder;
+  const Sides sides = add_sides(pieces, price, unit, &builder);
+  Model& model = builder.model();
+  model.matrix_vars.push_back({2});
+  model.matrix_cost.push_back({0, {1, 0, 0.5}});
+  for (const auto& [place, side] : {std::pair{0, sides.left}, std::pair{1, sides.right}}) {
+    const int32_t row = builder.add_row(0.0, 0.0, {{side, -1.0}});
+    model.matrix_coefficients.push_back({row, 0, {place, place, 1.0}});
+  }
+  const double best =
+      best_of(pieces, [&](int n) { return std::sqrt(n * (pieces - n)) - price * n; });
+  return {builder.make(), unit * best};
+}
+
 enum class Family {
   kSwitchedSquares,
   kRiskRow,
   kRiskObjective,
   kRiskCone,
   kSemiContinuous,
+  kPowerSides,
+  kLogarithmicSides,
+  kMatrixSides,
   kFixedCharges,
   kMachineOrders,
   kTinyCoefficients,
@@ -396,6 +474,12 @@ Known make(Family family, double unit, Random* random) {
       return portfolio(Risk::kCone, unit, random);
     case Family::kSemiContinuous:
       return portfolio(Risk::kSemiContinuous, unit, random);
+    case Family::kPowerSides:
+      return power_sides(unit, random);
+    case Family::kLogarithmicSides:
+      return logarithmic_sides(unit, random);
+    case Family::kMatrixSides:
+      return matrix_sides(unit, random);
     case Family::kFixedCharges:
       return fixed_charges(unit, random);
     case Family::kMachineOrders:
@@ -427,6 +511,8 @@ void scale_at_random(Known* known, Random* random) {
     e.entry.value *= row_factor[index(e.con)];
   const double cost_factor = power();
   for (TriangleEntry& e : model.quadratic_cost) e.value *= cost_factor;
+  for (MatrixCoefficient& e : model.matrix_coefficients) e.entry.value *= row_factor[index(e.con)];
+  for (MatrixCostEntry& e : model.matrix_cost) e.entry.value *= cost_factor;
   for (size_t j = 0; j < model.cost.size(); ++j) {
     const bool stays = !model.is_linear() || model.var_kind[j] != VarKind::kContinuous;
     const double column = stays ? 1.0 : power();
@@ -494,9 +580,10 @@ TEST_P(Units, HaveNoPartInTheAnswer) {
 }
 
 std::string name_of_family(const testing::TestParamInfo<int>& info) {
-  static constexpr const char* kNames[] = {"SwitchedSquares", "RiskRow",         "RiskObjective",
-                                           "RiskCone",        "SemiContinuous",  "FixedCharges",
-                                           "MachineOrders",   "TinyCoefficients"};
+  static constexpr const char* kNames[] = {"SwitchedSquares",  "RiskRow",         "RiskObjective",
+                                           "RiskCone",         "SemiContinuous",  "PowerSides",
+                                           "LogarithmicSides", "MatrixSides",     "FixedCharges",
+                                           "MachineOrders",    "TinyCoefficients"};
   return kNames[info.param];
 }
 

@@ -13,6 +13,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "conic/random_conic_model.h"
@@ -152,6 +153,23 @@ TEST(Invariance, OfRandomMixedModels) {
     }
   }
   expect_few_weaker(counts);
+}
+
+// Roots that are computed have elements of 1e-19 and 1e-16 where 0 is meant. They say nothing of
+// units: to scale by them led to wrong optima and failing solves.
+TEST(Invariance, OfSpecksThatRoundingLeaves) {
+  Counts counts;
+  for (const auto& [family, seed] : {std::pair{MixedFamily::kQuadraticObjective, 102U},
+                                     std::pair{MixedFamily::kQuadraticObjective, 123U},
+                                     std::pair{MixedFamily::kQuadraticObjective, 125U},
+                                     std::pair{MixedFamily::kQuadraticObjective, 129U},
+                                     std::pair{MixedFamily::kEverything, 110U}}) {
+    SCOPED_TRACE(seed);
+    const Model model = test::make_mixed_model(family, seed);
+    const Model rewritten = test::rewrite(model, Rewriting::kQuadraticsAsCones, seed);
+    compare(solve(model), solve(rewritten), 1e-5, &counts);
+  }
+  EXPECT_EQ(counts.equal, 5);
 }
 
 // Larger ones would make the test long.

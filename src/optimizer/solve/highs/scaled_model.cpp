@@ -7,6 +7,7 @@
 
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
+#include "task/packed_matrices.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -20,6 +21,9 @@ constexpr int kNearCosts = 4;
 // In a row with an integer variable, coefficients that are smaller by more than 2^kFarthestSwitch
 // do not count.
 constexpr int kFarthestSwitch = 36;
+// A coefficient beside which others of its row and of its column are larger by more than 2^kSpeck is
+// what rounding has left of 0, and tells nothing of units.
+constexpr int kSpeck = 44;
 // The farthest that a factor can be from 1.
 constexpr double kFarthest = 60.0;
 constexpr int kSweeps = 30;
@@ -28,11 +32,13 @@ constexpr int kSweeps = 30;
 class UnitFinder {
  public:
   explicit UnitFinder(const Model& model)
-      : model_(model), column_(model.cost.size(), 0.0), row_(model.con_lower.size() + 1, 0.0) {
+      : model_(model),
+        column_(model.cost.size() + model.matrix_vars.size(), 0.0),
+        row_(model.con_lower.size() + 1, 0.0) {
     collect();
   }
 
-  // By column.
+  // By column; each matrix variable is one more of them.
   std::vector<double> find() {
     begin();
     for (int sweep = 0; sweep < kSweeps; ++sweep) {
@@ -64,11 +70,16 @@ class UnitFinder {
   // The row behind the last is that of a quadratic objective.
   void collect() {
     const SparseMatrix& a = model_.matrix;
+    const std::vector<double> row_size = row_sizes();
     std::vector<double> switches(row_.size(), 0.0);  // the largest of each row
-    for (size_t j = 0; j < column_.size(); ++j) {
+    for (size_t j = 0; j < model_.cost.size(); ++j) {
       const bool integer = is_fixed(static_cast<int32_t>(j));
+      const double least = std::ldexp(column_size(j), -kSpeck);
+      const double reach = std::max(1.0, farthest_bound(j));
       for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
         const size_t i = index(a.row[k]);
+        const double size = std::fabs(a.value[k]);
+        if (size < least && reach * size < std::ldexp(row_size[i], -kSpeck)) continue;
         const bool weak = integer && model_.con_lower[i] != model_.con_upper[i];
         if (weak && std::fabs(a.value[k]) > std::fabs(switches[i])) switches[i] = a.value[k];
         add(i, static_cast<int32_t>(j), -1, a.value[k], weak ? kWeak : 1.0);
@@ -84,6 +95,28 @@ class UnitFinder {
     for (const TriangleEntry& e : model_.quadratic_cost) {
       add(row_.size() - 1, e.row, e.col, e.value);
     }
+    for (const MatrixCoefficient& e : model_.matrix_coefficients) {
+      add(index(e.con), model_.num_var() + e.matrix_var, -1, e.entry.value);
+    }
+  }
+
+  std::vector<double> row_sizes() const {
+    const SparseMatrix& a = model_.matrix;
+    std::vector<double> sizes(row_.size(), 0.0);
+    for (size_t k = 0; k < a.row.size(); ++k) {
+      double& size = sizes[index(a.row[k])];
+      size = std::max(size, std::fabs(a.value[k]));
+    }
+    return sizes;
+  }
+
+  double column_size(size_t j) const {
+    const SparseMatrix& a = model_.matrix;
+    double size = 0.0;
+    for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+      size = std::max(size, std::fabs(a.value[k]));
+    }
+    return size;
   }
 
   // A side may have a switch in it: x <= 5 + 1e8 (1 - z).
@@ -94,7 +127,10 @@ class UnitFinder {
         has_switch && other == 0.0 ? kWeak : 1.0);
   }
 
-  bool is_fixed(int32_t var) const { return is_integer(model_.var_kind[index(var)]); }
+  bool is_matrix(int32_t var) const { return var >= model_.num_var(); }
+  bool is_fixed(int32_t var) const {
+    return !is_matrix(var) && is_integer(model_.var_kind[index(var)]);
+  }
   double factor(int32_t var) const { return var < 0 ? 0.0 : column_[index(var)]; }
 
   // Spreads sizes from where they are known, sides and integers, to the columns beside them, and on
@@ -158,8 +194,8 @@ class UnitFinder {
     }
     for (size_t j = 0; j < column_.size(); ++j) {
       const auto var = static_cast<int32_t>(j);
-      const bool semi = is_semi(model_.var_kind[j]);
-      const double bound = semi ? nearest_bound(j) : farthest_bound(j);
+      const bool semi = !is_matrix(var) && is_semi(model_.var_kind[j]);
+      const double bound = is_matrix(var) ? 0.0 : semi ? nearest_bound(j) : farthest_bound(j);
       if (bound > 0.0) wish(var, std::log2(bound), semi ? 1.0 : kWeak);
       if (count[j] > 0.0 && !is_fixed(var)) column_[j] = sum[j] / count[j];
     }
@@ -226,7 +262,7 @@ class ScalingMonitor : public BackendMonitor {
     return monitor_->should_stop(original);
   }
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
-    monitor_->incumbent(scaled_.to_original(x), barx);
+    monitor_->incumbent(scaled_.to_original(x), scaled_.matrices_to_original(barx));
   }
 
  private:
@@ -239,7 +275,8 @@ class ScalingMonitor : public BackendMonitor {
 ScaledModel::ScaledModel(const MinimizeProblem& problem)
     : model_(problem.model),
       column_(problem.model.cost.size(), 1.0),
-      row_(problem.model.con_lower.size(), 1.0) {
+      row_(problem.model.con_lower.size(), 1.0),
+      matrix_(problem.model.matrix_vars.size(), 1.0) {
   scale_columns();
   scale_rows();
   scale_costs();
@@ -265,6 +302,13 @@ void ScaledModel::scale_columns() {
   };
   for (TriangleEntry& e : model_.quadratic_cost) scale(&e);
   for (ConQuadraticEntry& e : model_.quadratic_coefficients) scale(&e.entry);
+  for (size_t m = 0; m < matrix_.size(); ++m) {
+    matrix_[m] = std::ldexp(1.0, static_cast<int>(exponents[column_.size() + m]));
+  }
+  for (MatrixCostEntry& e : model_.matrix_cost) e.entry.value *= matrix_[index(e.matrix_var)];
+  for (MatrixCoefficient& e : model_.matrix_coefficients) {
+    e.entry.value *= matrix_[index(e.matrix_var)];
+  }
 }
 
 // The largest term of a continuous variable is to be about 1: a switch beside it may be larger. A
@@ -330,8 +374,19 @@ std::vector<double> ScaledModel::to_scaled(std::span<const double> x) const {
   return scaled;
 }
 
+std::vector<double> ScaledModel::matrices_to_original(std::span<const double> barx) const {
+  std::vector<double> original(barx.begin(), barx.end());
+  const std::vector<size_t> starts = packed_starts(model_);
+  if (original.size() != starts.back()) return original;
+  for (size_t m = 0; m < matrix_.size(); ++m) {
+    for (size_t k = starts[m]; k < starts[m + 1]; ++k) original[k] *= matrix_[m];
+  }
+  return original;
+}
+
 void ScaledModel::restore(BackendResult* result) const {
   result->x = to_original(result->x);
+  result->barx = matrices_to_original(result->barx);
   result->progress.objective /= cost_factor_;
   result->progress.bound /= cost_factor_;
 }

@@ -29,8 +29,9 @@ class ScaledModel {
   const Model& model() const { return model_; }
   // The scaled objective is the objective times this.
   double cost_factor() const { return cost_factor_; }
-  // Matrix variables are not scaled.
   std::vector<double> to_original(std::span<const double> x) const;
+  std::vector<double> matrices_to_original(std::span<const double> barx) const;
+  // A start needs no matrix variables.
   std::vector<double> to_scaled(std::span<const double> x) const;
   // A ray of the model from one of the scaled model, or a point.
   void restore(BackendResult* result) const;
@@ -43,7 +44,7 @@ class ScaledModel {
   void scale_costs();
 
   Model model_;
-  std::vector<double> column_, row_;
+  std::vector<double> column_, row_, matrix_;
   double cost_factor_ = 1.0;
   bool same_ = true;
 };

@@ -413,6 +413,8 @@ TEST(LpRead, TyposAreErrorsAndNoVariables) {
         " c: x + (a) >= 2 (a)", " c: (a + b >= 1", " c: 2 <= kg + x"}) {
     EXPECT_EQ(read(with_row(row)).error, "") << row;
   }
+  // Behind a number, too, where the variable is known, be it the first.
+  EXPECT_EQ(read("Minimize\n o: (a + y\nSubject To\n c: 2(a + y >= 1\nEnd\n").error, "");
 }
 
 // A unit is not told from a variable but by what the rest of the file says about it.

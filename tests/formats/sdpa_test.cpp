@@ -139,6 +139,7 @@ TEST(SdpaRead, ErrorsNameThePlace) {
       {"x\n", "text:1:1: the number of constraints, an integer from 0, was expected, found 'x'"},
       {"-1\n", "text:1:1: the number of constraints, an integer from 0, was expected, found '-1'"},
       {"2 2\n", "text:1:3: one number less was expected in this line, found '2'"},
+      {"2 -2\n", "text:1:3: one number less was expected in this line, found '-2'"},
       {"2\n2\n2\n", "text:3: the file ends here, where the size of a block was expected"},
       {"2\n1\n0\n", "text:3:1: the size of a block, which is not 0, was expected, found '0'"},
       {"2\n1\n2 3\n", "text:3:3: one number less was expected in this line, found '3'"},

@@ -60,7 +60,8 @@ bool LpSets::at_kind() const {
 bool LpSets::at_member() const {
   if (tokens_.kind() != LpKind::kName || tokens_.following() != ':') return false;
   const std::string_view number = without_blanks(without_blanks(tokens_.rest()).substr(1));
-  return !number.empty() && std::string_view("0123456789.+-").find(number[0]) != number.npos;
+  return !number.empty() &&
+         std::string_view("0123456789.+-").find(number[0]) != std::string_view::npos;
 }
 
 bool LpSets::read_kind(LpSection section, OrderedSet* set) {

@@ -53,15 +53,14 @@ Status Reformulation::replace_products(int32_t con, std::vector<TriangleEntry>* 
   for (const TriangleEntry& entry : *entries) {
     double value = 0.0;
     if (entry.value == 0.0) continue;
-    if (entry.row == entry.col && user_.is_binary(entry.row)) {
+    const bool square = entry.row == entry.col;
+    if (square && user_.is_binary(entry.row)) {
       add_linear(con, entry.row, 0.5 * entry.value);
-    } else if (entry.row == entry.col) {
-      left.push_back(entry);
-    } else if (is_fixed(entry.row, &value)) {
+    } else if (!square && is_fixed(entry.row, &value)) {
       add_linear(con, entry.col, value * entry.value);
-    } else if (is_fixed(entry.col, &value)) {
+    } else if (!square && is_fixed(entry.col, &value)) {
       add_linear(con, entry.row, value * entry.value);
-    } else if (user_.is_binary(entry.row) || user_.is_binary(entry.col)) {
+    } else if (!square && (user_.is_binary(entry.row) || user_.is_binary(entry.col))) {
       int32_t product = -1;
       Status status = add_product(entry.row, entry.col, &product);
       if (!status.ok()) return status;
@@ -109,7 +108,7 @@ Status Reformulation::add_product(int32_t first, int32_t second, int32_t* produc
   add_row(0.0, -lower, 0.0, kInfinity);       // w >= lower z
   add_row(-1.0, -lower, -kInfinity, -lower);  // w <= x - lower (1 - z)
   add_row(-1.0, -upper, -upper, kInfinity);   // w >= x - upper (1 - z)
-  completions_.push_back([w, x, z](std::vector<double>* point) {
+  completions_.emplace_back([w, x, z](std::vector<double>* point) {
     (*point)[index(w)] = (*point)[index(x)] * (*point)[index(z)];
   });
   *product = known->second = w;

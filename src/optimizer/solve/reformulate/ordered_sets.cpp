@@ -112,7 +112,7 @@ std::vector<int32_t> Reformulation::add_segment_switches(const OrderedSet& set) 
     on = model_.add_switch();
     model_.add_term(choice, on, 1.0);
   }
-  completions_.push_back([vars = set.vars, switches](std::vector<double>* x) {
+  completions_.emplace_back([vars = set.vars, switches](std::vector<double>* x) {
     for (const int32_t on : switches) (*x)[index(on)] = 0.0;
     (*x)[index(switches[segment_of(vars, *x)])] = 1.0;
   });
@@ -140,7 +140,7 @@ bool Reformulation::find_sum(const OrderedSet& set, double* sum) {
   const SparseMatrix& matrix = user_.matrix;
   if (row_sizes_.empty()) {
     row_sizes_.assign(user_.con_lower.size(), 0);
-    for (size_t k = 0; k < matrix.row.size(); ++k) row_sizes_[index(matrix.row[k])] += 1;
+    for (const int32_t row : matrix.row) ++row_sizes_[index(row)];
     for (const ConQuadraticEntry& entry : user_.quadratic_coefficients) {
       row_sizes_[index(entry.con)] = -1;
     }
@@ -213,7 +213,7 @@ void Reformulation::add_codes(const OrderedSet& set, double sum) {
       model_.add_term(before ? on : off, set.vars[k], 1.0);
     }
   }
-  completions_.push_back([vars = set.vars, bits](std::vector<double>* x) {
+  completions_.emplace_back([vars = set.vars, bits](std::vector<double>* x) {
     const uint32_t code = gray_code(segment_of(vars, *x));
     for (size_t b = 0; b < bits.size(); ++b) {
       (*x)[index(bits[b])] = static_cast<double>((code >> b) & 1U);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace vorlan::companion {
 
@@ -145,6 +147,38 @@ std::vector<ModelCone> cones(const json& variables) {
   return found;
 }
 
+std::vector<ModelSet> sets(const json& document) {
+  std::vector<ModelSet> found;
+  if (!document.contains("sets")) return found;
+  const json& map = document["sets"];
+  const std::vector<std::string> set_names = names(map, map["kind"].size(), 's');
+  std::size_t first = 0;
+  for (std::size_t k = 0; k < map["kind"].size(); ++k) {
+    const auto size = map["size"][k].get<std::size_t>();
+    std::vector<std::pair<double, int>> ordered;
+    for (std::size_t i = first; i < first + size; ++i) {
+      ordered.emplace_back(number(map["weights"][i]), map["members"][i].get<int>());
+    }
+    std::sort(ordered.begin(), ordered.end());
+    ModelSet set{set_names[k], map["kind"][k].get<int>(), {}};
+    for (const auto& [weight, member] : ordered) set.members.push_back(member);
+    found.push_back(std::move(set));
+    first += size;
+  }
+  return found;
+}
+
+std::vector<Indicator> indicators(const json& document) {
+  std::vector<Indicator> found;
+  if (!document.contains("indicators")) return found;
+  const json& map = document["indicators"];
+  for (std::size_t k = 0; k < map["constraint"].size(); ++k) {
+    found.push_back(
+        {map["constraint"][k].get<int>(), map["variable"][k].get<int>(), number(map["value"][k])});
+  }
+  return found;
+}
+
 std::vector<Kind> kinds(const json& variables, std::size_t count) {
   std::vector<Kind> found(count, Kind::kContinuous);
   for (std::size_t j = 0; j < size_of(variables, "kind"); ++j) {
@@ -155,9 +189,9 @@ std::vector<Kind> kinds(const json& variables, std::size_t count) {
 
 // What a later version of the library may write is not passed over silently.
 std::vector<std::string> unknown_parts(const json& document) {
-  constexpr const char* kKnown[] = {"format",           "version",     "modelname",    "objective",
-                                    "variables",        "constraints", "coefficients", "parameters",
-                                    "matrix variables", "solutions"};
+  constexpr const char* kKnown[] = {
+      "format",       "version",    "modelname",        "objective", "variables", "constraints",
+      "coefficients", "parameters", "matrix variables", "solutions", "sets",      "indicators"};
   std::vector<std::string> unknown;
   for (const auto& [key, value] : document.items()) {
     bool known = false;
@@ -186,6 +220,8 @@ ModelData data_of(const json& document) {
   data.quadratic_terms = quadratic_terms(constraints);
   data.matrix_terms = matrix_terms(constraints);
   data.terms = matrix_terms_by_columns(document);
+  data.sets = sets(document);
+  data.indicators = indicators(document);
   if (document.contains("matrix variables")) {
     const json& matrices = document["matrix variables"];
     data.dimensions = matrices["dimension"].get<std::vector<int>>();

@@ -57,6 +57,20 @@ struct ModelCone {
   std::vector<double> exponents;
 };
 
+// A special ordered set: at most so many members that are next to each other may differ from 0.
+struct ModelSet {
+  std::string name;
+  int most = 1;              // 1 or 2, by its type
+  std::vector<int> members;  // in the order of their weights
+};
+
+// The constraint holds where the binary variable has the value, and nowhere else.
+struct Indicator {
+  int constraint = 0;
+  int variable = 0;
+  double value = 1.0;
+};
+
 struct ModelData {
   bool maximize = false;
   double constant = 0.0;
@@ -72,6 +86,8 @@ struct ModelData {
   std::vector<MatrixTerm> matrix_cost;
   std::vector<MatrixTerm> matrix_terms;
   std::vector<ModelCone> cones;
+  std::vector<ModelSet> sets;
+  std::vector<Indicator> indicators;
   std::vector<int> dimensions;  // of the matrix variables
   std::vector<std::string> matrix_names;
   std::vector<std::string> unknown_parts;  // keys of the file that this program does not know

@@ -184,6 +184,37 @@ double lacking_shift(const std::vector<double>& matrix, int dimension) {
   return enough;
 }
 
+// The largest member beside those neighbours that leave the least.
+Violation set_violation(const ModelSet& set, const std::vector<double>& values) {
+  const std::size_t most = static_cast<std::size_t>(set.most);
+  double amount = kInfinity;
+  for (std::size_t first = 0; first == 0 || first + most <= set.members.size(); ++first) {
+    double beside = 0.0;
+    for (std::size_t i = 0; i < set.members.size(); ++i) {
+      const bool is_kept = i >= first && i < first + most;
+      if (!is_kept) beside = std::max(beside, excess(std::abs(values[at(set.members[i])])));
+    }
+    amount = std::min(amount, beside);
+  }
+  return {Requirement::kSet,
+          set.name,
+          amount,
+          amount,
+          1.0,
+          set.most == 1 ? "at most 1 not 0" : "at most 2 neighbours not 0"};
+}
+
+// The constraints that an indicator leaves out at this point.
+std::vector<bool> left_out(const ModelData& model, const std::vector<double>& values) {
+  constexpr double kHalf = 0.5;  // a binary variable has the value that is nearer
+  std::vector<bool> is_out(model.sides.size());
+  for (const Indicator& indicator : model.indicators) {
+    is_out[at(indicator.constraint)] =
+        std::abs(values[at(indicator.variable)] - indicator.value) > kHalf;
+  }
+  return is_out;
+}
+
 }  // namespace
 
 PointCheck check_point(const ModelData& model, const Point& point) {
@@ -194,7 +225,9 @@ PointCheck check_point(const ModelData& model, const Point& point) {
     if (violation.amount > 0.0) check.violations.push_back(std::move(violation));
   };
   const std::vector<double> sums = activities(model, point);
+  const std::vector<bool> is_out = left_out(model, point.values);
   for (std::size_t i = 0; i < sums.size(); ++i) {
+    if (is_out[i]) continue;
     keep(range_violation(Requirement::kRow, model.constraint_names[i], sums[i], model.sides[i]));
   }
   for (std::size_t j = 0; j < point.values.size(); ++j) {
@@ -205,6 +238,7 @@ PointCheck check_point(const ModelData& model, const Point& point) {
           excess(std::abs(value - std::round(value))), 1.0, "integer"});
   }
   for (const ModelCone& cone : model.cones) keep(cone_violation(cone, point.values));
+  for (const ModelSet& set : model.sets) keep(set_violation(set, point.values));
   for (std::size_t m = 0; m < point.matrices.size(); ++m) {
     const double shift = lacking_shift(point.matrices[m], model.dimensions[m]);
     keep({Requirement::kMatrix, model.matrix_names[m], -shift, shift,
@@ -214,7 +248,8 @@ PointCheck check_point(const ModelData& model, const Point& point) {
 }
 
 const char* word(Requirement requirement) {
-  constexpr std::array kWords = {"constraint", "bound", "integer", "cone", "matrix variable"};
+  constexpr std::array kWords = {"constraint", "bound",           "integer",
+                                 "cone",       "matrix variable", "set"};
   return kWords.at(static_cast<std::size_t>(requirement));
 }
 

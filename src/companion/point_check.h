@@ -14,7 +14,7 @@ struct Point {
   std::vector<std::vector<double>> matrices;  // packed lower triangles, column by column
 };
 
-enum class Requirement { kRow, kBound, kIntegrality, kCone, kMatrix };
+enum class Requirement { kRow, kBound, kIntegrality, kCone, kMatrix, kSet };
 
 struct Violation {
   Requirement requirement = Requirement::kRow;
@@ -42,7 +42,7 @@ inline bool counts(const Violation& violation, double tolerance) {
 // True of the kinds that must be whole.
 inline bool is_whole(Kind kind) { return kind == Kind::kInteger || kind == Kind::kSemiInteger; }
 
-// A word for each requirement: "constraint", "bound", "integer", "cone", "matrix variable".
+// A word for each requirement: "constraint", "bound", "integer", "cone", "matrix variable", "set".
 const char* word(Requirement requirement);
 
 }  // namespace vorlan::companion

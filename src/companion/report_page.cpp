@@ -220,6 +220,10 @@ std::string statistics(const ModelData& model) {
   const std::size_t quadratic = model.quadratic_cost.size() + model.quadratic_terms.size();
   if (quadratic > 0) rows += row("Quadratic terms", std::to_string(quadratic));
   if (!model.cones.empty()) rows += row("Cones", cones_text(model));
+  if (!model.sets.empty()) rows += row("Special ordered sets", std::to_string(model.sets.size()));
+  if (!model.indicators.empty()) {
+    rows += row("Indicators", std::to_string(model.indicators.size()));
+  }
   if (!model.dimensions.empty()) {
     const int largest = *std::max_element(model.dimensions.begin(), model.dimensions.end());
     rows += row("Matrix variables",
@@ -261,6 +265,7 @@ std::string largest_by_requirement(const ModelData& model,
       {Requirement::kIntegrality, has_integers, "of an integer"},
       {Requirement::kCone, !model.cones.empty(), "of a cone"},
       {Requirement::kMatrix, !model.dimensions.empty(), "of a matrix variable"},
+      {Requirement::kSet, !model.sets.empty(), "of a set"},
   };
   std::string rows;
   for (const auto& [requirement, is_there, title] : kRows) {

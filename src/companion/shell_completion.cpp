@@ -2,24 +2,19 @@
 
 #include <fmt/format.h>
 
-#include "parameter_table.h"
-
 namespace vorlan::companion {
 
 namespace {
 
 constexpr const char* kOrigin = "# Made by \"vorlan completion {}\".\n";
 
+// The names of parameters are asked for when they are needed: the library may know others by then.
+constexpr const char* kNamesOfParameters = "vorlan params 2>/dev/null | cut -d: -f1";
+
 std::string joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
   return text;
-}
-
-std::vector<std::string> parameter_names() {
-  std::vector<std::string> names;
-  for (const ParameterRow& row : parameter_rows()) names.push_back(row.name);
-  return names;
 }
 
 std::vector<std::string> command_names(const CommandTable& table) {
@@ -62,7 +57,7 @@ std::string bash_words(ArgumentKind kind) {
     case ArgumentKind::kFile:
       return "-f";
     case ArgumentKind::kSetting:
-      return fmt::format("-S = -W '{}'", joined(parameter_names()));
+      return fmt::format("-S = -W \"$({})\"", kNamesOfParameters);
     case ArgumentKind::kShell:
       return fmt::format("-W '{}'", quoted_shells());
     default:
@@ -140,7 +135,7 @@ std::string zsh_action(ArgumentKind kind) {
     case ArgumentKind::kFile:
       return "_files";
     case ArgumentKind::kSetting:
-      return fmt::format("compadd -S = -- {}", joined(parameter_names()));
+      return "_vorlan_settings";
     case ArgumentKind::kShell:
       return fmt::format("({})", quoted_shells());
     default:
@@ -180,7 +175,13 @@ std::string zsh(const CommandTable& table) {
         fmt::format("    '{}:{}'\n", command.name, zsh_text(command.parser->get_description()));
   }
   return "#compdef vorlan\n" + fmt::format(kOrigin, "zsh") +
-         fmt::format(R"(
+         fmt::format(R"zsh(
+_vorlan_settings() {{
+  local -a names
+  names=(${{(f)"$({})"}})
+  compadd "$@" -S = -a names
+}}
+
 _vorlan() {{
   local -a commands
   commands=(
@@ -192,8 +193,8 @@ _vorlan() {{
 }}
 
 _vorlan "$@"
-)",
-                     first_words, cases, zsh_command(table.commands().front()));
+)zsh",
+                     kNamesOfParameters, first_words, cases, zsh_command(table.commands().front()));
 }
 
 // Within single quotes fish knows \\ and \' alone.
@@ -211,7 +212,7 @@ std::string fish_argument(ArgumentKind kind) {
     case ArgumentKind::kFile:
       return " -r -F";
     case ArgumentKind::kSetting:
-      return fmt::format(" -x -a '{}'", joined(parameter_names()));
+      return fmt::format(" -x -a '({})'", kNamesOfParameters);
     default:
       return " -x";
   }

@@ -299,6 +299,18 @@ class Check(CompanionTest):
             texts = ["".join(f"{name} {value}\n" for name, value in zip("xyz", point)) for point in (inside, outside)]
             self.assertEqual([self.violations("k.ptf", text) for text in texts], [[], [("cone", "k", 1)]], kind)
 
+    def test_a_set_and_an_indicator_are_held_as_they_are_meant(self):
+        self.file("s.jtask", json.dumps({
+            "format": "vorlan task", "version": 2, "objective": {"sense": "minimize", "linear": [1, 1, 1]},
+            "variables": {"kind": [0, 0, 1], "lower": [0, 0, 0], "upper": [9, 9, 1], "names": ["x", "y", "z"]},
+            "constraints": {"lower": [2], "upper": ["inf"], "names": ["c"]},
+            "coefficients": {"start": [0, 1, 1, 1], "row": [0], "value": [1]},
+            "indicators": {"constraint": [0], "variable": [2], "value": [1]},
+            "sets": {"kind": [1], "size": [2], "members": [0, 1], "weights": [1, 2], "names": ["s"]}}))
+        self.assertEqual(self.violations("s.jtask", "x 0\ny 3\nz 0\n"), [])
+        self.assertEqual(self.violations("s.jtask", "x 0\ny 3\nz 1\n"), [("constraint", "c", 2)])
+        self.assertEqual(self.violations("s.jtask", "x 2\ny 3\nz 1\n"), [("set", "s", 2)])
+
     def test_a_semi_continuous_variable_may_be_0(self):
         model = self.file("s.lp", "minimize\n o: x\nsubject to\n c: x <= 50\nbounds\n 2 <= x <= 10\n"
                                   "semi-continuous\n x\nend\n")
@@ -489,8 +501,9 @@ class Words(CompanionTest):
         script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _vorlan 2>/dev/null; '
                   'printf "%s\\n" "${COMPREPLY[@]}"')
         bash = ROOT / "packaging" / "completions" / "vorlan.bash"
+        path = f"{pathlib.Path(PROGRAM).parent}:{os.environ['PATH']}"
         ended = subprocess.run(["bash", "--norc", "-c", script, "bash", bash, "vorlan", *words], cwd=self.place,
-                               capture_output=True, text=True, timeout=60, check=True)
+                               env=dict(os.environ, PATH=path), capture_output=True, text=True, timeout=60, check=True)
         return ended.stdout.split()
 
     def test_bash_offers_what_fits(self):

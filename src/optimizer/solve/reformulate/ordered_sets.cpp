@@ -22,21 +22,17 @@ std::string shown_set(const Model& model, size_t place) {
   return "set '" + std::string(name) + '\'';
 }
 
-// The place of the segment that holds the nonzero members: that of the first one, or one before
-// where it is the last member.
+// The place of the segment that holds the nonzero members: the largest of them and the larger one of
+// its neighbours.
 size_t segment_of(const std::vector<int32_t>& vars, const std::vector<double>& x) {
-  size_t first = 0;
+  const auto size = [&](size_t k) { return std::fabs(x[index(vars[k])]); };
   size_t largest = 0;
   for (size_t k = 1; k < vars.size(); ++k) {
-    if (std::fabs(x[index(vars[k])]) > std::fabs(x[index(vars[largest])])) largest = k;
+    if (size(k) > size(largest)) largest = k;
   }
-  // The nonzero neighbour of the largest one is before it or behind it.
-  first = largest;
-  const auto size = [&](size_t k) { return std::fabs(x[index(vars[k])]); };
-  const bool has_before = largest > 0;
-  const bool has_behind = largest + 1 < vars.size();
-  if (has_before && (!has_behind || size(largest - 1) > size(largest + 1))) first = largest - 1;
-  return std::min(first, vars.size() - 2);
+  if (largest == 0) return 0;
+  const bool is_last = largest + 1 == vars.size();
+  return is_last || size(largest - 1) > size(largest + 1) ? largest - 1 : largest;
 }
 
 }  // namespace
@@ -85,7 +81,7 @@ int32_t Reformulation::add_switch_of(int32_t var) {
   if (user_.is_binary(var)) return var;
   const int32_t on = model_.add_switch();
   tie(var, {on});
-  completions_.push_back(
+  completions_.emplace_back(
       [var, on](std::vector<double>* x) { (*x)[index(on)] = (*x)[index(var)] == 0.0 ? 0.0 : 1.0; });
   return on;
 }

@@ -1,5 +1,6 @@
 // Operations that set and read parameters.
 #include "api/operation.h"
+#include "task/text.h"
 
 using namespace vorlan;
 using namespace vorlan::api;
@@ -18,7 +19,13 @@ VLNrescode_enum VLN_getintparam(vlntaskt* task, int32_t param, int32_t* value) {
 VLNrescode_enum VLN_putstrparam(vlntaskt* task, int32_t param, const char* value) {
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"value", value}});
-    return status.ok() ? t.parameters.put_string(param, value) : status;
+    if (!status.ok()) return status;
+    const char* cleared = *value == '\0' ? t.parameters.name_if_set(param) : nullptr;
+    status = t.parameters.put_string(param, value);
+    if (status.ok() && cleared != nullptr) {
+      t.log_text(kLogSummary, format_text("safe read: cleared %s\n", cleared));
+    }
+    return status;
   });
 }
 

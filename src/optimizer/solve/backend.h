@@ -45,6 +45,7 @@ struct Progress {
   int64_t simplex_iterations = 0;
   int64_t interior_iterations = 0;
   int64_t nodes = 0;
+  int64_t open_nodes = -1;  // negative: not known
 };
 
 enum class Outcome : int32_t {
@@ -121,6 +122,9 @@ class BackendMonitor {
   // A backend calls this as often as its solver allows. When it is true, the backend ends as soon
   // as possible.
   virtual bool should_stop(const Progress& progress) = 0;
+  // An event of a mixed-integer solve that is worth a line of its table at once: a better point, the
+  // first bound, a round. The origin says in a few words where it comes from.
+  virtual void milestone(const Progress& /*progress*/, std::string_view /*origin*/) {}
   // A better feasible point of a mixed-integer model; barx is empty where it has no matrix
   // variables.
   virtual void incumbent(std::span<const double> x, std::span<const double> barx) = 0;
@@ -129,6 +133,21 @@ class BackendMonitor {
   // The point, with multipliers if there are any, that stands should the process end before the
   // solve does. Its violation of the constraints is infinite where nobody has measured it.
   virtual void keep(const BackendResult& /*point*/, double /*primal_violation*/) {}
+};
+
+// For a solve on the way to another one, whose log, points and figures mean nothing outside.
+class SilentMonitor : public BackendMonitor {
+ public:
+  // Stops when the outside does, which goes on seeing the progress from before.
+  explicit SilentMonitor(BackendMonitor* outside, const Progress& before = {})
+      : outside_(outside), before_(before) {}
+  void log(std::string_view) override {}
+  bool should_stop(const Progress&) override { return outside_->should_stop(before_); }
+  void incumbent(std::span<const double>, std::span<const double>) override {}
+
+ private:
+  BackendMonitor* outside_;
+  Progress before_;
 };
 
 struct Backend {

@@ -17,6 +17,9 @@ class CheckingMonitor : public BackendMonitor {
   CheckingMonitor(const Model& model, BackendMonitor* next) : model_(model), next_(next) {}
   void log(std::string_view text) override { next_->log(text); }
   bool should_stop(const Progress& progress) override { return next_->should_stop(progress); }
+  void milestone(const Progress& progress, std::string_view origin) override {
+    next_->milestone(progress, origin);
+  }
   bool wants_point() override { return next_->wants_point(); }
   void keep(const BackendResult& point, double primal_violation) override {
     next_->keep(point, primal_violation);

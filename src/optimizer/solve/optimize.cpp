@@ -77,7 +77,7 @@ Status optimize(Task* task, Code* termination) {
   Listener listener(task);
   const SolvePlan plan = choose_backend(task->model, task->parameters);
   const MinimizeProblem problem(task->model, find_start(*task, plan.solution), plan.cutoffs);
-  log_start(*task);
+  log_start(*task, plan);
   log_unused(*task, plan.method);
   listener.beat_now({});
   const Work work = [&](const Parameters& parameters, double seconds, BackendMonitor* monitor,

@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <thread>
 
+#include "solve/model_statistics.h"
 #include "solve/solve_plan.h"
 #include "task/numeric.h"
 #include "task/status_words.h"
@@ -25,6 +28,8 @@ const char* words(ConeKind kind) {
   return kKinds[index(kind)];
 }
 
+std::string cone_words(ConeKind kind) { return std::string(words(kind)) + " cones"; }
+
 // Cones by kind, with the variables in them.
 std::string describe_cones(const Model& model) {
   constexpr size_t kNumKinds = index(ConeKind::kDualPower) + 1;
@@ -37,8 +42,9 @@ std::string describe_cones(const Model& model) {
   std::string text;
   for (size_t kind = 0; kind < kNumKinds; ++kind) {
     if (cones[kind] == 0) continue;
-    text += format_text("  %s cones: %zu of %zu variables\n", words(static_cast<ConeKind>(kind)),
-                        cones[kind], members[kind]);
+    text +=
+        format_text("  %s: %zu of %s\n", cone_words(static_cast<ConeKind>(kind)).c_str(),
+                    cones[kind], counted(static_cast<int64_t>(members[kind]), "variable").c_str());
   }
   return text;
 }
@@ -49,9 +55,9 @@ std::string describe_matrix_variables(const Model& model) {
   for (const MatrixVariable& variable : model.matrix_vars) {
     largest = std::max(largest, variable.dimension);
   }
-  return format_text("  matrix variables: %d of dimension up to %d, %zu elements\n",
-                     model.num_matrix_var(), largest,
-                     model.matrix_cost.size() + model.matrix_coefficients.size());
+  const size_t elements = model.matrix_cost.size() + model.matrix_coefficients.size();
+  return format_text("  matrix variables: %d of dimension up to %d, %s\n", model.num_matrix_var(),
+                     largest, counted(static_cast<int64_t>(elements), "element").c_str());
 }
 
 std::string describe_quadratic_terms(const Model& model) {
@@ -66,40 +72,122 @@ std::string describe_logic(const Model& model) {
                      model.sets.size(), model.indicators.size());
 }
 
+bool is_primal_ray(const Solution& solution) {
+  return solution.status == SolutionStatus::kDualInfeasibleCertificate ||
+         solution.status == SolutionStatus::kDualIllPosedCertificate;
+}
+
+bool is_ray(const Solution& solution) {
+  return is_primal_ray(solution) ||
+         solution.status == SolutionStatus::kPrimalInfeasibleCertificate ||
+         solution.status == SolutionStatus::kPrimalIllPosedCertificate;
+}
+
+// By how much the objective improves along a primal ray, or the multipliers of a dual ray
+// contradict each other; NaN where there is no ray.
+double ray_objective(const Solution& solution) {
+  if (!is_ray(solution)) return std::numeric_limits<double>::quiet_NaN();
+  return is_primal_ray(solution) ? solution.primal_objective : solution.dual_objective;
+}
+
 std::string describe_solution(const Solution& solution, const Residuals& residuals) {
   std::string text = format_text("  problem status    %s\n  solution status   %s\n",
                                  word_of(kProblemStatuses, solution.problem_status),
                                  word_of(kSolutionStatuses, solution.status));
-  const bool is_ray = solution.status == SolutionStatus::kDualInfeasibleCertificate ||
-                      solution.status == SolutionStatus::kDualIllPosedCertificate;
-  if (is_ray || std::isfinite(residuals.primal))
+  const double along_ray = ray_objective(solution);
+  if (std::isfinite(along_ray)) {
+    text += format_text("  objective of ray  %.10e\n", along_ray);
+  } else if (!is_ray(solution) && std::isfinite(residuals.primal)) {
     text += format_text("  objective         %.10e\n", solution.primal_objective);
+  }
   return text;
 }
 
 // Tells what an interior point leaves open between primal and dual.
 std::string describe_duality(const Solution& solution, const Residuals& residuals) {
-  if (!std::isfinite(solution.dual_objective)) return {};
+  if (!std::isfinite(solution.dual_objective) || is_ray(solution)) return {};
   std::string text = format_text("  dual objective    %.10e\n", solution.dual_objective);
   if (std::isfinite(residuals.gap))
     text += format_text("  duality gap       %.1e\n", residuals.gap);
   return text;
 }
 
+bool is_empty(const Model& model) {
+  return model.num_var() == 0 && model.num_con() == 0 && model.num_matrix_var() == 0;
+}
+
+std::string describe_model(const Model& model) {
+  if (is_empty(model)) return "The task is empty: no model has been read\n";
+  std::string text = format_text("Optimization of a %s model: %s, %s, %s; %s\n", kind_of(model),
+                                 counted(model.num_con(), "constraint").c_str(),
+                                 counted(model.num_var(), "variable").c_str(),
+                                 counted(model.matrix.num_elements(), "matrix element").c_str(),
+                                 model.maximize ? "maximize" : "minimize");
+  if (!model.name.empty()) text += "  name: " + on_one_line(model.name) + '\n';
+  return text + describe_quadratic_terms(model) + describe_cones(model) +
+         describe_matrix_variables(model) + describe_logic(model);
+}
+
+// The parameters that somebody has changed, by the words of their values.
+std::vector<std::string> changed_parameters(const Task& task) {
+  const Parameters& parameters = task.parameters;
+  std::vector<std::string> changed;
+  for (const IntParamEntry& entry : int_parameters()) {
+    const int32_t value = parameters.get(entry.param);
+    if (value == entry.initial) continue;
+    std::string text = format_text("%s = %d", entry.name, value);
+    const auto word = std::find_if(entry.words.begin(), entry.words.end(),
+                                   [value](const ValueWord& w) { return w.value == value; });
+    if (word != entry.words.end()) text += format_text(" (%s)", word->word);
+    changed.push_back(std::move(text));
+  }
+  for (const DoubleParamEntry& entry : double_parameters()) {
+    const double value = parameters.get(entry.param);
+    if (value != entry.initial) changed.push_back(format_text("%s = %g", entry.name, value));
+  }
+  for (const StringParamEntry& entry : string_parameters()) {
+    const std::string& value = parameters.get(entry.param);
+    if (value.empty()) continue;
+    changed.push_back(entry.name + (" = " + on_one_line(task.shown_name(value))));
+  }
+  return changed;
+}
+
+std::string describe_parameters(const Task& task) {
+  const std::vector<std::string> changed = changed_parameters(task);
+  std::string text;
+  for (const std::string& parameter : changed) {
+    text += (text.empty() ? "Parameters: " : ", ") + parameter;
+  }
+  return text.empty() ? text : text + '\n';
+}
+
+// Branch and cut alone uses more than one thread.
+std::string describe_threads(const Task& task, const SolvePlan& plan) {
+  const int32_t cores = std::max(1, static_cast<int32_t>(std::thread::hardware_concurrency()));
+  int32_t threads = 1;
+  if (plan.in_child && plan.solution == SolutionKind::kInteger) {
+    const int32_t asked = task.parameters.get(IntParam::kNumThreads);
+    threads = asked > 0 ? asked : (cores + 1) / 2;
+  }
+  return format_text("%s, %s", counted(cores, "core").c_str(), counted(threads, "thread").c_str());
+}
+
+std::string describe_library(const Task& task, const SolvePlan& plan) {
+  const double limit = task.parameters.get(DoubleParam::kTimeLimit);
+  const std::string time =
+      std::isfinite(limit) ? format_text("time limit %g s", limit) : "no time limit";
+  return format_text("Optimizer library " VORLAN_VERSION ": %s, %s\n",
+                     describe_threads(task, plan).c_str(), time.c_str());
+}
+
 }  // namespace
 
-void log_start(const Task& task) {
-  const Model& model = task.model;
-  std::string text = format_text(
-      "Optimization of a %s model: %d constraints, %d variables, %lld "
-      "matrix elements; %s\n",
-      kind_of(model), model.num_con(), model.num_var(),
-      static_cast<long long>(model.matrix.num_elements()),
-      model.maximize ? "maximize" : "minimize");
-  text += describe_quadratic_terms(model) + describe_cones(model);
-  text += describe_matrix_variables(model) + describe_logic(model);
-  if (model.maximize) text += "The optimizer's own log shows the negated objective, minimized.\n";
-  task.log_text(kLogSummary, text);
+void log_start(const Task& task, const SolvePlan& plan) {
+  task.log_text(kLogSummary, describe_library(task, plan) + describe_parameters(task) +
+                                 describe_model(task.model));
+  if (task.parameters.get(IntParam::kLog) < kLogFull) return;
+  task.log_text(kLogFull, describe_ranges(task.model) + advise_on_scaling(task.model));
 }
 
 namespace {
@@ -119,8 +207,7 @@ const char* describe_origin(const SolveEnd& end) {
 const char* describe_refusal(const SolveEnd& end) {
   if (end.outcome != Outcome::kOptimal || is_optimal(end.solution)) return "";
   return "The optimizer claims an optimum, but its residuals are too large: the status is what "
-         "they "
-         "bear out\n";
+         "they bear out\n";
 }
 
 // Names each residual of an optimum that is larger than the parameters ask.
@@ -155,7 +242,9 @@ void log_end(const Task& task, const SolveEnd& end) {
   text += describe_refusal(end);
   text += describe_missed_tolerances(task, end);
   text += "Optimization ended";
-  if (end.termination != Code::kOk) {
+  if (end.termination == Code::kTrmUserCallback) {
+    text += ": stopped by the caller (time limit of the command, or SIGTERM)";
+  } else if (end.termination != Code::kOk) {
     text += format_text(": %s", find_code(static_cast<int32_t>(end.termination))->text);
   }
   text += '\n';
@@ -203,7 +292,8 @@ std::vector<Figure> make_figures(const Model& model, const SolveEnd& end) {
   if (end.kind != SolutionKind::kInteger) {
     add("dual violation", residuals.dual);
     add("duality gap", residuals.gap);
-    add("dual objective", end.solution.dual_objective);
+    if (!is_ray(end.solution)) add("dual objective", end.solution.dual_objective);
+    add("ray objective", ray_objective(end.solution));
     return figures;
   }
   add("bound", model.stated_objective(progress.bound));

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solve/backend.h"
+#include "solve/solve_plan.h"
 #include "task/task.h"
 
 namespace vorlan {
@@ -21,7 +22,8 @@ struct SolveEnd {
   double seconds = 0.0;
 };
 
-void log_start(const Task& task);
+// The library, the parameters that somebody has set, and the model.
+void log_start(const Task& task, const SolvePlan& plan);
 // The text also says where the answer is one that was held, and where the statuses are weaker than
 // the claim.
 void log_end(const Task& task, const SolveEnd& end);

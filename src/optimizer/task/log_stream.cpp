@@ -70,6 +70,10 @@ void LogStream::write(const std::string& text) {
   write_copy(text);
 }
 
+bool LogStream::is_told_at_once() const {
+  return function_ != nullptr || file_.is_standard_error();
+}
+
 void LogStream::unlink() {
   file_.close();
   function_ = nullptr;

@@ -34,6 +34,9 @@ class LogStream {
   // Writes to that file alone.
   void write_copy(const std::string& text);
 
+  // False where text goes nowhere, or into a file that nobody may be looking at.
+  bool is_told_at_once() const;
+
   bool linked() const { return file_.is_open() || function_ != nullptr; }
 
   // Hands a piece of text on at once, so that the log of a killed run is whole; dropped when

@@ -252,6 +252,11 @@ Status Parameters::put_string(int32_t index, std::string_view value) {
   return status;
 }
 
+const char* Parameters::name_if_set(int32_t index) const {
+  const size_t slot = find_slot(kStrings, index);
+  return slot < kNumStrings && !strings_[slot].empty() ? kStrings[slot].name : nullptr;
+}
+
 Status Parameters::put_by_name(std::string_view name, std::string_view value) {
   for (size_t slot = 0; slot < kNumInts; ++slot) {
     if (name != kInts[slot].name) continue;

@@ -109,6 +109,8 @@ class Parameters {
   Status put_int(int32_t index, int32_t value);
   Status get_int(int32_t index, int32_t* value) const;
   Status put_string(int32_t index, std::string_view value);
+  // The name of a string parameter that is not empty; nullptr for any other number.
+  const char* name_if_set(int32_t index) const;
   // Takes the value as a number, as one of the parameter's words, or as a string parameter's text.
   Status put_by_name(std::string_view name, std::string_view value);
 

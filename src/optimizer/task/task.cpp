@@ -19,11 +19,9 @@ void Task::report(const Status& failure) {
   last_code = failure.code();
   last_message = on_one_line(failure.message());
   const std::string line = failure_line(failure);
-  if (log.linked()) {
-    log.write(line);
-  } else {
-    write_to_standard_error(line);
-  }
+  if (log.linked()) log.write(line);
+  // A person whose log goes to a file would see nothing of it.
+  if (!log.is_told_at_once()) write_to_standard_error(line);
 }
 
 std::string failure_line(const Status& failure) {

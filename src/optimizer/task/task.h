@@ -44,8 +44,8 @@ struct Task {
   // Library text for the log, from the level of VLN_IPAR_LOG on.
   void log_text(int32_t level, const std::string& text) const;
 
-  // Keeps the failure for VLN_getlasterror and tells it: on the log stream, or on standard error
-  // while no stream is linked.
+  // Keeps the failure for VLN_getlasterror and tells it on the log stream, and on standard error
+  // where the stream does not lead to somebody at once.
   void report(const Status& failure);
 };
 

@@ -2,7 +2,6 @@
 #include "task/text.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -71,6 +70,13 @@ std::string format_text(const char* format, ...) {
   std::optional<std::string> text = format_arguments(format, arguments);
   va_end(arguments);
   return text ? *text : std::string(format);
+}
+
+std::string counted(int64_t count, const char* noun, const char* plural) {
+  const auto number = static_cast<long long>(count);
+  if (count == 1) return format_text("%lld %s", number, noun);
+  return plural != nullptr ? format_text("%lld %s", number, plural)
+                           : format_text("%lld %ss", number, noun);
 }
 
 std::optional<std::string> format_echo(const char* format, va_list arguments) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,9 @@ namespace vorlan {
 
 // Formats a text of the library's own; the format is a literal.
 __attribute__((format(printf, 1, 2))) std::string format_text(const char* format, ...);
+
+// "1 row", "3 rows": the noun takes an s, or the plural that is given.
+std::string counted(int64_t count, const char* noun, const char* plural = nullptr);
 
 // Formats a caller's text by the rule of VLN_echotask: a leading "%s" also takes a
 // std::string_view by value. Nothing when the C library refuses the format.

@@ -93,6 +93,13 @@ void TextSink::close() {
   dropped_ = 0;
 }
 
+bool TextSink::is_standard_error() const {
+  struct stat own = {};
+  struct stat standard = {};
+  return ::fstat(descriptor_, &own) == 0 && ::fstat(STDERR_FILENO, &standard) == 0 &&
+         own.st_dev == standard.st_dev && own.st_ino == standard.st_ino;
+}
+
 void TextSink::write(std::string_view text) {
   if (descriptor_ < 0 || reader_is_gone_ || text.empty()) return;
   const double seconds = is_patient_ ? kPatienceSeconds : 0.0;

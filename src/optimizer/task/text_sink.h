@@ -24,6 +24,9 @@ class TextSink {
   void close();
   bool is_open() const { return descriptor_ >= 0; }
 
+  // True when the descriptor leads to where standard error does.
+  bool is_standard_error() const;
+
   void write(std::string_view text);
 
  private:

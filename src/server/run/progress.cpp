@@ -16,16 +16,13 @@ namespace {
 constexpr size_t kLogEnd = size_t{64} << 10;
 
 // Columns: t time, n nodes, i iterations, o objective, b bound, g relative gap; all else is left alone.
-// The objectives of the interior-point table lack constants and may be negated.
 struct Heading {
   std::string_view first, second;  // the heading's first words
   std::string_view columns;
 };
 // The order is that of ProgressReader::Table.
-constexpr Heading kHeadings[] = {{"", "", ""},
-                                 {"time", "nodes", "tnob-"},
-                                 {"round", "relaxation", "--bo-nt"},
-                                 {"iteration", "primal", "i----g--t"}};
+constexpr Heading kHeadings[] = {
+    {"", "", ""}, {"time", "nodes", "tn-iob-"}, {"iteration", "primal", "iob--g--t"}};
 
 std::vector<std::string_view> split(std::string_view line) {
   std::vector<std::string_view> words;
@@ -48,7 +45,7 @@ std::optional<Number> number(std::string_view word) {
 }
 
 void set_gap(Progress* progress) {
-  if (!progress->objective || !progress->bound) return;
+  if (!progress->objective || !progress->bound || progress->gap) return;
   const double size = std::max(std::fabs(*progress->objective), 1e-10);
   progress->gap = std::fabs(*progress->objective - *progress->bound) / size;
 }
@@ -110,7 +107,9 @@ std::vector<Progress> ProgressReader::read_text(std::string_view text) {
 
 std::optional<Progress> ProgressReader::read_row(const std::vector<std::string_view>& words) const {
   const std::string_view columns = kHeadings[static_cast<size_t>(table_)].columns;
-  if (words.size() != columns.size()) return {};
+  // A row of branch and bound may say behind its columns where a point comes from.
+  const bool has_origin = table_ == Table::kBranchAndBound && words.size() > columns.size();
+  if (words.size() != columns.size() && !has_origin) return {};
   Progress progress;
   for (size_t i = 0; i < columns.size(); ++i) {
     if (columns[i] == 't' && !number<double>(words[i])) return {};

@@ -1,6 +1,5 @@
 // How far a solve has got, from the tables of its log: lines of the library's own making, whose
-// headings say what their columns are. What the optimizers behind it print is left alone, because
-// it may be another model's, negated or without a constant.
+// headings say what their columns are. What the optimizers behind it print is left alone.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +30,7 @@ class ProgressReader {
   std::vector<Progress> read_text(std::string_view text);
 
  private:
-  enum class Table { kNone, kBranchAndBound, kOuterApproximation, kInteriorPoint, kSummary };
+  enum class Table { kNone, kBranchAndBound, kInteriorPoint, kSummary };
   std::optional<Progress> read_row(const std::vector<std::string_view>& words) const;
   std::optional<Progress> read_summary(const std::vector<std::string_view>& words);
 

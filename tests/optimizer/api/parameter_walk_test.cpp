@@ -52,10 +52,13 @@ void put(vlntaskt* task, const char* name, const char* value) {
   ASSERT_EQ(VLN_putparam(task, name, value), VLN_RES_OK) << name << ' ' << value;
 }
 
-// The log tells what is set and not used: that line would be a difference without an effect.
+// The log tells what is set, and what of that is not used: these lines would be a difference without
+// an effect.
 std::string without_unused(std::string log) {
-  const size_t begin = log.find("Set, but not used");
-  if (begin != std::string::npos) log.erase(begin, log.find('\n', begin) + 1 - begin);
+  for (const char* line : {"Optimizer library ", "Parameters: ", "Set, but not used"}) {
+    const size_t begin = log.find(line);
+    if (begin != std::string::npos) log.erase(begin, log.find('\n', begin) + 1 - begin);
+  }
   return log;
 }
 

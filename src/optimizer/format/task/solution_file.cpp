@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <memory>
 
 #include "file/text_reader.h"
@@ -59,19 +60,35 @@ bool read_keys(DocumentReader* reader, std::vector<StatusKey>* keys) {
   return true;
 }
 
+bool is_primal_ray(SolutionStatus status) {
+  return status == SolutionStatus::kDualInfeasibleCertificate ||
+         status == SolutionStatus::kDualIllPosedCertificate;
+}
+
+// A ray has no objective of its own: the change of the objective along it, or what the multipliers
+// contradict each other by.
+bool is_ray(SolutionStatus status) {
+  return is_primal_ray(status) || status == SolutionStatus::kPrimalInfeasibleCertificate ||
+         status == SolutionStatus::kPrimalIllPosedCertificate;
+}
+
 void write_solution(DocumentWriter* writer, const Solution& s) {
   const auto text = [writer](std::string_view word) { return [=] { writer->text(word); }; };
+  const auto number = [writer](double value) { return [=] { writer->number(value); }; };
   const auto array = [writer](const std::vector<double>& values) {
     return [writer, &values] { writer->array(std::span<const double>(values)); };
   };
+  const double ray_objective = is_primal_ray(s.status) ? s.primal_objective : s.dual_objective;
   const auto keys = [writer](const std::vector<StatusKey>& values) {
     return [writer, &values] { write_keys(writer, values); };
   };
   write_map(writer, {{"problem status", text(word_of(kProblemStatuses, s.problem_status))},
                      {"solution status", text(word_of(kSolutionStatuses, s.status))},
-                     {"primal objective", [&] { writer->number(s.primal_objective); }},
-                     {"dual objective", [&] { writer->number(s.dual_objective); },
-                      !std::isnan(s.dual_objective)},
+                     {"primal objective", number(s.primal_objective), !is_ray(s.status)},
+                     {"dual objective", number(s.dual_objective),
+                      !is_ray(s.status) && !std::isnan(s.dual_objective)},
+                     {"ray objective", number(ray_objective),
+                      is_ray(s.status) && !std::isnan(ray_objective)},
                      {"skx", keys(s.skx)},
                      {"skc", keys(s.skc)},
                      {"xx", array(s.xx)},
@@ -94,12 +111,20 @@ bool read_solution(DocumentReader* reader, Solution* s) {
     return [=] { return read_keys(reader, values); };
   };
   s->defined = true;
-  return read_map(
+  const Mark begin = reader->mark();
+  bool has_objective = false;
+  double ray_objective = std::numeric_limits<double>::quiet_NaN();
+  const auto read_objective = [&] {
+    has_objective = true;
+    return reader->read(&s->primal_objective);
+  };
+  const bool done = read_map(
       reader, "a solution",
       {{"problem status", [=] { return read_word(reader, kProblemStatuses, &s->problem_status); },
         true},
        {"solution status", [=] { return read_word(reader, kSolutionStatuses, &s->status); }, true},
-       {"primal objective", [=] { return reader->read(&s->primal_objective); }, true},
+       {"primal objective", read_objective},
+       {"ray objective", [&] { return reader->read(&ray_objective); }},
        {"dual objective", [=] { return reader->read(&s->dual_objective); }},
        {"skx", keys(&s->skx), true},
        {"skc", keys(&s->skc), true},
@@ -113,6 +138,14 @@ bool read_solution(DocumentReader* reader, Solution* s) {
        {"snx", array(&s->snx)},
        {"barx", array(&s->barx)},
        {"bars", array(&s->bars)}});
+  if (!done) return false;
+  if (!has_objective && !is_ray(s->status)) {
+    return reader->fail(begin, "a solution has no key 'primal objective'");
+  }
+  if (!std::isnan(ray_objective)) {
+    (is_primal_ray(s->status) ? s->primal_objective : s->dual_objective) = ray_objective;
+  }
+  return true;
 }
 
 // The size that does not fit; empty when all do.

@@ -111,12 +111,15 @@ bool ConicRun::find_primal_ray() {
   looked_for_ray_ = true;
   proof_ = {};
   const Model directions = conic::model_of_directions(problem_);
-  monitor_->log("Looking for a direction in which the objective falls for ever\n");
+  monitor_->log("Looking for a direction in which the objective improves for ever\n");
   BackendResult found;
   const MinimizeProblem search(directions);
-  ConicRun run(search, parameters_, monitor_);
+  SilentMonitor silent(monitor_);
+  ConicRun run(search, parameters_, &silent);
   const Status status = run.solve(false, &found);
   iterations_ += found.progress.interior_iterations;
+  monitor_->log(format_text("Solved a model of directions: %s\n",
+                            counted(found.progress.interior_iterations, "iteration").c_str()));
   if (!status.ok() || found.outcome != Outcome::kOptimal) return false;
   for (size_t j = 0; j < found.x.size(); ++j) {
     found.x[j] = std::clamp(found.x[j], directions.var_lower[j], directions.var_upper[j]);
@@ -155,14 +158,17 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   }
   kept_ = std::move(reduction.kept);
   if (kept_.size() < num_row) {
-    monitor_->log(format_text("Presolve removed %zu equations that follow from others\n",
-                              num_row - kept_.size()));
+    monitor_->log(format_text("Presolve removed %s from others\n",
+                              counted(static_cast<int64_t>(num_row - kept_.size()),
+                                      "equation that follows", "equations that follow")
+                                  .c_str()));
   }
   const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
   scaling_ = scaling;
   scaling_.row = spread(scaling.row, kept_, num_row, 1.0);
   const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
   conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
+  method.show_objectives_of(problem_.model);
   // The caller has no use for a point of another model than its own.
   if (may_have_ray) {
     method.offer_points(

@@ -237,11 +237,15 @@ void InteriorPointMethod::offer_point() const {
 }
 
 void InteriorPointMethod::log_heading() const {
-  std::string text = format_text(
-      "Interior-point method: %d variables, %d equations, %zu bounds, %zu cones, %zu matrix "
-      "variables; %lld elements in the factor\n",
-      problem_.num_var(), problem_.num_row(), problem_.bounds.size(), problem_.cones.size(),
-      problem_.matrices.size(), static_cast<long long>(system_->num_factor_elements()));
+  const auto count = [](auto number, const char* noun) {
+    return counted(static_cast<int64_t>(number), noun);
+  };
+  std::string text = "Interior-point method: " + count(problem_.num_var(), "variable") + ", " +
+                     count(problem_.num_row(), "equation") + ", " +
+                     count(problem_.bounds.size(), "bound") + ", " +
+                     count(problem_.cones.size(), "cone") + ", " +
+                     count(problem_.matrices.size(), "matrix variable") + "; " +
+                     count(system_->num_factor_elements(), "element") + " in the factor\n";
   if (algebra_ != nullptr) text += "Dense algebra: " + algebra_->description() + "\n";
   text +=
       " iteration   primal objective     dual objective   primal     dual      gap       mu   step"
@@ -249,12 +253,16 @@ void InteriorPointMethod::log_heading() const {
   monitor_->log(text);
 }
 
+double InteriorPointMethod::stated(double objective) const {
+  return shown_ == nullptr ? objective : shown_->stated_objective(objective) + 0.0;
+}
+
 void InteriorPointMethod::log_iteration(double length) const {
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
   monitor_->log(format_text("%10d %18.9e %18.9e %8.1e %8.1e %8.1e %8.1e %6.4f %6.2f s\n",
-                            iteration_, measures_.primal_objective, measures_.dual_objective,
-                            measures_.primal, measures_.dual, measures_.gap, scalings_->mu(now_),
-                            length, elapsed.count()));
+                            iteration_, stated(measures_.primal_objective),
+                            stated(measures_.dual_objective), measures_.primal, measures_.dual,
+                            measures_.gap, scalings_->mu(now_), length, elapsed.count()));
 }
 
 }  // namespace vorlan::conic

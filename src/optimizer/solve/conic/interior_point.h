@@ -35,6 +35,9 @@ class InteriorPointMethod {
   // Hands on the best iterate while the method runs, whenever the monitor wants a point.
   void offer_points(std::function<void(const InteriorPoint&)> take) { offer_ = std::move(take); }
 
+  // The log shows objectives as this model states them, in its sense and with its constant.
+  void show_objectives_of(const Model& model) { shown_ = &model; }
+
   // A failure means that the dense algebra which matrix variables ask for is not there.
   Status run(InteriorPoint* result);
 
@@ -52,12 +55,14 @@ class InteriorPointMethod {
   void offer_point() const;
   void log_heading() const;
   void log_iteration(double length) const;
+  double stated(double objective) const;
 
   const ConicProblem& problem_;
   const Equilibration& scaling_;
   Tolerances tolerances_;
   BackendMonitor* monitor_;
   std::function<void(const InteriorPoint&)> offer_;
+  const Model* shown_ = nullptr;
   const DenseAlgebra* algebra_ = nullptr;
   std::unique_ptr<Scalings> scalings_;
   std::unique_ptr<NewtonSystem> system_;

@@ -77,6 +77,9 @@ class WholeMonitor : public BackendMonitor {
     }
     return monitor_->should_stop(all);
   }
+  void milestone(const Progress& progress, std::string_view origin) override {
+    if (!silent) monitor_->milestone(progress, origin);
+  }
   void incumbent(std::span<const double> x, std::span<const double>) override {
     if (silent) return;
     const std::vector<double> point = round_integers(problem_.model, {x.begin(), x.end()});
@@ -198,8 +201,10 @@ class Search {
     if (!(objective < incumbent_)) return;
     incumbent_ = objective;
     best_ = x;
+    const bool is_better = incumbent_ < monitor_.done.objective;
     monitor_.done.objective = incumbent_;
     outside_->incumbent(best_, {});
+    if (is_better) outside_->milestone(monitor_.done, "whole integers");
   }
 
   Status search() {

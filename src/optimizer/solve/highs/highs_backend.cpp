@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "Highs.h"
@@ -15,6 +16,7 @@
 #include "solve/highs/exact_integers.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_certificates.h"
+#include "solve/highs/highs_log.h"
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/scaled_model.h"
@@ -30,25 +32,47 @@ namespace {
 struct Watch {
   BackendMonitor* monitor;
   const MinimizeProblem& problem;
+  HighsLog log;
   Progress progress;
-  bool drops_text = false;
   // True while another model than the one that is asked for is solved, to learn something of it.
   bool aside = false;
+  // The best objective that was told as a milestone, and where a better one comes from.
+  double told = kInfinity;
+  std::string origin;
+  bool root_is_told = false;
+
+  Watch(const MinimizeProblem& given_problem, BackendMonitor* given_monitor)
+      : monitor(given_monitor),
+        problem(given_problem),
+        log(given_problem, given_monitor, [this](const HighsTableRow& row) { take_row(row); }) {}
 
   // HiGHS counts the constant in; the library's border does so itself.
   double constant() const { return problem.sense_factor() * problem.model.constant; }
-};
 
-// The table of branch and bound has a line for each new incumbent and restart, thousands on some
-// models, and the report at its end repeats the library's; the library's own progress lines take
-// their place. The legend of the table's letters tells that it begins.
-void pass_text(std::string_view text, Watch* watch) {
-  if (text.find("Src: ") != std::string_view::npos) watch->drops_text = true;
-  // That a rule of presolve is off (highs_options.cpp) tells nobody anything.
-  const bool tells_rules =
-      text.starts_with("Presolve rules not allowed") || text.starts_with("   Rule ");
-  if (!watch->drops_text && !tells_rules) watch->monitor->log(text);
-}
+  // HiGHS calls back for a better point first, and then has a row that says where it comes from.
+  void take_row(const HighsTableRow& row) {
+    progress.open_nodes = row.open_nodes;
+    if (row.origin.empty()) return;
+    origin = row.origin;
+    tell_better_point();
+  }
+
+  void tell_better_point() {
+    // The objective is summed up anew in the end.
+    constexpr double kRounding = 1e-9;
+    const double least = kRounding * std::max(1.0, std::fabs(progress.objective));
+    if (aside || !(progress.objective < told - least)) return;
+    told = progress.objective;
+    monitor->milestone(progress, std::exchange(origin, {}));
+  }
+
+  void tell_root() {
+    if (aside || root_is_told || !std::isfinite(progress.bound)) return;
+    if (progress.simplex_iterations <= 0) return;
+    root_is_told = true;
+    if (progress.nodes == 0) monitor->milestone(progress, "root");
+  }
+};
 
 void note_progress(int type, const HighsCallbackDataOut& data, double constant,
                    Progress* progress) {
@@ -76,7 +100,7 @@ void on_callback(int type, const std::string& text, const HighsCallbackDataOut* 
                  HighsCallbackDataIn* answer, void* handle) {
   auto* watch = static_cast<Watch*>(handle);
   if (type == kCallbackLogging) {
-    pass_text(text, watch);
+    watch->log.take(text);
     return;
   }
   if (!watch->aside) note_progress(type, *data, watch->constant(), &watch->progress);
@@ -85,6 +109,10 @@ void on_callback(int type, const std::string& text, const HighsCallbackDataOut* 
       watch->monitor->incumbent({data->mip_solution, watch->problem.cost.size()}, {});
     }
     return;
+  }
+  if (type == kCallbackMipInterrupt) {
+    watch->tell_root();
+    watch->tell_better_point();
   }
   // HiGHS keeps the last answer, so that each call needs one.
   if (answer != nullptr) answer->user_interrupt = watch->monitor->should_stop(watch->progress);
@@ -172,12 +200,15 @@ void set_start(const MinimizeProblem& problem, const Parameters& parameters,
 
 // Runs the method that was chosen, and others where it gets stuck or fails.
 Status run(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
-           Highs* highs, BackendResult* result) {
+           Highs* highs, HighsLog* log, BackendResult* result) {
   const bool done = highs->run() != HighsStatus::kError && set_outcome(*highs, parameters, result);
   const std::string cause = highs->modelStatusToString(highs->getModelStatus());
   const bool integer = problem.model.is_mixed_integer();
   if (!done) stop_with(Code::kTrmStall, result);
+  log->tell_further_solves("with numbers taken as they are");
+  log->be_quiet();
   if (!integer) help_stuck(parameters, seconds, highs, result);
+  log->tell_further_solves("by the simplex method, because the first run was stuck");
   if (done || (!integer && result->termination != Code::kTrmStall)) return {};
   return {Code::kErrOptimizer, format_text("the optimizer failed: %s", cause.c_str())};
 }
@@ -197,7 +228,8 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
                   Extremes extremes, BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;
   const bool integer = model.is_mixed_integer();
-  Watch watch{monitor, problem, {}};
+  Watch watch(problem, monitor);
+  if (extremes == Extremes::kLiterally) watch.log.be_quiet();
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;
   connect(&watch, &highs);
@@ -212,7 +244,7 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   set_cutoffs(problem.cutoffs, &highs);
   set_start(problem, parameters, semi, &highs);
 
-  status = run(problem, parameters, seconds, &highs, result);
+  status = run(problem, parameters, seconds, &highs, &watch.log, result);
   if (!status.ok()) return status;
   if (is_cut_off(problem, result->outcome)) {
     stop_with(Code::kTrmObjectiveCutoff, result);
@@ -220,16 +252,19 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   copy_figures(highs, problem, &result->progress);
   if (!lacks_certificate(result->outcome)) {
     copy_solution(highs, model, result);
+    watch.progress = result->progress;
+    if (integer && !result->x.empty()) watch.tell_better_point();
     return {};
   }
   if (integer && result->outcome != Outcome::kInfeasible) {
     monitor->log("Looking for a feasible point, to tell unbounded from infeasible\n");
     watch.aside = true;
-    watch.drops_text = false;
     tell_unbounded(problem, parameters, seconds, &highs, result);
+    watch.log.tell_further_solves("for that");
   } else if (!integer) {
     copy_basis(highs, model, result);
     certify(problem, parameters, seconds, monitor, &highs, result);
+    watch.log.tell_further_solves("without presolve, for a certificate");
   }
   return {};
 }

@@ -122,7 +122,6 @@ void certify(const MinimizeProblem& problem, const Parameters& parameters, doubl
     if (result->var_key.empty()) copy_basis(*highs, problem.model, result);
     return;
   }
-  monitor->log("Solving again by the simplex method and without presolve, for a certificate\n");
   BackendResult again;
   const bool ran = run_simplex(kHighsDualStrategy, parameters, seconds, highs, &again);
   result->progress.simplex_iterations += highs->getInfo().simplex_iteration_count;

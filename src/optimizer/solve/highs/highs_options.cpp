@@ -50,6 +50,8 @@ constexpr int32_t kPrimalSimplex = 1;
 // The least that HiGHS lets small_matrix_value be.
 constexpr double kSmallestElement = 1e-12;
 
+constexpr double kSecondsOfATableRow = 0.5;
+
 // Sets options and remembers the first that HiGHS refuses.
 class OptionSetter {
  public:
@@ -102,6 +104,8 @@ Status set_highs_options(const Parameters& parameters, HighsMethod method, doubl
   if (mixed_integer) options.set("small_matrix_value", kSmallestElement);
   options.set("presolve", kPresolveOptions[parameters.get(IntParam::kPresolve)]);
   options.set("presolve_rule_off", mixed_integer ? kForcingColumns | kParallelRowsAndColumns : 0);
+  // The rows of HiGHS's table tell how many nodes are open.
+  options.set("mip_min_logging_interval", kSecondsOfATableRow);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
   set_emphasis(parameters, &options);

@@ -256,16 +256,22 @@ class ScalingMonitor : public BackendMonitor {
       : scaled_(scaled), monitor_(monitor) {}
   void log(std::string_view text) override { monitor_->log(text); }
   bool should_stop(const Progress& progress) override {
-    Progress original = progress;
-    original.objective /= scaled_.cost_factor();
-    original.bound /= scaled_.cost_factor();
-    return monitor_->should_stop(original);
+    return monitor_->should_stop(to_original(progress));
+  }
+  void milestone(const Progress& progress, std::string_view origin) override {
+    monitor_->milestone(to_original(progress), origin);
   }
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
     monitor_->incumbent(scaled_.to_original(x), scaled_.matrices_to_original(barx));
   }
 
  private:
+  Progress to_original(Progress progress) const {
+    progress.objective /= scaled_.cost_factor();
+    progress.bound /= scaled_.cost_factor();
+    return progress;
+  }
+
   const ScaledModel& scaled_;
   BackendMonitor* monitor_;
 };
@@ -412,10 +418,6 @@ Status solve_scaled(decltype(Backend::solve) solve, const MinimizeProblem& probl
                            scaled.cost_factor() * problem.cutoffs.upper};
   const MinimizeProblem inner(scaled.model(), problem.start == nullptr ? nullptr : &start, cutoffs);
   ScalingMonitor inner_monitor(scaled, monitor);
-  if (scaled.cost_factor() != 1.0) {
-    monitor->log(format_text("Scaled: the optimizer's own log shows objectives multiplied by %g\n",
-                             scaled.cost_factor()));
-  }
   Status status = solve(inner, scaled.scale(parameters), seconds, &inner_monitor, result);
   scaled.restore(result);
   return status;

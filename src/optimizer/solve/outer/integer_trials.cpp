@@ -132,6 +132,7 @@ bool IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx
   best_ = {std::move(x), barx};
   ++num_incumbents_;
   monitor_->incumbent(best_.x, best_.barx);
+  monitor_->milestone(solver_->progress(), "integers tried");
   return true;
 }
 

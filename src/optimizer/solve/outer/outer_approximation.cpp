@@ -17,10 +17,6 @@ namespace {
 // builds a tree of its own. Other models need the presolve and the integer cuts of the rounds more.
 constexpr size_t kLargeNorm = 10;
 
-std::string figure(double value) {
-  return std::isfinite(value) ? format_text("%.8g", value) : std::string("-");
-}
-
 }  // namespace
 
 OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Parameters& parameters,
@@ -28,7 +24,6 @@ OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Par
     : problem_(problem),
       parameters_(parameters),
       monitor_(monitor),
-      begin_(monotonic_seconds()),
       bounds_(problem, parameters),
       solver_(parameters, end, monitor, &bounds_) {}
 
@@ -93,7 +88,7 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
   relaxation_->cut_by_duals(found);
   relaxation_->cut_by_curvature(found.x);
   relaxed_point_ = relaxation_->lift(found.x, found.barx);
-  log_round(continuous.objective());
+  log_round();
   if (problem_.start != nullptr && problem_.start->xx.size() == problem_.cost.size()) {
     trials_->try_integers(problem_.start->xx);
   }
@@ -124,7 +119,7 @@ void OuterApproximation::learn_from_stall(const ContinuousRelaxation& continuous
     relaxation_->cut_by_duals(found);
     relaxation_->separate(relaxation_->lift(found.x, found.barx));
   }
-  log_round(kInfinity);
+  log_round();
   if (continuous.has_point()) trials_->try_integers(found.x);
 }
 
@@ -139,7 +134,7 @@ void OuterApproximation::search_tree() {
   tree.run([&] { return reaches_limit(&ignored); });
   if (bounds_.is_contradicted()) look_into_contradiction(&ignored);
   ++round_;
-  log_round(bounds_.bound());
+  log_round();
 }
 
 // ---- The rounds -----------------------------------------------------------------------------
@@ -192,7 +187,7 @@ bool OuterApproximation::learn_from_point(const BackendResult& found, BackendRes
   const bool has_point = found.x.size() == relaxation_->num_columns();
   const bool goes_on = has_point && is_new_ground(found.x);
   ++round_;
-  log_round(found.progress.objective);
+  log_round();
   if (reaches_limit(result)) return false;
   if (goes_on && !stopped) return true;
   finish(Outcome::kStopped, stopped ? found.termination : Code::kTrmStall, result);
@@ -252,22 +247,10 @@ bool OuterApproximation::reaches_limit(BackendResult* result) {
   return true;
 }
 
-void OuterApproximation::log_round(double value) {
-  const double factor = problem_.sense_factor();
-  std::string text;
-  if (round_ == 0) {
-    text =
-        "Outer approximation\n round        relaxation             bound         incumbent   "
-        "   cuts       nodes       time\n";
-  }
-  const auto shown = [&](double objective) {
-    return figure(factor * objective + problem_.model.constant);
-  };
-  text += format_text("%6d %17s %17s %17s %9d %11lld %8.1f s\n", round_, shown(value).c_str(),
-                      shown(bounds_.progress().bound).c_str(), shown(bounds_.incumbent()).c_str(),
-                      relaxation_->num_cuts(), static_cast<long long>(solver_.nodes()),
-                      monotonic_seconds() - begin_);
-  monitor_->log(text);
+void OuterApproximation::log_round() const {
+  const std::string cuts = counted(relaxation_->num_cuts(), "cut");
+  const std::string round = round_ == 0 ? "continuous relaxation" : format_text("round %d", round_);
+  monitor_->milestone(solver_.progress(), round + ", " + cuts);
 }
 
 }  // namespace vorlan::outer

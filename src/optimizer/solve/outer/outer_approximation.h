@@ -64,12 +64,11 @@ class OuterApproximation {
 
   bool reaches_limit(BackendResult* result);
   void finish(Outcome outcome, Code termination, BackendResult* result) const;
-  void log_round(double value);
+  void log_round() const;
 
   const MinimizeProblem& problem_;
   const Parameters& parameters_;
   BackendMonitor* monitor_;
-  double begin_;
   OptimumBounds bounds_;
   InnerSolver solver_;
   // These three are there once the continuous relaxation has not settled the model.

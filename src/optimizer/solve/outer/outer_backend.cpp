@@ -11,6 +11,7 @@
 #include "solve/outer/derived_models.h"
 #include "solve/outer/outer_approximation.h"
 #include "solve/run/listener.h"
+#include "task/text.h"
 
 namespace vorlan {
 namespace {
@@ -34,9 +35,12 @@ class Solve {
     const bool keeps = keeps_integers(problem.model, result->x);
     const Model model = outer::without_objective(problem.model);
     const MinimizeProblem feasibility(model);
-    outer::OuterApproximation method(feasibility, parameters_, end_, monitor_);
+    SilentMonitor silent(monitor_, result->progress);
+    outer::OuterApproximation method(feasibility, parameters_, end_, &silent);
     BackendResult found;
     Status status = method.run(&found);
+    monitor_->log(format_text("Solved the model without its objective: %s\n",
+                              counted(found.progress.nodes, "node").c_str()));
     const Progress progress = result->progress;
     *result = {};
     result->progress = progress;

@@ -103,6 +103,15 @@ class ChildMonitor : public BackendMonitor {
     return shared_->stop_asked();
   }
 
+  void milestone(const Progress& progress, std::string_view origin) override {
+    shared_->publish(progress);
+    Milestone milestone;
+    milestone.progress = progress;
+    milestone.time = monotonic_seconds();
+    origin.copy(milestone.origin, sizeof milestone.origin - 1);
+    shared_->add_milestone(milestone);
+  }
+
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
     BackendResult point;
     point.x.assign(x.begin(), x.end());
@@ -208,8 +217,10 @@ class ChildWatch {
   void watch() {
     while (!killed_ && !ended_) {
       wait_for_text();
+      pass_milestones();
       if (listener_->beat(shared_->progress())) stop();
     }
+    pass_milestones();
     if (!line_.empty()) listener_->log(line_ + '\n');
   }
 
@@ -261,6 +272,13 @@ class ChildWatch {
     if (end == std::string::npos) return;
     listener_->log(std::string_view(line_).substr(0, end + 1));
     line_.erase(0, end + 1);
+  }
+
+  void pass_milestones() {
+    Milestone milestone;
+    while (shared_->take_milestone(&milestone)) {
+      listener_->milestone(milestone.progress, milestone.origin, milestone.time);
+    }
   }
 
   void stop() {

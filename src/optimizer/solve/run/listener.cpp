@@ -21,12 +21,17 @@ constexpr double kQuietIntervals = 10.0;
 // A figure that is not known yet is a dash.
 std::string figure(double value) { return std::isfinite(value) ? format_text("%.8g", value) : "-"; }
 
+std::string count_figure(int64_t count) {
+  return count < 0 ? "-" : format_text("%lld", static_cast<long long>(count));
+}
+
 // In percent, relative to the incumbent.
 std::string gap_figure(double incumbent, double bound) {
   if (!std::isfinite(incumbent) || !std::isfinite(bound)) return "-";
   const double distance = std::fabs(incumbent - bound);
   if (distance == 0.0) return "0.00%";
-  return format_text("%.2f%%", 100.0 * distance / std::max(std::fabs(incumbent), 1e-10));
+  const double percent = 100.0 * distance / std::max(std::fabs(incumbent), 1e-10);
+  return format_text(percent < 1e5 ? "%.2f%%" : "%.1e%%", percent);
 }
 
 }  // namespace
@@ -82,18 +87,34 @@ bool Listener::is_worth_a_line(const Progress& progress, double seconds) const {
 
 void Listener::log_progress(const Progress& progress, double seconds) {
   next_line_ = seconds + log_interval_;
-  if (!is_worth_a_line(progress, seconds)) return;
+  if (is_worth_a_line(progress, seconds)) log_row(progress, seconds, "");
+}
+
+void Listener::milestone(const Progress& progress, std::string_view origin, double time) {
+  if (logs_progress_) log_row(progress, std::max(0.0, time - start_), origin);
+}
+
+void Listener::log_row(const Progress& progress, double seconds, std::string_view origin) {
   const double incumbent = task_->model.stated_objective(progress.objective);
   const double bound = task_->model.stated_objective(progress.bound);
-  const bool is_better = progress.objective < last_logged_.objective;
+  const double rounding = 1e-9 * std::max(1.0, std::fabs(progress.objective));
+  const bool is_better = progress.objective < last_logged_.objective - rounding;
+  const int64_t iterations = std::max<int64_t>(0, progress.simplex_iterations) +
+                             std::max<int64_t>(0, progress.interior_iterations);
   std::string text;
   if (num_lines_ % kLinesOfAHeading == 0) {
-    text = "      time         nodes         incumbent             bound        gap\n";
+    text =
+        "      time      nodes       open  iterations       incumbent           bound       gap  "
+        "from\n";
   }
-  text += format_text("%c%7.1f s %13lld %17s %17s %10s\n", is_better ? '*' : ' ', seconds,
-                      static_cast<long long>(progress.nodes), figure(incumbent).c_str(),
-                      figure(bound).c_str(), gap_figure(incumbent, bound).c_str());
-  task_->log_text(kLogFull, text);
+  text +=
+      format_text("%c%7.2f s %10lld %10s %11lld %15s %15s %9s", is_better ? '*' : ' ', seconds,
+                  static_cast<long long>(progress.nodes), count_figure(progress.open_nodes).c_str(),
+                  static_cast<long long>(iterations), figure(incumbent).c_str(),
+                  figure(bound).c_str(), gap_figure(incumbent, bound).c_str());
+  if (!origin.empty())
+    text += format_text("  %.*s", static_cast<int>(origin.size()), origin.data());
+  task_->log_text(kLogFull, text + '\n');
   ++num_lines_;
   last_line_ = seconds;
   last_logged_ = progress;

@@ -24,6 +24,8 @@ class Listener {
   explicit Listener(Task* task);
 
   void log(std::string_view text);
+  // Tells a milestone of the time given, of monotonic_seconds, at once.
+  void milestone(const Progress& progress, std::string_view origin, double time);
   double elapsed() const;
   double remaining() const { return time_limit_ - elapsed(); }
 
@@ -40,8 +42,10 @@ class Listener {
   void explain_stop(BackendResult* result) const;
 
  private:
-  // A line for a person who follows a mixed-integer solve, if it would say anything new.
+  // A line for a person who follows a mixed-integer solve, at the interval that was asked for and
+  // if it would say anything new.
   void log_progress(const Progress& progress, double seconds);
+  void log_row(const Progress& progress, double seconds, std::string_view origin);
   bool is_worth_a_line(const Progress& progress, double seconds) const;
   bool callback_asks_to_stop(const Progress& progress, double seconds) const;
 

@@ -12,6 +12,9 @@ class DirectMonitor : public BackendMonitor {
   explicit DirectMonitor(Listener* listener) : listener_(listener) {}
   void log(std::string_view text) override { listener_->log(text); }
   bool should_stop(const Progress& progress) override { return listener_->beat(progress); }
+  void milestone(const Progress& progress, std::string_view origin) override {
+    listener_->milestone(progress, origin, monotonic_seconds());
+  }
   void incumbent(std::span<const double> /*x*/, std::span<const double> /*barx*/) override {}
 
  private:

@@ -14,6 +14,7 @@ namespace vorlan {
 namespace {
 
 constexpr size_t kMessageSize = 1024;
+constexpr uint64_t kNumMilestones = 256;
 
 // Which arrays of a result are present.
 enum Present : uint32_t {
@@ -51,6 +52,11 @@ struct SharedResult::Header {
   std::atomic<int64_t> simplex_iterations = 0;
   std::atomic<int64_t> interior_iterations = 0;
   std::atomic<int64_t> nodes = 0;
+  std::atomic<int64_t> open_nodes = -1;
+
+  // Number of milestones so far. Number k lies in slot k modulo kNumMilestones.
+  std::atomic<uint64_t> milestones = 0;
+  Milestone milestone[kNumMilestones];
 
   // Number of points so far. Number k lies in slot k modulo 2: a child killed while it writes the
   // next one leaves the last one whole.
@@ -109,7 +115,25 @@ Progress SharedResult::progress() const {
   progress.simplex_iterations = header_->simplex_iterations;
   progress.interior_iterations = header_->interior_iterations;
   progress.nodes = header_->nodes;
+  progress.open_nodes = header_->open_nodes;
   return progress;
+}
+
+bool SharedResult::take_milestone(Milestone* milestone) {
+  const uint64_t count = header_->milestones;
+  milestones_taken_ = std::max(milestones_taken_, count - std::min(count, kNumMilestones / 2));
+  if (milestones_taken_ == count) return false;
+  ++milestones_taken_;
+  *milestone = header_->milestone[milestones_taken_ % kNumMilestones];
+  // The child may have come round meanwhile.
+  if (header_->milestones - milestones_taken_ >= kNumMilestones) return take_milestone(milestone);
+  return true;
+}
+
+void SharedResult::add_milestone(const Milestone& milestone) {
+  const uint64_t number = header_->milestones + 1;
+  header_->milestone[number % kNumMilestones] = milestone;
+  header_->milestones = number;
 }
 
 void SharedResult::publish(const Progress& progress) {
@@ -121,6 +145,7 @@ void SharedResult::publish(const Progress& progress) {
   header_->simplex_iterations.store(progress.simplex_iterations, order);
   header_->interior_iterations.store(progress.interior_iterations, order);
   header_->nodes.store(progress.nodes, order);
+  header_->open_nodes.store(progress.open_nodes, order);
 }
 
 SharedResult::Arrays SharedResult::lay_out(double* memory) const {

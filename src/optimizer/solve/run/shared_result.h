@@ -11,6 +11,13 @@
 
 namespace vorlan {
 
+// An event of a solve with its time, of monotonic_seconds.
+struct Milestone {
+  Progress progress;
+  double time = 0.0;
+  char origin[48] = "";
+};
+
 class SharedResult {
  public:
   // Maps the memory for a model of this size; mapped() is false when the system refuses.
@@ -26,6 +33,9 @@ class SharedResult {
   bool memory_exhausted() const;
   Progress progress() const;
   bool complete() const;
+  // The next milestone that was not taken yet; false when there is none. Of a storm the first ones
+  // are lost.
+  bool take_milestone(Milestone* milestone);
   // Once complete: the status of the work, and its answer.
   Status take(Answer* answer) const;
   // The last point that was kept; where there is none, one without arrays and of infinite
@@ -36,6 +46,7 @@ class SharedResult {
   bool stop_asked() const;
   void note_memory_exhausted();
   void publish(const Progress& progress);
+  void add_milestone(const Milestone& milestone);
   void keep(const BackendResult& point, double primal_violation);
   void finish(const Status& status, const Answer& answer);
 
@@ -51,6 +62,7 @@ class SharedResult {
   void get(uint32_t present, const Arrays& arrays, BackendResult* result) const;
 
   Header* header_ = nullptr;
+  uint64_t milestones_taken_ = 0;
   size_t size_ = 0;
   size_t num_var_;
   size_t num_con_;

@@ -17,7 +17,7 @@ Status optimize_with_files(Task* task, VLNrescode_enum* trm, const Optimize& opt
   Code termination = Code::kTrmFailed;
   SolveFiles files(task);
   Status status = files.begin();
-  if (status.ok()) status = optimize_it(task, &termination);
+  if (status.ok()) status = optimize_it(task, files.extras(), &termination);
   *trm = to_c(termination);
   return files.finish(status, termination);
 }
@@ -28,7 +28,9 @@ VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
   if (trm != nullptr) *trm = to_c(Code::kTrmFailed);
   return run(task, [=](Task& t) {
     if (trm == nullptr) return null_argument("trm");
-    return optimize_with_files(&t, trm, optimize);
+    return optimize_with_files(&t, trm, [](Task* here, SolveExtras* extras, Code* termination) {
+      return optimize(here, extras, termination);
+    });
   });
 }
 
@@ -38,7 +40,7 @@ VLNrescode_enum VLN_optimizermt(vlntaskt* task, const char* address, const char*
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"address", address}, {"token", token}, {"trm", trm}});
     if (!status.ok()) return status;
-    return optimize_with_files(&t, trm, [=](Task* here, Code* termination) {
+    return optimize_with_files(&t, trm, [=](Task* here, SolveExtras*, Code* termination) {
       return optimize_remotely(here, address, token, termination);
     });
   });

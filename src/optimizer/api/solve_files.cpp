@@ -2,26 +2,86 @@
 // write them.
 #include "api/solve_files.h"
 
+#include <utility>
+
+#include "api/ranging_table.h"
+#include "file/input_stream.h"
+#include "format/point/point_file.h"
 #include "format/problem_file.h"
 #include "format/task/result_file.h"
+#include "solve/conflict.h"
 #include "task/text.h"
 
 namespace vorlan::api {
 namespace {
 
+// The solution that a solve has left: it defines one at most.
+const Solution* find_solution(const Task& task) {
+  for (const Solution& solution : task.solutions) {
+    if (solution.defined) return &solution;
+  }
+  return nullptr;
+}
+
+Status write_b(const Task& task, const SolveExtras&, OutputFile* file) {
+  return write_solutions_as(SolutionFormat::kB, task, file);
+}
+
+Status write_json(const Task& task, const SolveExtras&, OutputFile* file) {
+  return write_solutions_as(SolutionFormat::kJson, task, file);
+}
+
+Status write_result(const Task& task, const SolveExtras&, OutputFile* file) {
+  return write_solutions_as(SolutionFormat::kSolverResult, task, file);
+}
+
+Status write_sol(const Task& task, const SolveExtras&, OutputFile* file) {
+  const Solution* const solution = find_solution(task);
+  return write_point(task.model, solution == nullptr ? Solution() : *solution, file);
+}
+
+Status write_bas(const Task& task, const SolveExtras&, OutputFile* file) {
+  return write_basis(task.model, task.solutions[static_cast<size_t>(SolutionKind::kBasic)], file);
+}
+
+Status write_ranges(const Task& task, const SolveExtras& extras, OutputFile* file) {
+  return write_ranging(task, extras.ranging, file);
+}
+
+// Written by write_conflict, under its name.
+Status write_nothing(const Task&, const SolveExtras&, OutputFile*) { return {}; }
+
+bool is_there(const Task&, const SolveExtras&) { return true; }
+
+bool has_basis(const Task& task, const SolveExtras&) {
+  return is_basis(task.model, task.solutions[static_cast<size_t>(SolutionKind::kBasic)]);
+}
+
+bool has_ranging(const Task&, const SolveExtras& extras) { return !extras.ranging.empty(); }
+
+bool has_conflict(const Task&, const SolveExtras& extras) { return !extras.conflict.marks.empty(); }
+
+// What is not there is not written: an earlier file stays, and the log says so.
 struct ResultFile {
   StringParam param;
-  SolutionFormat format;
+  bool (*exists)(const Task& task, const SolveExtras& extras);
+  Status (*write)(const Task& task, const SolveExtras& extras, OutputFile* file);
   const char* name;
 };
 
 // The rows are in the order of writing. The solver result is the last: it has the response, which
 // the failure of another file can change.
 constexpr ResultFile kResults[] = {
-    {StringParam::kBSolutionFile, SolutionFormat::kB, "b solution"},
-    {StringParam::kJsonSolutionFile, SolutionFormat::kJson, "JSON solution"},
-    {StringParam::kSolverResultFile, SolutionFormat::kSolverResult, "task solver result"},
+    {StringParam::kBSolutionFile, is_there, write_b, "b solution"},
+    {StringParam::kJsonSolutionFile, is_there, write_json, "JSON solution"},
+    {StringParam::kSolutionFile, is_there, write_sol, "solution"},
+    {StringParam::kBasisOutFile, has_basis, write_bas, "basis"},
+    {StringParam::kRangingFile, has_ranging, write_ranges, "ranging"},
+    {StringParam::kConflictFile, has_conflict, write_nothing, "conflict"},
+    {StringParam::kSolverResultFile, is_there, write_result, "task solver result"},
 };
+constexpr size_t kConflict = 5;
+constexpr size_t kSolverResult = 6;
 
 void keep_result(Task* task, const Status& status, Code termination) {
   task->solver_result.response = status.code();
@@ -39,16 +99,55 @@ void log_written(const Task& task, const char* what, const std::string& filename
 // The solver result comes first, so that it can tell why another file could not be opened.
 Status SolveFiles::begin() {
   static_assert(std::size(kResults) == kNumResults);
+  static_assert(kResults[kConflict].param == StringParam::kConflictFile &&
+                kResults[kSolverResult].param == StringParam::kSolverResultFile);
   Status status;
   for (size_t i = kNumResults; status.ok() && i > 0; --i) status = open(i - 1);
-  const std::string& log_file = task_->parameters.get(StringParam::kLogFile);
-  if (status.ok() && !log_file.empty()) {
-    status = task_->log.open_copy(log_file.c_str(), task_->shown_name(log_file));
+  if (status.ok()) status = open_log();
+  if (status.ok()) status = open_progress();
+  if (status.ok()) status = read_start();
+  if (status.ok()) status = read_basis();
+  if (status.ok()) status = write_model();
+  if (!task_->parameters.get(StringParam::kImprovingSolutionFile).empty()) {
+    extras_.on_better_point = [this](const Solution& point) { write_better_point(point); };
   }
-  const std::string& problem_file = task_->parameters.get(StringParam::kProblemFile);
-  if (!status.ok() || problem_file.empty()) return status;
-  status = write_problem_file(task_, problem_file.c_str());
-  if (status.ok()) log_written(*task_, "model", problem_file);
+  return status;
+}
+
+Status SolveFiles::open_log() {
+  const std::string& filename = task_->parameters.get(StringParam::kLogFile);
+  if (filename.empty()) return {};
+  return task_->log.open_copy(filename.c_str(), task_->shown_name(filename));
+}
+
+Status SolveFiles::open_progress() {
+  const std::string& filename = task_->parameters.get(StringParam::kProgressFile);
+  if (filename.empty()) return {};
+  extras_.on_progress = [this](const ProgressRecord& record) { progress_.write(record); };
+  return progress_.open(filename, task_->shown_name(filename));
+}
+
+Status SolveFiles::read_start() {
+  const std::string& filename = task_->parameters.get(StringParam::kStartFile);
+  if (filename.empty()) return {};
+  InputStream input;
+  Status status = input.open(filename.c_str(), task_->shown_name(filename));
+  return status.ok() ? read_point(&input, task_->model, &extras_.start_point) : status;
+}
+
+Status SolveFiles::read_basis() {
+  const std::string& filename = task_->parameters.get(StringParam::kBasisInFile);
+  if (filename.empty()) return {};
+  InputStream input;
+  Status status = input.open(filename.c_str(), task_->shown_name(filename));
+  return status.ok() ? vorlan::read_basis(&input, task_->model, &extras_.start_basis) : status;
+}
+
+Status SolveFiles::write_model() {
+  const std::string& filename = task_->parameters.get(StringParam::kProblemFile);
+  if (filename.empty()) return {};
+  Status status = write_problem_file(task_, filename.c_str());
+  if (status.ok()) log_written(*task_, "model", filename);
   return status;
 }
 
@@ -56,7 +155,7 @@ Status SolveFiles::finish(const Status& optimized, Code termination) {
   Status result = optimized;
   for (size_t i = 0; i < kNumResults; ++i) {
     if (results_[i] == nullptr) continue;
-    if (!optimized.ok() && kResults[i].format != SolutionFormat::kSolverResult) continue;
+    if (!optimized.ok() && i != kSolverResult) continue;
     keep_result(task_, result, termination);
     Status status = write(i);
     if (status.ok()) continue;
@@ -82,12 +181,43 @@ Status SolveFiles::open(size_t index) {
 }
 
 Status SolveFiles::write(size_t index) {
-  Status status = write_solutions_as(kResults[index].format, *task_, results_[index].get());
+  if (!kResults[index].exists(*task_, extras_)) {
+    task_->log_text(kLogSummary, format_text("There is no %s to write\n", kResults[index].name));
+    return {};
+  }
+  if (index == kConflict) return write_conflict();
+  Status status = kResults[index].write(*task_, extras_, results_[index].get());
   if (status.ok()) status = results_[index]->finish();
   if (status.ok()) {
     log_written(*task_, kResults[index].name, task_->parameters.get(kResults[index].param));
   }
   return status;
+}
+
+// A conflict is a problem file. It was opened only to see that this can be done.
+Status SolveFiles::write_conflict() {
+  results_[kConflict].reset();
+  const std::string& filename = task_->parameters.get(StringParam::kConflictFile);
+  Task part;
+  part.parameters.set(IntParam::kLog, 0);
+  part.parameters.set(IntParam::kShowFileNames, task_->parameters.get(IntParam::kShowFileNames));
+  part.model = model_of_conflict(task_->model, extras_.conflict);
+  Status status = write_problem_file(&part, filename.c_str());
+  if (status.ok()) log_written(*task_, "conflict", filename);
+  return status;
+}
+
+// A disk that is full now may have room for the next point.
+void SolveFiles::write_better_point(const Solution& point) {
+  const std::string& filename = task_->parameters.get(StringParam::kImprovingSolutionFile);
+  OutputFile file;
+  Status status =
+      file.open(filename.c_str(), task_->shown_name(filename), compression_of_name(filename));
+  if (status.ok()) status = write_point(task_->model, point, &file);
+  if (status.ok()) status = file.finish();
+  if (status.ok() || told_failure_) return;
+  told_failure_ = true;
+  task_->log.write(failure_line(status));
 }
 
 }  // namespace vorlan::api

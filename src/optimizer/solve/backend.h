@@ -81,6 +81,23 @@ struct BackendResult {
   std::vector<double> x, y, d;
   std::vector<double> snx, barx, bars;
   std::vector<StatusKey> var_key, con_key;
+  // Of a linear optimum where it was asked for: kRangeFigures of each variable's cost, then of each
+  // constraint's side, in the terms of the minimization.
+  std::vector<double> ranging;
+};
+
+// The least and the most that a cost or a side can be, and the objectives there.
+inline constexpr size_t kRangeFigures = 4;
+
+// Parts of a model that contradict each other: for each constraint and then for each variable a sum
+// of the marks below, then one byte for each cone. Matrix variables count without marks.
+struct Conflict {
+  static constexpr uint8_t kLower = 1;
+  static constexpr uint8_t kUpper = 2;
+  static constexpr uint8_t kIntegrality = 4;
+
+  std::vector<uint8_t> marks;  // empty: none was found
+  bool is_minimal = false;     // proved that no part can be left out
 };
 
 // A feasible point of a mixed-integer model, with its matrix variables.
@@ -111,6 +128,7 @@ struct Answer {
   BackendResult result;
   Verdict verdict;
   bool is_held = false;  // by the task from an earlier solve
+  Conflict conflict;     // of an infeasible model
 };
 
 // A backend's way to the outside while it runs.

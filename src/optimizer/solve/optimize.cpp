@@ -3,13 +3,18 @@
 
 #include <sys/single_threaded.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "solve/backend.h"
+#include "solve/check/terms.h"
 #include "solve/choose_backend.h"
+#include "solve/complete_start.h"
+#include "solve/conflict.h"
 #include "solve/find_answer.h"
 #include "solve/make_solution.h"
+#include "solve/reasons.h"
 #include "solve/run/listener.h"
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
@@ -28,10 +33,11 @@ void set_bound(const MinimizeProblem& problem, const Progress& progress, Solutio
   solution->dual_objective = problem.model.stated_objective(progress.bound);
 }
 
-// A solve starts from the solution of the kind that it makes.
-const Solution* find_start(const Task& task, SolutionKind kind) {
+// A solve starts from the solution of the kind that it makes, or from a basis that is given.
+const Solution* find_start(const Task& task, const SolvePlan& plan, const SolveExtras& extras) {
+  if (extras.start_basis.defined && plan.by_simplex) return &extras.start_basis;
   if (!task.parameters.is_on(IntParam::kWarmStart)) return nullptr;
-  const Solution& held = task.solutions[index(kind)];
+  const Solution& held = task.solutions[index(plan.solution)];
   const bool fits = held.defined && held.xx.size() == task.model.cost.size() &&
                     held.xc.size() == task.model.con_lower.size();
   return fits ? &held : nullptr;
@@ -73,16 +79,144 @@ void log_unused(const Task& task, SolveMethod method) {
 
 }  // namespace
 
+namespace {
+
+const char* phase_of(const Model& model, const Progress& progress) {
+  if (model.is_mixed_integer()) {
+    if (progress.nodes > 0) return "tree";
+    return std::isfinite(progress.bound) ? "root" : "presolve";
+  }
+  if (progress.simplex_iterations > 0) return "simplex";
+  return progress.interior_iterations > 0 ? "interior point" : "presolve";
+}
+
+ProgressRecord make_record(const Model& model, const Progress& progress, double seconds,
+                           const char* phase) {
+  ProgressRecord record;
+  record.seconds = seconds;
+  record.phase = phase;
+  record.iterations = std::max<int64_t>(0, progress.simplex_iterations) +
+                      std::max<int64_t>(0, progress.interior_iterations);
+  record.nodes = progress.nodes;
+  record.open_nodes = progress.open_nodes;
+  record.incumbent = model.stated_objective(progress.objective);
+  record.bound = model.stated_objective(progress.bound);
+  record.gap = progress.relative_gap;
+  return record;
+}
+
+// The end has the figures of the solution, which those of the way need not be.
+ProgressRecord make_last_record(const Model& model, const SolveEnd& end) {
+  ProgressRecord record = make_record(model, end.progress, end.seconds, "end");
+  const bool is_point = end.solution.defined && std::isfinite(end.residuals.primal);
+  if (!is_point) return record;
+  record.incumbent = end.solution.primal_objective;
+  record.bound = end.solution.dual_objective;
+  return record;
+}
+
+// Passes on the points of a mixed-integer solve that are better than those before.
+class BetterPoints {
+ public:
+  BetterPoints(const MinimizeProblem& problem, const SolvePlan& plan, const SolveExtras& extras)
+      : problem_(problem), tolerance_(plan.tolerances.primal), extras_(extras) {}
+
+  void offer(const BackendResult& point, double primal_violation) {
+    if (primal_violation > tolerance_ || point.x.size() != problem_.cost.size()) return;
+    const double objective = objective_sum(problem_, point.x, point.barx).value;
+    if (!(objective < best_)) return;
+    best_ = objective;
+    Solution solution;
+    solution.status = SolutionStatus::kPrimalFeasible;
+    solution.primal_objective = problem_.model.stated_objective(objective);
+    solution.xx = point.x;
+    extras_.on_better_point(solution);
+  }
+
+ private:
+  const MinimizeProblem& problem_;
+  double tolerance_;
+  const SolveExtras& extras_;
+  double best_ = kInfinity;
+};
+
+Follower make_follower(const Model& model, const SolveExtras& extras, BetterPoints* points) {
+  Follower follower;
+  if (extras.on_progress) {
+    follower.progress = [&](const Progress& progress, double seconds) {
+      extras.on_progress(make_record(model, progress, seconds, phase_of(model, progress)));
+    };
+  }
+  if (extras.on_better_point && model.is_mixed_integer()) {
+    follower.point = [points](const BackendResult& point, double primal_violation) {
+      points->offer(point, primal_violation);
+    };
+  }
+  return follower;
+}
+
+// In the child: with the start that was given, completed.
+Status find_answer_from(const MinimizeProblem& problem, const SolvePlan& plan,
+                        const SolveExtras& extras, const Parameters& parameters, double seconds,
+                        BackendMonitor* monitor, Answer* answer) {
+  const double begin = monotonic_seconds();
+  Solution start;
+  const bool has_start =
+      plan.solution == SolutionKind::kInteger &&
+      complete_start(problem, plan, extras.start_point, parameters, seconds, monitor, &start);
+  const MinimizeProblem started(problem.model, has_start ? &start : problem.start, plan.cutoffs);
+  const auto left = [&] { return seconds - (monotonic_seconds() - begin); };
+  Status status = find_answer(started, plan, parameters, left(), monitor, answer);
+  if (status.ok()) find_conflict(started, plan, parameters, left(), monitor, answer);
+  return status;
+}
+
+// Figures of the minimization in the sense of the model: a maximum's cost falls where it rises.
+std::vector<double> stated_ranging(const Model& model, std::vector<double> ranging) {
+  const size_t num_costs = kRangeFigures * model.cost.size();
+  for (size_t k = 0; k < ranging.size(); k += kRangeFigures) {
+    double* figures = ranging.data() + k;
+    for (const size_t objective : {size_t{2}, size_t{3}}) {
+      figures[objective] = model.sense_factor() * figures[objective] + 0.0;
+    }
+    if (k >= num_costs || !model.maximize) continue;
+    figures[0] = -figures[0] + 0.0;
+    figures[1] = -figures[1] + 0.0;
+    std::swap(figures[0], figures[1]);
+    std::swap(figures[2], figures[3]);
+  }
+  return ranging;
+}
+
+// A start that does nothing for this model is worth a line, too.
+void log_unused_start(const Task& task, const SolvePlan& plan, const SolveExtras& extras) {
+  if (!extras.start_point.is_empty() && plan.solution != SolutionKind::kInteger) {
+    task.log_text(kLogSummary, "The start file is not used: the model has no integers\n");
+  }
+  if (extras.start_basis.defined && !plan.by_simplex) {
+    task.log_text(kLogSummary, "The basis file is not used: the method is not simplex\n");
+  }
+}
+
+}  // namespace
+
 Status optimize(Task* task, Code* termination) {
-  Listener listener(task);
+  SolveExtras none;
+  return optimize(task, &none, termination);
+}
+
+Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   const SolvePlan plan = choose_backend(task->model, task->parameters);
-  const MinimizeProblem problem(task->model, find_start(*task, plan.solution), plan.cutoffs);
+  const MinimizeProblem problem(task->model, find_start(*task, plan, *extras), plan.cutoffs);
+  BetterPoints points(problem, plan, *extras);
+  Listener listener(task, make_follower(task->model, *extras, &points));
   log_start(*task, plan);
   log_unused(*task, plan.method);
+  log_unused_start(*task, plan, *extras);
   listener.beat_now({});
   const Work work = [&](const Parameters& parameters, double seconds, BackendMonitor* monitor,
                         Answer* answer) {
-    return find_answer(problem, plan, parameters, seconds, monitor, answer);
+    return find_answer_from(problem, plan, *extras, parameters, seconds, monitor, answer);
   };
   load_libraries(plan);
   Answer answer;
@@ -90,10 +224,14 @@ Status optimize(Task* task, Code* termination) {
   Status status = run(work, task, &listener, &answer);
   if (!status.ok()) return status;
 
+  extras->ranging = stated_ranging(task->model, std::move(answer.result.ranging));
+  extras->conflict = std::move(answer.conflict);
   SolveEnd end = make_end(problem, plan, std::move(answer));
   end.seconds = listener.elapsed();
   *termination = end.termination;
+  if (extras->on_progress) extras->on_progress(make_last_record(task->model, end));
   log_end(*task, end);
+  task->log_text(kLogSummary, explain(task->model, end.solution, extras->conflict));
   task->solver_result.figures = make_figures(task->model, end);
   task->solutions = {};
   task->solutions[index(end.kind)] = std::move(end.solution);

@@ -96,7 +96,7 @@ std::string describe_solution(const Solution& solution, const Residuals& residua
                                  word_of(kSolutionStatuses, solution.status));
   const double along_ray = ray_objective(solution);
   if (std::isfinite(along_ray)) {
-    text += format_text("  objective of ray  %.10e\n", along_ray);
+    text += format_text("  ray objective     %.10e\n", along_ray);
   } else if (!is_ray(solution) && std::isfinite(residuals.primal)) {
     text += format_text("  objective         %.10e\n", solution.primal_objective);
   }

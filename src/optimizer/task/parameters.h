@@ -117,7 +117,7 @@ class Parameters {
  private:
   static constexpr size_t kNumInts = 23;
   static constexpr size_t kNumDoubles = 14;
-  static constexpr size_t kNumStrings = 5;
+  static constexpr size_t kNumStrings = 13;
   std::array<int32_t, kNumInts> ints_;
   std::array<double, kNumDoubles> doubles_;
   std::array<std::string, kNumStrings> strings_;

@@ -230,4 +230,20 @@ TEST_F(LogStream, ALimitOnTheSizeOfFilesEndsNothing) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "The log ");
 }
 
+// A person whose log goes to a file sees the reason of a failure, too, and sees it once.
+TEST_F(LogStream, AFailureIsToldOnStandardErrorBesideAFile) {
+  const std::string path = test_file_path("run.log");
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, path.c_str(), 0), VLN_RES_OK);
+  testing::internal::CaptureStderr();
+  EXPECT_NE(VLN_putparam(task_, "VLN_IPAR_NOTHING", "1"), VLN_RES_OK);
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_NE(told.find("there is no parameter 'VLN_IPAR_NOTHING'"), std::string::npos) << told;
+  EXPECT_EQ(told, read_all(path));
+
+  testing::internal::CaptureStderr();
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, "/dev/stderr", 1), VLN_RES_OK);
+  EXPECT_NE(VLN_putparam(task_, "VLN_IPAR_NOTHING", "1"), VLN_RES_OK);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), told);
+}
+
 }  // namespace

@@ -170,12 +170,15 @@ TEST(ParameterEffect, RestartsChangeTheTree) {
   EXPECT_NE(with_restarts, iterations("off"));
 }
 
-// The times at which the log's progress lines begin, as "     1.6 s".
+// The times at which the log's progress lines begin, as "    1.60 s". Those that an event has brought
+// end with its origin and not with a gap.
 std::vector<double> progress_times(const std::string& log) {
   std::vector<double> times;
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);) {
-    if (line.size() > 10 && line.substr(8, 2) == " s") times.push_back(std::stod(line.substr(1)));
+    const bool is_row = line.size() > 10 && line.substr(8, 2) == " s";
+    if (is_row && (line.back() == '%' || line.back() == '-'))
+      times.push_back(std::stod(line.substr(1)));
   }
   return times;
 }

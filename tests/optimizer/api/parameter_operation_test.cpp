@@ -75,7 +75,7 @@ TEST(ParameterOperation, ByIndex) {
 }
 
 TEST(ParameterOperation, StringParametersThatAreReservedTakeOnlyTheEmptyString) {
-  constexpr int32_t kNumInUse = 5;
+  constexpr int32_t kNumInUse = 13;
   TestTask task;
   for (int32_t index = 0; index < 24; ++index) {
     const std::string expected = index < kNumInUse ? "VLN_RES_OK" : "VLN_RES_ERR_PARAM_RESERVED";
@@ -84,6 +84,16 @@ TEST(ParameterOperation, StringParametersThatAreReservedTakeOnlyTheEmptyString) 
   }
   EXPECT_EQ(code_name(VLN_putstrparam(task, 24, "")), "VLN_RES_ERR_PARAM_INDEX");
   EXPECT_EQ(code_name(VLN_putstrparam(task, -1, "")), "VLN_RES_ERR_PARAM_INDEX");
+}
+
+// A safe read empties all of them by number; who had set one should know that it acts no more.
+TEST(ParameterOperation, ClearingAStringParameterThatWasSetIsTold) {
+  TestTask task;
+  ASSERT_EQ(VLN_putparam(task, "VLN_SPAR_LOG_FILE", "x"), VLN_RES_OK);
+  for (int32_t index = 0; index < 24; ++index) {
+    ASSERT_EQ(VLN_putstrparam(task, index, ""), VLN_RES_OK);
+  }
+  EXPECT_EQ(task.log(), "safe read: cleared VLN_SPAR_LOG_FILE\n");
 }
 
 TEST(ParameterOperation, LogLevelDecidesWhatIsLogged) {

@@ -307,6 +307,14 @@ constexpr ShownElsewhere kShownElsewhere[] = {
     {"VLN_SPAR_B_SOLUTION_FILE", "SolveFiles.TheSolutionFilesHaveTheSolution"},
     {"VLN_SPAR_JSON_SOLUTION_FILE", "SolveFiles.TheSolutionFilesHaveTheSolution"},
     {"VLN_SPAR_SOLVER_RESULT_FILE", "SolveFiles.TheSolutionFilesHaveTheSolution"},
+    {"VLN_SPAR_IMPROVING_SOLUTION_FILE", "ExchangeFiles.EachBetterPointTakesTheFilesPlace"},
+    {"VLN_SPAR_PROGRESS_FILE", "ExchangeFiles.TheProgressFileHasAnObjectALine"},
+    {"VLN_SPAR_START_FILE", "ExchangeFiles.AStartIsCompletedAndUsed"},
+    {"VLN_SPAR_BASIS_IN_FILE", "ExchangeFiles.ABasisTakesNoIterations"},
+    {"VLN_SPAR_BASIS_OUT_FILE", "ExchangeFiles.ABasisTakesNoIterations"},
+    {"VLN_SPAR_SOLUTION_FILE", "ExchangeFiles.TheSolutionFileIsAStart"},
+    {"VLN_SPAR_CONFLICT_FILE", "Reasons.TheConflictFileIsIrreducible"},
+    {"VLN_SPAR_RANGING_FILE", "Reasons.RangesAreThoseOfAPeer"},
 };
 
 // Each takes a request that this library meets without them.

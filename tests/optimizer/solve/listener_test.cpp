@@ -48,8 +48,8 @@ TEST_F(ProgressLines, AStarMarksABetterIncumbent) {
     marks += log_[at + 1];
   }
   EXPECT_EQ(marks, " * *") << log_;
-  EXPECT_NE(log_.find("  -                 2          -\n"), std::string::npos) << log_;
-  EXPECT_NE(log_.find("  3                 2     33.33%\n"), std::string::npos) << log_;
+  EXPECT_NE(log_.find("  -               2         -\n"), std::string::npos) << log_;
+  EXPECT_NE(log_.find("  3               2    33.33%\n"), std::string::npos) << log_;
 }
 
 TEST_F(ProgressLines, TheHeadingComesAgain) {
@@ -66,8 +66,29 @@ TEST_F(ProgressLines, NothingNewIsToldSeldom) {
   const size_t second = log_.find('\n', log_.find('\n') + 1) + 1;
   ASSERT_LT(second, log_.size()) << "no sign of life";
   const double first_time = std::stod(log_.substr(log_.find('*') + 1));
-  // Ten intervals, shown with one digit.
+  // Ten intervals, shown with two digits.
   EXPECT_GE(std::stod(log_.substr(second)) - first_time, 0.39) << log_;
+}
+
+TEST_F(ProgressLines, AMilestoneIsToldAtOnceWithItsOrigin) {
+  EXPECT_TRUE(task_.parameters.put_by_name("VLN_DPAR_LOG_INTERVAL", "inf").ok());
+  task_.model.maximize = true;
+  task_.model.constant = 100.0;
+  Listener listener(&task_);
+  Progress progress;
+  progress.objective = -5.0;
+  progress.bound = -6.0;
+  progress.nodes = 7;
+  progress.open_nodes = 3;
+  progress.simplex_iterations = 40;
+  listener.milestone(progress, "rounding", monotonic_seconds());
+  listener.milestone(progress, "again", monotonic_seconds());
+  ASSERT_EQ(num_lines(), 3) << log_;
+  EXPECT_NE(log_.find(" 7          3          40             105             106     0.95%  "
+                      "rounding\n"),
+            std::string::npos)
+      << log_;
+  EXPECT_EQ(std::count(log_.begin(), log_.end(), '*'), 1) << "the second is no better";
 }
 
 }  // namespace

@@ -58,6 +58,8 @@ TEST_F(Stop, ByTheCallback) {
   EXPECT_EQ(task_.solution_status(kInteger), solsta::kPrimalFeasible);
   EXPECT_EQ(task_.problem_status(kInteger), prosta::kPrimalFeasible);
   EXPECT_GE(task_.objective(kInteger), 0.0);
+  EXPECT_NE(task_.log().find("stopped by the caller (time limit of the command, or SIGTERM)"),
+            std::string::npos);
 }
 
 TEST_F(Stop, ByTheCallbackBeforeAnythingHappened) {

@@ -114,7 +114,7 @@ TEST(Summary, SaysWhatTheJsonSolutionSays) {
     const bool is_ray = std::string(c.solution_status).ends_with("certificate");
     const std::string along_ray = in_json(json, "ray objective");
     EXPECT_EQ(along_ray.empty(), !is_ray) << c.what;
-    EXPECT_EQ(in_summary(task.log(), "objective of ray"), is_ray ? with_ten_digits(along_ray) : "")
+    EXPECT_EQ(in_summary(task.log(), "ray objective"), is_ray ? with_ten_digits(along_ray) : "")
         << c.what;
     EXPECT_EQ(in_json(json, "primal objective").empty(), is_ray) << c.what;
   }

@@ -115,28 +115,41 @@ std::optional<size_t> PtfSolutions::find_element(std::string_view word) const {
   return matrix_start_[index(matrix_var)] + packed_place(index(dimension), index(row), index(col));
 }
 
+// A key may be missing, as in what a person writes.
 bool PtfSolutions::read_status_key(StatusKey* key) {
+  if (starts_figure()) return true;
   if (tokens_.kind() != LpKind::kName ||
       !find_ptf_word(kPtfStatusKeys, tokens_.token().text, key)) {
-    return tokens_.fail("a status key was expected");
+    return tokens_.fail("a status key or a number was expected");
   }
   tokens_.next();
   return true;
 }
 
-// The dual of the variable's cone may follow or be missing where there are cones.
+// Reads the first figure, and the others as far as they are there: those that are missing are 0.
+bool PtfSolutions::read_item_figures(size_t most, double* figures) {
+  if (!read_figures(1, figures)) return false;
+  for (size_t k = 1; k < most && starts_figure(); ++k) {
+    if (!read_figures(1, figures + k)) return false;
+  }
+  return tokens_.status().ok();
+}
+
+// The dual of the variable's cone is there only in models with cones.
 bool PtfSolutions::read_variable(size_t var) {
-  double figures[3] = {};
-  if (!read_status_key(&solution_->skx[var]) || !read_figures(3, figures)) return false;
+  double figures[4] = {};
+  const size_t most = solution_->snx.empty() ? 3 : 4;
+  if (!read_status_key(&solution_->skx[var]) || !read_item_figures(most, figures)) return false;
   solution_->xx[var] = figures[0];
   solution_->slx[var] = figures[1];
   solution_->sux[var] = figures[2];
-  return solution_->snx.empty() || !starts_figure() || read_figures(1, &solution_->snx[var]);
+  if (!solution_->snx.empty()) solution_->snx[var] = figures[3];
+  return true;
 }
 
 bool PtfSolutions::read_constraint(size_t con) {
   double figures[4] = {};
-  if (!read_status_key(&solution_->skc[con]) || !read_figures(4, figures)) return false;
+  if (!read_status_key(&solution_->skc[con]) || !read_item_figures(4, figures)) return false;
   solution_->xc[con] = figures[0];
   solution_->slc[con] = figures[1];
   solution_->suc[con] = figures[2];
@@ -146,7 +159,7 @@ bool PtfSolutions::read_constraint(size_t con) {
 
 bool PtfSolutions::read_element(size_t place) {
   double figures[2] = {};
-  if (!read_figures(2, figures)) return false;
+  if (!read_item_figures(2, figures)) return false;
   solution_->barx[place] = figures[0];
   solution_->bars[place] = figures[1];
   return true;

@@ -32,6 +32,7 @@ class PtfSolutions {
   bool read_constraint(size_t con);
   bool read_element(size_t place);
   bool read_status_key(StatusKey* key);
+  bool read_item_figures(size_t most, double* figures);
   bool starts_figure() const;
   bool read_figures(size_t count, double* values);
 

@@ -19,6 +19,7 @@
 #include "solve/highs/highs_log.h"
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
+#include "solve/highs/highs_ranging.h"
 #include "solve/highs/scaled_model.h"
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
@@ -254,6 +255,9 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
     copy_solution(highs, model, result);
     watch.progress = result->progress;
     if (integer && !result->x.empty()) watch.tell_better_point();
+    const bool is_ranged = !integer && result->outcome == Outcome::kOptimal &&
+                           !parameters.get(StringParam::kRangingFile).empty();
+    if (is_ranged) copy_ranging(problem, &highs, result);
     return {};
   }
   if (integer && result->outcome != Outcome::kInfeasible) {

@@ -218,9 +218,11 @@ class ChildWatch {
     while (!killed_ && !ended_) {
       wait_for_text();
       pass_milestones();
+      pass_point();
       if (listener_->beat(shared_->progress())) stop();
     }
     pass_milestones();
+    pass_point();
     if (!line_.empty()) listener_->log(line_ + '\n');
   }
 
@@ -279,6 +281,13 @@ class ChildWatch {
     while (shared_->take_milestone(&milestone)) {
       listener_->milestone(milestone.progress, milestone.origin, milestone.time);
     }
+  }
+
+  void pass_point() {
+    if (!listener_->follows_points()) return;
+    BackendResult point;
+    double primal_violation = kInfinity;
+    if (shared_->take_point(&point, &primal_violation)) listener_->point(point, primal_violation);
   }
 
   void stop() {

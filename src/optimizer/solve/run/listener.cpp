@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <utility>
 
 #include "task/text.h"
 
@@ -42,8 +43,9 @@ double monotonic_seconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-Listener::Listener(Task* task)
+Listener::Listener(Task* task, Follower follower)
     : task_(task),
+      follower_(std::move(follower)),
       start_(monotonic_seconds()),
       time_limit_(task->parameters.get(DoubleParam::kTimeLimit)),
       logs_progress_(task->model.is_mixed_integer()),
@@ -66,6 +68,7 @@ bool Listener::beat_now(const Progress& progress) {
   const double seconds = elapsed();
   last_beat_ = seconds;
   if (logs_progress_ && seconds >= next_line_) log_progress(progress, seconds);
+  if (seconds >= next_record_) tell_follower(progress, seconds);
   if (callback_asks_to_stop(progress, seconds)) {
     stop_reason_ = Code::kTrmUserCallback;
   } else if (seconds > time_limit_) {
@@ -91,7 +94,18 @@ void Listener::log_progress(const Progress& progress, double seconds) {
 }
 
 void Listener::milestone(const Progress& progress, std::string_view origin, double time) {
-  if (logs_progress_) log_row(progress, std::max(0.0, time - start_), origin);
+  const double seconds = std::max(0.0, time - start_);
+  if (logs_progress_) log_row(progress, seconds, origin);
+  tell_follower(progress, seconds);
+}
+
+void Listener::tell_follower(const Progress& progress, double seconds) {
+  next_record_ = seconds + log_interval_;
+  if (follower_.progress) follower_.progress(progress, seconds);
+}
+
+void Listener::point(const BackendResult& point, double primal_violation) const {
+  if (follower_.point) follower_.point(point, primal_violation);
 }
 
 void Listener::log_row(const Progress& progress, double seconds, std::string_view origin) {

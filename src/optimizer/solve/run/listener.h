@@ -1,6 +1,7 @@
 // The caller's side of a solve: its log stream, its progress callback, its time limit.
 #pragma once
 
+#include <functional>
 #include <string_view>
 
 #include "solve/backend.h"
@@ -19,9 +20,18 @@ inline constexpr int kLongFigureSimplexIterations = 0;
 inline constexpr int kLongFigureInteriorIterations = 1;
 inline constexpr int kLongFigureNodes = 2;
 
+// Follows a solve besides the callback. A function that is not there is not called.
+struct Follower {
+  std::function<void(const Progress& progress, double seconds)> progress;
+  std::function<void(const BackendResult& point, double primal_violation)> point;
+};
+
 class Listener {
  public:
-  explicit Listener(Task* task);
+  explicit Listener(Task* task, Follower follower = {});
+
+  bool follows_points() const { return follower_.point != nullptr; }
+  void point(const BackendResult& point, double primal_violation) const;
 
   void log(std::string_view text);
   // Tells a milestone of the time given, of monotonic_seconds, at once.
@@ -49,7 +59,11 @@ class Listener {
   bool is_worth_a_line(const Progress& progress, double seconds) const;
   bool callback_asks_to_stop(const Progress& progress, double seconds) const;
 
+  void tell_follower(const Progress& progress, double seconds);
+
   Task* task_;
+  Follower follower_;
+  double next_record_ = 0.0;
   double start_;
   double time_limit_;
   bool logs_progress_;

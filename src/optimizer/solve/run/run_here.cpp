@@ -16,6 +16,9 @@ class DirectMonitor : public BackendMonitor {
     listener_->milestone(progress, origin, monotonic_seconds());
   }
   void incumbent(std::span<const double> /*x*/, std::span<const double> /*barx*/) override {}
+  void keep(const BackendResult& point, double primal_violation) override {
+    listener_->point(point, primal_violation);
+  }
 
  private:
   Listener* listener_;

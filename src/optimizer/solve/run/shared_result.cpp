@@ -25,6 +25,8 @@ enum Present : uint32_t {
   kHasBarx = 16,
   kHasBars = 32,
   kHasY = 64,
+  kHasRanging = 128,
+  kHasConflict = 256,
 };
 
 // Hands over an array that may be missing; one of another size would be none of this model.
@@ -72,6 +74,7 @@ struct SharedResult::Header {
   Code termination = Code::kOk;
   Verdict verdict;
   bool is_held = false;
+  bool conflict_is_minimal = false;
   uint32_t present = 0;
 
   static_assert(std::atomic<double>::is_always_lock_free);
@@ -81,10 +84,13 @@ struct SharedResult::Header {
 SharedResult::SharedResult(const Model& model)
     : num_var_(model.cost.size()),
       num_con_(model.con_lower.size()),
-      num_packed_(packed_starts(model).back()) {
+      num_packed_(packed_starts(model).back()),
+      num_cone_(model.cones.size()) {
   const size_t one_result = 3 * num_var_ + num_con_ + 2 * num_packed_;
   const size_t head = (sizeof(Header) + 63) / 64 * 64;
-  size_ = head + 3 * one_result * sizeof(double) + (num_var_ + num_con_) * sizeof(StatusKey);
+  const size_t num_both = num_var_ + num_con_;
+  size_ = head + (3 * one_result + kRangeFigures * num_both) * sizeof(double) +
+          num_both * sizeof(StatusKey) + num_both + num_cone_;
   void* memory = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return;
@@ -93,8 +99,10 @@ SharedResult::SharedResult(const Model& model)
   answer_ = lay_out(arrays);
   point_[0] = lay_out(arrays + one_result);
   point_[1] = lay_out(arrays + 2 * one_result);
-  var_key_ = reinterpret_cast<StatusKey*>(arrays + 3 * one_result);
+  ranging_ = arrays + 3 * one_result;
+  var_key_ = reinterpret_cast<StatusKey*>(ranging_ + kRangeFigures * num_both);
   con_key_ = var_key_ + num_var_;
+  conflict_ = reinterpret_cast<uint8_t*>(con_key_ + num_con_);
 }
 
 SharedResult::~SharedResult() {
@@ -185,6 +193,21 @@ void SharedResult::keep(const BackendResult& point, double primal_violation) {
   header_->points = number;
 }
 
+bool SharedResult::take_point(BackendResult* point, double* primal_violation) {
+  // The child may write a slot while it is read. Then there is a newer point.
+  constexpr int kMostTries = 3;
+  for (int attempt = 0; attempt < kMostTries; ++attempt) {
+    const uint64_t number = header_->points;
+    if (number == points_taken_) return false;
+    *point = {};
+    last_point(point, primal_violation);
+    if (header_->points != number) continue;
+    points_taken_ = number;
+    return true;
+  }
+  return false;
+}
+
 void SharedResult::last_point(BackendResult* point, double* primal_violation) const {
   const uint64_t number = header_->points;
   const size_t slot = number % 2;
@@ -212,7 +235,21 @@ void SharedResult::finish(const Status& status, const Answer& answer) {
     std::copy(result.var_key.begin(), result.var_key.end(), var_key_);
     std::copy(result.con_key.begin(), result.con_key.end(), con_key_);
   }
+  put_findings(answer);
   header.complete = true;
+}
+
+// Ranging and a conflict, which are of the answer alone.
+void SharedResult::put_findings(const Answer& answer) {
+  Header& header = *header_;
+  const size_t num_both = num_var_ + num_con_;
+  header.present |=
+      put_array(answer.result.ranging, kHasRanging, kRangeFigures * num_both, ranging_);
+  const std::vector<uint8_t>& marks = answer.conflict.marks;
+  header.conflict_is_minimal = answer.conflict.is_minimal;
+  if (marks.empty() || marks.size() != num_both + num_cone_) return;
+  header.present |= kHasConflict;
+  std::copy(marks.begin(), marks.end(), conflict_);
 }
 
 Status SharedResult::take(Answer* answer) const {
@@ -226,6 +263,12 @@ Status SharedResult::take(Answer* answer) const {
   answer->verdict = header.verdict;
   answer->is_held = header.is_held;
   get(header.present, answer_, result);
+  const size_t num_both = num_var_ + num_con_;
+  get_array(header.present, kHasRanging, ranging_, kRangeFigures * num_both, &result->ranging);
+  answer->conflict.is_minimal = header.conflict_is_minimal;
+  if ((header.present & kHasConflict) != 0) {
+    answer->conflict.marks.assign(conflict_, conflict_ + num_both + num_cone_);
+  }
   if ((header.present & kHasKeys) != 0) {
     result->var_key.assign(var_key_, var_key_ + num_var_);
     result->con_key.assign(con_key_, con_key_ + num_con_);

@@ -38,6 +38,8 @@ class SharedResult {
   bool take_milestone(Milestone* milestone);
   // Once complete: the status of the work, and its answer.
   Status take(Answer* answer) const;
+  // The last point that was kept, if it is another one than this gave before.
+  bool take_point(BackendResult* point, double* primal_violation);
   // The last point that was kept; where there is none, one without arrays and of infinite
   // violation. Valid also when the child was killed.
   void last_point(BackendResult* point, double* primal_violation) const;
@@ -57,21 +59,26 @@ class SharedResult {
     double *x, *d, *snx, *y, *barx, *bars;
   };
 
+  void put_findings(const Answer& answer);
   Arrays lay_out(double* memory) const;
   uint32_t put(const BackendResult& result, const Arrays& arrays) const;
   void get(uint32_t present, const Arrays& arrays, BackendResult* result) const;
 
   Header* header_ = nullptr;
   uint64_t milestones_taken_ = 0;
+  uint64_t points_taken_ = 0;
   size_t size_ = 0;
   size_t num_var_;
   size_t num_con_;
   size_t num_packed_;  // elements of matrix variables
+  size_t num_cone_;
   // Into the mapping, behind the header.
   Arrays answer_ = {};
   Arrays point_[2] = {};
   StatusKey* var_key_ = nullptr;
   StatusKey* con_key_ = nullptr;
+  double* ranging_ = nullptr;
+  uint8_t* conflict_ = nullptr;
 };
 
 }  // namespace vorlan

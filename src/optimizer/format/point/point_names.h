@@ -1,0 +1,33 @@
+// How these files call variables and constraints: by their names, or by a letter and the number
+// from 1 where a name is missing or has a blank in it, which no reader of such files could take.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "format/common/name_table.h"
+#include "task/model.h"
+
+namespace vorlan {
+
+class PointNames {
+ public:
+  // The names are borrowed. The letter stands for an element without a usable name.
+  PointNames(const NameList& names, size_t count, char letter);
+
+  std::string name_of(size_t index) const;
+  // -1 when there is none.
+  int32_t find(std::string_view name) const;
+  // "; did you mean 'NAME'?", or nothing.
+  std::string advice(std::string_view name) const;
+
+ private:
+  bool is_usable(size_t index) const;
+
+  const NameList& names_;
+  size_t count_;
+  char letter_;
+  NameTable table_;
+};
+
+}  // namespace vorlan

@@ -1,0 +1,254 @@
+// Starts, bases, better points and progress as files: what a solve takes from them and leaves in
+// them, through the C interface.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "small_models.h"
+#include "task_support.h"
+
+namespace {
+
+void put(const TestTask& task, const char* name, const std::string& value) {
+  ASSERT_EQ(VLN_putparam(task, name, value.c_str()), VLN_RES_OK) << task.last_message();
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// The value behind a name in a file of lines `name value`.
+double value_in(const std::string& file, const std::string& name) {
+  for (const std::string& line : lines_of(file)) {
+    if (line.rfind(name + ' ', 0) == 0) return std::stod(line.substr(name.size() + 1));
+  }
+  ADD_FAILURE() << name << " is not in\n" << file;
+  return 0.0;
+}
+
+// Three integers and a continuous variable: the optimum is 25.5 at a = 2, b = 0, c = 3, r = 0.5.
+constexpr char kSmallMix[] = R"(Maximize
+ obj: 5 a + 4 b + 4 c + 3 r + 2
+Subject To
+ weight: 4 a + 4 b + 3 c + r <= 17.5
+ pair: a + b <= 2
+Bounds
+ a <= 3
+ b <= 3
+ c <= 3
+ r <= 1.5
+General
+ a b c
+End
+)";
+
+TEST(ExchangeFiles, EachBetterPointTakesTheFilesPlace) {
+  for (const char* child : {"on", "off"}) {
+    TestTask task;
+    ASSERT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+    const std::string path = test_file_path("better.sol");
+    ::unlink(path.c_str());
+    put(task, "VLN_SPAR_IMPROVING_SOLUTION_FILE", path);
+    put(task, "VLN_IPAR_MIP_SOLUTION_LIMIT", "2");
+    put(task, "VLN_IPAR_CHILD_PROCESS", child);
+    task.solve();
+    const std::string file = read_all(path);
+    EXPECT_EQ(lines_of(file)[0], "solution status: primal feasible");
+    EXPECT_NEAR(std::stod(lines_of(file)[1].substr(sizeof "objective value:")),
+                task.objective(kInteger), 1e-9)
+        << child;
+  }
+}
+
+TEST(ExchangeFiles, TheProgressFileHasAnObjectALine) {
+  for (const bool integer : {false, true}) {
+    TestTask task;
+    ASSERT_EQ(task.read(integer ? hard_integer_model() : two_products(-1)), VLN_RES_OK);
+    const std::string path = test_file_path("progress");
+    put(task, "VLN_SPAR_PROGRESS_FILE", path);
+    put(task, "VLN_IPAR_MIP_SOLUTION_LIMIT", "1");
+    task.solve();
+    const std::vector<std::string> lines = lines_of(read_all(path));
+    ASSERT_GE(lines.size(), 2u);
+    for (const std::string& line : lines) {
+      EXPECT_EQ(line.rfind("{\"time\": ", 0), 0u) << line;
+      for (const char* key :
+           {"phase", "iterations", "nodes", "open", "incumbent", "bound", "gap"}) {
+        EXPECT_NE(line.find(std::string("\"") + key + "\": "), std::string::npos) << line;
+      }
+      EXPECT_EQ(line.back(), '}');
+      EXPECT_EQ(line.find("inf"), std::string::npos) << "JSON has no infinity: " << line;
+      EXPECT_EQ(line.find("nan"), std::string::npos) << line;
+    }
+    EXPECT_NE(lines.front().find("\"presolve\""), std::string::npos) << lines.front();
+    EXPECT_NE(lines.back().find("\"end\""), std::string::npos) << lines.back();
+    EXPECT_EQ(lines.back().find("\"incumbent\": null"), std::string::npos) << lines.back();
+  }
+}
+
+// Solves with a start and gives the log.
+std::string log_with_start(const std::string& start, const char* limit = nullptr) {
+  TestTask task;
+  EXPECT_EQ(task.read_as("mix.lp", kSmallMix), VLN_RES_OK) << task.last_message();
+  EXPECT_EQ(VLN_putparam(task, "VLN_SPAR_START_FILE", write_test_file("start", start).c_str()),
+            VLN_RES_OK);
+  if (limit != nullptr) {
+    EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_MIP_SOLUTION_LIMIT", limit), VLN_RES_OK);
+  }
+  VLNrescode_enum termination = VLN_RES_OK;
+  (void)VLN_optimizetrm(task, &termination);
+  return task.log();
+}
+
+TEST(ExchangeFiles, AStartIsCompletedAndUsed) {
+  // With a = 1 the best is b = 1, c = 3, r = 0.5: 5 + 4 + 12 + 1.5 + 2.
+  const std::string log = log_with_start("# what is known\na 1\n");
+  EXPECT_NE(log.find("Start: 1 of 4 variables given; a feasible point with objective 24.5"),
+            std::string::npos)
+      << log;
+  EXPECT_NE(log.find("objective         2.55"), std::string::npos) << log;
+}
+
+TEST(ExchangeFiles, AStartThatFitsNothingIsSaidToBeUseless) {
+  const std::string log = log_with_start("a 2\nb 1\n");
+  EXPECT_NE(log.find("no feasible point with these values was found"), std::string::npos) << log;
+  EXPECT_NE(log.find("objective         2.55"), std::string::npos) << log;
+}
+
+TEST(ExchangeFiles, AStartWithAnUnknownNameOrNoNumberKeepsTheSolveFromBeginning) {
+  const std::string unknown = log_with_start("a 1\nweigt 2\n");
+  EXPECT_NE(unknown.find("start:2:1: there is no variable of this name"), std::string::npos)
+      << unknown;
+  EXPECT_EQ(unknown.find("Optimization of"), std::string::npos) << unknown;
+  EXPECT_NE(log_with_start("a one\n").find("start:1:3: a finite number was expected"),
+            std::string::npos);
+  EXPECT_NE(log_with_start("a 1 2 3 4\n").find("start:1:5: "), std::string::npos);
+}
+
+TEST(ExchangeFiles, StartsOfEveryFormAreRead) {
+  struct Form {
+    const char* what;
+    const char* text;
+    const char* given;
+  };
+  const Form forms[] = {
+      {"HiGHS",
+       "Model status\nOptimal\n\n# Primal solution values\nFeasible\nObjective 24.5\n# Columns 4\n"
+       "a 1\nb 1\nc 3\nr 0.5\n# Rows 2\nweight 17.5\npair 2\n\n# Dual solution values\nNone\n"
+       "# Basis\nHiGHS v1\nNone\n",
+       "4 of 4"},
+      {"CBC",
+       "Optimal - objective value 24.50000000\n      0 a                       1                   "
+       "    5\n      1 b                       1                       4\n      2 c               "
+       "        3                       4\n**    3 r                     0.5                      "
+       " 3\n",
+       "4 of 4"},
+      {"SCIP",
+       "solution status: optimal solution found\nobjective value:                     24.5\na    "
+       "                                    1 \t(obj:5)\nb                                       "
+       " 1 \t(obj:4)\nc                                        3 \t(obj:4)\nr  0.5 \t(obj:3)\n",
+       "4 of 4"},
+      {".mst", "# MIP start\na 1\nb 1\nc 3\n", "3 of 4"},
+      {".mst in XML",
+       "<?xml version = \"1.0\"?>\n<Solution>\n <variables>\n  <variable name=\"a\" index=\"0\" "
+       "value=\"1\"/>\n  <variable name=\"b\" index=\"1\" value=\"1\"/>\n  <variable name=\"c\" "
+       "index=\"2\" value=\"3\"/>\n </variables>\n</Solution>\n",
+       "3 of 4"},
+  };
+  for (const Form& form : forms) {
+    const std::string log = log_with_start(form.text);
+    EXPECT_NE(log.find("Start: " + std::string(form.given) +
+                       " variables given; a feasible point with objective 24.5"),
+              std::string::npos)
+        << form.what << '\n'
+        << log;
+  }
+}
+
+TEST(ExchangeFiles, TheSolutionFileIsAStart) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("mix.lp", kSmallMix), VLN_RES_OK);
+  const std::string path = test_file_path("left.sol");
+  put(task, "VLN_SPAR_SOLUTION_FILE", path);
+  task.solve();
+  const std::string file = read_all(path);
+  EXPECT_EQ(lines_of(file)[0], "solution status: integer optimal");
+  EXPECT_EQ(lines_of(file)[1], "objective value: 25.5");
+  EXPECT_NEAR(value_in(file, "c"), 3.0, 1e-9);
+  const std::string log = log_with_start(file);
+  EXPECT_NE(log.find("4 of 4 variables given; a feasible point with objective 25.5"),
+            std::string::npos)
+      << log;
+}
+
+constexpr char kWorkshop[] = R"(Maximize
+ obj: 45 x + 80 y + 20 z
+Subject To
+ wood: 5 x + 20 y + 10 z <= 400
+ work: 10 x + 15 y + 5 z <= 450
+ floor: x + y + z <= 70
+Bounds
+ x <= 30
+ z <= 25
+End
+)";
+
+TEST(ExchangeFiles, ABasisTakesNoIterations) {
+  TestTask first;
+  ASSERT_EQ(first.read_as("w.lp", kWorkshop), VLN_RES_OK);
+  const std::string path = test_file_path("w.bas");
+  put(first, "VLN_SPAR_BASIS_OUT_FILE", path);
+  first.solve();
+  EXPECT_EQ(read_all(path), "NAME\n XU x wood\n XU y work\nENDATA\n");
+  TestTask second;
+  ASSERT_EQ(second.read_as("w.lp", kWorkshop), VLN_RES_OK);
+  put(second, "VLN_SPAR_BASIS_IN_FILE", path);
+  second.solve();
+  EXPECT_EQ(second.objective(kBasic), first.objective(kBasic));
+  EXPECT_NE(second.log().find("  iterations        0\n"), std::string::npos) << second.log();
+  EXPECT_EQ(first.log().find("  iterations        0\n"), std::string::npos) << first.log();
+}
+
+TEST(ExchangeFiles, ABasisOfAnotherModelIsRefused) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("w.lp", kWorkshop), VLN_RES_OK);
+  put(task, "VLN_SPAR_BASIS_IN_FILE", write_test_file("b.bas", "NAME\n XU x woud\nENDATA\n"));
+  VLNrescode_enum termination = VLN_RES_OK;
+  EXPECT_NE(VLN_optimizetrm(task, &termination), VLN_RES_OK);
+  EXPECT_NE(task.last_message().find("b.bas:2:7: "), std::string::npos) << task.last_message();
+  EXPECT_NE(task.last_message().find("did you mean 'wood'"), std::string::npos)
+      << task.last_message();
+}
+
+TEST(ExchangeFiles, WhatIsNotThereIsNotWritten) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("mix.lp", kSmallMix), VLN_RES_OK);
+  for (const char* name :
+       {"VLN_SPAR_BASIS_OUT_FILE", "VLN_SPAR_RANGING_FILE", "VLN_SPAR_CONFLICT_FILE"}) {
+    const std::string path = write_test_file("earlier.lp", "earlier");
+    put(task, name, path);
+    task.solve();
+    EXPECT_EQ(read_all(path), "earlier") << name;
+    EXPECT_NE(task.log().find("There is no "), std::string::npos) << name;
+    put(task, name, "");
+  }
+}
+
+TEST(ExchangeFiles, AShortSolutionInPtfIsAStart) {
+  TestTask task;
+  const std::string lp = kSmallMix;
+  const std::string ptf = "Minimize ] extended problem 1\n" + lp.substr(0, lp.find("End\n")) +
+                          "Solution integer\n status primal_feasible\n variable a = 1\n"
+                          " variable b = 1\n variable c = at_upper 3\n variable r = 0.5\nEnd\n";
+  ASSERT_EQ(task.read_as("mix.ptf", ptf), VLN_RES_OK) << task.last_message();
+  ASSERT_TRUE(task.defined(kInteger));
+  EXPECT_EQ(task.var_doubles(VLN_getxx, kInteger), (std::vector<double>{1, 1, 3, 0.5}));
+}
+
+}  // namespace

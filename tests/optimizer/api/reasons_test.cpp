@@ -1,0 +1,258 @@
+// Why a model has no optimum, and how far an optimum reaches: the lines of the log, the conflict as
+// a model, and the ranges of costs and sides, beside those of another program.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "small_models.h"
+#include "task_support.h"
+
+namespace {
+
+void put(const TestTask& task, const char* name, const std::string& value) {
+  ASSERT_EQ(VLN_putparam(task, name, value.c_str()), VLN_RES_OK) << task.last_message();
+}
+
+// The contradiction is among the first three rows; the others are true of many points.
+constexpr char kNeed[] = R"(Minimize
+ obj: x + y + z
+Subject To
+ need: x + y >= 10
+ cap1: x <= 4
+ cap2: y <= 3
+ other: x + z <= 100
+ more: y - z >= -50
+Bounds
+ z <= 7
+End
+)";
+
+constexpr char kNeedReason[] =
+    "Infeasible: need >= 10, cap1 <= 4 and cap2 <= 3 cannot hold together";
+
+TEST(Reasons, TheLogNamesTheRowsOfACertificate) {
+  for (const char* method : {"dual_simplex", "interior_point", "conic"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("need.lp", kNeed), VLN_RES_OK);
+    put(task, "VLN_IPAR_OPTIMIZER", method);
+    task.solve();
+    EXPECT_NE(task.log().find(kNeedReason), std::string::npos) << method << '\n' << task.log();
+  }
+}
+
+TEST(Reasons, TheLogNamesBoundsThatCross) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.lp",
+                         "Minimize\n x\nSubject To\n r: x + y >= 1\nBounds\n 4 <= x <= 3\n"
+                         "End\n"),
+            VLN_RES_OK)
+      << task.last_message();
+  task.solve();
+  EXPECT_NE(task.log().find("Infeasible: x >= 4 and x <= 3 cannot hold"), std::string::npos)
+      << task.log();
+}
+
+TEST(Reasons, TheLogNamesAConeInAContradiction) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.ptf",
+                         "Minimize ] extended problem 1\nMinimize\n obj: t\nSubject To\n low: t <= "
+                         "1\n high: x >= 2\n"
+                         "Bounds\n x free\n t free\nCones\n k: quadratic t x\nEnd\n"),
+            VLN_RES_OK)
+      << task.last_message();
+  task.solve();
+  EXPECT_NE(task.log().find("Infeasible: low <= 1, high >= 2 and cone k cannot hold together"),
+            std::string::npos)
+      << task.log();
+}
+
+TEST(Reasons, TheLogNamesTheIntegersOfAContradiction) {
+  TestTask task;
+  ASSERT_EQ(task.read(kInfeasibleInteger), VLN_RES_OK);
+  task.solve();
+  EXPECT_NE(task.log().find("R = 1"), std::string::npos) << task.log();
+  EXPECT_NE(task.log().find("X integer cannot hold together"), std::string::npos) << task.log();
+}
+
+TEST(Reasons, TheLogNamesTheVariablesAlongWhichThereIsNoEnd) {
+  for (const char* method : {"dual_simplex", "conic"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("m.lp",
+                           "Maximize\n obj: x + y\nSubject To\n r: x - y = 0\n s: w <= 4\n"
+                           "End\n"),
+              VLN_RES_OK);
+    put(task, "VLN_IPAR_OPTIMIZER", method);
+    task.solve();
+    EXPECT_NE(task.log().find("Unbounded: the objective improves for ever along x (+1) and y (+1)"),
+              std::string::npos)
+        << method << '\n'
+        << task.log();
+  }
+}
+
+bool is_infeasible(const TestTask& task) {
+  for (const int32_t kind : {kInterior, kBasic, kInteger}) {
+    if (task.defined(kind)) return task.problem_status(kind) == prosta::kPrimalInfeasible;
+  }
+  return false;
+}
+
+// The conflict of a model as the text of an LP file.
+std::string conflict_of(const std::string& name, const std::string& content) {
+  TestTask task;
+  EXPECT_EQ(task.read_as(name, content), VLN_RES_OK) << task.last_message();
+  const std::string path = test_file_path("conflict.lp");
+  ::unlink(path.c_str());
+  put(task, "VLN_SPAR_CONFLICT_FILE", path);
+  task.solve();
+  EXPECT_NE(task.log().find("none of them can be left out"), std::string::npos) << task.log();
+  return read_all(path);
+}
+
+// No even number is 7.
+constexpr char kIntegerConflict[] = R"(Minimize
+ obj: x + y
+Subject To
+ even: 2 x + 4 y = 7
+ idle: x + y + w <= 50
+ lazy: w - x >= -30
+Bounds
+ x <= 20
+ y <= 20
+General
+ x y w
+End
+)";
+
+TEST(Reasons, TheConflictFileIsIrreducible) {
+  const std::string linear = conflict_of("need.lp", kNeed);
+  for (const char* row : {"need", "cap1", "cap2"}) {
+    EXPECT_NE(linear.find(row), std::string::npos) << linear;
+  }
+  for (const char* name : {"other", "more", "z"}) {
+    EXPECT_EQ(linear.find(std::string(" ") + name), std::string::npos) << linear;
+  }
+  TestTask whole;
+  ASSERT_EQ(whole.read_as("whole.lp", linear), VLN_RES_OK) << whole.last_message();
+  whole.solve();
+  EXPECT_TRUE(is_infeasible(whole));
+
+  const std::string integer = conflict_of("even.lp", kIntegerConflict);
+  EXPECT_NE(integer.find("even"), std::string::npos) << integer;
+  EXPECT_EQ(integer.find("idle"), std::string::npos) << integer;
+  EXPECT_EQ(integer.find("lazy"), std::string::npos) << integer;
+  EXPECT_EQ(integer.find("w"), std::string::npos) << integer;
+  TestTask even;
+  ASSERT_EQ(even.read_as("even.lp", integer), VLN_RES_OK) << even.last_message();
+  even.solve();
+  EXPECT_TRUE(is_infeasible(even)) << integer << even.log();
+}
+
+constexpr char kWorkshop[] = R"(Maximize
+ obj: 45 x + 80 y + 20 z
+Subject To
+ wood: 5 x + 20 y + 10 z <= 400
+ work: 10 x + 15 y + 5 z <= 450
+ floor: x + y + z <= 70
+Bounds
+ x <= 30
+ z <= 25
+End
+)";
+
+struct Range {
+  std::string key;
+  double least = 0.0, most = 0.0;
+};
+using Ranges = std::map<std::string, Range>;
+
+// "cost x", "side wood", ...
+Ranges our_ranges(const std::string& lp, const char* method) {
+  TestTask task;
+  EXPECT_EQ(task.read_as("w.lp", lp), VLN_RES_OK);
+  const std::string path = test_file_path("ranging");
+  put(task, "VLN_SPAR_RANGING_FILE", path);
+  put(task, "VLN_IPAR_OPTIMIZER", method);
+  task.solve();
+  Ranges ranges;
+  std::istringstream lines(read_all(path));
+  std::string line;
+  std::getline(lines, line);
+  EXPECT_EQ(line.rfind("what\tname\tkey\t", 0), 0u) << line;
+  while (std::getline(lines, line)) {
+    std::istringstream words(line);
+    std::string what, name, key, value, dual, now, least, most;
+    words >> what >> name >> key >> value >> dual >> now >> least >> most;
+    ranges[what + ' ' + name] = {key, std::strtod(least.c_str(), nullptr),
+                                 std::strtod(most.c_str(), nullptr)};
+  }
+  return ranges;
+}
+
+double peer_number(const std::string& word) {
+  if (word == ".") return 0.0;
+  return word == "+Inf" ? HUGE_VAL : word == "-Inf" ? -HUGE_VAL : std::stod(word);
+}
+
+// The sensitivity report of glpsol has two lines for each row and column, the least values in the
+// first and the most in the second.
+Ranges peer_ranges(const std::string& lp) {
+  const std::string report = test_file_path("report");
+  const std::string model = write_test_file("peer.lp", lp);
+  const std::string command = "glpsol --lp " + model + " --ranges " + report + " >/dev/null 2>&1";
+  if (std::system(command.c_str()) != 0) return {};
+  Ranges ranges;
+  bool columns = false;
+  std::istringstream lines(read_all(report));
+  std::string line;
+  while (std::getline(lines, line)) {
+    columns = columns || line.find("Column name") != std::string::npos;
+    std::istringstream words(line);
+    std::vector<std::string> first;
+    for (std::string word; words >> word;) first.push_back(word);
+    if (first.size() < 9 || first[0].find_first_not_of("0123456789") != std::string::npos) continue;
+    std::getline(lines, line);
+    std::istringstream more(line);
+    std::vector<std::string> second;
+    for (std::string word; more >> word;) second.push_back(word);
+    if (second.size() < 4) continue;
+    const size_t at = columns ? 7 : 6;  // the cost's range, or the activity's
+    ranges[(columns ? "cost " : "side ") + first[1]] = {first[2], peer_number(first[at]),
+                                                        peer_number(second[at - 4])};
+  }
+  return ranges;
+}
+
+TEST(Reasons, RangesAreThoseOfAPeer) {
+  const Ranges known = {{"cost x", {"BS", 20, 160.0 / 3.0}},
+                        {"cost y", {"BS", 67.5, 180}},
+                        {"cost z", {"NL", -HUGE_VAL, 30}},
+                        {"side wood", {"NU", 350, 600}},
+                        {"side work", {"NU", 300, 487.5}}};
+  Ranges peer = peer_ranges(kWorkshop);
+  for (const char* method : {"dual_simplex", "interior_point"}) {
+    const Ranges ours = our_ranges(kWorkshop, method);
+    ASSERT_EQ(ours.size(), 6u);
+    for (const auto& [name, range] : known) {
+      ASSERT_EQ(ours.count(name), 1u) << name;
+      EXPECT_NEAR(ours.at(name).least == range.least ? 0.0 : ours.at(name).least - range.least, 0.0,
+                  1e-6)
+          << name;
+      EXPECT_NEAR(ours.at(name).most - range.most, 0.0, 1e-6) << name;
+      if (peer.empty()) continue;
+      EXPECT_EQ(peer[name].key, range.key);
+      EXPECT_TRUE(peer[name].least == range.least ||
+                  std::fabs(peer[name].least - range.least) < 1e-2)
+          << name;
+      EXPECT_NEAR(peer[name].most, range.most, 1e-2) << name;
+    }
+  }
+}
+
+}  // namespace

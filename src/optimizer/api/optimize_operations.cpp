@@ -22,6 +22,14 @@ Status optimize_with_files(Task* task, VLNrescode_enum* trm, const Optimize& opt
   return files.finish(status, termination);
 }
 
+// The server gets the task, and files that go along with a solve stay here.
+void log_left_out(const Task& task, const SolveExtras& extras) {
+  const bool has_start = !extras.start_point.is_empty() || extras.start_basis.defined;
+  if (!has_start && !extras.on_progress && !extras.on_better_point) return;
+  task.log_text(kLogSummary,
+                "A remote solve uses no files of starts, bases, better points and progress\n");
+}
+
 }  // namespace
 
 VLNrescode_enum VLN_optimizetrm(vlntaskt* task, VLNrescode_enum* trm) {
@@ -40,7 +48,8 @@ VLNrescode_enum VLN_optimizermt(vlntaskt* task, const char* address, const char*
   return run(task, [=](Task& t) {
     Status status = check_pointers({{"address", address}, {"token", token}, {"trm", trm}});
     if (!status.ok()) return status;
-    return optimize_with_files(&t, trm, [=](Task* here, SolveExtras*, Code* termination) {
+    return optimize_with_files(&t, trm, [=](Task* here, SolveExtras* extras, Code* termination) {
+      log_left_out(*here, *extras);
       return optimize_remotely(here, address, token, termination);
     });
   });

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "solve/check/checker.h"
@@ -23,6 +24,9 @@ constexpr double kNothing = 1e-9;  // as a share of the largest multiplier
 constexpr int64_t kMostPartsUnasked = 400;
 constexpr int64_t kMostNodesUnasked = 1000;
 constexpr int kMostSolvesUnasked = 60;
+constexpr int64_t kMostIterationsUnasked = 2000;  // and this many times those of the solve before
+constexpr int64_t kTimesOfTheSolve = 3;
+constexpr size_t kMostPartsOfAReason = 12;
 constexpr int32_t kNodesOfASolve = 2000;
 
 struct Part {
@@ -114,7 +118,11 @@ class Filter {
     parameters_.set(DoubleParam::kUpperCutoff, kInfinity);
   }
 
-  void limit_solves(int most) { most_solves_ = most; }
+  void limit(int most_solves, int64_t most_iterations) {
+    most_solves_ = most_solves;
+    most_iterations_ = most_iterations;
+  }
+  size_t num_parts() const { return parts_.size(); }
   int solves() const { return solves_; }
 
   // Everything, integrality left out where the model without it is infeasible, too.
@@ -152,8 +160,8 @@ class Filter {
 
  private:
   bool is_over() const {
-    return solves_ >= most_solves_ || monotonic_seconds() >= end_ ||
-           monitor_->should_stop(progress_);
+    return solves_ >= most_solves_ || iterations_ >= most_iterations_ ||
+           monotonic_seconds() >= end_ || monitor_->should_stop(progress_);
   }
 
   std::vector<uint8_t> marks_of(const std::vector<Part>& parts) const {
@@ -177,6 +185,8 @@ class Filter {
     SilentMonitor silent(monitor_, progress_);
     const Status status =
         plan.backend->solve(problem, parameters_, end_ - monotonic_seconds(), &silent, &found);
+    iterations_ += std::max<int64_t>(0, found.progress.simplex_iterations) +
+                   std::max<int64_t>(0, found.progress.interior_iterations);
     const bool is_answer =
         found.outcome == Outcome::kOptimal || found.outcome == Outcome::kInfeasible;
     if (!status.ok() || !is_answer) has_doubt_ = true;
@@ -235,6 +245,8 @@ class Filter {
   std::vector<Part> parts_;
   int most_solves_ = kIntMax;
   int solves_ = 0;
+  int64_t most_iterations_ = std::numeric_limits<int64_t>::max();
+  int64_t iterations_ = 0;
   bool has_doubt_ = false;
 };
 
@@ -262,10 +274,19 @@ void find_conflict(const MinimizeProblem& problem, const SolvePlan& plan,
   const bool is_asked = !parameters.get(StringParam::kConflictFile).empty();
   if (!is_asked && !is_worth_it(problem, plan, *answer)) return;
   Filter filter(model, parameters, seconds, answer->result.progress, monitor);
-  if (!is_asked) filter.limit_solves(kMostSolvesUnasked);
+  const Progress& before = answer->result.progress;
+  const int64_t iterations = std::max<int64_t>(0, before.simplex_iterations) +
+                             std::max<int64_t>(0, before.interior_iterations);
+  if (!is_asked) {
+    filter.limit(kMostSolvesUnasked, kMostIterationsUnasked + kTimesOfTheSolve * iterations);
+  }
   if (!filter.start()) return;
   filter.run();
-  answer->conflict = filter.conflict();
+  const Conflict conflict = filter.conflict();
+  // A search that ended early may leave most of the model, which is no reason.
+  const bool explains =
+      is_asked || conflict.is_minimal || filter.num_parts() <= kMostPartsOfAReason;
+  if (explains) answer->conflict = conflict;
   if (filter.solves() > 1) {
     monitor->log(format_text("Looked for the parts that contradict each other: %s\n",
                              counted(filter.solves(), "solve").c_str()));

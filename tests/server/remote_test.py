@@ -22,7 +22,7 @@ import unittest
 import harness
 
 # Differs from run to run.
-LOG_NOISE = re.compile(r"^(Solving on |Read |Write |Set log |.*[0-9]s$|.*time  .*|HiGHS run time"
+LOG_NOISE = re.compile(r"^(Solving on |Optimizer library |Parameters: |Read |Write |Set log |.*[0-9]s$|.*time  .*|HiGHS run time"
                        r"|Multiple threads|  *[A-Z]? *[0-9]+ .*|.*[0-9.]+ s .*)")
 
 

@@ -269,8 +269,9 @@ bool is_worth_it(const MinimizeProblem& problem, const SolvePlan& plan, const An
 void find_conflict(const MinimizeProblem& problem, const SolvePlan& plan,
                    const Parameters& parameters, double seconds, BackendMonitor* monitor,
                    Answer* answer) {
-  if (answer->result.outcome != Outcome::kInfeasible) return;
   const Model& model = problem.model;
+  // Sets and constraints under a condition are no parts that could be left out here.
+  if (answer->result.outcome != Outcome::kInfeasible || model.has_logic()) return;
   const bool is_asked = !parameters.get(StringParam::kConflictFile).empty();
   if (!is_asked && !is_worth_it(problem, plan, *answer)) return;
   Filter filter(model, parameters, seconds, answer->result.progress, monitor);

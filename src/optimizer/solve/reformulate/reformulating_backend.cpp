@@ -37,6 +37,9 @@ class CuttingMonitor : public BackendMonitor {
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
     next_->incumbent(x.first(std::min(x.size(), model_.cost.size())), barx);
   }
+  void milestone(const Progress& progress, std::string_view origin) override {
+    next_->milestone(progress, origin);
+  }
   bool wants_point() override { return next_->wants_point(); }
   void keep(const BackendResult& point, double /*primal_violation*/) override {
     BackendResult cut;

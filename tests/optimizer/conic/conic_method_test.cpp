@@ -38,7 +38,7 @@ TEST(ConicMethod, RemovesDependentEquations) {
   solve_ptf(three_equations("5"), &solved);
   EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
   EXPECT_NEAR(solved.solution().primal_objective, 3.0, 1e-7);
-  EXPECT_NE(solved.log.find("removed 1 equations"), std::string::npos) << solved.log;
+  EXPECT_NE(solved.log.find("removed 1 equation "), std::string::npos) << solved.log;
 }
 
 TEST(ConicMethod, ProvesContradictingEquationsInfeasible) {

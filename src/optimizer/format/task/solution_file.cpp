@@ -78,15 +78,21 @@ void write_solution(DocumentWriter* writer, const Solution& s) {
   const auto array = [writer](const std::vector<double>& values) {
     return [writer, &values] { writer->array(std::span<const double>(values)); };
   };
+  // The objective of what a ray does not belong to is that of no point: mostly the value at first.
+  const Solution none;
+  const bool has_primal = !is_ray(s.status) ||
+                          (!is_primal_ray(s.status) && s.primal_objective != none.primal_objective);
+  const bool has_dual =
+      !std::isnan(s.dual_objective) &&
+      (!is_ray(s.status) || (is_primal_ray(s.status) && s.dual_objective != none.dual_objective));
   const double ray_objective = is_primal_ray(s.status) ? s.primal_objective : s.dual_objective;
   const auto keys = [writer](const std::vector<StatusKey>& values) {
     return [writer, &values] { write_keys(writer, values); };
   };
   write_map(writer, {{"problem status", text(word_of(kProblemStatuses, s.problem_status))},
                      {"solution status", text(word_of(kSolutionStatuses, s.status))},
-                     {"primal objective", number(s.primal_objective), !is_ray(s.status)},
-                     {"dual objective", number(s.dual_objective),
-                      !is_ray(s.status) && !std::isnan(s.dual_objective)},
+                     {"primal objective", number(s.primal_objective), has_primal},
+                     {"dual objective", number(s.dual_objective), has_dual},
                      {"ray objective", number(ray_objective),
                       is_ray(s.status) && !std::isnan(ray_objective)},
                      {"skx", keys(s.skx)},

@@ -229,7 +229,9 @@ TEST(RandomReformulation, IntegersAgreeWithAllPoints) {
     for (double& value : x) value = std::round(value);
     EXPECT_TRUE(random.is_feasible(x));
   }
-  if (count >= kDefaultCount) EXPECT_GT(num_feasible, static_cast<int>(count) / 3);
+  if (count >= kDefaultCount) {
+    EXPECT_GT(num_feasible, static_cast<int>(count) / 3);
+  }
 }
 
 // Minimize c'x where x is one of the segments between two neighbours of a set whose members sum up

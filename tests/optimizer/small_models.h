@@ -1,4 +1,4 @@
-// Models of one or two variables that several tests solve or read, in MPS.
+// Small models that several tests solve or read, in MPS but where it is said.
 #pragma once
 
 // The least z with z >= 2: the optimum is 2.
@@ -86,4 +86,17 @@ COLUMNS
 RHS
  B R 1 S 2
 ENDATA
+)";
+
+// What a workshop makes of its wood and work: a maximum over three variables, in LP.
+inline constexpr char kWorkshop[] = R"(Maximize
+ obj: 45 x + 80 y + 20 z
+Subject To
+ wood: 5 x + 20 y + 10 z <= 400
+ work: 10 x + 15 y + 5 z <= 450
+ floor: x + y + z <= 70
+Bounds
+ x <= 30
+ z <= 25
+End
 )";

@@ -187,18 +187,6 @@ TEST(ExchangeFiles, TheSolutionFileIsAStart) {
       << log;
 }
 
-constexpr char kWorkshop[] = R"(Maximize
- obj: 45 x + 80 y + 20 z
-Subject To
- wood: 5 x + 20 y + 10 z <= 400
- work: 10 x + 15 y + 5 z <= 450
- floor: x + y + z <= 70
-Bounds
- x <= 30
- z <= 25
-End
-)";
-
 TEST(ExchangeFiles, ABasisTakesNoIterations) {
   TestTask first;
   ASSERT_EQ(first.read_as("w.lp", kWorkshop), VLN_RES_OK);

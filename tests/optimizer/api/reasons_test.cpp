@@ -154,18 +154,6 @@ TEST(Reasons, TheConflictFileIsIrreducible) {
   EXPECT_TRUE(is_infeasible(even)) << integer << even.log();
 }
 
-constexpr char kWorkshop[] = R"(Maximize
- obj: 45 x + 80 y + 20 z
-Subject To
- wood: 5 x + 20 y + 10 z <= 400
- work: 10 x + 15 y + 5 z <= 450
- floor: x + y + z <= 70
-Bounds
- x <= 30
- z <= 25
-End
-)";
-
 struct Range {
   std::string key;
   double least = 0.0, most = 0.0;

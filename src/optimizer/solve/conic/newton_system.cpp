@@ -257,6 +257,7 @@ void NewtonSystem::add_matrix_values(const Scalings& scalings) {
 
 void NewtonSystem::add_to_dense_end(const std::vector<MatrixPart>& parts) {
   std::vector<size_t> places;
+  places.reserve(parts.size());
   for (const MatrixPart& part : parts) places.push_back(index(end_.place[index(part.row)]));
   for (size_t col = 0; col < places.size(); ++col) {
     const size_t q = places[col];

@@ -193,6 +193,11 @@ void InteriorPointMethod::center() {
 
 // A run that can go no further claims what holds less exactly.
 void InteriorPointMethod::conclude(InteriorPoint* result) {
+  // Half of a solution is more than none.
+  const auto is_half = [](const Measures& m) {
+    return std::min(m.primal, m.dual) <= kLooseTolerance;
+  };
+  if (!is_half(best_.measures()) && is_half(measures_)) best_.hold(now_, measures_);
   const Tolerances loose{kLooseTolerance, kLooseTolerance, 0};
   // An iterate is far from a solution beyond this multiple of the loose tolerance.
   constexpr double kFarFromOptimal = 100.0;

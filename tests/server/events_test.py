@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Server-sent events: nothing is missing, nothing comes twice, whenever the wire is cut; and the page."""
+import contextlib
 import os
 import socket
 import unittest
@@ -136,7 +137,12 @@ def connections_of(pid):
     """A function that says how many of the process's present sockets are still open."""
     def sockets():
         folder = f"/proc/{pid}/fd"
-        return {name for fd in os.listdir(folder) if (name := os.readlink(f"{folder}/{fd}")).startswith("socket:")}
+        names = set()
+        for fd in os.listdir(folder):
+            # It may be closed between the two calls.
+            with contextlib.suppress(FileNotFoundError):
+                names.add(os.readlink(f"{folder}/{fd}"))
+        return {name for name in names if name.startswith("socket:")}
     before = sockets()
     return lambda: len(before & sockets())
 

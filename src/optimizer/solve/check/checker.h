@@ -10,9 +10,9 @@
 
 namespace vorlan {
 
-// Bounds, constraints, integrality, semi-continuity, sets, cones and semidefiniteness at x and the
-// matrix variables; constraints of indicators where these are active. In cones and of matrix variables, violations are what cone_violation.h and
-// definiteness.h say.
+// Bounds, constraints (of indicators where these are active), integrality, semi-continuity, sets,
+// cones and semidefiniteness at x and the matrix variables. In cones and of matrix variables,
+// violations are what cone_violation.h and definiteness.h say.
 double primal_violation(const Model& model, const std::vector<double>& x,
                         const std::vector<double>& barx = {});
 

@@ -53,18 +53,6 @@ std::unique_ptr<Model> make_relaxation(const Model& model) {
   return relaxation;
 }
 
-// The log of a solve that asks for a bound is nobody's.
-class SilentMonitor : public BackendMonitor {
- public:
-  explicit SilentMonitor(BackendMonitor* next) : next_(next) {}
-  void log(std::string_view /*text*/) override {}
-  bool should_stop(const Progress& /*progress*/) override { return next_->should_stop({}); }
-  void incumbent(std::span<const double> /*x*/, std::span<const double> /*barx*/) override {}
-
- private:
-  BackendMonitor* next_;
-};
-
 }  // namespace
 
 VariableBounds::VariableBounds(const Model& model, const Parameters& parameters, double end,

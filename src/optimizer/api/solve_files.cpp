@@ -10,6 +10,7 @@
 #include "format/problem_file.h"
 #include "format/task/result_file.h"
 #include "solve/conflict.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan::api {

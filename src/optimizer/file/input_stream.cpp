@@ -11,6 +11,7 @@
 #include <span>
 
 #include "task/high_descriptor.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

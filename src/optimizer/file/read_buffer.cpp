@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -14,6 +14,7 @@
 #include "format/mps/mps.h"
 #include "format/sdpa/sdpa.h"
 #include "format/task/task_file.h"
+#include "task/parameter_index.h"
 #include "task/parameter_traits.h"
 #include "task/text.h"
 

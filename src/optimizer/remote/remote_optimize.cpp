@@ -11,6 +11,7 @@
 #include "remote/plugin_loader.h"
 #include "remote/scratch_file.h"
 #include "solve/run/listener.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -9,6 +9,7 @@
 #include "solve/highs/highs_backend.h"
 #include "solve/outer/outer_backend.h"
 #include "solve/reformulate/reformulating_backend.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

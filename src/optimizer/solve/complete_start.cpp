@@ -9,6 +9,7 @@
 #include "solve/check/terms.h"
 #include "solve/choose_backend.h"
 #include "task/packed_matrices.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

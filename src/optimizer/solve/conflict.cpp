@@ -14,6 +14,7 @@
 #include "solve/make_solution.h"
 #include "solve/run/listener.h"
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -19,6 +19,7 @@
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 #include "task/parameter_traits.h"
 #include "task/text.h"
 

@@ -9,6 +9,7 @@
 #include "solve/model_statistics.h"
 #include "solve/solve_plan.h"
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 #include "task/status_words.h"
 #include "task/text.h"
 

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "task/parameter_index.h"
+
 namespace vorlan {
 namespace {
 

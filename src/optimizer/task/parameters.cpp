@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -186,11 +187,11 @@ const char* name_of(IntParam param) {
   return kInts[find_slot(kInts, static_cast<int32_t>(param))].name;
 }
 
-Parameters::Parameters() {
-  static_assert(std::size(kInts) == kNumInts && std::size(kDoubles) == kNumDoubles &&
-                std::size(kStrings) == kNumStrings);
-  for (size_t i = 0; i < kNumInts; ++i) ints_[i] = kInts[i].initial;
-  for (size_t i = 0; i < kNumDoubles; ++i) doubles_[i] = kDoubles[i].initial;
+Parameters::Parameters() : strings_(std::size(kStrings)) {
+  ints_.reserve(std::size(kInts));
+  for (const IntParamEntry& entry : kInts) ints_.push_back(entry.initial);
+  doubles_.reserve(std::size(kDoubles));
+  for (const DoubleParamEntry& entry : kDoubles) doubles_.push_back(entry.initial);
 }
 
 int32_t Parameters::get(IntParam param) const {
@@ -217,7 +218,7 @@ void Parameters::set(DoubleParam param, double value) {
 
 Status Parameters::put_int(int32_t index, int32_t value) {
   const size_t slot = find_slot(kInts, index);
-  if (slot == kNumInts) {
+  if (slot == std::size(kInts)) {
     return {Code::kErrParamIndex, format_text("there is no integer parameter %d", index)};
   }
   const IntParamEntry& entry = kInts[slot];
@@ -230,7 +231,7 @@ Status Parameters::put_int(int32_t index, int32_t value) {
 
 Status Parameters::get_int(int32_t index, int32_t* value) const {
   const size_t slot = find_slot(kInts, index);
-  if (slot == kNumInts) {
+  if (slot == std::size(kInts)) {
     return {Code::kErrParamIndex, format_text("there is no integer parameter %d", index)};
   }
   *value = ints_[slot];
@@ -242,7 +243,7 @@ Status Parameters::put_string(int32_t index, std::string_view value) {
     return {Code::kErrParamIndex, format_text("there is no string parameter %d", index)};
   }
   const size_t slot = find_slot(kStrings, index);
-  if (slot == kNumStrings) {
+  if (slot == std::size(kStrings)) {
     if (value.empty()) return {};
     return {Code::kErrParamReserved,
             format_text("string parameter %d is reserved and takes only the empty string", index)};
@@ -254,18 +255,18 @@ Status Parameters::put_string(int32_t index, std::string_view value) {
 
 const char* Parameters::name_if_set(int32_t index) const {
   const size_t slot = find_slot(kStrings, index);
-  return slot < kNumStrings && !strings_[slot].empty() ? kStrings[slot].name : nullptr;
+  return slot < std::size(kStrings) && !strings_[slot].empty() ? kStrings[slot].name : nullptr;
 }
 
 Status Parameters::put_by_name(std::string_view name, std::string_view value) {
-  for (size_t slot = 0; slot < kNumInts; ++slot) {
+  for (size_t slot = 0; slot < std::size(kInts); ++slot) {
     if (name != kInts[slot].name) continue;
     int32_t number = 0;
     Status status = parse_int(kInts[slot], value, &number);
     if (status.ok()) ints_[slot] = number;
     return status;
   }
-  for (size_t slot = 0; slot < kNumDoubles; ++slot) {
+  for (size_t slot = 0; slot < std::size(kDoubles); ++slot) {
     if (name != kDoubles[slot].name) continue;
     double number = 0.0;
     Status status = parse_value(kDoubles[slot], value, &number);

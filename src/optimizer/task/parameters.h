@@ -1,12 +1,12 @@
 // The parameters of a task: a table of what there is, and the values that one task has.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <limits>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "task/numeric.h"
 #include "task/status.h"
@@ -16,35 +16,11 @@ namespace vorlan {
 
 inline constexpr int32_t kIntMax = std::numeric_limits<int32_t>::max();
 
-enum class IntParam : int32_t {
-#define VORLAN_INT(enumerator, index, ...) enumerator = (index),
-#define VORLAN_DOUBLE(...)
-#define VORLAN_STRING(...)
-#include "task/parameters.def"
-#undef VORLAN_INT
-#undef VORLAN_DOUBLE
-#undef VORLAN_STRING
-};
-
-enum class DoubleParam : int32_t {
-#define VORLAN_INT(...)
-#define VORLAN_DOUBLE(enumerator, index, ...) enumerator = (index),
-#define VORLAN_STRING(...)
-#include "task/parameters.def"
-#undef VORLAN_INT
-#undef VORLAN_DOUBLE
-#undef VORLAN_STRING
-};
-
-enum class StringParam : int32_t {
-#define VORLAN_INT(...)
-#define VORLAN_DOUBLE(...)
-#define VORLAN_STRING(enumerator, index, ...) enumerator = (index),
-#include "task/parameters.def"
-#undef VORLAN_INT
-#undef VORLAN_DOUBLE
-#undef VORLAN_STRING
-};
+// Each parameter's number; task/parameter_index.h has the names. They are declared apart, so that a
+// new parameter rebuilds those who name one and not everybody who holds a task.
+enum class IntParam : int32_t;
+enum class DoubleParam : int32_t;
+enum class StringParam : int32_t;
 
 // Values that mean something outside the optimizers.
 inline constexpr int32_t kFreeOptimizer = 0;  // of kOptimizer
@@ -115,12 +91,10 @@ class Parameters {
   Status put_by_name(std::string_view name, std::string_view value);
 
  private:
-  static constexpr size_t kNumInts = 23;
-  static constexpr size_t kNumDoubles = 14;
-  static constexpr size_t kNumStrings = 13;
-  std::array<int32_t, kNumInts> ints_;
-  std::array<double, kNumDoubles> doubles_;
-  std::array<std::string, kNumStrings> strings_;
+  // In the order of the tables.
+  std::vector<int32_t> ints_;
+  std::vector<double> doubles_;
+  std::vector<std::string> strings_;
 };
 
 }  // namespace vorlan

@@ -2,6 +2,7 @@
 // name only where the task may.
 #include "task/task.h"
 
+#include "task/parameter_index.h"
 #include "task/text.h"
 #include "task/text_sink.h"
 

@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "task/parameters.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

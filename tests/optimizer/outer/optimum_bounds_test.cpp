@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "conic_models.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "task/parameters.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

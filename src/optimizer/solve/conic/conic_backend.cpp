@@ -16,6 +16,7 @@
 #include "solve/conic/dual_ray.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

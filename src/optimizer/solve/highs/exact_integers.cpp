@@ -14,6 +14,7 @@
 #include "solve/highs/switch_tightening.h"
 #include "solve/run/listener.h"
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

@@ -2,6 +2,7 @@
 #include "solve/highs/highs_answer.h"
 
 #include "Highs.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

@@ -25,6 +25,7 @@
 #include "solve/highs/simplex_again.h"
 #include "solve/run/listener.h"
 #include "solve/solve_plan.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

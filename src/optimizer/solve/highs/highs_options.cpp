@@ -6,6 +6,7 @@
 
 #include "Highs.h"
 #include "solve/solve_plan.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

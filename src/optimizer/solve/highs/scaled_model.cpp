@@ -8,6 +8,7 @@
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
 #include "task/packed_matrices.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

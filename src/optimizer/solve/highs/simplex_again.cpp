@@ -8,6 +8,7 @@
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
 #include "solve/solve_plan.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

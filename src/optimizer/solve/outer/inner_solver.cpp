@@ -7,6 +7,7 @@
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/run/listener.h"
+#include "task/parameter_index.h"
 
 namespace vorlan::outer {
 

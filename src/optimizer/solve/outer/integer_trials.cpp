@@ -6,6 +6,7 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/terms.h"
+#include "task/parameter_index.h"
 
 namespace vorlan::outer {
 namespace {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "task/parameter_index.h"
+
 namespace vorlan::outer {
 
 double weaken_bound(double bound) { return bound - kCaution * std::max(1.0, std::fabs(bound)); }

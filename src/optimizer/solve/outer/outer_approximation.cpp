@@ -8,6 +8,7 @@
 #include "solve/outer/first_points.h"
 #include "solve/outer/tree_search.h"
 #include "solve/run/listener.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan::outer {

@@ -8,6 +8,7 @@
 
 #include "solve/check/vectors.h"
 #include "solve/outer/derived_models.h"
+#include "task/parameter_index.h"
 
 namespace vorlan::outer {
 namespace {

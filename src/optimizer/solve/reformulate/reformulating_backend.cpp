@@ -16,6 +16,7 @@
 #include "solve/run/listener.h"
 #include "solve/solve_plan.h"
 #include "task/numeric.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

@@ -32,6 +32,7 @@
 #include "solve/run/runner.h"
 #include "solve/run/shared_result.h"
 #include "task/high_descriptor.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

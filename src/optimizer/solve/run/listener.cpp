@@ -6,6 +6,7 @@
 #include <ctime>
 #include <utility>
 
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "solve/run/runner.h"
+#include "task/parameter_index.h"
 
 namespace vorlan {
 namespace {

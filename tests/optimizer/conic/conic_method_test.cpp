@@ -1,8 +1,10 @@
 // What the conic method does before and around its iterations: equations that say nothing new,
 // models that are neither feasible nor provably infeasible, terms that are not convex, many small
-// matrix variables.
+// matrix variables; and how it goes on where its embedding stalls.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -17,6 +19,7 @@ namespace {
 using test::fill_in;
 using test::proves_infeasible;
 using test::proves_unbounded;
+using test::solve_conic;
 using test::solve_ptf;
 using test::Solved;
 
@@ -31,6 +34,40 @@ Subject To
 End
 )",
                  {{"side", last_side}});
+}
+
+// The point nearest to a noisy sine wave whose third differences are all at least 0 (W. Li, J.
+// Swetits, A new algorithm for solving strictly convex quadratic programs, SIAM J. Optim. 7, 1997).
+// Multipliers are about 1e6 times as large as the point.
+Model wave_with_third_differences(int32_t num_con) {
+  constexpr std::array<double, 4> kDifference = {-1.0, 3.0, -3.0, 1.0};
+  const int32_t num_var = num_con + 3;
+  Model model;
+  for (int32_t j = 0; j < num_var; ++j) {
+    const double time = static_cast<double>(j) / (num_var - 1);
+    model.cost.push_back(-std::sin(4.0 * std::acos(-1.0) * time) - 0.1 * std::sin(j + 1.0));
+    model.quadratic_cost.push_back({j, j, 1.0});
+    model.var_lower.push_back(-kInfinity);
+    model.var_upper.push_back(kInfinity);
+    model.var_kind.push_back(VarKind::kContinuous);
+    for (int32_t i = std::max(0, j - 3); i <= std::min(j, num_con - 1); ++i) {
+      model.matrix.row.push_back(i);
+      model.matrix.value.push_back(kDifference[index(j - i)]);
+    }
+    model.matrix.start.push_back(static_cast<int64_t>(model.matrix.row.size()));
+  }
+  model.con_lower.assign(index(num_con), 0.0);
+  model.con_upper.assign(index(num_con), kInfinity);
+  return model;
+}
+
+TEST(ConicMethod, GoesOnWhereTheEmbeddingLosesItsScale) {
+  Solved solved;
+  solved.task.model = wave_with_third_differences(1000);
+  solve_conic(&solved);
+  EXPECT_NE(solved.log.find("with its scale held"), std::string::npos) << solved.log;
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_EQ(solved.log.find("misses its tolerance"), std::string::npos) << solved.log;
 }
 
 TEST(ConicMethod, RemovesDependentEquations) {

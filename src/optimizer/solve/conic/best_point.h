@@ -4,6 +4,8 @@
 // last one.
 #pragma once
 
+#include <algorithm>
+
 #include "solve/conic/iterate.h"
 
 namespace vorlan::conic {
@@ -15,6 +17,13 @@ class BestPoint {
   // Takes the iterate if it is nearer to its tolerances than the best one.
   void offer(const Iterate& iterate, const Measures& measures) {
     if (measures.worst(tolerances_) < worst()) hold(iterate, measures);
+  }
+  // Takes the iterate if it is nearer to feasible, primal and dual, or if it is as feasible as the
+  // tolerances ask for and its gap is less.
+  void offer_feasible(const Iterate& iterate, const Measures& measures) {
+    const double now = std::max(1.0, infeasibility(measures));
+    const double before = std::max(1.0, infeasibility(measures_));
+    if (now < before || (now == before && measures.gap < measures_.gap)) hold(iterate, measures);
   }
   // Takes the iterate, whatever was held.
   void hold(const Iterate& iterate, const Measures& measures) {
@@ -28,6 +37,10 @@ class BestPoint {
   double worst() const { return measures_.worst(tolerances_); }
 
  private:
+  double infeasibility(const Measures& measures) const {
+    return std::max(measures.primal, measures.dual) / tolerances_.feasibility;
+  }
+
   Tolerances tolerances_;
   Iterate iterate_;
   Measures measures_;

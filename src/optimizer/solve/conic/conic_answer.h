@@ -51,6 +51,8 @@ struct InteriorPoint {
   int32_t iterations = 0;
   // No iterate was near enough to a solution to speak against there being none.
   bool is_far = false;
+  // The embedding stalled before this optimum was found, and so did not speak against a ray.
+  bool was_scale_held = false;
 };
 
 // Says whether a ray proves its claim about the model. The embedding's residuals alone may deceive

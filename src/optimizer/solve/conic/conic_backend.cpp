@@ -142,9 +142,11 @@ bool ConicRun::shows_ill_posed() {
 }
 
 // A run that ended without an answer, or as ill-posed, may be one of a model whose objective has no
-// limit.
+// limit. So may one whose embedding stalled: rounding can hide a small cost beside large quadratic
+// terms.
 bool may_be_unbounded(const conic::InteriorPoint& point) {
-  return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall;
+  return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall ||
+         point.was_scale_held;
 }
 
 Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
@@ -180,7 +182,7 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   if (!status.ok()) return status;
   bool proven = point.outcome == Outcome::kInfeasible || point.outcome == Outcome::kUnbounded;
   if (may_have_ray && may_be_unbounded(point)) {
-    const bool undecided = point.is_far && point.outcome != Outcome::kIllPosed;
+    const bool undecided = point.is_far && point.outcome == Outcome::kStopped;
     proven = find_primal_ray() || (undecided && shows_ill_posed());
   }
   *result = proven ? std::move(proof_) : restore(point);

@@ -9,7 +9,6 @@
 
 #include "solve/check/rays.h"
 #include "solve/check/vectors.h"
-#include "solve/conic/direction.h"
 #include "solve/conic/measures.h"
 #include "task/text.h"
 
@@ -29,6 +28,8 @@ constexpr double kRayViolation = 1e-8;
 // A run that can go on takes an objective for unlimited only when it falls by so much, since an
 // optimum far out looks like a ray for a while.
 constexpr double kCertainFall = 1e13;
+// Tau is held from iterates within this multiple of what the tolerances allow.
+constexpr double kNearSolution = 1e6;
 // The least order at which the dense end of the factor repays the loading of fast dense algebra.
 constexpr int32_t kLargeDenseOrder = 200;
 
@@ -42,6 +43,8 @@ InteriorPointMethod::InteriorPointMethod(const ConicProblem& problem, const Equi
       tolerances_(tolerances),
       monitor_(monitor),
       best_(tolerances),
+      accurate_(tolerances),
+      most_feasible_(tolerances),
       claims_(std::move(proves)) {}
 
 Status InteriorPointMethod::run(InteriorPoint* result) {
@@ -49,7 +52,7 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
   if (!status.ok()) return status;
   now_ = scalings_->start();
   log_heading();
-  if (!iterate(result)) conclude(result);
+  if (!iterate(Direction::Tau::kFree, result) && !iterate_with_tau_held(result)) conclude(result);
   const bool is_solution = measures_.worst(tolerances_) <= 1.0;
   if (problem_.has_quadratic_rows && iteration_ > 0 && is_solution) center();
   result->iterations = iteration_;
@@ -79,31 +82,93 @@ Status InteriorPointMethod::prepare() {
 }
 
 // True: the iteration ended with an answer. False: no step leads further.
-bool InteriorPointMethod::iterate(InteriorPoint* result) {
+bool InteriorPointMethod::iterate(Direction::Tau tau, InteriorPoint* result) {
   if (!scalings_->update(now_)) return false;
   double length = 0.0;
   int short_steps = 0;
   while (true) {
     look_at_iterate();
     log_iteration(length);
-    if (is_finished(result)) return true;
+    if (is_finished(tau, result)) return true;
     if (is_stalled()) return false;
     if (is_stopped(result)) return true;
     offer_point();
-    system_->factor(*scalings_);
-    Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(),
-                        Direction::Tau::kFree);
-    const Step affine = direction.find_affine();
-    const double affine_length = std::min(1.0, scalings_->step_length(now_, affine));
-    const double sigma = (1.0 - affine_length) * (1.0 - affine_length);
-    const Step step = direction.find(1.0 - sigma, sigma * scalings_->mu(now_), affine);
-    const double share = Scalings::kLeastToBoundary + kMoreToBoundary * affine_length;
-    length = std::min(1.0, share * scalings_->step_length(now_, step));
+    length = make_step(tau);
     ++iteration_;
     short_steps = length < kShortStep ? short_steps + 1 : 0;
-    if (!std::isfinite(length) || !(length > 0.0) || short_steps >= kMostShortSteps) return false;
-    if (!advance(step, length)) return false;
+    if (!(length > 0.0) || short_steps >= kMostShortSteps) return false;
   }
+}
+
+// Returns the length of the step taken; 0: there is none.
+double InteriorPointMethod::make_step(Direction::Tau tau) {
+  system_->factor(*scalings_);
+  Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(), tau);
+  const Step affine = direction.find_affine();
+  const double affine_length = std::min(1.0, scalings_->step_length(now_, affine));
+  const double sigma = (1.0 - affine_length) * (1.0 - affine_length);
+  const Step step = direction.find(1.0 - sigma, sigma * scalings_->mu(now_), affine);
+  const double share = Scalings::kLeastToBoundary + kMoreToBoundary * affine_length;
+  double length = std::min(1.0, share * scalings_->step_length(now_, step));
+  if (!std::isfinite(length) || !(length > 0.0) || !advance(step, &length)) return 0.0;
+  if (tau == Direction::Tau::kHeld) {
+    balance_kappa();
+  } else {
+    watch_last_equation((1.0 - length * step.reduction) * std::fabs(residuals_.gap));
+  }
+  return length;
+}
+
+// Goes on from where the embedding was still right, and then from the most feasible iterate: the
+// best one may be of a plateau that the residuals left behind. A start's own
+// best point counts only when it is a solution: short of that the embedding's says more. Matrix
+// variables stall by the rounding of their own products, which this does not mend.
+bool InteriorPointMethod::iterate_with_tau_held(InteriorPoint* result) {
+  if (!problem_.matrices.empty() || !(scalings_->degree() > 1.0)) return false;
+  const Iterate end = now_;
+  const BestPoint best = best_;
+  for (const BestPoint* start : {&accurate_, &most_feasible_}) {
+    if (!(start->worst() <= kNearSolution)) continue;
+    best_ = BestPoint(tolerances_);
+    const bool is_ended = iterate_from(start->iterate(), result);
+    if (best_.worst() <= 1.0) {
+      result->outcome = Outcome::kOptimal;
+      result->was_scale_held = true;
+      return true;
+    }
+    best_ = best;
+    now_ = end;
+    look_at_iterate();
+    if (is_ended) return true;
+  }
+  return false;
+}
+
+bool InteriorPointMethod::iterate_from(const Iterate& start, InteriorPoint* result) {
+  monitor_->log("Going on from a point near the optimum, with its scale held\n");
+  now_ = start;
+  now_.multiply(1.0 / start.tau);
+  balance_kappa();
+  stall_ = {};
+  return iterate(Direction::Tau::kHeld, result);
+}
+
+// While tau is held kappa has no part in steps: it is what all other products are in the mean.
+void InteriorPointMethod::balance_kappa() {
+  now_.kappa = 0.0;
+  now_.kappa = now_.complementarity() / ((scalings_->degree() - 1.0) * now_.tau);
+}
+
+// The last equation's residual shrinks as the others do where it is linear. When it stays it is
+// rounding that fills it.
+void InteriorPointMethod::watch_last_equation(double expected) {
+  constexpr double kClearlyMore = 2.0;
+  if (!problem_.quadratic.row.empty() || !problem_.matrices.empty()) return;
+  if (accurate_.worst() < kInfinity || !(measures_.worst(tolerances_) <= kNearSolution)) return;
+  const Residuals next = find_residuals(problem_, now_);
+  const double noise = tolerances_.gap * std::max(std::fabs(next.cost), std::fabs(next.value));
+  if (std::fabs(next.gap) > std::max(kClearlyMore * expected, noise))
+    accurate_.hold(before_, measures_);
 }
 
 void InteriorPointMethod::look_at_iterate() {
@@ -113,32 +178,33 @@ void InteriorPointMethod::look_at_iterate() {
 
 // Takes the step, shorter where rounding or the neighbourhood asks for it, to a point from which
 // the next one can be found.
-bool InteriorPointMethod::advance(const Step& step, double length) {
+bool InteriorPointMethod::advance(const Step& step, double* length) {
   constexpr int kMostTries = 30;
   constexpr double kShortening = 0.8;
   before_ = now_;
   for (int attempt = 0; attempt < kMostTries; ++attempt) {
-    now_.take(problem_, step, length);
+    now_.take(problem_, step, *length);
     if (now_.tau > 0.0 && now_.kappa > 0.0 && scalings_->update(now_)) return true;
     now_ = before_;
-    length *= kShortening;
+    *length *= kShortening;
   }
   return false;
 }
 
 // An iterate that meets the tolerances is bettered as long as that goes fast.
-bool InteriorPointMethod::is_finished(InteriorPoint* result) {
+bool InteriorPointMethod::is_finished(Direction::Tau tau, InteriorPoint* result) {
   constexpr double kWellWithin = 0.1;
   // A step that leaves more than this share of the distance is a slow one.
   constexpr double kSlow = 0.2;
   const double before = best_.worst();
   const double worst = measures_.worst(tolerances_);
   best_.offer(now_, measures_);
+  if (tau == Direction::Tau::kFree) most_feasible_.offer_feasible(now_, measures_);
   if (worst <= kWellWithin || (before <= 1.0 && worst > kSlow * before)) {
     result->outcome = Outcome::kOptimal;
     return true;
   }
-  if (before <= 1.0) return false;
+  if (before <= 1.0 || tau == Direction::Tau::kHeld) return false;
   if (measures_.dual_ray <= kRayViolation &&
       claims_.claim(Certificate::kDualRay, measures_.dual_ray, now_, result)) {
     return true;
@@ -183,9 +249,8 @@ void InteriorPointMethod::center() {
     const Step step = direction.find(1.0, mu, no_affine);
     const double size = std::max(1.0, largest(now_.cone_dual));
     if (direction.distance_of_cones() <= kCentral * size) return;
-    const double length =
-        std::min(1.0, Scalings::kLeastToBoundary * scalings_->step_length(now_, step));
-    if (!(length > 0.0) || !advance(step, length)) return;
+    double length = std::min(1.0, Scalings::kLeastToBoundary * scalings_->step_length(now_, step));
+    if (!(length > 0.0) || !advance(step, &length)) return;
     look_at_iterate();
     if (measures_.worst(tolerances_) <= 1.0) best_.hold(now_, measures_);
   }

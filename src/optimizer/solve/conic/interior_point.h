@@ -12,6 +12,11 @@
 // all of s, z, tau, kappa >= 0, the cones as they are. A solution with tau > 0 gives an optimum,
 // one with kappa > 0 a ray. Steps are Mehrotra's predictor and corrector, with one length for all
 // variables, so that all residuals shrink by the same factor in a step.
+//
+// The embedding knows its scale only by its last equation, whose terms may cancel to less than
+// their rounding when duals are large or the set of optima is unbounded. Then tau wanders and the
+// run stalls. From an iterate that is near to a solution the method goes on with tau held: what is
+// left are the conditions of an optimum, without the last equation.
 #pragma once
 
 #include <chrono>
@@ -19,6 +24,7 @@
 #include <memory>
 
 #include "solve/conic/best_point.h"
+#include "solve/conic/direction.h"
 #include "solve/conic/equilibration.h"
 #include "solve/conic/newton_system.h"
 #include "solve/conic/ray_claims.h"
@@ -43,10 +49,15 @@ class InteriorPointMethod {
 
  private:
   Status prepare();
-  bool iterate(InteriorPoint* result);
-  bool advance(const Step& step, double length);
+  bool iterate(Direction::Tau tau, InteriorPoint* result);
+  bool iterate_with_tau_held(InteriorPoint* result);
+  bool iterate_from(const Iterate& start, InteriorPoint* result);
+  double make_step(Direction::Tau tau);
+  bool advance(const Step& step, double* length);
   void look_at_iterate();
-  bool is_finished(InteriorPoint* result);
+  void watch_last_equation(double expected);
+  void balance_kappa();
+  bool is_finished(Direction::Tau tau, InteriorPoint* result);
   bool is_stalled();
   bool is_stopped(InteriorPoint* result);
   void conclude(InteriorPoint* result);
@@ -72,6 +83,8 @@ class InteriorPointMethod {
   Residuals residuals_;
   Measures measures_;
   BestPoint best_;
+  BestPoint accurate_;  // before rounding filled the embedding's last equation
+  BestPoint most_feasible_;
   RayClaims claims_;
   StallWatch stall_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -42,6 +42,20 @@ void Iterate::take(const ConicProblem& problem, const Step& step, double length)
   }
 }
 
+void Iterate::multiply(double factor) {
+  const auto scale = [&](std::span<double> values) {
+    for (double& value : values) value *= factor;
+  };
+  for (std::vector<double>* values : {&x, &y, &s, &z, &cone_dual}) scale(*values);
+  for (MatrixPoint& matrix : matrices) {
+    scale(matrix.x.values());
+    scale(matrix.z.values());
+  }
+  tau *= factor;
+  kappa *= factor;
+  matrix_residual *= factor;
+}
+
 void Iterate::write(double factor, InteriorPoint* point) const {
   point->x = times(factor, x);
   point->y = times(factor, y);

@@ -36,6 +36,8 @@ struct Iterate : ScalarVariables {
   double complementarity() const;
   // Goes along the step.
   void take(const ConicProblem& problem, const Step& step, double length);
+  // Multiplies all variables, which leaves the point that the iterate stands for as it is.
+  void multiply(double factor);
   // Writes the variables, times the factor, into a point.
   void write(double factor, InteriorPoint* point) const;
 };

@@ -38,7 +38,8 @@ class JobEvents(harness.ServerTest):
         self.assertEqual(text, self.log_of(client, job_id))
 
     def test_each_cut_is_resumed_without_gap_or_double(self):
-        lines = "for i in $(seq 1 400); do echo line $i $(seq 1 60 | tr '\\n' ' ') >> log; done"
+        numbers = " ".join(str(number) for number in range(1, 61))
+        lines = f"for i in $(seq 1 400); do echo line $i {numbers}; done >> log"
         client = self.start("--worker", fake_worker(self.folder, f"{lines}; sleep 0.5; {lines}; {DONE}"))
         job_id = client.submitted(b"x")
         text, position, pieces = "", None, 0
@@ -105,7 +106,7 @@ class JobEvents(harness.ServerTest):
         self.assertNotIn("log", [name for name, _ in events])
 
     def test_silence_has_heartbeats_and_ends_with_the_token(self):
-        self.start()
+        self.start("--heartbeat", "0.2")
         token = self.new_token("someone")
         events = self.server.client(token).events("/v1/events")
         self.assertEqual(events.response.readline(), b": still here\n")
@@ -114,7 +115,7 @@ class JobEvents(harness.ServerTest):
 
     def test_a_reader_that_does_not_read_is_cut(self):
         chunk = 4 * 1024 * 1024
-        client = self.start("--worker", fake_worker(
+        client = self.start("--patience", "2", "--worker", fake_worker(
             self.folder, f"yes 'a line of the log' | head -c {8 * chunk} > log; {DONE}"))
         job_id = client.submitted(b"x")
         client.await_end(job_id)

@@ -13,6 +13,7 @@
 #include "solve/complete_start.h"
 #include "solve/conflict.h"
 #include "solve/find_answer.h"
+#include "solve/held_answer.h"
 #include "solve/make_solution.h"
 #include "solve/reasons.h"
 #include "solve/run/listener.h"
@@ -221,6 +222,8 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   };
   load_libraries(plan);
   Answer answer;
+  // What is held is not lost where the child is killed before its first step.
+  if (plan.in_child) find_held_point(problem, &answer.result);
   const auto run = plan.in_child ? run_in_child : run_here;
   Status status = run(work, task, &listener, &answer);
   if (!status.ok()) return status;

@@ -274,22 +274,23 @@ std::unique_ptr<Exchange> Api::fetch(const Request& request, const Token& token)
   return answer_now(std::move(answer));
 }
 
-std::function<bool()> Api::validity(const Token& token) const {
-  return [tokens = tokens_, id = token.id] { return is_valid_token(*tokens, id); };
+Heartbeat Api::heartbeat(const Token& token) const {
+  return {limits_.heartbeat,
+          [tokens = tokens_, id = token.id] { return is_valid_token(*tokens, id); }};
 }
 
 std::unique_ptr<Exchange> Api::watch_job(const Request& request, const Token& token) {
   const Job* job = find_job(request, token);
   if (job == nullptr) return no_such_job();
   const std::string position = last_event(request);
-  return answer_now(events(job_events(loop_, jobs_, job->id, position, validity(token))));
+  return answer_now(events(job_events(loop_, jobs_, job->id, position, heartbeat(token))));
 }
 
 std::unique_ptr<Exchange> Api::watch_list(const Request& request, const Token& token) {
   const std::string position = last_event(request);
   uint64_t after = jobs_->last_news();
   std::from_chars(position.data(), position.data() + position.size(), after);
-  return answer_now(events(list_events(loop_, jobs_, list_texts_, token, after, validity(token))));
+  return answer_now(events(list_events(loop_, jobs_, list_texts_, token, after, heartbeat(token))));
 }
 
 std::unique_ptr<Exchange> Api::page(const Request& request, const Token&) {

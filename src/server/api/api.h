@@ -2,6 +2,7 @@
 // document of it for users is docs/server/api.md.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,6 +22,7 @@ struct ApiLimits {
   std::string data_folder;
   std::function<HttpFigures()> http_figures;
   size_t most_requests = 0;  // of a token, open at a time, streams included
+  std::chrono::milliseconds heartbeat{};
 };
 
 class Api : public Service {
@@ -35,8 +37,7 @@ class Api : public Service {
   struct Route;
   static const std::vector<Route>& routes();
   std::optional<Token> authenticate(const Request& request) const;
-  // A function that tells later whether the token is still valid.
-  std::function<bool()> validity(const Token& token) const;
+  Heartbeat heartbeat(const Token& token) const;
   // A job of which the token may know.
   const Job* find_job(const Request& request, const Token& token) const;
 

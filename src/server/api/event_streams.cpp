@@ -14,10 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Proxies cut what is silent for a minute.
-constexpr auto kHeartbeat = 15s;
 // How often the place of a queued job is looked at.
 constexpr auto kLookAtQueue = 1s;
+// All else is told when it changes.
+constexpr auto kLookAtRest = 60s;
 // The list tells many changes together.
 constexpr auto kListBeat = 250ms;
 constexpr size_t kMostNewsOfAPiece = 100;
@@ -34,12 +34,12 @@ std::string event(const char* name, const std::string& id, const std::string& do
 // The part that both streams share: a question that is held until there is something to say.
 class EventStream : public Stream {
  public:
-  EventStream(Loop* loop, Jobs* jobs, StillAllowed allowed)
-      : loop_(loop), jobs_(jobs), allowed_(std::move(allowed)) {}
+  EventStream(Loop* loop, Jobs* jobs, Heartbeat heartbeat)
+      : loop_(loop), jobs_(jobs), heartbeat_(std::move(heartbeat)) {}
 
   void next(std::function<void(std::string)> give) final {
     give_ = std::move(give);
-    heartbeat_at_ = Clock::now() + kHeartbeat;
+    heartbeat_at_ = Clock::now() + heartbeat_.period;
     look();
   }
 
@@ -64,7 +64,7 @@ class EventStream : public Stream {
     std::string piece = is_over_ ? "" : make_piece();
     if (piece.empty() && !is_over_) {
       if (Clock::now() < heartbeat_at_) return look_later(wait());
-      if (!allowed_()) return say("");
+      if (!heartbeat_.still_allowed()) return say("");
       piece = ": still here\n\n";
     }
     say(std::move(piece));
@@ -82,7 +82,7 @@ class EventStream : public Stream {
     give(std::move(piece));
   }
 
-  StillAllowed allowed_;
+  Heartbeat heartbeat_;
   std::function<void(std::string)> give_;
   Clock::time_point heartbeat_at_;
   Jobs::Watch watch_;
@@ -92,8 +92,8 @@ class EventStream : public Stream {
 
 class JobEvents : public EventStream {
  public:
-  JobEvents(Loop* loop, Jobs* jobs, std::string id, std::string_view position, StillAllowed allowed)
-      : EventStream(loop, jobs, std::move(allowed)), id_(std::move(id)) {
+  JobEvents(Loop* loop, Jobs* jobs, std::string id, std::string_view position, Heartbeat heartbeat)
+      : EventStream(loop, jobs, std::move(heartbeat)), id_(std::move(id)) {
     const size_t dash = position.find('-');
     if (dash == std::string_view::npos) return;
     read(position.substr(0, dash), &attempt_);
@@ -171,7 +171,7 @@ class JobEvents : public EventStream {
   Clock::duration wait() override {
     const Job* job = jobs_->find(id_);
     jobs_->watch(id_, make_watch());
-    return job->state == JobState::kQueued ? Clock::duration(kLookAtQueue) : kHeartbeat;
+    return job->state == JobState::kQueued ? kLookAtQueue : kLookAtRest;
   }
 
   std::string id_;
@@ -186,8 +186,8 @@ class JobEvents : public EventStream {
 class ListEvents : public EventStream {
  public:
   ListEvents(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts, Token token, uint64_t after,
-             StillAllowed allowed)
-      : EventStream(loop, jobs, std::move(allowed)),
+             Heartbeat heartbeat)
+      : EventStream(loop, jobs, std::move(heartbeat)),
         texts_(std::move(texts)),
         token_(std::move(token)),
         told_(after) {}
@@ -223,7 +223,7 @@ class ListEvents : public EventStream {
   Clock::duration wait() override {
     if (Clock::now() < silent_until_) return silent_until_ - Clock::now();
     jobs_->watch_all(make_watch());
-    return kHeartbeat;
+    return kLookAtRest;
   }
 
   std::shared_ptr<ListTexts> texts_;
@@ -248,14 +248,14 @@ bool may_see(const Token& token, const std::string& owner) {
 }
 
 std::shared_ptr<Stream> job_events(Loop* loop, Jobs* jobs, const std::string& id,
-                                   std::string_view position, StillAllowed allowed) {
-  return std::make_shared<JobEvents>(loop, jobs, id, position, std::move(allowed));
+                                   std::string_view position, Heartbeat heartbeat) {
+  return std::make_shared<JobEvents>(loop, jobs, id, position, std::move(heartbeat));
 }
 
 std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts,
-                                    const Token& token, uint64_t after, StillAllowed allowed) {
+                                    const Token& token, uint64_t after, Heartbeat heartbeat) {
   return std::make_shared<ListEvents>(loop, jobs, std::move(texts), token, after,
-                                      std::move(allowed));
+                                      std::move(heartbeat));
 }
 
 }  // namespace vorlan::server

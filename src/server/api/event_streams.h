@@ -5,6 +5,7 @@
 // positions from which a stream can go on: a byte of an attempt's log, a number of the jobs' news.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -18,8 +19,12 @@
 
 namespace vorlan::server {
 
-// Asked from time to time: a stream ends when its token is no longer valid.
-using StillAllowed = std::function<bool()>;
+// After so long a silence a stream says that it lives, so that no proxy cuts it. It ends instead
+// when its token is no longer valid.
+struct Heartbeat {
+  std::chrono::milliseconds period;
+  std::function<bool()> still_allowed;
+};
 
 // True when the token may know of the owner's jobs.
 bool may_see(const Token& token, const std::string& owner);
@@ -27,7 +32,7 @@ bool may_see(const Token& token, const std::string& owner);
 // `position` is the id of the last event that the reader has; empty, or of another attempt: from
 // the start of the log.
 std::shared_ptr<Stream> job_events(Loop* loop, Jobs* jobs, const std::string& id,
-                                   std::string_view position, StillAllowed allowed);
+                                   std::string_view position, Heartbeat heartbeat);
 
 // The texts of the latest events of the list, made once for all watchers.
 class ListTexts {
@@ -41,6 +46,6 @@ class ListTexts {
 
 // `after` is the id of the last event, or the `seq` of a list; what happens after it is told.
 std::shared_ptr<Stream> list_events(Loop* loop, Jobs* jobs, std::shared_ptr<ListTexts> texts,
-                                    const Token& token, uint64_t after, StillAllowed allowed);
+                                    const Token& token, uint64_t after, Heartbeat heartbeat);
 
 }  // namespace vorlan::server

@@ -1,7 +1,8 @@
 // Connections as coroutines over Beast; see http_server.h.
 //
-// Each wait has an end: a header is read within kHeaderTime, a body keeps up kLeastRate, an answer
-// is taken up within kWriteTime for each piece, an idle connection is closed after kIdleTime.
+// Each wait has an end: a header is read within header_time, a body keeps up kLeastRate, an answer
+// is taken up within the limits' patience for each piece, an idle connection is closed after
+// kIdleTime.
 #include "http/http_server.h"
 
 #include <unistd.h>
@@ -46,14 +47,12 @@ using Clock = std::chrono::steady_clock;
 using Parser = http::request_parser<http::buffer_body>;
 
 constexpr size_t kLargestHeader = size_t{16} << 10;
-constexpr auto kHeaderTime = 10s;
+constexpr auto kMostHeaderTime = 10s;
 constexpr auto kIdleTime = 120s;
 // TLS has last words, for which hardly anybody waits longer.
 constexpr auto kFarewellTime = 1s;
-constexpr auto kWriteTime = 30s;
-// A body brings at least so many bytes in each such time.
-constexpr auto kRateTime = 30s;
-constexpr size_t kLeastRate = size_t{30} << 10;
+// Bytes of a body that come in a millisecond on average.
+constexpr double kLeastRate = 1.024;
 // Beast would take bodies in bites of 512 bytes if its buffer had less room.
 constexpr size_t kPiece = size_t{64} << 10;
 // The first piece of a request over TLS.
@@ -126,6 +125,15 @@ bool is_malformed(const Error& error) {
          error != http::error::end_of_stream && error != http::error::partial_message;
 }
 
+std::chrono::milliseconds header_time(const HttpLimits& limits) {
+  return std::min<std::chrono::milliseconds>(kMostHeaderTime, limits.patience);
+}
+
+// That a body brings within the patience.
+size_t least_bytes(const HttpLimits& limits) {
+  return static_cast<size_t>(kLeastRate * static_cast<double>(limits.patience.count()));
+}
+
 }  // namespace
 
 struct HttpServerState {
@@ -168,10 +176,10 @@ class Wire {
     return tcp_.async_write_some(buffers, std::forward<Token>(token));
   }
 
-  asio::awaitable<bool> begin() {
+  asio::awaitable<bool> begin(std::chrono::milliseconds patience) {
     if (!tls_) co_return true;
     Error error;
-    tcp_.expires_after(kHeaderTime);
+    tcp_.expires_after(patience);
     co_await tls_->async_handshake(asio::ssl::stream_base::server, to(error));
     co_return !error;
   }
@@ -201,7 +209,7 @@ class Connection {
   ~Connection() { --state_->connections; }
 
   asio::awaitable<void> serve() {
-    bool goes_on = co_await stream_.begin();
+    bool goes_on = co_await stream_.begin(header_time(state_->limits));
     while (goes_on) goes_on = co_await serve_request();
     co_await stream_.end();
   }
@@ -250,7 +258,7 @@ asio::awaitable<bool> Connection::serve_request() {
   Parser parser;
   parser.header_limit(kLargestHeader);
   parser.body_limit(std::numeric_limits<uint64_t>::max());
-  stream_.tcp().expires_after(kHeaderTime);
+  stream_.tcp().expires_after(header_time(state_->limits));
   co_await http::async_read_header(stream_, buffer_, parser, to(error));
   if (error) {
     if (is_malformed(error)) {
@@ -291,7 +299,7 @@ asio::awaitable<bool> Connection::refuse(Parser* parser, Answer answer) {
   Error error;
   stream_.tcp().socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);
   std::vector<char> piece(kPiece);
-  stream_.tcp().expires_after(kHeaderTime);
+  stream_.tcp().expires_after(header_time(state_->limits));
   for (size_t total = 0; !error && total < kMostUnwanted;) {
     total += co_await stream_.async_read_some(asio::buffer(piece), to(error));
   }
@@ -303,7 +311,7 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
   if (parser->is_done()) co_return error;
   parser->body_limit(exchange->body_limit());
   if (beast::iequals(parser->get()[http::field::expect], "100-continue")) {
-    stream_.tcp().expires_after(kWriteTime);
+    stream_.tcp().expires_after(state_->limits.patience);
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
     co_await asio::async_write(stream_, asio::buffer(kContinue), to(error));
     if (error) co_return error;
@@ -311,7 +319,7 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
   buffer_.reserve(kPiece);
   std::vector<char> piece(kPiece);
   size_t in_time = 0;
-  stream_.tcp().expires_after(kRateTime);
+  stream_.tcp().expires_after(state_->limits.patience);
   while (!parser->is_done()) {
     auto& body = parser->get().body();
     body.data = piece.data();
@@ -322,9 +330,9 @@ asio::awaitable<Error> Connection::read_body(Parser* parser, Exchange* exchange)
     const size_t length = piece.size() - body.size;
     if (!exchange->receive({piece.data(), length})) co_return Error();
     in_time += length;
-    if (in_time < kLeastRate) continue;
+    if (in_time < least_bytes(state_->limits)) continue;
     in_time = 0;
-    stream_.tcp().expires_after(kRateTime);
+    stream_.tcp().expires_after(state_->limits.patience);
   }
   co_return error;
 }
@@ -358,7 +366,7 @@ asio::awaitable<bool> Connection::send(const Answer& answer, bool keep_alive, bo
   response.body().more = true;
   http::response_serializer<http::buffer_body> serializer(response);
   Error error;
-  stream_.tcp().expires_after(kWriteTime);
+  stream_.tcp().expires_after(state_->limits.patience);
   co_await http::async_write_header(stream_, serializer, to(error));
   if (!error && !head_only && answer.stream != nullptr)
     co_return co_await send_stream(answer.stream);
@@ -379,7 +387,7 @@ asio::awaitable<bool> Connection::send_file(const Answer& answer) {
     const ssize_t got = pread(file.get(), piece.data(), wanted, offset);
     if (got <= 0) co_return false;
     Error error;
-    stream_.tcp().expires_after(kWriteTime);
+    stream_.tcp().expires_after(state_->limits.patience);
     co_await asio::async_write(stream_, asio::buffer(piece.data(), static_cast<size_t>(got)),
                                to(error));
     if (error) co_return false;
@@ -399,7 +407,7 @@ asio::awaitable<bool> Connection::send_stream(std::shared_ptr<Stream> stream) {
     const bool is_end = piece.empty();
     if (takes_chunks_) piece = as_chunk(piece);
     Error error;
-    stream_.tcp().expires_after(kWriteTime);
+    stream_.tcp().expires_after(state_->limits.patience);
     co_await asio::async_write(stream_, asio::buffer(piece), to(error));
     if (error || is_end) co_return false;
   }

@@ -2,6 +2,7 @@
 // doing harm, and hands each request to the service.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -14,6 +15,9 @@ namespace vorlan::server {
 
 struct HttpLimits {
   size_t most_connections = 4000;
+  // For a client that sends or takes nothing. A header has 10 seconds, if that is less, and a body
+  // brings a KiB a second on average over this time.
+  std::chrono::milliseconds patience = std::chrono::seconds(30);
 };
 
 struct HttpServerState;

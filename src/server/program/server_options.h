@@ -30,6 +30,8 @@ struct Options {
   int64_t max_jobs = 10'000;
   int64_t max_requests = 1500;  // of a token, open at a time
   double max_upload = 4096.0;   // MiB
+  double patience = 30.0;       // seconds
+  double heartbeat = 15.0;      // seconds
   double retention = 7.0;       // days
   bool help = false;
   bool version = false;

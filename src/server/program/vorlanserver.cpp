@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -33,6 +34,7 @@ using namespace std::chrono_literals;
 
 constexpr double kMebibyte = 1024.0 * 1024.0;
 constexpr double kSecondsOfADay = 86400.0;
+constexpr double kMillisecondsOfASecond = 1000.0;
 // Jobs that a cluster has at a time. It has a queue of its own, and of what it has been given the
 // server can no longer choose the order.
 constexpr int64_t kSlotsOfCluster = 100;
@@ -45,6 +47,10 @@ constexpr auto kGraceTime = 2s;
 // lock of the data folder for a moment longer.
 constexpr auto kLockPatience = 2s;
 constexpr auto kLockBeat = 10ms;
+
+std::chrono::milliseconds milliseconds(double seconds) {
+  return std::chrono::milliseconds(std::lround(seconds * kMillisecondsOfASecond));
+}
 
 std::string worker_program(const Options& options) {
   std::error_code error;
@@ -209,8 +215,10 @@ int serve(const Options& options) {
            [&figures] {
              return HttpFigures{figures->num_connections(), figures->answers()};
            },
-           static_cast<size_t>(options.max_requests)});
-  HttpServer http(&loop, &api, {});
+           static_cast<size_t>(options.max_requests), milliseconds(options.heartbeat)});
+  HttpLimits http_limits;
+  http_limits.patience = milliseconds(options.patience);
+  HttpServer http(&loop, &api, http_limits);
   figures = &http;
   jobs.recover(load_jobs(database));
   std::string failure = use_tls(options, &http);

@@ -1,6 +1,8 @@
 // A stop reaches the work that surrounds a backend's: the check of what is held and of what is
 // found.
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
 
 #include <cmath>
 
@@ -47,6 +49,13 @@ int stop_at_once(vlntaskt*, void*, VLNcallbackcode_enum, const double*, const in
   return 1;
 }
 
+// While this is set, child processes come to nothing: they are as late as on the busiest machine.
+bool g_children_are_late = false;
+
+void be_late() {
+  if (g_children_are_late) pause();
+}
+
 class LongCheck : public testing::Test {
  protected:
   LongCheck() {
@@ -83,6 +92,18 @@ TEST_F(LongCheck, IsNotBegunWhenTheSolveIsToStopAtOnce) {
   EXPECT_LT(solve(), kGenerousSeconds);
   EXPECT_EQ(termination_, Code::kTrmUserCallback);
   EXPECT_TRUE(task_.solutions[kInterior].defined);
+}
+
+TEST_F(LongCheck, OfWhichNoStepIsDoneLosesNothingThatIsHeld) {
+  pthread_atfork(nullptr, nullptr, be_late);
+  g_children_are_late = true;
+  task_.callback = {stop_at_once, nullptr};
+  EXPECT_LT(solve(), kGenerousSeconds);
+  g_children_are_late = false;
+  EXPECT_EQ(termination_, Code::kTrmUserCallback);
+  const Solution& left = task_.solutions[kInterior];
+  EXPECT_TRUE(left.defined);
+  EXPECT_EQ(left.xx.size(), task_.model.cost.size());
 }
 
 }  // namespace

@@ -28,6 +28,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "solve/run/runner.h"
 #include "solve/run/shared_result.h"
@@ -350,10 +351,16 @@ Status describe_exhaustion(const Parameters& parameters) {
                       mebibytes)};
 }
 
-// What a child leaves that was killed because it did not stop in time.
+// What a child leaves that was killed because it did not stop in time. On a busy machine that may
+// come before its first step: the point that the answer brings stands then.
 void take_last_point(const SharedResult& shared, Code reason, Answer* answer) {
-  *answer = {};
-  shared.last_point(&answer->result, &answer->verdict.residuals.primal);
+  Answer last;
+  shared.last_point(&last.result, &last.verdict.residuals.primal);
+  if (last.result.x.empty() && last.result.barx.empty()) {
+    last.result = std::move(answer->result);
+    last.verdict.residuals.primal = kInfinity;
+  }
+  *answer = std::move(last);
   answer->result.outcome = Outcome::kStopped;
   answer->result.termination = reason;
   answer->result.progress = shared.progress();
@@ -361,6 +368,7 @@ void take_last_point(const SharedResult& shared, Code reason, Answer* answer) {
 
 Status take_answer(const SharedResult& shared, const Task& task, const Listener& listener,
                    Answer* answer) {
+  *answer = {};
   Status status = shared.take(answer);
   if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task.parameters);
   if (status.ok()) listener.explain_stop(&answer->result);

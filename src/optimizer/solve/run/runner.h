@@ -20,7 +20,7 @@ using Work = std::function<Status(const Parameters& parameters, double seconds,
 Status run_here(const Work& work, Task* task, Listener* listener, Answer* answer);
 
 // In a child process: see child_process.cpp. Where the child had to be killed, the answer is the
-// last point that it kept.
+// last point that it kept, or, where it kept none, the point that the answer brought.
 Status run_in_child(const Work& work, Task* task, Listener* listener, Answer* answer);
 
 }  // namespace vorlan

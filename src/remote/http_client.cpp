@@ -30,15 +30,17 @@ double now() {
 struct Transfer {
   const HttpRequest* request;
   HttpReply* reply;
+  double* received_at;
   off_t offset = 0;
   bool has_whole_header = false;
 };
 
 size_t take_body(char* bytes, size_t, size_t count, void* handle) {
   auto* transfer = static_cast<Transfer*>(handle);
+  *transfer->received_at = now();
   if (transfer->request->sink < 0) {
-    if (transfer->reply->body.size() + count > kLongestText) return 0;
-    transfer->reply->body.append(bytes, count);
+    std::string& body = transfer->reply->body;
+    body.append(bytes, std::min(count, kLongestText - body.size()));
     return count;
   }
   for (size_t done = 0; done < count;) {
@@ -111,6 +113,7 @@ struct HttpClient::State {
   std::function<bool()> beat;
   CURLM* multi = nullptr;
   CURL* easy = nullptr;
+  double received_at = now();
 
   curl_slist* set_up(Transfer* transfer);
   CURLcode run(bool* aborted);
@@ -184,7 +187,7 @@ CURLcode HttpClient::State::run(bool* aborted) {
 
 HttpReply HttpClient::perform(const HttpRequest& request) {
   HttpReply reply;
-  Transfer transfer{&request, &reply};
+  Transfer transfer{&request, &reply, &state_->received_at};
   curl_slist* headers = state_->set_up(&transfer);
   curl_multi_add_handle(state_->multi, state_->easy);
   bool aborted = false;
@@ -204,6 +207,8 @@ HttpReply HttpClient::perform(const HttpRequest& request) {
   if (!aborted && transfer.has_whole_header && reply.status >= 400) reply.wire = Wire::kAnswered;
   return reply;
 }
+
+double HttpClient::received_at() const { return state_->received_at; }
 
 bool HttpClient::pause(double seconds) {
   const double end = now() + seconds;

@@ -36,7 +36,7 @@ struct HttpReply {
   std::string error;  // libcurl's text where there is no answer
   long status = 0;
   std::string protocol;  // the header Vorlan-Protocol
-  std::string body;
+  std::string body;      // of a longer one the first 16 MiB
 };
 
 class HttpClient {
@@ -50,6 +50,8 @@ class HttpClient {
   HttpReply perform(const HttpRequest& request);
   // Waits, calling `beat`; false when it asks to abort.
   bool pause(double seconds);
+  // When the last piece of a body came, on the steady clock, in seconds.
+  double received_at() const;
 
  private:
   struct State;

@@ -118,7 +118,11 @@ bool RemoteJob::beat() {
     stop_time_ = now();
   }
   if (!stop_asked_) return false;
-  if (phase_ == Phase::kStopping) return now() - stop_time_ > kStopPatience;
+  if (phase_ == Phase::kStopping) {
+    // A large result may take its time as long as it comes.
+    const double since = std::max(stop_time_, client_.received_at());
+    return now() - since > std::min(kStopPatience, patience_);
+  }
   return !stop_sent_;
 }
 
@@ -266,13 +270,14 @@ void RemoteJob::ask_to_stop() {
 void RemoteJob::follow_log() {
   if (state_.attempt != log_attempt_) log_position_ = 0;
   log_attempt_ = state_.attempt;
-  if (state_.log_bytes <= log_position_) return;
-  HttpRequest get;
-  get.path = job_path() + "/solve.log?from=" + std::to_string(log_position_);
-  const HttpReply reply = request(get);
-  if (reply.wire != Wire::kAnswered || reply.status != 200) return;
-  request_.log(request_.handle, reply.body.data(), reply.body.size());
-  log_position_ += reply.body.size();
+  while (state_.log_bytes > log_position_) {
+    HttpRequest get;
+    get.path = job_path() + "/solve.log?from=" + std::to_string(log_position_);
+    const HttpReply reply = request(get);
+    if (reply.wire != Wire::kAnswered || reply.status != 200 || reply.body.empty()) return;
+    request_.log(request_.handle, reply.body.data(), reply.body.size());
+    log_position_ += reply.body.size();
+  }
 }
 
 void RemoteJob::wait_for_end() {

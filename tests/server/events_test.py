@@ -8,19 +8,6 @@ import unittest
 import harness
 
 
-def fake_worker(folder, text):
-    """A program that takes a worker's place and does what the shell commands say."""
-    path = folder / "bin" / "fake-worker"
-    path.parent.mkdir(exist_ok=True)
-    path.write_text(f"#!/bin/sh\necho $$ > pid\n{text}\n")
-    path.chmod(0o755)
-    return str(path)
-
-
-# Ends an attempt as a worker would that did all its commands.
-DONE = "printf VLN_RES_OK > res; printf VLN_RES_OK > trm; printf done > done"
-
-
 class JobEvents(harness.ServerTest):
     def log_of(self, client, job_id):
         return client.get(f"/v1/jobs/{job_id}/log").body.decode()
@@ -40,7 +27,8 @@ class JobEvents(harness.ServerTest):
     def test_each_cut_is_resumed_without_gap_or_double(self):
         numbers = " ".join(str(number) for number in range(1, 61))
         lines = f"for i in $(seq 1 400); do echo line $i {numbers}; done >> log"
-        client = self.start("--worker", fake_worker(self.folder, f"{lines}; sleep 0.5; {lines}; {DONE}"))
+        script = f"{lines}; sleep 0.5; {lines}; {harness.DONE}"
+        client = self.start("--worker", harness.fake_worker(self.folder, script))
         job_id = client.submitted(b"x")
         text, position, pieces = "", None, 0
         while True:
@@ -60,8 +48,8 @@ class JobEvents(harness.ServerTest):
         self.assertEqual(text, self.log_of(client, job_id))
 
     def test_a_second_attempt_begins_its_log_anew(self):
-        script = f"case $PWD in */1) echo first > log; exit 1;; esac; echo second > log; {DONE}"
-        client = self.start("--worker", fake_worker(self.folder, script))
+        script = f"case $PWD in */1) echo first > log; exit 1;; esac; echo second > log; {harness.DONE}"
+        client = self.start("--worker", harness.fake_worker(self.folder, script))
         job_id = client.submitted(b"x")
         client.await_end(job_id)
         events = list(client.events(f"/v1/jobs/{job_id}/events", "1-6"))
@@ -115,8 +103,8 @@ class JobEvents(harness.ServerTest):
 
     def test_a_reader_that_does_not_read_is_cut(self):
         chunk = 4 * 1024 * 1024
-        client = self.start("--patience", "2", "--worker", fake_worker(
-            self.folder, f"yes 'a line of the log' | head -c {8 * chunk} > log; {DONE}"))
+        client = self.start("--patience", "2", "--worker", harness.fake_worker(
+            self.folder, f"yes 'a line of the log' | head -c {8 * chunk} > log; {harness.DONE}"))
         job_id = client.submitted(b"x")
         client.await_end(job_id)
         with socket.create_connection(("127.0.0.1", self.server.port), harness.PATIENCE) as wire:
@@ -162,7 +150,8 @@ class Progress(harness.ServerTest):
         return [entry for name, data in events if name == "log" for entry in data["progress"]]
 
     def test_rows_of_a_table_wherever_the_stream_begins(self):
-        client = self.start("--worker", fake_worker(self.folder, f"printf '%s' '{TABLE}' > log; {DONE}"))
+        script = f"printf '%s' '{TABLE}' > log; {harness.DONE}"
+        client = self.start("--worker", harness.fake_worker(self.folder, script))
         job_id = client.submitted(b"x")
         client.await_end(job_id)
         rows = [{"time": 1.0, "objective": None, "bound": -2.5, "gap": None, "iterations": 12, "nodes": 1},

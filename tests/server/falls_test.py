@@ -10,7 +10,6 @@ import subprocess
 import unittest
 
 import harness
-from events_test import fake_worker
 
 FALLS = int(os.environ.get("VORLAN_FALLS", "5"))
 # Jobs that have not ended when the server falls, at least; in a long campaign only, for the time that it takes.
@@ -196,7 +195,7 @@ class Falls(FallsTest):
         keys = []
         # Workers that are slower than submissions, in a folder that the jail knows nothing of.
         slow = f"sleep 0.1; exec {harness.PROGRAM} \"$@\""
-        options = ("--jail", "no", "--worker", fake_worker(self.folder, slow)) if UNDER_WAY else ()
+        options = ("--jail", "no", "--worker", harness.fake_worker(self.folder, slow)) if UNDER_WAY else ()
         for fall in range(FALLS):
             client = self.start(*options)
             self.submit_until_many_are_open(client, keys)
@@ -222,7 +221,7 @@ class Deaths(FallsTest):
         numbers = random.Random(os.environ.get("VORLAN_SEED", "1"))
         # Slow enough to be caught; in a folder that the jail knows nothing of.
         slow = f"sleep 0.1; exec {harness.PROGRAM} \"$@\""
-        client = self.start("--jail", "no", "--worker", fake_worker(self.folder, slow))
+        client = self.start("--jail", "no", "--worker", harness.fake_worker(self.folder, slow))
         job_ids = [client.submitted(harness.small_model()) for _ in range(20 * min(FALLS, 50))]
         kills = 0
         # Each job by itself: one that is tried again goes back to the queue between lists of two states.

@@ -52,6 +52,19 @@ def small_model():
     return (EXAMPLES / "workshop.mps").read_bytes()
 
 
+def fake_worker(folder, text):
+    """A program that takes a worker's place and does what the shell commands say."""
+    path = folder / "bin" / "fake-worker"
+    path.parent.mkdir(exist_ok=True)
+    path.write_text(f"#!/bin/sh\necho $$ > pid\n{text}\n")
+    path.chmod(0o755)
+    return str(path)
+
+
+# Ends an attempt as a worker would that did all its commands.
+DONE = "printf VLN_RES_OK > res; printf VLN_RES_OK > trm; printf done > done"
+
+
 def is_locked(path):
     with open(path, "rb+") as file:
         try:

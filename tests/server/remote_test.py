@@ -3,9 +3,10 @@
 what a local one leaves, a stop and a time limit act in each phase, a broken connection loses nothing.
 
 VORLAN_DATA names a folder of further models for the comparison: with VORLAN_REMOTE_MODELS=all all of them are solved
-twice, else a few; VORLAN_REMOTE_SECONDS sets how long one may take. VORLAN_WIRES sets how many random faults of the
-wire there are (4).
+twice, else a few, or those of a list with commas; VORLAN_REMOTE_SECONDS sets how long one may take. VORLAN_WIRES sets
+how many random faults of the wire there are (4).
 """
+import contextlib
 import csv
 import gzip
 import os
@@ -30,9 +31,16 @@ LOG_NOISE = re.compile(r"^(Solving on |Optimizer library |Parameters: |Read |Wri
 class Wire:
     """A proxy on loopback that does harm: to the first connections after so many bytes of either direction, as
     `faults` says, to later ones none. A fault is ("up" or "down", bytes, kind). Kinds: "cut" closes the connection;
-    "delay" holds it up; "repeat" sends all that the client has sent so far to the server once more."""
+    "delay" holds it up; "repeat" sends all that the client has sent so far to the server once more.
 
-    def __init__(self, port, faults):
+    `slow` is ("up" or "down", a method, how a path ends): from the first such request on, the bytes of this direction
+    trickle, and `is_slow` is set."""
+
+    TRICKLE = (30, 0.05)  # so many bytes, and the seconds after them
+
+    def __init__(self, port, faults, slow=None):
+        self.slow = slow
+        self.is_slow = threading.Event()
         self.port_behind = port
         self.cuts = list(faults)
         self.repeats = 0
@@ -71,7 +79,7 @@ class Wire:
                         if cut and cut[0] == way and cut[2] == "cut":
                             data = data[:max(0, cut[1] - counts[way])]
                         counts[way] += len(data)
-                        other.sendall(data)
+                        self._pass_on(way, data, other)
                         if way == "up":
                             sent += data
                         if not cut or counts[cut[0]] < cut[1]:
@@ -87,6 +95,17 @@ class Wire:
         except OSError:
             pass
 
+    def _pass_on(self, way, data, other):
+        if self.slow and way == "up" and re.match(b"%s \\S*?%s[ ?]" % self.slow[1:], data):
+            self.is_slow.set()
+        if not self.is_slow.is_set() or way != self.slow[0]:
+            return other.sendall(data)
+        count, pause = self.TRICKLE
+        while data and not self.ending:
+            other.sendall(data[:count])
+            data = data[count:]
+            time.sleep(pause)
+
     def _repeat(self, sent):
         with socket.create_connection(("127.0.0.1", self.port_behind)) as wire:
             wire.sendall(sent)
@@ -101,7 +120,8 @@ class Wire:
 
 
 # One of each sort, solved in well under a second.
-FEW_INSTANCES = ("afiro", "lp_unbounded", "woodinfe", "soc_infeasible", "example_small_cbf_relax", "p0033", "truss1")
+FEW_INSTANCES = "afiro,lp_unbounded,woodinfe,soc_infeasible,example_small_cbf_relax,p0033,truss1"
+MODELS = os.environ.get("VORLAN_REMOTE_MODELS", FEW_INSTANCES).split(",")
 
 # How many seconds an instance may take before it is compared after fewer steps.
 LONGEST_SOLVE = float(os.environ.get("VORLAN_REMOTE_SECONDS", "20"))
@@ -114,6 +134,15 @@ LIMITS = {
     "after no step": (("VLN_IPAR_SIMPLEX_ITERATION_LIMIT", "0"), ("VLN_IPAR_INTERIOR_ITERATION_LIMIT", "0"),
                       ("VLN_IPAR_MIP_NODE_LIMIT", "0")),
 }
+
+
+@contextlib.contextmanager
+def held_port(port=0):
+    """A port at which nobody listens, and nobody else can: other tests start servers, too."""
+    with socket.socket() as holder:
+        holder.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        holder.bind(("127.0.0.1", port))
+        yield holder.getsockname()[1]
 
 
 class RemoteTest(harness.ServerTest):
@@ -181,16 +210,16 @@ class Equality(RemoteTest):
         data = pathlib.Path(os.environ["VORLAN_DATA"])
         with open(data / "expected.tsv", encoding="utf-8") as table:
             rows = [row for row in csv.DictReader(table, delimiter="\t") if row["class"] != "bad"]
-        if os.environ.get("VORLAN_REMOTE_MODELS") != "all":
-            rows = [row for row in rows if pathlib.Path(row["file"]).name.split(".")[0] in FEW_INSTANCES]
+        if MODELS != ["all"]:
+            rows = [row for row in rows if pathlib.Path(row["file"]).name.split(".")[0] in MODELS]
         found = {}
         for row in rows:
             with self.subTest(row["file"]):
                 found.setdefault(self.compare_instance(data / row["file"]), []).append(row["file"])
-        left = found.get("left", [])
-        self.assertGreater(len(rows), len(left))
-        counts = [f"{len(names)} {how}" for how, names in sorted(found.items())]
-        print(f"{len(rows)} instances: {', '.join(counts)}; left: {' '.join(left) or 'none'}")
+        self.assertGreater(len(rows), len(found.get("left", [])))
+        print(f"{len(rows)} instances")
+        for how, names in sorted(found.items()):
+            print(f"  {len(names)} {how}", "" if how == "to the end" else ": " + " ".join(names))
 
     def compare_instance(self, path):
         """How far the instance is solved on both sides: to its end, or, when that takes too long, to one of the
@@ -260,6 +289,13 @@ class Equality(RemoteTest):
         self.assertIn("interior", self.text("r"))
         self.assertEqual(self.text("r"), self.text("l"))
         self.assertEqual((self.folder / "r.copy").read_bytes(), (self.folder / "l.copy").read_bytes())
+
+    def test_a_log_of_any_length_comes_whole(self):
+        lines = 2_000_000
+        self.start("--worker", harness.fake_worker(
+            self.folder, f"yes 'a line of the log' | head -n {lines} > solve.log; {harness.DONE}"))
+        self.run_remotely("-log", "log", "-read", str(harness.EXAMPLES / "workshop.mps"), "-solve")
+        self.assertEqual(self.text("log").count("a line of the log\n"), lines)
 
     def test_a_caller_without_a_log_gets_none(self):
         self.start()
@@ -335,6 +371,61 @@ class Stopping(RemoteTest):
         self.end_run(process)
         self.check_stopped()
         self.assertEqual([job["id"] for job in client.get("/v1/jobs").json()["jobs"]], [blocker])
+
+
+class SlowWires(RemoteTest):
+    """A stop and a time limit while the problem is sent and while the result is fetched, which take seconds each."""
+
+    SENDING = ("up", b"POST", b"/v1/jobs")
+    FETCHING = ("down", b"GET", b"/result")
+
+    def run_slowly(self, slow, items="", stops=False, patience="60"):
+        """The seconds that the solve took; with `stops` SIGTERM comes once the wire is slow."""
+        self.start()
+        wire = Wire(self.server.port, [], slow)
+        try:
+            begin = time.monotonic()
+            process = self.start_run("-read", str(harness.EXAMPLES / "workshop.mps"), "-solve", "-write-solution",
+                                     "sol", port=wire.port, items=items,
+                                     environment={"VORLAN_REMOTE_PATIENCE": patience})
+            self.assertTrue(wire.is_slow.wait(harness.PATIENCE))
+            if stops:
+                time.sleep(0.3)
+                self.assertIsNone(process.poll())
+                process.send_signal(signal.SIGTERM)
+            self.end_run(process)
+            return time.monotonic() - begin
+        finally:
+            wire.close()
+
+    def check_whole(self):
+        self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_OK"), self.text("msg"))
+        remote = self.text("sol")
+        self.run_locally("-read", str(harness.EXAMPLES / "workshop.mps"), "-solve", "-write-solution", "sol")
+        self.assertEqual(remote, self.text("sol"))
+        self.no_jobs_left()
+
+    def test_sigterm_while_sending_leaves_nothing(self):
+        self.run_slowly(self.SENDING, stops=True)
+        self.assertEqual(self.codes(), ("VLN_RES_OK", "VLN_RES_TRM_USER_CALLBACK"))
+        self.assertEqual(self.text("msg"), "")
+        self.assertNotIn("optimal", self.text("sol"))
+        self.no_jobs_left()
+        harness.wait_until(lambda: not list((self.data / "incoming").iterdir()), "what was sent to go")
+        self.assertNotIn('"event":"job submitted"', (self.folder / "data.log").read_text())
+
+    def test_sigterm_while_fetching_brings_the_result(self):
+        # Which takes longer than a server may be silent for.
+        self.run_slowly(self.FETCHING, stops=True, patience="0.7")
+        self.check_whole()
+
+    def test_the_time_limit_does_not_count_sending(self):
+        self.assertGreater(self.run_slowly(self.SENDING, items=",time-limit=1"), 1.0)
+        self.check_whole()
+
+    def test_the_time_limit_does_not_count_fetching(self):
+        self.assertGreater(self.run_slowly(self.FETCHING, items=",time-limit=1"), 1.0)
+        self.check_whole()
 
 
 class BrokenWires(RemoteTest):
@@ -419,7 +510,8 @@ class BrokenWires(RemoteTest):
         job = harness.wait_until(lambda: client.get("/v1/jobs").json()["jobs"], "the job")[0]
         client.await_solve(job["id"])
         self.server.kill()
-        self.end_run(process)
+        with held_port(self.server.port):
+            self.end_run(process)
         self.assertEqual(self.codes(), ("VLN_RES_ERR_SERVER_LOST", "VLN_RES_TRM_FAILED"))
         self.assertIn(job["id"], self.text("msg"))
 
@@ -437,9 +529,8 @@ class Failures(RemoteTest):
         self.check("VLN_RES_ERR_SERVER_ACCESS", token=self.new_token("reader", "read"))
 
     def test_no_server(self):
-        self.start()
-        self.server.terminate()
-        self.check("VLN_RES_ERR_SERVER_UNREACHABLE")
+        with held_port() as port:
+            self.check("VLN_RES_ERR_SERVER_UNREACHABLE", port=port, token="vln_any")
 
     def test_another_server(self):
         self.start()
@@ -491,11 +582,11 @@ class Failures(RemoteTest):
         self.assertIn("2 times", self.text("msg"))
 
     def test_a_failed_remote_solve_keeps_the_solutions(self):
-        self.start()
-        self.server.terminate()
         model = str(harness.EXAMPLES / "workshop.mps")
-        process = self.start_run("-read", model, "-solve:res=x", "-solve", "-write-solution", "kept")
-        self.end_run(process)
+        with held_port() as port:
+            self.run_remotely("-read", model, "-solve:res=x", "-solve", "-write-solution", "kept", port=port,
+                              token="vln_any")
+        self.assertEqual(self.codes()[0], "VLN_RES_ERR_SERVER_UNREACHABLE")
         self.assertIn("optimal", self.text("kept"))
 
 

@@ -9,7 +9,6 @@ import subprocess
 import unittest
 
 import harness
-from events_test import DONE, fake_worker
 
 MEBIBYTE = 1 << 20
 LANDLOCK_CREATE_RULESET = 444
@@ -28,7 +27,7 @@ class Jail(harness.ServerTest):
     """A worker's program that has gone over to the enemy."""
 
     def run_worker(self, *commands, options=()):
-        client = self.start("--worker", fake_worker(self.folder, "\n".join([*commands, DONE])), *options)
+        client = self.start("--worker", harness.fake_worker(self.folder, "\n".join([*commands, harness.DONE])), *options)
         job_id = client.submitted(b"x")
         self.assertEqual(client.await_end(job_id)["outcome"], "ok")
         log = client.get(f"/v1/jobs/{job_id}/log").body.decode()
@@ -105,8 +104,8 @@ class Jail(harness.ServerTest):
 
     def test_a_flood_of_processes_is_killed_and_others_go_on(self):
         bomb = "case $(cat ../problem) in bomb) while :; do sleep 1000 & done;; esac"
-        script = f"{bomb}\ncat ../problem > log\n{DONE}"
-        client = self.start("--worker", fake_worker(self.folder, script), "--slots", "2")
+        script = f"{bomb}\ncat ../problem > log\n{harness.DONE}"
+        client = self.start("--worker", harness.fake_worker(self.folder, script), "--slots", "2")
         evil = client.submitted(b"bomb")
         good = [client.submitted(f"good {n}".encode()) for n in range(20)]
         for job_id in good:
@@ -128,7 +127,7 @@ class Jail(harness.ServerTest):
     def test_what_a_worker_leaves_behind_ends_with_it(self):
         # Without the lock, nothing else would tell of it.
         left = "python3 -c 'import os, time; os.closerange(3, 100); time.sleep(1000)' &"
-        client = self.start("--worker", fake_worker(self.folder, f"{left}\nsleep 0.3; {DONE}"))
+        client = self.start("--worker", harness.fake_worker(self.folder, f"{left}\nsleep 0.3; {harness.DONE}"))
         job_id = client.submitted(b"x")
         self.assertEqual(client.await_end(job_id)["outcome"], "ok")
         self.assertEqual(self.processes_in(self.data), [])
@@ -151,9 +150,9 @@ class Logs(harness.ServerTest):
         self.assertEqual(len(line), 40)
         total = 200 * MEBIBYTE // 40 * 40
         script = (f"echo first > log; yes '{line.strip()}' | head -c {total} >> log; "
-                  f"while [ -e ../../../../wait ]; do sleep 0.05; done; echo last >> log; {DONE}")
+                  f"while [ -e ../../../../wait ]; do sleep 0.05; done; echo last >> log; {harness.DONE}")
         wait = self.data / "wait"
-        client = self.start("--jail", "no", "--worker", fake_worker(self.folder, script))
+        client = self.start("--jail", "no", "--worker", harness.fake_worker(self.folder, script))
         wait.write_text("")
         job_id = client.submitted(b"x")
         log = next(iter(harness.wait_until(lambda: list(self.data.glob("jobs/*/*/1/log")), "a log")))

@@ -8,9 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "solve/check/checker.h"
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
+#include "solve/highs/cutoff_bounds.h"
+#include "solve/highs/fixed_integers.h"
+#include "solve/highs/scaled_model.h"
 #include "solve/highs/switch_tightening.h"
 #include "solve/run/listener.h"
 #include "task/numeric.h"
@@ -21,6 +23,7 @@ namespace {
 
 // A rounded point with a larger violation is not taken as it is.
 constexpr double kSatisfied = 1e-6;
+constexpr double kClean = 1e-11;
 // Objectives that are nearer than this to a bound have met it, besides those within the gap that
 // was asked for.
 constexpr double kRounding = 1e-6;
@@ -30,13 +33,6 @@ constexpr int kMostNodes = 2000;
 
 double rounded(const Model& model, size_t j, double value) {
   return std::clamp(std::round(value), model.var_lower[j], model.var_upper[j]) + 0.0;
-}
-
-// True when a semi-continuous variable is nearer to 0 than to its bounds.
-bool is_off(const Model& model, size_t j, double value) {
-  if (!is_semi(model.var_kind[j])) return false;
-  const double inside = std::clamp(value, model.var_lower[j], model.var_upper[j]);
-  return std::fabs(value) <= std::fabs(value - inside) && inside != value;
 }
 
 std::vector<double> round_integers(const Model& model, std::vector<double> x) {
@@ -84,7 +80,9 @@ class WholeMonitor : public BackendMonitor {
   void incumbent(std::span<const double> x, std::span<const double>) override {
     if (silent) return;
     const std::vector<double> point = round_integers(problem_.model, {x.begin(), x.end()});
-    if (primal_violation(problem_.model, point) <= kSatisfied) monitor_->incumbent(point, {});
+    if (violation_beside_integers(problem_.model, point) <= kSatisfied) {
+      monitor_->incumbent(point, {});
+    }
   }
 
   bool silent = false;
@@ -102,6 +100,7 @@ class Search {
       : solve_(solve),
         problem_(problem),
         model_(problem.model),
+        narrowed_(problem.model),
         parameters_(parameters),
         end_(monotonic_seconds() + seconds),
         outside_(monitor),
@@ -115,8 +114,8 @@ class Search {
     monitor_.done = result->progress;
     monitor_.silent = true;
     const std::vector<double> point = std::move(result->x);
-    bound_ = result->progress.bound;
     offer_rounded(point);
+    bound_ = safe_bound(result->progress.bound, 1.0);
     if (!claims) {
       stopped_ = result->termination;
     } else if (!is_closed(bound_)) {
@@ -141,24 +140,38 @@ class Search {
 
   double seconds_left() const { return end_ - monotonic_seconds(); }
 
+  double objective_size() const {
+    return std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
+  }
   double allowed_gap() const {
-    const double size = std::fabs(incumbent_ + problem_.sense_factor() * model_.constant);
     return std::max(parameters_.get(DoubleParam::kMipAbsoluteGap),
-                    parameters_.get(DoubleParam::kMipRelativeGap) * size) +
-           kRounding * std::max(1.0, size);
+                    parameters_.get(DoubleParam::kMipRelativeGap) * objective_size()) +
+           rounding();
+  }
+  double rounding() const { return kRounding * std::max(terms_, objective_size()); }
+
+  // Branch and bound takes objectives for equal that differ by less than this.
+  static constexpr double kSolverError = 1e-6;
+  // A bound less what it may be off by, which only matters where the objective is small.
+  double safe_bound(double bound, double cost_factor) const {
+    constexpr double kSmall = 0.5;
+    const bool is_small = cost_factor * std::max(terms_, objective_size()) < kSmall;
+    return is_small ? bound - kSolverError / cost_factor : bound;
   }
   bool is_closed(double bound) const {
     return std::isfinite(incumbent_) && incumbent_ - bound <= allowed_gap();
   }
 
-  // Tries the integers of a point; with all that leaks rounded up, too.
+  // Tries the integers of a point; with all that leaks rounded up, too. What branch and bound has
+  // left within its tolerance is taken out by solving the continuous rest.
   void offer_rounded(const std::vector<double>& x) {
-    std::vector<double> point = round_integers(model_, x);
-    if (primal_violation(model_, point) <= kSatisfied) {
-      offer(point);
-    } else {
-      offer_fixed(point);
+    const std::vector<double> point = round_integers(model_, x);
+    const double violation = violation_beside_integers(model_, point);
+    const bool is_replaced = violation > kClean && offer_fixed(point);
+    if (violation > kSatisfied) {
       offer_fixed(round_up(x));
+    } else if (!is_replaced) {
+      offer(point);
     }
   }
 
@@ -172,22 +185,16 @@ class Search {
     return x;
   }
 
-  // Solves the continuous rest.
-  void offer_fixed(const std::vector<double>& whole) {
-    Model fixed = model_;
-    for (size_t j = 0; j < whole.size(); ++j) {
-      if (is_integer(fixed.var_kind[j]) || is_off(model_, j, whole[j])) {
-        fixed.var_lower[j] = fixed.var_upper[j] = whole[j];
-      }
-      fixed.var_kind[j] = VarKind::kContinuous;
-    }
-    Parameters parameters = linear_parameters();
+  // Solves the continuous rest; false when that has no optimum.
+  bool offer_fixed(const std::vector<double>& whole) {
+    const Model fixed = fix_integers(model_, whole);
     BackendResult found;
-    const Status status =
-        solve_(MinimizeProblem(fixed), parameters, seconds_left(), &monitor_, &found);
+    const Status status = solve_scaled(solve_, MinimizeProblem(fixed), linear_parameters(),
+                                       seconds_left(), &monitor_, &found);
     simplex_ += found.progress.simplex_iterations;
-    if (!status.ok() || found.outcome != Outcome::kOptimal) return;
+    if (!status.ok() || found.outcome != Outcome::kOptimal) return false;
     offer(round_integers(model_, found.x));
+    return true;
   }
 
   Parameters linear_parameters() const {
@@ -197,11 +204,14 @@ class Search {
   }
 
   void offer(const std::vector<double>& x) {
-    if (!is_whole(model_, x) || primal_violation(model_, x) > kSatisfied) return;
+    if (!is_whole(model_, x) || violation_beside_integers(model_, x) > kSatisfied) return;
     const double objective = objective_sum(problem_, x, {}).value;
     if (!(objective < incumbent_)) return;
     incumbent_ = objective;
     best_ = x;
+    terms_ = 0.0;
+    for (size_t j = 0; j < x.size(); ++j) terms_ += std::fabs(problem_.cost[j] * x[j]);
+    if (terms_ == 0.0) terms_ = 1.0;
     const bool is_better = incumbent_ < monitor_.done.objective;
     monitor_.done.objective = incumbent_;
     outside_->incumbent(best_, {});
@@ -211,6 +221,11 @@ class Search {
   Status search() {
     std::list<Node> open = {{-kInfinity, {}}};
     const double proven = bound_;
+    const auto solve = [this](const Model& linear) { return find_multipliers(linear); };
+    const bool may_narrow = std::isfinite(incumbent_);
+    if (may_narrow && !narrow_under_cutoff(problem_.cost, cutoff(), solve, &narrowed_)) {
+      open.clear();
+    }
     Status status;
     for (int count = 0; status.ok() && !open.empty(); ++count) {
       const auto next = std::min_element(
@@ -229,23 +244,33 @@ class Search {
     return status;
   }
 
+  double cutoff() const { return incumbent_ + rounding(); }
+
+  std::vector<double> find_multipliers(const Model& linear) {
+    BackendResult found;
+    const Status status =
+        solve_(MinimizeProblem(linear), linear_parameters(), seconds_left(), &monitor_, &found);
+    simplex_ += std::max<int64_t>(0, found.progress.simplex_iterations);
+    if (!status.ok() || found.outcome != Outcome::kOptimal) return {};
+    return std::move(found.y);
+  }
+
   Status process(const Node& node, std::list<Node>* open) {
-    Model model = model_;
+    Model model = narrowed_;
     for (const Branch& branch : node.branches) {
       model.var_lower[branch.var] = branch.lower;
       model.var_upper[branch.var] = branch.upper;
     }
-    const double size = std::max(1.0, std::fabs(incumbent_));
-    const double cutoff = incumbent_ + kRounding * size;
-    if (!tighten_switches(problem_.cost, cutoff, &model)) return {};
+    if (!tighten_switches(problem_.cost, cutoff(), &model)) return {};
     BackendResult found;
     const MinimizeProblem tight(model);
-    Status status = solve_(tight, node_parameters(), seconds_left(), &monitor_, &found);
+    Status status = solve_node(tight, &found);
     monitor_.done.nodes += std::max<int64_t>(0, found.progress.nodes);
     simplex_ += std::max<int64_t>(0, found.progress.simplex_iterations);
     if (!status.ok() || found.outcome == Outcome::kInfeasible) return status;
     const bool has_point = found.x.size() == model_.cost.size();
-    double bound = std::max(node.bound, found.progress.bound);
+    const double factor = ScaledModel(tight).cost_factor();
+    double bound = std::max(node.bound, safe_bound(found.progress.bound, factor));
     if (!std::isfinite(bound)) bound = node.bound;
     if (found.outcome != Outcome::kOptimal || !has_point) {
       stopped_ = found.outcome == Outcome::kStopped ? found.termination : Code::kTrmStall;
@@ -255,6 +280,20 @@ class Search {
     }
     offer_rounded(found.x);
     if (!is_closed(bound)) branch(node, bound, model, found.x, open);
+    return {};
+  }
+
+  // With strict tolerances branch and bound may fail at a point that it has made itself.
+  Status solve_node(const MinimizeProblem& problem, BackendResult* found) {
+    Status status;
+    for (const Parameters& parameters : {node_parameters(), linear_parameters()}) {
+      *found = {};
+      status = solve_scaled(solve_, problem, parameters, seconds_left(), &monitor_, found);
+      if (status.code() != Code::kErrOptimizer) return status;
+    }
+    *found = {};
+    found->outcome = Outcome::kStopped;
+    found->termination = Code::kTrmStall;
     return {};
   }
 
@@ -329,11 +368,13 @@ class Search {
   decltype(Backend::solve) solve_;
   const MinimizeProblem& problem_;
   const Model& model_;
+  Model narrowed_;  // by bounds that better points than the incumbent have
   const Parameters& parameters_;
   double end_;
   BackendMonitor* outside_;
   WholeMonitor monitor_;
   double incumbent_ = kInfinity;
+  double terms_ = 1.0;  // the sum of the sizes of its objective's terms
   double bound_ = -kInfinity;
   std::vector<double> best_;
   Code stopped_ = Code::kOk;

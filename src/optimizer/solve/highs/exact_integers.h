@@ -4,9 +4,9 @@
 // another one be 10: the answer is an optimum of no model. Hence the integers of each answer are
 // rounded, the continuous rest is solved with them fixed, and that point's objective counts. Where
 // it and the bound of branch and bound do not meet, large coefficients are made smaller under the
-// incumbent as a cutoff (switch_tightening.h), and the integer variable that leaks most is branched
-// on: fixed at a whole value it has nothing to leak. The nodes of that tree are mixed-integer
-// models again; most often there is one.
+// incumbent as a cutoff (switch_tightening.h, cutoff_bounds.h), and the integer variable that leaks
+// most is branched on: fixed at a whole value it has nothing to leak. The nodes of that tree are
+// mixed-integer models again; most often there is one.
 #pragma once
 
 #include "solve/backend.h"

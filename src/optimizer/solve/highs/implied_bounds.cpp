@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "task/numeric.h"
 
@@ -20,6 +21,7 @@ double slack(double bound) { return 1e-9 * std::max(1.0, std::fabs(bound)); }
 void ImpliedBounds::IntervalEnd::add(double term) {
   if (std::isfinite(term)) {
     sum_ += term;
+    size_ += std::fabs(term);
   } else {
     ++num_infinite_;
     infinite_ = term;
@@ -29,6 +31,10 @@ void ImpliedBounds::IntervalEnd::add(double term) {
 double ImpliedBounds::IntervalEnd::without(double term) const {
   if (std::isfinite(term)) return num_infinite_ == 0 ? sum_ - term : infinite_;
   return num_infinite_ == 1 ? sum_ : infinite_;
+}
+
+double ImpliedBounds::IntervalEnd::error() const {
+  return 4.0 * std::numeric_limits<double>::epsilon() * size_;
 }
 
 void ImpliedBounds::sum_activities() {
@@ -71,8 +77,10 @@ void ImpliedBounds::narrow(size_t var, size_t con, double a) {
   const double least = (model_.con_lower[con] - most_without(con, var, a)) / a;
   const double upper = a > 0.0 ? most : least;
   const double lower = a > 0.0 ? least : most;
-  if (std::isfinite(upper)) upper_[var] = std::min(upper_[var], upper + slack(upper));
-  if (std::isfinite(lower)) lower_[var] = std::max(lower_[var], lower - slack(lower));
+  const double error = std::max(activities_[con].least.error(), activities_[con].most.error());
+  const auto room = [&](double bound) { return slack(bound) + error / std::fabs(a); };
+  if (std::isfinite(upper)) upper_[var] = std::min(upper_[var], upper + room(upper));
+  if (std::isfinite(lower)) lower_[var] = std::max(lower_[var], lower - room(lower));
 }
 
 void ImpliedBounds::round_integers() {

@@ -34,9 +34,12 @@ class ImpliedBounds {
    public:
     void add(double term);
     double without(double term) const;
+    // What rounding may have changed.
+    double error() const;
 
    private:
     double sum_ = 0.0;
+    double size_ = 0.0;  // of the terms that were summed
     int num_infinite_ = 0;
     double infinite_ = 0.0;
   };

@@ -19,6 +19,8 @@ namespace {
 constexpr int kNearColumns = 7;
 constexpr int kNearRows = 5;
 constexpr int kNearCosts = 4;
+// Costs of a linear model up to this are as exact as small ones.
+constexpr double kLargestCost = 1 << 30;
 // In a row with an integer variable, coefficients that are smaller by more than 2^kFarthestSwitch
 // do not count.
 constexpr int kFarthestSwitch = 36;
@@ -72,7 +74,7 @@ class UnitFinder {
   void collect() {
     const SparseMatrix& a = model_.matrix;
     const std::vector<double> row_size = row_sizes();
-    std::vector<double> switches(row_.size(), 0.0);  // the largest of each row
+    std::vector<std::vector<double>> switches(row_.size());
     for (size_t j = 0; j < model_.cost.size(); ++j) {
       const bool integer = is_fixed(static_cast<int32_t>(j));
       const double least = std::ldexp(column_size(j), -kSpeck);
@@ -82,11 +84,13 @@ class UnitFinder {
         const double size = std::fabs(a.value[k]);
         if (size < least && reach * size < std::ldexp(row_size[i], -kSpeck)) continue;
         const bool weak = integer && model_.con_lower[i] != model_.con_upper[i];
-        if (weak && std::fabs(a.value[k]) > std::fabs(switches[i])) switches[i] = a.value[k];
+        if (weak) switches[i].push_back(a.value[k]);
         add(i, static_cast<int32_t>(j), -1, a.value[k], weak ? kWeak : 1.0);
       }
     }
     for (size_t i = 0; i + 1 < row_.size(); ++i) {
+      std::stable_sort(switches[i].begin(), switches[i].end(),
+                       [](double a, double b) { return std::fabs(a) > std::fabs(b); });
       add_side(i, model_.con_lower[i], switches[i]);
       if (model_.con_upper[i] != model_.con_lower[i]) add_side(i, model_.con_upper[i], switches[i]);
     }
@@ -120,12 +124,15 @@ class UnitFinder {
     return size;
   }
 
-  // A side may have a switch in it: x <= 5 + 1e8 (1 - z).
-  void add_side(size_t row, double side, double on) {
-    const double other = side - on;
-    const bool has_switch = on != 0.0 && std::fabs(other) < std::fabs(side);
-    add(row, -1, -1, has_switch && other != 0.0 ? other : side,
-        has_switch && other == 0.0 ? kWeak : 1.0);
+  // A side may have switches in it: x <= 5 + 1e8 (1 - z) + 1e8 (1 - y). They are sorted, the largest
+  // first.
+  void add_side(size_t row, double side, const std::vector<double>& switches) {
+    double rest = side;
+    for (const double on : switches) {
+      if (std::fabs(rest - on) < std::fabs(rest)) rest -= on;
+    }
+    const bool is_left = std::fabs(rest) > std::ldexp(std::fabs(side), -kSpeck);
+    add(row, -1, -1, is_left ? rest : side, is_left ? 1.0 : kWeak);
   }
 
   bool is_matrix(int32_t var) const { return var >= model_.num_var(); }
@@ -351,18 +358,39 @@ void ScaledModel::scale_rows() {
   for (MatrixCoefficient& e : model_.matrix_coefficients) e.entry.value *= row_[index(e.con)];
 }
 
+namespace {
+
+// Costs of a linear model that are far apart: the largest becomes so large that the least is about
+// 1, as far as large costs are exact. An objective of small costs, beside a penalty that nobody
+// pays, would otherwise be below all tolerances.
+double linear_cost_factor(double smallest, double largest) {
+  constexpr double kFarApart = 1.0 / (1 << 10);
+  const double factor = factor_for(largest, kNearCosts);
+  if (factor < 1.0 && factor > 1.0 / kLargestCost) return 1.0;
+  if (factor == 1.0 || smallest >= kFarApart * largest) return factor;
+  return factor * std::min(kLargestCost, std::ldexp(1.0, std::ilogb(largest / smallest)));
+}
+
+}  // namespace
+
 void ScaledModel::scale_costs() {
-  double size = largest(model_.cost);
+  double size = 0.0;
+  double smallest = kInfinity;
+  for (size_t j = 0; j < model_.cost.size(); ++j) {
+    // What a fixed variable costs is no part of what is solved.
+    const double c = std::fabs(model_.cost[j]);
+    if (c == 0.0 || model_.var_lower[j] == model_.var_upper[j]) continue;
+    size = std::max(size, c);
+    smallest = std::min(smallest, c);
+  }
   for (const TriangleEntry& e : model_.quadratic_cost) size = std::max(size, std::fabs(e.value));
   for (const MatrixCostEntry& e : model_.matrix_cost)
     size = std::max(size, std::fabs(e.entry.value));
-  const double factor = factor_for(size, kNearCosts);
-  // Large costs of a linear model are as exact as small ones, and many of its costs are small
-  // beside its largest.
-  constexpr double kLargeCosts = 1.0 / (1 << 30);
-  if (model_.is_linear() && factor < 1.0 && factor > kLargeCosts) return;
+  const double factor =
+      model_.is_linear() ? linear_cost_factor(smallest, size) : factor_for(size, kNearCosts);
+  if (factor == 1.0) return;
+  same_ = false;
   cost_factor_ = factor;
-  same_ = same_ && cost_factor_ == 1.0;
   for (double& c : model_.cost) c *= cost_factor_;
   for (TriangleEntry& e : model_.quadratic_cost) e.value *= cost_factor_;
   for (MatrixCostEntry& e : model_.matrix_cost) e.entry.value *= cost_factor_;

@@ -17,30 +17,6 @@ constexpr int kRounds = 10;
 // Activities are sums with rounding.
 double outward(double activity) { return activity + 1e-8 * std::max(1.0, std::fabs(activity)); }
 
-// The model's linear part with cost'x <= cutoff as a last row.
-Model with_cutoff(const Model& model, const std::vector<double>& cost, double cutoff) {
-  Model extended;
-  extended.cost = model.cost;
-  extended.var_kind = model.var_kind;
-  extended.con_lower = model.con_lower;
-  extended.con_upper = model.con_upper;
-  const auto last = static_cast<int32_t>(model.con_lower.size());
-  for (size_t j = 0; j < cost.size(); ++j) {
-    for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
-      extended.matrix.row.push_back(model.matrix.row[k]);
-      extended.matrix.value.push_back(model.matrix.value[k]);
-    }
-    if (std::isfinite(cutoff) && cost[j] != 0.0) {
-      extended.matrix.row.push_back(last);
-      extended.matrix.value.push_back(cost[j]);
-    }
-    extended.matrix.start.push_back(static_cast<int64_t>(extended.matrix.row.size()));
-  }
-  extended.con_lower.push_back(-kInfinity);
-  extended.con_upper.push_back(cutoff);
-  return extended;
-}
-
 // The rows that have nothing but linear terms.
 std::vector<bool> linear_rows(const Model& model, bool linear_cost) {
   std::vector<bool> linear(model.con_lower.size(), true);
@@ -57,6 +33,11 @@ class Tightener {
         extended_(with_cutoff(*model, cost, cutoff)),
         used_(linear_rows(*model, model->quadratic_cost.empty() && model->matrix_cost.empty())),
         bounds_(extended_, semi_lower(*model), semi_upper(*model)) {}
+
+  // Whether a coefficient has become smaller: then others of its row may, too.
+  bool has_changed() const {
+    return std::find(changed_.begin(), changed_.end(), true) != changed_.end();
+  }
 
   bool run() {
     bounds_.use_rows(used_);
@@ -156,8 +137,37 @@ class Tightener {
 
 }  // namespace
 
+Model with_cutoff(const Model& model, const std::vector<double>& cost, double cutoff) {
+  Model extended;
+  extended.cost = model.cost;
+  extended.var_kind = model.var_kind;
+  extended.con_lower = model.con_lower;
+  extended.con_upper = model.con_upper;
+  const auto last = static_cast<int32_t>(model.con_lower.size());
+  for (size_t j = 0; j < cost.size(); ++j) {
+    for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+      extended.matrix.row.push_back(model.matrix.row[k]);
+      extended.matrix.value.push_back(model.matrix.value[k]);
+    }
+    if (std::isfinite(cutoff) && cost[j] != 0.0) {
+      extended.matrix.row.push_back(last);
+      extended.matrix.value.push_back(cost[j]);
+    }
+    extended.matrix.start.push_back(static_cast<int64_t>(extended.matrix.row.size()));
+  }
+  extended.con_lower.push_back(-kInfinity);
+  extended.con_upper.push_back(cutoff);
+  return extended;
+}
+
 bool tighten_switches(const std::vector<double>& cost, double cutoff, Model* model) {
-  return Tightener(cost, cutoff, model).run();
+  constexpr int kPasses = 6;
+  for (int pass = 0; pass < kPasses; ++pass) {
+    Tightener tightener(cost, cutoff, model);
+    if (!tightener.run()) return false;
+    if (!tightener.has_changed()) break;
+  }
+  return true;
 }
 
 }  // namespace vorlan

@@ -15,4 +15,7 @@ namespace vorlan {
 // bounds stay as they are. False when nothing is left.
 bool tighten_switches(const std::vector<double>& cost, double cutoff, Model* model);
 
+// The linear part of a model, without bounds of variables, with cost'x <= cutoff as a last row.
+Model with_cutoff(const Model& model, const std::vector<double>& cost, double cutoff);
+
 }  // namespace vorlan

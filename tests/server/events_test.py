@@ -145,7 +145,36 @@ Optimization by something else
 """
 
 
+# Of linear models: dual simplex, primal simplex, a stop; and the interior-point method.
+LINEAR = """Optimization of a linear model: 2030 constraints, 4883 variables, 73152 matrix elements; maximize
+Running HiGHS 1.10.0 (git hash: n/a): Copyright (c) 2025 HiGHS under MIT licence terms
+Presolving model
+1980 rows, 4605 cols, 70440 nonzeros  0s
+  Iteration        Objective     Infeasibilities num(sum)
+          0                    - Ph1: 609(60514.1); Du: 360(19.014) 0s
+       7605     2.8759158053e+02 Pr: 526(91756.7); Du: 0(1.61133e-13) 5s
+       8000     2.5e+02 Pr: 0(0); Du: 12(3.5) 10s
+       8100     2.6e+02 Pr: 2(1); Du: 3(3.5) 11s
+       8139     2.7e+02 12s
+       9000     2.6e+02 Pr: 0(0) 13s
+ Iter     P.res    D.res            P.obj           D.obj        mu     Time
+    0   2.97e+01 2.75e+01  -2.80000000e+03  -2.10000000e+03  2.80e+01       14s
+   39*  1.09e-11 1.46e-11   4.00000000e+00   5.00000000e+00  2.84e-07       15s
+"""
+
+
 class Progress(harness.ServerTest):
+    def test_rows_of_linear_models(self):
+        client = self.start("--worker", harness.fake_worker(self.folder, f"printf '%s' '{LINEAR}' > log; {harness.DONE}"))
+        job_id = client.submitted(b"x")
+        client.await_end(job_id)
+        told = [(entry["time"], entry["iterations"], entry["objective"], entry["bound"], entry["gap"])
+                for entry in self.progress_of(client.events(f"/v1/jobs/{job_id}/events"))]
+        self.assertEqual(told, [
+            (0.0, 0, None, None, None), (5.0, 7605, None, 287.59158053, None), (10.0, 8000, 250.0, None, None),
+            (11.0, 8100, None, None, None), (12.0, 8139, None, None, None), (13.0, 9000, 260.0, 260.0, 0.0),
+            (14.0, 0, -2800.0, -2100.0, 0.25), (15.0, 39, 4.0, 5.0, 0.25)])
+
     def progress_of(self, events):
         return [entry for name, data in events if name == "log" for entry in data["progress"]]
 

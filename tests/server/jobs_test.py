@@ -155,6 +155,15 @@ class Jobs(harness.ServerTest):
                 break
         self.assertEqual(seen, sorted(ids, reverse=True))
 
+    def test_a_job_that_ended_reads_the_same_after_a_restart(self):
+        client = self.start()
+        job_id = client.submitted(harness.small_model(), name="w.mps", priority="3", time_limit="60")
+        before = client.await_end(job_id)
+        self.server.terminate()
+        after = self.start().job(job_id)
+        # Numbers of news begin anew with the server.
+        self.assertEqual({**after, "seq": 0}, {**before, "seq": 0})
+
     def test_ended_jobs_expire(self):
         client = self.start("--retention", "0")
         job_id = client.submitted(harness.small_model())

@@ -210,6 +210,25 @@ test("a solve is watched, reloaded without gap or double, and stopped with its r
   await deleteAll();
 });
 
+test("a solve by the interior-point method has its course by iterations", async () => {
+  const page = await open();
+  await signIn(page);
+  await page.getByText("No jobs yet.").waitFor();
+  const id = await submit("portfolio.ptf", readFileSync(join(root, "examples/portfolio.ptf")));
+  await page.goto(`${base}/#/jobs/${id}`);
+  await page.getByRole("heading", { name: "portfolio.ptf done" }).waitFor();
+  await page.getByRole("figure", { name: "Primal and dual objective" }).waitFor();
+  assert.ok(await isDrawn(page));
+  const { progress } = await (await api("GET", `/v1/jobs/${id}`)).json();
+  await page.getByText("The values as a table").click();
+  const rows = await page.locator("details tbody tr").allTextContents();
+  assert.ok(rows.length > progress.iterations); // the summary repeats the last one
+  const headings = await page.locator("details th").allTextContents();
+  assert.deepEqual(headings, ["Time", "Iteration", "Primal objective", "Dual objective", "Gap"]);
+  await close(page);
+  await deleteAll();
+});
+
 test("the server falls and comes back: the page says so, and then has all of the log, once", async () => {
   const page = await open();
   await signIn(page);

@@ -38,7 +38,7 @@ test("numbers as people read them", () => {
   assert.deepEqual([null, 0.004, 3.21, 9.97, 59.6, 128, 11100, 187200].map(model.formatSeconds),
     ["–", "0.004 s", "3.2 s", "10 s", "1 m 00 s", "2 m 08 s", "3 h 05 m", "2 d 04 h"]);
   assert.deepEqual([604800, 86400, 600, 0.5].map(model.formatSpan), ["7 days", "1 day", "10 min", "0.5 s"]);
-  assert.deepEqual([null, 1, 0.366, 2.76e-8, 0].map(model.formatGap), ["–", "100 %", "36.6 %", "2.8e-6 %", "0 %"]);
+  assert.deepEqual([null, 1, 0.366, 2.76e-8, 0].map(model.formatGap), ["–", "100\u00a0%", "36.6\u00a0%", "2.8e-6\u00a0%", "0\u00a0%"]);
   assert.equal(model.formatValue(-0.076063478547), "-0.07606347855");
   assert.deepEqual([7, 1234, 1234567].map(model.formatCount), ["7", "1\u202f234", "1\u202f234\u202f567"]);
 });
@@ -120,16 +120,46 @@ const point = (time, objective, bound, gap) => ({ time, objective, bound, gap, i
 test("the course of a solve is in the order of time, and only what says something is drawn", () => {
   const history = new model.ProgressHistory();
   history.add([point(0, null, null, null), point(1, 9, 3, 2 / 3), point(0.5, 6, 6, 0)]);
-  assert.deepEqual(history.times, [1, 1]);
+  assert.deepEqual(history.places, [1, 1]);
   assert.deepEqual(history.objectives, [9, 6]);
   assert.deepEqual(history.bounds, [3, 6]);
   assert.equal(history.gaps[1], null);
 });
 
+const step = (iterations, objective, bound, time = 0) => ({ ...point(time, objective, bound, null), iterations });
+
+test("a short solve without integers is drawn by its iterations, a long one by its time", () => {
+  const history = new model.ProgressHistory();
+  history.add([step(0, 0, -8, 0.01), step(1, 5, 3, 0.01), step(2, 4, 4, 0.02)]);
+  assert.deepEqual(history.places, [0, 1, 2]);
+  assert.equal(history.hasCourse, true);
+  history.add([step(3, 4, 4, 30)]);
+  assert.deepEqual(history.places, [0.01, 0.01, 0.02, 30]);
+  const search = new model.ProgressHistory();
+  search.add([{ ...step(0, 0, -8, 0.01), nodes: 0 }, { ...step(9, 0, -7, 0.01), nodes: 1 }]);
+  assert.deepEqual(search.places, [0.01, 0.01]);
+  assert.equal(search.hasCourse, false);
+});
+
+test("iterations that begin anew leave the time as the place", () => {
+  const history = new model.ProgressHistory();
+  history.add([step(0, 9, null, 0.1), step(40, 4, 3, 0.2), step(2, 4, null, 0.3)]);
+  assert.deepEqual(history.places, [0.1, 0.2, 0.3]);
+});
+
+test("first points far out are beyond the edge of a plot", () => {
+  assert.equal(model.shownRange([[null, null], [null, null]]), null);
+  assert.deepEqual(model.shownRange([[3, 2, null], [null, 1, 1]]), [1, 3]);
+  assert.deepEqual(model.shownRange([[1e9, 1e6, 9, 8, 7, 6, 5], [-1e9, 0, 1, 2, 3, 4, 5]]), [1, 9]);
+  // A fall to a tenth at once is no reason to hide where it came from, nor is a level end.
+  assert.deepEqual(model.shownRange([[70, 9, 8, 7, 6, 5], [1, 1, 1, 1, 1, 1]]), [1, 70]);
+  assert.deepEqual(model.shownRange([[90, 5, 5, 5, 5, 5, 5]]), [5, 90]);
+});
+
 test("a gap alone has a course, without that of the objective", () => {
   const history = new model.ProgressHistory();
   history.add([point(0, null, null, 1.5), point(1, null, null, 0.5), point(2, 7, 7, 0)]);
-  assert.deepEqual(history.times, [0, 1, 2]);
+  assert.deepEqual(history.places, [0, 1, 2]);
   assert.deepEqual(history.gaps, [150, 50, null]);
   assert.equal(history.hasValues, false);
   history.add([point(3, 7, 7, 0)]);
@@ -139,9 +169,9 @@ test("a gap alone has a course, without that of the objective", () => {
 test("a long course keeps its ends and stays small", () => {
   const history = new model.ProgressHistory();
   for (let time = 0; time < 20001; ++time) history.add([point(time, time, null, null)]);
-  assert.ok(history.times.length <= 4000);
-  assert.equal(history.times[0], 0);
-  assert.equal(history.times.at(-1), 20000);
+  assert.ok(history.places.length <= 4000);
+  assert.equal(history.places[0], 0);
+  assert.equal(history.places.at(-1), 20000);
 });
 
 test("addresses lead to jobs, and nothing else does", () => {

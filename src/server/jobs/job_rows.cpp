@@ -112,7 +112,7 @@ std::vector<Job> load_jobs(const Database& database) {
     jobs.push_back(read_job(rows));
     places[jobs.back().id] = jobs.size() - 1;
   }
-  Statement results(database, "SELECT job, name, bytes, sha256 FROM results ORDER BY job, name");
+  Statement results(database, "SELECT job, name, bytes, sha256 FROM results ORDER BY rowid");
   while (results.step()) {
     jobs[places.at(results.text(0))].results.push_back(
         {results.text(1), static_cast<uint64_t>(results.integer(2)), results.text(3)});

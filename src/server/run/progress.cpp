@@ -22,7 +22,12 @@ struct Heading {
 };
 // The order is that of ProgressReader::Table.
 constexpr Heading kHeadings[] = {
-    {"", "", ""}, {"time", "nodes", "tn-iob-"}, {"iteration", "primal", "iob--g--t"}};
+    {"", "", ""},
+    {"time", "nodes", "tn-iob-"},
+    {"iteration", "primal", "iob--g--t"},
+    {"Iter", "P.res", "i--ob-t"},
+    {"Iteration", "Objective", ""},
+};
 
 std::vector<std::string_view> split(std::string_view line) {
   std::vector<std::string_view> words;
@@ -32,6 +37,11 @@ std::vector<std::string_view> split(std::string_view line) {
     i = line.find_first_not_of(' ', end);
   }
   return words;
+}
+
+// The word without a mark or a unit that follows it at once: "39*", "5s".
+std::string_view without(char mark, std::string_view word) {
+  return word.ends_with(mark) ? word.substr(0, word.size() - 1) : word;
 }
 
 // Nothing for a dash, which stands for what is not known yet.
@@ -51,12 +61,36 @@ void set_gap(Progress* progress) {
 }
 
 void set_column(char column, std::string_view word, Progress* progress) {
-  if (column == 't') progress->time = number<double>(word).value_or(0.0);
+  if (column == 't') progress->time = number<double>(without('s', word)).value_or(0.0);
   if (column == 'n') progress->nodes = number<int64_t>(word);
-  if (column == 'i') progress->iterations = number<int64_t>(word);
+  if (column == 'i') progress->iterations = number<int64_t>(without('*', word));
   if (column == 'o') progress->objective = number<double>(word);
   if (column == 'b') progress->bound = number<double>(word);
   if (column == 'g') progress->gap = number<double>(word);
+}
+
+// The count of "526(91756.7);" behind the name, 0 where the name is missing.
+int64_t count_after(std::string_view name, const std::vector<std::string_view>& words) {
+  const auto at = std::find(words.begin(), words.end(), name);
+  if (at == words.end() || at + 1 == words.end()) return 0;
+  return number<int64_t>((at + 1)->substr(0, (at + 1)->find('('))).value_or(1);
+}
+
+// "7605 2.87e+02 Pr: 526(91756.7); Du: 0(1.6e-13) 5s". The objective is that of a primal point where
+// no primal bound is violated, and that of a dual one where no dual bound is.
+std::optional<Progress> read_simplex_row(const std::vector<std::string_view>& words) {
+  constexpr size_t kInfeasibilities = 2;
+  Progress progress;
+  const auto time = number<double>(without('s', words.back()));
+  progress.iterations = number<int64_t>(words[0]);
+  if (!time || !progress.iterations) return {};
+  progress.time = *time;
+  if (words.size() <= kInfeasibilities || words[kInfeasibilities] != "Pr:") return progress;
+  const auto objective = number<double>(words[1]);
+  if (count_after("Pr:", words) == 0) progress.objective = objective;
+  if (count_after("Du:", words) == 0) progress.bound = objective;
+  set_gap(&progress);
+  return progress;
 }
 
 template <class Number>
@@ -106,13 +140,14 @@ std::vector<Progress> ProgressReader::read_text(std::string_view text) {
 }
 
 std::optional<Progress> ProgressReader::read_row(const std::vector<std::string_view>& words) const {
+  if (table_ == Table::kSimplex) return read_simplex_row(words);
   const std::string_view columns = kHeadings[static_cast<size_t>(table_)].columns;
   // A row of branch and bound may say behind its columns where a point comes from.
   const bool has_origin = table_ == Table::kBranchAndBound && words.size() > columns.size();
   if (words.size() != columns.size() && !has_origin) return {};
   Progress progress;
   for (size_t i = 0; i < columns.size(); ++i) {
-    if (columns[i] == 't' && !number<double>(words[i])) return {};
+    if (columns[i] == 't' && !number<double>(without('s', words[i]))) return {};
     set_column(columns[i], words[i], &progress);
   }
   set_gap(&progress);

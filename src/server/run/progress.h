@@ -1,5 +1,5 @@
-// How far a solve has got, from the tables of its log: lines of the library's own making, whose
-// headings say what their columns are. What the optimizers behind it print is left alone.
+// How far a solve has got, from the tables of its log, whose headings say what their columns are. The
+// library puts the rows of the optimizers behind it into the model's own terms, too.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@
 namespace vorlan::server {
 
 // A line of progress. The objective and the bound are in the problem's own sense; the gap is their
-// distance relative to the objective.
+// distance relative to the objective. Before the end of a linear or conic solve they are objectives
+// of points that the method goes through: of a primal one, and of a dual one.
 struct Progress {
   double time = 0.0;  // seconds
   std::optional<double> objective, bound, gap;
@@ -30,7 +31,14 @@ class ProgressReader {
   std::vector<Progress> read_text(std::string_view text);
 
  private:
-  enum class Table { kNone, kBranchAndBound, kInteriorPoint, kSummary };
+  enum class Table {
+    kNone,
+    kBranchAndBound,
+    kInteriorPoint,
+    kInteriorOfLinear,
+    kSimplex,
+    kSummary
+  };
   std::optional<Progress> read_row(const std::vector<std::string_view>& words) const;
   std::optional<Progress> read_summary(const std::vector<std::string_view>& words);
 

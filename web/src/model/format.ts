@@ -61,6 +61,6 @@ export function formatCount(count: number | null): string {
 export function formatGap(gap: number | null): string {
   if (gap === null) return kUnknown;
   const percent = 100 * gap;
-  if (percent > 0 && percent < 1e-3) return `${percent.toExponential(1)} %`;
-  return `${Number(percent.toPrecision(3))} %`;
+  if (percent > 0 && percent < 1e-3) return `${percent.toExponential(1)}\u00a0%`;
+  return `${Number(percent.toPrecision(3))}\u00a0%`;
 }

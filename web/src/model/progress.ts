@@ -2,11 +2,39 @@
 import type { Progress } from "./job";
 
 const kMostPoints = 4000;
+const kShortest = 1; // second
+const kFarOut = 10;
 
 export type Column = (number | null)[];
 
 function hasValue(point: Progress): boolean {
   return point.objective !== null || point.bound !== null;
+}
+
+/** True of the progress of a model without integers, which has no nodes. */
+export function isContinuous(progress: Progress | null): boolean {
+  return progress !== null && progress.nodes === null;
+}
+
+/**
+ * The least and the largest value that a plot shows. The first points of a method may be so far out that
+ * nothing could be seen of the others: what makes the range more than ten times that of all but the first quarter
+ * is beyond the edge.
+ */
+export function shownRange(columns: Column[]): [number, number] | null {
+  const count = columns[0]?.length ?? 0;
+  const least: number[] = Array(count + 1).fill(Infinity); // from a point on
+  const most: number[] = Array(count + 1).fill(-Infinity);
+  for (let i = count - 1; i >= 0; --i) {
+    const values = columns.map((column) => column[i]).filter((value) => typeof value === "number");
+    least[i] = Math.min(least[i + 1]!, ...values);
+    most[i] = Math.max(most[i + 1]!, ...values);
+  }
+  const span = (from: number) => most[from]! - least[from]!;
+  const usual = span(Math.min(Math.ceil(count / 4), count));
+  let first = 0;
+  while (usual > 0 && span(first) > kFarOut * usual) first += 1;
+  return Number.isFinite(least[first]) ? [least[first]!, most[first]!] : null;
 }
 
 export class ProgressHistory {
@@ -37,13 +65,32 @@ export class ProgressHistory {
     return this.points.filter((point) => hasValue(point) || point.gap !== null);
   }
 
-  /** True when objective or bound have a course. Interior-point methods tell the gap alone until they end. */
+  /** True when objective or bound have a course. */
   get hasValues(): boolean {
     return this.points.filter(hasValue).length > 1;
   }
 
-  get times(): number[] {
-    return this.told.map((point) => point.time);
+  /** True of a model without integers: its lines are those of the points that a method goes through. */
+  get isContinuous(): boolean {
+    return this.points.every(isContinuous);
+  }
+
+  /** True when the time is too short to tell iterations apart: the log rounds it to hundredths. */
+  get isByIteration(): boolean {
+    const counts = this.told.map((point) => point.iterations);
+    const isRising = counts.every((count, i) => count !== null && (i === 0 || count >= counts[i - 1]!));
+    return this.isContinuous && isRising && (this.last?.time ?? 0) < kShortest;
+  }
+
+  /** Where the points stand from left to right: at iterations of a short solve, else at seconds. */
+  get places(): number[] {
+    return this.told.map((point) => (this.isByIteration ? point.iterations! : point.time));
+  }
+
+  /** True when there is a line to draw. */
+  get hasCourse(): boolean {
+    const places = this.places;
+    return places.length > 1 && places[places.length - 1]! > places[0]!;
   }
 
   get objectives(): Column {

@@ -2,7 +2,7 @@
 import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 import {
   type Job, type LogPiece, type Progress, type Size, LogJoiner, ProgressHistory, codeInWords, elapsed,
-  formatBytes, formatCount, formatGap, formatSeconds, formatValue, kListAddress, sizesIn, standing, statusIn, summary,
+  formatBytes, formatCount, formatGap, formatSeconds, formatValue, isContinuous, kListAddress, kUnknown, sizesIn, standing, statusIn, summary,
 } from "../model";
 import { type Link, follow } from "../follow";
 import { type Failure, type Session, download } from "../session";
@@ -87,13 +87,13 @@ function mainFacts(job: Job, progress: Progress | null, waited: number): Fact[] 
   const seconds = elapsed(job, waited);
   const facts: Fact[] = [
     { what: "Objective", value: formatValue(progress?.objective ?? null) },
-    { what: "Bound", value: formatValue(progress?.bound ?? null) },
+    { what: isContinuous(progress) ? "Dual objective" : "Bound", value: formatValue(progress?.bound ?? null) },
     { what: "Gap", value: formatGap(progress?.gap ?? null) },
     { what: "Solve time", value: formatSeconds(seconds) },
   ];
   if (progress && progress.nodes !== null) facts.push({ what: "Nodes", value: formatCount(progress.nodes) });
   if (progress && progress.iterations !== null) facts.push({ what: "Iterations", value: formatCount(progress.iterations) });
-  return facts;
+  return job.state === "ended" ? facts.filter((fact) => fact.value !== kUnknown) : facts;
 }
 
 function sideFacts(job: Job, sizes: Size[], isAdmin: boolean): Fact[] {
@@ -194,7 +194,7 @@ function Results(props: { session: Session; job: Job; onTrouble: (message: strin
       <ul class="files">
         {job.results.map((file) => (
           <li key={file.name} title={`SHA-256 ${file.sha256}`}>
-            <span class="file-name">{kResultWords[file.name] ?? file.name}</span>
+            <span class="result-name">{kResultWords[file.name] ?? file.name}</span>
             <small>{formatBytes(file.bytes)}</small>
             <button type="button" class="quiet small" disabled={busy === file.name}
               aria-label={`Download ${file.name}`} onClick={() => fetchFile(file.name)}>Download</button>

@@ -10,6 +10,7 @@
 #include "solve/backend.h"
 #include "solve/check/terms.h"
 #include "solve/choose_backend.h"
+#include "solve/choose_race.h"
 #include "solve/complete_start.h"
 #include "solve/conflict.h"
 #include "solve/find_answer.h"
@@ -224,8 +225,9 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   Answer answer;
   // What is held is not lost where the child is killed before its first step.
   if (plan.in_child) find_held_point(problem, &answer.result);
-  const auto run = plan.in_child ? run_in_child : run_here;
-  Status status = run(work, task, &listener, &answer);
+  const Race race = choose_race(problem, plan, task->parameters);
+  Status status = plan.in_child ? run_race(work, race, task, &listener, &answer)
+                                : run_here(work, task, &listener, &answer);
   if (!status.ok()) return status;
 
   extras->ranging = stated_ranging(task->model, std::move(answer.result.ranging));

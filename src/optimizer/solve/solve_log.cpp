@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <thread>
 
 #include "solve/model_statistics.h"
 #include "solve/solve_plan.h"
+#include "task/machine.h"
 #include "task/numeric.h"
 #include "task/parameter_index.h"
 #include "task/status_words.h"
@@ -165,13 +165,12 @@ std::string describe_parameters(const Task& task) {
 
 // Branch and cut alone uses more than one thread.
 std::string describe_threads(const Task& task, const SolvePlan& plan) {
-  const int32_t cores = std::max(1, static_cast<int32_t>(std::thread::hardware_concurrency()));
   int32_t threads = 1;
   if (plan.in_child && plan.solution == SolutionKind::kInteger) {
-    const int32_t asked = task.parameters.get(IntParam::kNumThreads);
-    threads = asked > 0 ? asked : (cores + 1) / 2;
+    threads = search_threads(task.parameters.get(IntParam::kNumThreads));
   }
-  return format_text("%s, %s", counted(cores, "core").c_str(), counted(threads, "thread").c_str());
+  return format_text("%s, %s", counted(usable_processors(), "core").c_str(),
+                     counted(threads, "thread").c_str());
 }
 
 std::string describe_library(const Task& task, const SolvePlan& plan) {

@@ -16,8 +16,8 @@ class KilledChildren {
   KilledChildren(const KilledChildren&) = delete;
   KilledChildren& operator=(const KilledChildren&) = delete;
 
-  // Makes room for one more, so that add cannot fail when it matters.
-  void reserve_one() { pids_.reserve(pids_.size() + 1); }
+  // Makes room for so many more, so that add cannot fail when it matters.
+  void reserve(size_t count) { pids_.reserve(pids_.size() + count); }
   void add(pid_t pid) { pids_.push_back(pid); }
   void reap_ended();
   // Waits for those that have not ended.

@@ -67,7 +67,7 @@ TEST(ParameterOperation, BadValuesAreRefusedWithWhatIsAllowed) {
 TEST(ParameterOperation, ByIndex) {
   TestTask task;
   int32_t value = -1;
-  EXPECT_EQ(code_name(VLN_getintparam(task, 44, &value)), "VLN_RES_ERR_PARAM_INDEX");
+  EXPECT_EQ(code_name(VLN_getintparam(task, 46, &value)), "VLN_RES_ERR_PARAM_INDEX");
   EXPECT_EQ(code_name(VLN_putintparam(task, -1, 0)), "VLN_RES_ERR_PARAM_INDEX");
   EXPECT_EQ(value, -1) << "a failing query leaves the out-argument alone";
   EXPECT_EQ(VLN_getintparam(task, 45, &value), VLN_RES_OK);

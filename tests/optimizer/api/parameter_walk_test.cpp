@@ -293,6 +293,7 @@ struct ShownElsewhere {
 };
 
 constexpr ShownElsewhere kShownElsewhere[] = {
+    {"VLN_IPAR_REPRODUCIBLE", "ChoiceOfRace.IsForLargeModelsAndFreeSolves"},
     {"VLN_IPAR_MIP_RESTART", "ParameterEffect.RestartsChangeTheTree"},
     {"VLN_DPAR_LOG_INTERVAL", "ParameterEffect.LogIntervalSpacesTheProgressLines"},
     {"VLN_DPAR_MEMORY_LIMIT", "ParameterEffect.MemoryLimitIsACodeAndTheTaskLivesOn"},

@@ -2,10 +2,10 @@
 #include "solve/highs/highs_options.h"
 
 #include <algorithm>
-#include <thread>
 
 #include "Highs.h"
 #include "solve/solve_plan.h"
+#include "task/machine.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
 
@@ -115,7 +115,7 @@ Status set_highs_options(const Parameters& parameters, HighsMethod method, doubl
   options.set("run_crossover", parameters.is_on(IntParam::kCrossover) ? "on" : "choose");
   options.set("ipm_iteration_limit", std::min(kInteriorStallIterations,
                                               parameters.get(IntParam::kInteriorIterationLimit)));
-  options.set("threads", parameters.get(IntParam::kNumThreads));
+  options.set("threads", search_threads(parameters.get(IntParam::kNumThreads)));
   const int32_t optimizer = parameters.get(IntParam::kOptimizer);
   // A named method makes HiGHS solve the relaxation of a mixed-integer model only.
   options.set("solver", wants_interior_point(parameters) && !mixed_integer ? "ipm" : "choose");

@@ -1,5 +1,4 @@
-// Runs the work of a solve in a child process, so that it can be stopped at any moment, whatever
-// the backend or the checker is doing, and its death is not the caller's.
+// The life of a child process, on its own side and on its parent's.
 //
 // The child has a copy-on-write image of the model. It sends log text through a pipe, which is also
 // its standard output and error, because backends print; everything else goes through shared
@@ -12,6 +11,8 @@
 // may stay open after our child's end: the child's last word is a NUL, and where it died without
 // one, its death is looked for at every beat. Between fork and exit the child takes no lock that
 // another thread could have held, but those that the C library itself makes free in a child.
+#include "solve/run/child_process.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <stdio_ext.h>
@@ -22,7 +23,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,9 +30,6 @@
 #include <new>
 #include <utility>
 
-#include "solve/run/runner.h"
-#include "solve/run/shared_result.h"
-#include "task/high_descriptor.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
 
@@ -50,8 +47,6 @@ constexpr double kDeathSeconds = 0.5;
 // The pipe is given up after so many failures in a row, each of which costs a beat.
 constexpr int kMostFailures = 100;
 constexpr useconds_t kFailurePauseMicroseconds = 20000;
-// Signals may come as fast as they like: a wait that they interrupt must not become a busy one.
-constexpr useconds_t kInterruptionPauseMicroseconds = 200;
 // The child's last word. No log text has it.
 constexpr char kLastWord = '\0';
 // A point costs something to make and to copy: no more often than that.
@@ -182,13 +177,13 @@ void limit_memory(const Parameters& parameters, SharedResult* shared) {
   ::setrlimit(RLIMIT_DATA, &limit);
 }
 
-[[noreturn]] void live_as_child(const Work& work, const Task& task, double seconds, int pipe,
-                                SharedResult* shared) {
+[[noreturn]] void live_as_child(const Work& work, const Parameters& parameters, double seconds,
+                                int pipe, SharedResult* shared) {
   ChildMonitor monitor(shared, pipe);
-  limit_memory(task.parameters, shared);
+  limit_memory(parameters, shared);
   try {
     Answer answer;
-    const Status status = work(task.parameters, seconds, &monitor, &answer);
+    const Status status = work(parameters, seconds, &monitor, &answer);
     shared->finish(status, answer);
   } catch (const std::bad_alloc&) {
     shared->note_memory_exhausted();
@@ -210,109 +205,16 @@ void limit_memory(const Parameters& parameters, SharedResult* shared) {
 
 // ---- The parent -----------------------------------------------------------------------------
 
-class ChildWatch {
- public:
-  ChildWatch(pid_t pid, int pipe, SharedResult* shared, Listener* listener)
-      : pid_(pid), pipe_(pipe), shared_(shared), listener_(listener) {}
-
-  // Until the child is done, or killed because it did not stop in time.
-  void watch() {
-    while (!killed_ && !ended_) {
-      wait_for_text();
-      pass_milestones();
-      pass_point();
-      if (listener_->beat(shared_->progress())) stop();
-    }
-    pass_milestones();
-    pass_point();
-    if (!line_.empty()) listener_->log(line_ + '\n');
-  }
-
-  bool killed() const { return killed_; }
-
- private:
-  void wait_for_text() {
-    const double seconds = std::max(0.0, listener_->until_beat());
-    const int milliseconds = static_cast<int>(std::ceil(seconds * 1e3));
-    pollfd text = {pipe_, POLLIN, 0};
-    const int ready = ::poll(&text, 1, milliseconds);
-    if (ready < 0 && errno != EINTR) return bear_failure();
-    if (ready < 0) ::usleep(kInterruptionPauseMicroseconds);
-    if (ready == 0 && (shared_->complete() || is_dead())) ended_ = true;
-    if (ready != 0) read_text();
-  }
-
-  // The pipe does not block.
-  void read_text() {
-    char buffer[65536];
-    const ssize_t length = ::read(pipe_, buffer, sizeof buffer);
-    if (length < 0 && errno == EAGAIN) return;
-    if (length < 0) return bear_failure();
-    num_failures_ = 0;
-    std::string_view text(buffer, static_cast<size_t>(length));
-    ended_ = text.empty() || (text.back() == kLastWord && shared_->complete());
-    if (!text.empty() && ended_) text.remove_suffix(1);
-    pass_lines(text);
-  }
-
-  // The child stays to be reaped. Where SIGCHLD is ignored, the system has done that.
-  bool is_dead() const {
-    siginfo_t child = {};
-    const int result =
-        ::waitid(P_PID, static_cast<id_t>(pid_), &child, WEXITED | WNOHANG | WNOWAIT);
-    return result == 0 ? child.si_pid == pid_ : errno == ECHILD;
-  }
-
-  // Without the pipe the beat goes on for a while; then the child is deaf and dumb to us.
-  void bear_failure() {
-    if (++num_failures_ >= kMostFailures) ended_ = true;
-    ::usleep(kFailurePauseMicroseconds);
-  }
-
-  // Hands on whole lines; the rest waits for its end.
-  void pass_lines(std::string_view text) {
-    line_ += text;
-    const size_t end = line_.rfind('\n');
-    if (end == std::string::npos) return;
-    listener_->log(std::string_view(line_).substr(0, end + 1));
-    line_.erase(0, end + 1);
-  }
-
-  void pass_milestones() {
-    Milestone milestone;
-    while (shared_->take_milestone(&milestone)) {
-      listener_->milestone(milestone.progress, milestone.origin, milestone.time);
-    }
-  }
-
-  void pass_point() {
-    if (!listener_->follows_points()) return;
-    BackendResult point;
-    double primal_violation = kInfinity;
-    if (shared_->take_point(&point, &primal_violation)) listener_->point(point, primal_violation);
-  }
-
-  void stop() {
-    const double now = monotonic_seconds();
-    if (stop_time_ < 0.0) {
-      stop_time_ = now;
-      shared_->ask_to_stop();
-    } else if (now - stop_time_ > kGraceSeconds) {
-      ::kill(pid_, SIGKILL);
-      killed_ = true;
-    }
-  }
-
-  pid_t pid_;
-  int pipe_;
-  SharedResult* shared_;
-  Listener* listener_;
-  std::string line_;
-  int num_failures_ = 0;
-  double stop_time_ = -1.0;
-  bool ended_ = false;
-  bool killed_ = false;
-};
+// The two ends of a child's pipe; false when the system has none.
+bool make_pipe(Descriptor* read_end, Descriptor* write_end) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  // The child's standard output and error are replaced by copies of it.
+  *read_end = Descriptor(above_standard(ends[0]));
+  *write_end = Descriptor(above_standard(ends[1]));
+  if (!read_end->is_open() || !write_end->is_open()) return false;
+  return ::fcntl(read_end->get(), F_SETFL, O_NONBLOCK) == 0;
+}
 
 // Waits for a child that is about to end; 0 when it is not gone after the seconds for it.
 pid_t reap(pid_t pid, double seconds, int* exit_status) {
@@ -366,66 +268,106 @@ void take_last_point(const SharedResult& shared, Code reason, Answer* answer) {
   answer->result.progress = shared.progress();
 }
 
-Status take_answer(const SharedResult& shared, const Task& task, const Listener& listener,
-                   Answer* answer) {
-  *answer = {};
-  Status status = shared.take(answer);
-  if (!status.ok() && shared.memory_exhausted()) return describe_exhaustion(task.parameters);
-  if (status.ok()) listener.explain_stop(&answer->result);
-  return status;
-}
-
-// The two ends of the child's pipe; false when the system has none.
-bool make_pipe(Descriptor* read_end, Descriptor* write_end) {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
-  // The child's standard output and error are replaced by copies of it.
-  *read_end = Descriptor(above_standard(ends[0]));
-  *write_end = Descriptor(above_standard(ends[1]));
-  if (!read_end->is_open() || !write_end->is_open()) return false;
-  return ::fcntl(read_end->get(), F_SETFL, O_NONBLOCK) == 0;
-}
-
 }  // namespace
 
-Status run_in_child(const Work& work, Task* task, Listener* listener, Answer* answer) {
-  SharedResult shared(task->model);
-  if (!shared.mapped()) return system_failure("no shared memory for the optimizer");
-  Descriptor read_end;
+Status ChildProcess::start(const Work& work, const Parameters& parameters,
+                           const Listener& listener) {
+  if (!shared_.mapped()) return system_failure("no shared memory for the optimizer");
   Descriptor write_end;
-  if (!make_pipe(&read_end, &write_end)) return system_failure("no pipe for the optimizer");
-  if (listener->stopped()) shared.ask_to_stop();
-
-  task->killed_children.reap_ended();
-  task->killed_children.reserve_one();
+  if (!make_pipe(&read_end_, &write_end)) return system_failure("no pipe for the optimizer");
+  if (listener.stopped()) shared_.ask_to_stop();
   const pid_t parent = getpid();
-  pid_t pid = -1;
   {
     const SignalBlock block;
-    pid = ::fork();
-    if (pid == 0) settle_as_child(parent, write_end.get());
+    pid_ = ::fork();
+    if (pid_ == 0) settle_as_child(parent, write_end.get());
   }
-  if (pid < 0) return system_failure("no process for the optimizer");
-  if (pid == 0) live_as_child(work, *task, listener->remaining(), write_end.get(), &shared);
-  write_end.close();
+  if (pid_ < 0) return system_failure("no process for the optimizer");
+  if (pid_ == 0) {
+    live_as_child(work, parameters, listener.remaining(), write_end.get(), &shared_);
+  }
+  return {};
+}
 
-  ChildWatch watch(pid, read_end.get(), &shared, listener);
-  watch.watch();
-  const bool dies = !watch.killed() && !shared.complete();
+void ChildProcess::look(Pipe state, const LogText& log) {
+  if (state == Pipe::kBroken) return bear_failure();
+  if (state == Pipe::kReadable) return read_text(log);
+  if (shared_.complete() || is_dead()) ended_ = true;
+}
+
+// The pipe does not block.
+void ChildProcess::read_text(const LogText& log) {
+  char buffer[65536];
+  const ssize_t length = ::read(pipe(), buffer, sizeof buffer);
+  if (length < 0 && errno == EAGAIN) return;
+  if (length < 0) return bear_failure();
+  num_failures_ = 0;
+  std::string_view text(buffer, static_cast<size_t>(length));
+  ended_ = text.empty() || (text.back() == kLastWord && shared_.complete());
+  if (!text.empty() && ended_) text.remove_suffix(1);
+  pass_lines(text, log);
+}
+
+// Hands on whole lines; the rest waits for its end.
+void ChildProcess::pass_lines(std::string_view text, const LogText& log) {
+  line_ += text;
+  const size_t end = line_.rfind('\n');
+  if (end == std::string::npos) return;
+  log(std::string_view(line_).substr(0, end + 1));
+  line_.erase(0, end + 1);
+}
+
+// The child stays to be reaped. Where SIGCHLD is ignored, the system has done that.
+bool ChildProcess::is_dead() const {
+  siginfo_t child = {};
+  const int result = ::waitid(P_PID, static_cast<id_t>(pid_), &child, WEXITED | WNOHANG | WNOWAIT);
+  return result == 0 ? child.si_pid == pid_ : errno == ECHILD;
+}
+
+// Without the pipe the beat goes on for a while; then the child is deaf and dumb to us.
+void ChildProcess::bear_failure() {
+  if (++num_failures_ >= kMostFailures) ended_ = true;
+  ::usleep(kFailurePauseMicroseconds);
+}
+
+void ChildProcess::stop() {
+  const double now = monotonic_seconds();
+  if (stop_time_ < 0.0) {
+    stop_time_ = now;
+    shared_.ask_to_stop();
+  } else if (now - stop_time_ > kGraceSeconds) {
+    kill();
+  }
+}
+
+void ChildProcess::kill() {
+  ::kill(pid_, SIGKILL);
+  killed_ = true;
+}
+
+Status ChildProcess::leave(Task* task) {
+  const bool dies = !killed_ && !shared_.complete();
   int exit_status = 0;
-  const pid_t reaped = reap(pid, dies ? kDeathSeconds : kReapSeconds, &exit_status);
+  const pid_t reaped = reap(pid_, dies ? kDeathSeconds : kReapSeconds, &exit_status);
   if (reaped == 0) {
-    ::kill(pid, SIGKILL);  // it has nothing more to say
-    task->killed_children.add(pid);
+    ::kill(pid_, SIGKILL);  // it has nothing more to say
+    task->killed_children.add(pid_);
   }
+  if (!dies) return {};
+  if (shared_.memory_exhausted()) return describe_exhaustion(task->parameters);
+  return describe_death(exit_status, reaped == pid_);
+}
 
-  if (shared.complete()) return take_answer(shared, *task, *listener, answer);
-  if (watch.killed()) {
-    take_last_point(shared, listener->stop_reason(), answer);
+Status ChildProcess::take_answer(const Task& task, const Listener& listener, Answer* answer) const {
+  if (!shared_.complete()) {
+    take_last_point(shared_, listener.stop_reason(), answer);
     return {};
   }
-  if (shared.memory_exhausted()) return describe_exhaustion(task->parameters);
-  return describe_death(exit_status, reaped == pid);
+  *answer = {};
+  Status status = shared_.take(answer);
+  if (!status.ok() && shared_.memory_exhausted()) return describe_exhaustion(task.parameters);
+  if (status.ok()) listener.explain_stop(&answer->result);
+  return status;
 }
 
 }  // namespace vorlan

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 #include "solve/backend.h"
 #include "solve/run/listener.h"
@@ -22,5 +23,26 @@ Status run_here(const Work& work, Task* task, Listener* listener, Answer* answer
 // In a child process: see child_process.cpp. Where the child had to be killed, the answer is the
 // last point that it kept, or, where it kept none, the point that the answer brought.
 Status run_in_child(const Work& work, Task* task, Listener* listener, Answer* answer);
+
+// Another way to do the same work. The name is for the log: "the simplex method".
+struct Racer {
+  const char* name;
+  Parameters parameters;
+};
+
+// Those who join the child that goes the task's own way, once it has had its head start.
+struct Race {
+  const char* first_name = "";
+  double head_start = 0.0;  // seconds
+  // Whether the machine has room for the racers now. Without room the question is put again when
+  // twice the time has passed. A function that is not there stands for room.
+  std::function<bool()> has_room;
+  std::vector<Racer> racers;
+  // True for an answer that ends the race.
+  std::function<bool(const Answer&)> settles;
+};
+
+// In several child processes; without racers in one.
+Status run_race(const Work& work, const Race& race, Task* task, Listener* listener, Answer* answer);
 
 }  // namespace vorlan

@@ -1,0 +1,88 @@
+// Which methods race was measured: for linear models the simplex method and the interior-point
+// method, each of which is several times faster than the other on some models; for mixed-integer
+// ones two searches, of which the one without restarts and with more heuristics is ahead on every
+// second model.
+#include "solve/choose_race.h"
+
+#include <cmath>
+
+#include "task/machine.h"
+#include "task/parameter_index.h"
+
+namespace vorlan {
+namespace {
+
+// A model of fewer elements is solved before a race would gain anything.
+constexpr int64_t kLeastElements = 5000;
+constexpr double kHeadStartSeconds = 0.2;
+// A racer may come to need so many times the memory that the process holds when it begins.
+constexpr double kMemoryOfRacer = 8.0;
+// The heuristics' share of the second search.
+constexpr double kMoreHeuristics = 0.2;
+
+// Limits on iterations, nodes and solutions count the work of one way.
+bool has_work_limit(const Parameters& parameters) {
+  for (const IntParam limit : {IntParam::kSimplexIterationLimit, IntParam::kInteriorIterationLimit,
+                               IntParam::kMipNodeLimit, IntParam::kMipSolutionLimit}) {
+    if (parameters.get(limit) != kIntMax) return true;
+  }
+  return std::isfinite(parameters.get(DoubleParam::kMemoryLimit));
+}
+
+bool may_use_two_processors(const Parameters& parameters) {
+  const int32_t threads = parameters.get(IntParam::kNumThreads);
+  return threads > 1 || (threads == 0 && usable_processors() > 1);
+}
+
+bool has_room_for_racer() {
+  return has_idle_processor() && kMemoryOfRacer * resident_memory() < available_memory();
+}
+
+bool is_settled(const SolvePlan& plan, const Answer& answer) {
+  const BackendResult& result = answer.result;
+  if (result.termination != Code::kOk) return false;
+  if (result.outcome == Outcome::kOptimal) {
+    const Residuals& residuals = answer.verdict.residuals;
+    if (!(residuals.primal <= plan.tolerances.primal)) return false;
+    return plan.solution == SolutionKind::kInteger ||
+           (residuals.dual <= plan.tolerances.dual && residuals.gap <= plan.tolerances.gap);
+  }
+  if (plan.solution == SolutionKind::kInteger && result.outcome == Outcome::kInfeasible)
+    return true;
+  return (result.outcome == Outcome::kInfeasible || result.outcome == Outcome::kUnbounded) &&
+         answer.verdict.ray_holds;
+}
+
+}  // namespace
+
+Race choose_race(const MinimizeProblem& problem, const SolvePlan& plan,
+                 const Parameters& parameters) {
+  Race race;
+  race.settles = [plan](const Answer& answer) { return is_settled(plan, answer); };
+  race.head_start = kHeadStartSeconds;
+  race.has_room = has_room_for_racer;
+  const bool is_free = parameters.get(IntParam::kOptimizer) == kFreeOptimizer &&
+                       parameters.get(IntParam::kMipEmphasis) == 0;
+  if (!plan.in_child || problem.start != nullptr || !is_free ||
+      parameters.is_on(IntParam::kReproducible) || has_work_limit(parameters) ||
+      problem.model.matrix.num_elements() < kLeastElements || !may_use_two_processors(parameters)) {
+    return race;
+  }
+  Racer racer = {"", parameters};
+  if (plan.method == SolveMethod::kSimplex) {
+    race.first_name = "the simplex method";
+    racer.name = "the interior-point method";
+    racer.parameters.set(IntParam::kOptimizer, kInteriorPoint);
+  } else if (plan.method == SolveMethod::kBranchAndCut) {
+    race.first_name = "the first search";
+    racer.name = "a search without restarts";
+    racer.parameters.set(IntParam::kMipRestart, 0);
+    racer.parameters.set(DoubleParam::kMipHeuristicEffort, kMoreHeuristics);
+  } else {
+    return race;
+  }
+  race.racers.push_back(std::move(racer));
+  return race;
+}
+
+}  // namespace vorlan

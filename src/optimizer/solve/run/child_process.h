@@ -1,0 +1,70 @@
+// A child process that does the work of a solve, so that it can be stopped at any moment, whatever
+// the backend or the checker is doing, and its death is not the caller's.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "solve/run/runner.h"
+#include "solve/run/shared_result.h"
+#include "task/high_descriptor.h"
+
+namespace vorlan {
+
+// Takes whole lines of log text.
+using LogText = std::function<void(std::string_view text)>;
+
+class ChildProcess {
+ public:
+  explicit ChildProcess(const Model& model) : shared_(model) {}
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  // Forks, and does the work there with the parameters given. A failure has its reason.
+  Status start(const Work& work, const Parameters& parameters, const Listener& listener);
+
+  // What poll says of the pipe.
+  enum class Pipe { kSilent, kReadable, kBroken };
+  // Reads what the pipe has, and looks whether the child is over.
+  void look(Pipe state, const LogText& log);
+  // Asks the child to stop; called again, kills it once it had its grace.
+  void stop();
+  void kill();
+  // Reaps the child that is over, or leaves that to the task, which has room for it. A failure is the reason of its death
+  // where it left no answer and was not killed here.
+  Status leave(Task* task);
+
+  int pipe() const { return read_end_.get(); }
+  bool is_over() const { return ended_ || killed_; }
+  bool is_complete() const { return shared_.complete(); }
+  Progress progress() const { return shared_.progress(); }
+  // The next milestone; false when there is none.
+  bool take_milestone(Milestone* milestone) { return shared_.take_milestone(milestone); }
+  // The last point that was kept, if it is another one than this gave before.
+  bool take_point(BackendResult* point, double* primal_violation) {
+    return shared_.take_point(point, primal_violation);
+  }
+  // The answer of one that is complete, or the last point that it kept, or, where it kept none, the
+  // point that the answer brought.
+  Status take_answer(const Task& task, const Listener& listener, Answer* answer) const;
+  // The beginning of a line that has not ended.
+  const std::string& rest_of_line() const { return line_; }
+
+ private:
+  void read_text(const LogText& log);
+  void pass_lines(std::string_view text, const LogText& log);
+  bool is_dead() const;
+  void bear_failure();
+
+  SharedResult shared_;
+  Descriptor read_end_;
+  pid_t pid_ = -1;
+  std::string line_;
+  int num_failures_ = 0;
+  double stop_time_ = -1.0;
+  bool ended_ = false;
+  bool killed_ = false;
+};
+
+}  // namespace vorlan

@@ -1,0 +1,245 @@
+// Races of child processes, with work that ends as each case asks for: what a racer does is told by
+// its random seed.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "solve/choose_backend.h"
+#include "solve/choose_race.h"
+#include "solve/run/runner.h"
+#include "task/machine.h"
+#include "task/parameter_index.h"
+
+namespace vorlan {
+namespace {
+
+enum Way : int32_t { kSettle, kHang, kGiveUp, kDie, kFail, kSearch };
+
+// What both children see: the first one's end waits for the racer, and the racer's for that.
+struct Meeting {
+  std::atomic<bool> racer_waits = false;
+  std::atomic<bool> racer_is_there = false;
+  std::atomic<bool> first_ends = false;
+};
+Meeting* g_meeting = nullptr;
+
+// The point tells who made it.
+constexpr double kFirst = 1.0;
+constexpr double kRacer = 2.0;
+
+Status follow(const Parameters& parameters, BackendMonitor* monitor, Answer* answer) {
+  BackendResult& result = answer->result;
+  const bool is_racer = parameters.is_on(IntParam::kScaling);
+  result.x = {is_racer ? kRacer : kFirst};
+  result.outcome = Outcome::kOptimal;
+  const auto way = static_cast<Way>(parameters.get(IntParam::kRandomSeed));
+  const bool first_ends = way == kDie || way == kFail || way == kGiveUp;
+  if (is_racer) {
+    g_meeting->racer_is_there = true;
+    while (g_meeting->racer_waits && !g_meeting->first_ends) usleep(1000);
+  } else if (first_ends) {
+    while (!g_meeting->racer_is_there) usleep(1000);
+    g_meeting->first_ends = true;
+  }
+  switch (way) {
+    case kHang:
+      while (true) pause();
+    case kGiveUp:
+      result.outcome = Outcome::kStopped;
+      result.termination = Code::kTrmStall;
+      break;
+    case kDie:
+      raise(SIGKILL);
+      break;
+    case kFail:
+      return {Code::kErrOptimizer, "no luck"};
+    case kSearch: {
+      // The racer has the better point, the first search the better bound.
+      Progress& progress = result.progress;
+      progress.objective = is_racer ? 10.0 : 12.0;
+      progress.bound = is_racer ? 3.0 : 5.0;
+      while (!monitor->should_stop(progress)) usleep(1000);
+      result.outcome = Outcome::kStopped;
+      break;
+    }
+    default:
+      break;
+  }
+  return {};
+}
+
+int stop_at_call_20(vlntaskt*, void* calls, VLNcallbackcode_enum, const double*, const int*,
+                    const long*) {
+  return ++*static_cast<int*>(calls) >= 20;
+}
+
+class RaceOfChildren : public testing::Test {
+ protected:
+  RaceOfChildren() {
+    task_.model.cost = {1.0};
+    task_.log.link_function(
+        &log_, [](void* log, const char* text) { *static_cast<std::string*>(log) += text; });
+    race_.first_name = "the first";
+    race_.settles = [](const Answer& answer) { return answer.result.outcome == Outcome::kOptimal; };
+  }
+
+  Status run(Way first, Way racer) {
+    void* const shared =
+        mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    EXPECT_NE(shared, MAP_FAILED);
+    g_meeting = new (shared) Meeting;
+    g_meeting->racer_waits = first == kDie || first == kFail || first == kGiveUp;
+    task_.parameters.set(IntParam::kScaling, 0);
+    task_.parameters.set(IntParam::kRandomSeed, first);
+    race_.racers = {{"the racer", task_.parameters}};
+    race_.racers[0].parameters.set(IntParam::kScaling, 1);
+    race_.racers[0].parameters.set(IntParam::kRandomSeed, racer);
+    Listener listener(&task_);
+    const Work work = [](const Parameters& parameters, double, BackendMonitor* monitor,
+                         Answer* answer) { return follow(parameters, monitor, answer); };
+    const Status status = run_race(work, race_, &task_, &listener, &answer_);
+    munmap(shared, sizeof(Meeting));
+    return status;
+  }
+
+  double maker() const { return answer_.result.x.empty() ? 0.0 : answer_.result.x[0]; }
+  bool logs(const char* text) const { return log_.find(text) != std::string::npos; }
+
+  vlntaskt task_;
+  Race race_;
+  Answer answer_;
+  std::string log_;
+};
+
+TEST_F(RaceOfChildren, TheFirstSettledAnswerEndsIt) {
+  ASSERT_TRUE(run(kHang, kSettle).ok());
+  EXPECT_EQ(maker(), kRacer);
+  EXPECT_TRUE(logs("The race was won by the racer")) << log_;
+}
+
+TEST_F(RaceOfChildren, NobodyIsAddedWithinTheHeadStart) {
+  race_.head_start = 1e6;
+  ASSERT_TRUE(run(kSettle, kHang).ok());
+  EXPECT_EQ(maker(), kFirst);
+  EXPECT_FALSE(logs("Racing")) << log_;
+}
+
+TEST_F(RaceOfChildren, WaitsForRoomTwiceAsLongEachTime) {
+  race_.head_start = 1e-3;
+  int asked = 0;
+  race_.has_room = [&] { return ++asked == 4; };
+  ASSERT_TRUE(run(kHang, kSettle).ok());
+  EXPECT_EQ(asked, 4);
+  EXPECT_EQ(maker(), kRacer);
+}
+
+TEST_F(RaceOfChildren, ARacersDeathOrFailureIsNotTheSolves) {
+  for (const Way way : {kDie, kFail, kGiveUp}) {
+    int calls = 0;
+    task_.callback = {stop_at_call_20, &calls};
+    ASSERT_TRUE(run(kSearch, way).ok()) << way;
+    EXPECT_EQ(maker(), kFirst) << way;
+    EXPECT_EQ(answer_.result.termination, Code::kTrmUserCallback) << way;
+  }
+}
+
+TEST_F(RaceOfChildren, TheFirstOnesFailureIsBorne) {
+  for (const Way way : {kDie, kFail, kGiveUp}) {
+    ASSERT_TRUE(run(way, kSettle).ok()) << way;
+    EXPECT_EQ(maker(), kRacer) << way;
+  }
+}
+
+TEST_F(RaceOfChildren, AStopKeepsTheBestPointAndTheBestBound) {
+  task_.model.var_kind = {VarKind::kInteger};
+  int calls = 0;
+  task_.callback = {stop_at_call_20, &calls};
+  ASSERT_TRUE(run(kSearch, kSearch).ok());
+  EXPECT_EQ(maker(), kRacer);
+  EXPECT_EQ(answer_.result.progress.objective, 10.0);
+  EXPECT_EQ(answer_.result.progress.bound, 5.0);
+  EXPECT_TRUE(logs("The race was stopped; the racer was ahead")) << log_;
+}
+
+class ChoiceOfRace : public testing::Test {
+ protected:
+  // The machine may have one processor: the threads are asked for.
+  ChoiceOfRace() { parameters_.set(IntParam::kNumThreads, 2); }
+
+  // A row of so many elements.
+  static Model row_of(int32_t length, VarKind kind) {
+    Model model;
+    const auto size = static_cast<size_t>(length);
+    model.cost.assign(size, 1.0);
+    model.var_lower.assign(size, 0.0);
+    model.var_upper.assign(size, 1.0);
+    model.var_kind.assign(size, kind);
+    model.con_lower = {1.0};
+    model.con_upper = {kInfinity};
+    model.matrix.row.assign(size, 0);
+    model.matrix.value.assign(size, 1.0);
+    for (int32_t j = 1; j <= length; ++j) model.matrix.start.push_back(j);
+    return model;
+  }
+
+  Race race_of(const Model& model, const Solution* start = nullptr) const {
+    const SolvePlan plan = choose_backend(model, parameters_);
+    return choose_race(MinimizeProblem(model, start, plan.cutoffs), plan, parameters_);
+  }
+
+  Parameters parameters_;
+  Model linear_ = row_of(10000, VarKind::kContinuous);
+  Model integer_ = row_of(10000, VarKind::kInteger);
+};
+
+TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
+  EXPECT_EQ(race_of(linear_).racers.size(), 1U);
+  EXPECT_EQ(race_of(integer_).racers.size(), 1U);
+  EXPECT_TRUE(race_of(row_of(100, VarKind::kInteger)).racers.empty());
+  const Solution start;
+  EXPECT_TRUE(race_of(linear_, &start).racers.empty());
+
+  const Parameters free = parameters_;
+  for (const auto& [param, value] : {std::pair{IntParam::kReproducible, 1},
+                                     {IntParam::kNumThreads, 1},
+                                     {IntParam::kOptimizer, kInteriorPoint},
+                                     {IntParam::kMipEmphasis, kEmphasizeProof},
+                                     {IntParam::kMipNodeLimit, 100},
+                                     {IntParam::kChildProcess, 0}}) {
+    parameters_ = free;
+    parameters_.set(param, value);
+    EXPECT_TRUE(race_of(linear_).racers.empty()) << name_of(param);
+    EXPECT_TRUE(race_of(integer_).racers.empty()) << name_of(param);
+  }
+}
+
+TEST_F(ChoiceOfRace, AnAnswerThatFailedItsCheckSettlesNothing) {
+  const Race race = race_of(linear_);
+  Answer answer;
+  answer.result.outcome = Outcome::kOptimal;
+  answer.verdict.residuals = {0.0, 0.0, 0.0};
+  EXPECT_TRUE(race.settles(answer));
+  answer.verdict.residuals.primal = 1.0;
+  EXPECT_FALSE(race.settles(answer));
+  answer.result.outcome = Outcome::kInfeasible;
+  answer.verdict.ray_holds = false;
+  EXPECT_FALSE(race.settles(answer));
+  answer.verdict.ray_holds = true;
+  EXPECT_TRUE(race.settles(answer));
+}
+
+TEST(Machine, GivesSomething) {
+  EXPECT_GE(usable_processors(), 1);
+  EXPECT_LE(usable_processors(), sysconf(_SC_NPROCESSORS_CONF));
+  EXPECT_GT(available_memory(), 0.0);
+  EXPECT_GT(resident_memory(), 0.0);
+}
+
+}  // namespace
+}  // namespace vorlan

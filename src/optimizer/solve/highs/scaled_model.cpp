@@ -55,6 +55,14 @@ class UnitFinder {
   }
 
  private:
+  struct Mean {
+    double sum = 0.0;
+    double weight = 0.0;
+    void add(double value, double its_weight) {
+      sum += its_weight * value;
+      weight += its_weight;
+    }
+  };
   // size + column[j] + column[k] + row is to be 0; -1 stands for no column.
   struct Term {
     size_t row;
@@ -90,7 +98,7 @@ class UnitFinder {
     }
     for (size_t i = 0; i + 1 < row_.size(); ++i) {
       std::stable_sort(switches[i].begin(), switches[i].end(),
-                       [](double a, double b) { return std::fabs(a) > std::fabs(b); });
+                       [](double one, double other) { return std::fabs(one) > std::fabs(other); });
       add_side(i, model_.con_lower[i], switches[i]);
       if (model_.con_upper[i] != model_.con_lower[i]) add_side(i, model_.con_upper[i], switches[i]);
     }
@@ -146,32 +154,33 @@ class UnitFinder {
   void begin() {
     std::vector<bool> known(column_.size());
     for (size_t j = 0; j < known.size(); ++j) known[j] = is_fixed(static_cast<int32_t>(j));
-    const auto is_known = [&](int32_t var) { return var < 0 || known[index(var)]; };
-    for (bool found = true; found;) {
-      std::vector<double> sum(row_.size(), 0.0);
-      std::vector<double> count(row_.size(), 0.0);
-      for (const Term& t : terms_) {
-        if (!is_known(t.j) || !is_known(t.k)) continue;
-        sum[t.row] += t.weight * (t.size + factor(t.j) + factor(t.k));
-        count[t.row] += t.weight;
-      }
-      std::vector<double> wish(column_.size(), 0.0);
-      std::vector<double> wishes(column_.size(), 0.0);
-      for (const Term& t : terms_) {
-        const bool open = !is_known(t.j) && (is_known(t.k) || t.j == t.k);
-        if (!open || count[t.row] == 0.0) continue;
-        const double rest = t.size - sum[t.row] / count[t.row];
-        const double weight = t.weight * std::min(1.0, count[t.row]);
-        wish[index(t.j)] -= weight * (t.j == t.k ? 0.5 * rest : rest + factor(t.k));
-        wishes[index(t.j)] += weight;
-      }
-      found = false;
-      for (size_t j = 0; j < known.size(); ++j) {
-        if (known[j] || wishes[j] == 0.0) continue;
-        column_[j] = wish[j] / wishes[j];
-        known[j] = found = true;
-      }
+    while (spread(&known)) continue;
+  }
+
+  // Sets the columns that share a row with known ones; false when there are none.
+  bool spread(std::vector<bool>* known) {
+    const auto is_known = [&](int32_t var) { return var < 0 || (*known)[index(var)]; };
+    std::vector<Mean> size(row_.size());
+    for (const Term& t : terms_) {
+      if (!is_known(t.j) || !is_known(t.k)) continue;
+      size[t.row].add(t.size + factor(t.j) + factor(t.k), t.weight);
     }
+    std::vector<Mean> wish(column_.size());
+    for (const Term& t : terms_) {
+      const bool open = !is_known(t.j) && (is_known(t.k) || t.j == t.k);
+      const Mean& mean = size[t.row];
+      if (!open || mean.weight == 0.0) continue;
+      const double rest = t.size - mean.sum / mean.weight;
+      const double weight = t.weight * std::min(1.0, mean.weight);
+      wish[index(t.j)].add(-(t.j == t.k ? 0.5 * rest : rest + factor(t.k)), weight);
+    }
+    bool found = false;
+    for (size_t j = 0; j < known->size(); ++j) {
+      if ((*known)[j] || wish[j].weight == 0.0) continue;
+      column_[j] = wish[j].sum / wish[j].weight;
+      (*known)[j] = found = true;
+    }
+    return found;
   }
 
   void fit_rows() {

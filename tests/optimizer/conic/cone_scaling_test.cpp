@@ -43,6 +43,14 @@ const std::vector<Case>& cases() {
        block(ConeKind::kDualExponential, 3),
        {1.0, 1.0, -0.5},
        {2.0, 0.5, -1.0}},
+      {"exponential in a unit",
+       {ConeKind::kExponential, {0, 0, 0}, {}, 3},
+       {2.0, 0.5, 0.0},
+       {1.0, 2.0, -0.5}},
+      {"dual exponential in a unit",
+       {ConeKind::kDualExponential, {0, 0, 0}, {}, -3},
+       {1.0, 2.0, -0.5},
+       {2.0, 0.5, 0.0}},
       {"power",
        block(ConeKind::kPower, 4, {0.3, 0.7}),
        {2.0, 1.5, 0.5, -0.5},
@@ -161,11 +169,20 @@ void expect_identities(const Barrier& barrier, const Vector& s, const Vector& u)
 }
 
 TEST(Barrier, IsLogarithmicallyHomogeneous) {
-  expect_identities(*make_exponential_barrier(), {2.0, 0.5, -1.0}, {0.3, -0.2, 0.7});
+  expect_identities(*make_exponential_barrier(0.0), {2.0, 0.5, -1.0}, {0.3, -0.2, 0.7});
+  expect_identities(*make_exponential_barrier(3.0), {2.0, 0.5, 0.5}, {0.3, -0.2, 0.7});
   expect_identities(*make_power_barrier(4, {0.3, 0.7}), {2.0, 1.5, 0.5, -0.5},
                     {0.3, -0.2, 0.7, 1.0});
   expect_identities(*make_power_barrier(4, {0.2, 0.3, 0.5}), {2.0, 1.5, 0.5, 0.5},
                     {0.3, -0.2, 0.7, 1.0});
+}
+
+// s0 exp(3) = 5.9 against s1 exp(s2 / s1) = 5.88 and 5.96.
+TEST(Barrier, HoldsTheExponentialInItsUnit) {
+  const std::unique_ptr<Barrier> barrier = make_exponential_barrier(3.0);
+  const double head = 5.9 * std::exp(-3.0);
+  EXPECT_TRUE(barrier->inside(Vector{head, 0.8, 0.8 * std::log(5.88 / 0.8)}));
+  EXPECT_FALSE(barrier->inside(Vector{head, 0.8, 0.8 * std::log(5.96 / 0.8)}));
 }
 
 }  // namespace

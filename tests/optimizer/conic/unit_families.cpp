@@ -517,7 +517,6 @@ UnitModel matrix_without_end(double u) {
 }  // namespace
 
 const std::vector<UnitFamily>& unit_families() {
-  // An exponential of data of the size 1 is a point far away from all data.
   static const std::vector<UnitFamily> families = {
       {"cheapest_mixture", cheapest_mixture},
       {"least_absolute_deviations", least_absolute_deviations},
@@ -543,9 +542,9 @@ const std::vector<UnitFamily>& unit_families() {
       {"hyperbola", hyperbola},
       {"point_outside_a_quadratic_cone", point_outside_a_quadratic_cone},
       {"quadratic_cone_without_end", quadratic_cone_without_end},
-      {"value_of_an_exponential", value_of_an_exponential, -9, 8},
+      {"value_of_an_exponential", value_of_an_exponential},
       {"exponential_perspective", exponential_perspective},
-      {"geometric_program", geometric_program, -9, 7},
+      {"geometric_program", geometric_program},
       {"dual_exponential_value", dual_exponential_value},
       {"production_by_powers", production_by_powers},
       {"dual_power_value", dual_power_value},

@@ -25,9 +25,6 @@ struct UnitModel {
 struct UnitFamily {
   const char* name;
   UnitModel (*make)(double unit);
-  // The units in which the answer is asked for, as powers of ten.
-  int least_power = -9;
-  int most_power = 12;
 };
 
 inline void PrintTo(const UnitFamily& family, std::ostream* out) { *out << family.name; }

@@ -73,7 +73,9 @@ bool is_weak(const Solved& solved) {
 class UnitFamilies : public testing::TestWithParam<UnitFamily> {};
 
 TEST_P(UnitFamilies, HaveTheirAnswerInEveryUnit) {
-  for (int power = GetParam().least_power; power <= GetParam().most_power; ++power) {
+  constexpr int kLeastPower = -9;
+  constexpr int kMostPower = 12;
+  for (int power = kLeastPower; power <= kMostPower; ++power) {
     Solved solved;
     EXPECT_EQ(faults_of(GetParam().make(std::pow(10.0, power)), &solved), "")
         << "in units of 1e" << power;

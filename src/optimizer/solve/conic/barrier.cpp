@@ -25,45 +25,47 @@ double root_of_sum_with_logarithm(double c) {
   return r;
 }
 
-// s0 >= s1 exp(s2 / s1): phi = s1 log(s0 / s1) - s2.
+// s0 exp(shift) >= s1 exp(s2 / s1): phi = s1 (log(s0 / s1) + shift) - s2. It is the cone without
+// a shift at (s0, s1, s2 - shift s1), whose dual is that at (z0, z1 + shift z2, z2).
 class ExponentialBarrier : public Barrier {
  public:
-  ExponentialBarrier() : Barrier({1.0, 1.0, 0.0}, 3.0) {}
+  explicit ExponentialBarrier(double shift) : Barrier({1.0, 1.0, 0.0}, 3.0), shift_(shift) {}
 
   bool inside(std::span<const double> s) const override {
     return s[0] > 0.0 && s[1] > 0.0 && phi(s) > 0.0;
   }
 
-  // z0 >= -z2 exp(z1 / z2 - 1), z2 < 0, by logarithms.
+  // z0 >= -z2 exp(z1 / z2 + shift - 1), z2 < 0, by logarithms.
   bool dual_inside(std::span<const double> z) const override {
-    return z[0] > 0.0 && z[2] < 0.0 && -z[2] * std::log(-z[0] / z[2]) - z[2] + z[1] > 0.0;
+    return z[0] > 0.0 && z[2] < 0.0 &&
+           -z[2] * (std::log(-z[0] / z[2]) - shift_) - z[2] + z[1] > 0.0;
   }
 
   // With t = -z2 the conditions leave one unknown, r = 1 / (t x1), in
-  // r + log(1 + r) = 1 + z1 / t + log(z0 / t).
+  // r + log(1 + r) = 1 + z1 / t + log(z0 / t) - shift.
   void shadow(std::span<const double> z, std::span<double> x) const override {
     const double t = -z[2];
-    const double r = root_of_sum_with_logarithm(1.0 + z[1] / t + std::log(z[0] / t));
+    const double r = root_of_sum_with_logarithm(1.0 + z[1] / t + (std::log(z[0] / t) - shift_));
     x[1] = 1.0 / (r * t);
     x[0] = (1.0 + 1.0 / r) / z[0];
-    x[2] = x[1] * std::log(x[0] / x[1]) - 1.0 / t;
+    x[2] = x[1] * (std::log(x[0] / x[1]) + shift_) - 1.0 / t;
   }
 
-  // The solution of -grad f(s) = s, by Newton's method.
+  // The solution of -grad f(s) = s without a shift, by Newton's method.
   void central_point(std::span<double> s) const override {
     s[0] = 1.258967884768947;
     s[1] = 0.556409619469370;
-    s[2] = -1.051383945322714;
+    s[2] = -1.051383945322714 + shift_ * s[1];
   }
 
  protected:
   double phi(std::span<const double> s) const override {
-    return s[1] * std::log(s[0] / s[1]) - s[2];
+    return s[1] * (std::log(s[0] / s[1]) + shift_) - s[2];
   }
 
   void phi_gradient(std::span<const double> s, std::span<double> out) const override {
     out[0] = s[1] / s[0];
-    out[1] = std::log(s[0] / s[1]) - 1.0;
+    out[1] = std::log(s[0] / s[1]) + shift_ - 1.0;
     out[2] = -1.0;
   }
 
@@ -81,6 +83,9 @@ class ExponentialBarrier : public Barrier {
     out[1] = -u[0] * v[0] / square + u[1] * v[1] / (s[1] * s[1]);
     out[2] = 0.0;
   }
+
+ private:
+  double shift_;
 };
 
 std::vector<double> power_weights(size_t size, const std::vector<double>& exponents) {
@@ -275,8 +280,8 @@ void Barrier::third(std::span<const double> s, std::span<const double> u, std::s
   }
 }
 
-std::unique_ptr<Barrier> make_exponential_barrier() {
-  return std::make_unique<ExponentialBarrier>();
+std::unique_ptr<Barrier> make_exponential_barrier(double shift) {
+  return std::make_unique<ExponentialBarrier>(shift);
 }
 
 std::unique_ptr<Barrier> make_power_barrier(size_t size, std::vector<double> exponents) {

@@ -51,7 +51,8 @@ class Barrier {
   double degree_;
 };
 
-std::unique_ptr<Barrier> make_exponential_barrier();
+// s0 exp(shift) >= s1 exp(s2 / s1): the cone whose first member is in a unit of its own.
+std::unique_ptr<Barrier> make_exponential_barrier(double shift);
 // The first members, as many as exponents, are the base; the others are within the norm.
 std::unique_ptr<Barrier> make_power_barrier(size_t size, std::vector<double> exponents);
 

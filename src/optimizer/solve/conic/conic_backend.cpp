@@ -14,6 +14,7 @@
 #include "solve/conic/dense_algebra.h"
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"
+#include "solve/conic/exponential_units.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
 #include "task/parameter_index.h"
@@ -40,6 +41,8 @@ class ConicRun {
   Status solve(bool may_have_ray, BackendResult* result);
 
  private:
+  Status run_method(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point);
   bool prove_by_contradiction(const std::vector<double>& multipliers);
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
@@ -53,6 +56,7 @@ class ConicRun {
   conic::ConicForm form_;
   conic::Equilibration scaling_;  // of all rows
   std::vector<int32_t> kept_;     // rows
+  size_t num_row_ = 0;            // with those that were not kept
   BackendResult proof_;           // the ray that is proven
   bool looked_for_ray_ = false;
   int64_t iterations_ = 0;  // of further solves
@@ -149,6 +153,79 @@ bool may_be_unbounded(const conic::InteriorPoint& point) {
          point.was_scale_held;
 }
 
+bool is_proven(const conic::InteriorPoint& point) {
+  return point.outcome == Outcome::kInfeasible || point.outcome == Outcome::kUnbounded;
+}
+
+// Says whether rounding kept the run from the tolerances.
+bool ends_short(const conic::InteriorPoint& point, const conic::Tolerances& asked) {
+  if (is_proven(point)) return false;
+  if (point.outcome == Outcome::kOptimal) return point.measures.worst(asked) > 1.0;
+  return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall;
+}
+
+// Says whether the first of two answers is worth more than the other one.
+bool is_nearer(const conic::InteriorPoint& a, const conic::InteriorPoint& b,
+               const conic::Tolerances& asked) {
+  const auto rank = [](const conic::InteriorPoint& point) {
+    return is_proven(point) ? 2 : point.outcome == Outcome::kOptimal ? 1 : 0;
+  };
+  if (rank(a) != rank(b)) return rank(a) > rank(b);
+  return a.measures.worst(asked) < b.measures.worst(asked);
+}
+
+// Runs the method on the form, which it leaves scaled.
+Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
+  const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
+  scaling_ = scaling;
+  scaling_.row = spread(scaling.row, kept_, num_row_, 1.0);
+  const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
+  conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
+  method.show_objectives_of(problem_.model);
+  // The caller has no use for a point of another model than its own.
+  if (may_have_ray) {
+    method.offer_points(
+        [&](const conic::InteriorPoint& iterate) { monitor_->keep(restore(iterate), kInfinity); });
+  }
+  return method.run(point);
+}
+
+bool has_exponentials(const conic::ConicProblem& problem) {
+  return std::any_of(problem.cones.begin(), problem.cones.end(), conic::is_exponential);
+}
+
+// The values of exponentials can be far from all data of a model, since these are their logarithms.
+// A run that ended short of its tolerances has come near enough to tell the values: another one
+// takes them for units.
+Status ConicRun::run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point) {
+  constexpr int kMostChanges = 3;
+  const conic::Tolerances asked = tolerances();
+  const bool may_change = has_exponentials(form_.problem());
+  const conic::ConicProblem own = may_change ? form_.problem() : conic::ConicProblem();
+  Status status = run_method(may_have_ray, point);
+  if (!may_change) return status;
+  conic::InteriorPoint last = *point;
+  std::vector<conic::ConeBlock> cones = own.cones;
+  for (int k = 0; k < kMostChanges && status.ok(); ++k) {
+    if (!ends_short(last, asked) || !conic::choose_units_of_heads(last, &cones)) break;
+    monitor_->log("Solving again in units of the exponentials' values\n");
+    form_.problem() = own;
+    form_.problem().cones = cones;
+    const conic::Equilibration before = scaling_;
+    const int32_t iterations = point->iterations;
+    last = {};
+    status = run_method(may_have_ray, &last);
+    if (is_nearer(last, *point, asked)) {
+      *point = last;
+      iterations_ += iterations;
+    } else {
+      scaling_ = before;
+      iterations_ += last.iterations;
+    }
+  }
+  return status;
+}
+
 Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   Status status = conic::ConicForm::make(problem_, &form_);
   if (!status.ok()) return status;
@@ -160,27 +237,17 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
     return {};
   }
   kept_ = std::move(reduction.kept);
+  num_row_ = num_row;
   if (kept_.size() < num_row) {
     monitor_->log(format_text("Presolve removed %s from others\n",
                               counted(static_cast<int64_t>(num_row - kept_.size()),
                                       "equation that follows", "equations that follow")
                                   .c_str()));
   }
-  const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
-  scaling_ = scaling;
-  scaling_.row = spread(scaling.row, kept_, num_row, 1.0);
-  const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
-  conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
-  method.show_objectives_of(problem_.model);
-  // The caller has no use for a point of another model than its own.
-  if (may_have_ray) {
-    method.offer_points(
-        [&](const conic::InteriorPoint& iterate) { monitor_->keep(restore(iterate), kInfinity); });
-  }
   conic::InteriorPoint point;
-  status = method.run(&point);
+  status = run_in_units_of_exponentials(may_have_ray, &point);
   if (!status.ok()) return status;
-  bool proven = point.outcome == Outcome::kInfeasible || point.outcome == Outcome::kUnbounded;
+  bool proven = is_proven(point);
   if (may_have_ray && may_be_unbounded(point)) {
     const bool undecided = point.is_far && point.outcome == Outcome::kStopped;
     proven = find_primal_ray() || (undecided && shows_ill_posed());

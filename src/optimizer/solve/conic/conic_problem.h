@@ -48,6 +48,9 @@ struct ConeBlock {
   ConeKind kind;
   std::vector<int32_t> vars;
   std::vector<double> exponents;  // of power cones, positive, sum 1
+  // Of exponential cones and their duals: the first member counts in units of 2^head_exponent times
+  // those of the others.
+  int32_t head_exponent = 0;
 };
 
 // Takes a cone's members out of an array by variable.

@@ -11,8 +11,9 @@ namespace vorlan::conic {
 namespace {
 
 constexpr int kRounds = 8;
-constexpr double kLeastFactor = 1e-5;
 constexpr double kMostFactor = 1e5;
+// The same where the heads of exponential cones have units of their own.
+constexpr double kMostFactorOfHeads = 1e30;
 
 // Limits of the factors for sides and objective.
 constexpr double kLeastSize = 1e-15;
@@ -73,11 +74,11 @@ Norms measure(const ConicProblem& problem, const Equilibration& scaling) {
   return norms;
 }
 
-void improve(const std::vector<double>& norms, std::vector<double>* factors) {
+void improve(const std::vector<double>& norms, double most, std::vector<double>* factors) {
   for (size_t i = 0; i < norms.size(); ++i) {
     if (norms[i] == 0.0) continue;
     const double factor = (*factors)[i] / std::sqrt(norms[i]);
-    (*factors)[i] = std::clamp(factor, kLeastFactor, kMostFactor);
+    (*factors)[i] = std::clamp(factor, 1.0 / most, most);
   }
 }
 
@@ -169,14 +170,22 @@ void apply(const Equilibration& scaling, ConicProblem* problem) {
   }
 }
 
+bool has_unit_of_head(const ConicProblem& problem) {
+  return std::any_of(problem.cones.begin(), problem.cones.end(),
+                     [](const ConeBlock& cone) { return cone.head_exponent != 0; });
+}
+
 // Runs Ruiz's iteration.
 Equilibration by_norms(const ConicProblem& problem) {
+  const double most = has_unit_of_head(problem) ? kMostFactorOfHeads : kMostFactor;
   Equilibration scaling = identity_scaling(problem, problem.rhs.size());
   for (int round = 0; round < kRounds; ++round) {
     const Norms norms = measure(problem, scaling);
-    improve(norms.var, &scaling.var);
-    improve(norms.row, &scaling.row);
-    for (size_t m = 0; m < norms.matrix.size(); ++m) improve(norms.matrix[m], &scaling.matrix[m]);
+    improve(norms.var, most, &scaling.var);
+    improve(norms.row, most, &scaling.row);
+    for (size_t m = 0; m < norms.matrix.size(); ++m) {
+      improve(norms.matrix[m], most, &scaling.matrix[m]);
+    }
     scaling.cost = cost_factor(problem, scaling);
   }
   for (auto* factors : {&scaling.var, &scaling.row}) round_to_powers_of_two(factors);
@@ -363,8 +372,11 @@ Equilibration equilibrate(ConicProblem* problem) {
   constexpr double kFarApart = 30.0;
   if (!problem->matrices.empty() && spread_of_sides(*problem, by_norms(*problem)) > kFarApart) {
     before = LogarithmicScaling(*problem).find();
-    apply(before, problem);
   }
+  for (const ConeBlock& cone : problem->cones) {
+    before.var[index(cone.vars.front())] *= std::exp2(cone.head_exponent);
+  }
+  apply(before, problem);
   Equilibration scaling = by_norms(*problem);
   change_unit(data_size(*problem, scaling), &scaling);
   scaling.cost = power_of_two(cost_factor(*problem, scaling));

@@ -518,6 +518,7 @@ TEST(LpWrite, NamesSurvive) {
                                "dup",
                                "_",
                                "_%",
+                               "_\x90",
                                "_x",
                                "50%",
                                "%_x",

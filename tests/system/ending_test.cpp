@@ -2,14 +2,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <sstream>
 #include <string>
@@ -88,6 +91,18 @@ class Program {
     EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
     seconds_ = now() - start_;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  // The same, with SIGKILL for a run that lasts longer.
+  int end_within(double limit) {
+    for (int status = 0; now() - start_ < limit; usleep(5000)) {
+      if (waitpid(pid_, &status, WNOHANG) != pid_) continue;
+      seconds_ = now() - start_;
+      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    kill(pid_, SIGKILL);
+    end();
+    return -1;
   }
 
   double seconds() const { return seconds_; }
@@ -190,6 +205,138 @@ TEST_F(Ending, TheOptimizersProcessDiesWithTheProgram) {
   EXPECT_EQ(ended, optimizer) << "it outlives the program";
   EXPECT_TRUE(WIFSIGNALED(status));
   prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+// ---- Files of a solve that are pipes, or that are made to last
+
+constexpr char kSmallModel[] = "min\n o: x + 2 y\nst\n c: x + y >= 1\nend\n";
+constexpr char kContradiction[] = "min\n o: x + 2 y\nst\n c: x + y >= 1\n d: x + y <= 0\nend\n";
+// A run that hangs is ended then.
+constexpr double kHangs = 60.0;
+
+// A run in a folder of its own, with the model and a file to be named by a parameter.
+class FileRun {
+ public:
+  FileRun(const fs::path& folder, const std::string& parameter, const std::string& model,
+          const std::string& file, const std::string& content = {},
+          const std::string& limit = "time-limit=0.3,")
+      : folder_(folder / parameter) {
+    fs::create_directory(folder_);
+    std::ofstream(folder_ / "model.lp") << (model.empty() ? kSmallModel : model);
+    if (model == "hard") std::ofstream(folder_ / "hard.mps") << hard_model();
+    if (content.empty()) {
+      EXPECT_EQ(mkfifo((folder_ / file).c_str(), 0600), 0);
+    } else {
+      std::ofstream(folder_ / file) << content;
+    }
+    program_ = std::make_unique<Program>(
+        folder_, std::vector<std::string>{"-read", model == "hard" ? "hard.mps" : "model.lp", "-d",
+                                          "VLN_SPAR_" + parameter, file,
+                                          "-solve:" + limit + "res=res,trm=trm"});
+  }
+
+  Program& program() { return *program_; }
+  std::string content(const std::string& name) const {
+    std::ifstream file(folder_ / name);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  fs::path folder_;
+  std::unique_ptr<Program> program_;
+};
+
+// Whatever a parameter names, and whatever a solve has to do with it: a pipe with nobody at its
+// other end holds nothing up beyond the time limit. All run at once.
+TEST_F(Ending, APipeWithNobodyAtItsOtherEndHoldsNothingUp) {
+  struct Case {
+    const char* parameter;
+    std::string model;
+    const char* response;
+  };
+  constexpr const char* kNotOpened = "VLN_RES_ERR_FILE_OPEN";
+  const Case cases[] = {{"START_FILE", "hard", "VLN_RES_OK"},
+                        {"BASIS_IN_FILE", "", "VLN_RES_OK"},
+                        {"IMPROVING_SOLUTION_FILE", "hard", "VLN_RES_OK"},
+                        {"PROBLEM_FILE", "hard", "VLN_RES_OK"},
+                        {"PROGRESS_FILE", "", kNotOpened},
+                        {"LOG_FILE", "", kNotOpened},
+                        {"SOLUTION_FILE", "", kNotOpened},
+                        {"JSON_SOLUTION_FILE", "", kNotOpened},
+                        {"B_SOLUTION_FILE", "", kNotOpened},
+                        {"BASIS_OUT_FILE", "", kNotOpened},
+                        {"RANGING_FILE", "", kNotOpened},
+                        {"CONFLICT_FILE", kContradiction, kNotOpened},
+                        {"SOLVER_RESULT_FILE", "", kNotOpened}};
+  std::vector<std::unique_ptr<FileRun>> runs;
+  for (const Case& c : cases) {
+    runs.push_back(std::make_unique<FileRun>(scratch_.path(), c.parameter, c.model, "pipe.lp"));
+  }
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    EXPECT_EQ(runs[i]->program().end_within(kHangs), 0) << cases[i].parameter;
+    EXPECT_EQ(runs[i]->content("res"), cases[i].response) << cases[i].parameter;
+  }
+}
+
+// A Zstandard file of 40 GB of empty lines, in blocks of one byte that is repeated (RFC 8878).
+std::string endless_lines() {
+  constexpr uint32_t kBlock = 128 << 10;
+  constexpr uint32_t kRepeatedByte = 2;
+  constexpr int kBlocks = (40 << 10) * 8;
+  std::string text("\x28\xb5\x2f\xfd\0\x58", 6);
+  const auto append_block = [&text](uint32_t is_last) {
+    const uint32_t head = kBlock << 3 | kRepeatedByte | is_last;
+    for (int shift = 0; shift < 24; shift += 8) text += static_cast<char>(head >> shift & 0xff);
+    text += '\n';
+  };
+  for (int i = 1; i < kBlocks; ++i) append_block(0);
+  append_block(1);
+  return text;
+}
+
+TEST_F(Ending, AStartThatLastsForEverIsStopped) {
+  FileRun point(scratch_.path(), "START_FILE", "hard", "start", endless_lines());
+  FileRun basis(scratch_.path(), "BASIS_IN_FILE", "", "start", endless_lines());
+  for (FileRun* run : {&point, &basis}) {
+    EXPECT_EQ(run->program().end_within(kHangs), 0);
+    EXPECT_LT(run->program().seconds(), 0.3 + 2 * kGenerousSeconds);
+    EXPECT_EQ(run->content("res"), "VLN_RES_OK");
+    EXPECT_EQ(run->content("trm"), "VLN_RES_TRM_USER_CALLBACK");
+  }
+}
+
+// The solution of this model is larger than a pipe holds.
+std::string many_variables() {
+  std::ostringstream text;
+  text << "min\n o: x\nst\n c: x + y >= 1\nbounds\n";
+  for (int i = 0; i < 20000; ++i) text << " a_rather_long_name_" << i << " >= 1\n";
+  text << "end\n";
+  return text.str();
+}
+
+// Whoever reads late gets all of it. Whoever never reads holds nothing up beyond the time limit.
+TEST_F(Ending, ASolutionGoesToWhoeverReadsIt) {
+  for (const bool reads : {false, true}) {
+    const fs::path folder = fs::path(scratch_.path()) / (reads ? "reader" : "sleeper");
+    fs::create_directory(folder);
+    FileRun run(folder, "JSON_SOLUTION_FILE", many_variables(), "pipe", {},
+                reads ? "" : "time-limit=0.3,");
+    const int pipe =
+        open((folder / "JSON_SOLUTION_FILE" / "pipe").c_str(), O_RDONLY | (reads ? 0 : O_NONBLOCK));
+    ASSERT_GE(pipe, 0);
+    std::string text;
+    if (reads) {
+      usleep(500000);
+      char piece[5000];
+      for (ssize_t count = 0; (count = read(pipe, piece, sizeof piece)) > 0;) {
+        text.append(piece, static_cast<size_t>(count));
+      }
+    }
+    EXPECT_EQ(run.program().end_within(kHangs), 0);
+    EXPECT_EQ(run.content("res"), reads ? "VLN_RES_OK" : "VLN_RES_ERR_FILE_WRITE");
+    EXPECT_TRUE(!reads || text.ends_with("}\n")) << text.size();
+    close(pipe);
+  }
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ Status optimize_with_files(Task* task, VLNrescode_enum* trm, const Optimize& opt
 
 // The server gets the task, and files that go along with a solve stay here.
 void log_left_out(const Task& task, const SolveExtras& extras) {
-  const bool has_start = !extras.start_point.is_empty() || extras.start_basis.defined;
+  const bool has_start = extras.read_point || extras.read_basis;
   if (!has_start && !extras.on_progress && !extras.on_better_point) return;
   task.log_text(kLogSummary,
                 "A remote solve uses no files of starts, bases, better points and progress\n");

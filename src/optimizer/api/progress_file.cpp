@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "task/high_descriptor.h"
+#include "task/open_to_write.h"
 #include "task/text.h"
 
 namespace vorlan::api {
@@ -23,13 +24,11 @@ std::string count_or_null(int64_t count) {
 
 }  // namespace
 
-Status ProgressFile::open(const std::string& filename, const std::string& shown_name) {
-  int descriptor = -1;
-  do {
-    descriptor =
-        ::open(filename.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
-  } while (descriptor < 0 && errno == EINTR);
-  descriptor = above_standard(descriptor);
+Status ProgressFile::open(const std::string& filename, const std::string& shown_name,
+                          const StopQuestion& asks_to_stop) {
+  const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY;
+  const int descriptor =
+      above_standard(open_to_write(AT_FDCWD, filename.c_str(), flags, 0666, asks_to_stop));
   if (descriptor < 0) {
     return {Code::kErrFileOpen, format_text("cannot open progress file '%s': %s",
                                             shown_name.c_str(), std::strerror(errno))};

@@ -6,14 +6,17 @@
 
 #include "solve/optimize.h"
 #include "task/status.h"
+#include "task/stop_question.h"
 #include "task/text_sink.h"
 
 namespace vorlan::api {
 
 class ProgressFile {
  public:
-  // Opens the file anew. shown_name is what messages call it.
-  [[nodiscard]] Status open(const std::string& filename, const std::string& shown_name);
+  // Opens the file anew. shown_name is what messages call it. A FIFO waits for its reader until the
+  // question says stop.
+  [[nodiscard]] Status open(const std::string& filename, const std::string& shown_name,
+                            const StopQuestion& asks_to_stop);
   bool is_open() const { return sink_.is_open(); }
   void write(const ProgressRecord& record);
 

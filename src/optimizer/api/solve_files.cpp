@@ -10,6 +10,7 @@
 #include "format/problem_file.h"
 #include "format/task/result_file.h"
 #include "solve/conflict.h"
+#include "solve/run/listener.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
 
@@ -84,6 +85,15 @@ constexpr ResultFile kResults[] = {
 constexpr size_t kConflict = 5;
 constexpr size_t kSolverResult = 6;
 
+// As often as the callback is called during a solve.
+constexpr double kQuestionSeconds = 0.02;
+
+Status open_start(const Task& task, StringParam param, InputStream* input) {
+  const std::string& filename = task.parameters.get(param);
+  input->set_longest_token(longest_token(task.parameters));
+  return input->open(filename.c_str(), task.shown_name(filename));
+}
+
 void keep_result(Task* task, const Status& status, Code termination) {
   task->solver_result.response = status.code();
   task->solver_result.message = status.message();
@@ -106,9 +116,8 @@ Status SolveFiles::begin() {
   for (size_t i = kNumResults; status.ok() && i > 0; --i) status = open(i - 1);
   if (status.ok()) status = open_log();
   if (status.ok()) status = open_progress();
-  if (status.ok()) status = read_start();
-  if (status.ok()) status = read_basis();
   if (status.ok()) status = write_model();
+  plan_starts();
   if (!task_->parameters.get(StringParam::kImprovingSolutionFile).empty()) {
     extras_.on_better_point = [this](const Solution& point) { write_better_point(point); };
   }
@@ -118,38 +127,45 @@ Status SolveFiles::begin() {
 Status SolveFiles::open_log() {
   const std::string& filename = task_->parameters.get(StringParam::kLogFile);
   if (filename.empty()) return {};
-  return task_->log.open_copy(filename.c_str(), task_->shown_name(filename));
+  return task_->log.open_copy(filename.c_str(), task_->shown_name(filename),
+                              [this] { return asks_to_stop(); });
 }
 
 Status SolveFiles::open_progress() {
   const std::string& filename = task_->parameters.get(StringParam::kProgressFile);
   if (filename.empty()) return {};
   extras_.on_progress = [this](const ProgressRecord& record) { progress_.write(record); };
-  return progress_.open(filename, task_->shown_name(filename));
+  return progress_.open(filename, task_->shown_name(filename), [this] { return asks_to_stop(); });
 }
 
-Status SolveFiles::read_start() {
-  const std::string& filename = task_->parameters.get(StringParam::kStartFile);
-  if (filename.empty()) return {};
-  InputStream input;
-  Status status = input.open(filename.c_str(), task_->shown_name(filename));
-  return status.ok() ? read_point(&input, task_->model, &extras_.start_point) : status;
-}
-
-Status SolveFiles::read_basis() {
-  const std::string& filename = task_->parameters.get(StringParam::kBasisInFile);
-  if (filename.empty()) return {};
-  InputStream input;
-  Status status = input.open(filename.c_str(), task_->shown_name(filename));
-  return status.ok() ? vorlan::read_basis(&input, task_->model, &extras_.start_basis) : status;
+void SolveFiles::plan_starts() {
+  const Task& task = *task_;
+  if (!task.parameters.get(StringParam::kStartFile).empty()) {
+    extras_.read_point = [&task](StartPoint* point) {
+      InputStream input;
+      Status status = open_start(task, StringParam::kStartFile, &input);
+      return status.ok() ? read_point(&input, task.model, point) : status;
+    };
+  }
+  if (!task.parameters.get(StringParam::kBasisInFile).empty()) {
+    extras_.read_basis = [&task](Solution* basis) {
+      InputStream input;
+      Status status = open_start(task, StringParam::kBasisInFile, &input);
+      return status.ok() ? read_basis(&input, task.model, basis) : status;
+    };
+  }
 }
 
 Status SolveFiles::write_model() {
   const std::string& filename = task_->parameters.get(StringParam::kProblemFile);
   if (filename.empty()) return {};
-  Status status = write_problem_file(task_, filename.c_str());
+  const StopRule rule = {[this] { return asks_to_stop(); }, AtStop::kGiveUp};
+  Status status = write_problem_file(task_, filename.c_str(), rule);
   if (status.ok()) log_written(*task_, "model", filename);
-  return status;
+  if (status.ok() || !must_stop_) return status;
+  // The solve ends as soon as it begins, as one that was stopped.
+  task_->log_text(kLogSummary, "The model is not written, since the solve is to stop\n");
+  return {};
 }
 
 Status SolveFiles::finish(const Status& optimized, Code termination) {
@@ -176,7 +192,8 @@ Status SolveFiles::open(size_t index) {
   if (filename.empty()) return {};
   auto file = std::make_unique<OutputFile>();
   Status status =
-      file->open(filename.c_str(), task_->shown_name(filename), compression_of_name(filename));
+      file->open(filename.c_str(), task_->shown_name(filename), compression_of_name(filename),
+                 {[this] { return asks_to_stop(); }, AtStop::kFinish});
   if (status.ok()) results_[index] = std::move(file);
   return status;
 }
@@ -203,7 +220,8 @@ Status SolveFiles::write_conflict() {
   part.parameters.set(IntParam::kLog, 0);
   part.parameters.set(IntParam::kShowFileNames, task_->parameters.get(IntParam::kShowFileNames));
   part.model = model_of_conflict(task_->model, extras_.conflict);
-  Status status = write_problem_file(&part, filename.c_str());
+  Status status = write_problem_file(&part, filename.c_str(),
+                                     {[this] { return asks_to_stop(); }, AtStop::kFinish});
   if (status.ok()) log_written(*task_, "conflict", filename);
   return status;
 }
@@ -213,12 +231,24 @@ void SolveFiles::write_better_point(const Solution& point) {
   const std::string& filename = task_->parameters.get(StringParam::kImprovingSolutionFile);
   OutputFile file;
   Status status =
-      file.open(filename.c_str(), task_->shown_name(filename), compression_of_name(filename));
+      file.open(filename.c_str(), task_->shown_name(filename), compression_of_name(filename),
+                {[this] { return asks_to_stop(); }, AtStop::kHurry});
   if (status.ok()) status = write_point(task_->model, point, &file);
   if (status.ok()) status = file.finish();
-  if (status.ok() || told_failure_) return;
+  if (status.ok() || told_failure_ || must_stop_) return;
   told_failure_ = true;
   task_->log.write(failure_line(status));
+}
+
+// Sees no better points and bounds: it is asked where the solve waits for others.
+bool SolveFiles::asks_to_stop() {
+  const double now = monotonic_seconds();
+  if (must_stop_ || now - last_question_ < kQuestionSeconds) return must_stop_;
+  last_question_ = now;
+  const double seconds = now - extras_.begin;
+  must_stop_ = callback_asks_to_stop(task_, seconds) ||
+               seconds > task_->parameters.get(DoubleParam::kTimeLimit);
+  return must_stop_;
 }
 
 }  // namespace vorlan::api

@@ -1,9 +1,14 @@
 // The files that string parameters ask of an optimization. Neither task/ nor solve/ knows how files
 // are written and format/ knows no solve: here both are seen.
 //
-// All of them are opened or read, and the model is written, before the solve, so that a wrong name
-// is told at once and not after hours. What fails later cannot take the solutions away: they stay
-// in the task, while the failure becomes the operation's.
+// All of them are opened, and the model is written, before the solve, so that a wrong name is told
+// at once and not after hours. What fails later cannot take the solutions away: they stay in the
+// task, while the failure becomes the operation's. What a solve starts from is read as its first
+// step.
+//
+// Any of them may be a pipe. Whoever is at its other end cannot hold up a solve that is to stop:
+// the callback and the time limit are asked while a pipe is waited for, and while much is written
+// before the solve's end. Results are written to their end, however long that takes.
 #pragma once
 
 #include <array>
@@ -42,17 +47,19 @@ class SolveFiles {
   Status open(size_t index);
   Status open_log();
   Status open_progress();
-  Status read_start();
-  Status read_basis();
+  void plan_starts();
   Status write_model();
   Status write(size_t index);
   Status write_conflict();
   void write_better_point(const Solution& point);
+  bool asks_to_stop();
 
   Task* task_;
   SolveExtras extras_;
   ProgressFile progress_;
   bool told_failure_ = false;  // of a better point
+  double last_question_ = -kInfinity;
+  bool must_stop_ = false;
   std::array<std::unique_ptr<OutputFile>, kNumResults> results_;
 };
 

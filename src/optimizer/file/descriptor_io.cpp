@@ -2,11 +2,13 @@
 #include "file/descriptor_io.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <string>
 
 #include "file/numbers.h"
@@ -25,6 +27,24 @@ bool try_again(int descriptor, short event) {
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
   pollfd waited{descriptor, event, 0};
   return ::poll(&waited, 1, -1) >= 0 || errno == EINTR;
+}
+
+constexpr int kLookMilliseconds = 10;
+
+bool is_regular(int descriptor) {
+  struct stat info = {};
+  return ::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// False when there is no room and no time left to wait for it.
+bool await_room(int descriptor, const StopQuestion& asks_to_stop, int patience_milliseconds) {
+  while (patience_milliseconds > 0) {
+    pollfd room = {descriptor, POLLOUT, 0};
+    const int ready = ::poll(&room, 1, kLookMilliseconds);
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
+    if (asks_to_stop()) patience_milliseconds -= kLookMilliseconds;
+  }
+  return false;
 }
 
 }  // namespace
@@ -49,6 +69,20 @@ int write_all(int descriptor, std::string_view bytes) {
       return error;
     }
     bytes.remove_prefix(static_cast<size_t>(count));
+  }
+  return 0;
+}
+
+int write_all(int descriptor, std::string_view bytes, const StopQuestion& asks_to_stop,
+              int patience_milliseconds) {
+  if (!asks_to_stop || is_regular(descriptor)) return write_all(descriptor, bytes);
+  while (!bytes.empty()) {
+    if (!await_room(descriptor, asks_to_stop, patience_milliseconds)) return EAGAIN;
+    // A pipe with room takes a piece of this size without blocking.
+    const std::string_view piece = bytes.substr(0, PIPE_BUF);
+    const int error = write_all(descriptor, piece);
+    if (error != 0) return error;
+    bytes.remove_prefix(piece.size());
   }
   return 0;
 }

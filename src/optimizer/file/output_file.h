@@ -13,8 +13,21 @@
 #include "file/numbers.h"
 #include "file/target_file.h"
 #include "task/status.h"
+#include "task/stop_question.h"
 
 namespace vorlan {
+
+// What becomes of a file that is written while something may ask to stop.
+enum class AtStop {
+  kFinish,  // it is written to its end, but a pipe that nobody reads is given up
+  kGiveUp,  // it is given up at once
+  kHurry    // the same, and a pipe that nobody reads is not waited for before that either
+};
+
+struct StopRule {
+  StopQuestion asks_to_stop;
+  AtStop at_stop = AtStop::kFinish;
+};
 
 class OutputFile {
  public:
@@ -26,7 +39,7 @@ class OutputFile {
 
   // "-" has no meaning of its own here. shown_name is what messages call the file.
   [[nodiscard]] Status open(const char* filename, std::string_view shown_name,
-                            Compression compression);
+                            Compression compression, const StopRule& rule = {});
 
   void append(std::string_view bytes) {
     if (bytes.size() > room()) return append_slow(bytes);
@@ -60,8 +73,11 @@ class OutputFile {
   void write(std::string_view bytes, bool last);
   void write_raw(std::string_view bytes);
   Status failure(Code code, const char* verb) const;
+  const char* cause() const;
 
   std::string shown_name_;
+  StopRule rule_;
+  StopQuestion gives_up_pipe_;
   TargetFile target_;
   std::unique_ptr<Encoder> encoder_;
   std::unique_ptr<char[]> buffer_, encoded_;

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "task/high_descriptor.h"
+#include "task/open_to_write.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -26,14 +27,10 @@ constexpr int kMostNames = 100;
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t kNewFileMode = 0666;  // less the umask
 
-// openat that is made again when a signal interrupts it, as it may on a slow file system or a pipe
-// without a reader.
-Descriptor open_at(int folder, const char* name, int flags, mode_t mode = 0) {
-  int opened = -1;
-  do {
-    opened = ::openat(folder, name, flags | O_CLOEXEC | O_NOCTTY, mode);
-  } while (opened < 0 && errno == EINTR);
-  return Descriptor(above_standard(opened));
+Descriptor open_at(int folder, const char* name, int flags, mode_t mode = 0,
+                   const StopQuestion& asks_to_stop = {}) {
+  flags |= O_CLOEXEC | O_NOCTTY;
+  return Descriptor(above_standard(open_to_write(folder, name, flags, mode, asks_to_stop)));
 }
 
 bool is_process_folder(int folder) {
@@ -61,7 +58,8 @@ std::string descriptor_path(int descriptor) { return format_text("/proc/self/fd/
 
 }  // namespace
 
-int TargetFile::open(const char* filename) {
+int TargetFile::open(const char* filename, const StopQuestion& asks_to_stop) {
+  asks_to_stop_ = asks_to_stop;
   const int error = find_target(filename);
   if (error != 0) return error;
 
@@ -188,7 +186,7 @@ int TargetFile::open_direct() {
   if (shared >= 0) {
     file_ = Descriptor(copy_above_standard(shared));
   } else {
-    file_ = open_at(folder_.get(), name_.c_str(), O_WRONLY | O_TRUNC);
+    file_ = open_at(folder_.get(), name_.c_str(), O_WRONLY | O_TRUNC, 0, asks_to_stop_);
   }
   return file_.is_open() ? 0 : errno;
 }

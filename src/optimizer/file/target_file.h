@@ -13,6 +13,7 @@
 #include <string>
 
 #include "file/descriptor_io.h"
+#include "task/stop_question.h"
 
 namespace vorlan {
 
@@ -23,8 +24,9 @@ class TargetFile {
   TargetFile(const TargetFile&) = delete;
   TargetFile& operator=(const TargetFile&) = delete;
 
-  // Opens the place to write to; 0 or an error number.
-  int open(const char* filename);
+  // Opens the place to write to; 0 or an error number. A FIFO waits for its reader until the question
+  // says stop: the number is then ENXIO.
+  int open(const char* filename, const StopQuestion& asks_to_stop = {});
 
   // The place to write at.
   int descriptor() const { return file_.get(); }
@@ -43,8 +45,9 @@ class TargetFile {
   int give_name();
   int open_direct();
 
-  Descriptor folder_;      // of the target, with links resolved
-  std::string name_;       // of the target in it
+  Descriptor folder_;  // of the target, with links resolved
+  std::string name_;   // of the target in it
+  StopQuestion asks_to_stop_;
   std::string temporary_;  // name of the new file in it, empty while it has none
   Descriptor file_;
   bool beside_ = false;

@@ -173,9 +173,9 @@ std::vector<ParameterSetting> changed_settings(const Parameters& parameters) {
 }
 
 Status write_with_format(Task* task, const ProblemFormat& format, const char* filename,
-                         Compression compression) {
+                         Compression compression, const StopRule& rule) {
   OutputFile file;
-  Status status = file.open(filename, task->shown_name(filename), compression);
+  Status status = file.open(filename, task->shown_name(filename), compression, rule);
   if (!status.ok()) return status;
 
   Warnings warnings;
@@ -220,16 +220,17 @@ Status read_problem_file(Task* task, const char* filename) {
   return {};
 }
 
-Status write_problem_file(Task* task, const char* filename) {
+Status write_problem_file(Task* task, const char* filename, const StopRule& rule) {
   const ProblemFormat* format = find_format(filename);
   if (format == nullptr) {
     return unknown_format(task->shown_name(filename), "written: its name has no suffix that says");
   }
-  return write_with_format(task, *format, filename, compression_of_name(filename));
+  return write_with_format(task, *format, filename, compression_of_name(filename), rule);
 }
 
-Status write_task_file(Task* task, const char* filename, Compression compression) {
-  return write_with_format(task, *find_format(".task"), filename, compression);
+Status write_task_file(Task* task, const char* filename, Compression compression,
+                       const StopRule& rule) {
+  return write_with_format(task, *find_format(".task"), filename, compression, rule);
 }
 
 }  // namespace vorlan

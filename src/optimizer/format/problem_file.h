@@ -16,9 +16,10 @@ std::span<const ProblemFormat> problem_formats();
 Status read_problem_file(Task* task, const char* filename);
 
 // Writes the task's model; the name's suffixes say format and compression.
-Status write_problem_file(Task* task, const char* filename);
+Status write_problem_file(Task* task, const char* filename, const StopRule& rule = {});
 
 // Writes the whole task as a task file, whatever the name says.
-Status write_task_file(Task* task, const char* filename, Compression compression);
+Status write_task_file(Task* task, const char* filename, Compression compression,
+                       const StopRule& rule = {});
 
 }  // namespace vorlan

@@ -3,7 +3,6 @@
 #include "remote/remote_optimize.h"
 
 #include <cstring>
-#include <ctime>
 
 #include "file/input_stream.h"
 #include "format/problem_file.h"
@@ -63,6 +62,9 @@ class Conversation {
     static_cast<Conversation*>(handle)->take_text({text, length});
   }
 
+  // The seconds are those that the remote optimizer has taken: the way there does not count.
+  bool asks_to_stop(double seconds) const { return callback_asks_to_stop(task_, seconds); }
+
   // Hands on what was held back, but not the line of the failure.
   void finish(const Status& status) {
     if (status.ok() || held_ != failure_line(status)) task_->log.write(held_);
@@ -70,17 +72,6 @@ class Conversation {
   }
 
  private:
-  bool asks_to_stop(double seconds) const {
-    if (task_->callback.function == nullptr) return false;
-    double doubles[kNumFigures] = {};
-    const int ints[kNumFigures] = {};
-    const long longs[kNumFigures] = {};
-    doubles[kFigureElapsedSeconds] = seconds;
-    auto* handle = static_cast<vlntaskt*>(task_);
-    return task_->callback.function(handle, task_->callback.handle, VLNcallbackcode_enum{}, doubles,
-                                    ints, longs) != 0;
-  }
-
   // The server logs as its operator wishes; a caller who wants no log gets none.
   void take_text(std::string_view text) {
     if (task_->parameters.get(IntParam::kLog) < kLogSummary) return;
@@ -97,13 +88,13 @@ class Conversation {
 };
 
 // The task as the server is to have it: solutions to start from go along, names of files do not.
-Status write_problem(Task* task, const ScratchFile& file) {
+Status write_problem(Task* task, const ScratchFile& file, const StopRule& rule) {
   const Parameters parameters = task->parameters;
   for (const StringParamEntry& entry : string_parameters()) {
     (void)task->parameters.put_string(static_cast<int32_t>(entry.param), {});
   }
   task->parameters.set(IntParam::kTaskFileSolutions, 1);
-  Status status = write_task_file(task, file.path().c_str(), Compression::kZstd);
+  Status status = write_task_file(task, file.path().c_str(), Compression::kZstd, rule);
   task->parameters = parameters;
   return status;
 }
@@ -134,10 +125,17 @@ Status optimize_remotely(Task* task, const char* address, const char* token, Cod
   ScratchFile result;
   if (status.ok()) status = problem.open();
   if (status.ok()) status = result.open();
-  if (status.ok()) status = write_problem(task, problem);
   if (!status.ok()) return status;
 
   Conversation conversation(task);
+  const StopQuestion asks_to_stop = [&] { return conversation.asks_to_stop(0.0); };
+  status = write_problem(task, problem, {asks_to_stop, AtStop::kGiveUp});
+  if (asks_to_stop()) {
+    *termination = Code::kTrmUserCallback;
+    return {};
+  }
+  if (!status.ok()) return status;
+
   const RemoteRequest request = {address,          token,        problem.get(), problem.size(),
                                  kProblemName,     result.get(), &conversation, Conversation::beat,
                                  Conversation::log};

@@ -71,10 +71,17 @@ bool is_tiny(const Model& model) {
          model.num_var() + model.num_con() + model.matrix.num_elements() <= kTinyModelSize;
 }
 
+// These may be anything, a pipe on which nobody writes among it.
+bool reads_files(const Parameters& parameters) {
+  return !parameters.get(StringParam::kStartFile).empty() ||
+         !parameters.get(StringParam::kBasisInFile).empty();
+}
+
 bool runs_in_child(const Model& model, const Parameters& parameters, bool by_simplex) {
   const int32_t choice = parameters.get(IntParam::kChildProcess);
   if (choice != kChildAutomatic) return choice == kChildOn;
-  return !by_simplex || !is_tiny(model) || std::isfinite(parameters.get(DoubleParam::kMemoryLimit));
+  return !by_simplex || !is_tiny(model) || reads_files(parameters) ||
+         std::isfinite(parameters.get(DoubleParam::kMemoryLimit));
 }
 
 }  // namespace

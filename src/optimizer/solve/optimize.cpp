@@ -36,9 +36,8 @@ void set_bound(const MinimizeProblem& problem, const Progress& progress, Solutio
   solution->dual_objective = problem.model.stated_objective(progress.bound);
 }
 
-// A solve starts from the solution of the kind that it makes, or from a basis that is given.
-const Solution* find_start(const Task& task, const SolvePlan& plan, const SolveExtras& extras) {
-  if (extras.start_basis.defined && plan.by_simplex) return &extras.start_basis;
+// A solve starts from the solution of the kind that it makes, unless a file gives another start.
+const Solution* find_start(const Task& task, const SolvePlan& plan) {
   if (!task.parameters.is_on(IntParam::kWarmStart)) return nullptr;
   const Solution& held = task.solutions[index(plan.solution)];
   const bool fits = held.defined && held.xx.size() == task.model.cost.size() &&
@@ -158,18 +157,29 @@ Follower make_follower(const Model& model, const SolveExtras& extras, BetterPoin
   return follower;
 }
 
+Status read_starts(const SolveExtras& extras, StartPoint* point, Solution* basis) {
+  Status status;
+  if (extras.read_point) status = extras.read_point(point);
+  if (status.ok() && extras.read_basis) status = extras.read_basis(basis);
+  return status;
+}
+
 // In the child: with the start that was given, completed.
 Status find_answer_from(const MinimizeProblem& problem, const SolvePlan& plan,
                         const SolveExtras& extras, const Parameters& parameters, double seconds,
                         BackendMonitor* monitor, Answer* answer) {
   const double begin = monotonic_seconds();
-  Solution start;
-  const bool has_start =
-      plan.solution == SolutionKind::kInteger &&
-      complete_start(problem, plan, extras.start_point, parameters, seconds, monitor, &start);
-  const MinimizeProblem started(problem.model, has_start ? &start : problem.start, plan.cutoffs);
   const auto left = [&] { return seconds - (monotonic_seconds() - begin); };
-  Status status = find_answer(started, plan, parameters, left(), monitor, answer);
+  StartPoint point;
+  Solution start;
+  Status status = read_starts(extras, &point, &start);
+  if (!status.ok()) return status;
+  bool has_start = plan.by_simplex && start.defined;
+  if (plan.solution == SolutionKind::kInteger) {
+    has_start = complete_start(problem, plan, point, parameters, left(), monitor, &start);
+  }
+  const MinimizeProblem started(problem.model, has_start ? &start : problem.start, plan.cutoffs);
+  status = find_answer(started, plan, parameters, left(), monitor, answer);
   if (status.ok()) find_conflict(started, plan, parameters, left(), monitor, answer);
   return status;
 }
@@ -193,10 +203,10 @@ std::vector<double> stated_ranging(const Model& model, std::vector<double> rangi
 
 // A start that does nothing for this model is worth a line, too.
 void log_unused_start(const Task& task, const SolvePlan& plan, const SolveExtras& extras) {
-  if (!extras.start_point.is_empty() && plan.solution != SolutionKind::kInteger) {
+  if (extras.read_point && plan.solution != SolutionKind::kInteger) {
     task.log_text(kLogSummary, "The start file is not used: the model has no integers\n");
   }
-  if (extras.start_basis.defined && !plan.by_simplex) {
+  if (extras.read_basis && !plan.by_simplex) {
     task.log_text(kLogSummary, "The basis file is not used: the method is not simplex\n");
   }
 }
@@ -210,9 +220,9 @@ Status optimize(Task* task, Code* termination) {
 
 Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   const SolvePlan plan = choose_backend(task->model, task->parameters);
-  const MinimizeProblem problem(task->model, find_start(*task, plan, *extras), plan.cutoffs);
+  const MinimizeProblem problem(task->model, find_start(*task, plan), plan.cutoffs);
   BetterPoints points(problem, plan, *extras);
-  Listener listener(task, make_follower(task->model, *extras, &points));
+  Listener listener(task, make_follower(task->model, *extras, &points), extras->begin);
   log_start(*task, plan);
   log_unused(*task, plan.method);
   log_unused_start(*task, plan, *extras);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solve/backend.h"
+#include "solve/run/listener.h"
 #include "task/start_point.h"
 #include "task/task.h"
 
@@ -21,8 +22,15 @@ struct ProgressRecord {
 // What a solve is given besides its task, whom it tells of its way, and what it finds besides
 // solutions. A function that is not there is not called.
 struct SolveExtras {
-  StartPoint start_point;  // of a mixed-integer model
-  Solution start_basis;    // for the simplex method, if it is defined
+  double begin = monotonic_seconds();  // the limits of time count from here
+
+  // What a solve may start from; empty where nothing is asked for. These files are read in the
+  // child process, where the limits and a stop reach whatever they are.
+  using ReadPoint = std::function<Status(StartPoint* point)>;
+  using ReadBasis = std::function<Status(Solution* basis)>;
+  ReadPoint read_point;  // of a mixed-integer model
+  ReadBasis read_basis;  // for the simplex method
+
   std::function<void(const ProgressRecord& record)> on_progress;
   std::function<void(const Solution& point)> on_better_point;  // of a mixed-integer model
 

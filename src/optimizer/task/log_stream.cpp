@@ -8,18 +8,17 @@
 #include <cstring>
 
 #include "task/high_descriptor.h"
+#include "task/open_to_write.h"
 #include "task/text.h"
 
 namespace vorlan {
 namespace {
 
-Status open_log(const char* filename, LogMode mode, std::string_view shown_name, int* descriptor) {
+Status open_log(const char* filename, LogMode mode, std::string_view shown_name,
+                const StopQuestion& asks_to_stop, int* descriptor) {
   const int earlier_text = mode == LogMode::kAppend ? O_APPEND : O_TRUNC;
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | earlier_text;
-  do {
-    *descriptor = ::open(filename, flags, 0666);
-  } while (*descriptor < 0 && errno == EINTR);
-  *descriptor = above_standard(*descriptor);
+  *descriptor = above_standard(open_to_write(AT_FDCWD, filename, flags, 0666, asks_to_stop));
   if (*descriptor >= 0) return {};
   const char* cause = std::strerror(errno);
   return {Code::kErrFileOpen,
@@ -35,7 +34,7 @@ LogStream::~LogStream() {
 
 Status LogStream::link_file(const char* filename, LogMode mode, std::string_view shown_name) {
   int descriptor = -1;
-  Status status = open_log(filename, mode, shown_name, &descriptor);
+  Status status = open_log(filename, mode, shown_name, {}, &descriptor);
   if (!status.ok()) return status;
   unlink();
   file_.open(descriptor);
@@ -48,10 +47,11 @@ void LogStream::link_function(void* handle, vlnstreamfunc function) {
   handle_ = handle;
 }
 
-Status LogStream::open_copy(const char* filename, std::string_view shown_name) {
+Status LogStream::open_copy(const char* filename, std::string_view shown_name,
+                            const StopQuestion& asks_to_stop) {
   close_copy();
   int descriptor = -1;
-  Status status = open_log(filename, LogMode::kTruncate, shown_name, &descriptor);
+  Status status = open_log(filename, LogMode::kTruncate, shown_name, asks_to_stop, &descriptor);
   if (status.ok()) copy_.open(descriptor);
   return status;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "task/status.h"
+#include "task/stop_question.h"
 #include "task/text_sink.h"
 #include "vorlan.h"
 
@@ -29,7 +30,9 @@ class LogStream {
   void link_function(void* handle, vlnstreamfunc function);
 
   // Opens a file anew that receives what is written, too, until it is closed. shown_name as above.
-  Status open_copy(const char* filename, std::string_view shown_name);
+  // A FIFO waits for its reader until the question says stop.
+  Status open_copy(const char* filename, std::string_view shown_name,
+                   const StopQuestion& asks_to_stop = {});
   void close_copy();
   // Writes to that file alone.
   void write_copy(const std::string& text);

@@ -125,10 +125,54 @@ TEST(ExchangeFiles, AStartWithAnUnknownNameOrNoNumberKeepsTheSolveFromBeginning)
   const std::string unknown = log_with_start("a 1\nweigt 2\n");
   EXPECT_NE(unknown.find("start:2:1: there is no variable of this name"), std::string::npos)
       << unknown;
-  EXPECT_EQ(unknown.find("Optimization of"), std::string::npos) << unknown;
+  EXPECT_EQ(unknown.find("Optimization ended"), std::string::npos) << unknown;
   EXPECT_NE(log_with_start("a one\n").find("start:1:3: a finite number was expected"),
             std::string::npos);
   EXPECT_NE(log_with_start("a 1 2 3 4\n").find("start:1:5: "), std::string::npos);
+}
+
+// What is made to be long costs no more than its bytes.
+TEST(ExchangeFiles, HostileLinesOfStartsAreRefusedAtOnce) {
+  std::string name = "&lt;&amp;lt;";
+  for (int i = 0; i < 1 << 19; ++i) name += "&quot;";
+  const std::string entities = log_with_start("<variable name=\"" + name + "\" value=\"1\"/>\n");
+  EXPECT_NE(entities.find("start:1:1: there is no variable of this name"), std::string::npos)
+      << entities.substr(0, 1000);
+  std::string words = "a";
+  for (int i = 0; i < 1 << 20; ++i) words += " 1";
+  EXPECT_NE(log_with_start(words + "\n").find("start:1:5: a line with the name of a variable"),
+            std::string::npos);
+}
+
+TEST(ExchangeFiles, NamesInXmlAreDecodedOnce) {
+  TestTask task;
+  ASSERT_EQ(
+      task.read_as("names.lp", "min\n o: a&lt; + b&\nst\n c: a&lt; + b& >= 1\nint\n a&lt;\nend\n"),
+      VLN_RES_OK)
+      << task.last_message();
+  put(task, "VLN_SPAR_START_FILE",
+      write_test_file("start",
+                      "<variable name=\"a&amp;lt;\" value=\"3\"/>\n"
+                      "<variable name=\"b&\" value=\"0\"/>\n"));
+  task.solve();
+  EXPECT_NE(task.log().find("2 of 2 variables given; a feasible point with objective 3"),
+            std::string::npos)
+      << task.log();
+}
+
+TEST(ExchangeFiles, TheLimitOfALineHoldsForStartsAndBases) {
+  const std::string two(size_t{2} << 20, 'x');
+  for (const char* parameter : {"VLN_SPAR_START_FILE", "VLN_SPAR_BASIS_IN_FILE"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("mix.lp", kSmallMix), VLN_RES_OK);
+    put(task, parameter, write_test_file("long", two));
+    put(task, "VLN_IPAR_READ_TOKEN_LIMIT", "1");
+    VLNrescode_enum termination = VLN_RES_OK;
+    EXPECT_EQ(code_name(VLN_optimizetrm(task, &termination)), "VLN_RES_ERR_FILE_CONTENT");
+    EXPECT_NE(task.last_message().find("long:1: a line or a text of more than 1 MiB"),
+              std::string::npos)
+        << task.last_message();
+  }
 }
 
 TEST(ExchangeFiles, StartsOfEveryFormAreRead) {

@@ -61,8 +61,10 @@ bool needs_encoding(std::string_view name, bool has_elements) {
          (has_elements && name.find('(') != std::string_view::npos);
 }
 
-bool is_kept(char c, bool has_elements) {
-  return c != '%' && is_safe(c) && !(has_elements && c == '(');
+// Whether the character at this place of a name stays as it is.
+bool is_kept(std::string_view name, size_t at, bool has_elements) {
+  const char c = name[at];
+  return c != '%' && is_safe(c) && !(has_elements && c == '(') && !is_high_control(name, at);
 }
 
 void append_encoded(std::string_view name, bool has_elements, std::string* word) {
@@ -72,9 +74,8 @@ void append_encoded(std::string_view name, bool has_elements, std::string* word)
   }
   // A '_' in front of a '%' that is a part of the name must not look as if it were none.
   const bool first_kept =
-      is_kept(name[0], has_elements) && !is_high_control(name, 0) && may_begin(name[0]) &&
-      !is_reserved(name) &&
-      !(name[0] == '_' && (name.size() == 1 || !is_kept(name[1], has_elements)));
+      is_kept(name, 0, has_elements) && may_begin(name[0]) && !is_reserved(name) &&
+      !(name[0] == '_' && (name.size() == 1 || !is_kept(name, 1, has_elements)));
   if (first_kept) {
     *word += name[0];
   } else {
@@ -82,7 +83,7 @@ void append_encoded(std::string_view name, bool has_elements, std::string* word)
     append_byte_code(name[0], word);
   }
   for (size_t i = 1; i < name.size(); ++i) {
-    if (is_kept(name[i], has_elements) && !is_high_control(name, i)) {
+    if (is_kept(name, i, has_elements)) {
       *word += name[i];
     } else {
       append_byte_code(name[i], word);

@@ -64,8 +64,7 @@ class BasisReader {
     return false;
   }
 
-  void set(const PointNames& names, std::string_view name, StatusKey key,
-           std::vector<StatusKey>* keys) {
+  void set(PointNames& names, std::string_view name, StatusKey key, std::vector<StatusKey>* keys) {
     const int32_t place = names.find(name);
     if (place < 0) {
       if (status_.ok()) {

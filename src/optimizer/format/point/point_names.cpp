@@ -10,10 +10,13 @@
 namespace vorlan {
 
 PointNames::PointNames(const NameList& names, size_t count, char letter)
-    : names_(names), count_(count), letter_(letter), table_(&names) {
-  table_.reserve(count);
-  for (size_t i = 0; i < count; ++i) {
-    if (!names[i].empty()) table_.insert(names[i], static_cast<int32_t>(i));
+    : names_(names), count_(count), letter_(letter), table_(&names) {}
+
+void PointNames::fill_table() {
+  has_table_ = true;
+  table_.reserve(count_);
+  for (size_t i = 0; i < count_; ++i) {
+    if (!names_[i].empty()) table_.insert(names_[i], static_cast<int32_t>(i));
   }
 }
 
@@ -28,7 +31,8 @@ std::string PointNames::name_of(size_t index) const {
   return is_usable(index) ? std::string(names_[index]) : letter_ + std::to_string(index + 1);
 }
 
-int32_t PointNames::find(std::string_view name) const {
+int32_t PointNames::find(std::string_view name) {
+  if (!has_table_) fill_table();
   const int32_t found = table_.find(name);
   if (found >= 0 || name.size() < 2 || name[0] != letter_) return found;
   int32_t number = 0;

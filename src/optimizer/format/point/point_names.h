@@ -12,22 +12,25 @@ namespace vorlan {
 
 class PointNames {
  public:
-  // The names are borrowed. The letter stands for an element without a usable name.
+  // The names are borrowed. The letter stands for an element without a usable name. The table of
+  // names is made by the first search: writing needs none.
   PointNames(const NameList& names, size_t count, char letter);
 
   std::string name_of(size_t index) const;
   // -1 when there is none.
-  int32_t find(std::string_view name) const;
+  int32_t find(std::string_view name);
   // "; did you mean 'NAME'?", or nothing.
   std::string advice(std::string_view name) const;
 
  private:
   bool is_usable(size_t index) const;
+  void fill_table();
 
   const NameList& names_;
   size_t count_;
   char letter_;
   NameTable table_;
+  bool has_table_ = false;
 };
 
 }  // namespace vorlan

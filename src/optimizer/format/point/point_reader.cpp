@@ -1,8 +1,11 @@
 // The reader of points. Forms are told apart by their lines: no line of one has a meaning of its own
 // in another.
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "file/numbers.h"
@@ -14,9 +17,14 @@
 namespace vorlan {
 namespace {
 
+// No form has a line of more words; one more tells that there are too many.
+constexpr size_t kMostWords = 6;
+
 std::vector<std::string_view> split(std::string_view line) {
   std::vector<std::string_view> words;
-  for (std::string_view word = take_word(&line); !word.empty(); word = take_word(&line)) {
+  while (words.size() < kMostWords) {
+    const std::string_view word = take_word(&line);
+    if (word.empty()) break;
     words.push_back(word);
   }
   return words;
@@ -27,7 +35,23 @@ bool is_number(std::string_view word) {
   return parse_double(word, &value, kInfinityWords);
 }
 
-// The text of an attribute in a line of XML, with the five entities that names need.
+// The text with the five entities of XML that names need put back.
+std::string unescaped(std::string_view text) {
+  constexpr std::pair<std::string_view, char> kEntities[] = {
+      {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}, {"&amp;", '&'}};
+  std::string plain;
+  while (!text.empty()) {
+    const auto* const entity =
+        std::find_if(std::begin(kEntities), std::end(kEntities),
+                     [text](const auto& known) { return text.starts_with(known.first); });
+    const bool found = entity != std::end(kEntities);
+    plain += found ? entity->second : text[0];
+    text.remove_prefix(found ? entity->first.size() : 1);
+  }
+  return plain;
+}
+
+// The text of an attribute in a line of XML.
 std::optional<std::string> attribute(std::string_view line, std::string_view name) {
   const std::string key = ' ' + std::string(name) + "=\"";
   const size_t begin = line.find(key);
@@ -35,15 +59,7 @@ std::optional<std::string> attribute(std::string_view line, std::string_view nam
   const size_t first = begin + key.size();
   const size_t end = line.find('"', first);
   if (end == std::string_view::npos) return std::nullopt;
-  std::string text(line.substr(first, end - first));
-  constexpr std::pair<std::string_view, char> kEntities[] = {
-      {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}, {"&amp;", '&'}};
-  for (const auto& [entity, letter] : kEntities) {
-    for (size_t at = 0; (at = text.find(entity, at)) != std::string::npos; ++at) {
-      text.replace(at, entity.size(), 1, letter);
-    }
-  }
-  return text;
+  return unescaped(line.substr(first, end - first));
 }
 
 class PointReader {

@@ -17,7 +17,7 @@ Status write_point(const Model& model, const Solution& solution, OutputFile* fil
   file->append_number(solution.primal_objective);
   file->append('\n');
   const PointNames names(model.var_names, model.cost.size(), 'x');
-  for (size_t j = 0; j < solution.xx.size(); ++j) {
+  for (size_t j = 0; j < solution.xx.size() && !file->failed(); ++j) {
     file->append(names.name_of(j));
     file->append(' ');
     file->append_number(solution.xx[j]);

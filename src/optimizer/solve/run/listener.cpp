@@ -44,10 +44,10 @@ double monotonic_seconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-Listener::Listener(Task* task, Follower follower)
+Listener::Listener(Task* task, Follower follower, double begin)
     : task_(task),
       follower_(std::move(follower)),
-      start_(monotonic_seconds()),
+      start_(begin),
       time_limit_(task->parameters.get(DoubleParam::kTimeLimit)),
       logs_progress_(task->model.is_mixed_integer()),
       log_interval_(task->parameters.get(DoubleParam::kLogInterval)),
@@ -135,11 +135,33 @@ void Listener::log_row(const Progress& progress, double seconds, std::string_vie
   last_logged_ = progress;
 }
 
-bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {
-  if (task_->callback.function == nullptr) return false;
+namespace {
+
+// Figures that the callback sees, by their place.
+struct CallbackFigures {
   double doubles[kNumFigures] = {};
   int ints[kNumFigures] = {};
   long longs[kNumFigures] = {};
+};
+
+bool call_back(Task* task, const CallbackFigures& figures) {
+  if (task->callback.function == nullptr) return false;
+  auto* const handle = static_cast<vlntaskt*>(task);
+  return task->callback.function(handle, task->callback.handle, VLNcallbackcode_enum{},
+                                 figures.doubles, figures.ints, figures.longs) != 0;
+}
+
+}  // namespace
+
+bool callback_asks_to_stop(Task* task, double seconds) {
+  CallbackFigures figures;
+  figures.doubles[kFigureElapsedSeconds] = seconds;
+  return call_back(task, figures);
+}
+
+bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) const {
+  CallbackFigures figures;
+  auto& [doubles, ints, longs] = figures;
   doubles[kFigureObjective] = task_->model.stated_objective(progress.objective);
   doubles[kFigureBound] = task_->model.stated_objective(progress.bound);
   doubles[kFigureRelativeGap] = progress.relative_gap;
@@ -147,9 +169,7 @@ bool Listener::callback_asks_to_stop(const Progress& progress, double seconds) c
   longs[kLongFigureSimplexIterations] = progress.simplex_iterations;
   longs[kLongFigureInteriorIterations] = progress.interior_iterations;
   longs[kLongFigureNodes] = progress.nodes;
-  const VLNcallbackcode_enum code{};
-  auto* handle = static_cast<vlntaskt*>(task_);
-  return task_->callback.function(handle, task_->callback.handle, code, doubles, ints, longs) != 0;
+  return call_back(task_, figures);
 }
 
 }  // namespace vorlan

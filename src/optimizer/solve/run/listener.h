@@ -20,6 +20,9 @@ inline constexpr int kLongFigureSimplexIterations = 0;
 inline constexpr int kLongFigureInteriorIterations = 1;
 inline constexpr int kLongFigureNodes = 2;
 
+// Seconds of a clock that only goes forward.
+double monotonic_seconds();
+
 // Follows a solve besides the callback. A function that is not there is not called.
 struct Follower {
   std::function<void(const Progress& progress, double seconds)> progress;
@@ -28,7 +31,8 @@ struct Follower {
 
 class Listener {
  public:
-  explicit Listener(Task* task, Follower follower = {});
+  // The time runs from the beginning given, of monotonic_seconds().
+  explicit Listener(Task* task, Follower follower = {}, double begin = monotonic_seconds());
 
   bool follows_points() const { return follower_.point != nullptr; }
   void point(const BackendResult& point, double primal_violation) const;
@@ -76,7 +80,7 @@ class Listener {
   Code stop_reason_ = Code::kOk;
 };
 
-// Seconds of a clock that only goes forward.
-double monotonic_seconds();
+// Asks the progress callback, which sees no figure but this time, whether an operation is to end.
+bool callback_asks_to_stop(Task* task, double seconds);
 
 }  // namespace vorlan

@@ -13,7 +13,8 @@
 namespace vorlan {
 namespace {
 
-constexpr size_t kMessageSize = 1024;
+// A message may name a file by the longest of all paths.
+constexpr size_t kMessageSize = 8192;
 constexpr uint64_t kNumMilestones = 256;
 
 // Which arrays of a result are present.

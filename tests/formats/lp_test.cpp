@@ -557,7 +557,8 @@ TEST(LpWrite, NamesSurvive) {
   }
   std::string warnings;
   const std::string text = write(model, &warnings);
-  EXPECT_EQ(warnings.substr(0, 48), "warning: names that LP cannot say are encoded: 3") << warnings;
+  EXPECT_TRUE(warnings.starts_with("warning: names that LP cannot say are encoded: 40,"))
+      << warnings;
   const Reading result = read(text);
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(difference(model, result.model), "");

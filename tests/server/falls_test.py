@@ -246,6 +246,74 @@ class Deaths(FallsTest):
         self.assertEqual(self.running_attempts(), [])
 
 
+@unittest.skipUnless(os.environ.get("VORLAN_FAILING_DISK"), "there is no preloaded library beside sanitizers")
+class FailingDisk(FallsTest):
+    """A disk that fails for moments, at one call of twelve, under the store and the jobs' folders."""
+
+    def setUp(self):
+        super().setUp()
+        self.switch = self.folder / "disk-fails"
+        self.environment = {"LD_PRELOAD": os.environ["VORLAN_FAILING_DISK"], "VORLAN_DISK_PATH": str(self.data) + "/",
+                            "VORLAN_DISK_SWITCH": str(self.switch), "VORLAN_DISK_ODDS": "12"}
+
+    def submit_for(self, client, seconds, keys, accepted):
+        """Submits until the time is over, whatever comes of it."""
+        end = harness.time.monotonic() + seconds
+        while harness.time.monotonic() < end:
+            harness.time.sleep(0.02)
+            keys.append(f"disk-{len(keys)}")
+            try:
+                answer = client.submit(harness.small_model(), key=keys[-1])
+            except (OSError, harness.http.client.HTTPException):
+                continue
+            self.refused += answer.status == 507
+            if answer.status == 201:
+                accepted[keys[-1]] = answer.json()["id"]
+
+    def test_nothing_is_lost(self):
+        numbers = random.Random(os.environ.get("VORLAN_SEED", "1"))
+        keys, accepted = [], {}
+        self.refused = 0
+        client = self.start(environment=self.environment)
+        for _ in range(FALLS):
+            self.submit_for(client, 0.05, keys, accepted)
+            self.switch.touch()
+            self.submit_for(client, numbers.uniform(0.1, 0.5), keys, accepted)
+            falls = numbers.random() < 0.5
+            if falls:
+                self.server.kill()
+            self.switch.unlink()
+            if falls:
+                client = self.start(environment=self.environment)
+            self.assertIsNone(self.server.process.poll())
+        job_ids = [client.submitted(harness.small_model(), key=key) for key in keys]
+        self.assertEqual(len(set(job_ids)), len(keys))
+        for key, job_id in accepted.items():
+            self.assertEqual(job_ids[keys.index(key)], job_id)
+        for job_id in job_ids:
+            client.await_end(job_id)
+        # What could not be removed goes when a server starts.
+        self.server.terminate()
+        self.check_whole(self.start(), job_ids)
+        for job_id in job_ids:
+            self.assertLessEqual(self.count_ends(job_id), 1)
+        self.assertGreater(self.refused, 0)
+        print(f"{FALLS} moments, {len(job_ids)} jobs, {self.refused} refused at first")
+
+    def test_a_result_that_cannot_be_read_is_waited_for(self):
+        client = self.start(environment={**self.environment, "VORLAN_DISK_PATH": "/1/result", "VORLAN_DISK_ODDS": "1"})
+        job_id = client.submitted(harness.hard_model(), name="hard.mps", time_limit="0.5")
+        client.await_solve(job_id)
+        self.switch.touch()
+        log = self.folder / "data.log"
+        harness.wait_until(lambda: "files cannot be read" in log.read_text(), "the trouble to be told")
+        self.assertNotEqual(client.job(job_id)["state"], "ended")
+        self.switch.unlink()
+        job = client.await_end(job_id)
+        self.assertEqual((job["outcome"], job["attempt"], self.count_ends(job_id)), ("ok", 1, 1))
+        self.assertEqual(client.file(job_id, "result").status, 200)
+
+
 class FullDisk(harness.ServerTest):
     """A data folder on a small file system of its own, which fills."""
 

@@ -191,8 +191,8 @@ class Client:
 class Server:
     """A server process on a data folder."""
 
-    def __init__(self, data, *options, fall_at=None):
-        environment = dict(os.environ)
+    def __init__(self, data, *options, fall_at=None, environment=None):
+        environment = {**os.environ, **(environment or {})}
         if fall_at:
             environment["VORLAN_SERVER_FALL_AT"] = fall_at
         self.data = pathlib.Path(data)
@@ -263,8 +263,8 @@ class ServerTest(unittest.TestCase):
             print((self.folder / "data.log").read_text()[-4000:])
         shutil.rmtree(self.folder, ignore_errors=True)
 
-    def start(self, *options, fall_at=None):
-        self.server = Server(self.data, *self.options, *options, fall_at=fall_at)
+    def start(self, *options, fall_at=None, environment=None):
+        self.server = Server(self.data, *self.options, *options, fall_at=fall_at, environment=environment)
         return self.server.client()
 
     def token_command(self, *words):

@@ -25,7 +25,8 @@ std::optional<std::string> read_from(const Descriptor& file, uint64_t from, size
     const ssize_t got =
         pread(file.get(), text.data() + length, limit - length, static_cast<off_t>(from + length));
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
+    if (got < 0) return {};
+    if (got == 0) break;
     length += static_cast<size_t>(got);
   }
   text.resize(length);
@@ -121,6 +122,12 @@ Descriptor lock_file(const std::string& path) {
 bool is_locked(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
   return file.valid() && flock(file.get(), LOCK_EX | LOCK_NB) != 0;
+}
+
+bool may_be_locked(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  if (!file.valid()) return errno != ENOENT;
+  return flock(file.get(), LOCK_EX | LOCK_NB) != 0;
 }
 
 uint64_t free_bytes(const std::string& folder) {

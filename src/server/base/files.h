@@ -65,6 +65,8 @@ void remove_tree(const std::string& path);
 Descriptor lock_file(const std::string& path);
 // True when somebody holds such a lock.
 bool is_locked(const std::string& path);
+// True also where the file is there, but the disk does not let it be opened.
+bool may_be_locked(const std::string& path);
 
 // Free bytes for the folder's file system.
 uint64_t free_bytes(const std::string& folder);

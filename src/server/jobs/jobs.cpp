@@ -217,7 +217,7 @@ void Jobs::accept(Job job, const Actor& actor, Done done) {
   store_->write(change, [this, job, actor, done = std::move(done)](const std::string& failure) {
     if (!failure.empty()) {
       keys_.erase({job.owner, job.key});
-      remove_tree(job_folder(job.id));
+      undo_submission(job.id, actor);
       return done(failure);
     }
     fall_point("submit.committed");
@@ -231,6 +231,19 @@ void Jobs::accept(Job job, const Actor& actor, Done done) {
     if (is_revoked(job.owner, job.key)) return set_wish(job.id, Wish::kDelete, actor, nullptr);
     enqueue(accepted);
     start_waiting();
+  });
+}
+
+// A commit that failed may have reached the disk: after a fall the job would be there. What is written
+// next takes its place; until then the problem stays, too.
+void Jobs::undo_submission(const std::string& id, const Actor& actor) {
+  const auto change = [id, actor](Database* database) {
+    delete_job(database, id);
+    add_audit(database, actor, "refuse", id, "");
+  };
+  store_->write(change, [this, id, actor](const std::string& failure) {
+    if (!failure.empty()) return retry_later([this, id, actor] { undo_submission(id, actor); });
+    files_->run([folder = job_folder(id)] { remove_tree(folder); }, [] {});
   });
 }
 

@@ -164,18 +164,21 @@ class Jobs {
   void retry_later(std::function<void()> function);
 
   void accept(Job job, const Actor& actor, Done done);
+  void undo_submission(const std::string& id, const Actor& actor);
   void look_at_drain();
   void enqueue(Job* job);
   void start_waiting();
   void wait_for_room();
   void decide_start(Job* job);
   void begin_attempt(const std::string& id);
+  void put_back(const std::string& id, const std::string& failure);
   void take_slot(const Job& job);
   void free_slot(const Job& job);
 
   void worker_over(const std::string& id);
   void settle(const std::string& id);
   void settled(const std::string& id, const Settlement& settlement);
+  void settle_later(const std::string& id, Settlement settlement);
   void run_again(Job* job);
   void end(const std::string& id, const Job& ended);
   void end_unstarted(const std::string& id, const Actor& actor, Done done);
@@ -217,6 +220,8 @@ class Jobs {
   };
   std::map<std::string, Follower> followers_;
   std::set<std::string> running_;  // jobs that have a slot
+  // How often it was tried to begin an attempt, or to judge it, of jobs for which that failed.
+  std::map<std::string, int> tries_;
   size_t num_open_ = 0;
   JobCounts counts_;
   std::function<void()> drained_;

@@ -18,24 +18,28 @@ using namespace std::chrono_literals;
 // How often logs and marks of running workers are looked at.
 constexpr auto kLookAtRunning = 100ms;
 constexpr auto kExpire = 60s;
+// Each is a second after the one before.
+constexpr int kMostTries = 60;
 constexpr double kAuditSeconds = 400 * 86400.0;
 // So much of a log is read at a look.
 constexpr size_t kLogPiece = size_t{64} << 10;
 
 bool is_log(std::string_view name) { return name == kLogFile || name == kSolveLogFile; }
 
-// Makes the results outlive a fall of the machine and takes their digests.
-std::vector<ResultFile> secure_results(const std::string& folder) {
+// Makes the results outlive a fall of the machine and takes their digests; nothing when the disk does
+// not let one be read or made safe.
+std::optional<std::vector<ResultFile>> secure_results(const std::string& folder) {
   std::vector<ResultFile> results;
   for (const FetchedFile& file : fetched_files()) {
     const std::string path = folder + "/" + file.name;
     if (is_log(file.name)) shorten_log(path);
     const auto size = file_size(path);
-    if (!size || !sync_path(path)) continue;
-    const auto digest = sha256_of_file(path);
-    if (digest) results.push_back({file.name, *size, *digest});
+    if (!size) continue;
+    const auto digest = sync_path(path) ? sha256_of_file(path) : std::nullopt;
+    if (!digest) return {};
+    results.push_back({file.name, *size, *digest});
   }
-  (void)sync_path(folder);
+  if (exists(folder) && !sync_path(folder)) return {};
   return results;
 }
 
@@ -92,7 +96,7 @@ Job make_ended(Job job, const Verdict& verdict, std::vector<ResultFile> results)
 
 struct Jobs::Settlement {
   Verdict verdict;
-  std::vector<ResultFile> results;
+  std::optional<std::vector<ResultFile>> results;  // nothing: the disk fails
 };
 
 void Jobs::enqueue(Job* job) { queue_.add(job->owner, job->priority, job->id); }
@@ -137,15 +141,23 @@ void Jobs::decide_start(Job* job) {
   save(*job, [this, id = job->id](const std::string& failure) {
     fall_point("start.committed");
     if (failure.empty()) return begin_attempt(id);
+    put_back(id, failure);
+  });
+}
+
+// What kept the attempt from beginning is nobody's attempt.
+void Jobs::put_back(const std::string& id, const std::string& failure) {
+  Job* job = find_any(id);
+  --job->attempt;
+  job->state = JobState::kQueued;
+  free_slot(*job);
+  changed(job);
+  log_event("store failed", {{"job", id}, {"reason", failure}});
+  retry_later([this, id] {
     Job* waiting = find_any(id);
-    --waiting->attempt;
-    waiting->state = JobState::kQueued;
-    free_slot(*waiting);
-    log_event("store failed", {{"job", id}, {"reason", failure}});
-    retry_later([this, id] {
-      enqueue(find_any(id));
-      start_waiting();
-    });
+    if (waiting == nullptr || waiting->state != JobState::kQueued || waiting->settling) return;
+    enqueue(waiting);
+    start_waiting();
   });
 }
 
@@ -166,18 +178,17 @@ void Jobs::begin_attempt(const std::string& id) {
   if (job->time_limit > 0.0) settings.time_limit = job->time_limit;
   if (job->threads > 0) settings.threads = job->threads;
   settings.max_variables = least_limit(settings.max_variables, job->most_variables);
-  std::string failure;
-  if (!make_folder(folder)) failure = "cannot make the attempt's folder: " + system_error();
-  if (failure.empty()) {
-    failure = runner_->start({id, folder}, settings, worker_arguments(job->problem, settings),
-                             over_function());
-  }
+  if (!make_folder(folder)) return put_back(id, system_error());
+  const std::string failure = runner_->start(
+      {id, folder}, settings, worker_arguments(job->problem, settings), over_function());
   fall_point("start.spawned");
   if (!failure.empty()) {
+    if (++tries_[id] < kMostTries) return put_back(id, failure);
     log_event("start failed", {{"job", id}, {"reason", failure}});
     (void)write_file(folder + "/" + kFailureFile, failure);
     return worker_over(id);
   }
+  tries_.erase(id);
   if (runner_->starts_at_once()) job->state = JobState::kRunning;
   changed(job);
   act_on_wish(id);
@@ -216,11 +227,21 @@ void Jobs::settle(const std::string& id) {
 
 void Jobs::settled(const std::string& id, const Settlement& settlement) {
   Job* job = find_any(id);
+  if (settlement.verdict.unreadable || !settlement.results) return settle_later(id, settlement);
   const bool has_died = !settlement.verdict.finished && job->attempt < kMostAttempts;
   // A full disk is nobody's attempt.
   const bool had_no_room = !settlement.verdict.did_all && !has_room();
   if (job->wish == Wish::kNone && (has_died || had_no_room)) return run_again(job);
-  end(id, make_ended(*job, settlement.verdict, settlement.results));
+  end(id, make_ended(*job, settlement.verdict, *settlement.results));
+}
+
+// A disk that fails may come back. One that does not takes the job with it, but no other.
+void Jobs::settle_later(const std::string& id, Settlement settlement) {
+  log_event("store failed", {{"job", id}, {"reason", "the attempt's files cannot be read"}});
+  if (++tries_[id] < kMostTries) return retry_later([this, id] { settle(id); });
+  settlement.verdict = {};
+  settlement.verdict.failure = "its files cannot be read";
+  end(id, make_ended(*find_any(id), settlement.verdict, {}));
 }
 
 void Jobs::run_again(Job* job) {
@@ -252,6 +273,7 @@ void Jobs::end(const std::string& id, const Job& ended) {
 void Jobs::apply_end(const std::string& id, const Job& ended) {
   Job* job = find_any(id);
   const Wish wish = job->wish;
+  tries_.erase(id);
   *job = ended;
   job->wish = wish;
   job->settling = false;

@@ -38,14 +38,27 @@ std::optional<ErrorLine> find_error_line(const std::string& text) {
   return {};
 }
 
-std::string file_text(const std::string& path, size_t limit) {
-  return read_start(path, limit).value_or("");
-}
+// The files of an attempt's folder.
+class AttemptFiles {
+ public:
+  explicit AttemptFiles(const std::string& folder) : folder_(folder) {}
+
+  // The file's first bytes; empty where there is no such file.
+  std::string text(const char* name, size_t limit) {
+    const auto found = read_start(folder_ + "/" + name, limit);
+    if (!found && exists(folder_ + "/" + name)) unreadable_ = true;
+    return found.value_or("");
+  }
+  bool unreadable() const { return unreadable_; }
+
+ private:
+  std::string folder_;
+  bool unreadable_ = false;
+};
 
 // The worker ends by an uncaught exception when a command fails, and by a refused size.
-bool ended_by_itself(const std::string& folder) {
-  return file_text(folder + "/" + kErrorFile, kLongestMessage).find("terminate called") !=
-         std::string::npos;
+bool ended_by_itself(AttemptFiles* files) {
+  return files->text(kErrorFile, kLongestMessage).find("terminate called") != std::string::npos;
 }
 
 void take_error_line(const std::string& folder, Verdict* verdict) {
@@ -103,23 +116,25 @@ const std::vector<FetchedFile>& fetched_files() {
 
 Verdict judge_attempt(const std::string& folder) {
   Verdict verdict;
-  const bool done = file_text(folder + "/done", kLongestCode) == "done";
+  AttemptFiles files(folder);
+  const bool done = files.text("done", kLongestCode) == "done";
   const bool solved = exists(folder + "/res");
   verdict.began = exists(folder + "/" + kPidFile);
   verdict.solve_began = file_time(folder + "/" + kStartedFile).value_or(0.0);
-  verdict.response = file_text(folder + "/res", kLongestCode);
-  verdict.termination = file_text(folder + "/trm", kLongestCode);
-  verdict.message = file_text(folder + "/msg", kLongestMessage);
-  verdict.failure = file_text(folder + "/" + kFailureFile, kLongestMessage);
+  verdict.response = files.text("res", kLongestCode);
+  verdict.termination = files.text("trm", kLongestCode);
+  verdict.message = files.text("msg", kLongestMessage);
+  verdict.failure = files.text(kFailureFile, kLongestMessage);
   const auto progress = last_progress(folder + "/" + kLogFile);
   if (progress) verdict.progress = progress_document(*progress);
   verdict.finished = verdict.did_all = done;
   verdict.without_result = done && !solved;
-  if (!done && ended_by_itself(folder)) {
+  if (!done && ended_by_itself(&files)) {
     verdict.finished = true;
     if (!solved || verdict.response == "VLN_RES_OK") take_error_line(folder, &verdict);
     if (verdict.response.empty()) verdict.response = "VLN_RES_ERR_OPTIMIZER_DIED";
   }
+  verdict.unreadable = files.unreadable();
   return verdict;
 }
 

@@ -51,6 +51,8 @@ struct Verdict {
   bool finished = false;
   // It did all its commands.
   bool did_all = false;
+  // A file is there, but the disk does not give it: what the rest says is not to be believed.
+  bool unreadable = false;
   // The solve was skipped or never reached, because the worker had been asked to stop.
   bool without_result = false;
   std::string response, termination, message;

@@ -9,6 +9,7 @@
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -70,10 +71,12 @@ size_t size_for_version(int version) {
 
 bool allow(int ruleset, const std::string& path, uint64_t rights) {
   const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
-  // A path that is not there needs no rule.
-  if (!file.valid()) return true;
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(path, ignored)) rights &= kOfFiles;
+  // A path that is not there, or not for this user, needs no rule. Any other failure would leave the
+  // worker without what it needs.
+  if (!file.valid()) return errno == ENOENT || errno == ENOTDIR || errno == EACCES;
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) return false;
+  if (!S_ISDIR(status.st_mode)) rights &= kOfFiles;
   landlock_path_beneath_attr rule{};
   rule.allowed_access = rights;
   rule.parent_fd = file.get();

@@ -128,7 +128,7 @@ bool LocalRunner::adopt(const AttemptPlace& place, Over over) {
   worker->over = std::move(over);
   worker->pid = read_pid(place.folder);
   if (worker->pid > 0) worker->process.reset(open_process(worker->pid));
-  if (!is_locked(place.folder + "/" + kLockFile)) return false;
+  if (!may_be_locked(place.folder + "/" + kLockFile)) return false;
   watch(std::move(worker));
   return true;
 }
@@ -154,7 +154,7 @@ void LocalRunner::look(const std::string& job) {
   Worker* worker = find(job);
   if (worker == nullptr) return;
   if (worker->is_child) end_child(worker);
-  if (worker->is_child || is_locked(worker->folder + "/" + kLockFile)) {
+  if (worker->is_child || may_be_locked(worker->folder + "/" + kLockFile)) {
     worker->watched = loop_->after(kLookAgain, [this, job] { look(job); });
     return;
   }

@@ -43,7 +43,7 @@ void refresh(const std::string& folder) {
 }
 
 bool is_done(const std::string& folder) { return file_size(folder + "/done").value_or(0) > 0; }
-bool has_lock(const std::string& folder) { return is_locked(folder + "/" + kLockFile); }
+bool has_lock(const std::string& folder) { return may_be_locked(folder + "/" + kLockFile); }
 
 std::string first_line(const std::string& text) {
   return text.substr(0, std::min(text.find('\n'), kLongestReason));

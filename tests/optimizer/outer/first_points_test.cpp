@@ -3,11 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 
 #include "cone_points.h"
 #include "conic_models.h"
+#include "solve/check/cone_violation.h"
 #include "solve/outer/bound_propagation.h"
+#include "solve/outer/inner_approximation.h"
+#include "task/numeric.h"
 
 namespace vorlan {
 namespace {
@@ -120,16 +124,80 @@ TEST(FirstPoints, DiveAsksTheContinuousModel) {
   const auto solve = [&](const std::vector<double>& lower, const std::vector<double>& upper) {
     ++solves;
     EXPECT_EQ(lower[0], 1.0) << "the largest is on";
-    EXPECT_EQ(upper[1], 1.0);
+    EXPECT_EQ(upper[1], solves == 1 ? 1.0 : 0.0);
     return std::vector<double>{1.0, 0.1, 0.2, 0.7};
   };
   const std::vector<double> x = outer::dive(model, {0.7, 0.6, 0.4, 0.3}, solve);
   EXPECT_EQ(x, (std::vector<double>{1.0, 0.0, 0.0, 1.0}));
-  EXPECT_EQ(solves, 1);
+  EXPECT_EQ(solves, 2);
   const auto fails = [](const std::vector<double>&, const std::vector<double>&) {
     return std::vector<double>();
   };
   EXPECT_TRUE(outer::dive(model, {0.7, 0.6, 0.4, 0.3}, fails).empty());
+}
+
+// The largest cannot be on at all: a dive goes on with the others.
+TEST(FirstPoints, DiveTakesBackWhatFails) {
+  Model model = binaries(4);
+  test::add_constraint(&model, 2.0, 2.0, std::vector<double>(4, 1.0));
+  const auto solve = [](const std::vector<double>& lower, const std::vector<double>&) {
+    if (lower[0] == 1.0 || lower[2] == 1.0) return std::vector<double>();
+    return std::vector<double>{0.0, 0.9, 0.2, 0.9};
+  };
+  const std::vector<double> x = outer::dive(model, {0.7, 0.6, 0.4, 0.3}, solve);
+  EXPECT_EQ(x, (std::vector<double>{0.0, 1.0, 0.0, 1.0}));
+}
+
+// Where no further variable can be on, a dive leaves the rest off.
+TEST(FirstPoints, DiveEndsWithTheRestOff) {
+  const Model model = binaries(30);
+  const auto solve = [](const std::vector<double>& lower, const std::vector<double>&) {
+    const double sum = std::accumulate(lower.begin(), lower.end(), 0.0);
+    return sum > 1.0 ? std::vector<double>() : std::vector<double>(30, 0.01);
+  };
+  const std::vector<double> x = outer::dive(model, std::vector<double>(30, 0.03), solve);
+  EXPECT_EQ(std::accumulate(x.begin(), x.end(), 0.0), 1.0);
+}
+
+TEST(FirstPoints, HaveAsManyOnAsWanted) {
+  Model model = binaries(4);
+  test::add_constraint(&model, 0.0, 3.0, std::vector<double>(4, 1.0));
+  const std::vector<double> x = {0.1, 0.4, 0.2, 0.3};
+  EXPECT_EQ(outer::count_integers(model, 4), 4U);
+  EXPECT_EQ(outer::count_on(model, x), 1U);
+  EXPECT_EQ(outer::with_largest_on(model, x, 0), std::vector<double>(4, 0.0));
+  EXPECT_EQ(outer::with_largest_on(model, x, 2), (std::vector<double>{0.0, 1.0, 0.0, 1.0}));
+  EXPECT_EQ(outer::with_largest_on(model, x, 4), (std::vector<double>{0.0, 1.0, 1.0, 1.0}))
+      << "three is the most";
+}
+
+// Each column of the polyhedron is a member of the cone.
+TEST(InnerApproximation, LiesInsideOfTheCones) {
+  for (const ConeKind kind : {ConeKind::kQuadratic, ConeKind::kRotatedQuadratic}) {
+    for (uint32_t seed = 1; seed <= 50; ++seed) {
+      SCOPED_TRACE(seed);
+      test::Random random(seed);
+      const Cone cone = test::random_cone(kind, 0, &random);
+      Model model = test::free_variables(std::vector<double>(cone.vars.size(), 0.0));
+      model.cones = {cone};
+      ASSERT_TRUE(outer::has_inner_approximation(model));
+      const Model linear =
+          outer::approximate_within(model, test::interior_point(cone, false, &random));
+      const size_t size = cone.vars.size();
+      ASSERT_GT(linear.cost.size(), size);
+      for (size_t j = size; j < linear.cost.size(); ++j) {
+        std::vector<double> member(size, 0.0);
+        for (size_t k = index(linear.matrix.start[j]); k < index(linear.matrix.start[j + 1]); ++k) {
+          member[index(linear.matrix.row[k])] = linear.matrix.value[k];
+        }
+        EXPECT_LE(cone_violation(cone, member), 1e-12);
+        EXPECT_GT(*std::max_element(member.begin(), member.end()), 0.0);
+      }
+    }
+  }
+  Model other = test::free_variables({0.0, 0.0, 0.0});
+  other.cones = {{ConeKind::kExponential, {0, 1, 2}, {}}};
+  EXPECT_FALSE(outer::has_inner_approximation(other));
 }
 
 }  // namespace

@@ -12,6 +12,9 @@ namespace {
 
 // Every row may be violated by the tolerance, which weakens the bound of a sum of many cuts.
 constexpr double kTolerance = 1e-9;
+// New rows and returns to a basis throw the weights of steepest edge away. Each row costs a solve
+// with the basis to have its weight anew; those of Devex begin at 1.
+constexpr int kHighsDevexWeights = 1;
 
 }  // namespace
 
@@ -30,6 +33,7 @@ DynamicLp::DynamicLp(const Model& model, double cost_factor)
   highs.setOptionValue("presolve", "off");
   highs.setOptionValue("solver", "simplex");
   highs.setOptionValue("threads", 1);
+  highs.setOptionValue("simplex_dual_edge_weight_strategy", kHighsDevexWeights);
   highs.setOptionValue("simplex_strategy", kHighsDualStrategy);
   highs.setOptionValue("primal_feasibility_tolerance", kTolerance);
   highs.setOptionValue("dual_feasibility_tolerance", kTolerance);

@@ -56,45 +56,140 @@ bool fix(int32_t var, double wanted, BoundPropagation* bounds) {
   return false;
 }
 
-// Fixes the largest open variables, a third of those that the point has on in sum, so that a dive
-// takes few steps and goes carefully at its end. False where nothing is possible any more.
-bool fix_some(const Model& linear, const std::vector<double>& x, BoundPropagation* bounds) {
-  constexpr double kShare = 1.0 / 3.0;
-  std::vector<int32_t> vars = sort_integers(linear, *bounds, x, Order::kLargestOn);
-  std::erase_if(vars, [&](int32_t var) { return bounds->lower(var) == bounds->upper(var); });
-  double sum = 0.0;
-  for (const int32_t var : vars) sum += std::clamp(x[index(var)], 0.0, 1.0);
-  const auto most = static_cast<size_t>(std::max(1.0, kShare * sum));
-  for (size_t k = 0; k < std::min(most, vars.size()); ++k) {
-    const double wanted = is_binary(*bounds, vars[k]) ? 1.0 : std::round(x[index(vars[k])]);
-    if (!fix(vars[k], wanted, bounds)) return false;
+// A dive by batches of variables. Where the continuous model has no point with a batch, half of it is
+// tried, and in the end the other side of its first variable.
+class Dive {
+ public:
+  Dive(const Model& linear, std::vector<double> x, const SolveWithin& solve)
+      : linear_(linear), x_(std::move(x)), solve_(solve), bounds_(linear) {}
+
+  std::vector<double> run() {
+    constexpr int kMostFailures = 12;
+    constexpr int kMostSteps = 40;
+    if (!bounds_.tighten_all()) return {};
+    size_t most = x_.size();  // of a batch
+    int failures = 0;
+    for (int step = 0; step < kMostSteps && failures < kMostFailures; ++step) {
+      const std::vector<int32_t> batch = choose_batch(most);
+      if (batch.empty()) return solve_there() ? x_ : std::vector<double>();
+      const size_t mark = bounds_.mark();
+      const bool possible = std::all_of(batch.begin(), batch.end(), [this](int32_t var) {
+        return fix(var, wanted(var), &bounds_);
+      });
+      if (possible && solve_there()) {
+        if (choose_batch(1).empty()) return x_;
+        most = 2 * batch.size();
+        continue;
+      }
+      bounds_.undo(mark);
+      if (batch.size() == 1 && failures++ == 0 && solve_with_rest_off()) return x_;
+      most = batch.size() / 2;
+      if (most == 0 && !exclude(batch.front())) return {};
+      most = std::max<size_t>(1, most);
+    }
+    return {};
   }
-  return true;
-}
+
+ private:
+  double wanted(int32_t var) const {
+    return is_binary(bounds_, var) ? 1.0 : std::round(x_[index(var)]);
+  }
+
+  // The largest open variables, a third of those that the point has on in sum, so that a dive takes
+  // few steps and goes carefully at its end.
+  std::vector<int32_t> choose_batch(size_t most) const {
+    constexpr double kShare = 1.0 / 3.0;
+    std::vector<int32_t> vars = sort_integers(linear_, bounds_, x_, Order::kLargestOn);
+    std::erase_if(vars, [this](int32_t var) { return bounds_.lower(var) == bounds_.upper(var); });
+    double sum = 0.0;
+    for (const int32_t var : vars) sum += std::clamp(x_[index(var)], 0.0, 1.0);
+    const auto share = static_cast<size_t>(std::max(1.0, kShare * sum));
+    vars.resize(std::min({share, most, vars.size()}));
+    return vars;
+  }
+
+  // Where no other variable can be on, enough of them may be.
+  bool solve_with_rest_off() {
+    const size_t mark = bounds_.mark();
+    const std::vector<double> x = x_;
+    for (const int32_t var : sort_integers(linear_, bounds_, x, Order::kLargestOn)) {
+      if (fix(var, std::floor(x[index(var)]), &bounds_)) continue;
+      bounds_.undo(mark);
+      return false;
+    }
+    if (solve_there()) return true;
+    bounds_.undo(mark);
+    return false;
+  }
+
+  // Takes the value that was wanted from a variable, and all beyond it.
+  bool exclude(int32_t var) {
+    const double value = std::clamp(wanted(var), bounds_.lower(var), bounds_.upper(var));
+    const bool is_upper = value > bounds_.lower(var);
+    return is_upper ? bounds_.tighten(var, bounds_.lower(var), value - 1.0)
+                    : bounds_.tighten(var, value + 1.0, bounds_.upper(var));
+  }
+
+  // Solves the continuous model within the bounds. Fixed integers are whole in the point.
+  bool solve_there() {
+    std::vector<double> lower = linear_.var_lower;
+    std::vector<double> upper = linear_.var_upper;
+    const auto for_integers = [this](auto&& act) {
+      for (int32_t j = 0; index(j) < x_.size(); ++j) {
+        if (linear_.var_kind[index(j)] == VarKind::kInteger) act(j);
+      }
+    };
+    for_integers([&](int32_t j) {
+      lower[index(j)] = bounds_.lower(j);
+      upper[index(j)] = bounds_.upper(j);
+    });
+    std::vector<double> found = solve_(lower, upper);
+    if (found.empty()) return false;
+    x_ = std::move(found);
+    for_integers([&](int32_t j) {
+      if (bounds_.lower(j) == bounds_.upper(j)) x_[index(j)] = bounds_.lower(j);
+    });
+    return true;
+  }
+
+  const Model& linear_;
+  std::vector<double> x_;
+  const SolveWithin& solve_;
+  BoundPropagation bounds_;
+};
 
 }  // namespace
 
 std::vector<double> dive(const Model& linear, std::vector<double> x, const SolveWithin& solve) {
-  constexpr int kMostSteps = 20;
+  return Dive(linear, std::move(x), solve).run();
+}
+
+size_t count_integers(const Model& linear, size_t num_variables) {
+  const auto end = linear.var_kind.begin() + static_cast<ptrdiff_t>(num_variables);
+  return static_cast<size_t>(std::count(linear.var_kind.begin(), end, VarKind::kInteger));
+}
+
+size_t count_on(const Model& linear, const std::vector<double>& x) {
+  double sum = 0.0;
+  for (size_t j = 0; j < x.size(); ++j) {
+    if (linear.var_kind[j] == VarKind::kInteger) sum += std::clamp(x[j], 0.0, 1.0);
+  }
+  return static_cast<size_t>(std::round(sum));
+}
+
+std::vector<double> with_largest_on(const Model& linear, const std::vector<double>& x,
+                                    size_t count) {
   BoundPropagation bounds(linear);
   if (!bounds.tighten_all()) return {};
-  for (int step = 0; step < kMostSteps; ++step) {
-    if (!fix_some(linear, x, &bounds)) return {};
-    std::vector<double> lower = linear.var_lower;
-    std::vector<double> upper = linear.var_upper;
-    bool open = false;
-    for (int32_t j = 0; index(j) < x.size(); ++j) {
-      if (linear.var_kind[index(j)] != VarKind::kInteger) continue;
-      lower[index(j)] = bounds.lower(j);
-      upper[index(j)] = bounds.upper(j);
-      open = open || bounds.lower(j) < bounds.upper(j);
-      x[index(j)] = bounds.lower(j);
-    }
-    if (!open) return x;
-    x = solve(lower, upper);
-    if (x.empty()) return {};
+  std::vector<double> point = x;
+  size_t place = 0;
+  for (const int32_t var : sort_integers(linear, bounds, x, Order::kLargestOn)) {
+    const bool on = place++ < count;
+    const double value = on ? std::ceil(x[index(var)]) : std::floor(x[index(var)]);
+    if (!fix(var, is_binary(bounds, var) ? (on ? 1.0 : 0.0) : value, &bounds)) return {};
+    point[index(var)] = bounds.lower(var);
   }
-  return {};
+  return point;
 }
 
 std::vector<std::vector<double>> first_points(const Model& linear, const std::vector<double>& x) {

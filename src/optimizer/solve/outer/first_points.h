@@ -19,9 +19,18 @@ namespace vorlan::outer {
 // point satisfy its constraints as far as propagation sees.
 std::vector<std::vector<double>> first_points(const Model& linear, const std::vector<double>& x);
 
+// The point whose largest binary variables, so many of them, are on and all others off, as far as
+// the linear constraints allow; other integers are rounded up or down. Nothing where that is
+// impossible. In many models more of them are feasible or fewer are, and a search finds how many.
+std::vector<double> with_largest_on(const Model& linear, const std::vector<double>& x,
+                                    size_t count);
+size_t count_integers(const Model& linear, size_t num_variables);
+// How many integers are on if the binary variables of a point are on by shares.
+size_t count_on(const Model& linear, const std::vector<double>& x);
+
 // A dive: fixes the largest binary variables of a point to 1, and the integers nearest to whole
-// values, a few at a time, and has the continuous model solved again with these. The function
-// returns its optimum within bounds of the variables, or nothing where there is none. The result is
+// values, a few at a time, and has the continuous model solved again with these, or with fewer where
+// that has no point. The function returns its optimum within bounds of the variables, or nothing where there is none. The result is
 // a point whose integers are whole, or nothing.
 using SolveWithin = std::function<std::vector<double>(const std::vector<double>& lower,
                                                       const std::vector<double>& upper)>;

@@ -76,6 +76,16 @@ Status InnerSolver::solve_integer(const MinimizeProblem& problem, const Paramete
   return status;
 }
 
+Status InnerSolver::solve_aside(const MinimizeProblem& problem, const Parameters& parameters,
+                                BackendResult* found) {
+  InnerMonitor monitor(this);
+  Status status =
+      kHighsRelaxationBackend.solve(problem, parameters, seconds_left(), &monitor, found);
+  nodes_ += std::max<int64_t>(0, found->progress.nodes);
+  simplex_ += std::max<int64_t>(0, found->progress.simplex_iterations);
+  return status;
+}
+
 bool InnerSolver::should_stop() {
   return monitor_->should_stop(progress()) || seconds_left() <= 0.0 || bounds_->is_closed() ||
          bounds_->is_contradicted();

@@ -28,6 +28,10 @@ class InnerSolver {
   Status solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
                        double objective_factor, OnPoint on_point, BackendResult* found);
 
+  // Solves a mixed-integer linear model whose bound says nothing about the bounds.
+  Status solve_aside(const MinimizeProblem& problem, const Parameters& parameters,
+                     BackendResult* found);
+
   // Counts a node of a tree that is searched elsewhere, and the simplex iterations that it took.
   void count_node(int64_t iterations);
   double seconds_left() const;

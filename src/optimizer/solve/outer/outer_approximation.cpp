@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "solve/outer/first_points.h"
+#include "solve/outer/inner_approximation.h"
 #include "solve/outer/tree_search.h"
 #include "solve/run/listener.h"
 #include "task/parameter_index.h"
@@ -106,11 +107,58 @@ void OuterApproximation::try_first_points(const ContinuousRelaxation& continuous
     trials_->try_integers(point);
   }
   if (bounds_.has_incumbent() || solver_.should_stop()) return;
+  try_numbers_on(linear, x);
+  if (bounds_.has_incumbent() || solver_.should_stop()) return;
+  try_inner_point(x);
+  if (!bounds_.has_incumbent() && !solver_.should_stop()) try_dive(continuous);
+}
+
+void OuterApproximation::try_dive(const ContinuousRelaxation& continuous) {
+  const Model linear = relaxation_->make_model();
   const auto solve = [&](const std::vector<double>& lower, const std::vector<double>& upper) {
     return continuous.solve_within(lower, upper, &solver_);
   };
-  const std::vector<double> point = dive(linear, x, solve);
+  const std::vector<double> point = dive(linear, continuous.answer().x, solve);
   if (!point.empty()) trials_->try_integers(point);
+}
+
+// Searches by halves how many of the largest variables can be on.
+void OuterApproximation::try_numbers_on(const Model& linear, const std::vector<double>& x) {
+  const auto is_better = [&](size_t count) {
+    const double before = bounds_.incumbent();
+    const std::vector<double> point = with_largest_on(linear, x, count);
+    if (!point.empty()) trials_->try_integers(point);
+    return bounds_.incumbent() < before;
+  };
+  if (is_better(count_on(linear, x))) return;
+  size_t good = 0;
+  size_t bad = count_integers(linear, x.size());
+  if (!is_better(good)) {
+    std::swap(good, bad);
+    if (!is_better(good)) return;
+  }
+  while (std::max(good, bad) - std::min(good, bad) > 1) {
+    if (solver_.should_stop() || !trials_->failure().ok()) return;
+    const size_t middle = (good + bad) / 2;
+    (is_better(middle) ? good : bad) = middle;
+  }
+}
+
+// Tries the integers of the first point that branch and cut finds inside the cones.
+void OuterApproximation::try_inner_point(const std::vector<double>& x) {
+  constexpr int32_t kMostNodes = 50;
+  const Model& model = problem_.model;
+  if (!has_inner_approximation(model)) return;
+  const Model linear = approximate_within(model, x);
+  Parameters parameters = parameters_;
+  parameters.set(IntParam::kMipSolutionLimit, 1);
+  parameters.set(IntParam::kMipNodeLimit,
+                 std::min(kMostNodes, parameters.get(IntParam::kMipNodeLimit)));
+  BackendResult found;
+  const Status status = solver_.solve_aside(MinimizeProblem(linear), parameters, &found);
+  if (!status.ok() || found.x.size() != linear.cost.size()) return;
+  found.x.resize(model.cost.size());
+  trials_->try_integers(found.x);
 }
 
 // Without an answer to the continuous model the rounds begin with what its last point says.

@@ -58,6 +58,9 @@ class OuterApproximation {
   void learn_from_stall(const ContinuousRelaxation& continuous);
   // Tries integers that follow from the optimum of the continuous model.
   void try_first_points(const ContinuousRelaxation& continuous);
+  void try_numbers_on(const Model& linear, const std::vector<double>& x);
+  void try_dive(const ContinuousRelaxation& continuous);
+  void try_inner_point(const std::vector<double>& x);
   // Searches one tree with lazy cuts, where the model has a norm of many members.
   void search_tree();
   bool is_new_ground(const std::vector<double>& columns);

@@ -19,7 +19,7 @@ constexpr int kNodeRounds = 2;
 constexpr double kLeastGain = 1e-3;
 // The shares by which members of a norm may fall short there.
 constexpr double kRootShare = 1e-4;
-constexpr double kNodeShare = 1e-2;
+constexpr double kNodeShare = 5e-2;
 constexpr int kMostWholePoints = 200;  // at one node
 // Strong branching: so many variables at a node, and iterations for each direction, until both
 // directions of a variable are known this often.

@@ -108,8 +108,11 @@ RemoteJob::RemoteJob(const RemoteRequest& request, const Address& address)
       patience_(patience()),
       last_answer_(now()) {}
 
-double RemoteJob::optimizer_seconds() const {
-  return is_solving_ ? solve_seconds_ + (now() - solve_time_) : solve_seconds_;
+// Between two answers this machine's clock goes on; what was told once is not taken back.
+double RemoteJob::optimizer_seconds() {
+  const double since = is_solving_ ? now() - solve_time_ : 0.0;
+  told_seconds_ = std::max(told_seconds_, solve_seconds_ + since);
+  return told_seconds_;
 }
 
 bool RemoteJob::beat() {
@@ -225,7 +228,9 @@ void RemoteJob::take_state(const std::string& text) {
   state_.message = text_of(document, "message");
   state_.seq = document.value("seq", uint64_t{0});
   state_.log_bytes = document.value("solve_log_bytes", uint64_t{0});
-  state_.attempt = document.value("attempt", int64_t{0});
+  const auto attempt = document.value("attempt", int64_t{0});
+  if (attempt != state_.attempt) told_seconds_ = 0.0;
+  state_.attempt = attempt;
   const auto seconds = document.find("solve_seconds");
   const bool began = seconds != document.end() && seconds->is_number();
   solve_seconds_ = began ? seconds->get<double>() : 0.0;

@@ -36,7 +36,7 @@ class RemoteJob {
   };
 
   bool beat();
-  double optimizer_seconds() const;
+  double optimizer_seconds();
   HttpReply request(const HttpRequest& request);
   void check(const HttpReply& reply);
   bool submit();
@@ -65,6 +65,7 @@ class RemoteJob {
   double stop_time_ = 0.0;      // when the caller asked to stop
   double solve_seconds_ = 0.0;  // of the remote optimizer, at solve_time_
   double solve_time_ = 0.0;
+  double told_seconds_ = 0.0;  // of this attempt
   bool is_solving_ = false;
   uint64_t log_position_ = 0;
   int64_t log_attempt_ = 0;

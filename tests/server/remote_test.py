@@ -8,6 +8,7 @@ how many random faults of the wire there are (4).
 """
 import contextlib
 import csv
+import ctypes
 import gzip
 import os
 import pathlib
@@ -426,6 +427,65 @@ class SlowWires(RemoteTest):
     def test_the_time_limit_does_not_count_fetching(self):
         self.assertGreater(self.run_slowly(self.FETCHING, items=",time-limit=1"), 1.0)
         self.check_whole()
+
+
+LIBRARY = pathlib.Path(harness.PROGRAM).parent.parent / "lib" / "libvorlan64.so.11.0"
+CALLBACK = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p, ctypes.c_int,
+                            ctypes.POINTER(ctypes.c_double), ctypes.POINTER(ctypes.c_int), ctypes.POINTER(ctypes.c_long))
+
+
+@unittest.skipIf(b"__asan_init" in LIBRARY.read_bytes(), "the sanitizer's library cannot be loaded into Python")
+class Callback(RemoteTest):
+    """The progress callback comes 10 times a second or more in each phase, in the thread of the caller."""
+
+    OPTIMIZER_SECONDS = 50  # the place among the callback's doubles
+
+    def optimize(self, model, wire, stop_at):
+        """Pairs of a callback's time and the optimizer's time; the callback asks to stop at that optimizer's time."""
+        library = ctypes.CDLL(str(LIBRARY))
+        calls, threads = [], set()
+
+        def note(_task, _handle, _code, doubles, _ints, _longs):
+            calls.append((time.monotonic(), doubles[self.OPTIMIZER_SECONDS]))
+            threads.add(threading.get_ident())
+            return calls[-1][1] > stop_at
+
+        task, termination, callback = ctypes.c_void_p(), ctypes.c_int(), CALLBACK(note)
+        self.assertEqual(library.VLN_makeemptytask(None, ctypes.byref(task)), 0)
+        try:
+            self.assertEqual(library.VLN_putcallbackfunc(task, callback, None), 0)
+            self.assertEqual(library.VLN_readdata(task, os.fsencode(model)), 0)
+            address = f"http://127.0.0.1:{wire.port}".encode()
+            self.assertEqual(library.VLN_optimizermt(task, address, self.server.token.encode(),
+                                                     ctypes.byref(termination)), 0)
+        finally:
+            library.VLN_deletetask(ctypes.byref(task))
+            wire.close()
+        self.assertEqual(threads, {threading.get_ident()})
+        return calls
+
+    def check_rate(self, calls):
+        seconds = calls[-1][0] - calls[0][0]
+        self.assertGreater(seconds, 0.5)
+        self.assertGreater(len(calls), 10 * seconds)
+
+    def test_while_sending_queueing_and_solving(self):
+        client = self.start("--slots", "1")
+        blocker = client.submitted(harness.hard_model(), name="h.mps", time_limit="3")
+        client.await_solve(blocker)
+        self.write_hard_model()
+        wire = Wire(self.server.port, [], SlowWires.SENDING)
+        calls = self.optimize(self.folder / "hard.mps", wire, stop_at=1.0)
+        solving = [call for call in calls if call[1] > 0.0]
+        self.check_rate(calls[:-len(solving)])
+        self.check_rate(solving)
+        told = [seconds for _, seconds in calls]
+        self.assertEqual(told, sorted(told))
+
+    def test_while_fetching(self):
+        self.start()
+        wire = Wire(self.server.port, [], SlowWires.FETCHING)
+        self.check_rate(self.optimize(harness.EXAMPLES / "workshop.mps", wire, stop_at=60.0))
 
 
 class BrokenWires(RemoteTest):

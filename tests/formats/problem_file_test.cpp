@@ -205,6 +205,34 @@ TEST(SolutionFile, JsonAndSolverResultSayWhatTheSolveGave) {
   }
 }
 
+TEST(ProblemFile, TheLogSaysWhatWasRead) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("a.ptf", R"(Minimize ] extended problem 1
+Matrix Variables
+ X(2)
+Maximize
+ o: X(1,1) + x + [ y ^ 2 ] / 2
+Subject To
+ c: x + y >= 1
+Bounds
+ y <= 3
+Cones
+ k: quadratic x y
+General
+ x
+Semi-continuous
+ y
+End
+)"),
+            VLN_RES_OK)
+      << task.last_message();
+  EXPECT_NE(task.log().find("Read 1 constraints, 2 variables, 2 matrix elements, 1 integer, 1 "
+                            "semi-continuous, 1 quadratic elements, 1 cones, 1 matrix variables, "
+                            "maximize in "),
+            std::string::npos)
+      << task.log();
+}
+
 TEST(ProblemFile, AnErrorIsOneLineWhateverTheFileIsCalled) {
   TestTask task;
   EXPECT_NE(VLN_readdata(task, "/nonexistent/a\n\x1b[31m.mps"), VLN_RES_OK);

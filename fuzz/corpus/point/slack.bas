@@ -1,0 +1,4 @@
+* a comment
+NAME
+ LL x3
+ENDATA

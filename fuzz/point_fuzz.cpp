@@ -11,15 +11,16 @@
 namespace vorlan {
 namespace {
 
-// The model of corpus/point: names as they are, one that no such file can hold, and none at all.
-Model three_variables() {
+// The model of corpus/point: names as they are, one that no such file can hold, one that is like
+// what stands for it, and none at all.
+Model four_variables() {
   Model model;
-  model.cost = model.var_lower = model.var_upper = {1.0, 2.0, 3.0};
+  model.cost = model.var_lower = model.var_upper = {1.0, 2.0, 3.0, 4.0};
   model.con_lower = model.con_upper = {3.0, 4.0};
-  model.var_kind.resize(3, VarKind::kContinuous);
-  model.matrix.start = {0, 0, 0, 0};
-  for (const char* name : {"a&b", "with blank", ""}) model.var_names.add(name);
-  for (const char* name : {"row", ""}) model.con_names.add(name);
+  model.var_kind.resize(4, VarKind::kContinuous);
+  model.matrix.start = {0, 0, 0, 0, 0};
+  for (const char* name : {"a&b", "with blank", "x2", ""}) model.var_names.add(name);
+  for (const char* name : {"c2", "\x1b"}) model.con_names.add(name);
   return model;
 }
 
@@ -49,7 +50,7 @@ Status write_keys(const ProblemView& problem, OutputFile* file, Warnings*) {
 std::string fault_of(ProblemReader read, ProblemWriter write, std::string_view text) {
   ProblemFile first, second;
   Warnings warnings;
-  first.model = second.model = three_variables();
+  first.model = second.model = four_variables();
   const Status status = test::read_text(read, text, &first, &warnings);
   if (!status.ok()) return status.message().empty() ? "refused without a message" : "";
   const Solution& taken = first.solutions[kPlace];

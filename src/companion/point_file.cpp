@@ -15,14 +15,21 @@
 #include <unordered_map>
 #include <utility>
 
+#include "answer_text.h"
+
 namespace vorlan::companion {
 
 namespace {
 
 using nlohmann::json;
 
+// What a file calls a variable may be long, and may be meant for the reader's terminal.
+constexpr std::size_t kLongestReason = 300;
+
 [[noreturn]] void refuse(const std::string& file, const std::string& reason) {
-  throw std::runtime_error(file + ": " + reason);
+  const bool is_long = reason.size() > kLongestReason;
+  throw std::runtime_error(printable(file + ": " + reason.substr(0, kLongestReason)) +
+                           (is_long ? "..." : ""));
 }
 
 std::string read_file(const std::string& file) {
@@ -113,7 +120,7 @@ NamedPoint from_solution(const json& document, const ModelData& model, const std
     }
     const json& variables = document.at("variables");
     for (std::size_t j = 0; variables.contains("names") && j < model.variable_names.size(); ++j) {
-      const json& name = variables["names"][j];
+      const json& name = variables["names"].at(j);
       if (!name.is_string() || name.get<std::string>().empty()) continue;
       if (name.get<std::string>() == model.variable_names[j]) continue;
       refuse(file, fmt::format("the solution is of another model: variable {} is '{}' there and "
@@ -207,10 +214,13 @@ NamedPoint from_csv(const std::string& content, const ModelData& model, const st
   return builder.finish();
 }
 
+// No form has the name or the value behind more words than these.
+constexpr std::size_t kMostWords = 4;
+
 std::vector<std::string> words_of(const std::string& line) {
   std::istringstream stream(line);
   std::vector<std::string> words;
-  for (std::string word; stream >> word;) words.push_back(word);
+  for (std::string word; words.size() < kMostWords && stream >> word;) words.push_back(word);
   return words;
 }
 

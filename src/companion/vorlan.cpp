@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "command_table.h"
@@ -40,6 +41,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "vorlan: %s\n", error.what());
     return static_cast<int>(SolveOutcome::kUsage);
   } catch (const vorlan::companion::LibraryRefusal&) {
+    return static_cast<int>(SolveOutcome::kFailed);
+  } catch (const std::bad_alloc&) {
+    std::fputs("vorlan: there is not enough memory\n", stderr);
     return static_cast<int>(SolveOutcome::kFailed);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vorlan: %s\n", error.what());

@@ -235,6 +235,20 @@ class Check(CompanionTest):
         self.assertEqual(ended.returncode, 3 if found else 0, ended.stderr)
         return [(v["kind"], v["name"], v["violation"] and round(v["violation"], 6)) for v in found]
 
+    def test_hostile_points_are_refused_in_a_short_line(self):
+        model = self.file("m.lp", FURNITURE)
+        of_nobody = json.dumps({"solutions": {"basic": {"xx": [1, 2]}}, "variables": {"names": []}})
+        deep = '{"a":' * 100000
+        for content, reason in (("\x1b[2Jchairs\x07 1\n", r"the model has no variable '\x1b[2Jchairs\x07'"),
+                                ("a" * 100000 + " 1\n", "the model has no variable 'aaa"),
+                                ("chairs " + "1 " * 3000000 + "\nx 1\n", "the model has no variable 'x'"),
+                                (of_nobody, "array index 0 is out of range"), (deep, "parse error")):
+            ended = self.check(model, self.file("p.sol", content))
+            self.assertEqual(ended.returncode, 1)
+            self.assertIn(reason, ended.stderr)
+            self.assertLess(len(ended.stderr), 500)
+            self.assertNotIn("\x1b", ended.stderr)
+
     def test_every_form_of_a_solution_is_read(self):
         model = self.file("f.lp", FURNITURE)
         self.run_program("--json", "--output", "a.json", model)

@@ -481,12 +481,13 @@ TEST(CborTask, TakesArraysOfEveryType) {
   const std::string costs = "linear" + bytes({0xd8, 0x56, 0x50}) +
                             bytes({0, 0, 0, 0, 0, 0, 0xf0, 0x3f, 0, 0, 0, 0, 0, 0, 0x04, 0x40});
   const std::string rows = "row" + bytes({0xd8, 0x4e, 0x48}) + std::string(8, '\0');
-  const std::string singles =
-      replaced(text, costs, "linear" + bytes({0xd8, 0x55, 0x48, 0, 0, 0x80, 0x3f, 0, 0, 0x20, 0x40}));
+  const std::string singles = replaced(
+      text, costs, "linear" + bytes({0xd8, 0x55, 0x48, 0, 0, 0x80, 0x3f, 0, 0, 0x20, 0x40}));
   for (const auto& [tag, size] :
        {std::pair(64, 1), {69, 2}, {70, 4}, {71, 8}, {77, 2}, {78, 4}, {79, 8}}) {
     const auto head = bytes({0xd8, tag, 0x40 + 2 * size});
-    const std::string other = replaced(singles, rows, "row" + head + std::string(2 * static_cast<size_t>(size), '\0'));
+    const std::string other =
+        replaced(singles, rows, "row" + head + std::string(2 * static_cast<size_t>(size), '\0'));
     ProblemFile back;
     Warnings warnings;
     ASSERT_EQ(read_text(read_task, other, &back, &warnings).message(), "") << tag;

@@ -1,5 +1,5 @@
 NAME          b
- XU a&b row
- XL x2 c2
+ XU a&b c2
+ XL x2_ c2_
  UL x3
 ENDATA

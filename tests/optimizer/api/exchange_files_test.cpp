@@ -160,6 +160,27 @@ TEST(ExchangeFiles, NamesInXmlAreDecodedOnce) {
       << task.log();
 }
 
+// What stands for a name that such a file cannot hold is never the name of another variable.
+TEST(ExchangeFiles, StandInsForNamesAreReadBack) {
+  const std::string model =
+      "\\ Dialect: encoded names\nmax\n o: %20a + 2 x1 + 3 x1_ + 4 c%7f%c2%9b + 5 _%3dobj%3d\n"
+      "st\n c: %20a >= 0\nbounds\n %20a <= 1\n x1 <= 2\n x1_ <= 3\n c%7f%c2%9b <= 4\n"
+      " _%3dobj%3d <= 5\nint\n x1\nend\n";
+  TestTask task;
+  ASSERT_EQ(task.read_as("names.lp", model), VLN_RES_OK) << task.last_message();
+  const std::string path = test_file_path("names.sol");
+  put(task, "VLN_SPAR_SOLUTION_FILE", path);
+  task.solve();
+  const std::string file = read_all(path);
+  EXPECT_NE(file.find("\nx1__ 1\nx1 2\nx1_ 3\nx4 4\nx5 5\n"), std::string::npos) << file;
+  put(task, "VLN_SPAR_SOLUTION_FILE", "");
+  put(task, "VLN_SPAR_START_FILE", path);
+  task.solve();
+  EXPECT_NE(task.log().find("5 of 5 variables given; a feasible point with objective 55"),
+            std::string::npos)
+      << task.log();
+}
+
 TEST(ExchangeFiles, TheLimitOfALineHoldsForStartsAndBases) {
   const std::string two(size_t{2} << 20, 'x');
   for (const char* parameter : {"VLN_SPAR_START_FILE", "VLN_SPAR_BASIS_IN_FILE"}) {

@@ -102,8 +102,8 @@ Status write_basis(const Model& model, const Solution& solution, OutputFile* fil
   if (!is_basis(model, solution)) {
     return {Code::kErrFileFormat, "there is no basic solution whose basis could be written"};
   }
-  const PointNames vars(model.var_names, model.cost.size(), 'x');
-  const PointNames cons(model.con_names, model.con_lower.size(), 'c');
+  PointNames vars(model.var_names, model.cost.size(), 'x');
+  PointNames cons(model.con_names, model.con_lower.size(), 'c');
   file->append("NAME\n");
   size_t row = 0;
   for (size_t j = 0; j < solution.skx.size(); ++j) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "file/numbers.h"
+#include "file/text_reader.h"
 #include "format/common/nearest.h"
 #include "task/numeric.h"
 
@@ -22,23 +23,32 @@ void PointNames::fill_table() {
 
 bool PointNames::is_usable(size_t index) const {
   const std::string_view name = names_[index];
-  const auto is_blank = [](char c) { return static_cast<unsigned char>(c) <= ' '; };
-  return !name.empty() && name.front() != '#' && name.front() != '<' &&
-         std::none_of(name.begin(), name.end(), is_blank);
+  const auto is_blank = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7f; };
+  return !name.empty() && name.front() != '#' && name.front() != '<' && name != "=obj=" &&
+         name != "**" && std::none_of(name.begin(), name.end(), is_blank) &&
+         !has_high_control(name);
 }
 
-std::string PointNames::name_of(size_t index) const {
-  return is_usable(index) ? std::string(names_[index]) : letter_ + std::to_string(index + 1);
+std::string PointNames::name_of(size_t index) {
+  if (is_usable(index)) return std::string(names_[index]);
+  std::string word = letter_ + std::to_string(index + 1);
+  while (is_name(word)) word += '_';
+  return word;
+}
+
+bool PointNames::is_name(std::string_view word) {
+  if (!has_table_) fill_table();
+  return table_.find(word) >= 0;
 }
 
 int32_t PointNames::find(std::string_view name) {
-  if (!has_table_) fill_table();
-  const int32_t found = table_.find(name);
-  if (found >= 0 || name.size() < 2 || name[0] != letter_) return found;
+  if (is_name(name)) return table_.find(name);
+  if (name.empty() || name[0] != letter_) return -1;
+  const std::string_view digits = name.substr(1, name.find('_') - 1);
   int32_t number = 0;
-  if (!parse_int32(name.substr(1), &number) || number < 1) return -1;
+  if (!parse_int32(digits, &number) || number < 1 || index(number) > count_) return -1;
   const size_t place = index(number) - 1;
-  return place < count_ && !is_usable(place) ? number - 1 : -1;
+  return !is_usable(place) && name_of(place) == name ? number - 1 : -1;
 }
 
 std::string PointNames::advice(std::string_view name) const {

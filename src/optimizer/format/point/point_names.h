@@ -1,5 +1,6 @@
 // How these files call variables and constraints: by their names, or by a letter and the number
-// from 1 where a name is missing or has a blank in it, which no reader of such files could take.
+// from 1 where a name is missing or would be taken for something else, as one with a blank or a
+// control character in it. Where such a word is the name of another element, underscores follow.
 #pragma once
 
 #include <string>
@@ -16,7 +17,7 @@ class PointNames {
   // names is made by the first search: writing needs none.
   PointNames(const NameList& names, size_t count, char letter);
 
-  std::string name_of(size_t index) const;
+  std::string name_of(size_t index);
   // -1 when there is none.
   int32_t find(std::string_view name);
   // "; did you mean 'NAME'?", or nothing.
@@ -24,6 +25,7 @@ class PointNames {
 
  private:
   bool is_usable(size_t index) const;
+  bool is_name(std::string_view word);
   void fill_table();
 
   const NameList& names_;

@@ -16,7 +16,7 @@ Status write_point(const Model& model, const Solution& solution, OutputFile* fil
   file->append("\nobjective value: ");
   file->append_number(solution.primal_objective);
   file->append('\n');
-  const PointNames names(model.var_names, model.cost.size(), 'x');
+  PointNames names(model.var_names, model.cost.size(), 'x');
   for (size_t j = 0; j < solution.xx.size() && !file->failed(); ++j) {
     file->append(names.name_of(j));
     file->append(' ');

@@ -1,5 +1,6 @@
 // Points and bases: any bytes give a message, or values of variables, or a basis, which are written,
-// read again as the same and written a second time as the same bytes.
+// read again as the same and written a second time as the same bytes. Branching priorities, which
+// nobody writes, are read to a message or a number for each variable.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -47,6 +48,20 @@ Status write_keys(const ProblemView& problem, OutputFile* file, Warnings*) {
   return write_basis(problem.model, problem.solutions[kPlace], file);
 }
 
+std::string fault_of_priorities(std::string_view text) {
+  const auto read = [](InputStream* input, const ReadLimits&, ProblemFile* file, Warnings*) {
+    std::vector<int32_t> priorities;
+    Status status = read_priorities(input, file->model, &priorities);
+    if (status.ok() && priorities.size() != file->model.cost.size()) std::abort();
+    return status;
+  };
+  ProblemFile file;
+  Warnings warnings;
+  file.model = four_variables();
+  const Status status = test::read_text(read, text, &file, &warnings);
+  return status.ok() || !status.message().empty() ? "" : "refused without a message";
+}
+
 std::string fault_of(ProblemReader read, ProblemWriter write, std::string_view text) {
   ProblemFile first, second;
   Warnings warnings;
@@ -73,6 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   std::string fault = vorlan::fault_of(vorlan::read_values, vorlan::write_values, text);
   if (fault.empty()) fault = vorlan::fault_of(vorlan::read_keys, vorlan::write_keys, text);
+  if (fault.empty()) fault = vorlan::fault_of_priorities(text);
   if (fault.empty()) return 0;
   std::fprintf(stderr, "%s\n", fault.c_str());
   std::abort();

@@ -62,11 +62,13 @@ locked() {
   exec {lock}>&-
 }
 
-# Where the built copy of a dependency is. cmake/Dependencies.cmake computes the same path.
+# Where the built copy of a dependency is: a change of its recipe, or of the patch beside it, gives
+# it a new place. cmake/Dependencies.cmake computes the same path.
 dependency_prefix() {
-  local recipe=$root/scripts/dependencies/$1.sh version key
+  local recipe=$root/scripts/dependencies/$1.sh patch=$root/scripts/dependencies/$1.patch version key
   version=$(sed -n 's/^version=//p' "$recipe")
-  key=$(sha256sum "$recipe")
+  [[ -r $patch ]] || patch=/dev/null
+  key=$(cat "$recipe" "$patch" | sha256sum)
   printf '%s/deps/%s-%s-%s%s-%s\n' "$cache" "$1" "$version" "$distribution" "$release" "${key:0:12}"
 }
 

@@ -3,7 +3,7 @@
 # Debian 12 does not have it, and the development package of Debian 13 cannot be used through CMake:
 # its exported target names a file in the folder where the package was built. So it is built from
 # Debian's source archive on both.
-# A change in this file gives the built copy a new place in the cache.
+# A change in this file, or in the patch beside it, gives the built copy a new place in the cache.
 version=1.10.0
 source_package=highs
 
@@ -14,7 +14,10 @@ source_package=highs
 # Presolve asks whether a continuous variable of an equation is always integer by the row's lower
 # side, which is infinite where the row is an equation at its upper side only: every variable passes,
 # and a worse point is called optimal. The side that counts is the one computed above the question.
+#
+# highs.patch says what it adds, and why.
 prepare() {
+  patch --strip=1 --fuzz=0 --silent <"$root/scripts/dependencies/highs.patch"
   find . -name '*.h' -exec sed -i -E 's/^const (std::)?string [A-Za-z_]+ ?=/inline &/' {} +
   sed -i '/CMAKE_CUDA_PATH.*include"/d' src/CMakeLists.txt
   local presolve=src/presolve/HPresolve.cpp

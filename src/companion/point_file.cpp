@@ -115,7 +115,7 @@ NamedPoint from_solution(const json& document, const ModelData& model, const std
     NamedPoint named;
     named.point.values = numbers(solution.at("xx"));
     if (named.point.values.size() != model.variable_names.size()) {
-      refuse(file, fmt::format("the solution has {} variables, the model {}",
+      refuse(file, fmt::format("the number of variables is {} in the solution and {} in the model",
                                named.point.values.size(), model.variable_names.size()));
     }
     const json& variables = document.at("variables");

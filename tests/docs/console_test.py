@@ -6,8 +6,10 @@ usage: console_test.py PROGRAM DOCUMENT
 A block "```lp NAME" or "```python NAME" gives a file of that name. In a block "```console" a line that begins with "$ "
 is a command for the shell, lines that begin with "> " continue it, and the rest is what it prints
 (standard output and standard error, blanks at ends of lines apart). "..." stands for any text, over
-lines too where it is a line by itself. All blocks run in one empty folder, where vorlancli is PROGRAM,
-vorlan is the program beside it, and Python knows the module vorlan.
+lines too where it is a line by itself. All blocks run in one folder, where vorlancli is PROGRAM,
+vorlan is the program beside it, ./run starts them as the one of the project does, examples/ has the
+examples, and Python knows the module vorlan. A block with a command of the server is passed over: its
+own tests run it.
 """
 import os
 import pathlib
@@ -18,6 +20,14 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SYSTEM_PYTHON = pathlib.Path("/usr/bin/python3")
+
+# What ./run does once everything is built.
+RUN = """#!/bin/sh
+case $1 in
+  vorlan) shift; exec vorlan "$@" ;;
+  *) exec vorlancli "$@" ;;
+esac
+"""
 
 
 def blocks(text):
@@ -50,12 +60,21 @@ def pattern(lines):
     return "".join(parts)
 
 
+def is_runnable(words, lines):
+    """True for a console block without the server."""
+    return words[0] == "console" and not any(command.startswith("vorlanserver")
+                                             for command, _ in commands(lines))
+
+
 def main(program, document):
     text = pathlib.Path(document).read_text(encoding="utf-8")
     wrong = count = 0
     with tempfile.TemporaryDirectory() as folder:
         place = pathlib.Path(folder)
         (place / "bin").mkdir()
+        (place / "examples").symlink_to(ROOT / "examples")
+        (place / "run").write_text(RUN, encoding="utf-8")
+        (place / "run").chmod(0o755)
         for name in ("vorlancli", "vorlan"):
             (place / "bin" / name).symlink_to(pathlib.Path(program).resolve().with_name(name))
         if SYSTEM_PYTHON.exists():  # which has the modules of the system's packages
@@ -65,7 +84,7 @@ def main(program, document):
         for words, lines in blocks(text):
             if words[0] in ("lp", "python") and len(words) > 1:
                 (place / words[1]).write_text("\n".join(lines) + "\n", encoding="utf-8")
-            for command, shown in commands(lines) if words[0] == "console" else ():
+            for command, shown in commands(lines) if is_runnable(words, lines) else ():
                 ended = subprocess.run(["bash", "-c", command], cwd=place, env=environment, timeout=120,
                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                        stderr=subprocess.STDOUT, text=True, check=False)

@@ -672,10 +672,10 @@ TEST(MpsWrite, Refusals) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   Model cone = one_variable(0.0, kInfinity);
   cone.cones.push_back({ConeKind::kQuadratic, {0}, {}});
-  EXPECT_EQ(write(cone), "refused: an MPS file cannot hold the model: it has 1 cones");
+  EXPECT_EQ(write(cone), "refused: an MPS file cannot hold the model: it has 1 cone");
   Model matrix = one_variable(0.0, kInfinity);
   matrix.matrix_vars.push_back({3});
-  EXPECT_EQ(write(matrix), "refused: an MPS file cannot hold the model: it has 1 matrix variables");
+  EXPECT_EQ(write(matrix), "refused: an MPS file cannot hold the model: it has 1 matrix variable");
   EXPECT_EQ(write(one_variable(nan, 1.0)),
             "refused: an MPS file cannot hold the model: a bound of variable 'x' is no number");
   EXPECT_EQ(write(with_sides(2.0, 1.0)),

@@ -577,7 +577,7 @@ TEST(BSolution, DualsOfConesAreZeroWhenMissing) {
   EXPECT_EQ(back.solutions[0].snx, std::vector<double>(file.model.cost.size(), 0.0));
   EXPECT_TRUE(back.solutions[1].snx.empty());
   file.solutions[0].snx = {1.0};
-  EXPECT_NE(read_into(text_of(write_b, file), &back).find("'snx' of the solution has 1 elements"),
+  EXPECT_NE(read_into(text_of(write_b, file), &back).find("'snx' of the solution has 1 element "),
             std::string::npos);
 }
 
@@ -617,7 +617,7 @@ TEST(BSolution, IsRefusedWholeWhereItDoesNotFit) {
             }),
             "the solution is of another task: it is for 2 variables, the task has 3");
   EXPECT_EQ(error_with([](Model* m) { m->con_lower.clear(); }),
-            "the solution is of another task: it is for 1 constraints, the task has 0");
+            "the solution is of another task: it is for 1 constraint, the task has 0");
   EXPECT_EQ(error_with([](Model* m) { m->matrix_vars = {{2}}; }),
             "the solution is of another task: it is for 0 matrix variables, the task has 1");
 }

@@ -31,7 +31,8 @@ Status copy_name(std::string_view name, int32_t sizename, char* out) {
   out[length] = '\0';
   if (length == name.size()) return {};
   return {Code::kErrBufferSize,
-          format_text("a name of %zu bytes does not fit a buffer of %d", name.size(), sizename)};
+          format_text("a name of %s does not fit a buffer of %d",
+                      counted(static_cast<int64_t>(name.size()), "byte").c_str(), sizename)};
 }
 
 // A kind of named elements of a model.

@@ -75,8 +75,10 @@ VLNrescode_enum copy_slice(vlntaskt* task, int32_t whichsol, int32_t first, int3
     const size_t begin = starts[index(first)];
     const size_t size = starts[index(last)] - begin;
     if (slicesize != static_cast<int64_t>(size)) {
-      return {Code::kErrSliceSize, format_text("a slice of %zu doubles was asked for as %lld", size,
-                                               static_cast<long long>(slicesize))};
+      return {Code::kErrSliceSize,
+              format_text("a slice of %s was asked for as %lld",
+                          counted(static_cast<int64_t>(size), "double").c_str(),
+                          static_cast<long long>(slicesize))};
     }
     if (size == 0) return {};
     if (out == nullptr) return null_argument(name);

@@ -154,6 +154,13 @@ void SolveFiles::plan_starts() {
       return status.ok() ? read_basis(&input, task.model, basis) : status;
     };
   }
+  if (!task.parameters.get(StringParam::kBranchingPriorityFile).empty()) {
+    extras_.read_priorities = [&task](std::vector<int32_t>* priorities) {
+      InputStream input;
+      Status status = open_start(task, StringParam::kBranchingPriorityFile, &input);
+      return status.ok() ? read_priorities(&input, task.model, priorities) : status;
+    };
+  }
 }
 
 Status SolveFiles::write_model() {

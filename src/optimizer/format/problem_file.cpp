@@ -107,19 +107,24 @@ int64_t count_kind(const Model& model, VarKind kind) {
 }
 
 std::string describe(const Model& model) {
-  std::string text =
-      format_text("%d constraints, %d variables, %lld matrix elements", model.num_con(),
-                  model.num_var(), static_cast<long long>(model.matrix.num_elements()));
-  const auto add = [&text](int64_t count, const char* what) {
-    if (count > 0) text += format_text(", %lld %s", static_cast<long long>(count), what);
+  std::string text = counted(model.num_con(), "constraint") + ", " +
+                     counted(model.num_var(), "variable") + ", " +
+                     counted(model.matrix.num_elements(), "matrix element");
+  const auto add_kind = [&text](int64_t count, const char* kind) {
+    if (count > 0) text += format_text(", %lld %s", static_cast<long long>(count), kind);
   };
-  add(count_kind(model, VarKind::kInteger) + count_kind(model, VarKind::kSemiInteger), "integer");
-  add(count_kind(model, VarKind::kSemiContinuous) + count_kind(model, VarKind::kSemiInteger),
-      "semi-continuous");
-  add(static_cast<int64_t>(model.quadratic_cost.size() + model.quadratic_coefficients.size()),
-      "quadratic elements");
-  add(model.num_cone(), "cones");
-  add(model.num_matrix_var(), "matrix variables");
+  const auto add = [&text](size_t count, const char* noun, const char* plural = nullptr) {
+    if (count > 0) text += ", " + counted(static_cast<int64_t>(count), noun, plural);
+  };
+  add_kind(count_kind(model, VarKind::kInteger) + count_kind(model, VarKind::kSemiInteger),
+           "integer");
+  add_kind(count_kind(model, VarKind::kSemiContinuous) + count_kind(model, VarKind::kSemiInteger),
+           "semi-continuous");
+  add(model.quadratic_cost.size() + model.quadratic_coefficients.size(), "quadratic element");
+  add(model.cones.size(), "cone");
+  add(model.matrix_vars.size(), "matrix variable");
+  add(model.sets.size(), "special ordered set");
+  add(model.indicators.size(), "constraint under a condition", "constraints under a condition");
   text += model.maximize ? ", maximize" : ", minimize";
   return text;
 }

@@ -90,7 +90,8 @@ struct BackendResult {
 inline constexpr size_t kRangeFigures = 4;
 
 // Parts of a model that contradict each other: for each constraint and then for each variable a sum
-// of the marks below, then one byte for each cone. Matrix variables count without marks.
+// of the marks below, then one byte for each cone, then one for each special ordered set. Matrix
+// variables count without marks.
 struct Conflict {
   static constexpr uint8_t kLower = 1;
   static constexpr uint8_t kUpper = 2;
@@ -151,6 +152,9 @@ class BackendMonitor {
   // The point, with multipliers if there are any, that stands should the process end before the
   // solve does. Its violation of the constraints is infinite where nobody has measured it.
   virtual void keep(const BackendResult& /*point*/, double /*primal_violation*/) {}
+  // The answer, found and checked, that stands should the process end while something more is looked
+  // for.
+  virtual void keep_answer(const Answer& /*answer*/) {}
 };
 
 // For a solve on the way to another one, whose log, points and figures mean nothing outside.

@@ -85,15 +85,19 @@ Solution make_start(const MinimizeProblem& problem, BackendResult&& point) {
   return solution;
 }
 
+std::string given_of_all(const Model& model, const StartPoint& start) {
+  const auto given = std::count(start.given.begin(), start.given.end(), true);
+  return format_text("Start: %lld of %s given; ", static_cast<long long>(given),
+                     counted(model.num_var(), "variable").c_str());
+}
+
 }  // namespace
 
 bool complete_start(const MinimizeProblem& problem, const SolvePlan& plan, const StartPoint& start,
                     const Parameters& parameters, double seconds, BackendMonitor* monitor,
                     Solution* solution) {
   if (start.x.size() != problem.cost.size() || start.is_empty()) return false;
-  const auto given = std::count(start.given.begin(), start.given.end(), true);
-  const std::string what = format_text("Start: %lld of %s given; ", static_cast<long long>(given),
-                                       counted(problem.model.num_var(), "variable").c_str());
+  const std::string what = given_of_all(problem.model, start);
   BackendResult point;
   if (!is_whole_point(problem, plan, start, &point) &&
       !solve_rest(problem, plan, start, parameters, seconds, monitor, &point)) {
@@ -103,6 +107,20 @@ bool complete_start(const MinimizeProblem& problem, const SolvePlan& plan, const
   const double objective = objective_sum(problem, point.x, point.barx).value;
   monitor->log(what + format_text("a feasible point with objective %.10g\n",
                                   problem.model.stated_objective(objective)));
+  *solution = make_start(problem, std::move(point));
+  return true;
+}
+
+bool place_start(const MinimizeProblem& problem, const StartPoint& start, BackendMonitor* monitor,
+                 Solution* solution) {
+  if (start.x.size() != problem.cost.size() || start.is_empty()) return false;
+  BackendResult point;
+  point.x = start.x;
+  for (size_t j = 0; j < start.x.size(); ++j) {
+    const double least = std::max(problem.model.var_lower[j], start.given[j] ? start.x[j] : 0.0);
+    point.x[j] = std::min(problem.model.var_upper[j], least);
+  }
+  monitor->log(given_of_all(problem.model, start) + "the simplex method begins near that point\n");
   *solution = make_start(problem, std::move(point));
   return true;
 }

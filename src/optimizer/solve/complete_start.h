@@ -13,4 +13,10 @@ bool complete_start(const MinimizeProblem& problem, const SolvePlan& plan, const
                     const Parameters& parameters, double seconds, BackendMonitor* monitor,
                     Solution* solution);
 
+// Makes the given values a point of a linear model, for the simplex method to begin near it: the
+// values that were not given are the nearest to 0, all of them within their bounds. False where the
+// start is none.
+bool place_start(const MinimizeProblem& problem, const StartPoint& start, BackendMonitor* monitor,
+                 Solution* solution);
+
 }  // namespace vorlan

@@ -1,7 +1,10 @@
 // The deletion filter (Chinneck and Dravnieks, ORSA Journal on Computing 3, 1991) with groups of
 // parts, which it halves: what is left out at once need not be left out one by one. A part is a side
-// of a constraint, a bound, the integrality of a variable or a cone. What the certificate does not
-// need is left out from the beginning, and after each solve that has one.
+// of a constraint, a bound, the integrality of a variable, a cone or a special ordered set. What the
+// certificate does not need is left out from the beginning, and after each solve that has one.
+//
+// A constraint under a condition is left out with its condition. The variable of the condition stays
+// a binary one, which is no part; that it is fixed is one.
 #include "solve/conflict.h"
 
 #include <algorithm>
@@ -11,6 +14,7 @@
 
 #include "solve/check/checker.h"
 #include "solve/choose_backend.h"
+#include "solve/logic_search.h"
 #include "solve/make_solution.h"
 #include "solve/run/listener.h"
 #include "task/numeric.h"
@@ -37,6 +41,13 @@ struct Part {
 
 bool is_finite_side(double side) { return std::isfinite(side); }
 
+// The variables of conditions.
+std::vector<bool> find_switches(const Model& model) {
+  std::vector<bool> is_switch(model.cost.size(), false);
+  for (const Indicator& indicator : model.indicators) is_switch[index(indicator.binary)] = true;
+  return is_switch;
+}
+
 // All that can contradict something.
 std::vector<Part> list_parts(const Model& model) {
   std::vector<Part> parts;
@@ -50,9 +61,16 @@ std::vector<Part> list_parts(const Model& model) {
   };
   const size_t num_con = model.con_lower.size();
   const size_t num_var = model.cost.size();
+  const size_t num_groups = model.cones.size() + model.sets.size();
+  const std::vector<bool> is_switch = find_switches(model);
   for (size_t i = 0; i < num_con; ++i) add_sides(i, model.con_lower[i], model.con_upper[i]);
-  for (size_t k = 0; k < model.cones.size(); ++k) parts.push_back({num_con + num_var + k, 1});
+  for (size_t k = 0; k < num_groups; ++k) parts.push_back({num_con + num_var + k, 1});
   for (size_t j = 0; j < num_var; ++j) {
+    if (is_switch[j]) {
+      const bool is_fixed = model.var_lower[j] == model.var_upper[j];
+      if (is_fixed) parts.push_back({num_con + j, Conflict::kLower | Conflict::kUpper});
+      continue;
+    }
     // A semi-continuous variable is its bounds.
     if (!is_semi(model.var_kind[j])) {
       add_sides(num_con + j, model.var_lower[j], model.var_upper[j]);
@@ -76,8 +94,15 @@ Model reduced(const Model& model, const std::vector<uint8_t>& marks) {
     if ((marks[i] & Conflict::kLower) == 0) part.con_lower[i] = -kInfinity;
     if ((marks[i] & Conflict::kUpper) == 0) part.con_upper[i] = kInfinity;
   }
+  const std::vector<bool> is_switch = find_switches(model);
   for (size_t j = 0; j < num_var; ++j) {
     const uint8_t mark = marks[num_con + j];
+    if (is_switch[j]) {
+      if (mark != 0) continue;
+      part.var_lower[j] = 0.0;
+      part.var_upper[j] = 1.0;
+      continue;
+    }
     if (is_integer(model.var_kind[j]) && (mark & Conflict::kIntegrality) == 0) {
       part.var_kind[j] =
           is_semi(model.var_kind[j]) ? VarKind::kSemiContinuous : VarKind::kContinuous;
@@ -93,6 +118,15 @@ Model reduced(const Model& model, const std::vector<uint8_t>& marks) {
     part.cones.push_back(model.cones[k]);
     part.cone_names.add(model.cone_names[k]);
   }
+  part.sets.clear();
+  part.set_names = {};
+  for (size_t k = 0; k < model.sets.size(); ++k) {
+    if (marks[num_con + num_var + model.cones.size() + k] == 0) continue;
+    part.sets.push_back(model.sets[k]);
+    part.set_names.add(model.set_names[k]);
+  }
+  std::erase_if(part.indicators,
+                [&](const Indicator& indicator) { return marks[index(indicator.con)] == 0; });
   // Quadratic terms of a row that is free would still have to be convex.
   std::erase_if(part.quadratic_coefficients,
                 [&](const ConQuadraticEntry& e) { return marks[index(e.con)] == 0; });
@@ -166,7 +200,7 @@ class Filter {
   }
 
   std::vector<uint8_t> marks_of(const std::vector<Part>& parts) const {
-    std::vector<uint8_t> marks(num_con_ + num_var_ + model_.cones.size(), 0);
+    std::vector<uint8_t> marks(num_con_ + num_var_ + model_.cones.size() + model_.sets.size(), 0);
     for (const Part& part : parts) {
       marks[part.place] = static_cast<uint8_t>(marks[part.place] | part.marks);
     }
@@ -177,9 +211,23 @@ class Filter {
   // it needs.
   bool is_infeasible(std::vector<Part>* parts) {
     if (is_over()) return false;
-    ++solves_;
     const Model model = reduced(model_, marks_of(*parts));
-    if (find_crossed_bounds(model).found()) return keep_crossed(model, parts);
+    if (find_crossed_bounds(model).found()) {
+      ++solves_;
+      return keep_crossed(model, parts);
+    }
+    if (!model.has_logic()) return decide(model, parts).feasibility == Feasibility::kInfeasible;
+    // A certificate of one of the models on the way is none of all.
+    const auto decide_plain = [this](const Model& plain) { return decide(plain, nullptr); };
+    return decide_with_logic(model, decide_plain) == Feasibility::kInfeasible;
+  }
+
+  // Of a model without sets and conditions. The parts may be none.
+  PlainAnswer decide(const Model& model, std::vector<Part>* parts) {
+    PlainAnswer answer;
+    if (is_over()) return answer;
+    ++solves_;
+    if (find_crossed_bounds(model).found()) return {Feasibility::kInfeasible, {}};
     const SolvePlan plan = choose_backend(model, parameters_);
     const MinimizeProblem problem(model);
     BackendResult found;
@@ -188,15 +236,18 @@ class Filter {
         plan.backend->solve(problem, parameters_, end_ - monotonic_seconds(), &silent, &found);
     iterations_ += std::max<int64_t>(0, found.progress.simplex_iterations) +
                    std::max<int64_t>(0, found.progress.interior_iterations);
-    const bool is_answer =
-        found.outcome == Outcome::kOptimal || found.outcome == Outcome::kInfeasible;
-    if (!status.ok() || !is_answer) has_doubt_ = true;
-    if (!status.ok() || found.outcome != Outcome::kInfeasible) return false;
-    if (plan.solution == SolutionKind::kInteger) return true;
-    const bool proves = check_answer(problem, plan.solution, &found).ray_holds;
-    if (proves && found.certificate == Certificate::kDualRay) keep_needed(found, parts);
-    if (!proves) has_doubt_ = true;
-    return proves;
+    if (status.ok() && found.outcome == Outcome::kOptimal) {
+      return {Feasibility::kFeasible, std::move(found.x)};
+    }
+    const bool proves = status.ok() && found.outcome == Outcome::kInfeasible &&
+                        (plan.solution == SolutionKind::kInteger ||
+                         check_answer(problem, plan.solution, &found).ray_holds);
+    if (!proves) {
+      has_doubt_ = true;
+      return answer;
+    }
+    if (parts != nullptr && found.certificate == Certificate::kDualRay) keep_needed(found, parts);
+    return {Feasibility::kInfeasible, {}};
   }
 
   bool keep_crossed(const Model& model, std::vector<Part>* parts) const {
@@ -271,8 +322,7 @@ void find_conflict(const MinimizeProblem& problem, const SolvePlan& plan,
                    const Parameters& parameters, double seconds, BackendMonitor* monitor,
                    Answer* answer) {
   const Model& model = problem.model;
-  // Sets and constraints under a condition are no parts that could be left out here.
-  if (answer->result.outcome != Outcome::kInfeasible || model.has_logic()) return;
+  if (answer->result.outcome != Outcome::kInfeasible) return;
   const bool is_asked = !parameters.get(StringParam::kConflictFile).empty();
   if (!is_asked && !is_worth_it(problem, plan, *answer)) return;
   Filter filter(model, parameters, seconds, answer->result.progress, monitor);
@@ -297,7 +347,7 @@ void find_conflict(const MinimizeProblem& problem, const SolvePlan& plan,
 
 namespace {
 
-// Variables that are in a marked constraint or cone, or have marks of their own.
+// Variables that are in a marked constraint, cone or set, or have marks of their own.
 std::vector<bool> find_variables(const Model& model, const Conflict& conflict) {
   const size_t num_con = model.con_lower.size();
   const size_t num_var = model.cost.size();
@@ -315,6 +365,13 @@ std::vector<bool> find_variables(const Model& model, const Conflict& conflict) {
   for (size_t k = 0; k < model.cones.size(); ++k) {
     if (conflict.marks[num_con + num_var + k] == 0) continue;
     for (const int32_t var : model.cones[k].vars) used[index(var)] = true;
+  }
+  for (size_t k = 0; k < model.sets.size(); ++k) {
+    if (conflict.marks[num_con + num_var + model.cones.size() + k] == 0) continue;
+    for (const int32_t var : model.sets[k].vars) used[index(var)] = true;
+  }
+  for (const Indicator& indicator : model.indicators) {
+    if (conflict.marks[index(indicator.con)] != 0) used[index(indicator.binary)] = true;
   }
   return used;
 }
@@ -387,6 +444,13 @@ Model model_of_conflict(const Model& model, const Conflict& conflict) {
   }
   for (Cone& cone : part.cones) {
     for (int32_t& var : cone.vars) var = vars[index(var)];
+  }
+  for (OrderedSet& set : part.sets) {
+    for (int32_t& var : set.vars) var = vars[index(var)];
+  }
+  for (Indicator& indicator : part.indicators) {
+    indicator.con = cons[index(indicator.con)];
+    indicator.binary = vars[index(indicator.binary)];
   }
   std::erase_if(part.matrix_coefficients,
                 [&](const MatrixCoefficient& e) { return cons[index(e.con)] < 0; });

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 
 #include "solve/backend.h"
@@ -157,11 +158,45 @@ Follower make_follower(const Model& model, const SolveExtras& extras, BetterPoin
   return follower;
 }
 
-Status read_starts(const SolveExtras& extras, StartPoint* point, Solution* basis) {
+// What files say of where to begin and how to branch.
+struct Given {
+  StartPoint point;
+  Solution basis;
+  std::vector<int32_t> priorities;
+};
+
+Status read_given(const SolveExtras& extras, Given* given) {
   Status status;
-  if (extras.read_point) status = extras.read_point(point);
-  if (status.ok() && extras.read_basis) status = extras.read_basis(basis);
+  if (extras.read_point) status = extras.read_point(&given->point);
+  if (status.ok() && extras.read_basis) status = extras.read_basis(&given->basis);
+  if (status.ok() && extras.read_priorities) status = extras.read_priorities(&given->priorities);
   return status;
+}
+
+// The start that was given, completed; false where there is none for this method.
+bool take_start(const MinimizeProblem& problem, const SolvePlan& plan, Given* given,
+                const Parameters& parameters, double seconds, BackendMonitor* monitor,
+                Solution* start) {
+  if (plan.solution == SolutionKind::kInteger) {
+    return complete_start(problem, plan, given->point, parameters, seconds, monitor, start);
+  }
+  if (!plan.by_simplex) return false;
+  if (!given->basis.defined) return place_start(problem, given->point, monitor, start);
+  *start = std::move(given->basis);
+  return true;
+}
+
+// What is found out besides may need more memory than there is.
+void look_for_conflict(const MinimizeProblem& problem, const SolvePlan& plan,
+                       const Parameters& parameters, double seconds, BackendMonitor* monitor,
+                       Answer* answer) {
+  if (answer->result.outcome != Outcome::kInfeasible) return;
+  monitor->keep_answer(*answer);
+  try {
+    find_conflict(problem, plan, parameters, seconds, monitor, answer);
+  } catch (const std::bad_alloc&) {
+    answer->conflict = {};
+  }
 }
 
 // In the child: with the start that was given, completed.
@@ -170,17 +205,21 @@ Status find_answer_from(const MinimizeProblem& problem, const SolvePlan& plan,
                         BackendMonitor* monitor, Answer* answer) {
   const double begin = monotonic_seconds();
   const auto left = [&] { return seconds - (monotonic_seconds() - begin); };
-  StartPoint point;
-  Solution start;
-  Status status = read_starts(extras, &point, &start);
+  Given given;
+  Status status = read_given(extras, &given);
   if (!status.ok()) return status;
-  bool has_start = plan.by_simplex && start.defined;
-  if (plan.solution == SolutionKind::kInteger) {
-    has_start = complete_start(problem, plan, point, parameters, left(), monitor, &start);
+  Solution start;
+  const bool has_start = take_start(problem, plan, &given, parameters, left(), monitor, &start);
+  Model with_priorities;
+  const bool has_priorities = !given.priorities.empty();
+  if (has_priorities) {
+    with_priorities = problem.model;
+    with_priorities.branching_priority = std::move(given.priorities);
   }
-  const MinimizeProblem started(problem.model, has_start ? &start : problem.start, plan.cutoffs);
+  const MinimizeProblem started(has_priorities ? with_priorities : problem.model,
+                                has_start ? &start : problem.start, plan.cutoffs);
   status = find_answer(started, plan, parameters, left(), monitor, answer);
-  if (status.ok()) find_conflict(started, plan, parameters, left(), monitor, answer);
+  if (status.ok()) look_for_conflict(started, plan, parameters, left(), monitor, answer);
   return status;
 }
 
@@ -203,11 +242,20 @@ std::vector<double> stated_ranging(const Model& model, std::vector<double> rangi
 
 // A start that does nothing for this model is worth a line, too.
 void log_unused_start(const Task& task, const SolvePlan& plan, const SolveExtras& extras) {
-  if (extras.read_point && plan.solution != SolutionKind::kInteger) {
-    task.log_text(kLogSummary, "The start file is not used: the model has no integers\n");
+  const bool is_integer = plan.solution == SolutionKind::kInteger;
+  if (extras.read_point && !is_integer && !plan.by_simplex) {
+    task.log_text(kLogSummary,
+                  "The start file is not used: an interior-point method cannot begin at a point\n");
+  }
+  if (extras.read_point && plan.by_simplex && extras.read_basis) {
+    task.log_text(kLogSummary, "The start file is not used: the basis file says where to begin\n");
   }
   if (extras.read_basis && !plan.by_simplex) {
     task.log_text(kLogSummary, "The basis file is not used: the method is not simplex\n");
+  }
+  if (extras.read_priorities && !is_integer) {
+    task.log_text(kLogSummary,
+                  "The branching priorities are not used: the model has no integers\n");
   }
 }
 

@@ -28,8 +28,10 @@ struct SolveExtras {
   // child process, where the limits and a stop reach whatever they are.
   using ReadPoint = std::function<Status(StartPoint* point)>;
   using ReadBasis = std::function<Status(Solution* basis)>;
-  ReadPoint read_point;  // of a mixed-integer model
-  ReadBasis read_basis;  // for the simplex method
+  using ReadPriorities = std::function<Status(std::vector<int32_t>* priorities)>;
+  ReadPoint read_point;            // of a mixed-integer model, or for the simplex method
+  ReadBasis read_basis;            // for the simplex method
+  ReadPriorities read_priorities;  // of the variables, for branching
 
   std::function<void(const ProgressRecord& record)> on_progress;
   std::function<void(const Solution& point)> on_better_point;  // of a mixed-integer model

@@ -49,6 +49,16 @@ std::string enumerate(std::vector<std::string> parts) {
   return text;
 }
 
+// " where z = 1" behind a constraint that holds there alone.
+std::string describe_condition(const Model& model, size_t con) {
+  const auto found =
+      std::find_if(model.indicators.begin(), model.indicators.end(),
+                   [con](const Indicator& indicator) { return index(indicator.con) == con; });
+  if (found == model.indicators.end()) return {};
+  const std::string binary = shown(model.var_names, index(found->binary), "variable");
+  return format_text(" where %s = %d", binary.c_str(), found->active ? 1 : 0);
+}
+
 std::vector<std::string> parts_of(const Model& model, const Conflict& conflict) {
   std::vector<std::string> parts;
   const size_t num_con = model.con_lower.size();
@@ -58,7 +68,8 @@ std::vector<std::string> parts_of(const Model& model, const Conflict& conflict) 
     const uint8_t marks = conflict.marks[i];
     if (marks == 0) continue;
     parts.push_back(describe_sides(shown(model.con_names, i, "constraint"), marks,
-                                   model.con_lower[i], model.con_upper[i]));
+                                   model.con_lower[i], model.con_upper[i]) +
+                    describe_condition(model, i));
   }
   for (size_t j = 0; j < num_var; ++j) {
     const uint8_t marks = conflict.marks[num_con + j];
@@ -72,6 +83,13 @@ std::vector<std::string> parts_of(const Model& model, const Conflict& conflict) 
     if (conflict.marks[num_con + num_var + k] == 0) continue;
     parts.push_back(model.cone_names[k].empty() ? format_text("cone %zu", k + 1)
                                                 : "cone " + on_one_line(model.cone_names[k]));
+  }
+  for (size_t k = 0; k < model.sets.size(); ++k) {
+    if (conflict.marks[num_con + num_var + model.cones.size() + k] == 0) continue;
+    const char* kind = model.sets[k].kind == SetKind::kSos1 ? "SOS1" : "SOS2";
+    parts.push_back(model.set_names[k].empty()
+                        ? format_text("%s set %zu", kind, k + 1)
+                        : format_text("%s set ", kind) + on_one_line(model.set_names[k]));
   }
   return parts;
 }
@@ -103,7 +121,7 @@ Conflict conflict_of_ray(const Model& model, const Solution& ray) {
   const size_t num_con = model.con_lower.size();
   const size_t num_var = model.cost.size();
   Conflict conflict;
-  conflict.marks.assign(num_con + num_var + model.cones.size(), 0);
+  conflict.marks.assign(num_con + num_var + model.cones.size() + model.sets.size(), 0);
   const double most =
       std::max({largest_size(ray.slc, model.con_lower), largest_size(ray.suc, model.con_upper),
                 largest_size(ray.slx, model.var_lower), largest_size(ray.sux, model.var_upper)});

@@ -149,6 +149,9 @@ struct Model {
   std::vector<OrderedSet> sets;
   std::vector<Indicator> indicators;
   NameList var_names, con_names, cone_names, matrix_var_names, set_names;
+  // Of the first variables, for one solve: it branches on one of the highest. The others have 0. No
+  // file of a model has them.
+  std::vector<int32_t> branching_priority;
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
   int32_t num_con() const { return static_cast<int32_t>(con_lower.size()); }

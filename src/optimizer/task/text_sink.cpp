@@ -124,8 +124,10 @@ size_t TextSink::write_within(double seconds, std::string_view text) {
 // Clears dropped_ where there is room for the line that tells it.
 void TextSink::tell_of_dropped(double seconds) {
   const std::string line =
-      format_text("%s[%zu bytes of log text are dropped here: they could not be written in time]\n",
-                  ends_line_ ? "" : "\n", dropped_);
+      (ends_line_ ? "[" : "\n[") +
+      counted(static_cast<int64_t>(dropped_), "byte of log text is dropped here: it",
+              "bytes of log text are dropped here: they") +
+      " could not be written in time]\n";
   if (write_within(seconds, line) < line.size()) return;
   dropped_ = 0;
   is_patient_ = true;

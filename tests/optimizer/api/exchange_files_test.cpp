@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -266,6 +267,141 @@ TEST(ExchangeFiles, ABasisTakesNoIterations) {
   EXPECT_EQ(second.objective(kBasic), first.objective(kBasic));
   EXPECT_NE(second.log().find("  iterations        0\n"), std::string::npos) << second.log();
   EXPECT_EQ(first.log().find("  iterations        0\n"), std::string::npos) << first.log();
+}
+
+// Rows and columns enough that the simplex method has something to do.
+std::string many_products() {
+  constexpr int kProducts = 30;
+  constexpr int kMachines = 20;
+  std::ostringstream lp;
+  lp << "Maximize\n profit:";
+  for (int j = 0; j < kProducts; ++j) lp << " + " << 10 + j * 7 % 11 << " p" << j;
+  lp << "\nSubject To\n";
+  for (int i = 0; i < kMachines; ++i) {
+    lp << " m" << i << ":";
+    for (int j = 0; j < kProducts; ++j) lp << " + " << 1 + (i * 5 + j * 3) % 9 << " p" << j;
+    lp << " <= " << 200 + i * 13 % 50 << '\n';
+  }
+  lp << "Bounds\n";
+  for (int j = 0; j < kProducts; ++j) lp << " p" << j << " <= " << 4 + j % 5 << '\n';
+  lp << "End\n";
+  return lp.str();
+}
+
+double iterations_of(const TestTask& task) {
+  const std::string& log = task.log();
+  return std::stod(log.substr(log.find("\n  iterations ") + sizeof "\n  iterations"));
+}
+
+// Solves the products with a start, and looks for the optimum.
+void solve_from(const std::string& start, double optimum, TestTask* task) {
+  ASSERT_EQ(task->read_as("products.lp", many_products()), VLN_RES_OK) << task->last_message();
+  put(*task, "VLN_SPAR_START_FILE", write_test_file("start.sol", start));
+  task->solve();
+  EXPECT_NEAR(task->objective(kBasic), optimum, 1e-6 * optimum);
+  EXPECT_EQ(task->solution_status(kBasic), solsta::kOptimal);
+}
+
+TEST(ExchangeFiles, APointIsWhereTheSimplexMethodBegins) {
+  TestTask cold;
+  ASSERT_EQ(cold.read_as("products.lp", many_products()), VLN_RES_OK) << cold.last_message();
+  const std::string path = test_file_path("left.sol");
+  put(cold, "VLN_SPAR_SOLUTION_FILE", path);
+  put(cold, "VLN_IPAR_PRESOLVE", "off");
+  cold.solve();
+  ASSERT_GT(iterations_of(cold), 5.0);
+  TestTask warm;
+  solve_from(read_all(path), cold.objective(kBasic), &warm);
+  EXPECT_NE(warm.log().find("Start: 30 of 30 variables given; the simplex method begins near that "
+                            "point\n"),
+            std::string::npos)
+      << warm.log();
+  EXPECT_EQ(iterations_of(warm), 0.0) << warm.log();
+}
+
+TEST(ExchangeFiles, APointFarAwayOrOutsideLeadsToTheSameOptimum) {
+  TestTask cold;
+  ASSERT_EQ(cold.read_as("products.lp", many_products()), VLN_RES_OK);
+  cold.solve();
+  for (const char* start : {"p3 2\n", "p0 1000\np1 -5\n", "p7 0.5\np8 0.25\np9 3\np10 3.75\n"}) {
+    TestTask task;
+    solve_from(start, cold.objective(kBasic), &task);
+  }
+}
+
+TEST(ExchangeFiles, AStartThatTheMethodCannotUseIsSaidToBeOfNoUse) {
+  struct Case {
+    const char* parameter;
+    std::string value;
+    const char* line;
+  };
+  const std::string basis = write_test_file("none.bas", "NAME\nENDATA\n");
+  const Case cases[] = {
+      {"VLN_IPAR_OPTIMIZER", "conic", "an interior-point method cannot begin at a point"},
+      {"VLN_IPAR_OPTIMIZER", "interior_point", "an interior-point method cannot begin at a point"},
+      {"VLN_SPAR_BASIS_IN_FILE", basis, "the basis file says where to begin"}};
+  for (const Case& entry : cases) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("w.lp", kWorkshop), VLN_RES_OK);
+    put(task, "VLN_SPAR_START_FILE", write_test_file("start.sol", "x 1\n"));
+    put(task, entry.parameter, entry.value);
+    task.solve();
+    EXPECT_NE(task.log().find(std::string("The start file is not used: ") + entry.line),
+              std::string::npos)
+        << task.log();
+  }
+}
+
+// The iterations of CBC's dual simplex method, without presolve.
+double peer_iterations(const std::string& arguments) {
+  const std::string model = write_test_file("peer.lp", many_products());
+  const std::string log = test_file_path("peer.log");
+  const std::string command =
+      "cbc " + model + " -presolve off " + arguments + " -quit >" + log + " 2>&1";
+  EXPECT_EQ(std::system(command.c_str()), 0) << read_all(log);
+  const std::string text = read_all(log);
+  const size_t begin = text.rfind("Optimal objective ");
+  const size_t dash = text.find(" - ", begin);
+  if (begin == std::string::npos || dash == std::string::npos) ADD_FAILURE() << text;
+  return dash == std::string::npos ? -1.0 : std::stod(text.substr(dash + 3));
+}
+
+TEST(ExchangeFiles, AnotherProgramBeginsAtOurBasisAndWeAtIts) {
+  if (std::system("command -v cbc >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no cbc";
+  TestTask ours;
+  ASSERT_EQ(ours.read_as("products.lp", many_products()), VLN_RES_OK);
+  const std::string basis = test_file_path("ours.bas");
+  const std::string back = test_file_path("theirs.bas");
+  put(ours, "VLN_SPAR_BASIS_OUT_FILE", basis);
+  ours.solve();
+  EXPECT_GT(peer_iterations("-dualsimplex"), 0.0);
+  EXPECT_EQ(peer_iterations("-basisI " + basis + " -dualsimplex -basisO " + back), 0.0);
+  TestTask again;
+  ASSERT_EQ(again.read_as("products.lp", many_products()), VLN_RES_OK);
+  put(again, "VLN_SPAR_BASIS_IN_FILE", back);
+  again.solve();
+  EXPECT_NEAR(again.objective(kBasic), ours.objective(kBasic), 1e-9);
+  EXPECT_EQ(iterations_of(again), 0.0) << again.log();
+}
+
+// The values that CBC adds, and the name that it has for no constraint.
+TEST(ExchangeFiles, ABasisMayHaveValues) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("w.lp", kWorkshop), VLN_RES_OK);
+  put(task, "VLN_SPAR_BASIS_IN_FILE",
+      write_test_file("v.bas",
+                      "NAME          BLANK      VALUES\n XU x   wood     12.5\n"
+                      " UL y      _dummy_     3.\nENDATA\n"));
+  task.solve();
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
+  for (const char* bad : {"NAME\n XU x wood work\nENDATA\n", "NAME\n UL x y z\nENDATA\n",
+                          "NAME\n XU x wood 1 2\nENDATA\n"}) {
+    put(task, "VLN_SPAR_BASIS_IN_FILE", write_test_file("v.bas", bad));
+    VLNrescode_enum termination = VLN_RES_OK;
+    EXPECT_NE(VLN_optimizetrm(task, &termination), VLN_RES_OK) << bad;
+    EXPECT_NE(task.last_message().find("the end of the line was expected"), std::string::npos)
+        << task.last_message();
+  }
 }
 
 TEST(ExchangeFiles, ABasisOfAnotherModelIsRefused) {

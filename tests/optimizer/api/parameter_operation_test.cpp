@@ -75,7 +75,7 @@ TEST(ParameterOperation, ByIndex) {
 }
 
 TEST(ParameterOperation, StringParametersThatAreReservedTakeOnlyTheEmptyString) {
-  constexpr int32_t kNumInUse = 13;
+  constexpr int32_t kNumInUse = 14;
   TestTask task;
   for (int32_t index = 0; index < 24; ++index) {
     const std::string expected = index < kNumInUse ? "VLN_RES_OK" : "VLN_RES_ERR_PARAM_RESERVED";

@@ -311,6 +311,8 @@ constexpr ShownElsewhere kShownElsewhere[] = {
     {"VLN_SPAR_IMPROVING_SOLUTION_FILE", "ExchangeFiles.EachBetterPointTakesTheFilesPlace"},
     {"VLN_SPAR_PROGRESS_FILE", "ExchangeFiles.TheProgressFileHasAnObjectALine"},
     {"VLN_SPAR_START_FILE", "ExchangeFiles.AStartIsCompletedAndUsed"},
+    {"VLN_IPAR_MIP_CUTS", "SearchControls.CutsOffLeavesTheRelaxationWithoutCuts"},
+    {"VLN_SPAR_BRANCHING_PRIORITY_FILE", "SearchControls.TheHighestPriorityIsBranchedOnFirst"},
     {"VLN_SPAR_BASIS_IN_FILE", "ExchangeFiles.ABasisTakesNoIterations"},
     {"VLN_SPAR_BASIS_OUT_FILE", "ExchangeFiles.ABasisTakesNoIterations"},
     {"VLN_SPAR_SOLUTION_FILE", "ExchangeFiles.TheSolutionFileIsAStart"},

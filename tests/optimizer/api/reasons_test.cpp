@@ -154,6 +154,89 @@ TEST(Reasons, TheConflictFileIsIrreducible) {
   EXPECT_TRUE(is_infeasible(even)) << integer << even.log();
 }
 
+// One of x and y is 0, the other at most 2.
+constexpr char kSetConflict[] = R"(Minimize
+ obj: x + y + z
+Subject To
+ need: x + y >= 3
+ idle: x + z <= 50
+Bounds
+ x <= 2
+ y <= 2
+ z <= 7
+SOS
+ either: S1:: x:1 y:2
+ other: S1:: x:1 z:2
+End
+)";
+
+constexpr char kConditionConflict[] = R"(Minimize
+ obj: x + z
+Subject To
+ on: z >= 1
+ idle: w = 1 -> x <= 2
+ far: z = 1 -> x >= 5
+Bounds
+ x <= 3
+Binary
+ z w
+End
+)";
+
+TEST(Reasons, SetsAndConditionsArePartsOfAConflict) {
+  struct Case {
+    const char* model;
+    const char* reason;
+    const char* left_out;
+  };
+  const Case cases[] = {
+      {kSetConflict,
+       "Infeasible: need >= 3, x <= 2, y <= 2 and SOS1 set either cannot hold together\n"
+       "  none of them can be left out\n",
+       "other"},
+      {kConditionConflict,
+       "Infeasible: on >= 1, far >= 5 where z = 1 and x <= 3 cannot hold together\n"
+       "  none of them can be left out\n",
+       "idle"}};
+  for (const Case& entry : cases) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("m.lp", entry.model), VLN_RES_OK) << task.last_message();
+    task.solve();
+    EXPECT_NE(task.log().find(entry.reason), std::string::npos) << task.log();
+    const std::string conflict = conflict_of("m.lp", entry.model);
+    EXPECT_EQ(conflict.find(entry.left_out), std::string::npos) << conflict;
+  }
+  // The part is a model of its own, with its set or its condition, and infeasible.
+  TestTask part;
+  ASSERT_EQ(part.read_as("part.lp", conflict_of("m.lp", kConditionConflict)), VLN_RES_OK)
+      << part.last_message();
+  EXPECT_NE(conflict_of("m.lp", kSetConflict).find("S1"), std::string::npos);
+}
+
+// No bound can be derived for what the set needs a bound of, once bounds are left out.
+TEST(Reasons, AConflictOfSetsNeedsNoBounds) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.lp", R"(Minimize
+ obj: x + y
+Subject To
+ one: x >= 1
+ two: y >= 1
+Bounds
+ x <= 100
+ y <= 100
+SOS
+ s: S1:: x:1 y:2
+End
+)"),
+            VLN_RES_OK)
+      << task.last_message();
+  task.solve();
+  EXPECT_NE(task.log().find("Infeasible: one >= 1, two >= 1 and SOS1 set s cannot hold together\n"
+                            "  none of them can be left out\n"),
+            std::string::npos)
+      << task.log();
+}
+
 struct Range {
   std::string key;
   double least = 0.0, most = 0.0;

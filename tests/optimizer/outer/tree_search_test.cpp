@@ -69,6 +69,31 @@ TEST(TreeSearch, FindsTheBestPortfolio) {
   }
 }
 
+// Fewer cuts and another order of branching lead to the same portfolio.
+TEST(TreeSearch, ObeysCutsOffAndPriorities) {
+  double nodes[3] = {0.0, 0.0, 0.0};
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    const double best = test::enumerate(portfolio(seed)).objective;
+    for (size_t way = 0; way < 3; ++way) {
+      Model model = portfolio(seed);
+      for (size_t k = 0; way == 2 && k < kShares; ++k) {
+        model.branching_priority.resize(kShares + k + 1, 0);
+        model.branching_priority.back() = static_cast<int32_t>(k);
+      }
+      test::MixedSolve mixed(model);
+      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+      if (way == 1) mixed.put("VLN_IPAR_MIP_CUTS", "off");
+      mixed.solve();
+      EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+      EXPECT_NEAR(mixed.solution().primal_objective, best, 1e-5);
+      nodes[way] += mixed.figure("nodes");
+    }
+  }
+  EXPECT_GT(nodes[1], nodes[0]);
+  EXPECT_NE(nodes[2], nodes[0]);
+}
+
 // A limit on nodes holds for the tree as well, and its bound stays one.
 TEST(TreeSearch, ObeysTheNodeLimit) {
   test::MixedSolve mixed(portfolio(3));

@@ -65,6 +65,7 @@ class ChildProcess : public testing::Test {
     seconds_ = monotonic_seconds() - start;
     result_ = std::move(answer.result);
     verdict_ = answer.verdict;
+    conflict_ = std::move(answer.conflict);
     return status;
   }
 
@@ -72,6 +73,7 @@ class ChildProcess : public testing::Test {
   Caller caller_;
   BackendResult result_;
   Verdict verdict_;
+  Conflict conflict_;
   double seconds_ = 0.0;
 };
 
@@ -312,6 +314,49 @@ TEST_F(ChildProcess, HandsTheVerdictOver) {
 }
 
 // A solve that is to stop before it begins still looks at what the task holds.
+// What is looked for besides, such as the reason of an infeasible model, may end in any way.
+TEST_F(ChildProcess, AnAnswerThatStandsOutlivesWhatComesAfterIt) {
+  using Ending = void (*)();
+  constexpr Ending kEndings[] = {[] {
+                                   while (true) pause();
+                                 },
+                                 [] { raise(SIGKILL); }, [] { throw std::bad_alloc(); }};
+  for (const Ending end : kEndings) {
+    caller_.stop_at_call = caller_.calls + 3;
+    const Status status =
+        run([end](const Parameters&, double, BackendMonitor* monitor, Answer* answer) -> Status {
+          answer->result.outcome = Outcome::kInfeasible;
+          answer->result.certificate = Certificate::kDualRay;
+          answer->result.y = {2.0};
+          answer->verdict.ray_holds = true;
+          monitor->keep_answer(*answer);
+          answer->result = {};
+          end();
+          return {};
+        });
+    ASSERT_TRUE(status.ok()) << status.message();
+    EXPECT_EQ(result_.outcome, Outcome::kInfeasible);
+    EXPECT_EQ(result_.certificate, Certificate::kDualRay);
+    EXPECT_EQ(result_.termination, Code::kOk);
+    EXPECT_EQ(result_.y, std::vector<double>{2.0});
+    EXPECT_TRUE(verdict_.ray_holds);
+  }
+}
+
+TEST_F(ChildProcess, AConflictIsAddedToAnAnswerThatStands) {
+  const Status status =
+      run([](const Parameters&, double, BackendMonitor* monitor, Answer* answer) -> Status {
+        answer->result.outcome = Outcome::kInfeasible;
+        monitor->keep_answer(*answer);
+        answer->conflict = {{Conflict::kLower, 0, Conflict::kUpper}, true};
+        return {};
+      });
+  ASSERT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(result_.outcome, Outcome::kInfeasible);
+  EXPECT_EQ(conflict_.marks, (std::vector<uint8_t>{Conflict::kLower, 0, Conflict::kUpper}));
+  EXPECT_TRUE(conflict_.is_minimal);
+}
+
 TEST_F(ChildProcess, AStopBeforeTheBeginningReachesTheWork) {
   caller_.stop_at_call = 1;
   Listener listener(&task_);

@@ -26,8 +26,7 @@ bool CbfBlocks::read_table(PowerTable* table) {
   for (int32_t i = 0; i < count; ++i) {
     if (!read_exponents(table, &left)) return false;
   }
-  return left == 0 || lines_.fail_line(format_text("%lld exponents less than announced",
-                                                   static_cast<long long>(left)));
+  return left == 0 || lines_.fail_line(counted(left, "exponent") + " less than announced");
 }
 
 bool CbfBlocks::read_exponents(PowerTable* table, int64_t* left) {
@@ -51,10 +50,10 @@ bool CbfBlocks::read_exponents(PowerTable* table, int64_t* left) {
 }
 
 // COUNT BLOCKS, then the cone and the size of each block.
-bool CbfBlocks::read(const char* what, int64_t bytes_each, std::vector<CbfBlock>* blocks) {
+bool CbfBlocks::read(const char* noun, int64_t bytes_each, std::vector<CbfBlock>* blocks) {
   int32_t count = 0;
   int32_t num_blocks = 0;
-  if (!reading_.require_line(format_text("the number of %s", what).c_str())) return false;
+  if (!reading_.require_line(format_text("the number of %ss", noun).c_str())) return false;
   if (!reading_.take_count(CbfReading::kMost, &count) || !reading_.declare(count, bytes_each)) {
     return false;
   }
@@ -65,8 +64,8 @@ bool CbfBlocks::read(const char* what, int64_t bytes_each, std::vector<CbfBlock>
     begin += blocks->back().size;
   }
   return begin == count ||
-         lines_.fail_line(format_text("the blocks have %lld %s, but %d were announced",
-                                      static_cast<long long>(begin), what, count));
+         lines_.fail_line(format_text("the blocks have %s, but the number announced is %d",
+                                      counted(begin, noun).c_str(), count));
 }
 
 bool CbfBlocks::read_block(int64_t begin, int64_t count, std::vector<CbfBlock>* blocks) {
@@ -130,8 +129,10 @@ bool CbfBlocks::check_size(std::string_view word, CbfBlock* block) {
   const ConeSizes rule = cone_sizes(domain->kind, exponents);
   const size_t size = index(block->size);
   if (size < rule.least || size > rule.most) {
-    return lines_.fail(word, format_text("a cone of this kind has %s%zu members",
-                                         rule.least == rule.most ? "" : "at least ", rule.least));
+    return lines_.fail(
+        word,
+        format_text("a cone of this kind has %s%s", rule.least == rule.most ? "" : "at least ",
+                    counted(static_cast<int64_t>(rule.least), "member").c_str()));
   }
   // A quadratic cone of one member is the non-negative numbers.
   if (domain->kind == ConeKind::kQuadratic && size == 1) {

@@ -35,8 +35,8 @@ class CbfBlocks {
   bool read_power_cones() { return read_table(&power_cones_); }
   bool read_dual_power_cones() { return read_table(&dual_power_cones_); }
 
-  // The blocks of VAR or CON. `what` names their members, each of which takes so many bytes.
-  bool read(const char* what, int64_t bytes_each, std::vector<CbfBlock>* blocks);
+  // The blocks of VAR or CON, whose members are called by the noun and take so many bytes each.
+  bool read(const char* noun, int64_t bytes_each, std::vector<CbfBlock>* blocks);
 
  private:
   using PowerTable = std::vector<std::vector<double>>;

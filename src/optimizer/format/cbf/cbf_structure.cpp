@@ -54,7 +54,7 @@ bool CbfStructure::read_dimension(int32_t* dimension, int64_t bytes_each) {
 
 bool CbfStructure::read_variables() {
   std::vector<CbfBlock> blocks;
-  if (!blocks_.read("variables", kBytesOfVariable, &blocks)) return false;
+  if (!blocks_.read("variable", kBytesOfVariable, &blocks)) return false;
   for (const CbfBlock& block : blocks) {
     add_variables(block.size, block.domain.lower, block.domain.upper);
     if (block.domain.is_cone) add_cone(block.domain, block.begin, block.size);
@@ -64,7 +64,7 @@ bool CbfStructure::read_variables() {
 }
 
 bool CbfStructure::read_constraints() {
-  if (!blocks_.read("constraints", kBytesOfConstraint, &con_blocks_)) return false;
+  if (!blocks_.read("constraint", kBytesOfConstraint, &con_blocks_)) return false;
   for (const CbfBlock& block : con_blocks_) {
     const CbfDomain& domain = block.domain;
     if (domain.is_cone && !reading_.declare(block.size, kBytesOfSlack)) return false;

@@ -82,9 +82,9 @@ Status Admission::check_no_logic() const {
 }
 
 Status Admission::check_scalar() const {
-  if (model_.num_cone() > 0) return refuse(format_text("it has %d cones", model_.num_cone()));
+  if (model_.num_cone() > 0) return refuse("it has " + counted(model_.num_cone(), "cone"));
   if (model_.num_matrix_var() == 0) return {};
-  return refuse(format_text("it has %d matrix variables", model_.num_matrix_var()));
+  return refuse("it has " + counted(model_.num_matrix_var(), "matrix variable"));
 }
 
 Status Admission::check_constant() const {

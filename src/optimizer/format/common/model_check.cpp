@@ -17,8 +17,11 @@ namespace {
 
 using Part = ModelPart;
 
-std::string count_text(const char* what, size_t count, const char* of, size_t expected) {
-  return format_text("%s has %zu elements where there are %zu %s", what, count, expected, of);
+// The noun is a singular.
+std::string count_text(const char* what, size_t count, const char* noun, size_t expected) {
+  return format_text(
+      "%s has %s where there %s %s", what, counted(static_cast<int64_t>(count), "element").c_str(),
+      expected == 1 ? "is" : "are", counted(static_cast<int64_t>(expected), noun).c_str());
 }
 
 ModelFault not_finite(Part part, const char* what, size_t place) {
@@ -36,8 +39,8 @@ ModelFault check_finite(Part part, const char* what, const std::vector<double>& 
 }
 
 ModelFault check_bounds(Part part, const char* what, const std::vector<double>& values,
-                        const char* of, size_t expected) {
-  if (values.size() != expected) return {part, count_text(what, values.size(), of, expected)};
+                        const char* noun, size_t expected) {
+  if (values.size() != expected) return {part, count_text(what, values.size(), noun, expected)};
   for (size_t i = 0; i < values.size(); ++i) {
     if (std::isnan(values[i])) return {part, format_text("element %zu of %s is NaN", i, what)};
   }
@@ -50,14 +53,14 @@ ModelFault check_variables(const Model& model) {
   if (!std::isfinite(model.constant)) return {Part::kObjective, "the constant is no finite number"};
   ModelFault fault = check_finite(Part::kObjective, "the costs", model.cost);
   if (fault.text.empty()) {
-    fault = check_bounds(Part::kVariables, "lower", model.var_lower, "variables", count);
+    fault = check_bounds(Part::kVariables, "lower", model.var_lower, "variable", count);
   }
   if (fault.text.empty()) {
-    fault = check_bounds(Part::kVariables, "upper", model.var_upper, "variables", count);
+    fault = check_bounds(Part::kVariables, "upper", model.var_upper, "variable", count);
   }
   if (!fault.text.empty()) return fault;
   if (model.var_kind.size() != count) {
-    return {Part::kVariables, count_text("kind", model.var_kind.size(), "variables", count)};
+    return {Part::kVariables, count_text("kind", model.var_kind.size(), "variable", count)};
   }
   for (size_t j = 0; j < count; ++j) {
     if (model.var_kind[j] <= VarKind::kSemiInteger) continue;
@@ -71,9 +74,9 @@ ModelFault check_constraints(const Model& model) {
   const size_t count = model.con_lower.size();
   if (count > static_cast<size_t>(INT32_MAX)) return {Part::kConstraints, "too many constraints"};
   ModelFault fault =
-      check_bounds(Part::kConstraints, "lower", model.con_lower, "constraints", count);
+      check_bounds(Part::kConstraints, "lower", model.con_lower, "constraint", count);
   if (!fault.text.empty()) return fault;
-  return check_bounds(Part::kConstraints, "upper", model.con_upper, "constraints", count);
+  return check_bounds(Part::kConstraints, "upper", model.con_upper, "constraint", count);
 }
 
 // Rows of a column that do not ascend may still be different ones.
@@ -292,17 +295,16 @@ ModelFault find_start_fault(const Model& model) {
     return ModelFault{Part::kCoefficients, std::move(text)};
   };
   if (start.size() != model.cost.size() + 1) {
-    return fault(format_text("start has %zu elements where there are %zu variables", start.size(),
-                             model.cost.size()));
+    return fault(count_text("start", start.size(), "variable", model.cost.size()));
   }
   if (start.front() != 0) return fault("start does not begin with 0");
   if (!std::is_sorted(start.begin(), start.end())) return fault("start descends");
   if (start.back() != static_cast<int64_t>(model.matrix.row.size())) {
-    return fault(format_text("start ends with %lld where there are %zu elements",
+    return fault(format_text("start ends with %lld and not with the number of elements, %zu",
                              static_cast<long long>(start.back()), model.matrix.row.size()));
   }
   if (model.matrix.row.size() == model.matrix.value.size()) return {};
-  return fault(count_text("value", model.matrix.value.size(), "rows", model.matrix.row.size()));
+  return fault(count_text("value", model.matrix.value.size(), "row", model.matrix.row.size()));
 }
 
 ModelFault find_model_fault(const Model& model) {

@@ -221,8 +221,8 @@ bool CborReader::convert(const char* bytes, size_t count, Number* values) {
 template <class Source, class Number>
 bool CborReader::read_elements(uint64_t bytes, std::vector<Number>* values) {
   if (bytes % sizeof(Source) != 0) {
-    return fail(mark(), format_text("expected elements of %zu bytes, found %llu bytes",
-                                    sizeof(Source), static_cast<unsigned long long>(bytes)));
+    return fail(mark(), "expected elements of " + counted(sizeof(Source), "byte") + ", found " +
+                            counted(static_cast<int64_t>(bytes), "byte"));
   }
   const uint64_t total = bytes / sizeof(Source);
   while (values->size() < total) {

@@ -37,9 +37,9 @@ bool PtfSections::read_cone() {
   if (!read_cone_name() || !read_cone_kind(&cone) || !read_members(&cone)) return false;
   const ConeSizes rule = cone_sizes(cone.kind, cone.exponents.size());
   if (cone.vars.size() < rule.least || cone.vars.size() > rule.most) {
-    return tokens_.fail_at(
-        place, reading_.model.cone_names[index(reading_.model.num_cone())],
-        format_text("a cone of this kind cannot have %zu variables", cone.vars.size()));
+    return tokens_.fail_at(place, reading_.model.cone_names[index(reading_.model.num_cone())],
+                           "a cone of this kind cannot have " +
+                               counted(static_cast<int64_t>(cone.vars.size()), "variable"));
   }
   reading_.model.cones.push_back(std::move(cone));
   return tokens_.status().ok();

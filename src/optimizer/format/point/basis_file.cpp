@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "file/numbers.h"
 #include "file/text_reader.h"
 #include "format/point/point_file.h"
 #include "format/point/point_names.h"
@@ -58,10 +59,22 @@ class BasisReader {
     } else {
       fail(word, "XU, XL, UL, LL or ENDATA was expected");
     }
-    if (const std::string_view more = take_word(&line); !more.empty()) {
-      fail(more, "the end of the line was expected");
-    }
+    expect_end(line, word);
     return false;
+  }
+
+  // Some programs add the variable's value; where a line has no constraint, behind a name for none.
+  void expect_end(std::string_view rest, std::string_view key) {
+    const bool lacks_constraint = key == "UL" || key == "LL";
+    std::string_view first = take_word(&rest);
+    const std::string_view second = take_word(&rest);
+    double value = 0.0;
+    if (lacks_constraint && !second.empty() && parse_double(second, &value)) {
+      first = take_word(&rest);
+    } else if (!first.empty() && parse_double(first, &value)) {
+      first = second;
+    }
+    if (!first.empty()) fail(first, "the end of the line was expected");
   }
 
   void set(PointNames& names, std::string_view name, StatusKey key, std::vector<StatusKey>* keys) {

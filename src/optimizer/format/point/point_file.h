@@ -2,6 +2,9 @@
 // docs/formats/points.md says which. They refer to a model that is there already.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "file/input_stream.h"
 #include "file/output_file.h"
 #include "task/model.h"
@@ -14,6 +17,10 @@ namespace vorlan {
 // Reads `name value` lines, or the solution file of another optimizer. A name that the model does
 // not have is an error. Where the form leaves zeros out, all variables count as given.
 [[nodiscard]] Status read_point(InputStream* input, const Model& model, StartPoint* point);
+
+// Reads lines of names and whole numbers: the priorities of variables, 0 for those without a line.
+[[nodiscard]] Status read_priorities(InputStream* input, const Model& model,
+                                     std::vector<int32_t>* priorities);
 
 // Writes the status, the objective and the values of a solution, or of a point in its xx.
 [[nodiscard]] Status write_point(const Model& model, const Solution& solution, OutputFile* file);

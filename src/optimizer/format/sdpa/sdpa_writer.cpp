@@ -238,10 +238,9 @@ Status write_sdpa(const ProblemView& problem, OutputFile* file, Warnings* warnin
     warnings->add("SDPA files maximize: the objective is written with the opposite sign");
   }
   if (writer.num_changed() > 0) {
-    warnings->add(
-        format_text("SDPA files have non-negative scalars only: %lld variables are "
-                    "written with the opposite sign or as a difference",
-                    static_cast<long long>(writer.num_changed())));
+    warnings->add("SDPA files have non-negative scalars only: " +
+                  counted(writer.num_changed(), "variable is", "variables are") +
+                  " written with the opposite sign or as a difference");
   }
   if (writer.num_free_cons() > 0) {
     warnings->add(format_text("constraints without sides are left out: %lld",

@@ -172,8 +172,8 @@ std::string size_fault(const Solution& s, const Model& model) {
         Size{"y", s.y.size(), cons}, Size{"snx", s.snx.size(), members},
         Size{"barx", s.barx.size(), triangles}, Size{"bars", s.bars.size(), triangles}}) {
     if (size.size == size.expected) continue;
-    return format_text("'%s' of the solution has %zu elements where the task needs %zu", size.name,
-                       size.size, size.expected);
+    return format_text("'%s' of the solution has %s where the task needs %zu", size.name,
+                       counted(static_cast<int64_t>(size.size), "element").c_str(), size.expected);
   }
   return {};
 }
@@ -352,9 +352,9 @@ class SolutionReader {
            check_names("constraint", constraints_, model_.con_names, model_.con_lower.size()) &&
            check_names("matrix variable", matrix_variables_, model_.matrix_var_names,
                        model_.matrix_vars.size()) &&
-           check_count("variables", variables_, model_.cost.size()) &&
-           check_count("constraints", constraints_, model_.con_lower.size()) &&
-           check_count("matrix variables", matrix_variables_, model_.matrix_vars.size()) &&
+           check_count("variable", variables_, model_.cost.size()) &&
+           check_count("constraint", constraints_, model_.con_lower.size()) &&
+           check_count("matrix variable", matrix_variables_, model_.matrix_vars.size()) &&
            check_dimensions() && check_solutions(reader_, model_, marks_, &solutions);
   }
 
@@ -370,11 +370,11 @@ class SolutionReader {
     return true;
   }
 
-  bool check_count(const char* kind, const Elements& e, size_t count) {
+  bool check_count(const char* noun, const Elements& e, size_t count) {
     if (e.count == static_cast<int64_t>(count) && (e.named == 0 || e.named == count)) return true;
     return reader_->fail(
-        e.mark, format_text("the solution is of another task: it is for %lld %s, the task has %zu",
-                            static_cast<long long>(e.count), kind, count));
+        e.mark, format_text("the solution is of another task: it is for %s, the task has %zu",
+                            counted(e.count, noun).c_str(), count));
   }
 
   bool check_dimensions() {

@@ -347,7 +347,9 @@ class TaskReader {
     const auto fits = [this](ModelPart part, size_t names, size_t count) {
       return names == 0 || names == count ||
              reader_->fail(mark(part),
-                           format_text("there are %zu names for %zu elements", names, count));
+                           format_text("there %s %s for %s", names == 1 ? "is" : "are",
+                                       counted(static_cast<int64_t>(names), "name").c_str(),
+                                       counted(static_cast<int64_t>(count), "element").c_str()));
     };
     return fits(ModelPart::kVariables, var_names_, model_.cost.size()) &&
            fits(ModelPart::kConstraints, con_names_, model_.con_lower.size()) &&

@@ -13,6 +13,7 @@
 #include "Highs.h"
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/check/terms.h"
 #include "solve/highs/exact_integers.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_certificates.h"
@@ -42,6 +43,7 @@ struct Watch {
   double told = kInfinity;
   std::string origin;
   bool root_is_told = false;
+  int64_t most_cuts = 0;  // in the relaxation
 
   Watch(const MinimizeProblem& given_problem, BackendMonitor* given_monitor)
       : monitor(given_monitor),
@@ -54,6 +56,7 @@ struct Watch {
   // HiGHS calls back for a better point first, and then has a row that says where it comes from.
   void take_row(const HighsTableRow& row) {
     progress.open_nodes = row.open_nodes;
+    most_cuts = std::max(most_cuts, row.cuts);
     if (row.origin.empty()) return;
     origin = row.origin;
     tell_better_point();
@@ -66,6 +69,10 @@ struct Watch {
     if (aside || !(progress.objective < told - least)) return;
     told = progress.objective;
     monitor->milestone(progress, std::exchange(origin, {}));
+  }
+
+  void tell_cuts() {
+    if (most_cuts > 0) monitor->milestone(progress, counted(most_cuts, "cut") + " at most");
   }
 
   void tell_root() {
@@ -169,12 +176,50 @@ bool make_basis(const Model& model, const Solution& start, HighsBasis* basis) {
   return whole && num_basic == model.num_con();
 }
 
+HighsBasisStatus status_near(double value, double lower, double upper) {
+  constexpr double kNear = 1e-9;
+  const double reach = kNear * std::max(1.0, std::fabs(value));
+  if (value - lower <= reach) return HighsBasisStatus::kLower;
+  if (upper - value <= reach) return HighsBasisStatus::kUpper;
+  return HighsBasisStatus::kBasic;
+}
+
+// What is between its bounds at the point. HiGHS makes a basis of it: it takes out what depends on
+// the rest and fills up with rows.
+HighsBasis basis_near(const Model& model, const std::vector<double>& x) {
+  HighsBasis basis;
+  basis.alien = true;
+  basis.valid = true;
+  for (size_t j = 0; j < x.size(); ++j) {
+    basis.col_status.push_back(status_near(x[j], model.var_lower[j], model.var_upper[j]));
+  }
+  const std::vector<Sum> activity = linear_row_sums(model, x, {});
+  for (size_t i = 0; i < activity.size(); ++i) {
+    basis.row_status.push_back(
+        status_near(activity[i].value, model.con_lower[i], model.con_upper[i]));
+  }
+  return basis;
+}
+
+// True of a point alone, whoever has made it.
+bool has_no_keys(const Solution& start) {
+  const auto is_unknown = [](StatusKey key) { return key == StatusKey::kUnknown; };
+  return std::all_of(start.skx.begin(), start.skx.end(), is_unknown) &&
+         std::all_of(start.skc.begin(), start.skc.end(), is_unknown);
+}
+
 // HiGHS goes on from a basis without presolve. So a basis is passed only where there is one to go
-// on from.
+// on from, or a point near which there is one.
 void start_linear(const MinimizeProblem& problem, const Parameters& parameters, Highs* highs) {
   if (wants_interior_point(parameters)) return;
+  const Solution& start = *problem.start;
   HighsBasis basis;
-  if (make_basis(problem.model, *problem.start, &basis)) highs->setBasis(basis);
+  if (make_basis(problem.model, start, &basis)) {
+    highs->setBasis(basis);
+  } else if (start.status == SolutionStatus::kPrimalFeasible && has_no_keys(start) &&
+             problem.model.num_con() > 0) {
+    highs->setBasis(basis_near(problem.model, start.xx));
+  }
 }
 
 void start_integer(const MinimizeProblem& problem, const Parameters& parameters,
@@ -255,12 +300,16 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   if (!lacks_certificate(result->outcome)) {
     copy_solution(highs, model, result);
     watch.progress = result->progress;
+    watch.progress.open_nodes = 0;
     if (integer && !result->x.empty()) watch.tell_better_point();
+    watch.tell_cuts();
     const bool is_ranged = !integer && result->outcome == Outcome::kOptimal &&
                            !parameters.get(StringParam::kRangingFile).empty();
     if (is_ranged) copy_ranging(problem, &highs, result);
     return {};
   }
+  watch.progress = result->progress;
+  watch.tell_cuts();
   if (integer && result->outcome != Outcome::kInfeasible) {
     monitor->log("Looking for a feasible point, to tell unbounded from infeasible\n");
     watch.aside = true;

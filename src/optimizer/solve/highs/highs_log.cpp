@@ -98,20 +98,23 @@ void HighsLog::take_line(const std::string& line) {
   }
 }
 
-// " S  Proc. InQueue | Leaves Expl.% | BestBound BestSol Gap | ...", without the bars.
+// " S  Proc. InQueue | Leaves Expl.% | BestBound BestSol Gap | Cuts InLp Confl. | ...", without the
+// bars.
 bool HighsLog::take_table_row(std::string_view line) {
   const std::string text(line);
   char processed[32] = "";
   char open[32] = "";
   double explored = 0.0;
   if (text.size() < 3 || text[2] != ' ') return false;
-  if (std::sscanf(text.c_str() + 3, "%31s %31s %*s %lf%%", processed, open, &explored) != 3) {
+  long long cuts = 0;
+  if (std::sscanf(text.c_str() + 3, "%31s %31s %*s %lf%% %*s %*s %*s %*s %lld", processed, open,
+                  &explored, &cuts) < 3) {
     return false;
   }
   const auto* origin = std::find_if(std::begin(kOrigins), std::end(kOrigins),
                                     [&](const Origin& o) { return o.letter == text[1]; });
   const bool known = origin != std::end(kOrigins);
-  on_row_({known ? origin->words : std::string_view(), table_count(open)});
+  on_row_({known ? origin->words : std::string_view(), table_count(open), cuts});
   return true;
 }
 

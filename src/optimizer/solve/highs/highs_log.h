@@ -16,6 +16,7 @@ namespace vorlan {
 struct HighsTableRow {
   std::string_view origin;  // of a better point; empty in a row without one
   int64_t open_nodes;
+  int64_t cuts;  // in the relaxation
 };
 
 class HighsLog {

@@ -8,6 +8,7 @@
 
 #include "Highs.h"
 #include "solve/highs/semi_continuous.h"
+#include "task/numeric.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -69,6 +70,9 @@ Status pass_model(const MinimizeProblem& problem, SemiContinuous* semi, Highs* h
   HighsLp lp = highs_model(problem);
   Status status = semi->replace(problem.model, &lp);
   if (!status.ok()) return status;
+  lp.branching_priority_.assign(problem.model.branching_priority.begin(),
+                                problem.model.branching_priority.end());
+  if (!lp.branching_priority_.empty()) lp.branching_priority_.resize(index(lp.num_col_), 0);
   if (highs->passModel(std::move(lp)) != HighsStatus::kError) return {};
   return {Code::kErrModelNumber,
           "the optimizer refuses the model: a coefficient, cost or bound is out of its range"};

@@ -109,6 +109,7 @@ Status set_highs_options(const Parameters& parameters, HighsMethod method, doubl
   options.set("mip_min_logging_interval", kSecondsOfATableRow);
   options.set("mip_detect_symmetry", parameters.is_on(IntParam::kMipSymmetry));
   options.set("mip_allow_restart", parameters.is_on(IntParam::kMipRestart));
+  options.set("mip_cut_separation", parameters.is_on(IntParam::kMipCuts));
   set_emphasis(parameters, &options);
   // When there is no crossover, half of the interior points fail their tolerances in the original
   // model. The simplex method then goes on from there.

@@ -179,7 +179,7 @@ void OuterApproximation::search_tree() {
   const bool suits = relaxation_->largest_norm() >= kLargeNorm && TreeSearch::suits(problem_.model);
   if (!suits || reaches_limit(&ignored)) return;
   TreeSearch tree(relaxation_solver_->objective_factor(), &solver_, &bounds_, trials_.get(),
-                  relaxation_.get());
+                  relaxation_.get(), parameters_);
   tree.run([&] { return reaches_limit(&ignored); });
   if (bounds_.is_contradicted()) look_into_contradiction(&ignored);
   ++round_;

@@ -44,6 +44,7 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
   frame_.var_lower = model_.var_lower;
   frame_.var_upper = model_.var_upper;
   frame_.var_kind = model_.var_kind;
+  frame_.branching_priority = model_.branching_priority;
   const SparseMatrix& a = model_.matrix;
   for (size_t i = 0; i < model_.con_lower.size(); ++i) {
     add_row(model_.con_lower[i], model_.con_upper[i], {});

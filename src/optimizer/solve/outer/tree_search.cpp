@@ -8,6 +8,7 @@
 
 #include "solve/outer/derived_models.h"
 #include "solve/outer/first_points.h"
+#include "task/parameter_index.h"
 
 namespace vorlan::outer {
 namespace {
@@ -34,13 +35,15 @@ bool is_whole(double value) { return std::fabs(value - std::round(value)) <= kWh
 }  // namespace
 
 TreeSearch::TreeSearch(double objective_factor, InnerSolver* solver, OptimumBounds* bounds,
-                       IntegerTrials* trials, Relaxation* relaxation)
+                       IntegerTrials* trials, Relaxation* relaxation, const Parameters& parameters)
     : objective_factor_(objective_factor),
       solver_(solver),
       bounds_(bounds),
       trials_(trials),
-      relaxation_(relaxation) {
+      relaxation_(relaxation),
+      cuts_points_(parameters.is_on(IntParam::kMipCuts)) {
   const Model model = relaxation_->make_model();
+  priorities_ = model.branching_priority;
   root_lower_ = model.var_lower;
   root_upper_ = model.var_upper;
   for (int32_t j = 0; j < model.num_var(); ++j) {
@@ -141,6 +144,7 @@ TreeSearch::Outcome TreeSearch::solve_node(Node* node, bool is_root) {
     const double size = std::max(1e-9, std::min(std::fabs(objective), bounds_->gap()));
     const bool gains = objective - last > kLeastGain * size;
     last = objective;
+    if (!cuts_points_) break;
     if (round >= (is_root ? kRootRounds : kNodeRounds) || (round > 0 && !gains)) break;
     relaxation_->separate_worst(point_, is_root ? kRootShare : kNodeShare);
     if (!pull_rows()) break;
@@ -252,11 +256,22 @@ void TreeSearch::probe_both(int32_t var, const DynamicLp::BasisHandle& basis) {
   }
 }
 
+int32_t TreeSearch::priority(int32_t var) const {
+  return index(var) < priorities_.size() ? priorities_[index(var)] : 0;
+}
+
+// One of the variables of the highest priority that are not whole; -1 where all are.
 int32_t TreeSearch::choose_variable(const DynamicLp::BasisHandle& basis) {
   std::vector<std::pair<double, int32_t>> candidates;
+  int32_t highest = 0;
   for (const int32_t var : integers_) {
     const double value = point_[index(var)];
-    if (!is_whole(value)) candidates.emplace_back(-score(var, value), var);
+    if (is_whole(value)) continue;
+    if (candidates.empty() || priority(var) > highest) {
+      candidates.clear();
+      highest = priority(var);
+    }
+    if (priority(var) == highest) candidates.emplace_back(-score(var, value), var);
   }
   if (candidates.empty()) return -1;
   std::sort(candidates.begin(), candidates.end());

@@ -24,13 +24,14 @@
 #include "solve/outer/integer_trials.h"
 #include "solve/outer/optimum_bounds.h"
 #include "solve/outer/relaxation.h"
+#include "task/parameters.h"
 
 namespace vorlan::outer {
 
 class TreeSearch {
  public:
   TreeSearch(double objective_factor, InnerSolver* solver, OptimumBounds* bounds,
-             IntegerTrials* trials, Relaxation* relaxation);
+             IntegerTrials* trials, Relaxation* relaxation, const Parameters& parameters);
 
   // Whether the relaxation is one that the tree can search: all integers bounded, nothing
   // semi-continuous.
@@ -74,6 +75,7 @@ class TreeSearch {
   Outcome solve_node(Node* node, bool is_root);
   Outcome look_at_whole_point(Node* node, bool* again);
   void branch(const Node& node);
+  int32_t priority(int32_t var) const;
   int32_t choose_variable(const DynamicLp::BasisHandle& basis);
   void probe_both(int32_t var, const DynamicLp::BasisHandle& basis);
   int32_t choose_open() const;
@@ -91,8 +93,10 @@ class TreeSearch {
   OptimumBounds* bounds_;
   IntegerTrials* trials_;
   Relaxation* relaxation_;
+  bool cuts_points_;  // those that are not whole, too
   std::unique_ptr<DynamicLp> lp_;
   std::vector<int32_t> integers_;
+  std::vector<int32_t> priorities_;              // of the first columns
   std::vector<double> root_lower_, root_upper_;  // of all columns
   std::vector<double> lower_, upper_;            // at the node that the linear model is at
   std::vector<double> point_;  // the optimum of the node's linear model, and its objective

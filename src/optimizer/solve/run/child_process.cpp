@@ -123,6 +123,8 @@ class ChildMonitor : public BackendMonitor {
     last_point_ = monotonic_seconds();
   }
 
+  void keep_answer(const Answer& answer) override { shared_->keep_answer(answer); }
+
  private:
   SharedResult* shared_;
   int pipe_;
@@ -346,7 +348,7 @@ void ChildProcess::kill() {
 }
 
 Status ChildProcess::leave(Task* task) {
-  const bool dies = !killed_ && !shared_.complete();
+  const bool dies = !killed_ && !shared_.has_answer();
   int exit_status = 0;
   const pid_t reaped = reap(pid_, dies ? kDeathSeconds : kReapSeconds, &exit_status);
   if (reaped == 0) {
@@ -359,7 +361,7 @@ Status ChildProcess::leave(Task* task) {
 }
 
 Status ChildProcess::take_answer(const Task& task, const Listener& listener, Answer* answer) const {
-  if (!shared_.complete()) {
+  if (!shared_.has_answer()) {
     take_last_point(shared_, listener.stop_reason(), answer);
     return {};
   }

@@ -27,7 +27,6 @@ enum Present : uint32_t {
   kHasBars = 32,
   kHasY = 64,
   kHasRanging = 128,
-  kHasConflict = 256,
 };
 
 // Hands over an array that may be missing; one of another size would be none of this model.
@@ -47,6 +46,8 @@ void get_array(uint32_t present, Present bit, const double* memory, size_t size,
 struct SharedResult::Header {
   std::atomic<bool> stop = false;
   std::atomic<bool> complete = false;
+  std::atomic<bool> answered = false;
+  std::atomic<bool> has_conflict = false;
   std::atomic<bool> memory_exhausted = false;
 
   std::atomic<double> objective = kInfinity;
@@ -67,7 +68,7 @@ struct SharedResult::Header {
   uint32_t point_present[2] = {};
   double point_violation[2] = {kInfinity, kInfinity};
 
-  // Written before complete.
+  // Written before complete and answered, the conflict before has_conflict.
   Code code = Code::kOk;
   char message[kMessageSize] = {};
   Outcome outcome = Outcome::kUnknown;
@@ -86,12 +87,12 @@ SharedResult::SharedResult(const Model& model)
     : num_var_(model.cost.size()),
       num_con_(model.con_lower.size()),
       num_packed_(packed_starts(model).back()),
-      num_cone_(model.cones.size()) {
+      num_marks_(num_con_ + num_var_ + model.cones.size() + model.sets.size()) {
   const size_t one_result = 3 * num_var_ + num_con_ + 2 * num_packed_;
   const size_t head = (sizeof(Header) + 63) / 64 * 64;
   const size_t num_both = num_var_ + num_con_;
   size_ = head + (3 * one_result + kRangeFigures * num_both) * sizeof(double) +
-          num_both * sizeof(StatusKey) + num_both + num_cone_;
+          num_both * sizeof(StatusKey) + num_marks_;
   void* memory = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return;
@@ -115,6 +116,7 @@ bool SharedResult::stop_asked() const { return header_->stop; }
 void SharedResult::note_memory_exhausted() { header_->memory_exhausted = true; }
 bool SharedResult::memory_exhausted() const { return header_->memory_exhausted; }
 bool SharedResult::complete() const { return header_->complete; }
+bool SharedResult::has_answer() const { return header_->answered || header_->complete; }
 
 Progress SharedResult::progress() const {
   Progress progress;
@@ -216,14 +218,32 @@ void SharedResult::last_point(BackendResult* point, double* primal_violation) co
   *primal_violation = header_->point_violation[slot];
 }
 
+void SharedResult::keep_answer(const Answer& answer) {
+  put_status({});
+  put_answer(answer);
+  header_->answered = true;
+}
+
 void SharedResult::finish(const Status& status, const Answer& answer) {
+  if (!header_->answered) {
+    put_status(status);
+    put_answer(answer);
+  }
+  if (status.ok()) put_conflict(answer.conflict);
+  header_->complete = true;
+}
+
+void SharedResult::put_status(const Status& status) {
+  header_->code = status.code();
+  const size_t length = std::min(status.message().size(), kMessageSize - 1);
+  std::memcpy(header_->message, status.message().data(), length);
+  header_->message[length] = '\0';
+}
+
+void SharedResult::put_answer(const Answer& answer) {
   Header& header = *header_;
   const BackendResult& result = answer.result;
   publish(result.progress);
-  header.code = status.code();
-  const size_t length = std::min(status.message().size(), kMessageSize - 1);
-  std::memcpy(header.message, status.message().data(), length);
-  header.message[length] = '\0';
   header.outcome = result.outcome;
   header.certificate = result.certificate;
   header.termination = result.termination;
@@ -236,21 +256,15 @@ void SharedResult::finish(const Status& status, const Answer& answer) {
     std::copy(result.var_key.begin(), result.var_key.end(), var_key_);
     std::copy(result.con_key.begin(), result.con_key.end(), con_key_);
   }
-  put_findings(answer);
-  header.complete = true;
+  header.present |=
+      put_array(result.ranging, kHasRanging, kRangeFigures * (num_var_ + num_con_), ranging_);
 }
 
-// Ranging and a conflict, which are of the answer alone.
-void SharedResult::put_findings(const Answer& answer) {
-  Header& header = *header_;
-  const size_t num_both = num_var_ + num_con_;
-  header.present |=
-      put_array(answer.result.ranging, kHasRanging, kRangeFigures * num_both, ranging_);
-  const std::vector<uint8_t>& marks = answer.conflict.marks;
-  header.conflict_is_minimal = answer.conflict.is_minimal;
-  if (marks.empty() || marks.size() != num_both + num_cone_) return;
-  header.present |= kHasConflict;
-  std::copy(marks.begin(), marks.end(), conflict_);
+void SharedResult::put_conflict(const Conflict& conflict) {
+  if (conflict.marks.empty() || conflict.marks.size() != num_marks_) return;
+  header_->conflict_is_minimal = conflict.is_minimal;
+  std::copy(conflict.marks.begin(), conflict.marks.end(), conflict_);
+  header_->has_conflict = true;
 }
 
 Status SharedResult::take(Answer* answer) const {
@@ -266,9 +280,9 @@ Status SharedResult::take(Answer* answer) const {
   get(header.present, answer_, result);
   const size_t num_both = num_var_ + num_con_;
   get_array(header.present, kHasRanging, ranging_, kRangeFigures * num_both, &result->ranging);
-  answer->conflict.is_minimal = header.conflict_is_minimal;
-  if ((header.present & kHasConflict) != 0) {
-    answer->conflict.marks.assign(conflict_, conflict_ + num_both + num_cone_);
+  if (header.has_conflict) {
+    answer->conflict.is_minimal = header.conflict_is_minimal;
+    answer->conflict.marks.assign(conflict_, conflict_ + num_marks_);
   }
   if ((header.present & kHasKeys) != 0) {
     result->var_key.assign(var_key_, var_key_ + num_var_);

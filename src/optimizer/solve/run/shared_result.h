@@ -33,10 +33,12 @@ class SharedResult {
   bool memory_exhausted() const;
   Progress progress() const;
   bool complete() const;
+  // True once there is an answer that stands, whatever becomes of the child.
+  bool has_answer() const;
   // The next milestone that was not taken yet; false when there is none. Of a storm the first ones
   // are lost.
   bool take_milestone(Milestone* milestone);
-  // Once complete: the status of the work, and its answer.
+  // Once complete, or once there is an answer: the status of the work, and its answer.
   Status take(Answer* answer) const;
   // The last point that was kept, if it is another one than this gave before.
   bool take_point(BackendResult* point, double* primal_violation);
@@ -50,6 +52,8 @@ class SharedResult {
   void publish(const Progress& progress);
   void add_milestone(const Milestone& milestone);
   void keep(const BackendResult& point, double primal_violation);
+  void keep_answer(const Answer& answer);
+  // After keep_answer only a conflict can be added: a failure then takes nothing away.
   void finish(const Status& status, const Answer& answer);
 
  private:
@@ -59,7 +63,9 @@ class SharedResult {
     double *x, *d, *snx, *y, *barx, *bars;
   };
 
-  void put_findings(const Answer& answer);
+  void put_status(const Status& status);
+  void put_answer(const Answer& answer);
+  void put_conflict(const Conflict& conflict);
   Arrays lay_out(double* memory) const;
   uint32_t put(const BackendResult& result, const Arrays& arrays) const;
   void get(uint32_t present, const Arrays& arrays, BackendResult* result) const;
@@ -71,7 +77,7 @@ class SharedResult {
   size_t num_var_;
   size_t num_con_;
   size_t num_packed_;  // elements of matrix variables
-  size_t num_cone_;
+  size_t num_marks_;  // of a conflict
   // Into the mapping, behind the header.
   Arrays answer_ = {};
   Arrays point_[2] = {};

@@ -1,7 +1,9 @@
 // The factorizations under the Newton system, and the correction of their solutions.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/dense_ldl.h"
@@ -161,6 +163,140 @@ TEST(SparseLdl, TakesABlockOffTheEndThatIsGiven) {
   std::vector<double> x = product(matrix, expected);
   ldl.solve(x);
   for (size_t i = 0; i < 70; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12);
+}
+
+// A large matrix, element by element.
+class LargeMatrix {
+ public:
+  explicit LargeMatrix(int32_t order) : columns_(index(order)) {}
+
+  void set(int32_t a, int32_t b, double value) {
+    columns_[index(std::max(a, b))][std::min(a, b)] = value;
+  }
+
+  UpperTriangle upper() const {
+    UpperTriangle upper;
+    upper.order = static_cast<int32_t>(columns_.size());
+    for (const auto& column : columns_) {
+      for (const auto& [row, value] : column) {
+        upper.row.push_back(row);
+        upper.value.push_back(value);
+      }
+      upper.start.push_back(static_cast<int64_t>(upper.row.size()));
+    }
+    return upper;
+  }
+
+  std::vector<double> times(const std::vector<double>& x) const {
+    std::vector<double> y(x.size(), 0.0);
+    for (size_t j = 0; j < x.size(); ++j) {
+      for (const auto& [row, value] : columns_[j]) {
+        y[index(row)] += value * x[j];
+        if (index(row) != j) y[j] += value * x[index(row)];
+      }
+    }
+    return y;
+  }
+
+ private:
+  std::vector<std::map<int32_t, double>> columns_;
+};
+
+// A cube of nodes, where neighbours have different signs, so that their pivots do. The last node, whose
+// pivot is 0, stands alone.
+constexpr int32_t kSide = 17;
+constexpr int32_t kNodes = kSide * kSide * kSide;
+LargeMatrix cube(std::vector<int8_t>* signs) {
+  LargeMatrix matrix(kNodes + 1);
+  signs->clear();
+  for (int32_t node = 0; node < kNodes; ++node) {
+    const int32_t x = node % kSide;
+    const int32_t y = node / kSide % kSide;
+    const int32_t z = node / (kSide * kSide);
+    const bool is_even = (x + y + z) % 2 == 0;
+    signs->push_back(is_even ? 1 : -1);
+    matrix.set(node, node, is_even ? 5.0 : -4.0);
+    if (x > 0) matrix.set(node - 1, node, 1.0 + 1e-3 * (node % 7));
+    if (y > 0) matrix.set(node - kSide, node, -1.0);
+    if (z > 0) matrix.set(node - kSide * kSide, node, 0.5);
+  }
+  matrix.set(kNodes, kNodes, 0.0);
+  signs->push_back(1);
+  return matrix;
+}
+
+// Many columns that fill most rows of a dense end.
+LargeMatrix tall_matrix(std::vector<int8_t>* signs) {
+  constexpr int32_t kTall = 1500;
+  constexpr int32_t kWide = 120;
+  LargeMatrix matrix(kTall + kWide);
+  for (int32_t i = 0; i < kTall; ++i) {
+    matrix.set(i, i, 1.0 + 0.1 * (i % 10));
+    for (int32_t j = 0; j < kWide; ++j) {
+      if ((i + j) % 9 != 0) matrix.set(i, kTall + j, std::sin(static_cast<double>(3 * i + 7 * j)));
+    }
+  }
+  for (int32_t j = 0; j < kWide; ++j) matrix.set(kTall + j, kTall + j, -1.0);
+  signs->assign(kTall, 1);
+  signs->resize(kTall + kWide, -1);
+  return matrix;
+}
+
+TEST(SparseLdl, SolvesBySupernodes) {
+  std::vector<int8_t> signs;
+  for (const bool is_cube : {true, false}) {
+    const LargeMatrix matrix = is_cube ? cube(&signs) : tall_matrix(&signs);
+    const UpperTriangle upper = matrix.upper();
+    const std::vector<double> expected = some_vector(signs.size());
+    for (const DenseAlgebra* algebra :
+         {static_cast<const DenseAlgebra*>(nullptr), load_algebra()}) {
+      SparseLdl ldl;
+      ldl.use(algebra);
+      ldl.set_pivot_rule({1e-13, 1e30});
+      ldl.analyze(upper, {});
+      ASSERT_TRUE(ldl.has_supernodes()) << is_cube;
+      EXPECT_GT(ldl.dense_order(), 0) << is_cube;
+      for (const char* again : {"once", "again"}) {
+        ldl.factor(upper, signs, nullptr);
+        const std::vector<int32_t> alone = {kNodes};
+        EXPECT_EQ(ldl.replaced(), is_cube ? alone : std::vector<int32_t>()) << again;
+        std::vector<double> x = matrix.times(expected);
+        ldl.solve(x);
+        if (is_cube) x.back() = expected.back();
+        double error = 0.0;
+        for (size_t i = 0; i < x.size(); ++i)
+          error = std::max(error, std::fabs(x[i] - expected[i]));
+        EXPECT_LT(error, 1e-9) << is_cube << again;
+      }
+    }
+  }
+}
+
+// The end that is given is updated by supernodes as well.
+TEST(SparseLdl, TakesABlockOffTheEndBySupernodes) {
+  std::vector<int8_t> signs;
+  LargeMatrix matrix = cube(&signs);
+  matrix.set(kNodes, kNodes, 3.0);
+  const UpperTriangle upper = matrix.upper();
+  SparseLdl ldl;
+  ldl.use(load_algebra());
+  ldl.analyze(upper, std::vector<int32_t>{1, 3});
+  ASSERT_TRUE(ldl.has_supernodes());
+  EXPECT_EQ(ldl.dense_order(), 2);
+  DenseMatrix block(2, 2);
+  block(0, 0) = 3.0;
+  block(1, 0) = -0.5;
+  block(1, 1) = 5.0;
+  ldl.factor(upper, signs, &block);
+  matrix.set(1, 1, -4.0 - 3.0);
+  matrix.set(3, 3, -4.0 - 5.0);
+  matrix.set(1, 3, 0.5);
+  const std::vector<double> expected = some_vector(signs.size());
+  std::vector<double> x = matrix.times(expected);
+  ldl.solve(x);
+  double error = 0.0;
+  for (size_t i = 0; i < x.size(); ++i) error = std::max(error, std::fabs(x[i] - expected[i]));
+  EXPECT_LT(error, 1e-9);
 }
 
 // A preconditioner that is right but for a change of rank two takes three vectors to mend.

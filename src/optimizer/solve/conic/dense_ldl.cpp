@@ -30,27 +30,13 @@ std::vector<size_t> DenseLdl::factor(std::span<const int8_t> signs, const PivotR
   std::vector<size_t> replaced;
   for (size_t first = 0; first < order(); first += kBlock) {
     const size_t size = std::min(kBlock, order() - first);
-    factor_block(first, size, signs, rule, &replaced);
+    std::vector<size_t> places;
+    factor_block(matrix_.view().block(first, first, size, size), signs.subspan(first, size), rule,
+                 std::span(pivot_).subspan(first, size), &places);
+    for (const size_t place : places) replaced.push_back(first + place);
     update_after_block(first, size);
   }
   return replaced;
-}
-
-// L D L' of a block on the diagonal goes column by column within it.
-void DenseLdl::factor_block(size_t first, size_t size, std::span<const int8_t> signs,
-                            const PivotRule& rule, std::vector<size_t>* replaced) {
-  for (size_t c = first; c < first + size; ++c) {
-    const std::span<double> column = matrix_.view().column(c);
-    const double pivot = rule.apply(column[c], signs[c]);
-    if (pivot != column[c]) replaced->push_back(c);
-    pivot_[c] = pivot;
-    for (size_t other = c + 1; other < first + size; ++other) {
-      const double factor = column[other] / pivot;
-      const std::span<double> target = matrix_.view().column(other);
-      for (size_t r = other; r < first + size; ++r) target[r] -= factor * column[r];
-    }
-    for (size_t r = c + 1; r < first + size; ++r) column[r] /= pivot;
-  }
 }
 
 // The rows below a factored block come first, then the rest of the triangle.
@@ -59,7 +45,7 @@ void DenseLdl::update_after_block(size_t first, size_t size) {
   const size_t below = matrix_.rows() - end;
   if (below == 0) return;
   const MatrixView panel = matrix_.view().block(end, first, below, size);
-  solve_panel(matrix_.view().block(first, first, size, size), panel);
+  divide_by_block(algebra_, matrix_.view().block(first, first, size, size), panel);
   // The panel holds L21 D now, which is kept, and becomes L21.
   panel_.reset(below, size);
   for (size_t c = 0; c < size; ++c) {
@@ -68,39 +54,7 @@ void DenseLdl::update_after_block(size_t first, size_t size) {
     std::copy(column.begin(), column.end(), panel_.view().column(c).begin());
     for (double& value : column) value /= pivot;
   }
-  update_rest(panel, matrix_.view().block(end, end, below, below));
-}
-
-// panel = panel inv(L') with the unit lower triangle L of the block.
-void DenseLdl::solve_panel(ConstMatrixView block, MatrixView panel) const {
-  if (algebra_ != nullptr) {
-    algebra_->divide_by_unit_triangle(block, panel);
-    return;
-  }
-  for (size_t c = 0; c < panel.cols(); ++c) {
-    const std::span<double> target = panel.column(c);
-    for (size_t done = 0; done < c; ++done) {
-      const double factor = block(c, done);
-      const std::span<const double> source = panel.column(done);
-      for (size_t r = 0; r < target.size(); ++r) target[r] -= factor * source[r];
-    }
-  }
-}
-
-// The lower triangle of rest -= L21 D L21', with L21 D in panel_.
-void DenseLdl::update_rest(ConstMatrixView panel, MatrixView rest) const {
-  if (algebra_ != nullptr) {
-    algebra_->multiply_symmetric(-1.0, panel, transposed(panel_), 1.0, rest);
-    return;
-  }
-  for (size_t c = 0; c < rest.cols(); ++c) {
-    const std::span<double> target = rest.column(c);
-    for (size_t k = 0; k < panel.cols(); ++k) {
-      const double factor = panel_(c, k);
-      const std::span<const double> source = panel.column(k);
-      for (size_t r = c; r < target.size(); ++r) target[r] -= factor * source[r];
-    }
-  }
+  subtract_symmetric_product(algebra_, panel, panel_, matrix_.view().block(end, end, below, below));
 }
 
 void DenseLdl::solve(std::span<double> x) const {

@@ -8,22 +8,9 @@
 #include <span>
 #include <vector>
 
-#include "solve/conic/dense_algebra.h"
+#include "solve/conic/panel_products.h"
 
 namespace vorlan::conic {
-
-// A pivot whose size with its due sign is no more than `least` is replaced.
-struct PivotRule {
-  // The matrix is scaled to elements of about 1: a smaller pivot holds no digit any more, and the
-  // replacement is large enough that L keeps to sensible sizes.
-  double least = 1e-13;
-  double replacement = 1e-7;
-
-  // The pivot, or its replacement.
-  double apply(double pivot, int8_t sign) const {
-    return pivot * sign > least ? pivot : replacement * sign;
-  }
-};
 
 class DenseLdl {
  public:
@@ -45,11 +32,7 @@ class DenseLdl {
   void solve(std::span<double> x) const;
 
  private:
-  void factor_block(size_t first, size_t size, std::span<const int8_t> signs, const PivotRule& rule,
-                    std::vector<size_t>* replaced);
   void update_after_block(size_t first, size_t size);
-  void solve_panel(ConstMatrixView block, MatrixView panel) const;
-  void update_rest(ConstMatrixView panel, MatrixView rest) const;
   void solve_by_loops(std::span<double> x) const;
 
   DenseMatrix matrix_;

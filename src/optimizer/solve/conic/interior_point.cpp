@@ -74,7 +74,8 @@ Status InteriorPointMethod::prepare() {
   }
   scalings_ = std::make_unique<Scalings>(problem_, algebra_);
   system_ = std::make_unique<NewtonSystem>(problem_, *scalings_, algebra_);
-  if (algebra_ == nullptr && system_->dense_order() >= kLargeDenseOrder) {
+  const bool is_dense = system_->dense_order() >= kLargeDenseOrder || system_->has_supernodes();
+  if (algebra_ == nullptr && is_dense) {
     algebra_ = DenseAlgebra::load(&failure);
     system_->use(algebra_);
   }

@@ -45,6 +45,7 @@ class NewtonSystem {
   const MatrixProducts& products(size_t m) const { return products_[m]; }
   int64_t num_factor_elements() const { return ldl_.num_elements(); }
   int32_t dense_order() const { return ldl_.dense_order(); }
+  bool has_supernodes() const { return ldl_.has_supernodes(); }
 
  private:
   class Pattern;

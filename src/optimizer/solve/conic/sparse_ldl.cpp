@@ -1,5 +1,5 @@
-// The order and the elimination tree are found once for a pattern. A factorization then goes row by
-// row, each along its path in the tree.
+// The order and the elimination tree are found once for a pattern. A factorization then goes by
+// supernodes, or row by row, each along its path in the tree.
 #include "solve/conic/sparse_ldl.h"
 
 #include <Eigen/OrderingMethods>
@@ -18,6 +18,13 @@ namespace {
 // The end of the order is dense from this order on, and where this share of its elements is there.
 constexpr int32_t kLeastDenseOrder = 16;
 constexpr double kDenseShare = 0.6;
+// Supernodes pay where so many products of elements of L belong to each of its elements, and from so
+// many elements on.
+constexpr double kLongColumns = 80.0;
+constexpr double kManyElements = 1e5;
+// What short columns do to the dense end is done as fast row by row. Columns are short there that
+// have elements in fewer than one of so many rows of the end.
+constexpr int64_t kRowsOfShortOnes = 4;
 
 // Approximate minimum degree order of the nodes that are not marked as last.
 std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
@@ -54,6 +61,32 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   build_tree();
   const std::vector<int64_t> counts = count_columns();
   choose_leading(counts, last.size());
+  end_.resize(index(order_ - num_leading_));
+  solution_.resize(index(order_));
+  is_supernodal_ = has_long_columns(counts);
+  if (!is_supernodal_) return prepare_rows(counts);
+  supernodes_.analyze({permuted_.start, permuted_.row, parent_, counts, num_leading_});
+}
+
+bool SparseLdl::has_long_columns(const std::vector<int64_t>& counts) {
+  std::vector<int64_t> in_end(index(num_leading_), 0);
+  std::fill(mark_.begin(), mark_.end(), -1);
+  for (int32_t k = num_leading_; k < order_; ++k) {
+    for (int32_t t = reach(k, num_leading_); t < order_; ++t) ++in_end[index(stack_[index(t)])];
+  }
+  double elements = 0.0;
+  double products = 0.0;
+  for (size_t j = 0; j < in_end.size(); ++j) {
+    const auto count = static_cast<double>(counts[j]);
+    const auto ends = static_cast<double>(in_end[j]);
+    elements += count;
+    products += count * count;
+    if (in_end[j] * kRowsOfShortOnes < dense_order()) products -= ends * ends;
+  }
+  return elements >= kManyElements && products >= kLongColumns * elements;
+}
+
+void SparseLdl::prepare_rows(const std::vector<int64_t>& counts) {
   start_.assign(index(num_leading_) + 1, 0);
   for (int32_t j = 0; j < num_leading_; ++j) {
     start_[index(j) + 1] = start_[index(j)] + counts[index(j)];
@@ -61,10 +94,8 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   column_end_.assign(index(num_leading_), 0);
   row_.resize(index(start_.back()));
   value_.resize(index(start_.back()));
-  end_.resize(index(order_ - num_leading_));
   pivot_.assign(index(num_leading_), 1.0);
   work_.assign(index(order_), 0.0);
-  solution_.resize(index(order_));
 }
 
 void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_t> last) {
@@ -170,7 +201,8 @@ void SparseLdl::choose_leading(const std::vector<int64_t>& counts, size_t num_la
 
 int64_t SparseLdl::num_elements() const {
   const int64_t tail = dense_order();
-  return start_.back() + tail * (tail + 1) / 2;
+  const int64_t leading = is_supernodal_ ? supernodes_.num_elements() : start_.back();
+  return leading + tail * (tail + 1) / 2;
 }
 
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
@@ -195,8 +227,6 @@ void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> sign
   for (size_t k = 0; k < permuted_.from.size(); ++k) {
     permuted_.value[k] = matrix.value[index(permuted_.from[k])];
   }
-  std::copy(start_.begin(), start_.end() - 1, column_end_.begin());
-  std::fill(mark_.begin(), mark_.end(), -1);
   if (taken_off != nullptr) {
     const std::span<double> values = end_.matrix().values();
     std::transform(taken_off->values().begin(), taken_off->values().end(), values.begin(),
@@ -204,7 +234,18 @@ void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> sign
   } else {
     end_.matrix().fill(0.0);
   }
+  if (is_supernodal_) return factor_supernodes(signs);
+  std::copy(start_.begin(), start_.end() - 1, column_end_.begin());
+  std::fill(mark_.begin(), mark_.end(), -1);
   for (int32_t k = 0; k < order_; ++k) factor_row(k, signs);
+}
+
+void SparseLdl::factor_supernodes(std::span<const int8_t> signs) {
+  std::vector<int8_t> by_place;
+  by_place.reserve(node_at_.size());
+  for (const int32_t node : node_at_) by_place.push_back(signs[index(node)]);
+  supernodes_.factor(permuted_.value, by_place, pivot_rule_, end_.matrix(), &replaced_);
+  for (int32_t& place : replaced_) place = node_at_[index(place)];
 }
 
 // Row k of L solves L(0..k) D y = K(0..k, k). For a row of the dense end the elimination stops at
@@ -258,23 +299,37 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
 void SparseLdl::solve(std::span<double> rhs) const {
   const std::span<double> x = solution_;
   for (size_t place = 0; place < x.size(); ++place) x[place] = rhs[index(node_at_[place])];
-  const size_t leading = index(num_leading_);
-  for (size_t j = 0; j < leading; ++j) {
+  const std::span<double> end = x.subspan(index(num_leading_));
+  if (is_supernodal_) {
+    supernodes_.solve_forward(x);
+    end_.solve(end);
+    supernodes_.solve_backward(x);
+  } else {
+    solve_rows_forward(x);
+    end_.solve(end);
+    solve_rows_backward(x);
+  }
+  for (size_t place = 0; place < x.size(); ++place) rhs[index(node_at_[place])] = x[place];
+}
+
+void SparseLdl::solve_rows_forward(std::span<double> x) const {
+  for (size_t j = 0; j < index(num_leading_); ++j) {
     const double xj = x[j];
     if (xj == 0.0) continue;
     for (size_t p = index(start_[j]); p < index(start_[j + 1]); ++p) {
       x[index(row_[p])] -= value_[p] * xj;
     }
   }
-  end_.solve(x.subspan(leading));
-  for (size_t j = leading; j-- > 0;) {
+}
+
+void SparseLdl::solve_rows_backward(std::span<double> x) const {
+  for (size_t j = index(num_leading_); j-- > 0;) {
     double xj = x[j] / pivot_[j];
     for (size_t p = index(start_[j]); p < index(start_[j + 1]); ++p) {
       xj -= value_[p] * x[index(row_[p])];
     }
     x[j] = xj;
   }
-  for (size_t place = 0; place < x.size(); ++place) rhs[index(node_at_[place])] = x[place];
 }
 
 }  // namespace vorlan::conic

@@ -6,10 +6,10 @@
 // rounding has made too small or given the wrong sign is replaced, which iterative refinement by
 // the caller mends.
 //
-// The leading part is factored row by row along the elimination tree (Davis, Algorithm 849: a
-// concise sparse Cholesky factorization package, ACM TOMS 31, 2005). The end of an ordering for
-// little fill is almost always a dense triangle, and it holds most of the work: it is factored by
-// blocks.
+// Where its columns are short, the leading part is factored row by row along the elimination tree
+// (Davis, Algorithm 849: a concise sparse Cholesky factorization package, ACM TOMS 31, 2005), else by
+// supernodes. The end of an ordering for little fill is almost always a dense triangle, and it holds
+// most of the work: it is factored by blocks.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "solve/conic/dense_ldl.h"
+#include "solve/conic/supernodal_ldl.h"
 
 namespace vorlan::conic {
 
@@ -39,7 +40,10 @@ class SparseLdl {
 
   // Gives dense algebra from now on. The caller loads it where large dense parts are to be
   // expected; without it they are slower.
-  void use(const DenseAlgebra* algebra) { end_.use(algebra); }
+  void use(const DenseAlgebra* algebra) {
+    end_.use(algebra);
+    supernodes_.use(algebra);
+  }
 
   // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. From the nodes
   // of the dense end, in its order, the lower triangle of `taken_off` is taken off if it is not null.
@@ -51,6 +55,8 @@ class SparseLdl {
 
   int64_t num_elements() const;
   int32_t dense_order() const { return order_ - num_leading_; }
+  // Whether the leading part is factored by supernodes.
+  bool has_supernodes() const { return is_supernodal_; }
   // The nodes whose pivots the last factorization replaced.
   const std::vector<int32_t>& replaced() const { return replaced_; }
 
@@ -68,7 +74,12 @@ class SparseLdl {
   std::vector<int64_t> count_columns();
   void choose_leading(const std::vector<int64_t>& counts, size_t num_last);
   int32_t reach(int32_t k, int32_t limit);
+  bool has_long_columns(const std::vector<int64_t>& counts);
+  void prepare_rows(const std::vector<int64_t>& counts);
   void factor_row(int32_t k, std::span<const int8_t> signs);
+  void factor_supernodes(std::span<const int8_t> signs);
+  void solve_rows_forward(std::span<double> x) const;
+  void solve_rows_backward(std::span<double> x) const;
   void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
               const DenseMatrix* taken_off);
 
@@ -78,7 +89,9 @@ class SparseLdl {
   std::vector<int32_t> place_of_;  // and the inverse
   std::vector<int32_t> parent_;    // elimination tree, by place
   Permuted permuted_;
-  // The leading columns of L by rows, and D. The ends grow while rows are factored.
+  bool is_supernodal_ = false;
+  SupernodalLdl supernodes_;
+  // Else the leading columns of L by rows, and D. The ends grow while rows are factored.
   std::vector<int64_t> start_, column_end_;
   std::vector<int32_t> row_;
   std::vector<double> value_;

@@ -314,6 +314,18 @@ std::string side_text(const Range& range) {
   return text.empty() ? "free" : text;
 }
 
+// What the log says of a search that leaves no multipliers, as a sentence; empty where it found no
+// reason.
+std::string reason_in(const std::string& log) {
+  constexpr std::string_view kBegin = "\nInfeasible: ";
+  const std::size_t begin = log.rfind(kBegin);
+  if (begin == std::string::npos) return {};
+  const std::string rest = log.substr(begin + kBegin.size());
+  const std::size_t end = std::min(rest.find('\n'), rest.size());
+  const bool is_minimal = rest.compare(end, 9, "\n  none o") == 0;
+  return shown(rest.substr(0, end)) + (is_minimal ? "; none of them can be left out." : ".");
+}
+
 // The rows and bounds whose multipliers are not 0.
 std::string conflict(const Report& report) {
   const ModelAnswer& answer = report.answer;
@@ -333,6 +345,8 @@ std::string conflict(const Report& report) {
     add("constraint", answer.constraints, report.model.sides);
     add("bounds of", answer.variables, report.model.bounds);
   }
+  const std::string reason = rows.empty() ? reason_in(report.log) : std::string();
+  if (!reason.empty()) return "<p>" + reason + "</p>";
   if (rows.empty()) {
     return "<p>The search found that no point satisfies the model. It leaves no shorter proof.</p>";
   }

@@ -406,6 +406,14 @@ class Report(CompanionTest):
         self.assertTrue(all(name in shown for name in ("need", "first", "second")), shown)
         self.assertNotIn("idle", shown)
 
+    def test_the_conflict_of_a_search_is_the_one_of_the_log(self):
+        page = self.page(self.file("s.lp", "min\n o: x + y + z\nst\n need: x + y >= 3\n"
+                                           " idle: x + z <= 50\nbounds\n x <= 2\n y <= 2\n"
+                                           "sos\n either: S1:: x:1 y:2\nend\n"))
+        shown = page.shown.partition("Conflict")[2].partition("Statistics")[0]
+        self.assertIn("need >= 3, x <= 2, y <= 2 and SOS1 set either cannot hold together", shown)
+        self.assertIn("none of them can be left out", shown)
+
     def test_names_of_others_stay_text(self):
         page = self.page(self.file("n.mps", HOSTILE))
         self.assertEqual((page.tags.count("script"), page.tags.count("img")), (2, 0))

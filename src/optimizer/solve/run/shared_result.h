@@ -77,7 +77,7 @@ class SharedResult {
   size_t num_var_;
   size_t num_con_;
   size_t num_packed_;  // elements of matrix variables
-  size_t num_marks_;  // of a conflict
+  size_t num_marks_;   // of a conflict
   // Into the mapping, behind the header.
   Arrays answer_ = {};
   Arrays point_[2] = {};

@@ -1,6 +1,6 @@
 // What the conic method does before and around its iterations: equations that say nothing new,
 // models that are neither feasible nor provably infeasible, terms that are not convex, many small
-// matrix variables; and how it goes on where its embedding stalls.
+// matrix variables, those without an interior; and how it goes on where its embedding stalls.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -68,6 +68,52 @@ TEST(ConicMethod, GoesOnWhereTheEmbeddingLosesItsScale) {
   EXPECT_NE(solved.log.find("with its scale held"), std::string::npos) << solved.log;
   EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
   EXPECT_EQ(solved.log.find("misses its tolerance"), std::string::npos) << solved.log;
+}
+
+// A matrix variable with the diagonal given, and v'Xv = 0 with v of ones.
+Model matrix_without_interior(const std::vector<double>& diagonal) {
+  const auto order = static_cast<int32_t>(diagonal.size());
+  Model model;
+  model.matrix_vars.push_back({order});
+  for (int32_t k = 0; k < order; ++k) model.matrix_coefficients.push_back({k, 0, {k, k, 1.0}});
+  for (int32_t col = 0; col < order; ++col) {
+    for (int32_t row = col; row < order; ++row) {
+      model.matrix_coefficients.push_back({order, 0, {row, col, 1.0}});
+    }
+  }
+  model.con_lower = diagonal;
+  model.con_lower.push_back(0.0);
+  model.con_upper = model.con_lower;
+  return model;
+}
+
+// The relaxation of the partition of a cycle into halves. By symmetry its optimum is the second
+// eigenvalue of the cycle's Laplacian times the number of nodes.
+TEST(ConicMethod, FindsTheFaceOfAMatrixWithoutInterior) {
+  constexpr int32_t kNodes = 12;
+  Solved solved;
+  Model& model = solved.task.model;
+  model = matrix_without_interior(std::vector<double>(kNodes, 1.0));
+  for (int32_t k = 0; k < kNodes; ++k) {
+    model.matrix_cost.push_back({0, {k, k, 2.0}});
+    const int32_t next = (k + 1) % kNodes;
+    model.matrix_cost.push_back({0, {std::max(k, next), std::min(k, next), -1.0}});
+  }
+  solve_conic(&solved);
+  EXPECT_NE(solved.log.find("took an order off 1 matrix variable "), std::string::npos)
+      << solved.log;
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_EQ(solved.log.find("misses its tolerance"), std::string::npos) << solved.log;
+  const double eigenvalue = 2.0 - 2.0 * std::cos(2.0 * std::acos(-1.0) / kNodes);
+  EXPECT_NEAR(solved.solution().primal_objective, kNodes * eigenvalue, 1e-6);
+}
+
+// Both elements of the diagonal are equal where the rows add up to 0.
+TEST(ConicMethod, ProvesAFaceInfeasible) {
+  Solved solved;
+  solved.task.model = matrix_without_interior({1.0, 2.0});
+  solve_conic(&solved);
+  EXPECT_TRUE(proves_infeasible(solved)) << solved.log;
 }
 
 TEST(ConicMethod, RemovesDependentEquations) {

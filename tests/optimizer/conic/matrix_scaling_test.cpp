@@ -108,6 +108,32 @@ TEST(MatrixScaling, TakesTheDualToThePrimal) {
   expect_near(out, at.x);
 }
 
+// The same for a primal matrix that vanishes on a vector: the scaling is of the others.
+TEST(MatrixScaling, TakesTheDualToThePrimalInAFace) {
+  const std::vector<double> null = {-1.0, 2.0, 0.0, 0.5, 1.0, -3.0, 1.0};
+  const Face face(7, null);
+  const DenseMatrix projection = face.projection();
+  MatrixPoint at = point(7);
+  at.x = product(product(projection, at.x), projection);
+  MatrixScaling scaling(face, load_algebra());
+  ASSERT_EQ(scaling.order(), 6U);
+  ASSERT_TRUE(scaling.update(at));
+  expect_near(product(product(scaling.w(), at.z), scaling.w()), at.x);
+  DenseMatrix lambda(6, 6);
+  for (size_t i = 0; i < 6; ++i) lambda(i, i) = scaling.lambda()[i];
+  DenseMatrix scaled(6, 6);
+  scaling.scale_dual(at.z, &scaled);
+  expect_near(scaled, lambda);
+  DenseMatrix back(7, 7);
+  scaling.unscale_primal(lambda, &back);
+  expect_near(back, at.x);
+  for (size_t row = 0; row < 7; ++row) {
+    double along = 0.0;
+    for (size_t col = 0; col < 7; ++col) along += back(row, col) * null[col];
+    EXPECT_NEAR(along, 0.0, kRounding);
+  }
+}
+
 // A matrix with few elements takes another way to the same result.
 TEST(MatrixScaling, ScalesSparseMatricesLikeDenseOnes) {
   MatrixScaling scaling(7, load_algebra());
@@ -260,7 +286,7 @@ TEST(MatrixDirection, OnThePathThereIsNothingToCentre) {
   for (const double lambda : scaling.lambda()) EXPECT_NEAR(lambda, 1.0, 1e-10);
   const MatrixBlock block{5, {}, {}};
   MatrixDirection direction(block, at, &scaling);
-  direction.aim_at_path(1.0, zero_matrix_step(5));
+  direction.aim_at_path(1.0, zero_matrix_step(5, 5));
   for (const double value : direction.rhs().values()) EXPECT_NEAR(value, 0.0, 1e-9);
 }
 

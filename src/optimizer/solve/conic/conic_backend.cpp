@@ -15,6 +15,7 @@
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"
 #include "solve/conic/exponential_units.h"
+#include "solve/conic/facial_reduction.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
 #include "task/parameter_index.h"
@@ -73,6 +74,7 @@ conic::Tolerances ConicRun::tolerances() const {
 
 BackendResult ConicRun::restore(conic::InteriorPoint point) const {
   BackendResult result;
+  conic::restore_from_faces(form_.problem(), &point);
   point.y = spread(point.y, kept_, scaling_.row.size(), 0.0);
   form_.restore(problem_, scaling_, point, &result);
   return result;
@@ -179,6 +181,11 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
   scaling_ = scaling;
   scaling_.row = spread(scaling.row, kept_, num_row_, 1.0);
+  const int32_t faces = conic::reduce_to_faces(&form_.problem());
+  if (faces > 0) {
+    monitor_->log(format_text("Presolve took an order off %s by the equation v'Xv = 0\n",
+                              counted(faces, "matrix variable").c_str()));
+  }
   const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
   conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
   method.show_objectives_of(problem_.model);

@@ -64,10 +64,22 @@ struct MatrixPart {
   std::vector<TriangleEntry> entries;
 };
 
+// The equation sign v'Xv = 0 of a matrix variable: X v = 0 then, and X has no interior but that of a
+// face (facial_reduction.h).
+struct NullEquation {
+  int32_t row = -1;  // -1: there is none
+  double sign = 1.0;
+  std::vector<double> vector;
+};
+
 struct MatrixBlock {
   int32_t dimension = 0;
   std::vector<TriangleEntry> cost;
   std::vector<MatrixPart> parts;  // by ascending row, one a row
+  NullEquation null = {};         // not among the parts
+
+  // The order of the matrices that the face consists of.
+  int32_t face_order() const { return null.row < 0 ? dimension : dimension - 1; }
 };
 
 struct ConicProblem {

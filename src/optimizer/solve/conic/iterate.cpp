@@ -14,7 +14,7 @@ Step zero_step(const ConicProblem& problem) {
   step.z.assign(problem.bounds.size(), 0.0);
   step.cone_dual.assign(problem.cost.size(), 0.0);
   for (const MatrixBlock& block : problem.matrices) {
-    step.matrices.push_back(zero_matrix_step(index(block.dimension)));
+    step.matrices.push_back(zero_matrix_step(index(block.dimension), index(block.face_order())));
   }
   return step;
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "task/numeric.h"
 
@@ -23,21 +24,24 @@ bool is_sparse(const DenseMatrix& matrix) {
 
 }  // namespace
 
-MatrixScaling::MatrixScaling(size_t order, const DenseAlgebra& algebra)
+MatrixScaling::MatrixScaling(Face face, const DenseAlgebra& algebra)
     : algebra_(algebra),
-      g_(order, order),
-      w_(order, order),
-      lambda_(order, 1.0),
-      half_(order, order),
-      transpose_(order, order) {}
+      face_(std::move(face)),
+      g_(face_.dimension(), face_.order()),
+      w_(face_.dimension(), face_.dimension()),
+      lambda_(face_.order(), 1.0) {}
+
+MatrixPoint MatrixScaling::start() const {
+  return {face_.projection(), DenseMatrix::identity(face_.dimension())};
+}
 
 bool MatrixScaling::update(const MatrixPoint& at) {
   const size_t n = order();
   DenseMatrix& l = half_;
-  l = at.x;
+  face_.restrict_to(at.x, &l);
   if (!algebra_.factor_cholesky(l)) return false;
   for (size_t col = 1; col < n; ++col) std::fill_n(&l(0, col), col, 0.0);
-  g_ = at.z;
+  face_.restrict_to(at.z, &g_);
   algebra_.multiply_from_right(Operand(l), g_);
   algebra_.multiply_from_left(transposed(l), g_);
   if (!algebra_.find_eigenvectors(g_, lambda_)) return false;
@@ -48,6 +52,10 @@ bool MatrixScaling::update(const MatrixPoint& at) {
     const double factor = 1.0 / std::sqrt(lambda_[col]);
     for (double& value : g_.view().column(col)) value *= factor;
   }
+  if (!face_.is_whole()) {
+    half_ = g_;
+    face_.embed(half_, &g_);
+  }
   algebra_.square(g_, w_);
   mirror_lower(w_);
   return true;
@@ -56,13 +64,14 @@ bool MatrixScaling::update(const MatrixPoint& at) {
 // half = G'M, by columns of G', which are contiguous.
 void MatrixScaling::multiply_sparse(const DenseMatrix& matrix) {
   const size_t n = order();
-  half_.fill(0.0);
-  for (size_t row = 0; row < n; ++row) {
+  half_.reset(n, dimension());
+  transpose_.reset(n, dimension());
+  for (size_t row = 0; row < dimension(); ++row) {
     for (size_t col = 0; col < n; ++col) transpose_(col, row) = g_(row, col);
   }
-  for (size_t col = 0; col < n; ++col) {
+  for (size_t col = 0; col < dimension(); ++col) {
     double* to = &half_(0, col);
-    for (size_t row = 0; row < n; ++row) {
+    for (size_t row = 0; row < dimension(); ++row) {
       const double value = matrix(row, col);
       if (value == 0.0) continue;
       const double* from = &transpose_(0, row);
@@ -76,6 +85,7 @@ void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) {
     multiply_sparse(matrix);
     algebra_.multiply_symmetric(1.0, half_, g_, 0.0, *out);
   } else {
+    half_.reset(dimension(), order());
     algebra_.multiply(1.0, matrix, g_, 0.0, half_);
     algebra_.multiply_symmetric(1.0, transposed(g_), half_, 0.0, *out);
   }
@@ -83,6 +93,7 @@ void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) {
 }
 
 void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) {
+  half_.reset(dimension(), order());
   algebra_.multiply(1.0, g_, matrix, 0.0, half_);
   algebra_.multiply_symmetric(1.0, half_, transposed(g_), 0.0, *out);
   mirror_lower(*out);

@@ -5,11 +5,15 @@
 // Nesterov, M. Todd, Self-scaled barriers and interior-point methods for convex programming, Math.
 // Oper. Res. 22, 1997). In these scaled terms the central path of both is one equation of symmetric
 // matrices, dZ~ + dX~ = R.
+//
+// Where X is of a face V X~ V' all of this is of X~ and V'ZV, of an order less by one, and G = V G~
+// is a rectangle: dual matrices go to scaled terms, and primal ones come back, in the same way.
 #pragma once
 
 #include <vector>
 
 #include "solve/conic/dense_algebra.h"
+#include "solve/conic/face.h"
 
 namespace vorlan::conic {
 
@@ -20,12 +24,18 @@ struct MatrixPoint {
 
 class MatrixScaling {
  public:
-  MatrixScaling(size_t order, const DenseAlgebra& algebra);
+  MatrixScaling(size_t order, const DenseAlgebra& algebra)
+      : MatrixScaling(Face(order, {}), algebra) {}
+  MatrixScaling(Face face, const DenseAlgebra& algebra);
+
+  // Identities, in the face.
+  MatrixPoint start() const;
 
   // Chooses the scaling at a point; false: X or Z is not positive definite.
   bool update(const MatrixPoint& at);
 
-  size_t order() const { return lambda_.size(); }
+  size_t dimension() const { return face_.dimension(); }
+  size_t order() const { return lambda_.size(); }  // of matrices in scaled terms
   const DenseAlgebra& algebra() const { return algebra_; }
   const DenseMatrix& w() const { return w_; }
   const std::vector<double>& lambda() const { return lambda_; }
@@ -39,6 +49,7 @@ class MatrixScaling {
   void multiply_sparse(const DenseMatrix& matrix);
 
   const DenseAlgebra& algebra_;
+  Face face_;
   DenseMatrix g_, w_;
   std::vector<double> lambda_;
   DenseMatrix half_, transpose_;  // work space

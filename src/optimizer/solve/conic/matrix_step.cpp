@@ -34,8 +34,9 @@ double least_relative_eigenvalue(const MatrixScaling& scaling, const DenseMatrix
 
 }  // namespace
 
-MatrixStep zero_matrix_step(size_t order) {
-  return {DenseMatrix(order, order), {DenseMatrix(order, order), DenseMatrix(order, order)}};
+MatrixStep zero_matrix_step(size_t dimension, size_t order) {
+  return {DenseMatrix(dimension, dimension),
+          {DenseMatrix(order, order), DenseMatrix(order, order)}};
 }
 
 double step_length(const MatrixScaling& scaling, const MatrixStep& step, double limit) {
@@ -52,10 +53,16 @@ MatrixDirection::MatrixDirection(const MatrixBlock& block, const MatrixPoint& at
       at_(at),
       scaling_(scaling),
       scaled_rhs_(scaling->order(), scaling->order()),
-      rhs_(scaling->order(), scaling->order()),
-      work_(scaling->order(), scaling->order()) {}
+      rhs_(scaling->dimension(), scaling->dimension()) {}
+
+// work = cost (C - I) - sum_i dy_i A_i.
+void MatrixDirection::combine_in_work(double cost, std::span<const double> dy) {
+  work_.reset(scaling_->dimension(), scaling_->dimension());
+  combine(block_, cost, dy, -cost, &work_);
+}
 
 double MatrixDirection::column_square(std::span<const double> dy) {
+  work_.reset(scaling_->dimension(), scaling_->dimension());
   combine(block_, 1.0, dy, 0.0, &work_);
   scaling_->scale_dual(work_, &scaled_rhs_);
   return dot(scaled_rhs_.values(), scaled_rhs_.values());
@@ -72,6 +79,7 @@ void MatrixDirection::aim_at_boundary() {
 // (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2.
 void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
   const std::vector<double>& lambda = scaling_->lambda();
+  work_.reset(order(), order());
   scaling_->algebra().multiply(1.0, affine.scaled.x, affine.scaled.z, 0.0, work_);
   for (size_t col = 0; col < order(); ++col) {
     for (size_t row = col; row < order(); ++row) {
@@ -97,15 +105,15 @@ MatrixStep MatrixDirection::find_affine(std::span<const double> dy, double ratio
                                         double cost_change) {
   MatrixStep step;
   step.scaled.z.reset(order(), order());
-  combine(block_, cost_change, dy, -cost_change, &work_);
+  combine_in_work(cost_change, dy);
   scaling_->scale_dual(work_, &step.scaled.z);
   set_scaled(ratio, &step);
   return step;
 }
 
 MatrixStep MatrixDirection::find(std::span<const double> dy, double ratio, double cost_change) {
-  MatrixStep step = zero_matrix_step(order());
-  combine(block_, cost_change, dy, -cost_change, &work_);
+  MatrixStep step = zero_matrix_step(scaling_->dimension(), order());
+  combine_in_work(cost_change, dy);
   scaling_->scale_dual(work_, &step.scaled.z);
   scaling_->unscale_primal(step.scaled.z, &step.x);
   const std::span<double> dx = step.x.values();
@@ -117,7 +125,7 @@ MatrixStep MatrixDirection::find(std::span<const double> dy, double ratio, doubl
 }
 
 void MatrixDirection::correct(std::span<const double> dy, MatrixStep* step) {
-  combine(block_, 0.0, dy, 0.0, &work_);
+  combine_in_work(0.0, dy);
   scaling_->scale_dual(work_, &scaled_rhs_);
   add_matrix(1.0, scaled_rhs_, &step->scaled.z);
   add_matrix(-1.0, scaled_rhs_, &step->scaled.x);

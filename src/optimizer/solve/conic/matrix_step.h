@@ -18,8 +18,8 @@ struct MatrixStep {
   MatrixPoint scaled;  // inv(G) dX inv(G)' and G' dZ G
 };
 
-// A step that changes nothing.
-MatrixStep zero_matrix_step(size_t order);
+// A step that changes nothing, of a matrix variable of the dimension in a face of the order.
+MatrixStep zero_matrix_step(size_t dimension, size_t order);
 
 // The longest step at most `limit` along which X and Z stay semidefinite.
 double step_length(const MatrixScaling& scaling, const MatrixStep& step, double limit);
@@ -48,6 +48,7 @@ class MatrixDirection {
   void correct(std::span<const double> dy, MatrixStep* step);
 
  private:
+  void combine_in_work(double cost, std::span<const double> dy);
   void set_scaled(double ratio, MatrixStep* step) const;
   size_t order() const { return scaling_->order(); }
 

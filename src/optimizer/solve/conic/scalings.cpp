@@ -23,8 +23,8 @@ Scalings::Scalings(const ConicProblem& problem, const DenseAlgebra* algebra)
     degree_ += cones_.back()->degree();
   }
   for (const MatrixBlock& block : problem.matrices) {
-    matrices_.emplace_back(index(block.dimension), *algebra);
-    degree_ += block.dimension;
+    matrices_.emplace_back(Face(index(block.dimension), block.null.vector), *algebra);
+    degree_ += block.face_order();
   }
 }
 
@@ -45,10 +45,7 @@ Iterate Scalings::start() const {
     scatter(problem_.cones[c], s, &at.x);
     scatter(problem_.cones[c], z, &at.cone_dual);
   }
-  for (const MatrixScaling& matrix : matrices_) {
-    const DenseMatrix identity = DenseMatrix::identity(matrix.order());
-    at.matrices.push_back({identity, identity});
-  }
+  for (const MatrixScaling& matrix : matrices_) at.matrices.push_back(matrix.start());
   return at;
 }
 

@@ -365,6 +365,33 @@ TEST(DiagonalPart, IsTheLargestOfSwitchedVariables) {
 }
 
 // Loose cuts are forgotten, and can be found again.
+// 2 r h >= x^2 with x <= z; h = g and 2 g = 1 say that h is 1/2. The least r at x = 1/4 is then
+// 1/16, and x^2 / z = 1/4 where z is 1/4, too.
+TEST(Perspective, IsThatOfASquareWhoseHeadIsFixedByEquations) {
+  enum { kR, kH, kX, kZ, kG };
+  Model model = test::free_variables({1.0, 0.0, 0.0, 0.25, 0.0});
+  model.cones = {{ConeKind::kRotatedQuadratic, {kR, kH, kX}, {}}};
+  model.var_kind[kZ] = VarKind::kInteger;
+  model.var_lower[kX] = model.var_lower[kZ] = 0.0;
+  model.var_upper[kZ] = 1.0;
+  test::add_constraint(&model, -kInfinity, 0.0, {0.0, 0.0, 1.0, -1.0, 0.0});
+  test::add_constraint(&model, 0.0, 0.0, {0.0, 1.0, 0.0, 0.0, -1.0});
+  test::add_constraint(&model, 1.0, 1.0, {0.0, 0.0, 0.0, 0.0, 2.0});
+  EXPECT_EQ(outer::fixed_value(model, RowView(model), kH), 0.5);
+  const Model strong = Relaxation(MinimizeProblem(model)).perspective_model();
+  ASSERT_EQ(strong.num_var(), 6);
+  EXPECT_EQ(strong.cones[0].vars[1], 5);
+  const auto violation = [&](double r, double x, double z) {
+    return primal_violation(strong, {r, 0.5, x, z, 0.5, 0.5 * z});
+  };
+  EXPECT_GT(violation(1.0 / 16.0, 0.25, 0.25), 1e-3);
+  EXPECT_LE(violation(0.25, 0.25, 0.25), 1e-12);
+  EXPECT_LE(violation(1.0, 1.0, 1.0), 1e-12);
+  EXPECT_LE(violation(0.0, 0.0, 0.0), 1e-12);
+  model.var_kind[kZ] = VarKind::kContinuous;
+  EXPECT_EQ(Relaxation(MinimizeProblem(model)).perspective_model().num_var(), model.num_var());
+}
+
 TEST(Cuts, AreDroppedWhereTheyAreLoose) {
   Model model = test::free_variables({0.0});
   model.quadratic_cost = {{0, 0, 1.0}};

@@ -27,6 +27,7 @@ class ContinuousRelaxation {
   // Whether there is a point, which need not be optimal.
   bool has_point() const;
 
+  size_t num_variables() const { return model_.cost.size(); }
   const BackendResult& answer() const { return answer_; }
   // The optimum, and the bound that its multipliers prove, weaker by the difference of the two.
   double objective() const;

@@ -91,6 +91,7 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
   relaxation_->cut_by_curvature(found.x);
   relaxed_point_ = relaxation_->lift(found.x, found.barx);
   log_round();
+  learn_from_perspectives();
   if (problem_.start != nullptr && problem_.start->xx.size() == problem_.cost.size()) {
     trials_->try_integers(problem_.start->xx);
   }
@@ -120,6 +121,19 @@ void OuterApproximation::try_dive(const ContinuousRelaxation& continuous) {
   };
   const std::vector<double> point = dive(linear, continuous.answer().x, solve);
   if (!point.empty()) trials_->try_integers(point);
+}
+
+// The bound and the cuts at the optimum of a stronger continuous model.
+void OuterApproximation::learn_from_perspectives() {
+  ContinuousRelaxation strong(relaxation_->perspective_model());
+  const size_t count = problem_.cost.size();
+  if (strong.num_variables() == count || solver_.should_stop()) return;
+  if (!strong.solve(&solver_).ok() || !strong.is_optimal()) return;
+  bounds_.raise_bound(strong.bound());
+  std::vector<double> x = strong.answer().x;
+  x.resize(count);
+  relaxation_->cut_by_curvature(x);
+  trials_->try_integers(x);
 }
 
 // Searches by halves how many of the largest variables can be on.

@@ -55,6 +55,7 @@ class OuterApproximation {
 
   void begin(const ContinuousRelaxation& continuous);
   void learn_from_optimum(const ContinuousRelaxation& continuous);
+  void learn_from_perspectives();
   void learn_from_stall(const ContinuousRelaxation& continuous);
   // Tries integers that follow from the optimum of the continuous model.
   void try_first_points(const ContinuousRelaxation& continuous);

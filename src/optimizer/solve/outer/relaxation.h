@@ -88,6 +88,9 @@ class Relaxation {
   // Cuts off a direction in which the relaxation goes on for ever, but the model does not.
   int separate_ray(const std::vector<double>& direction);
 
+  // The continuous model, in which binary variables that switch members of cones off make these
+  // cones stronger. It has more variables than the model if there are such; its bound is one.
+  Model perspective_model() const;
   // Whether cuts can be stronger than the continuous model.
   bool has_switched_parts() const;
   // The largest number of members in one norm that is cut member by member.
@@ -154,6 +157,8 @@ class Relaxation {
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                         ConeColumns* columns);
 
+  // The switch of a rotated cone that is one square, at 0 while it is off; else none.
+  Switch switch_of_square(size_t cone) const;
   // The bounds of a variable, and 0 where it is semi-continuous.
   std::pair<double, double> range(int32_t var) const;
   int32_t find_indicator(int32_t var, double least, double most);

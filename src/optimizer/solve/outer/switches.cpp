@@ -154,18 +154,40 @@ class Finder {
   std::vector<Interval> own_ranges_;
 };
 
-}  // namespace
+bool is_equation(const Model& model, const RowView& rows, size_t row) {
+  return model.con_lower[row] == model.con_upper[row] && rows.linear[row];
+}
 
-double fixed_value(const Model& model, const RowView& rows, int32_t var) {
+// By bounds, or by an equation without other variables.
+double fixed_alone(const Model& model, const RowView& rows, int32_t var) {
   const size_t j = index(var);
   if (is_semi(model.var_kind[j])) return std::nan("");
   if (model.var_lower[j] == model.var_upper[j]) return model.var_lower[j];
   const SparseMatrix& a = model.matrix;
   for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
     const size_t row = index(a.row[k]);
-    const bool is_equation = model.con_lower[row] == model.con_upper[row] && rows.linear[row];
     const bool is_alone = rows.start[row + 1] - rows.start[row] == 1 && a.value[k] != 0.0;
-    if (is_equation && is_alone) return model.con_lower[row] / a.value[k];
+    if (is_equation(model, rows, row) && is_alone) return model.con_lower[row] / a.value[k];
+  }
+  return std::nan("");
+}
+
+}  // namespace
+
+double fixed_value(const Model& model, const RowView& rows, int32_t var) {
+  const double alone = fixed_alone(model, rows, var);
+  if (!std::isnan(alone) || is_semi(model.var_kind[index(var)])) return alone;
+  const SparseMatrix& a = model.matrix;
+  for (size_t k = index(a.start[index(var)]); k < index(a.start[index(var) + 1]); ++k) {
+    const size_t row = index(a.row[k]);
+    const size_t first = rows.start[row];
+    const bool is_pair = rows.start[row + 1] - first == 2 && a.value[k] != 0.0;
+    if (!is_pair || !is_equation(model, rows, row)) continue;
+    const size_t other = rows.var[first] == var ? first + 1 : first;
+    const double value =
+        rows.var[other] == var ? std::nan("") : fixed_alone(model, rows, rows.var[other]);
+    if (std::isnan(value)) continue;
+    return (model.con_lower[row] - rows.value[other] * value) / a.value[k];
   }
   return std::nan("");
 }

@@ -33,7 +33,8 @@ struct Switch {
   }
 };
 
-// The value at which its bounds, or an equation without other variables, fix a variable; else NaN.
+// The value at which its bounds fix a variable, or an equation without other variables, or one with
+// another variable that is fixed in such a way; else NaN.
 double fixed_value(const Model& model, const RowView& rows, int32_t var);
 
 // The switch of each variable.

@@ -202,6 +202,17 @@ TEST_P(TaskFile, RefusesToWriteWhatItWouldNotRead) {
             "refused: a task file cannot hold the model: cone 0 needs three members");
 }
 
+// The first index that is not there, where a reader cannot know how many there are.
+TEST_P(TaskFile, RefusesEntriesOfTheFirstConstraintThatIsNotThere) {
+  ProblemFile file = small_file();
+  file.model.quadratic_coefficients = {{1, {0, 0, 2.0}}};
+  EXPECT_NE(write(GetParam(), file).find("entry 0 names a constraint that is not there"),
+            std::string::npos)
+      << write(GetParam(), file);
+  file.model.quadratic_coefficients = {{0, {0, 0, 2.0}}};
+  EXPECT_EQ(round_trip_fault(GetParam().read, GetParam().write, write(GetParam(), file)), "");
+}
+
 TEST_P(TaskFile, CorpusAndMutations) {
   expect_round_trips(GetParam().name, GetParam().read, GetParam().write);
 }
@@ -459,6 +470,13 @@ std::string replaced(std::string text, std::string_view what, std::string_view b
   const size_t at = text.find(what);
   EXPECT_NE(at, std::string::npos);
   return text.replace(at, what.size(), by);
+}
+
+// A name that ends in such a letter is a text like others, for whoever reads the file.
+TEST(JsonTask, LettersBeyondAsciiStayAtTheEndOfAName) {
+  ProblemFile file = small_file();
+  file.model.name = "caf\xc3\xa9";
+  EXPECT_NE(write(kJson, file).find("\"caf\xc3\xa9\""), std::string::npos) << write(kJson, file);
 }
 
 TEST(CborTask, TakesOtherEncodings) {

@@ -132,6 +132,19 @@ TEST(ExchangeFiles, AStartWithAnUnknownNameOrNoNumberKeepsTheSolveFromBeginning)
   EXPECT_NE(log_with_start("a 1 2 3 4\n").find("start:1:5: "), std::string::npos);
 }
 
+TEST(ExchangeFiles, ARemoteSolveSaysThatItUsesNone) {
+  for (const char* parameter : {"", "VLN_SPAR_START_FILE", "VLN_SPAR_PROGRESS_FILE"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("mix.lp", kSmallMix), VLN_RES_OK);
+    const std::string name(parameter);
+    if (!name.empty()) put(task, parameter, test_file_path("file"));
+    VLNrescode_enum termination = VLN_RES_OK;
+    EXPECT_NE(VLN_optimizermt(task, "no address", "", &termination), VLN_RES_OK);
+    EXPECT_EQ(task.log().find("A remote solve uses no files") == std::string::npos, name.empty())
+        << task.log();
+  }
+}
+
 // What is made to be long costs no more than its bytes.
 TEST(ExchangeFiles, HostileLinesOfStartsAreRefusedAtOnce) {
   std::string name = "&lt;&amp;lt;";

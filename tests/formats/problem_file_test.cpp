@@ -226,8 +226,8 @@ End
 )"),
             VLN_RES_OK)
       << task.last_message();
-  EXPECT_NE(task.log().find("Read 1 constraints, 2 variables, 2 matrix elements, 1 integer, 1 "
-                            "semi-continuous, 1 quadratic elements, 1 cones, 1 matrix variables, "
+  EXPECT_NE(task.log().find("Read 1 constraint, 2 variables, 2 matrix elements, 1 integer, 1 "
+                            "semi-continuous, 1 quadratic element, 1 cone, 1 matrix variable, "
                             "maximize in "),
             std::string::npos)
       << task.log();

@@ -96,8 +96,15 @@ std::string point_table(const ModelAnswer& answer) {
 }
 
 std::string contradiction_table(const ModelAnswer& answer) {
-  if (!answer.has_duals) return "";
-  return nonzero("Constraints that contradict each other", answer.constraints, &Item::dual,
+  std::string shown;
+  if (!answer.conflict.empty()) {
+    shown = "\n" + printable(answer.conflict) +
+            (answer.is_minimal ? "; none of them can be left out\n" : "\n");
+  }
+  // The multipliers may be those of another, longer contradiction.
+  if (!answer.has_duals || answer.is_minimal) return shown;
+  return shown +
+         nonzero("Constraints that contradict each other", answer.constraints, &Item::dual,
                  {"constraint", {"multiplier"}}, false) +
          nonzero("Variables whose bounds take part", answer.variables, &Item::dual,
                  {"variable", {"multiplier"}}, false);
@@ -190,6 +197,7 @@ std::string violation_table(const std::vector<Violation>& violations, double tol
 std::string json(const ModelAnswer& answer) {
   nlohmann::ordered_json object = {{"model", answer.model}, {"outcome", word(answer.outcome)}};
   if (!answer.termination.empty()) object["termination"] = answer.termination;
+  if (!answer.conflict.empty()) object["conflict"] = answer.conflict;
   if (answer.has_point) object["objective"] = answer.objective;
   object["seconds"] = answer.seconds;
   object["variables"] = as_json(answer.variables, answer.has_duals);

@@ -103,7 +103,9 @@ void CommandTable::add_solve() {
       ->type_name("NAME=VALUE");
   parser
       .add_option("--output", solve_.output,
-                  "Write the answer to this file; it is replaced when the answer is complete")
+                  "Write the answer to this file, in the form that --json or --csv names whatever "
+                  "its suffix; "
+                  "it is replaced when the answer is complete")
       ->type_name("FILE");
   parser
       .add_option("--report", solve_.report,
@@ -112,7 +114,9 @@ void CommandTable::add_solve() {
       ->type_name("FILE.html");
   CLI::Option* json = parser.add_flag_function(
       "--json", [this](std::int64_t) { solve_.form = Form::kJson; },
-      "The answer as JSON, an object a line for each model, with every variable and constraint");
+      "The answer as JSON, an object a line for each model, with every variable and constraint, "
+      "and "
+      "as conflict what cannot hold together in an infeasible model");
   parser
       .add_flag_function(
           "--csv", [this](std::int64_t) { solve_.form = Form::kCsv; },

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -130,12 +132,33 @@ void apply(Session& session, const SolveRequest& request) {
   }
 }
 
-ModelAnswer solve_model(const std::string& model, const SolveRequest& request, Screen* screen) {
-  Watch watch;
-  watch.screen = screen;
+// A quiet run says nothing but why the library refused, which is the last line of its log.
+void report_refusal(const std::string& log) {
+  const std::size_t end = log.find_last_not_of('\n');
+  if (end == std::string::npos) return;
+  const std::size_t before = log.find_last_of('\n', end);
+  const std::size_t begin = before == std::string::npos ? 0 : before + 1;
+  std::fprintf(stderr, "%s\n", printable(log.substr(begin, end + 1 - begin)).c_str());
+}
+
+// The last call while the solve ran came before its end, which has a better bound.
+void add_end(Course& course, Session& session, const ModelAnswer& answer) {
+  if (answer.has_duals) return;
+  const double bound = read_bound(session);
+  if (!std::isfinite(bound)) return;
+  CoursePoint last;
+  last.objective = std::numeric_limits<double>::quiet_NaN();
+  if (!course.points().empty()) last = course.points().back();
+  if (answer.has_point) last.objective = answer.objective;
+  last.bound = bound;
+  last.seconds = std::max(course.seconds(), answer.seconds);
+  course.add(last);
+}
+
+ModelAnswer solve_watched(const std::string& model, const SolveRequest& request, Watch& watch) {
+  Screen* const screen = watch.screen;
   Session session;
-  // Without a log function the library says on standard error why something failed.
-  if (screen != nullptr || !request.report.empty()) session.send_log(take_log, &watch);
+  session.send_log(take_log, &watch);
   session.ask_to_stop(look, &watch);
   {
     std::optional<FileWatch> reading;
@@ -149,12 +172,25 @@ ModelAnswer solve_model(const std::string& model, const SolveRequest& request, S
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
   if (screen != nullptr) screen->end_status();
   ModelAnswer answer = read_answer(session, model, termination);
+  take_conflict(answer, watch.log);
   answer.seconds = elapsed.count();
   if (!request.report.empty()) {
+    add_end(watch.course, session, answer);
     put_file(report_page({answer, read_model_data(session), watch.course, watch.log}),
              request.report);
   }
   return answer;
+}
+
+ModelAnswer solve_model(const std::string& model, const SolveRequest& request, Screen* screen) {
+  Watch watch;
+  watch.screen = screen;
+  try {
+    return solve_watched(model, request, watch);
+  } catch (const LibraryRefusal&) {
+    if (screen == nullptr) report_refusal(watch.log);
+    throw;
+  }
 }
 
 void put(const std::string& text, const std::string& file) {

@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <optional>
+#include <string_view>
 
 namespace vorlan::companion {
 
@@ -96,6 +98,17 @@ ModelAnswer read_answer(const Session& session, const std::string& model,
                              [&](int i) { return session.constraint_name(i); });
   answer.matrix_entries = entries(session, *which, answer.sizes.matrix_variables);
   return answer;
+}
+
+void take_conflict(ModelAnswer& answer, const std::string& log) {
+  constexpr std::string_view kBegin = "\nInfeasible: ";
+  if (answer.outcome != SolveOutcome::kInfeasible) return;
+  const std::size_t begin = log.rfind(kBegin);
+  if (begin == std::string::npos) return;
+  const std::string rest = log.substr(begin + kBegin.size());
+  const std::size_t end = std::min(rest.find('\n'), rest.size());
+  answer.conflict = rest.substr(0, end);
+  answer.is_minimal = rest.compare(end, 9, "\n  none o") == 0;
 }
 
 std::string sentence(const ModelAnswer& answer) {

@@ -39,6 +39,8 @@ struct ModelAnswer {
   std::string termination;  // symbolic name of the code, empty where the solve ran to its end
   bool has_point = false;
   bool has_duals = false;
+  std::string conflict;     // of an infeasible model what cannot hold together, where that is known
+  bool is_minimal = false;  // nothing of the conflict can be left out
   double objective = 0.0;
   double seconds = 0.0;
   ModelSizes sizes;
@@ -51,6 +53,10 @@ struct ModelAnswer {
 // those of the certificate: the direction of an unbounded model, the multipliers of an infeasible one.
 ModelAnswer read_answer(const Session& session, const std::string& model,
                         const std::string& termination);
+
+// Takes the conflict from the log of the solve. Unlike the multipliers it names cones, integers and
+// sets as well, and no constraint whose multiplier is an accident of the method.
+void take_conflict(ModelAnswer& answer, const std::string& log);
 
 // One line that says what came of the solve.
 std::string sentence(const ModelAnswer& answer);

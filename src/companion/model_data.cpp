@@ -240,4 +240,14 @@ ModelData read_model_data(Session& session) {
   return data_of(read_document(file));
 }
 
+double read_bound(Session& session) {
+  const PrivateFolder folder;
+  const std::string file = folder.file("solution.json");
+  session.write_solution_quietly(file);
+  const json document = read_document(file);
+  const json figures = document.value("figures", json::object());
+  return figures.contains("bound") ? number(figures["bound"])
+                                   : std::numeric_limits<double>::quiet_NaN();
+}
+
 }  // namespace vorlan::companion

@@ -96,4 +96,7 @@ struct ModelData {
 // The data of the session's model.
 ModelData read_model_data(Session& session);
 
+// The bound that the last mixed-integer solve proved on the objective; not a number where there is none.
+double read_bound(Session& session);
+
 }  // namespace vorlan::companion

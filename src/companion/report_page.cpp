@@ -166,7 +166,7 @@ std::string sides_text(const ModelData& model) {
   const auto add = [&text](int number, const char* kind) {
     if (number > 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", number, kind);
   };
-  add(equal, "equations");
+  add(equal, equal == 1 ? "equation" : "equations");
   add(below, "with ≤");
   add(above, "with ≥");
   add(between, "with two sides");
@@ -314,19 +314,8 @@ std::string side_text(const Range& range) {
   return text.empty() ? "free" : text;
 }
 
-// What the log says of a search that leaves no multipliers, as a sentence; empty where it found no
-// reason.
-std::string reason_in(const std::string& log) {
-  constexpr std::string_view kBegin = "\nInfeasible: ";
-  const std::size_t begin = log.rfind(kBegin);
-  if (begin == std::string::npos) return {};
-  const std::string rest = log.substr(begin + kBegin.size());
-  const std::size_t end = std::min(rest.find('\n'), rest.size());
-  const bool is_minimal = rest.compare(end, 9, "\n  none o") == 0;
-  return shown(rest.substr(0, end)) + (is_minimal ? "; none of them can be left out." : ".");
-}
-
-// The rows and bounds whose multipliers are not 0.
+// What cannot hold together, and the rows and bounds whose multipliers are not 0. They are left out
+// where the multipliers may be those of another, longer contradiction.
 std::string conflict(const Report& report) {
   const ModelAnswer& answer = report.answer;
   std::string rows;
@@ -341,16 +330,20 @@ std::string conflict(const Report& report) {
                       escaped(side_text(ranges[i])), number(items[i].dual));
     }
   };
-  if (answer.has_duals) {
+  if (answer.has_duals && !answer.is_minimal) {
     add("constraint", answer.constraints, report.model.sides);
     add("bounds of", answer.variables, report.model.bounds);
   }
-  const std::string reason = rows.empty() ? reason_in(report.log) : std::string();
-  if (!reason.empty()) return "<p>" + reason + "</p>";
+  std::string reason = "These cannot hold together.";
+  if (!answer.conflict.empty()) {
+    reason = shown(answer.conflict) + (answer.is_minimal ? "; none of them can be left out." : ".");
+    if (rows.empty()) return "<p>" + reason + "</p>";
+  }
   if (rows.empty()) {
     return "<p>The search found that no point satisfies the model. It leaves no shorter proof.</p>";
   }
-  return "<p>These cannot hold together. Added up with the multipliers, they say what cannot "
+  return "<p>" + reason +
+         " Added up with the multipliers, they say what cannot "
          "be.</p>"
          "<table class=\"list\"><tr><th>member</th><th>sides</th><th>multiplier</th></tr>\n" +
          rows + "</table>";

@@ -51,6 +51,13 @@ void Session::write_quietly(const std::string& file) {
   expect(code);
 }
 
+void Session::write_solution_quietly(const std::string& file) {
+  expect(VLN_linkfunctotaskstream(task_, VLN_STREAM_LOG, nullptr, nullptr));
+  const VLNrescode_enum code = VLN_writejsonsol(task_, file.c_str());
+  expect(VLN_linkfunctotaskstream(task_, VLN_STREAM_LOG, log_handle_, log_));
+  expect(code);
+}
+
 void Session::read_solution(const std::string& file, unsigned compression) {
   expect(VLN_readbsolution(task_, file.c_str(), compression));
 }

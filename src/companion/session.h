@@ -40,6 +40,8 @@ class Session {
   void write(const std::string& file);
   // Writes the model without a line in the log, and without its solutions.
   void write_quietly(const std::string& file);
+  // Writes the solutions and the figures of the last optimization as JSON, without a line in the log.
+  void write_solution_quietly(const std::string& file);
   // Reads a b solution in place of the solutions; the compression is one of the interface's.
   void read_solution(const std::string& file, unsigned compression);
   // Sets a parameter by its name; the value is a number or one of the parameter's words.

@@ -11,6 +11,7 @@ import os
 import pathlib
 import pty
 import random
+import re
 import shutil
 import signal
 import subprocess
@@ -39,6 +40,35 @@ subject to
  second: y <= 3
  idle: x + 2 z <= 100
 end
+"""
+INTEGERS = """\
+minimize
+ x + y
+subject to
+ need: x + y = 10.5
+ idle: x - y <= 100
+bounds
+ x <= 100
+ y <= 100
+general
+ x y
+end
+"""
+CONIC_CONTRADICTION = """\
+Minimize ] extended problem 1
+Minimize
+ obj: t
+Subject To
+ need: x + y >= 10
+ cap: t <= 3
+ other: x - y <= 100
+Bounds
+ x free
+ y free
+ t free
+Cones
+ k: quadratic t x y
+End
 """
 UNBOUNDED = """\
 maximize
@@ -111,6 +141,21 @@ class Companion(CompanionTest):
         self.assertTrue(all(name in shown for name in ("need", "first", "second")), ended.stdout)
         self.assertNotIn("idle", shown)
 
+    def test_a_quiet_search_says_what_cannot_hold_together(self):
+        model = self.file("i.lp", INTEGERS)
+        for words in (["--quiet"], []):
+            ended = self.run_program(*words, model)
+            self.assertIn("need = 10.5, x integer and y integer cannot hold together; none of them can be left out",
+                          ended.stdout)
+        answer = json.loads(self.run_program("--quiet", "--json", model).stdout)
+        self.assertEqual(answer["conflict"], "need = 10.5, x integer and y integer cannot hold together")
+        self.assertNotIn("conflict", json.loads(self.run_program("--quiet", "--json", self.file("f.lp", FURNITURE)).stdout))
+
+    def test_a_conic_contradiction_has_its_cone_and_no_accident(self):
+        shown = self.run_program("--quiet", self.file("k.ptf", CONIC_CONTRADICTION)).stdout
+        self.assertIn("need >= 10, cap <= 3 and cone k cannot hold together", shown)
+        self.assertNotIn("other", shown)
+
     def test_an_unbounded_model_names_the_direction(self):
         ended = self.run_program(self.file("u.lp", UNBOUNDED))
         self.assertEqual(ended.returncode, 4)
@@ -145,7 +190,9 @@ class Companion(CompanionTest):
                                     (["--time-limit", "0", "f.lp"], 2, "seconds"), ([], 2, "MODEL"),
                                     (["--set", "VLN_IPAR_PRESOLV=1", "f.lp"], 1, "VLN_IPAR_PRESOLVE"),
                                     (["convert", "f.lp"], 2, "TO"), (["completion", "csh"], 2, "csh"),
-                                    (["--report", "r.html", "f.lp", "f.lp"], 2, "--report"), (["params", "nosuchword"], 1, "nosuchword")):
+                                    (["--report", "r.html", "f.lp", "f.lp"], 2, "--report"),
+                                    (["--quiet", "nothing.lp"], 1, "nothing.lp"),
+                                    (["--quiet", "--report", "r.html", "nothing.lp"], 1, "nothing.lp"), (["params", "nosuchword"], 1, "nosuchword")):
             self.file("f.lp", FURNITURE)
             ended = self.run_program(*words)
             self.assertEqual((ended.returncode, ended.stdout), (status, ""), words)
@@ -413,6 +460,21 @@ class Report(CompanionTest):
         shown = page.shown.partition("Conflict")[2].partition("Statistics")[0]
         self.assertIn("need >= 3, x <= 2, y <= 2 and SOS1 set either cannot hold together", shown)
         self.assertIn("none of them can be left out", shown)
+
+    def test_a_conic_conflict_has_its_cone_and_no_accident(self):
+        page = self.page(self.file("k.ptf", CONIC_CONTRADICTION))
+        shown = page.shown.partition("Conflict")[2].partition("Statistics")[0]
+        self.assertIn("need >= 10, cap <= 3 and cone k cannot hold together; none of them can be left out.", shown)
+        self.assertNotIn("other", shown)
+
+    def test_the_bound_is_the_one_at_the_end(self):
+        page = self.page(self.file("b.lp", market_split(3, 14)))
+        bound = re.search(r"\n  bound +(\S+)", page.shown).group(1)
+        card = re.search(r"Bound\s*([-+.\de]+)", page.shown).group(1)
+        self.assertAlmostEqual(float(card), float(bound), places=6)
+
+    def test_one_is_not_said_in_the_plural(self):
+        self.assertRegex(self.page(self.file("i.lp", INTEGERS)).shown, r"1 equation\b")
 
     def test_names_of_others_stay_text(self):
         page = self.page(self.file("n.mps", HOSTILE))

@@ -282,7 +282,7 @@ VLN_API VLNrescode_enum VLN_getsuc(vlntaskt* task, int32_t whichsol, double* suc
 VLN_API VLNrescode_enum VLN_gety(vlntaskt* task, int32_t whichsol, double* y);
 
 /* Objective value of the primal solution, constant included, in the task's own sense. Of a
-   certificate: the objective of the ray, without the constant. */
+   certificate: the ray objective, without the constant. */
 VLN_API VLNrescode_enum VLN_getprimalobj(vlntaskt* task, int32_t whichsol, double* primalobj);
 
 /* Primal and dual matrix variables first to last - 1: the packed lower triangle of each, column by

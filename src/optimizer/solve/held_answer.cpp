@@ -95,6 +95,16 @@ bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan,
   return holds;
 }
 
+namespace {
+
+// Integers that come from a file with nothing but values have no status.
+bool has_untold_integers(const MinimizeProblem& problem) {
+  return problem.start != nullptr && problem.model.is_mixed_integer() &&
+         problem.start->status == SolutionStatus::kUnknown && fits(problem.model, *problem.start);
+}
+
+}  // namespace
+
 bool find_held_point(const MinimizeProblem& problem, BackendResult* point) {
   if (problem.start == nullptr || !fits(problem.model, *problem.start)) return false;
   const SolutionStatus status = problem.start->status;
@@ -109,7 +119,12 @@ void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tole
                      BackendResult* result) {
   const bool has_none = result->outcome == Outcome::kStopped && result->x.empty();
   BackendResult held;
-  if (!has_none || !find_held_point(problem, &held)) return;
+  if (!has_none) return;
+  if (has_untold_integers(problem)) {
+    held = answer_of(problem, *problem.start);
+  } else if (!find_held_point(problem, &held)) {
+    return;
+  }
   if (primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
   held.outcome = result->outcome;
   held.termination = result->termination;

@@ -175,9 +175,9 @@ std::string describe_threads(const Task& task, const SolvePlan& plan) {
 
 std::string describe_library(const Task& task, const SolvePlan& plan) {
   const double limit = task.parameters.get(DoubleParam::kTimeLimit);
-  const std::string time =
-      std::isfinite(limit) ? format_text("time limit %g s", limit) : "no time limit";
-  return format_text("Optimizer library " VORLAN_VERSION ": %s, %s\n",
+  // The caller may have a limit of its own, so that the library cannot say that there is none.
+  const std::string time = std::isfinite(limit) ? format_text(", time limit %g s", limit) : "";
+  return format_text("Optimizer library " VORLAN_VERSION ": %s%s\n",
                      describe_threads(task, plan).c_str(), time.c_str());
 }
 

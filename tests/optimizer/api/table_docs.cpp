@@ -72,7 +72,7 @@ std::string string_parameters_section() {
       R"(
 ## String parameters
 
-Each is the name of a file that an optimization writes, and empty by default: no file. They
+Each is the name of a file that an optimization writes or reads, and empty by default: no file. They
 act only when an optimization begins. `-read` clears all of them, whoever set them, unless it
 is told `mode=unsafe`: a problem file can hold parameters, and must not make the program of
 someone else write files. So give `-d` after `-read`.

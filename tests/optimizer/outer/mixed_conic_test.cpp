@@ -51,6 +51,23 @@ End
   EXPECT_EQ(mixed.value(1), 3.0);
 }
 
+TEST(MixedConic, AHeldPointIsToldAsTheStart) {
+  MixedSolve mixed;
+  mixed.read(R"(
+Minimize
+ o: [ 2 x^2 + 2 y^2 ] / 2 - 2.8 x - 5.2 y
+Subject To
+ c: x + y <= 10
+Generals
+ x y
+End
+)");
+  mixed.solve();
+  EXPECT_EQ(mixed.log().find("%  start\n"), std::string::npos) << mixed.log();
+  mixed.solve();
+  EXPECT_NE(mixed.log().find("%  start\n"), std::string::npos) << mixed.log();
+}
+
 // The box of the largest volume with whole sides of sum 10: 3, 3 and 4.
 TEST(MixedConic, BoxOfWholeSides) {
   MixedSolve mixed;

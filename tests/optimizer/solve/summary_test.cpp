@@ -262,6 +262,43 @@ TEST(Summary, EachBetterPointHasALineWithItsOrigin) {
   }
 }
 
+// HiGHS tells of a start in a line with the objective that it was given, which is another one.
+TEST(Summary, AStartIsTheOriginOfItsPointAndHasNoOtherObjective) {
+  TestTask task;
+  ASSERT_EQ(task.read(knapsack(true)), VLN_RES_OK);
+  const std::string start = write_test_file("start.mst",
+                                            "X0 1\nX1 0\nX2 0\nX3 0\nX4 0\nX5 0\n"
+                                            "X6 0\nX7 0\nX8 0\nX9 0\nX10 0\nX11 0\n");
+  ASSERT_EQ(VLN_putparam(task, "VLN_SPAR_START_FILE", start.c_str()), VLN_RES_OK);
+  task.solve();
+  EXPECT_NE(task.log().find("\nMIP start solution is feasible\n"), std::string::npos) << task.log();
+  const std::vector<Row> rows = rows_of(task.log());
+  const auto first = std::find_if(rows.begin(), rows.end(), [](const Row& r) { return r.better; });
+  ASSERT_NE(first, rows.end()) << task.log();
+  EXPECT_EQ(first->origin, "start") << task.log();
+  EXPECT_EQ(std::stod(first->incumbent), 44.0) << "31 + 3 and the constant 10";
+}
+
+TEST(Summary, PresolveIsTheOriginOfThePointThatItEndsWith) {
+  TestTask task;
+  ASSERT_EQ(task.read(kSmallInteger), VLN_RES_OK);
+  task.solve();
+  const std::vector<Row> rows = rows_of(task.log());
+  ASSERT_EQ(rows.size(), 1u) << task.log();
+  EXPECT_EQ(rows[0].origin, "presolve") << task.log();
+}
+
+// A caller may have limits that the library does not know.
+TEST(Summary, TheHeaderNamesNoTimeLimitWhereTheParameterIsNotSet) {
+  TestTask task;
+  ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);
+  task.solve();
+  const size_t header = task.log().find("Optimizer library ");
+  ASSERT_NE(header, std::string::npos) << task.log();
+  const std::string line = task.log().substr(header, task.log().find('\n', header) - header);
+  EXPECT_EQ(line.find("limit"), std::string::npos) << line;
+}
+
 TEST(Summary, TheTableOfALinearModelIsInTheModelsSense) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(1)), VLN_RES_OK);

@@ -252,6 +252,52 @@ TEST(WarmStart, AStopBeforeAnythingWasFoundKeepsWhatWasHeld) {
   }
 }
 
+// An integer model with a solution of which a file gives nothing but the value of x.
+std::string with_value_of_x(const char* value) {
+  return std::string(R"(Minimize ] extended problem 1
+Minimize
+ o: x
+Subject To
+ c: x >= 1.5
+Bounds
+ x <= 9
+Generals
+ x
+Solution integer
+ variable x = )") +
+         value + "\nEnd\n";
+}
+
+// HiGHS says this when it is given a start.
+constexpr char kUsed[] = "Assessing feasibility of MIP";
+
+TEST(WarmStart, ValuesAloneAreAStart) {
+  for (const char* stopped : {"", "stopped"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("values.ptf", with_value_of_x("4")), VLN_RES_OK) << task.last_message();
+    if (*stopped != '\0') {
+      ASSERT_EQ(VLN_putcallbackfunc(task, stop_at_once, nullptr), VLN_RES_OK);
+    }
+    task.solve();
+    ASSERT_TRUE(task.defined(kInteger)) << stopped;
+    EXPECT_EQ(task.objective(kInteger), *stopped == '\0' ? 2.0 : 4.0);
+    const bool is_used = task.log().find(kUsed) != std::string::npos;
+    EXPECT_EQ(is_used, *stopped == '\0') << task.log();
+  }
+}
+
+// Zeros of status unknown are all that an infeasible solve leaves.
+TEST(WarmStart, ValuesAloneThatAreNotFeasibleAreNoStart) {
+  for (const char* value : {"0", "2.5", "11"}) {
+    TestTask task;
+    ASSERT_EQ(task.read_as("values.ptf", with_value_of_x(value)), VLN_RES_OK);
+    task.solve();
+    EXPECT_EQ(task.solution_status(kInteger), solsta::kIntegerOptimal);
+    EXPECT_EQ(task.objective(kInteger), 2.0);
+    EXPECT_EQ(task.log().find(kUsed), std::string::npos) << task.log();
+  }
+}
+
 // No node and no heuristic: what the second solve has, it had from the start.
 TEST(WarmStart, IntegerSolveGoesOnFromItsIncumbent) {
   TestTask task;

@@ -225,10 +225,12 @@ void start_linear(const MinimizeProblem& problem, const Parameters& parameters, 
 void start_integer(const MinimizeProblem& problem, const Parameters& parameters,
                    const SemiContinuous& semi, Highs* highs) {
   const Solution& start = *problem.start;
-  const bool has_point = start.status == SolutionStatus::kIntegerOptimal ||
-                         start.status == SolutionStatus::kPrimalFeasible;
+  // A file with nothing but values leaves the status unknown.
+  const bool may_be_point = start.status == SolutionStatus::kIntegerOptimal ||
+                            start.status == SolutionStatus::kPrimalFeasible ||
+                            start.status == SolutionStatus::kUnknown;
   const double tolerance = parameters.get(DoubleParam::kFeasibilityTolerance);
-  if (!has_point || primal_violation(problem.model, start.xx) > tolerance) return;
+  if (!may_be_point || primal_violation(problem.model, start.xx) > tolerance) return;
   HighsSolution point;
   point.col_value = start.xx;
   semi.append_switches(&point.col_value);

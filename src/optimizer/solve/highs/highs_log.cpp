@@ -63,6 +63,12 @@ constexpr Origin kOrigins[] = {{'B', "branching"},
                                {'p', "simple rounding"},
                                {'X', "start"}};
 
+// Lines outside the table that tell where the next better point comes from.
+constexpr std::pair<std::string_view, std::string_view> kOriginLines[] = {
+    {"MIP start solution is feasible", "start"},
+    {"Presolve: Optimal", "presolve"},
+};
+
 // A count of HiGHS's table, in which k and m stand for thousands and millions.
 int64_t table_count(const char* word) {
   char* end = nullptr;
@@ -95,6 +101,13 @@ void HighsLog::take_line(const std::string& line) {
   } else if (!in_tree_ && !is_dropped(line)) {
     const std::string told = translate(line);
     if (!told.empty() || line.empty()) monitor_->log(told + '\n');
+  }
+  tell_origin(line);
+}
+
+void HighsLog::tell_origin(std::string_view line) {
+  for (const auto& [words, origin] : kOriginLines) {
+    if (line.starts_with(words)) on_row_({origin, -1, 0});
   }
 }
 
@@ -152,6 +165,8 @@ std::string HighsLog::translate(const std::string& line) {
   } else if (table_ == Table::kInterior) {
     return translate_interior_row(line);
   }
+  // The objective there is that of a minimization, which may be scaled. The table has the model's.
+  if (words.starts_with("MIP start solution is ")) return line.substr(0, line.find(','));
   double objective = 0.0;
   if (std::sscanf(line.c_str(), " objective value: %lf", &objective) == 1) {
     return format_text("    objective value:                                    %.8e",

@@ -12,11 +12,11 @@
 
 namespace vorlan {
 
-// A row of HiGHS's table of branch and bound.
+// A row of HiGHS's table of branch and bound, or a line before it that tells an origin.
 struct HighsTableRow {
   std::string_view origin;  // of a better point; empty in a row without one
-  int64_t open_nodes;
-  int64_t cuts;  // in the relaxation
+  int64_t open_nodes;       // -1 where it is not known
+  int64_t cuts;             // in the relaxation
 };
 
 class HighsLog {
@@ -36,6 +36,7 @@ class HighsLog {
  private:
   void take_line(const std::string& line);
   bool take_table_row(std::string_view line);
+  void tell_origin(std::string_view line);
   void count(const std::string& line);
   std::string translate(const std::string& line);
   std::string translate_simplex_row(const std::string& line) const;

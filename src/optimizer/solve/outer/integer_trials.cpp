@@ -49,7 +49,7 @@ IntegerTrials::IntegerTrials(const MinimizeProblem& problem, const Parameters& p
       relaxation_(relaxation),
       rows_(problem.model) {}
 
-bool IntegerTrials::try_integers(const std::vector<double>& x) {
+bool IntegerTrials::try_integers(const std::vector<double>& x, std::string_view origin) {
   std::vector<double> assignment = find_assignment(model_, x);
   if (tried_.count(assignment) != 0) return false;
   const FixedModel fixed(model_, rows_, assignment,
@@ -70,7 +70,7 @@ bool IntegerTrials::try_integers(const std::vector<double>& x) {
   }
   if (is_interrupted(found)) return true;
   const bool is_point = found.certificate == Certificate::kNone;
-  const bool fits = !is_point || offer(found.x, found.barx);
+  const bool fits = !is_point || offer(found.x, found.barx, origin);
   if (fits && is_settled(fixed, found)) settled_.insert(assignment);
   tried_.insert(std::move(assignment));
   if (found.outcome == Outcome::kInfeasible) find_violation(fixed, &at);
@@ -115,7 +115,8 @@ Status IntegerTrials::solve_fixed(const FixedModel& fixed, BackendResult* found)
   return status;
 }
 
-bool IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx) {
+bool IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx,
+                          std::string_view origin) {
   const double tolerance =
       kTolerances * std::max(parameters_.get(DoubleParam::kFeasibilityTolerance),
                              parameters_.get(DoubleParam::kConicFeasibilityTolerance));
@@ -133,7 +134,7 @@ bool IntegerTrials::offer(std::vector<double> x, const std::vector<double>& barx
   best_ = {std::move(x), barx};
   ++num_incumbents_;
   monitor_->incumbent(best_.x, best_.barx);
-  monitor_->milestone(solver_->progress(), "integers tried");
+  monitor_->milestone(solver_->progress(), origin);
   return true;
 }
 

@@ -6,6 +6,7 @@
 
 #include <set>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "solve/backend.h"
@@ -22,8 +23,9 @@ class IntegerTrials {
                 BackendMonitor* monitor, InnerSolver* solver, OptimumBounds* bounds,
                 Relaxation* relaxation);
 
-  // Tries the integers of a point of the model; false when they have been tried before.
-  bool try_integers(const std::vector<double>& x);
+  // Tries the integers of a point of the model; false when they have been tried before. The origin
+  // is told with a better point.
+  bool try_integers(const std::vector<double>& x, std::string_view origin = "integers tried");
   // Whether the integers of a point were tried and the trial said all about them: that there is no
   // feasible point with them, or which is the best.
   bool has_settled(const std::vector<double>& x) const;
@@ -38,7 +40,8 @@ class IntegerTrials {
   // The variables of the model, of a point in all columns of the relaxation.
   std::vector<double> variables_of(std::span<const double> columns) const;
   // Takes a point as the incumbent when it is feasible and better. Returns whether it is feasible.
-  bool offer(std::vector<double> x, const std::vector<double>& barx);
+  bool offer(std::vector<double> x, const std::vector<double>& barx,
+             std::string_view origin = "integers tried");
 
   const Incumbent& best() const { return best_; }  // empty while there is none
   int32_t num_incumbents() const { return num_incumbents_; }

@@ -93,7 +93,7 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
   log_round();
   learn_from_perspectives();
   if (problem_.start != nullptr && problem_.start->xx.size() == problem_.cost.size()) {
-    trials_->try_integers(problem_.start->xx);
+    trials_->try_integers(problem_.start->xx, "start");
   }
   trials_->try_integers(found.x);
   try_first_points(continuous);

@@ -6,7 +6,7 @@ usage: console_test.py PROGRAM DOCUMENT
 A block "```lp NAME" or "```python NAME" gives a file of that name. In a block "```console" a line that begins with "$ "
 is a command for the shell, lines that begin with "> " continue it, and the rest is what it prints
 (standard output and standard error, blanks at ends of lines apart). "..." stands for any text, over
-lines too where it is a line by itself. All blocks run in one folder, where vorlancli is PROGRAM,
+lines too where it is a line by itself, and a time in seconds ("0.00 s") for any other. All blocks run in one folder, where vorlancli is PROGRAM,
 vorlan is the program beside it, ./run starts them as the one of the project does, examples/ has the
 examples, and Python knows the module vorlan. A block with a command of the server is passed over: its
 own tests run it.
@@ -20,6 +20,9 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SYSTEM_PYTHON = pathlib.Path("/usr/bin/python3")
+
+# A time as re.escape leaves it.
+SECONDS = re.compile(r"[0-9]+\\\.[0-9]+\\ s\b")
 
 # What ./run does once everything is built.
 RUN = """#!/bin/sh
@@ -56,7 +59,8 @@ def pattern(lines):
         if line == "...":
             parts.append(r"(?:.*\n)*?")
         else:
-            parts.append(".*?".join(map(re.escape, line.split("..."))) + r"\n")
+            text = ".*?".join(map(re.escape, line.split("...")))
+            parts.append(SECONDS.sub(lambda _: r"[0-9]+\.[0-9]+ s", text) + r"\n")
     return "".join(parts)
 
 

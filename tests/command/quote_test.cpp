@@ -65,6 +65,18 @@ TEST(Quote, InvalidFields) {
   }
 }
 
+// The largest width ends where one more digit could make it larger than an int. Only the field is
+// read here: two gigabytes of blanks prove nothing more.
+TEST(Quote, LargestWidth) {
+  const auto read = [](std::string_view field) {
+    fmt::format_parse_context context(field);
+    fmt::formatter<quote>().parse(context);
+  };
+  EXPECT_NO_THROW(read("2147483639}"));
+  EXPECT_THROW(read("2147483640}"), fmt::format_error);
+  EXPECT_THROW(read("99999999999999999999}"), fmt::format_error);
+}
+
 // The other ways of {fmt} to format, which the report uses.
 TEST(Quote, CompiledAndAmongOthers) {
   EXPECT_EQ(fmt::format("var{:04}: {:15} {:6}|", 7, quote{"x\\"}, "basic"),

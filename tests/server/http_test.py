@@ -287,7 +287,7 @@ class Program(harness.ServerTest):
 
     def test_a_configuration_file_and_the_command_line(self):
         config = self.folder / "config"
-        config.write_text("slots = 3\nmax-jobs = 7\n")
+        config.write_bytes(b"  slots = 3 \t\r\n\tmax-jobs  =  7  \r\n")
         client = self.start("--config", str(config), "--slots=2")
         limits = client.get("/v1/limits").json()
         self.assertEqual((limits["slots"], limits["jobs"]), (2, 7))

@@ -159,6 +159,34 @@ TEST(FirstPoints, DiveEndsWithTheRestOff) {
   EXPECT_EQ(std::accumulate(x.begin(), x.end(), 0.0), 1.0);
 }
 
+// The rows allow the first variable no other value than 1, and the continuous model not that one.
+TEST(FirstPoints, DiveEndsWhereAVariableHasNoValueLeft) {
+  Model model = binaries(2);
+  test::add_constraint(&model, 1.0, kInfinity, {1.0, 1.0});
+  test::add_constraint(&model, -kInfinity, 0.0, {-1.0, 1.0});
+  int solves = 0;
+  const auto solve = [&](const std::vector<double>& lower, const std::vector<double>&) {
+    ++solves;
+    return lower[0] == 1.0 ? std::vector<double>() : std::vector<double>{0.9, 0.1};
+  };
+  EXPECT_TRUE(outer::dive(model, {0.9, 0.1}, solve).empty());
+  EXPECT_EQ(solves, 2) << "one with all others off";
+}
+
+// The value nearest to the point fails: a dive goes on below it, or above it where there is none
+// below.
+TEST(FirstPoints, DiveLeavesAnIntegerTheValuesBesideTheOneThatFails) {
+  for (const double nearest : {2.0, 0.0}) {
+    Model model = binaries(1);
+    model.var_upper[0] = 3.0;
+    const auto solve = [nearest](const std::vector<double>& lower,
+                                 const std::vector<double>& upper) {
+      return lower[0] == nearest && upper[0] == nearest ? std::vector<double>() : lower;
+    };
+    EXPECT_EQ(outer::dive(model, {nearest + 0.2}, solve), (std::vector<double>{1.0})) << nearest;
+  }
+}
+
 TEST(FirstPoints, HaveAsManyOnAsWanted) {
   Model model = binaries(4);
   test::add_constraint(&model, 0.0, 3.0, std::vector<double>(4, 1.0));

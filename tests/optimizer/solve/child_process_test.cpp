@@ -199,6 +199,31 @@ and the rest
 )");
 }
 
+// More text than the pipe and the reader take at a time, so that milestones overtook it.
+TEST_F(ChildProcess, AMilestoneStandsBehindTheTextThatCameBeforeIt) {
+  constexpr int kRounds = 100;
+  task_.model.var_kind = {VarKind::kInteger, VarKind::kInteger};
+  const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer*) -> Status {
+    Progress progress;
+    for (int k = 0; k < kRounds; ++k) {
+      monitor->log(std::string(5000, '.') + " text " + std::to_string(k) + '\n');
+      progress.objective = -k;
+      monitor->milestone(progress, "point " + std::to_string(k));
+    }
+    return {};
+  };
+  ASSERT_TRUE(run(work).ok());
+  for (int k = 0; k < kRounds; ++k) {
+    const std::string number = std::to_string(k) + '\n';
+    const size_t text = caller_.log.find(" text " + number);
+    const size_t milestone = caller_.log.find("point " + number);
+    // The child drops text where its reader is kept from reading for long.
+    if (text == std::string::npos) continue;
+    ASSERT_NE(milestone, std::string::npos) << k;
+    EXPECT_LT(text, milestone) << k;
+  }
+}
+
 TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {
   testing::internal::CaptureStdout();
   std::fputs("once", stdout);

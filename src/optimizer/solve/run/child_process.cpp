@@ -27,6 +27,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -86,6 +87,7 @@ class ChildMonitor : public BackendMonitor {
     while (!text.empty()) {
       const ssize_t written = ::write(pipe_, text.data(), text.size());
       if (written >= 0) {
+        text_written_ += static_cast<uint64_t>(written);
         text.remove_prefix(static_cast<size_t>(written));
         continue;
       }
@@ -105,6 +107,7 @@ class ChildMonitor : public BackendMonitor {
     Milestone milestone;
     milestone.progress = progress;
     milestone.time = monotonic_seconds();
+    milestone.text_before = text_written_;
     origin.copy(milestone.origin, sizeof milestone.origin - 1);
     shared_->add_milestone(milestone);
   }
@@ -128,6 +131,7 @@ class ChildMonitor : public BackendMonitor {
  private:
   SharedResult* shared_;
   int pipe_;
+  uint64_t text_written_ = 0;  // bytes; those that a full pipe dropped do not count
   double last_point_ = -kInfinity;
 };
 
@@ -304,10 +308,17 @@ void ChildProcess::read_text(const LogText& log) {
   if (length < 0 && errno == EAGAIN) return;
   if (length < 0) return bear_failure();
   num_failures_ = 0;
+  text_read_ += static_cast<uint64_t>(length);
   std::string_view text(buffer, static_cast<size_t>(length));
   ended_ = text.empty() || (text.back() == kLastWord && shared_.complete());
   if (!text.empty() && ended_) text.remove_suffix(1);
   pass_lines(text, log);
+}
+
+// Of a child that is over no more text is read.
+bool ChildProcess::take_milestone(Milestone* milestone) {
+  constexpr uint64_t kAll = std::numeric_limits<uint64_t>::max();
+  return shared_.take_milestone(is_over() ? kAll : text_read_, milestone);
 }
 
 // Hands on whole lines; the rest waits for its end.

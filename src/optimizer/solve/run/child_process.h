@@ -2,6 +2,7 @@
 // the backend or the checker is doing, and its death is not the caller's.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -39,8 +40,9 @@ class ChildProcess {
   bool is_over() const { return ended_ || killed_; }
   bool is_complete() const { return shared_.complete(); }
   Progress progress() const { return shared_.progress(); }
-  // The next milestone; false when there is none.
-  bool take_milestone(Milestone* milestone) { return shared_.take_milestone(milestone); }
+  // The next milestone; false when there is none, or when log text that comes before it is still to
+  // be read.
+  bool take_milestone(Milestone* milestone);
   // The last point that was kept, if it is another one than this gave before.
   bool take_point(BackendResult* point, double* primal_violation) {
     return shared_.take_point(point, primal_violation);
@@ -61,6 +63,7 @@ class ChildProcess {
   Descriptor read_end_;
   pid_t pid_ = -1;
   std::string line_;
+  uint64_t text_read_ = 0;  // bytes
   int num_failures_ = 0;
   double stop_time_ = -1.0;
   bool ended_ = false;

@@ -217,11 +217,11 @@ Status Team::run(Answer* answer) {
     }
     winner = find_winner();
   }
-  pass_milestones();
   pass_points();
   const bool is_won = winner != nullptr;
   if (!is_won) winner = find_best();
   leave_others(*winner);
+  pass_milestones();
   const std::string& rest = members_[0].child->rest_of_line();
   if (!rest.empty()) listener_->log(rest + '\n');
   if (members_.size() > 1) {

@@ -158,7 +158,9 @@ test("a dropped file is solved, and its results can be saved, with the keyboard 
   assert.deepEqual(readFileSync(await saved.path()), sent);
   await page.getByRole("button", { name: "Delete" }).focus();
   await page.keyboard.press("Enter");
+  await page.getByRole("dialog").waitFor();
   await page.keyboard.press("Escape"); // nothing is deleted by a question
+  await page.getByRole("dialog").waitFor({ state: "hidden" });
   await page.getByRole("heading", { name: "workshop.mps done" }).waitFor();
   await page.getByRole("button", { name: "Delete" }).click();
   await page.getByRole("dialog").getByRole("button", { name: "Delete" }).click();

@@ -257,6 +257,7 @@ TEST_F(Ending, APipeWithNobodyAtItsOtherEndHoldsNothingUp) {
   constexpr const char* kNotOpened = "VLN_RES_ERR_FILE_OPEN";
   const Case cases[] = {{"START_FILE", "hard", "VLN_RES_OK"},
                         {"BASIS_IN_FILE", "", "VLN_RES_OK"},
+                        {"BRANCHING_PRIORITY_FILE", "", "VLN_RES_OK"},
                         {"IMPROVING_SOLUTION_FILE", "hard", "VLN_RES_OK"},
                         {"PROBLEM_FILE", "hard", "VLN_RES_OK"},
                         {"PROGRESS_FILE", "", kNotOpened},

@@ -71,12 +71,6 @@ bool is_tiny(const Model& model) {
          model.num_var() + model.num_con() + model.matrix.num_elements() <= kTinyModelSize;
 }
 
-// These may be anything, a pipe on which nobody writes among it.
-bool reads_files(const Parameters& parameters) {
-  return !parameters.get(StringParam::kStartFile).empty() ||
-         !parameters.get(StringParam::kBasisInFile).empty();
-}
-
 bool runs_in_child(const Model& model, const Parameters& parameters, bool by_simplex) {
   const int32_t choice = parameters.get(IntParam::kChildProcess);
   if (choice != kChildAutomatic) return choice == kChildOn;
@@ -85,6 +79,13 @@ bool runs_in_child(const Model& model, const Parameters& parameters, bool by_sim
 }
 
 }  // namespace
+
+bool reads_files(const Parameters& parameters) {
+  constexpr StringParam kFiles[] = {StringParam::kStartFile, StringParam::kBasisInFile,
+                                    StringParam::kBranchingPriorityFile};
+  return std::any_of(std::begin(kFiles), std::end(kFiles),
+                     [&](StringParam file) { return !parameters.get(file).empty(); });
+}
 
 SolvePlan choose_backend(const Model& model, const Parameters& parameters) {
   const Row& row = *std::find_if(std::begin(kRows), std::end(kRows) - 1,

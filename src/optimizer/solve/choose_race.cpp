@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "solve/choose_backend.h"
 #include "task/machine.h"
 #include "task/parameter_index.h"
 
@@ -40,17 +41,17 @@ bool has_room_for_racer() {
 
 bool is_settled(const SolvePlan& plan, const Answer& answer) {
   const BackendResult& result = answer.result;
+  const bool is_integer = plan.solution == SolutionKind::kInteger;
   if (result.termination != Code::kOk) return false;
   if (result.outcome == Outcome::kOptimal) {
     const Residuals& residuals = answer.verdict.residuals;
     if (!(residuals.primal <= plan.tolerances.primal)) return false;
-    return plan.solution == SolutionKind::kInteger ||
+    return is_integer ||
            (residuals.dual <= plan.tolerances.dual && residuals.gap <= plan.tolerances.gap);
   }
-  if (plan.solution == SolutionKind::kInteger && result.outcome == Outcome::kInfeasible)
-    return true;
-  return (result.outcome == Outcome::kInfeasible || result.outcome == Outcome::kUnbounded) &&
-         answer.verdict.ray_holds;
+  const bool is_infeasible = result.outcome == Outcome::kInfeasible;
+  if (is_integer && is_infeasible) return true;
+  return (is_infeasible || result.outcome == Outcome::kUnbounded) && answer.verdict.ray_holds;
 }
 
 }  // namespace
@@ -63,9 +64,10 @@ Race choose_race(const MinimizeProblem& problem, const SolvePlan& plan,
   race.has_room = has_room_for_racer;
   const bool is_free = parameters.get(IntParam::kOptimizer) == kFreeOptimizer &&
                        parameters.get(IntParam::kMipEmphasis) == 0;
-  if (!plan.in_child || problem.start != nullptr || !is_free ||
-      parameters.is_on(IntParam::kReproducible) || has_work_limit(parameters) ||
-      problem.model.matrix.num_elements() < kLeastElements || !may_use_two_processors(parameters)) {
+  const bool has_start = problem.start != nullptr || reads_files(parameters);
+  if (!plan.in_child || has_start || !is_free || parameters.is_on(IntParam::kReproducible) ||
+      has_work_limit(parameters) || problem.model.matrix.num_elements() < kLeastElements ||
+      !may_use_two_processors(parameters)) {
     return race;
   }
   Racer racer = {"", parameters};

@@ -206,6 +206,13 @@ TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
   EXPECT_TRUE(race_of(linear_, &start).racers.empty());
 
   const Parameters free = parameters_;
+  for (const char* file :
+       {"VLN_SPAR_START_FILE", "VLN_SPAR_BASIS_IN_FILE", "VLN_SPAR_BRANCHING_PRIORITY_FILE"}) {
+    parameters_ = free;
+    ASSERT_TRUE(parameters_.put_by_name(file, "pipe").ok());
+    EXPECT_TRUE(race_of(linear_).racers.empty()) << file;
+    EXPECT_TRUE(race_of(integer_).racers.empty()) << file;
+  }
   for (const auto& [param, value] : {std::pair{IntParam::kReproducible, 1},
                                      {IntParam::kNumThreads, 1},
                                      {IntParam::kOptimizer, kInteriorPoint},

@@ -31,6 +31,7 @@ class Team {
         race_(race),
         task_(task),
         listener_(listener),
+        is_search_(task->model.is_mixed_integer()),
         race_start_(race.racers.empty() ? kInfinity : race.head_start) {}
 
   Status run(Answer* answer);
@@ -60,6 +61,7 @@ class Team {
   const Race& race_;
   Task* task_;
   Listener* listener_;
+  bool is_search_;  // for integer points
   std::vector<Member> members_;
   double race_start_;  // seconds from the solve's begin; infinite once the racers are there
   double best_milestone_ = kInfinity;
@@ -140,9 +142,11 @@ void Team::pass_points() {
   }
 }
 
-// The best incumbent, the best bound and the first child's counts.
+// The first child's, in a search with the best incumbent and the best bound of all. The objectives of
+// linear methods on their way cannot be compared.
 Progress Team::progress() const {
   Progress all = members_[0].child->progress();
+  if (!is_search_) return all;
   for (size_t k = 1; k < members_.size(); ++k) {
     const Progress other = members_[k].child->progress();
     all.objective = std::min(all.objective, other.objective);
@@ -178,7 +182,7 @@ Team::Member* Team::find_winner() {
 // best bound with it.
 Team::Member* Team::find_best() {
   Member* best = &members_[0];
-  if (best->status.ok() && !task_->model.is_mixed_integer()) return best;
+  if (best->status.ok() && !is_search_) return best;
   for (Member& member : members_) {
     if (!member.status.ok()) continue;
     const double objective = member.answer.result.progress.objective;

@@ -100,7 +100,6 @@ class Search {
       : solve_(solve),
         problem_(problem),
         model_(problem.model),
-        narrowed_(problem.model),
         parameters_(parameters),
         end_(monotonic_seconds() + seconds),
         outside_(monitor),
@@ -222,6 +221,7 @@ class Search {
     std::list<Node> open = {{-kInfinity, {}}};
     const double proven = bound_;
     const auto solve = [this](const Model& linear) { return find_multipliers(linear); };
+    narrowed_ = model_;
     const bool may_narrow = std::isfinite(incumbent_);
     if (may_narrow && !narrow_under_cutoff(problem_.cost, cutoff(), solve, &narrowed_)) {
       open.clear();
@@ -368,7 +368,7 @@ class Search {
   decltype(Backend::solve) solve_;
   const MinimizeProblem& problem_;
   const Model& model_;
-  Model narrowed_;  // by bounds that better points than the incumbent have
+  Model narrowed_;  // in the search: by bounds that better points than the incumbent have
   const Parameters& parameters_;
   double end_;
   BackendMonitor* outside_;

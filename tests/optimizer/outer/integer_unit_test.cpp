@@ -15,7 +15,6 @@
 #include "cone_points.h"
 #include "known_model.h"
 #include "mixed_solve.h"
-#include "random_count.h"
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
 
@@ -23,19 +22,9 @@ namespace vorlan {
 namespace {
 
 using test::Builder;
-using test::judge;
+using test::expect_right_answers;
 using test::Known;
-using test::MixedSolve;
-using test::number_from;
 using test::Random;
-using test::scale_at_random;
-using test::Verdict;
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr uint32_t kDefaultCount = 1;
-#else
-constexpr uint32_t kDefaultCount = 2;
-#endif
 
 // max sum c x with sum d x^2 <= q u^2, x <= u z and at most k switches on: sqrt(q) u times the
 // root of the sum of the k largest c^2 / d. At c = d = k = 1, q = 0.111 and u = 1e6:
@@ -471,28 +460,9 @@ class Units : public testing::TestWithParam<int> {};
 
 TEST_P(Units, HaveNoPartInTheAnswer) {
   const auto family = static_cast<Family>(GetParam());
-  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 1);
-  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", kDefaultCount);
-  int verdicts[3] = {};
-  for (const double unit : units_of(family)) {
-    for (uint32_t seed = first; seed < first + count; ++seed) {
-      Random random(seed);
-      Known known = make(family, unit, &random);
-      if (seed % 2 == 0) scale_at_random(&known, &random);
-      MixedSolve mixed(known.model);
-      mixed.put("VLN_IPAR_CHILD_PROCESS", "off");
-      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
-      mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
-      mixed.write_where_asked();
-      mixed.solve();
-      const Verdict verdict = mixed.status().ok() ? judge(known, mixed) : Verdict::kUnsolved;
-      ++verdicts[static_cast<int>(verdict)];
-      EXPECT_EQ(verdict, Verdict::kRight)
-          << "unit " << unit << ", seed " << seed << ": the optimum is " << known.optimum << '\n'
-          << mixed.log() << mixed.status().message();
-    }
-  }
-  std::printf("%d right, %d wrong, %d not solved\n", verdicts[0], verdicts[1], verdicts[2]);
+  expect_right_answers(units_of(family), [family](double unit, Random* random) {
+    return make(family, unit, random);
+  });
 }
 
 std::string name_of_family(const testing::TestParamInfo<int>& info) {

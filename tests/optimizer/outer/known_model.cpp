@@ -1,8 +1,12 @@
 // Builds models, scales them, and judges their solves.
 #include "known_model.h"
 
-#include <cmath>
+#include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdio>
+
+#include "random_count.h"
 #include "task/numeric.h"
 
 namespace vorlan::test {
@@ -77,6 +81,36 @@ Verdict judge(const Known& known, const MixedSolve& mixed) {
   if (s.status != SolutionStatus::kIntegerOptimal) return Verdict::kUnsolved;
   const bool is_best = std::fabs(s.primal_objective - known.optimum) <= allowed;
   return is_best ? Verdict::kRight : Verdict::kWrong;
+}
+
+void expect_right_answers(const std::vector<double>& sizes, const MakeKnown& make) {
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr uint32_t kDefaultCount = 1;
+#else
+  constexpr uint32_t kDefaultCount = 2;
+#endif
+  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 1);
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", kDefaultCount);
+  int verdicts[3] = {};
+  for (const double size : sizes) {
+    for (uint32_t seed = first; seed < first + count; ++seed) {
+      Random random(seed);
+      Known known = make(size, &random);
+      if (seed % 2 == 0) scale_at_random(&known, &random);
+      MixedSolve mixed(known.model);
+      mixed.put("VLN_IPAR_CHILD_PROCESS", "off");
+      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+      mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
+      mixed.write_where_asked();
+      mixed.solve();
+      const Verdict verdict = mixed.status().ok() ? judge(known, mixed) : Verdict::kUnsolved;
+      ++verdicts[static_cast<int>(verdict)];
+      EXPECT_EQ(verdict, Verdict::kRight)
+          << "size " << size << ", seed " << seed << ": the optimum is " << known.optimum << '\n'
+          << mixed.log() << mixed.status().message();
+    }
+  }
+  std::printf("%d right, %d wrong, %d not solved\n", verdicts[0], verdicts[1], verdicts[2]);
 }
 
 }  // namespace vorlan::test

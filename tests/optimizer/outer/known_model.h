@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -39,5 +40,10 @@ void scale_at_random(Known* known, Random* random);
 // better, an optimum that is another one, an integer that is none.
 enum class Verdict { kRight, kWrong, kUnsolved };
 Verdict judge(const Known& known, const MixedSolve& mixed);
+
+// Makes models of each size by so many seeds, every second one scaled at random, solves them and
+// expects the right verdict. VORLAN_RANDOM_MODELS and VORLAN_RANDOM_FIRST choose other seeds.
+using MakeKnown = std::function<Known(double size, Random* random)>;
+void expect_right_answers(const std::vector<double>& sizes, const MakeKnown& make);
 
 }  // namespace vorlan::test

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "known_model.h"
-#include "random_count.h"
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
 
@@ -25,15 +24,7 @@ namespace {
 
 using test::Builder;
 using test::Known;
-using test::number_from;
 using test::Random;
-using test::Verdict;
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr uint32_t kDefaultCount = 1;
-#else
-constexpr uint32_t kDefaultCount = 2;
-#endif
 
 using Terms = std::vector<std::pair<int32_t, double>>;
 
@@ -520,28 +511,7 @@ const std::vector<Shape>& shapes() {
 class LargeSwitches : public testing::TestWithParam<size_t> {};
 
 TEST_P(LargeSwitches, AreSolvedAndRight) {
-  const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 1);
-  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", kDefaultCount);
-  int verdicts[3] = {};
-  for (const double large : {1e4, 1e6, 1e7, 1e8, 1e9}) {
-    for (uint32_t seed = first; seed < first + count; ++seed) {
-      Random random(seed);
-      Known known = shapes()[GetParam()].make(large, &random);
-      if (seed % 2 == 0) test::scale_at_random(&known, &random);
-      test::MixedSolve mixed(known.model);
-      mixed.put("VLN_IPAR_CHILD_PROCESS", "off");
-      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
-      mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
-      mixed.write_where_asked();
-      mixed.solve();
-      const Verdict verdict = mixed.status().ok() ? judge(known, mixed) : Verdict::kUnsolved;
-      ++verdicts[static_cast<int>(verdict)];
-      EXPECT_EQ(verdict, Verdict::kRight)
-          << "M " << large << ", seed " << seed << ": the optimum is " << known.optimum << '\n'
-          << mixed.log() << mixed.status().message();
-    }
-  }
-  std::printf("%d right, %d wrong, %d not solved\n", verdicts[0], verdicts[1], verdicts[2]);
+  test::expect_right_answers({1e4, 1e6, 1e7, 1e8, 1e9}, shapes()[GetParam()].make);
 }
 
 // Branching on each switch would settle these models, too: 26 nodes for this one.

@@ -19,7 +19,8 @@ std::string count(int number, const char* noun);
 enum class Form { kTable, kJson, kCsv };
 
 // A summary and the values that are not zero. Of an infeasible model the constraints and bounds that
-// contradict each other, with cones, integers and sets where they take part, of an unbounded one the direction.
+// contradict each other, with cones, integers and sets where they take part, of an unbounded one the
+// direction.
 std::string table(const ModelAnswer& answer);
 
 // One JSON object on one line, with every variable and constraint.

@@ -104,8 +104,7 @@ void CommandTable::add_solve() {
   parser
       .add_option("--output", solve_.output,
                   "Write the answer to this file, in the form that --json or --csv names whatever "
-                  "its suffix; "
-                  "it is replaced when the answer is complete")
+                  "its suffix; it is replaced when the answer is complete")
       ->type_name("FILE");
   parser
       .add_option("--report", solve_.report,
@@ -115,8 +114,7 @@ void CommandTable::add_solve() {
   CLI::Option* json = parser.add_flag_function(
       "--json", [this](std::int64_t) { solve_.form = Form::kJson; },
       "The answer as JSON, an object a line for each model, with every variable and constraint, "
-      "and "
-      "as conflict what cannot hold together in an infeasible model");
+      "and as conflict what cannot hold together in an infeasible model");
   parser
       .add_flag_function(
           "--csv", [this](std::int64_t) { solve_.form = Form::kCsv; },

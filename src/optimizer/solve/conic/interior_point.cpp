@@ -121,9 +121,9 @@ double InteriorPointMethod::make_step(Direction::Tau tau) {
 }
 
 // Goes on from where the embedding was still right, and then from the most feasible iterate: the
-// best one may be of a plateau that the residuals left behind. A start's own
-// best point counts only when it is a solution: short of that the embedding's says more. Matrix
-// variables stall by the rounding of their own products, which this does not mend.
+// best one may be of a plateau that the residuals left behind. A start's own best point counts only
+// when it is a solution: short of that the embedding's says more. Matrix variables stall by the
+// rounding of their own products, which this does not mend.
 bool InteriorPointMethod::iterate_with_tau_held(InteriorPoint* result) {
   if (!problem_.matrices.empty() || !(scalings_->degree() > 1.0)) return false;
   const Iterate end = now_;
@@ -168,8 +168,8 @@ void InteriorPointMethod::watch_last_equation(double expected) {
   if (accurate_.worst() < kInfinity || !(measures_.worst(tolerances_) <= kNearSolution)) return;
   const Residuals next = find_residuals(problem_, now_);
   const double noise = tolerances_.gap * std::max(std::fabs(next.cost), std::fabs(next.value));
-  if (std::fabs(next.gap) > std::max(kClearlyMore * expected, noise))
-    accurate_.hold(before_, measures_);
+  const bool has_jumped = std::fabs(next.gap) > std::max(kClearlyMore * expected, noise);
+  if (has_jumped) accurate_.hold(before_, measures_);
 }
 
 void InteriorPointMethod::look_at_iterate() {

@@ -6,6 +6,7 @@ import gzip
 import json
 import os
 import pathlib
+import random
 import re
 import shutil
 import signal
@@ -53,6 +54,27 @@ LINES = [
      ["a.json"], ["res"]),
 ]
 
+def covering(rows, columns, members, seed):
+    """A linear model that takes longer than a race's head start."""
+    draw = random.Random(seed)
+    text = ["min", " o: " + " + ".join(f"{draw.randrange(1, 1000)} x{j}" for j in range(columns)), "st"]
+    for i in range(rows):
+        terms = " + ".join(f"{draw.randrange(1, 100)} x{j}" for j in draw.sample(range(columns), members))
+        text.append(f" r{i}: {terms} >= {draw.randrange(1000, 100000)}")
+    return "\n".join([*text, "end", ""])
+
+
+def market_split(rows, columns, seed):
+    """An integer model of which points are found at once, and the best one in hours."""
+    draw = random.Random(seed)
+    text = ["min", " o: " + " + ".join(f"p{i} + n{i}" for i in range(rows)), "st"]
+    for i in range(rows):
+        sizes = [draw.randrange(1, 100) for _ in range(columns)]
+        terms = " + ".join(f"{size} x{j}" for j, size in enumerate(sizes))
+        text.append(f" r{i}: {terms} + p{i} - n{i} = {sum(sizes) // 2}")
+    return "\n".join([*text, "binaries", " " + " ".join(f"x{j}" for j in range(columns)), "end", ""])
+
+
 # What the lines read that is no example.
 MODELS = {
     "mix.lp": "max\n o: 5 a + 4 b + 4 c + 3 r\nst\n w: 4 a + 4 b + 3 c + r <= 17.5\n p: a + b <= 2\nbounds\n a <= 3\n"
@@ -61,7 +83,25 @@ MODELS = {
     "logic.lp": "max\n o: x + 2 y + 3 z\nst\n c: x + y + z <= 4\n i: b = 1 -> x + y <= 1\n d: b >= 1\nbounds\n x <= 3\n"
                 " y <= 3\n z <= 3\nbinaries\n b\nsos\n s: S1:: x:1 y:2 z:3\nend\n",
     "products.lp": "min\n o: - a - b + [ 4 a * b ] / 2\nst\n c: a + b <= 2\nbinaries\n a b\nend\n",
+    "race.lp": covering(2000, 2600, 20, 1),
+    "search.lp": market_split(50, 120, 1),
 }
+
+
+# Lines whose solves are races of methods, where two threads are asked for and the machine counts as idle.
+THREADS = ["-d", "VLN_IPAR_NUM_THREADS", "2"]
+RACES = [
+    ("linear race", [*THREADS, "-log", "run.log", "-read", "race.lp", "-solve:res=res,trm=trm,msg=msg",
+                     "-write-solution", "a.json", "-write", "a.task"], ["a.json", "a.task"], ["res", "trm", "msg"]),
+    ("search race", [*THREADS, "-log", "run.log", "-read", "search.lp", "-d", "VLN_SPAR_PROGRESS_FILE", "progress", "-d",
+                     "VLN_DPAR_LOG_INTERVAL", "0.05", "-d", "VLN_SPAR_IMPROVING_SOLUTION_FILE", "better.sol",
+                     "-solve:res=res,trm=trm,msg=msg,time-limit=0.6", "-write-solution", "a.json", "-write", "a.task"],
+     ["a.json", "a.task"], ["res", "trm", "msg", "progress", "better.sol"]),
+]
+
+
+def race_environment(shim, **more):
+    return dict(os.environ, LD_PRELOAD=str(shim), VORLAN_IDLE_MACHINE="1", **more)
 
 
 def without_times(data):
@@ -79,8 +119,8 @@ class Run:
         self.folder = folder
         for file in folder.iterdir():
             shutil.rmtree(file) if file.is_dir() else file.unlink()
-        for name, model in MODELS.items():
-            (folder / name).write_text(model)
+        for name in MODELS.keys() & set(words):
+            (folder / name).write_text(MODELS[name])
         if old:
             for name in self.targets:
                 (folder / name).write_bytes(OLD)
@@ -136,10 +176,10 @@ def children(pid):
         return []
 
 
-def references(program, folder):
+def references(program, folder, lines=None):
     """What each line writes when nothing disturbs it; a line that fails ends the campaign."""
     wanted = {}
-    for line in LINES:
+    for line in lines or LINES:
         run = Run(program, line, folder)
         status = run.end()
         if status != 0:

@@ -3,7 +3,10 @@
 
    VORLAN_FAIL_CALL is the function (its kin count with it: open is openat too), VORLAN_FAIL_AT is N,
    VORLAN_FAIL_MARK a file that is made when it fails, so that one knows whether there were N calls.
-   A child process goes on with its parent's count. */
+   A child process goes on with its parent's count. With VORLAN_FAIL_FORKS calls count only in a
+   process that has seen so many forks, or came from the last of them; with VORLAN_FAIL_PARENT only in
+   the program itself. Where VORLAN_IDLE_MACHINE is set nobody learns how busy the machine is, so that
+   solves race on a busy one, too. */
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -25,17 +28,25 @@ extern void* __libc_realloc(void* memory, size_t size);
 
 static const char* failing_call;
 static long failing_at;
+static long forks_before;
+static pid_t only_process;
 static atomic_long num_calls;
+static atomic_long num_forks;
 
 __attribute__((constructor)) static void read_wishes(void) {
   const char* at = getenv("VORLAN_FAIL_AT");
   failing_at = at != NULL ? atol(at) : 0;
   failing_call = getenv("VORLAN_FAIL_CALL");
+  const char* forks = getenv("VORLAN_FAIL_FORKS");
+  forks_before = forks != NULL ? atol(forks) : 0;
+  only_process = getenv("VORLAN_FAIL_PARENT") != NULL ? getpid() : 0;
 }
 
 /* Whether this call is the one. Before the constructor nothing fails. */
 static int fails(const char* call, int error) {
   if (failing_call == NULL || strcmp(call, failing_call) != 0) return 0;
+  if (atomic_load(&num_forks) < forks_before) return 0;
+  if (only_process != 0 && getpid() != only_process) return 0;
   if (atomic_fetch_add(&num_calls, 1) + 1 != failing_at) return 0;
   const char* mark = getenv("VORLAN_FAIL_MARK");
   if (mark != NULL) {
@@ -90,15 +101,25 @@ int open(const char* name, int flags, ...) {
   return fails("open", EMFILE) ? -1 : (int)syscall(SYS_openat, AT_FDCWD, name, flags, mode);
 }
 
+static int hides(const char* name) {
+  return getenv("VORLAN_IDLE_MACHINE") != NULL && strcmp(name, "/proc/loadavg") == 0;
+}
+
 FILE* fopen64(const char* name, const char* mode) {
+  if (hides(name)) return NULL;
   return fails("open", EMFILE) ? NULL : NEXT(fopen64)(name, mode);
 }
 
 FILE* fopen(const char* name, const char* mode) {
+  if (hides(name)) return NULL;
   return fails("open", EMFILE) ? NULL : NEXT(fopen)(name, mode);
 }
 
-pid_t fork(void) { return fails("fork", EAGAIN) ? -1 : NEXT(fork)(); }
+pid_t fork(void) {
+  if (fails("fork", EAGAIN)) return -1;
+  atomic_fetch_add(&num_forks, 1);
+  return NEXT(fork)();
+}
 
 int renameat(int from_folder, const char* from, int folder, const char* to) {
   if (fails("rename", EIO)) return -1;

@@ -1,5 +1,7 @@
 // A solve's child process, with backends that misbehave in every way that a real one has been seen
 // to: silent, printing, out of memory, dead.
+#include "solve/run/child_process.h"
+
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -8,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -236,6 +239,34 @@ TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {
   ASSERT_TRUE(status.ok());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "once");
   EXPECT_EQ(caller_.log, "printed\n");
+}
+
+// The parent may look at the pipe before the last line is there, and at the answer after it.
+TEST_F(ChildProcess, TextThatCameWithTheAnswerIsRead) {
+  vorlan::ChildProcess child(task_.model);
+  Listener listener(&task_);
+  const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer*) {
+    monitor->log("the last line\n");
+    return Status();
+  };
+  ASSERT_TRUE(child.start(work, task_.parameters, listener).ok());
+  while (!child.is_complete()) usleep(1000);
+  std::string text;
+  child.look(vorlan::ChildProcess::Pipe::kSilent, [&](std::string_view line) { text += line; });
+  EXPECT_TRUE(child.is_over());
+  EXPECT_EQ(text, "the last line\n");
+  EXPECT_TRUE(child.leave(&task_).ok());
+}
+
+TEST_F(ChildProcess, AnExceptionOfTheCallersLeavesNoProcessBehind) {
+  task_.log.link_function(nullptr, [](void*, const char*) { throw std::bad_alloc(); });
+  const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer*) -> Status {
+    monitor->log("text\n");
+    while (true) pause();
+  };
+  EXPECT_THROW(static_cast<void>(run(work)), std::bad_alloc);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "there is a child";
+  EXPECT_EQ(errno, ECHILD);
 }
 
 TEST_F(ChildProcess, MuchLogTextArrivesWhole) {

@@ -20,6 +20,7 @@ namespace {
 int g_poll_error = 0;
 int g_read_error = 0;
 int g_waitpid_error = 0;
+int g_fork_error = 0;
 int g_num_kills = 0;
 
 template <class Function>
@@ -49,6 +50,11 @@ extern "C" pid_t waitpid(pid_t pid, int* status, int options) {
   return next<pid_t (*)(pid_t, int*, int)>("waitpid")(pid, status, options);
 }
 
+extern "C" pid_t fork() noexcept {
+  if (fails(g_fork_error)) return -1;
+  return next<pid_t (*)()>("fork")();
+}
+
 extern "C" int kill(pid_t pid, int number) {
   ++g_num_kills;
   return next<int (*)(pid_t, int)>("kill")(pid, number);
@@ -59,7 +65,7 @@ namespace {
 
 class FailingCalls : public testing::Test {
  protected:
-  ~FailingCalls() override { g_poll_error = g_read_error = g_waitpid_error = 0; }
+  ~FailingCalls() override { g_poll_error = g_read_error = g_waitpid_error = g_fork_error = 0; }
 
   // A solve that lasts for the seconds and then has an answer, or is ended before.
   Status solve(double seconds) {
@@ -140,6 +146,27 @@ TEST_F(FailingCalls, AnAnswerComesWhereTheChildCannotBeAwaited) {
     while (waitpid(-1, nullptr, 0) > 0) {
     }
   }
+}
+
+TEST_F(FailingCalls, ARaceWithoutAProcessForTheRacerIsNone) {
+  task_.model.cost = {1.0};
+  std::string log;
+  task_.log.link_function(
+      &log, [](void* text, const char* more) { *static_cast<std::string*>(text) += more; });
+  Race race;
+  race.racers = {{"the racer", task_.parameters}};
+  race.has_room = [] { return (g_fork_error = EAGAIN) != 0; };
+  Listener listener(&task_);
+  const Work work = [](const Parameters&, double, BackendMonitor*, Answer* answer) {
+    usleep(200000);
+    answer->result.outcome = Outcome::kOptimal;
+    return Status();
+  };
+  const Status status = run_race(work, race, &task_, &listener, &answer_);
+  EXPECT_EQ(g_fork_error, EAGAIN) << "nobody was to be added";
+  EXPECT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(answer_.result.outcome, Outcome::kOptimal);
+  EXPECT_EQ(log, "");
 }
 
 // Where the system has reaped the child, its number may be another process's by now.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -19,7 +20,7 @@
 namespace vorlan {
 namespace {
 
-enum Way : int32_t { kSettle, kHang, kGiveUp, kDie, kFail, kSearch };
+enum Way : int32_t { kSettle, kHang, kGiveUp, kDie, kFail, kSearch, kFindAndDie };
 
 // What both children see: the first one's end waits for the racer, and the racer's for that.
 struct Meeting {
@@ -39,7 +40,7 @@ Status follow(const Parameters& parameters, BackendMonitor* monitor, Answer* ans
   result.x = {is_racer ? kRacer : kFirst};
   result.outcome = Outcome::kOptimal;
   const auto way = static_cast<Way>(parameters.get(IntParam::kRandomSeed));
-  const bool first_ends = way == kDie || way == kFail || way == kGiveUp;
+  const bool first_ends = way == kDie || way == kFail || way == kGiveUp || way == kFindAndDie;
   if (is_racer) {
     g_meeting->racer_is_there = true;
     while (g_meeting->racer_waits && !g_meeting->first_ends) usleep(1000);
@@ -59,6 +60,12 @@ Status follow(const Parameters& parameters, BackendMonitor* monitor, Answer* ans
       break;
     case kFail:
       return {Code::kErrOptimizer, "no luck"};
+    case kFindAndDie:
+      result.progress.objective = 7.0;
+      monitor->keep(result, 0.0);
+      static_cast<void>(monitor->should_stop(result.progress));
+      raise(SIGKILL);
+      break;
     case kSearch: {
       // The racer has the better point, the first search the better bound.
       Progress& progress = result.progress;
@@ -94,7 +101,8 @@ class RaceOfChildren : public testing::Test {
         mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     EXPECT_NE(shared, MAP_FAILED);
     g_meeting = new (shared) Meeting;
-    g_meeting->racer_waits = first == kDie || first == kFail || first == kGiveUp;
+    g_meeting->racer_waits =
+        first == kDie || first == kFail || first == kGiveUp || first == kFindAndDie;
     task_.parameters.set(IntParam::kScaling, 0);
     task_.parameters.set(IntParam::kRandomSeed, first);
     race_.racers = {{"the racer", task_.parameters}};
@@ -143,9 +151,42 @@ TEST_F(RaceOfChildren, ARacersDeathOrFailureIsNotTheSolves) {
   for (const Way way : {kDie, kFail, kGiveUp}) {
     int calls = 0;
     task_.callback = {stop_at_call_20, &calls};
+    log_.clear();
     ASSERT_TRUE(run(kSearch, way).ok()) << way;
     EXPECT_EQ(maker(), kFirst) << way;
     EXPECT_EQ(answer_.result.termination, Code::kTrmUserCallback) << way;
+    EXPECT_EQ(logs("Out of the race: the racer"), way != kGiveUp) << log_;
+    EXPECT_EQ(logs("by signal 9"), way == kDie) << log_;
+    EXPECT_EQ(logs("no luck"), way == kFail) << log_;
+  }
+}
+
+TEST_F(RaceOfChildren, WhoCannotBeStartedIsDoneWithout) {
+  int calls = 0;
+  task_.callback = {stop_at_call_20, &calls};
+  rlimit descriptors{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+  race_.has_room = [&] {
+    const rlimit none = {0, descriptors.rlim_max};
+    return setrlimit(RLIMIT_NOFILE, &none) == 0;
+  };
+  const Status status = run(kSearch, kSettle);
+  setrlimit(RLIMIT_NOFILE, &descriptors);
+  ASSERT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(maker(), kFirst);
+  EXPECT_FALSE(logs("Racing")) << log_;
+}
+
+TEST_F(RaceOfChildren, ThePointOfASearchThatDiedIsNotLost) {
+  task_.model.var_kind = {VarKind::kInteger};
+  for (const bool first_dies : {true, false}) {
+    int calls = 0;
+    task_.callback = {stop_at_call_20, &calls};
+    ASSERT_TRUE(first_dies ? run(kFindAndDie, kSearch).ok() : run(kSearch, kFindAndDie).ok());
+    EXPECT_EQ(maker(), first_dies ? kFirst : kRacer);
+    EXPECT_EQ(answer_.result.progress.objective, 7.0);
+    EXPECT_EQ(answer_.verdict.residuals.primal, 0.0);
+    EXPECT_EQ(answer_.result.outcome, Outcome::kStopped);
   }
 }
 

@@ -295,24 +295,41 @@ Status ChildProcess::start(const Work& work, const Parameters& parameters,
   return {};
 }
 
+ChildProcess::~ChildProcess() {
+  if (pid_ <= 0 || is_left_) return;
+  ::kill(pid_, SIGKILL);
+  int exit_status = 0;
+  reap(pid_, kDeathSeconds, &exit_status);
+}
+
 void ChildProcess::look(Pipe state, const LogText& log) {
   if (state == Pipe::kBroken) return bear_failure();
-  if (state == Pipe::kReadable) return read_text(log);
-  if (shared_.complete() || is_dead()) ended_ = true;
+  if (state == Pipe::kReadable) {
+    read_text(log);
+    return;
+  }
+  if (!shared_.complete() && !is_dead()) return;
+  // What it wrote since the pipe was looked at is its, too.
+  while (!ended_ && read_text(log)) continue;
+  ended_ = true;
 }
 
 // The pipe does not block.
-void ChildProcess::read_text(const LogText& log) {
+bool ChildProcess::read_text(const LogText& log) {
   char buffer[65536];
   const ssize_t length = ::read(pipe(), buffer, sizeof buffer);
-  if (length < 0 && errno == EAGAIN) return;
-  if (length < 0) return bear_failure();
+  if (length < 0 && errno == EAGAIN) return false;
+  if (length < 0) {
+    bear_failure();
+    return false;
+  }
   num_failures_ = 0;
   text_read_ += static_cast<uint64_t>(length);
   std::string_view text(buffer, static_cast<size_t>(length));
   ended_ = text.empty() || (text.back() == kLastWord && shared_.complete());
   if (!text.empty() && ended_) text.remove_suffix(1);
   pass_lines(text, log);
+  return true;
 }
 
 // Of a child that is over no more text is read.
@@ -359,6 +376,7 @@ void ChildProcess::kill() {
 }
 
 Status ChildProcess::leave(Task* task) {
+  is_left_ = true;
   const bool dies = !killed_ && !shared_.has_answer();
   int exit_status = 0;
   const pid_t reaped = reap(pid_, dies ? kDeathSeconds : kReapSeconds, &exit_status);
@@ -369,6 +387,11 @@ Status ChildProcess::leave(Task* task) {
   if (!dies) return {};
   if (shared_.memory_exhausted()) return describe_exhaustion(task->parameters);
   return describe_death(exit_status, reaped == pid_);
+}
+
+bool ChildProcess::last_point(BackendResult* point, double* primal_violation) const {
+  shared_.last_point(point, primal_violation);
+  return !point->x.empty() || !point->barx.empty();
 }
 
 Status ChildProcess::take_answer(const Task& task, const Listener& listener, Answer* answer) const {

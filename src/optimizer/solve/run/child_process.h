@@ -19,6 +19,8 @@ using LogText = std::function<void(std::string_view text)>;
 class ChildProcess {
  public:
   explicit ChildProcess(const Model& model) : shared_(model) {}
+  // One that nobody has left is killed and reaped: an exception leaves no process behind.
+  ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
@@ -32,8 +34,8 @@ class ChildProcess {
   // Asks the child to stop; called again, kills it once it had its grace.
   void stop();
   void kill();
-  // Reaps the child that is over, or leaves that to the task, which has room for it. A failure is the reason of its death
-  // where it left no answer and was not killed here.
+  // Reaps the child that is over, or leaves that to the task, which has room for it. A failure is
+  // the reason of its death where it left no answer and was not killed here.
   Status leave(Task* task);
 
   int pipe() const { return read_end_.get(); }
@@ -47,6 +49,8 @@ class ChildProcess {
   bool take_point(BackendResult* point, double* primal_violation) {
     return shared_.take_point(point, primal_violation);
   }
+  // The last point that was kept, of one that may be dead; false where there is none.
+  bool last_point(BackendResult* point, double* primal_violation) const;
   // The answer of one that is complete, or the last point that it kept, or, where it kept none, the
   // point that the answer brought.
   Status take_answer(const Task& task, const Listener& listener, Answer* answer) const;
@@ -54,7 +58,8 @@ class ChildProcess {
   const std::string& rest_of_line() const { return line_; }
 
  private:
-  void read_text(const LogText& log);
+  // False when the pipe had nothing.
+  bool read_text(const LogText& log);
   void pass_lines(std::string_view text, const LogText& log);
   bool is_dead() const;
   void bear_failure();
@@ -68,6 +73,7 @@ class ChildProcess {
   double stop_time_ = -1.0;
   bool ended_ = false;
   bool killed_ = false;
+  bool is_left_ = false;
 };
 
 }  // namespace vorlan

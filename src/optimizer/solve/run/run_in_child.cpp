@@ -3,8 +3,8 @@
 // A race begins when the first child has had a head start, which small models never see the end of.
 // All of the children do the same work with other parameters. The first answer that settles the
 // model ends the race; where a stop comes first, or nobody has such an answer, the best of what they
-// found stands. Only the first child's log text is passed on, since the others' would be between
-// its lines.
+// found stands, that of a child that died as well. Only the first child's log text is passed on,
+// since the others' would be between its lines.
 #include <poll.h>
 #include <unistd.h>
 
@@ -55,6 +55,7 @@ class Team {
   void judge(Member* member);
   Member* find_winner();
   Member* find_best();
+  void take_points_of_the_dead(Member* best);
   void leave_others(const Member& winner);
 
   const Work& work_;
@@ -164,8 +165,13 @@ bool Team::is_over() const {
 void Team::judge(Member* member) {
   member->is_judged = true;
   member->status = member->child->leave(task_);
-  if (!member->status.ok()) return;
-  member->status = member->child->take_answer(*task_, *listener_, &member->answer);
+  if (member->status.ok()) {
+    member->status = member->child->take_answer(*task_, *listener_, &member->answer);
+  }
+  if (members_.size() > 1 && !member->status.ok()) {
+    listener_->log(
+        format_text("Out of the race: %s (%s)\n", member->name, member->status.message().c_str()));
+  }
 }
 
 // One that is over and has settled the model.
@@ -193,7 +199,25 @@ Team::Member* Team::find_best() {
     double* const bound = &best->answer.result.progress.bound;
     *bound = std::max(*bound, member.answer.result.progress.bound);
   }
+  if (best->status.ok()) take_points_of_the_dead(best);
   return best;
+}
+
+// A search that died has no answer. What it found before is not lost where another one ends with
+// less.
+void Team::take_points_of_the_dead(Member* best) {
+  for (const Member& member : members_) {
+    if (member.status.ok()) continue;
+    const Progress progress = member.child->progress();
+    BackendResult point;
+    double violation = kInfinity;
+    if (!(progress.objective < best->answer.result.progress.objective)) continue;
+    if (!member.child->last_point(&point, &violation) || !std::isfinite(violation)) continue;
+    best->answer.result.x = std::move(point.x);
+    best->answer.result.barx = std::move(point.barx);
+    best->answer.result.progress.objective = progress.objective;
+    best->answer.verdict.residuals.primal = violation;
+  }
 }
 
 void Team::leave_others(const Member& winner) {

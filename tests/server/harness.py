@@ -10,8 +10,10 @@ import os
 import pathlib
 import random
 import re
+import select
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -22,6 +24,7 @@ PROGRAM = os.environ["VORLAN_PROGRAM"]
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
 # For a busy machine; nothing that works takes so long.
 PATIENCE = float(os.environ.get("VORLAN_PATIENCE", "120"))
+socket.setdefaulttimeout(PATIENCE)  # of each wait for the other side, also where a test names none
 
 
 def wait_until(condition, what, patience=PATIENCE):
@@ -100,12 +103,14 @@ class Events:
         self.heartbeats = 0
 
     def __iter__(self):
-        """Pairs of a name and its data."""
+        """Pairs of a name and its data. A stream with nothing but heartbeats is a failure after a while."""
         fields = {}
+        end = time.monotonic() + PATIENCE
         while line := self.response.readline().decode():
             line = line.rstrip("\n")
             if line.startswith(":"):
                 self.heartbeats += 1
+                assert time.monotonic() < end, "no event came, but heartbeats"
             elif line:
                 name, _, value = line.partition(": ")
                 fields[name] = value
@@ -113,6 +118,7 @@ class Events:
                 self.position = fields.get("id", self.position)
                 yield fields["event"], json.loads(fields["data"])
                 fields = {}
+                end = time.monotonic() + PATIENCE
 
     def until(self, name, condition=lambda data: True):
         """The first event of the name for which the condition holds."""
@@ -208,19 +214,37 @@ class Server:
 
     def _read_announcement(self):
         is_new = not self.database.exists() or self._has_no_token()
-        line = self.process.stdout.readline().decode()
+        line = self._read_line()
         if not re.match("url: https?://127.0.0.1:", line):
-            status = self.process.wait()
+            status = self._last_status()
             last_words = pathlib.Path(self.log.name).read_text(errors="replace")[-1000:]
             raise AssertionError(f"the server did not start: {line!r}, status {status}: {last_words}")
         self.port = int(line.rsplit(":", 1)[1])
         if is_new:
-            line = self.process.stdout.readline().decode()
+            line = self._read_line()
             assert line.startswith("token: vln_"), line
             self.token = line.split()[1]
             (self.data.parent / "token").write_text(self.token)
         else:
             self.token = (self.data.parent / "token").read_text()
+
+    def _read_line(self):
+        """A line of standard output; what there is of it where the server falls silent before its end."""
+        line = b""
+        while not line.endswith(b"\n") and select.select([self.process.stdout], [], [], PATIENCE)[0]:
+            byte = os.read(self.process.stdout.fileno(), 1)
+            if not byte:
+                break
+            line += byte
+        return line.decode()
+
+    def _last_status(self):
+        """That of a server that ends, or is killed since it does not."""
+        try:
+            return self.process.wait(PATIENCE)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            return self.process.wait(PATIENCE)
 
     def _has_no_token(self):
         return not (self.data.parent / "token").exists()
@@ -269,7 +293,7 @@ class ServerTest(unittest.TestCase):
 
     def token_command(self, *words):
         return subprocess.run([SERVER, "token", *words, "--data", str(self.data)], text=True,
-                              capture_output=True, check=False)
+                              capture_output=True, check=False, timeout=PATIENCE)
 
     def new_token(self, owner, role="submit"):
         return self.token_command("add", owner, role).stdout.split()[1]

@@ -86,6 +86,7 @@ void TextSink::open(int descriptor) {
 void TextSink::close() {
   if (descriptor_ < 0) return;
   if (dropped_ > 0) tell_of_dropped(kPatienceSeconds);
+  if (dropped_ > 0 && !reader_is_gone_) tell_of_lost_end();
   ::close(descriptor_);
   descriptor_ = -1;
   is_patient_ = ends_line_ = true;
@@ -131,6 +132,15 @@ void TextSink::tell_of_dropped(double seconds) {
   if (write_within(seconds, line) < line.size()) return;
   dropped_ = 0;
   is_patient_ = true;
+}
+
+// Where no reader came, standard error is the place to say so.
+void TextSink::tell_of_lost_end() {
+  if (told_failure_ || is_standard_error()) return;
+  write_to_standard_error("The log is not complete: " +
+                          counted(static_cast<int64_t>(dropped_), "byte at its end could",
+                                  "bytes at its end could") +
+                          " not be written in time\n");
 }
 
 void TextSink::note_failure(int error) {

@@ -1,8 +1,8 @@
 // A descriptor that log text is written to. Whatever becomes of it must not become of the solve:
 //
 // - A pipe or terminal whose reader is slow is waited for, but not long: text is then dropped, and
-// a
-//   line says how much as soon as there is room again.
+//   a line says how much as soon as there is room again. Where there is none until the end, standard
+//   error is told.
 // - A reader that went away ends nothing: what comes after is dropped.
 // - A full disk, or a limit on a file's size, loses text: standard error is told, once.
 #pragma once
@@ -33,6 +33,7 @@ class TextSink {
   // How many of the bytes were written until the seconds for it were over.
   size_t write_within(double seconds, std::string_view text);
   void tell_of_dropped(double seconds);
+  void tell_of_lost_end();
   void note_failure(int error);
 
   int descriptor_ = -1;

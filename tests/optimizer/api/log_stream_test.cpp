@@ -196,6 +196,20 @@ TEST_F(LogPipe, TextThatNobodyReadsIsDroppedAndTheLogSaysHowMuch) {
                         "the reader is back\n");
 }
 
+TEST_F(LogPipe, AnEndThatNobodyReadsIsToldOnStandardError) {
+  const std::string line = std::string(99, 'x') + "\n";
+  size_t written = 0;
+  for (int i = 0; i < 3000; ++i, written += line.size()) {
+    ASSERT_EQ(VLN_echotask(task_, 0, "%s", line.c_str()), VLN_RES_OK);
+  }
+  testing::internal::CaptureStderr();
+  ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, "/dev/null", 0), VLN_RES_OK);
+  const std::string lost = std::to_string(written - read_all().size());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "The log is not complete: " + lost +
+                " bytes at its end could not be written in time\n");
+}
+
 // The reader of a terminal's pipe may be ended at any time: the process must live on.
 TEST_F(LogPipe, AReaderThatWentAwayEndsNothing) {
   ASSERT_EQ(VLN_echotask(task_, 0, "read\n"), VLN_RES_OK);

@@ -119,6 +119,7 @@ def undisturbed(program, line, folder, shim, finds):
 def campaign(program, build, _seconds, draw, folder, over):
     shim = build / "lib" / "libvorlan_failing_call.so"
     counts, finds = collections.Counter(), []
+    runs.heed(FOR_PROGRAM)
     known = {line[0]: undisturbed(program, line, folder, shim, finds) for line in runs.RACES}
     while not over():
         line = draw.choice(runs.RACES)

@@ -149,6 +149,13 @@ class Run:
         return [file.name for file in self.folder.iterdir() if file.name not in known]
 
 
+def heed(signals):
+    """Who starts a campaign in the background may have signals ignored, and the runs would inherit it."""
+    for number in signals:
+        if number != signal.SIGKILL and signal.getsignal(number) == signal.SIG_IGN:
+            signal.signal(number, signal.SIG_DFL)
+
+
 def kill_session(leader):
     """Ends a run with its child, which has the same session."""
     for entry in pathlib.Path("/proc").iterdir():

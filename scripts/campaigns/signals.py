@@ -25,10 +25,7 @@ def campaign(program, _build, _seconds, draw, folder, over):
     wanted = runs.references(program, folder)
     counts, finds = collections.Counter(), []
     lengths = {}
-    # Who starts the campaign in the background may have these ignored, and the runs inherit it.
-    for number in SIGNALS:
-        if number != signal.SIGKILL and signal.getsignal(number) == signal.SIG_IGN:
-            signal.signal(number, signal.SIG_DFL)
+    runs.heed(SIGNALS)
     while not over():
         line = draw.choice(runs.LINES)
         if line[0] not in lengths:

@@ -306,6 +306,12 @@ TEST(SearchControls, ABadPriorityKeepsTheSolveFromBeginning) {
   EXPECT_EQ(code_name(VLN_optimizetrm(task, &termination)), "VLN_RES_ERR_FILE_OPEN");
 }
 
+TEST(SearchControls, PrioritiesMayHaveCommentsAndEmptyLines) {
+  TestTask task;
+  EXPECT_EQ(solve_with(&task, "# the plants\n\n  \n#open0 none\nopen1 3\n"), VLN_RES_OK)
+      << task.last_message();
+}
+
 TEST(SearchControls, PrioritiesOfALinearModelAreSaidToBeOfNoUse) {
   TestTask task;
   ASSERT_EQ(task.read_as("m.lp", "Maximize\n x\nSubject To\n r: x + y <= 4\nEnd\n"), VLN_RES_OK);

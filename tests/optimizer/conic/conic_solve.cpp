@@ -19,12 +19,14 @@ double Solved::figure(const std::string& name) const {
   return kInfinity;
 }
 
-void solve_conic(Solved* solved) {
+void solve_conic(Solved* solved) { solve_with("conic", solved); }
+
+void solve_with(const char* optimizer, Solved* solved) {
   solved->task.log.link_function(&solved->log, [](void* log, const char* text) {
     static_cast<std::string*>(log)->append(text);
   });
   for (const auto& [name, value] :
-       {std::pair{"VLN_IPAR_CHILD_PROCESS", "off"}, std::pair{"VLN_IPAR_OPTIMIZER", "conic"}}) {
+       {std::pair{"VLN_IPAR_CHILD_PROCESS", "off"}, std::pair{"VLN_IPAR_OPTIMIZER", optimizer}}) {
     ASSERT_TRUE(solved->task.parameters.put_by_name(name, value).ok());
   }
   Code termination = Code::kOk;

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "task/numeric.h"
 #include "task/status.h"
 #include "task/task.h"
 
@@ -15,13 +16,18 @@ struct Solved {
   Status status;
   std::string log;
 
-  const Solution& solution() const { return task.solutions[0]; }
+  // Of the simplex method where there is one, else the interior one.
+  const Solution& solution() const {
+    const Solution& basic = task.solutions[index(SolutionKind::kBasic)];
+    return basic.defined ? basic : task.solutions[index(SolutionKind::kInterior)];
+  }
   // A figure of the log, "duality gap" for example; infinite if it has none.
   double figure(const std::string& name) const;
 };
 
-// Solves the model that the task of `solved` holds.
+// Solves the model that the task of `solved` holds, with the conic or another optimizer.
 void solve_conic(Solved* solved);
+void solve_with(const char* optimizer, Solved* solved);
 
 // The text with each $name in it replaced by its value: models with parts that are computed.
 std::string fill_in(std::string text,

@@ -103,6 +103,54 @@ UnitModel least_absolute_deviations(double u) {
   return b.optimal(5.0 * u);
 }
 
+// Both constraints hold with equality at x = y = u.
+UnitModel cheapest_diet(double u) {
+  Builder b;
+  const int32_t x = b.variable(1.0, 0.0);
+  const int32_t y = b.variable(1.0, 0.0);
+  b.at_least(3.0 * u, {{x, 1.0}, {y, 2.0}});
+  b.at_least(3.0 * u, {{x, 2.0}, {y, 1.0}});
+  return b.optimal(2.0 * u);
+}
+
+UnitModel best_production(double u) {
+  Builder b;
+  b.maximize();
+  const int32_t x = b.variable(3.0 * u, 0.0);
+  const int32_t y = b.variable(2.0 * u, 0.0);
+  b.at_most(3.0, {{x, 1.0}, {y, 2.0}});
+  b.at_most(3.0, {{x, 2.0}, {y, 1.0}});
+  return b.optimal(5.0 * u);
+}
+
+// Each path costs the same, so that only the amount matters.
+UnitModel shipment_over_two_stages(double u) {
+  Builder b;
+  Terms out, middle, in;
+  for (const double first : {1.0, 2.0, 3.0}) {
+    const int32_t x = b.variable(first, 0.0, u);
+    const int32_t y = b.variable(4.0 - first, 0.0);
+    out.emplace_back(x, 1.0);
+    in.emplace_back(y, 1.0);
+    b.equal(0.0, {{x, 1.0}, {y, -1.0}});
+  }
+  b.equal(2.5 * u, out);
+  b.at_least(2.0 * u, in);
+  return b.optimal(10.0 * u);
+}
+
+// The amount of the size u costs 1 / u.
+UnitModel dear_amount_beside_a_common_one(double u) {
+  Builder b;
+  const int32_t x = b.variable(1.0 / u, 0.0);
+  const int32_t y = b.variable(1.0 / u, 0.0);
+  const int32_t z = b.variable(1.0, 0.0);
+  b.at_least(3.0 * u, {{x, 1.0}, {y, 2.0}});
+  b.at_least(3.0 * u, {{x, 2.0}, {y, 1.0}});
+  b.at_least(1.0, {{z, 1.0}});
+  return b.optimal(3.0);
+}
+
 UnitModel linear_equations_that_contradict(double u) {
   Builder b;
   const int32_t x = b.variable(1.0);
@@ -516,13 +564,23 @@ UnitModel matrix_without_end(double u) {
 
 }  // namespace
 
-const std::vector<UnitFamily>& unit_families() {
+const std::vector<UnitFamily>& linear_unit_families() {
   static const std::vector<UnitFamily> families = {
       {"cheapest_mixture", cheapest_mixture},
       {"least_absolute_deviations", least_absolute_deviations},
+      {"cheapest_diet", cheapest_diet},
+      {"best_production", best_production},
+      {"shipment_over_two_stages", shipment_over_two_stages},
+      {"dear_amount_beside_a_common_one", dear_amount_beside_a_common_one},
       {"linear_equations_that_contradict", linear_equations_that_contradict},
       {"differences_that_contradict", differences_that_contradict},
       {"income_without_limit", income_without_limit},
+  };
+  return families;
+}
+
+const std::vector<UnitFamily>& curved_unit_families() {
+  static const std::vector<UnitFamily> families = {
       {"nearest_point_of_a_line", nearest_point_of_a_line},
       {"nearest_point_with_small_coefficients", nearest_point_with_small_coefficients},
       {"flat_curvature", flat_curvature},

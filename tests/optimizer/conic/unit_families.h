@@ -29,7 +29,9 @@ struct UnitFamily {
 
 inline void PrintTo(const UnitFamily& family, std::ostream* out) { *out << family.name; }
 
-const std::vector<UnitFamily>& unit_families();
+const std::vector<UnitFamily>& linear_unit_families();
+// With quadratic terms, cones or matrix variables.
+const std::vector<UnitFamily>& curved_unit_families();
 
 // Multiplies rows, columns and the objective by powers of two from 2^-range to 2^range, chosen by
 // the seed, which is the same model in other units. All members of a cone get one factor, and a

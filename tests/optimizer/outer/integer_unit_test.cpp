@@ -1,4 +1,4 @@
-// Mixed-integer models in units from 1e-9 to 1e12, whose optimum is known from the same model in
+// Mixed-integer models in units from 1e-15 to 1e12, whose optimum is known from the same model in
 // the unit 1: by trying all integers, or in closed form. No answer may depend on the unit.
 //
 // More of them: VORLAN_RANDOM_MODELS=100 vorlan_outer_tests --gtest_filter='Units/*'
@@ -330,6 +330,58 @@ Known tiny_coefficients(double unit, Random* random) {
   return {builder.make(), 1.0};
 }
 
+// The same with continuous quantities, and what all of it costs, in the unit. Every constraint has
+// such a quantity.
+Known in_units(double unit, Known known) {
+  Model& model = known.model;
+  const auto is_quantity = [&](size_t j) { return model.var_kind[j] == VarKind::kContinuous; };
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    if (is_quantity(j)) {
+      model.var_lower[j] *= unit;
+      model.var_upper[j] *= unit;
+      continue;
+    }
+    model.cost[j] *= unit;
+    for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+      model.matrix.value[k] *= unit;
+    }
+  }
+  for (size_t i = 0; i < model.con_lower.size(); ++i) {
+    model.con_lower[i] *= unit;
+    model.con_upper[i] *= unit;
+  }
+  model.constant *= unit;
+  known.optimum *= unit;
+  return known;
+}
+
+// The most that fits in of a few things, whose worth is in the unit.
+Known packed_things(double unit, Random* random) {
+  constexpr uint32_t kThings = 10;
+  Builder builder;
+  builder.model().maximize = true;
+  std::vector<std::pair<int32_t, double>> weights;
+  std::vector<double> worth;
+  for (uint32_t k = 0; k < kThings; ++k) {
+    worth.push_back(random->whole(20, 60));
+    weights.emplace_back(builder.add_binary(unit * worth.back()), random->whole(20, 60));
+  }
+  constexpr double kRoom = 200.0;
+  builder.add_row(-kInfinity, kRoom, weights);
+  double best = 0.0;
+  for (uint32_t set = 0; set < 1U << kThings; ++set) {
+    double weight = 0.0;
+    double total = 0.0;
+    for (uint32_t k = 0; k < kThings; ++k) {
+      if ((set >> k & 1U) == 0) continue;
+      weight += weights[k].second;
+      total += worth[k];
+    }
+    if (weight <= kRoom) best = std::max(best, total);
+  }
+  return {builder.make(), unit * best};
+}
+
 // Of so many pieces of the size of the unit, n go to one side and the others to the other: each side
 // is a member of a cone, and what both are worth together is its last member.
 struct Sides {
@@ -414,6 +466,9 @@ enum class Family {
   kPowerSides,
   kLogarithmicSides,
   kMatrixSides,
+  kPackedThings,
+  kChargesInUnits,
+  kOrdersInUnits,
   kFixedCharges,
   kMachineOrders,
   kTinyCoefficients,
@@ -421,6 +476,8 @@ enum class Family {
 constexpr int kNumFamilies = static_cast<int>(Family::kTinyCoefficients) + 1;
 
 bool is_linear(Family family) { return family >= Family::kFixedCharges; }
+
+constexpr double kLargeSwitch = 1e3;
 
 Known make(Family family, double unit, Random* random) {
   switch (family) {
@@ -440,6 +497,12 @@ Known make(Family family, double unit, Random* random) {
       return logarithmic_sides(unit, random);
     case Family::kMatrixSides:
       return matrix_sides(unit, random);
+    case Family::kPackedThings:
+      return packed_things(unit, random);
+    case Family::kChargesInUnits:
+      return in_units(unit, fixed_charges(kLargeSwitch, random));
+    case Family::kOrdersInUnits:
+      return in_units(unit, machine_orders(kLargeSwitch, random));
     case Family::kFixedCharges:
       return fixed_charges(unit, random);
     case Family::kMachineOrders:
@@ -453,7 +516,8 @@ Known make(Family family, double unit, Random* random) {
 std::vector<double> units_of(Family family) {
   if (family == Family::kTinyCoefficients) return {1.0, 1e6, 1e8, 1e9, 1e10, 1e12};
   if (is_linear(family)) return {1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
-  return {1e-9, 1e-6, 1e-3, 1.0, 1e3, 1e5, 1e6, 1e7, 1e9, 1e12};
+  if (family >= Family::kPackedThings) return {1e-15, 1e-12, 1e-9, 1e-6, 1.0, 1e6};
+  return {1e-12, 1e-9, 1e-6, 1e-3, 1.0, 1e3, 1e5, 1e6, 1e7, 1e9, 1e12};
 }
 
 class Units : public testing::TestWithParam<int> {};
@@ -466,11 +530,24 @@ TEST_P(Units, HaveNoPartInTheAnswer) {
 }
 
 std::string name_of_family(const testing::TestParamInfo<int>& info) {
-  static constexpr const char* kNames[] = {"SwitchedSquares",  "RiskRow",         "RiskObjective",
-                                           "RiskCone",         "SemiContinuous",  "PowerSides",
-                                           "LogarithmicSides", "MatrixSides",     "FixedCharges",
-                                           "MachineOrders",    "TinyCoefficients"};
+  static constexpr const char* kNames[] = {
+      "SwitchedSquares", "RiskRow",          "RiskObjective", "RiskCone",        "SemiContinuous",
+      "PowerSides",      "LogarithmicSides", "MatrixSides",   "PackedThings",    "ChargesInUnits",
+      "OrdersInUnits",   "FixedCharges",     "MachineOrders", "TinyCoefficients"};
   return kNames[info.param];
+}
+
+// By default objectives that differ by less than 1e-6 count as one, unless all data are smaller.
+TEST(AbsoluteGap, IsInPartsOfSmallObjectives) {
+  for (const double unit : {1e-9, 1e-12}) {
+    Random random(3);
+    const Known known = packed_things(unit, &random);
+    test::MixedSolve mixed(known.model);
+    mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-6");
+    mixed.solve();
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal);
+    EXPECT_NEAR(mixed.solution().primal_objective / unit, known.optimum / unit, 1e-5);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, Units, testing::Range(0, kNumFamilies), name_of_family);

@@ -55,6 +55,59 @@ TEST(Checker, RefusesWrongPoints) {
   EXPECT_LE(primal_violation(model, {0.0, 1.0}), 1e-12);
 }
 
+// min x + y, x + 2 y >= 3 size, 2 x + y >= 3 size, which meet at (size, size).
+Model small_model(double size) {
+  Model model = two_products_model();
+  model.cost = {1.0, 1.0};
+  model.var_upper = {kInf, kInf};
+  model.con_lower = {3.0 * size, 3.0 * size};
+  model.con_upper = {kInf, kInf};
+  model.matrix.value = {1.0, 2.0, 2.0, 1.0};
+  return model;
+}
+
+TEST(Checker, DataFarBelowOneAreWhatViolationsAreRelativeTo) {
+  for (const double size : {1e-9, 1e-15}) {
+    Model model = small_model(size);
+    EXPECT_GT(primal_violation(model, {0.0, 0.0}), 0.4);
+    EXPECT_GT(primal_violation(model, {-0.1 * size, 2.0 * size}), 0.01);
+    EXPECT_LE(primal_violation(model, {size, size}), 1e-12);
+    model.con_lower[0] = 3.0;  // beside which the other constraint is nothing
+    EXPECT_LE(primal_violation(model, {3.0, 0.0}), 1e-12);
+    EXPECT_LE(primal_violation(model, {3.0, -size}), 1e-8);
+  }
+}
+
+TEST(Checker, CostsFarBelowOneAreWhatMultipliersAreRelativeTo) {
+  Model model = two_products_model();
+  for (double& c : model.cost) c *= 1e-9;
+  BackendResult result = right_answer();
+  for (auto* values : {&result.y, &result.d}) {
+    for (double& value : *values) value *= 1e-9;
+  }
+  const MinimizeProblem problem(model);
+  EXPECT_LE(dual_violation(problem, result), 1e-12);
+  EXPECT_LE(duality_gap(problem, result), 1e-12);
+  result.y = {0.0, 0.0};
+  EXPECT_GT(dual_violation(problem, result), 0.1);
+  result.d = model.cost;  // nothing holds it
+  EXPECT_GT(dual_violation(problem, result), 0.1);
+  result = right_answer();
+  result.x = {0.0, 0.0};
+  result.y = result.d = {0.0, 0.0};
+  EXPECT_GT(dual_violation(problem, result), 0.1);
+}
+
+TEST(Checker, IntegersHaveTheUnitOne) {
+  Model model = small_model(1e-9);
+  model.var_kind = {VarKind::kInteger, VarKind::kInteger};
+  model.matrix.value = {1e-9, 2e-9, 2e-9, 1e-9};
+  EXPECT_LE(primal_violation(model, {1.0, 1.0}), 1e-12);
+  EXPECT_LE(primal_violation(model, {1.0, -1e-9}), 1e-8);
+  model.var_kind[0] = VarKind::kContinuous;
+  EXPECT_GT(primal_violation(model, {0.0, 1.0}), 0.3);
+}
+
 // A bound far away on one side makes nothing of the other.
 TEST(Checker, AViolationIsRelativeToTheBoundThatIsMissed) {
   Model model = two_products_model();

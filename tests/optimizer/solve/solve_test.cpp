@@ -343,9 +343,9 @@ end
   }
 }
 
-// A coefficient that the solver cannot but take for 0: what it says of that model is not said of
-// this one.
-TEST(LinearSolve, AClaimWithoutProofIsNotReported) {
+// The solver cannot but take such a coefficient for 0, and finds no point: nothing of that is said
+// of this model, which has an answer in units of its own.
+TEST(LinearSolve, ACoefficientBelowAllTolerancesCounts) {
   TestTask task;
   ASSERT_EQ(task.read_as("model.lp", R"(min
  x
@@ -354,9 +354,12 @@ st
 end
 )"),
             VLN_RES_OK);
-  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_STALL");
-  EXPECT_FALSE(task.defined(kBasic)) << task.log();
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_OK");
+  ASSERT_TRUE(task.defined(kBasic)) << task.log();
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
+  EXPECT_NEAR(task.objective(kBasic) / 1e13, 1.0, 1e-12);
   EXPECT_NE(task.log().find("No proof was found"), std::string::npos) << task.log();
+  EXPECT_NE(task.log().find("in units of the model's own"), std::string::npos) << task.log();
 }
 
 TEST(IntegerSolve, KnownOptimum) {

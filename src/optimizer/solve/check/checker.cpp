@@ -22,15 +22,15 @@ double relative_miss(double distance, double bound, double size) {
   return std::isfinite(bound) ? distance / std::max(size, std::fabs(bound)) : kInfinity;
 }
 
-double relative_outside(const Sum& sum, double lower, double upper) {
-  return std::max(relative_miss(lower - sum.value, lower, sum.size),
-                  relative_miss(sum.value - upper, upper, sum.size));
+double relative_outside(double value, double size, double lower, double upper) {
+  return std::max(relative_miss(lower - value, lower, size),
+                  relative_miss(value - upper, upper, size));
 }
 
-double variable_violation(const Model& model, size_t j, double x) {
+double variable_violation(const Model& model, size_t j, double x, double least) {
   const VarKind kind = model.var_kind[j];
   double violation =
-      relative_outside({x, std::max(1.0, std::fabs(x))}, model.var_lower[j], model.var_upper[j]);
+      relative_outside(x, std::max(least, std::fabs(x)), model.var_lower[j], model.var_upper[j]);
   if (is_semi(kind)) violation = std::min(violation, std::fabs(x));
   if (is_integer(kind)) violation = std::max(violation, std::fabs(x - std::round(x)));
   return violation;
@@ -69,36 +69,46 @@ bool all_finite(const std::vector<double>& values) {
 }
 
 // The worst of the matrix variables, each packed one after the other.
-double matrix_violation(const Model& model, const std::vector<double>& packed) {
+double matrix_violation(const Model& model, const std::vector<double>& packed, double least) {
   const std::vector<size_t> starts = packed_starts(model);
   double violation = 0.0;
   for (size_t j = 0; j < model.matrix_vars.size(); ++j) {
     const std::span<const double> triangle(packed.data() + starts[j], starts[j + 1] - starts[j]);
     const auto dimension = index(model.matrix_vars[j].dimension);
-    violation = std::max(violation, indefiniteness(triangle, dimension));
+    violation = std::max(violation, indefiniteness(triangle, dimension, least));
   }
   return violation;
 }
 
-double cones_violation(const Model& model, const std::vector<double>& x) {
+// A cone holds its members to one another.
+double least_of(const Cone& cone, const std::vector<double>& sizes) {
+  double least = 0.0;
+  for (const int32_t var : cone.vars) least = std::max(least, sizes[index(var)]);
+  return least;
+}
+
+double cones_violation(const Model& model, const std::vector<double>& x, const LeastSizes& least) {
   double violation = 0.0;
   for (const Cone& cone : model.cones) {
-    violation = std::max(violation, cone_violation(cone, x));
+    const double size = least_of(cone, least.var);
+    violation = std::max(violation, cone_violation(cone, x, size));
   }
   return violation;
 }
 
 // Takes the duals of the cones, which are 0 outside of them. An empty array stands for zeros.
-double dual_cones_violation(const Model& model, const std::vector<double>& snx) {
+double dual_cones_violation(const Model& model, const std::vector<double>& snx,
+                            const LeastSizes& least) {
   if (snx.empty()) return 0.0;
   double violation = 0.0;
   std::vector<bool> in_cone(snx.size(), false);
   for (const Cone& cone : model.cones) {
-    violation = std::max(violation, dual_cone_violation(cone, snx));
+    const double size = least_of(cone, least.gradient);
+    violation = std::max(violation, dual_cone_violation(cone, snx, size));
     for (const int32_t var : cone.vars) in_cone[index(var)] = true;
   }
   for (size_t j = 0; j < snx.size(); ++j) {
-    if (!in_cone[j]) violation = std::max(violation, std::fabs(snx[j]));
+    if (!in_cone[j]) violation = std::max(violation, std::fabs(snx[j]) / least.gradient[j]);
   }
   return violation;
 }
@@ -122,22 +132,23 @@ double set_violation(const OrderedSet& set, const std::vector<double>& x) {
   return least;
 }
 
-double sides_violation(const Model& model, const std::vector<double>& y) {
+double sides_violation(const Model& model, const std::vector<double>& y, double least) {
   double violation = 0.0;
   for (size_t i = 0; i < y.size(); ++i) {
     violation =
-        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], 1.0));
+        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], least));
   }
   return violation;
 }
 
 // Covers both C - sum_i y_i A_i = bars and the definiteness of bars.
-double bars_violation(const MinimizeProblem& problem, const BackendResult& result) {
+double bars_violation(const MinimizeProblem& problem, const BackendResult& result, double least) {
   const std::vector<Sum> sums = matrix_column_sums(problem, result.y, WithCost::kYes);
   if (result.bars.size() != sums.size()) return kInfinity;
-  double violation = matrix_violation(problem.model, result.bars);
+  double violation = matrix_violation(problem.model, result.bars, least);
   for (size_t k = 0; k < sums.size(); ++k) {
-    violation = std::max(violation, std::fabs(sums[k].value - result.bars[k]) / sums[k].size);
+    violation = std::max(violation,
+                         std::fabs(sums[k].value - result.bars[k]) / std::max(least, sums[k].size));
   }
   return violation;
 }
@@ -154,11 +165,17 @@ Sum dual_sum(const MinimizeProblem& problem, const BackendResult& result, WithCo
 
 double primal_violation(const Model& model, const std::vector<double>& x,
                         const std::vector<double>& barx) {
+  return primal_violation(model, sizes_of_model(MinimizeProblem(model)), x, barx);
+}
+
+double primal_violation(const Model& model, const LeastSizes& least, const std::vector<double>& x,
+                        const std::vector<double>& barx) {
   if (barx.size() != packed_starts(model).back()) return kInfinity;
   if (!all_finite(x) || !all_finite(barx)) return kInfinity;
-  double violation = std::max(cones_violation(model, x), matrix_violation(model, barx));
+  double violation =
+      std::max(cones_violation(model, x, least), matrix_violation(model, barx, least.matrix));
   for (size_t j = 0; j < x.size(); ++j) {
-    violation = std::max(violation, variable_violation(model, j, x[j]));
+    violation = std::max(violation, variable_violation(model, j, x[j], least.var[j]));
   }
   for (const OrderedSet& set : model.sets) {
     violation = std::max(violation, set_violation(set, x));
@@ -170,29 +187,36 @@ double primal_violation(const Model& model, const std::vector<double>& x,
       const bool is_active = (indicator++)->is_active_at(x);
       if (!is_active) continue;
     }
-    violation =
-        std::max(violation, relative_outside(sums[i], model.con_lower[i], model.con_upper[i]));
+    const double size = std::max(least.row[i], sums[i].size);
+    violation = std::max(
+        violation, relative_outside(sums[i].value, size, model.con_lower[i], model.con_upper[i]));
   }
   return violation;
 }
 
 double dual_violation(const MinimizeProblem& problem, const BackendResult& result) {
+  return dual_violation(problem, sizes_of_model(problem), result);
+}
+
+double dual_violation(const MinimizeProblem& problem, const LeastSizes& least,
+                      const BackendResult& result) {
   const Model& model = problem.model;
   if (result.d.size() != problem.cost.size()) return kInfinity;
   for (const auto* values : {&result.y, &result.d, &result.snx, &result.bars}) {
     if (!all_finite(*values)) return kInfinity;
   }
   const auto hessian = lagrangian_hessian(problem, result.y, WithCost::kYes);
-  double violation = std::max({sides_violation(model, result.y), indefiniteness(hessian),
-                               dual_cones_violation(model, result.snx)});
+  double violation =
+      std::max({sides_violation(model, result.y, least.multiplier), indefiniteness(hessian),
+                dual_cones_violation(model, result.snx, least)});
   const std::vector<Sum> sums = column_sums(problem, result, hessian, WithCost::kYes);
   for (size_t j = 0; j < sums.size(); ++j) {
-    const double residual = std::fabs(sums[j].value - result.d[j]) / sums[j].size;
-    const double sign =
-        sign_violation(result.d[j], model.var_lower[j], model.var_upper[j], sums[j].size);
+    const double size = std::max(least.gradient[j], sums[j].size);
+    const double residual = std::fabs(sums[j].value - result.d[j]) / size;
+    const double sign = sign_violation(result.d[j], model.var_lower[j], model.var_upper[j], size);
     violation = std::max({violation, residual, sign});
   }
-  return std::max(violation, bars_violation(problem, result));
+  return std::max(violation, bars_violation(problem, result, least.matrix_gradient));
 }
 
 double dual_objective(const MinimizeProblem& problem, const BackendResult& result) {
@@ -201,10 +225,11 @@ double dual_objective(const MinimizeProblem& problem, const BackendResult& resul
 }
 
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result) {
+  const double least = sizes_of_model(problem).objective;
   const Sum primal = objective_sum(problem, result.x, result.barx);
   const Sum dual = dual_sum(problem, result, WithCost::kYes);
   const double distance = std::fabs(primal.value - dual.value);
-  const double size = std::max({1.0, std::fabs(primal.value), std::fabs(dual.value)});
+  const double size = std::max({least, std::fabs(primal.value), std::fabs(dual.value)});
   if (distance > kTolerableGap * size) return distance / size;
   return distance / std::max({size, primal.size, dual.size});
 }

@@ -3,10 +3,11 @@
 //
 // Violations are relative: to 1, or to the size of the terms that cancel in the row or column at
 // hand if that is larger, so that a bound of 1e9 is not held to an absolute 1e-6 that doubles
-// cannot deliver.
+// cannot deliver. Where all data are far below 1, so is what takes the place of 1 (least_sizes.h).
 #pragma once
 
 #include "solve/backend.h"
+#include "solve/check/least_sizes.h"
 
 namespace vorlan {
 
@@ -15,11 +16,15 @@ namespace vorlan {
 // violations are what cone_violation.h and definiteness.h say.
 double primal_violation(const Model& model, const std::vector<double>& x,
                         const std::vector<double>& barx = {});
+double primal_violation(const Model& model, const LeastSizes& least, const std::vector<double>& x,
+                        const std::vector<double>& barx = {});
 
 // The stationarity that backend.h states, signs of y and d where a bound is infinite, snx in the
 // dual cones and 0 elsewhere, bars and the Hessian of the Lagrangian positive semidefinite. The
 // last makes the dual objective a bound; without convexity, stationarity proves nothing.
 double dual_violation(const MinimizeProblem& problem, const BackendResult& result);
+double dual_violation(const MinimizeProblem& problem, const LeastSizes& least,
+                      const BackendResult& result);
 
 // What the multipliers prove as a bound of the minimized cost:
 //
@@ -28,7 +33,8 @@ double dual_violation(const MinimizeProblem& problem, const BackendResult& resul
 // with the side or bound that each multiplier prices. Of a dual ray, Q is left out.
 double dual_objective(const MinimizeProblem& problem, const BackendResult& result);
 
-// Distance of primal and dual objective, relative to the largest of 1, the two, and their terms; the
+// Distance of primal and dual objective, relative to the largest of 1 (or the objective's size, where
+// all data are far below 1), the two, and their terms; the
 // terms count only if the distance is small without them.
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result);
 

@@ -17,8 +17,6 @@ constexpr double kRounding = 1e-16;
 // Bisections of the exponent, from kRounding to 1.
 constexpr int kSteps = 30;
 
-double size_of(double member) { return std::max(1.0, std::fabs(member)); }
-
 // The members of a point in a cone, one by one those that have a place of their own, and the norm
 // of the others, with the sizes that changes are relative to.
 struct Members {
@@ -45,13 +43,14 @@ size_t num_own(const Cone& cone) {
   }
 }
 
-Members members_of(const Cone& cone, const std::vector<double>& x) {
+Members members_of(const Cone& cone, const std::vector<double>& x, double least) {
   Members members;
   const size_t own = std::min(num_own(cone), cone.vars.size());
   for (size_t k = 0; k < own; ++k) members.own.push_back(x[index(cone.vars[k])]);
   for (size_t k = own; k < cone.vars.size(); ++k) {
     members.norm = std::hypot(members.norm, x[index(cone.vars[k])]);
   }
+  const auto size_of = [least](double member) { return std::max(least, std::fabs(member)); };
   for (const double member : members.own) members.own_size.push_back(size_of(member));
   members.norm_size = size_of(members.norm);
   return members;
@@ -59,7 +58,7 @@ Members members_of(const Cone& cone, const std::vector<double>& x) {
 
 Members members_of(const Cone& cone, const std::vector<double>& x,
                    const std::vector<double>& sizes) {
-  Members members = members_of(cone, x);
+  Members members = members_of(cone, x, 1.0);
   const size_t own = members.own.size();
   for (size_t k = 0; k < own; ++k) members.own_size[k] = sizes[index(cone.vars[k])];
   members.norm_size = 0.0;
@@ -160,12 +159,12 @@ ConeKind dual_of(ConeKind kind) {
   }
 }
 
-double cone_violation(const Cone& cone, const std::vector<double>& x) {
-  return violation_of(cone, cone.kind, members_of(cone, x));
+double cone_violation(const Cone& cone, const std::vector<double>& x, double least) {
+  return violation_of(cone, cone.kind, members_of(cone, x, least));
 }
 
-double dual_cone_violation(const Cone& cone, const std::vector<double>& s) {
-  return violation_of(cone, dual_of(cone.kind), members_of(cone, s));
+double dual_cone_violation(const Cone& cone, const std::vector<double>& s, double least) {
+  return violation_of(cone, dual_of(cone.kind), members_of(cone, s, least));
 }
 
 double cone_violation(const Cone& cone, const std::vector<double>& x,

@@ -48,7 +48,9 @@ Eigen::MatrixXd unpack(std::span<const double> packed, size_t dimension) {
   return matrix;
 }
 
-double inverse_root(double diagonal) { return 1.0 / std::sqrt(std::max(1.0, std::fabs(diagonal))); }
+double inverse_root(double diagonal, double least) {
+  return 1.0 / std::sqrt(std::max(least, std::fabs(diagonal)));
+}
 
 // Scaled by 0, a row is one of zeros.
 double inverse_root_of_size(double size) { return size > 0.0 ? 1.0 / std::sqrt(size) : 0.0; }
@@ -115,10 +117,11 @@ bool is_nonnegative_diagonal(const std::vector<SymmetricElement>& elements) {
 
 }  // namespace
 
-double indefiniteness(std::span<const double> packed, size_t dimension) {
+double indefiniteness(std::span<const double> packed, size_t dimension, double least) {
   if (dimension == 0) return 0.0;
   Eigen::MatrixXd matrix = unpack(packed, dimension);
-  const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
+  const Eigen::VectorXd scale =
+      matrix.diagonal().unaryExpr([least](double element) { return inverse_root(element, least); });
   return indefiniteness_of_scaled(std::move(matrix), scale);
 }
 
@@ -132,7 +135,8 @@ double indefiniteness(std::span<const double> packed, std::span<const double> si
 double indefiniteness(const std::vector<SymmetricElement>& elements) {
   if (is_nonnegative_diagonal(elements)) return 0.0;
   const Sparse matrix = compress(elements, used_rows(elements));
-  const Eigen::VectorXd scale = matrix.diagonal().unaryExpr(&inverse_root);
+  const Eigen::VectorXd scale =
+      matrix.diagonal().unaryExpr([](double element) { return inverse_root(element, 1.0); });
   return indefiniteness_of_scaled(matrix, scale);
 }
 

@@ -1,6 +1,7 @@
 // How far a symmetric matrix M is from positive semidefinite: the least t with which
-// M + t diag(max(1, |M_ii|)) is, up to 1, which stands for all that is more. So each element of the
-// diagonal is held relative to its own size, as a variable is to a bound.
+// M + t diag(max(least, |M_ii|)) is, up to 1, which stands for all that is more. So each element of
+// the diagonal is held relative to its own size, as a variable is to a bound; least is 1, or less
+// where all data are far below 1.
 //
 // Cholesky factorizations decide; a matrix that passes costs one of them, others a few. What they
 // may be wrong by themselves, about 1e-14 (1e-13 at a dimension of 1000), is seen as 0.
@@ -13,9 +14,9 @@
 namespace vorlan {
 
 // The matrix is a packed lower triangle, column by column.
-double indefiniteness(std::span<const double> packed, size_t dimension);
+double indefiniteness(std::span<const double> packed, size_t dimension, double least = 1.0);
 
-// Likewise with the sizes of the diagonal given in place of max(1, |M_ii|). A row of size 0 counts
+// Likewise with the sizes of the diagonal given in place of max(least, |M_ii|). A row of size 0 counts
 // as a row of zeros: the caller has checked that its elements vanish.
 double indefiniteness(std::span<const double> packed, std::span<const double> sizes);
 

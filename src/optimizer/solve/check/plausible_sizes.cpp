@@ -37,15 +37,6 @@ void for_elements(const SparseMatrix& a, Visit&& visit) {
   }
 }
 
-// The places at which the diagonals of the matrix variables start in an array of all of them.
-std::vector<size_t> diagonal_starts(const Model& model) {
-  std::vector<size_t> starts = {0};
-  for (const MatrixVariable& variable : model.matrix_vars) {
-    starts.push_back(starts.back() + index(variable.dimension));
-  }
-  return starts;
-}
-
 struct MatrixElementSize {
   int32_t matrix_var;
   TriangleEntry entry;
@@ -257,6 +248,14 @@ void Estimate::estimate_dual() {
 }
 
 }  // namespace
+
+std::vector<size_t> diagonal_starts(const Model& model) {
+  std::vector<size_t> starts = {0};
+  for (const MatrixVariable& variable : model.matrix_vars) {
+    starts.push_back(starts.back() + index(variable.dimension));
+  }
+  return starts;
+}
 
 PlausibleSizes::PlausibleSizes(const MinimizeProblem& problem) {
   Estimate estimate(problem, this);

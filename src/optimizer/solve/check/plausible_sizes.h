@@ -26,4 +26,7 @@ struct PlausibleSizes {
   std::vector<double> matrix_gradient;
 };
 
+// The places at which the diagonals of the matrix variables start in an array of all of them.
+std::vector<size_t> diagonal_starts(const Model& model);
+
 }  // namespace vorlan

@@ -16,7 +16,7 @@ namespace vorlan {
 // A sum together with what its terms say about it.
 struct Sum {
   double value = 0.0;
-  double size = 1.0;   // the largest term, at least 1
+  double size = 0.0;   // the largest term
   double total = 0.0;  // of the absolute values, in the unit of the terms
   int64_t count = 0;   // of terms that are not 0
 

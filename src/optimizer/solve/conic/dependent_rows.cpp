@@ -148,7 +148,7 @@ Dependence find_dependence(const Rows& rows) {
   factor.solve(multipliers);
   const std::vector<double> point = combine(rows, multipliers);
   const std::vector<double> value = evaluate(rows, point);
-  const double size = std::max(1.0, largest(point));
+  const double size = std::max(std::min(1.0, largest(rows.rhs_size)), largest(point));
   Dependence dependence;
   double worst = 0.0;
   for (const int32_t i : factor.replaced()) {

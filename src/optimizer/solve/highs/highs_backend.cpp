@@ -21,6 +21,7 @@
 #include "solve/highs/highs_model.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/highs_ranging.h"
+#include "solve/highs/own_units.h"
 #include "solve/highs/scaled_model.h"
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
@@ -383,6 +384,18 @@ Status solve_scaled_exactly(const MinimizeProblem& problem, const Parameters& pa
   return solve_exactly(solve_plainly, problem, parameters, seconds, monitor, result);
 }
 
+Status solve_linear(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                    BackendMonitor* monitor, BackendResult* result) {
+  const double start = monotonic_seconds();
+  Status status = solve_plainly(problem, parameters, seconds, monitor, result);
+  const bool failed = status.code() == Code::kErrOptimizer;
+  if (!failed && (!status.ok() || !needs_own_units(problem, parameters, *result))) return status;
+  if (failed) *result = {};
+  const double left = seconds - (monotonic_seconds() - start);
+  const bool found = solve_in_own_units(solve_plainly, problem, parameters, left, monitor, result);
+  return found ? Status() : status;
+}
+
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
   if (problem.cost.empty()) {
@@ -390,7 +403,7 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
     return {};
   }
   if (!problem.model.is_mixed_integer()) {
-    return solve_plainly(problem, parameters, seconds, monitor, result);
+    return solve_linear(problem, parameters, seconds, monitor, result);
   }
   return solve_scaled(solve_scaled_exactly, problem, parameters, seconds, monitor, result);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "solve/check/least_sizes.h"
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
 #include "task/packed_matrices.h"
@@ -303,6 +304,7 @@ ScaledModel::ScaledModel(const MinimizeProblem& problem)
   scale_columns();
   scale_rows();
   scale_costs();
+  if (!same_) objective_size_ = sizes_of_model(problem).objective;
 }
 
 void ScaledModel::scale_columns() {
@@ -380,6 +382,14 @@ double linear_cost_factor(double smallest, double largest) {
   return factor * std::min(kLargestCost, std::ldexp(1.0, std::ilogb(largest / smallest)));
 }
 
+// Without integers there is no search that large costs could mislead: the least becomes about 1,
+// also beside costs that are of the size 1 already.
+double continuous_cost_factor(double smallest, double largest) {
+  if (!(largest > 0.0)) return 1.0;
+  const double most = std::ldexp(kLargestCost, -std::ilogb(largest));
+  return std::min(factor_for(smallest, kNearCosts), most);
+}
+
 }  // namespace
 
 void ScaledModel::scale_costs() {
@@ -395,8 +405,9 @@ void ScaledModel::scale_costs() {
   for (const TriangleEntry& e : model_.quadratic_cost) size = std::max(size, std::fabs(e.value));
   for (const MatrixCostEntry& e : model_.matrix_cost)
     size = std::max(size, std::fabs(e.entry.value));
-  const double factor =
-      model_.is_linear() ? linear_cost_factor(smallest, size) : factor_for(size, kNearCosts);
+  const double factor = !model_.is_linear()         ? factor_for(size, kNearCosts)
+                        : model_.is_mixed_integer() ? linear_cost_factor(smallest, size)
+                                                    : continuous_cost_factor(smallest, size);
   if (factor == 1.0) return;
   same_ = false;
   cost_factor_ = factor;
@@ -433,12 +444,33 @@ void ScaledModel::restore(BackendResult* result) const {
   result->barx = matrices_to_original(result->barx);
   result->progress.objective /= cost_factor_;
   result->progress.bound /= cost_factor_;
+  restore_duals(result);
+  restore_ranging(&result->ranging);
+}
+
+// A dual ray may be any multiple of itself.
+void ScaledModel::restore_duals(BackendResult* result) const {
+  for (size_t i = 0; i < result->y.size(); ++i) result->y[i] *= row_[i] / cost_factor_;
+  for (size_t j = 0; j < result->d.size(); ++j) result->d[j] /= column_[j] * cost_factor_;
+}
+
+void ScaledModel::restore_ranging(std::vector<double>* figures) const {
+  if (figures->empty()) return;
+  const size_t num_var = column_.size();
+  for (size_t k = 0; k < figures->size(); ++k) {
+    const size_t entity = k / kRangeFigures;
+    const bool is_objective = k % kRangeFigures >= kRangeFigures / 2;
+    const double unit = is_objective       ? cost_factor_
+                        : entity < num_var ? column_[entity] * cost_factor_
+                                           : row_[entity - num_var];
+    (*figures)[k] /= unit;
+  }
 }
 
 Parameters ScaledModel::scale(const Parameters& parameters) const {
   Parameters scaled = parameters;
   scaled.set(DoubleParam::kMipAbsoluteGap,
-             cost_factor_ * parameters.get(DoubleParam::kMipAbsoluteGap));
+             cost_factor_ * objective_size_ * parameters.get(DoubleParam::kMipAbsoluteGap));
   return scaled;
 }
 

@@ -1,6 +1,6 @@
-// A mixed-integer model in units of its own: variables, constraints and objective multiplied by
-// powers of two, so that the absolute tolerances of branch and bound mean the same for money in
-// cents and in millions.
+// A model in units of its own: variables, constraints and objective multiplied by powers of two, so
+// that the absolute tolerances of branch and bound, and of the simplex method, mean the same for
+// money in cents and in millions.
 //
 // Branch and bound takes a coefficient up to 1e-9 for 0, a violation up to 1e-6 for none, and an
 // objective that is better by less than 1e-6 for no better. In other units these would be wrong
@@ -33,19 +33,24 @@ class ScaledModel {
   std::vector<double> matrices_to_original(std::span<const double> barx) const;
   // A start needs no matrix variables.
   std::vector<double> to_scaled(std::span<const double> x) const;
-  // A ray of the model from one of the scaled model, or a point.
+  // A ray of the model from one of the scaled model, or a point, with the duals and the ranging of a
+  // linear model.
   void restore(BackendResult* result) const;
-  // The parameters for the scaled model: those that are in terms of the objective change.
+  // The parameters for the scaled model: those that are in terms of the objective change. The absolute
+  // gap is one of objectives of the size 1; where the data are smaller, it is in parts of theirs.
   Parameters scale(const Parameters& parameters) const;
 
  private:
   void scale_columns();
   void scale_rows();
   void scale_costs();
+  void restore_duals(BackendResult* result) const;
+  void restore_ranging(std::vector<double>* figures) const;
 
   Model model_;
   std::vector<double> column_, row_, matrix_;
   double cost_factor_ = 1.0;
+  double objective_size_ = 1.0;  // 1 or less, in the units of the original
   bool same_ = true;
 };
 

@@ -1,0 +1,73 @@
+// The units are those of scaled_model.h, which mixed-integer models always have.
+#include "solve/highs/own_units.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "solve/check/checker.h"
+#include "solve/check/least_sizes.h"
+#include "solve/highs/scaled_model.h"
+#include "solve/solve_plan.h"
+
+namespace vorlan {
+namespace {
+
+// The largest residual of an optimum in parts of its tolerance.
+double worst_miss(const MinimizeProblem& problem, const Parameters& parameters,
+                  const BackendResult& result) {
+  const ClaimTolerances tolerances(problem.model, parameters);
+  const LeastSizes sizes = sizes_of_parts(problem);
+  return std::max({primal_violation(problem.model, sizes, result.x) / tolerances.primal,
+                   dual_violation(problem, sizes, result) / tolerances.dual,
+                   duality_gap(problem, result) / tolerances.gap});
+}
+
+bool is_optimum(const MinimizeProblem& problem, const BackendResult& result) {
+  return result.outcome == Outcome::kOptimal && result.x.size() == problem.cost.size() &&
+         result.d.size() == problem.cost.size() &&
+         result.y.size() == problem.model.con_lower.size();
+}
+
+bool is_better(const MinimizeProblem& problem, const Parameters& parameters,
+               const BackendResult& candidate, const BackendResult& result) {
+  if (candidate.certificate != Certificate::kNone) return true;
+  if (!is_optimum(problem, candidate)) return false;
+  return !is_optimum(problem, result) ||
+         worst_miss(problem, parameters, candidate) < worst_miss(problem, parameters, result);
+}
+
+Solution start_from(const BackendResult& result) {
+  Solution start;
+  start.xx = result.x;
+  start.skx = result.var_key;
+  start.skc = result.con_key;
+  return start;
+}
+
+}  // namespace
+
+bool needs_own_units(const MinimizeProblem& problem, const Parameters& parameters,
+                     const BackendResult& result) {
+  if (result.outcome == Outcome::kStopped) return result.termination == Code::kTrmStall;
+  return is_optimum(problem, result) && worst_miss(problem, parameters, result) > 1.0;
+}
+
+bool solve_in_own_units(decltype(Backend::solve) solve, const MinimizeProblem& problem,
+                        const Parameters& parameters, double seconds, BackendMonitor* monitor,
+                        BackendResult* result) {
+  const ScaledModel scaled(problem);
+  if (scaled.is_same()) return false;
+  monitor->log("Solving again in units of the model's own\n");
+  const Solution start = start_from(*result);
+  const MinimizeProblem again(problem.model, &start, problem.cutoffs);
+  SilentMonitor silent(monitor, result->progress);
+  BackendResult found;
+  const Status status = solve_scaled(solve, again, parameters, seconds, &silent, &found);
+  if (!status.ok() || !is_better(problem, parameters, found, *result)) return false;
+  found.progress.simplex_iterations += result->progress.simplex_iterations;
+  found.progress.interior_iterations += result->progress.interior_iterations;
+  *result = std::move(found);
+  return true;
+}
+
+}  // namespace vorlan

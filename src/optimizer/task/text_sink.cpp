@@ -137,10 +137,10 @@ void TextSink::tell_of_dropped(double seconds) {
 // Where no reader came, standard error is the place to say so.
 void TextSink::tell_of_lost_end() {
   if (told_failure_ || is_standard_error()) return;
-  write_to_standard_error("The log is not complete: " +
-                          counted(static_cast<int64_t>(dropped_), "byte at its end could",
-                                  "bytes at its end could") +
-                          " not be written in time\n");
+  write_to_standard_error(
+      "The log is not complete: " +
+      counted(static_cast<int64_t>(dropped_), "byte at its end could", "bytes at its end could") +
+      " not be written in time\n");
 }
 
 void TextSink::note_failure(int error) {

@@ -205,9 +205,9 @@ TEST_F(LogPipe, AnEndThatNobodyReadsIsToldOnStandardError) {
   testing::internal::CaptureStderr();
   ASSERT_EQ(VLN_linkfiletotaskstream(task_, 0, "/dev/null", 0), VLN_RES_OK);
   const std::string lost = std::to_string(written - read_all().size());
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "The log is not complete: " + lost +
-                " bytes at its end could not be written in time\n");
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "The log is not complete: " + lost + " bytes at its end could not be written in time\n");
 }
 
 // The reader of a terminal's pipe may be ended at any time: the process must live on.

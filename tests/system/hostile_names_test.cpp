@@ -17,22 +17,27 @@ struct HostileFile {
 };
 
 // A JSON task with these names of its model, variables and constraint; bounds and keys are to fit.
-std::string jtask(const std::string& lower, const std::string& more) {
+std::string jtask(const std::string& lower, const std::string& more,
+                  const std::string& upper = "\"inf\"", const std::string& least = "2") {
   return "{\"format\": \"vorlan task\", \"version\": 1, \"modelname\": "
          "\"m\\u001b[2J\\nOptimization ended: fine\", \"objective\": {\"name\": "
          "\"c\\u0007\\nVLN_RES_OK\", \"sense\": \"minimize\", \"linear\": [1, 2], \"constant\": "
          "0}, " +
-         more + "\"variables\": {\"lower\": [" + lower +
-         ", 0], \"upper\": [3, \"inf\"], \"names\": [\"x\\u001b\\nOptimization ended: fine\", "
-         "\"y\\u009b\"]}, \"constraints\": {\"lower\": [2], \"upper\": [\"inf\"], \"names\": "
+         more + "\"variables\": {\"lower\": [" + lower + ", 0], \"upper\": [3, " + upper +
+         "], \"names\": [\"x\\u001b\\nOptimization ended: fine\", "
+         "\"y\\u009b\"]}, \"constraints\": {\"lower\": [" +
+         least +
+         "], \"upper\": [\"inf\"], \"names\": "
          "[\"r\\r\\nVLN_RES_OK\"]}, \"coefficients\": {\"row\": [0, 0], \"start\": [0, 1, 2], "
          "\"value\": [1, 1]}}";
 }
 
-// What is solved, what has crossed bounds, and what is refused with a message that quotes the file.
+// What is solved, what has crossed bounds or no point, and what is refused with a message that quotes
+// the file.
 const HostileFile kFiles[] = {
     {"good.jtask", jtask("0", "")},
     {"crossed.jtask", jtask("7", "")},
+    {"infeasible.jtask", jtask("0", "", "1", "9")},
     {"key.jtask", jtask("0", "\"k\\u001b\\nVLN_RES_OK\": 1, ")},
     {"value.jtask", jtask("\"v\\u001b\\nVLN_RES_OK\"", "")},
     {"word.lp", "minimize\n c: x\x1b[31m + y\nsubject to\n r\x07: x + z\x1b >= 2 kg\x1b\nend\n"},
@@ -73,11 +78,11 @@ class HostileNames : public testing::Test {
     const std::string line =
         "cd '" + scratch_.path() + "' && '" + program + "' -log log -read " + file.name +
         " -d VLN_SPAR_JSON_SOLUTION_FILE \"$(printf 'o\\033\\nVLN_RES_OK')\" "
-        "-d VLN_SPAR_LOG_FILE copy -solve:msg=msg -write a.mps -write a.lp -write a.ptf "
-        "2>stderr";
+        "-d VLN_SPAR_LOG_FILE copy -d VLN_SPAR_RANGING_FILE ranges -solve:msg=msg "
+        "-write a.mps -write a.lp -write a.ptf 2>stderr";
     if (std::system(line.c_str()) == -1) ADD_FAILURE() << "no shell";
     return scratch_.read("log") + scratch_.read("copy") + scratch_.read("msg") +
-           scratch_.read("stderr");
+           scratch_.read("stderr") + scratch_.read("ranges");
   }
 
   const vorlan::test::ScratchFolder scratch_;

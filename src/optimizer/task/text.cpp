@@ -106,15 +106,32 @@ std::optional<std::string> format_echo(const char* format, va_list arguments) {
   return plain_text(format, conversion.begin) + *shown + *tail;
 }
 
+namespace {
+
+// A control of ASCII, or of U+0080 to U+009F, which command some terminals: in UTF-8 behind 0xc2, in
+// older codes alone.
+bool is_control(std::string_view text, size_t at) {
+  const auto byte = static_cast<unsigned char>(text[at]);
+  if (byte < 0x80) return byte < 0x20 || byte == 0x7f;
+  const auto before = at > 0 ? static_cast<unsigned char>(text[at - 1]) : 0U;
+  return byte <= 0x9f && (before < 0x80 || before == 0xc2);
+}
+
+// What would be taken for a control that is shown so.
+bool looks_like_shown(std::string_view text, size_t at) {
+  return text[at] == '\\' && at + 1 < text.size() && text[at + 1] == 'x';
+}
+
+}  // namespace
+
 std::string on_one_line(std::string_view text) {
   std::string line;
   line.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f) {
-      line += c;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (is_control(text, i) || looks_like_shown(text, i)) {
+      line += format_text("\\x%02x", static_cast<unsigned char>(text[i]));
     } else {
-      line += format_text("\\x%02x", byte);
+      line += text[i];
     }
   }
   return line;

@@ -4,12 +4,15 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <new>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "solve/choose_backend.h"
 #include "solve/choose_race.h"
@@ -207,6 +210,41 @@ TEST_F(RaceOfChildren, AStopKeepsTheBestPointAndTheBestBound) {
   EXPECT_EQ(answer_.result.progress.bound, 5.0);
   EXPECT_TRUE(logs("The race was stopped; the racer was ahead")) << log_;
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The children of one race have the pipes of the others, which another thread made at the same time.
+// A sanitizer's allocator may be locked by another thread at the moment of a fork.
+TEST(RacesInThreads, AreEachOthersStrangers) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 10;
+  const Work work = [](const Parameters& parameters, double, BackendMonitor*, Answer* answer) {
+    while (!parameters.is_on(IntParam::kScaling)) pause();
+    answer->result.outcome = Outcome::kOptimal;
+    return Status();
+  };
+  std::atomic<int> num_won = 0;
+  const auto run_races = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      vlntaskt task;
+      task.model.cost = {1.0};
+      task.parameters.set(IntParam::kScaling, 0);
+      Race race;
+      race.racers = {{"the racer", task.parameters}};
+      race.racers[0].parameters.set(IntParam::kScaling, 1);
+      race.settles = [](const Answer&) { return true; };
+      Listener listener(&task);
+      Answer answer;
+      const Status status = run_race(work, race, &task, &listener, &answer);
+      if (status.ok() && answer.result.outcome == Outcome::kOptimal) ++num_won;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) threads.emplace_back(run_races);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(num_won, kThreads * kRounds);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+}
+#endif
 
 class ChoiceOfRace : public testing::Test {
  protected:

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "solve/run/runner.h"
+#include "task/parameter_index.h"
 
 namespace {
 
@@ -167,6 +168,27 @@ TEST_F(FailingCalls, ARaceWithoutAProcessForTheRacerIsNone) {
   EXPECT_TRUE(status.ok()) << status.message();
   EXPECT_EQ(answer_.result.outcome, Outcome::kOptimal);
   EXPECT_EQ(log, "");
+}
+
+// Its number may be another process's by the time somebody wins.
+TEST_F(FailingCalls, ARacerThatGaveUpGetsNoSignal) {
+  task_.model.cost = {1.0};
+  Race race;
+  race.racers = {{"the racer", task_.parameters}};
+  race.racers[0].parameters.set(IntParam::kRandomSeed, 1);
+  race.settles = [](const Answer& answer) { return answer.result.outcome == Outcome::kOptimal; };
+  Listener listener(&task_);
+  const Work work = [](const Parameters& parameters, double, BackendMonitor*, Answer* answer) {
+    const bool gives_up = parameters.get(IntParam::kRandomSeed) == 1;
+    if (!gives_up) usleep(500000);
+    answer->result.outcome = gives_up ? Outcome::kStopped : Outcome::kOptimal;
+    return Status();
+  };
+  g_num_kills = 0;
+  const Status status = run_race(work, race, &task_, &listener, &answer_);
+  EXPECT_TRUE(status.ok()) << status.message();
+  EXPECT_EQ(answer_.result.outcome, Outcome::kOptimal);
+  EXPECT_EQ(g_num_kills, 0);
 }
 
 // Where the system has reaped the child, its number may be another process's by now.

@@ -323,8 +323,12 @@ TEST_F(ChoiceOfRace, AnAnswerThatFailedItsCheckSettlesNothing) {
 TEST(Machine, GivesSomething) {
   EXPECT_GE(usable_processors(), 1);
   EXPECT_LE(usable_processors(), sysconf(_SC_NPROCESSORS_CONF));
+  const double memory =
+      static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
   EXPECT_GT(available_memory(), 0.0);
+  EXPECT_LT(available_memory(), memory);
   EXPECT_GT(resident_memory(), 0.0);
+  EXPECT_LT(resident_memory(), memory);
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ bench_semidefinite() {
 # measure_semidefinite OPTIMUM TOLERANCE: a line with name, our milliseconds, those of csdp. An instance
 # without the right answer has no line and gives status 1.
 measure_semidefinite() {
-  local ours=("$bin/vorlancli" -read model.dat-s -solve -write-solution ours.plain) begin rounds
+  local ours=("$bin/vorlancli" -read model.dat-s -d VLN_IPAR_NUM_THREADS 1 -solve -write-solution ours.plain) begin rounds
   begin=$(date +%s.%N)
   "${ours[@]}" 2>/dev/null || { note "vorlancli ends with status $? on $file" && return 1; }
   rounds=$(awk -v a="$begin" -v b="$(date +%s.%N)" 'BEGIN { s = b - a; print s < 0.5 ? 7 : s < 3 ? 3 : 1 }')

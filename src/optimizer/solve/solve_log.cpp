@@ -163,13 +163,18 @@ std::string describe_parameters(const Task& task) {
   return text.empty() ? text : text + '\n';
 }
 
-// Branch and cut alone uses more than one thread.
+// The conic method shares the operations of large models only; its own log says when it does.
 std::string describe_threads(const Task& task, const SolvePlan& plan) {
+  const int32_t asked = task.parameters.get(IntParam::kNumThreads);
   int32_t threads = 1;
+  const char* limit = "";
   if (plan.in_child && plan.solution == SolutionKind::kInteger) {
-    threads = search_threads(task.parameters.get(IntParam::kNumThreads));
+    threads = search_threads(asked);
+  } else if (plan.in_child && plan.method == SolveMethod::kConic) {
+    threads = continuous_threads(asked);
+    if (threads > 1) limit = "up to ";
   }
-  return format_text("%s, %s", counted(usable_processors(), "core").c_str(),
+  return format_text("%s, %s%s", counted(usable_processors(), "core").c_str(), limit,
                      counted(threads, "thread").c_str());
 }
 

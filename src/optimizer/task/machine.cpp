@@ -2,6 +2,7 @@
 #include "task/machine.h"
 
 #include <sched.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -58,6 +59,17 @@ int32_t usable_processors() {
 }
 
 int32_t search_threads(int32_t asked) { return asked > 0 ? asked : (usable_processors() + 1) / 2; }
+
+int32_t continuous_threads(int32_t asked) { return asked > 0 ? asked : usable_processors(); }
+
+bool has_address_space(double bytes) {
+  const auto size = static_cast<size_t>(bytes);
+  void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == MAP_FAILED) return false;
+  ::munmap(memory, size);
+  return true;
+}
 
 // The system counts who asks, too.
 bool has_idle_processor() {

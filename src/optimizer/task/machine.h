@@ -13,6 +13,13 @@ int32_t usable_processors();
 // processors, so that there is room for a second one.
 int32_t search_threads(int32_t asked);
 
+// Threads that the conic method takes at most: what was asked for, or for 0 all of the processors.
+int32_t continuous_threads(int32_t asked);
+
+// True when the address space, and the data that the process may have, have room for so many bytes
+// more.
+bool has_address_space(double bytes);
+
 // True when the system has a processor that nobody uses at this moment.
 bool has_idle_processor();
 

@@ -1,7 +1,10 @@
-// The conic method gives the same solution to the last bit for the same model, in a child process
-// or not: it has one thread, and no random choices.
+// The conic method gives the same solution to the last bit for the same model and the same number of
+// threads, in a child process or not: its operations are cut into pieces by sizes alone, and it makes
+// no random choices.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "task_support.h"
@@ -57,6 +60,65 @@ std::string answer(const char* child) {
   const std::string solution = test_file_path("solution.json");
   EXPECT_EQ(VLN_writejsonsol(task, solution.c_str()), VLN_RES_OK);
   return read_all(solution);
+}
+
+// A cut of a ring with chords: a matrix variable that is large enough for threads.
+std::string cut_model(int order) {
+  std::string text = std::to_string(order) + "\n1\n" + std::to_string(order) + "\n";
+  for (int i = 0; i < order; ++i) text += "1 ";
+  text += '\n';
+  const auto element = [&](int matrix, int a, int b, const char* value) {
+    text += std::to_string(matrix) + " 1 " + std::to_string(std::min(a, b)) + ' ' +
+            std::to_string(std::max(a, b)) + ' ' + value + '\n';
+  };
+  for (int i = 1; i <= order; ++i) element(0, i, i, "1.0");
+  for (int i = 1; i <= order; ++i) element(0, i, i % order + 1, "-0.25");
+  for (int i = 1; i <= order - 5; i += 2) element(0, i, i + 5, "-0.25");
+  for (int i = 1; i <= order; ++i) element(i, i, i, "1.0");
+  return text;
+}
+
+struct CutAnswer {
+  std::string solution;
+  double objective = 0.0;
+  std::string log;
+};
+
+CutAnswer solve_cut(const char* threads) {
+  const std::string path = write_test_file("cut.dat-s", cut_model(130));
+  TestTask task;
+  EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+  EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_NUM_THREADS", threads), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.solution_status(VLN_SOLUTION_INTERIOR), kOptimal) << task.log();
+  CutAnswer answer;
+  EXPECT_EQ(VLN_getprimalobj(task, VLN_SOLUTION_INTERIOR, &answer.objective), VLN_RES_OK);
+  const std::string solution = test_file_path("cut.json");
+  EXPECT_EQ(VLN_writejsonsol(task, solution.c_str()), VLN_RES_OK);
+  answer.solution = read_all(solution);
+  answer.log = task.log();
+  return answer;
+}
+
+TEST(ThreadsOfConicSolves, SameBytesForTheSameNumberOfThreads) {
+  const CutAnswer alone = solve_cut("1");
+  EXPECT_EQ(alone.log.find(", in "), std::string::npos) << alone.log;
+  const CutAnswer first = solve_cut("3");
+  EXPECT_NE(first.log.find("up to 3 threads\n"), std::string::npos) << first.log;
+  EXPECT_NE(first.log.find(", in 3 threads\n"), std::string::npos) << first.log;
+  EXPECT_NEAR(first.objective, alone.objective, 1e-7 * std::fabs(alone.objective));
+  for (int run = 0; run < 3; ++run) EXPECT_EQ(solve_cut("3").solution, first.solution);
+}
+
+// Threads of dense algebra take memory that a limit counts.
+TEST(ThreadsOfConicSolves, ALimitOfMemoryLeavesOneThread) {
+  const std::string path = write_test_file("cut.dat-s", cut_model(130));
+  TestTask task;
+  EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+  EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_NUM_THREADS", "3"), VLN_RES_OK);
+  EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "4000"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+  EXPECT_EQ(task.log().find(", in "), std::string::npos) << task.log();
 }
 
 TEST(ConicDeterminism, SameBytesEveryTime) {

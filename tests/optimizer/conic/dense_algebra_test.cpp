@@ -132,8 +132,8 @@ TEST(DenseAlgebra, ASymmetricProductIsTheLowerTriangleOfTheFullOne) {
   algebra.multiply(1.0, a, transposed(a), 0.0, full);
   algebra.multiply_symmetric(1.0, a, transposed(a), 0.0, lower);
   algebra.square(a, square);
-  mirror_lower(lower);
-  mirror_lower(square);
+  algebra.mirror_lower(lower);
+  algebra.mirror_lower(square);
   for (size_t k = 0; k < full.values().size(); ++k) {
     EXPECT_EQ(lower.values()[k], full.values()[k]);
     EXPECT_EQ(square.values()[k], full.values()[k]);
@@ -153,7 +153,7 @@ TEST(DenseAlgebra, MultipliesAndDividesByTriangles) {
   EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 0.0, 1.0}));
   algebra.multiply_from_right(transposed(l), b);
   EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 3.0, 10.0}));
-  algebra.divide_by_unit_triangle(l, b);
+  algebra.divide_from_right(l, Diagonal::kUnit, b);
   EXPECT_EQ(of(b), (std::vector<double>{1.0, 3.0, 0.0, 1.0}));
   DenseMatrix product(2, 2);
   algebra.square(l, product);

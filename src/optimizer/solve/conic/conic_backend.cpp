@@ -4,6 +4,7 @@
 #include "solve/conic/conic_backend.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include <utility>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "solve/conic/facial_reduction.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
+#include "task/machine.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
 
@@ -189,6 +191,10 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   const auto proves = [&](const conic::InteriorPoint& ray) { return may_have_ray && prove(ray); };
   conic::InteriorPointMethod method(form_.problem(), scaling, tolerances(), proves, monitor_);
   method.show_objectives_of(problem_.model);
+  // What a limit of memory allows for one thread is the same with and without others.
+  const bool is_memory_limited = std::isfinite(parameters_.get(DoubleParam::kMemoryLimit));
+  const int32_t asked = parameters_.get(IntParam::kNumThreads);
+  method.use_threads(is_memory_limited ? 1 : continuous_threads(asked));
   // The caller has no use for a point of another model than its own.
   if (may_have_ray) {
     method.offer_points(

@@ -6,10 +6,12 @@
 // The routines take all orders from their arguments, which must fit.
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 
 #include "solve/conic/matrix_view.h"
+#include "solve/conic/thread_team.h"
 #include "task/status.h"
 
 namespace vorlan::conic {
@@ -26,7 +28,8 @@ class Operand {
   size_t rows() const { return is_transposed_ ? matrix_.cols() : matrix_.rows(); }
   size_t cols() const { return is_transposed_ ? matrix_.rows() : matrix_.cols(); }
   // The rows, or columns, from the first one given on.
-  Operand from_row(size_t first) const;
+  Operand from_row(size_t first) const { return some_rows(first, rows() - first); }
+  Operand some_rows(size_t first, size_t count) const;
   Operand some_columns(size_t first, size_t count) const;
 
  private:
@@ -51,6 +54,17 @@ class DenseAlgebra {
   // The same for later; whoever needs it then says what is missing.
   static void load_early();
 
+  // Whether threads may call the library at once.
+  bool bears_threads() const { return bears_threads_; }
+
+  // The same library for the owner of a team of threads, which large operations then share. The team
+  // must outlive it; null: everything is done by the caller. The library must bear threads.
+  DenseAlgebra with_team(ThreadTeam* team) const;
+  // The team for an operation of so many multiplications; null where waking threads would last as
+  // long, or where the team is at work already.
+  ThreadTeam* team_for(double multiplications) const;
+  ThreadTeam* team() const { return team_; }
+
   // The library that was loaded and the processor whose kernels it uses, for the log.
   const std::string& description() const { return description_; }
 
@@ -67,8 +81,8 @@ class DenseAlgebra {
   void multiply_from_right(const Operand& l, MatrixView b) const;
   // x = inv(L) x, where L is a lower triangular matrix or the transpose of one.
   void divide_by_triangle(const Operand& l, Diagonal diagonal, std::span<double> x) const;
-  // B = B inv(L') with L unit lower triangular.
-  void divide_by_unit_triangle(ConstMatrixView l, MatrixView b) const;
+  // B = B inv(L') with L lower triangular.
+  void divide_from_right(ConstMatrixView l, Diagonal diagonal, MatrixView b) const;
   // y = A x with A symmetric, given by its lower triangle.
   void multiply_vector(ConstMatrixView a, std::span<const double> x, std::span<double> y) const;
   // Writes the lower Cholesky factor over A's lower triangle; false: A is not positive definite.
@@ -78,13 +92,27 @@ class DenseAlgebra {
   bool find_eigenvalues(MatrixView a, std::span<double> values) const;
   // Writes the eigenvectors over A besides.
   bool find_eigenvectors(MatrixView a, std::span<double> values) const;
+  // Copies the lower triangle of a square matrix over its upper one.
+  void mirror_lower(MatrixView a) const;
 
  private:
   Status open();
   void describe(void* library);
+  bool is_shared(double multiplications) const { return team_for(multiplications) != nullptr; }
+  void share_rows(size_t rows, const std::function<void(Range)>& piece) const;
+  void share_columns(size_t cols, const std::function<void(Range)>& piece) const;
+  bool factor_by_blocks(MatrixView a) const;
+  void divide_forward_by_blocks(ConstMatrixView l, Diagonal diagonal, std::span<double> x) const;
+  void divide_backward_by_blocks(ConstMatrixView l, Diagonal diagonal, std::span<double> x) const;
+  void multiply_vector_by_strips(ConstMatrixView a, std::span<const double> x,
+                                 std::span<double> y) const;
+  // y += alpha A x.
+  void add_product(double alpha, const Operand& a, const double* x, double* y) const;
   bool decompose(const char* job, MatrixView a, std::span<double> values) const;
+  bool decompose_in_steps(MatrixView a, std::span<double> values) const;
 
   std::string description_;
+  bool bears_threads_ = false;
   using Gemm = void (*)(const char*, const char*, const int*, const int*, const int*, const double*,
                         const double*, const int*, const double*, const int*, const double*,
                         double*, const int*);
@@ -97,20 +125,31 @@ class DenseAlgebra {
                                     const double*, const int*, double*, const int*);
   using Symv = void (*)(const char*, const int*, const double*, const double*, const int*,
                         const double*, const int*, const double*, double*, const int*);
+  using Gemv = void (*)(const char*, const int*, const int*, const double*, const double*,
+                        const int*, const double*, const int*, const double*, double*, const int*);
   using Potrf = void (*)(const char*, const int*, double*, const int*, int*);
   using Syevd = void (*)(const char*, const char*, const int*, double*, const int*, double*,
                          double*, const int*, int*, const int*, int*);
+  using Sytrd = void (*)(const char*, const int*, double*, const int*, double*, double*, double*,
+                         double*, const int*, int*);
+  using Stedc = void (*)(const char*, const int*, double*, double*, double*, const int*, double*,
+                         const int*, int*, const int*, int*);
+  using Ormtr = void (*)(const char*, const char*, const char*, const int*, const int*,
+                         const double*, const int*, const double*, double*, const int*, double*,
+                         const int*, int*);
+  ThreadTeam* team_ = nullptr;
   Gemm gemm_ = nullptr;
   Syrk syrk_ = nullptr;
   Triangular trmm_ = nullptr;
   Triangular trsm_ = nullptr;
   TriangularVector trsv_ = nullptr;
   Symv symv_ = nullptr;
+  Gemv gemv_ = nullptr;
   Potrf potrf_ = nullptr;
   Syevd syevd_ = nullptr;
+  Sytrd sytrd_ = nullptr;
+  Stedc stedc_ = nullptr;
+  Ormtr ormtr_ = nullptr;
 };
-
-// Copies the lower triangle of a square matrix over its upper one.
-void mirror_lower(MatrixView a);
 
 }  // namespace vorlan::conic

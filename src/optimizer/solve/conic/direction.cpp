@@ -97,7 +97,9 @@ double Direction::factor_of_tau() {
   }
   column = tau_offset_.y;
   add(1.0 / at_.tau, at_.y, &column);
-  for (MatrixDirection& matrix : matrices_) sum += matrix.column_square(column);
+  std::vector<double> squares(matrices_.size());
+  scalings_.for_each_matrix([&](size_t m) { squares[m] = matrices_[m].column_square(column); });
+  for (const double square : squares) sum += square;
   return sum;
 }
 
@@ -125,7 +127,7 @@ void Direction::aim_at_path(double mu, const Step& affine) {
     scalings_.cone(c).centering_rhs({s, z}, mu, {ds, dz}, cone_rhs(c));
   }
   pair_rhs_ = -at_.tau * at_.kappa + (mu - affine.tau * affine.kappa);
-  for (size_t m = 0; m < matrices_.size(); ++m) matrices_[m].aim_at_path(mu, affine.matrices[m]);
+  scalings_.for_each_matrix([&](size_t m) { matrices_[m].aim_at_path(mu, affine.matrices[m]); });
 }
 
 // The right-hand sides of the system, from those of complementarity.
@@ -231,10 +233,11 @@ Step Direction::find_affine() {
   Step step;
   solve_for_offset(1.0, &step);
   const double ratio = step.tau / at_.tau;
-  for (MatrixDirection& matrix : matrices_) {
-    step.matrices.push_back(
-        matrix.find_affine(offset_.y, ratio, (ratio + 1.0) * at_.matrix_residual));
-  }
+  step.matrices.resize(matrices_.size());
+  scalings_.for_each_matrix([&](size_t m) {
+    step.matrices[m] =
+        matrices_[m].find_affine(offset_.y, ratio, (ratio + 1.0) * at_.matrix_residual);
+  });
   return step;
 }
 
@@ -243,10 +246,11 @@ Step Direction::find(double reduction, double mu, const Step& affine) {
   Step step;
   solve_for_offset(reduction, &step);
   const double ratio = step.tau / at_.tau;
-  for (MatrixDirection& matrix : matrices_) {
-    step.matrices.push_back(
-        matrix.find(offset_.y, ratio, (ratio + reduction) * at_.matrix_residual));
-  }
+  step.matrices.resize(matrices_.size());
+  scalings_.for_each_matrix([&](size_t m) {
+    step.matrices[m] =
+        matrices_[m].find(offset_.y, ratio, (ratio + reduction) * at_.matrix_residual);
+  });
   refine(&step);
   return step;
 }
@@ -293,9 +297,8 @@ void Direction::take_correction(double factor, NewtonVector* correction, Step* s
   add(factor, correction->x, &offset_.x);
   add(factor, correction->y, &offset_.y);
   for (double& value : correction->y) value *= factor;
-  for (size_t m = 0; m < matrices_.size(); ++m) {
-    matrices_[m].correct(correction->y, &step->matrices[m]);
-  }
+  scalings_.for_each_matrix(
+      [&](size_t m) { matrices_[m].correct(correction->y, &step->matrices[m]); });
   complete(step);
 }
 

@@ -10,6 +10,7 @@
 #include "solve/check/rays.h"
 #include "solve/check/vectors.h"
 #include "solve/conic/measures.h"
+#include "task/machine.h"
 #include "task/text.h"
 
 namespace vorlan::conic {
@@ -32,6 +33,13 @@ constexpr double kCertainFall = 1e13;
 constexpr double kNearSolution = 1e6;
 // The least order at which the dense end of the factor repays the loading of fast dense algebra.
 constexpr int32_t kLargeDenseOrder = 200;
+// Threads are made where an iteration has so many multiplications, some milliseconds; a matrix
+// variable takes about so many products of matrices of its order.
+constexpr double kWorkForThreads = 3e7;
+constexpr double kProductsOfMatrix = 20.0;
+// What dense algebra maps for each thread that calls it, in bytes, and as much again for its stack
+// and for what is in the work.
+constexpr double kSpaceOfThread = 0x1p28;
 
 }  // namespace
 
@@ -66,20 +74,45 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
   return {};
 }
 
-Status InteriorPointMethod::prepare() {
+Status InteriorPointMethod::load_algebra() {
   Status failure;
+  const DenseAlgebra* const loaded = DenseAlgebra::load(&failure);
+  if (loaded != nullptr) algebra_ = std::make_unique<DenseAlgebra>(*loaded);
+  return failure;
+}
+
+Status InteriorPointMethod::prepare() {
   if (!problem_.matrices.empty()) {
-    algebra_ = DenseAlgebra::load(&failure);
+    Status failure = load_algebra();
     if (algebra_ == nullptr) return failure;
   }
-  scalings_ = std::make_unique<Scalings>(problem_, algebra_);
-  system_ = std::make_unique<NewtonSystem>(problem_, *scalings_, algebra_);
+  scalings_ = std::make_unique<Scalings>(problem_, algebra_.get());
+  system_ = std::make_unique<NewtonSystem>(problem_, *scalings_, algebra_.get());
   const bool is_dense = system_->dense_order() >= kLargeDenseOrder || system_->has_supernodes();
   if (algebra_ == nullptr && is_dense) {
-    algebra_ = DenseAlgebra::load(&failure);
-    system_->use(algebra_);
+    static_cast<void>(load_algebra());  // it is only slower without
+    system_->use(algebra_.get());
   }
+  gather_team();
   return {};
+}
+
+// Threads join where an iteration lasts long enough for them, and where the address space has room
+// for what dense algebra takes for each of them: it does not bear a failure there.
+void InteriorPointMethod::gather_team() {
+  if (algebra_ == nullptr || !algebra_->bears_threads() || num_threads_ <= 1) return;
+  double work = system_->num_multiplications();
+  for (const MatrixBlock& block : problem_.matrices) {
+    work += kProductsOfMatrix * std::pow(block.dimension, 3);
+  }
+  if (work < kWorkForThreads) return;
+  const auto has_room = [](size_t threads) {
+    return has_address_space(kSpaceOfThread * static_cast<double>(threads));
+  };
+  while (num_threads_ > 1 && !has_room(num_threads_)) --num_threads_;
+  if (num_threads_ == 1) return;
+  team_ = std::make_unique<ThreadTeam>(num_threads_);
+  *algebra_ = algebra_->with_team(team_.get());
 }
 
 // True: the iteration ended with an answer. False: no step leads further.
@@ -317,7 +350,12 @@ void InteriorPointMethod::log_heading() const {
                      count(problem_.cones.size(), "cone") + ", " +
                      count(problem_.matrices.size(), "matrix variable") + "; " +
                      count(system_->num_factor_elements(), "element") + " in the factor\n";
-  if (algebra_ != nullptr) text += "Dense algebra: " + algebra_->description() + "\n";
+  if (algebra_ != nullptr) {
+    text += "Dense algebra: " + algebra_->description();
+    if (team_ != nullptr) text += ", in " + count(team_->num_threads(), "thread");
+    if (!algebra_->bears_threads() && num_threads_ > 1) text += ", built for one thread";
+    text += "\n";
+  }
   text +=
       " iteration   primal objective     dual objective   primal     dual      gap       mu   step"
       "     time\n";

@@ -30,6 +30,7 @@
 #include "solve/conic/ray_claims.h"
 #include "solve/conic/residuals.h"
 #include "solve/conic/stall_watch.h"
+#include "solve/conic/thread_team.h"
 
 namespace vorlan::conic {
 
@@ -41,6 +42,9 @@ class InteriorPointMethod {
   // Hands on the best iterate while the method runs, whenever the monitor wants a point.
   void offer_points(std::function<void(const InteriorPoint&)> take) { offer_ = std::move(take); }
 
+  // The most threads that large operations may share. One that is never told works alone.
+  void use_threads(int32_t count) { num_threads_ = index(count); }
+
   // The log shows objectives as this model states them, in its sense and with its constant.
   void show_objectives_of(const Model& model) { shown_ = &model; }
 
@@ -49,6 +53,8 @@ class InteriorPointMethod {
 
  private:
   Status prepare();
+  Status load_algebra();
+  void gather_team();
   bool iterate(Direction::Tau tau, InteriorPoint* result);
   bool iterate_with_tau_held(InteriorPoint* result);
   bool iterate_from(const Iterate& start, InteriorPoint* result);
@@ -74,7 +80,9 @@ class InteriorPointMethod {
   BackendMonitor* monitor_;
   std::function<void(const InteriorPoint&)> offer_;
   const Model* shown_ = nullptr;
-  const DenseAlgebra* algebra_ = nullptr;
+  size_t num_threads_ = 1;
+  std::unique_ptr<ThreadTeam> team_;
+  std::unique_ptr<DenseAlgebra> algebra_;
   std::unique_ptr<Scalings> scalings_;
   std::unique_ptr<NewtonSystem> system_;
 

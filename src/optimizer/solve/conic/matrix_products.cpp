@@ -30,15 +30,16 @@ void add(double factor, std::span<const double> from, std::span<double> to) {
 }
 
 // to = from', a few columns at a time, so that both stay in the cache.
-void transpose(const DenseMatrix& from, DenseMatrix* to) {
+void transpose(const DenseMatrix& from, ThreadTeam* team, DenseMatrix* to) {
   constexpr size_t kTile = 16;
-  to->reset(from.cols(), from.rows());
-  for (size_t first = 0; first < from.cols(); first += kTile) {
+  to->resize(from.cols(), from.rows());
+  run_pieces(team, (from.cols() + kTile - 1) / kTile, [&](size_t piece, size_t) {
+    const size_t first = piece * kTile;
     const size_t end = std::min(first + kTile, from.cols());
     for (size_t row = 0; row < from.rows(); ++row) {
       for (size_t col = first; col < end; ++col) (*to)(col, row) = from(row, col);
     }
-  }
+  });
 }
 
 }  // namespace
@@ -47,9 +48,7 @@ MatrixProducts::MatrixProducts(const MatrixBlock& block, const DenseAlgebra& alg
     : block_(block),
       algebra_(algebra),
       cost_column_(block.parts.size()),
-      identity_column_(block.parts.size()),
-      product_(index(block.dimension), index(block.dimension)),
-      place_(index(block.dimension)) {
+      identity_column_(block.parts.size()) {
   const std::vector<TriangleEntry> identity = identity_entries(block.dimension);
   const auto entries = [&](int32_t part) -> const std::vector<TriangleEntry>& {
     if (part == kCost) return block.cost;
@@ -117,108 +116,168 @@ bool MatrixProducts::takes_full_product(const Row& row) const {
   return full < support * later;
 }
 
+// The multiplications of a row, in the time of those that are scattered.
+double MatrixProducts::work_of(const Row& row) const {
+  const auto support = static_cast<double>(row.support.size());
+  const auto own = static_cast<double>(row.end - row.start);
+  const auto later = static_cast<double>(elements_.size() - row.start);
+  const auto n = static_cast<double>(block_.dimension);
+  if (!row.factor.empty()) return n * support + later;
+  const double image = n * std::min(2.0 * own, support * support / kSpeedOfFullProduct);
+  if (!takes_full_product(row)) return image + support * later;
+  return image + n * n * support / kSpeedOfFullProduct + later;
+}
+
 // along = W a.
-void MatrixProducts::multiply_factor(const DenseMatrix& w, const Row& row) {
-  along_.assign(w.rows(), 0.0);
+void MatrixProducts::multiply_factor(const DenseMatrix& w, const Row& row, Work* work) const {
+  work->along.assign(w.rows(), 0.0);
   for (size_t k = 0; k < row.support.size(); ++k) {
-    add(row.factor[k], w.view().column(row.support[k]), along_);
+    add(row.factor[k], w.view().column(row.support[k]), work->along);
   }
 }
 
 // All matrices have a column, or a row, for each row of the support.
-void MatrixProducts::multiply_by_scaling(const DenseMatrix& w, const Row& row) {
+void MatrixProducts::multiply_by_scaling(const DenseMatrix& w, const Row& row, Work* work) const {
   const size_t height = row.support.size();
-  gathered_.reset(w.rows(), height);
+  work->gathered.resize(w.rows(), height);
+  work->place.resize(w.rows());
   for (size_t k = 0; k < height; ++k) {
-    place_[row.support[k]] = k;
+    work->place[row.support[k]] = k;
     const std::span<const double> column = w.view().column(row.support[k]);
-    std::copy(column.begin(), column.end(), gathered_.view().column(k).begin());
+    std::copy(column.begin(), column.end(), work->gathered.view().column(k).begin());
   }
-  image_.reset(w.rows(), height);
   if (kSpeedOfFullProduct * static_cast<double>(row.end - row.start) <
       static_cast<double>(height * height)) {
-    multiply_by_elements(row);
-    return;
+    return multiply_by_elements(row, work);
   }
-  product_.reset(height, height);
+  work->product.reset(height, height);
   for (const Element& e : elements(row)) {
-    const size_t a = place_[index(e.row)];
-    const size_t b = place_[index(e.col)];
-    product_(a, b) = product_(b, a) = e.row == e.col ? e.weight : 0.5 * e.weight;
+    const size_t a = work->place[index(e.row)];
+    const size_t b = work->place[index(e.col)];
+    work->product(a, b) = work->product(b, a) = e.row == e.col ? e.weight : 0.5 * e.weight;
   }
-  algebra_.multiply(1.0, gathered_, product_, 0.0, image_);
+  work->image.resize(w.rows(), height);
+  algebra_.multiply(1.0, work->gathered, work->product, 0.0, work->image);
 }
 
-void MatrixProducts::multiply_by_elements(const Row& row) {
-  const ConstMatrixView gathered = gathered_;
-  for (const Element& e : elements(row)) {
-    const size_t a = place_[index(e.row)];
-    const size_t b = place_[index(e.col)];
-    if (a == b) {
-      add(e.weight, gathered.column(b), image_.view().column(a));
-    } else {
-      add(0.5 * e.weight, gathered.column(b), image_.view().column(a));
-      add(0.5 * e.weight, gathered.column(a), image_.view().column(b));
+// Each piece makes some rows of the image.
+void MatrixProducts::multiply_by_elements(const Row& row, Work* work) const {
+  work->image.reset(work->gathered.rows(), work->gathered.cols());
+  const ConstMatrixView gathered = work->gathered;
+  const MatrixView image = work->image;
+  constexpr size_t kRowsOfPiece = 256;
+  const size_t pieces = (image.rows() + kRowsOfPiece - 1) / kRowsOfPiece;
+  const auto additions = static_cast<double>(2 * (row.end - row.start) * image.rows());
+  ThreadTeam* const team = algebra_.team_for(kSpeedOfFullProduct * additions);
+  run_pieces(team, pieces, [&](size_t piece, size_t) {
+    const Range rows = range_of_piece(image.rows(), pieces, piece);
+    const auto add_column = [&](double factor, size_t from, size_t to) {
+      add(factor, gathered.column(from).subspan(rows.first, rows.count),
+          image.column(to).subspan(rows.first, rows.count));
+    };
+    for (const Element& e : elements(row)) {
+      const size_t a = work->place[index(e.row)];
+      const size_t b = work->place[index(e.col)];
+      add_column(a == b ? e.weight : 0.5 * e.weight, b, a);
+      if (a != b) add_column(0.5 * e.weight, a, b);
     }
-  }
+  });
 }
 
+double MatrixProducts::num_multiplications() const {
+  double scattered = 0.0;
+  for (const Row& row : rows_) scattered += work_of(row);
+  return kSpeedOfFullProduct * scattered;
+}
+
+// Rows with a large part of the work go one by one, all threads at each; the others go side by side.
 void MatrixProducts::compute(const DenseMatrix& w, DenseMatrix* schur) {
   const size_t size = block_.parts.size();
   if (schur->rows() != size) schur->reset(size, size);
-  const auto multiply_with_later = [&](size_t i, auto product) {
-    for (size_t j = i; j < rows_.size(); ++j) {
-      store(rows_[i].part, rows_[j].part, product(rows_[j]), schur);
-    }
-  };
+  const double all = num_multiplications() / kSpeedOfFullProduct;
+  ThreadTeam* const team = algebra_.team_for(num_multiplications());
+  work_.resize(team == nullptr ? 1 : team->num_threads());
+  if (team == nullptr) {
+    for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &work_[0], schur);
+    return;
+  }
+  constexpr double kPartsOfThread = 8.0;
+  const double large = all / (kPartsOfThread * static_cast<double>(work_.size()));
+  std::vector<size_t> others;
   for (size_t i = 0; i < rows_.size(); ++i) {
-    const Row& row = rows_[i];
-    if (row.support.empty()) {
-      multiply_with_later(i, [](const Row&) { return 0.0; });
-      continue;
-    }
-    if (!row.factor.empty()) {
-      multiply_factor(w, row);
-      multiply_with_later(i, [&](const Row& later) { return row.sign * factored_product(later); });
-      continue;
-    }
-    multiply_by_scaling(w, row);
-    if (takes_full_product(row)) {
-      product_.reset(w.rows(), w.rows());
-      algebra_.multiply_symmetric(1.0, gathered_, transposed(image_), 0.0, product_);
-      multiply_with_later(i, [&](const Row& later) { return full_product(later); });
+    if (work_of(rows_[i]) > large) {
+      compute_row(w, i, &work_[0], schur);
     } else {
-      transpose(gathered_, &gathered_rows_);
-      transpose(image_, &image_rows_);
-      multiply_with_later(i, [&](const Row& later) { return gathered_product(later); });
+      others.push_back(i);
     }
   }
+  run_pieces(team, others.size(), [&](size_t piece, size_t worker) {
+    compute_row(w, others[piece], &work_[worker], schur);
+  });
+}
+
+void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work, DenseMatrix* schur) {
+  const Row& row = rows_[i];
+  // For a row that goes alone, some of the later ones at a time.
+  const auto multiply_with_later = [&](auto product) {
+    constexpr size_t kRowsOfPiece = 32;
+    const size_t later = rows_.size() - i;
+    const size_t pieces = (later + kRowsOfPiece - 1) / kRowsOfPiece;
+    run_pieces(algebra_.team_for(kSpeedOfFullProduct * work_of(row)), pieces,
+               [&](size_t piece, size_t) {
+                 const Range range = range_of_piece(later, pieces, piece);
+                 for (size_t j = i + range.first; j < i + range.first + range.count; ++j) {
+                   store(row.part, rows_[j].part, product(rows_[j]), schur);
+                 }
+               });
+  };
+  if (row.support.empty()) return multiply_with_later([](const Row&) { return 0.0; });
+  if (!row.factor.empty()) {
+    multiply_factor(w, row, work);
+    return multiply_with_later(
+        [&](const Row& later) { return row.sign * factored_product(later, *work); });
+  }
+  multiply_by_scaling(w, row, work);
+  if (takes_full_product(row)) {
+    work->product.resize(w.rows(), w.rows());
+    algebra_.multiply_symmetric(1.0, work->gathered, transposed(work->image), 0.0, work->product);
+    return multiply_with_later([&](const Row& later) { return full_product(later, *work); });
+  }
+  const auto elements = static_cast<double>(work->gathered.values().size());
+  ThreadTeam* const team = algebra_.team_for(kSpeedOfFullProduct * elements);
+  transpose(work->gathered, team, &work->gathered_rows);
+  transpose(work->image, team, &work->image_rows);
+  multiply_with_later([&](const Row& later) { return gathered_product(later, *work); });
 }
 
 // The row's product with (W a)(W a)'.
-double MatrixProducts::factored_product(const Row& row) const {
+double MatrixProducts::factored_product(const Row& row, const Work& work) const {
   double sum = 0.0;
   if (row.factor.empty()) {
     for (const Element& e : elements(row)) {
-      sum += e.weight * along_[index(e.row)] * along_[index(e.col)];
+      sum += e.weight * work.along[index(e.row)] * work.along[index(e.col)];
     }
     return sum;
   }
-  for (size_t k = 0; k < row.support.size(); ++k) sum += row.factor[k] * along_[row.support[k]];
+  for (size_t k = 0; k < row.support.size(); ++k) {
+    sum += row.factor[k] * work.along[row.support[k]];
+  }
   return row.sign * sum * sum;
 }
 
-// The row's product with W A W in product_, whose lower triangle is what the row needs.
-double MatrixProducts::full_product(const Row& row) const {
+// The row's product with W A W, whose lower triangle is what the row needs.
+double MatrixProducts::full_product(const Row& row, const Work& work) const {
   double sum = 0.0;
-  for (const Element& e : elements(row)) sum += e.weight * product_(index(e.row), index(e.col));
+  for (const Element& e : elements(row)) {
+    sum += e.weight * work.product(index(e.row), index(e.col));
+  }
   return sum;
 }
 
 // The row's product with W A W of the row that is gathered.
-double MatrixProducts::gathered_product(const Row& row) const {
-  const ConstMatrixView gathered = gathered_rows_;
-  const ConstMatrixView image = image_rows_;
+double MatrixProducts::gathered_product(const Row& row, const Work& work) const {
+  const ConstMatrixView gathered = work.gathered_rows;
+  const ConstMatrixView image = work.image_rows;
   double sum = 0.0;
   for (const Element& e : elements(row)) {
     sum += e.weight * dot(gathered.column(index(e.row)), image.column(index(e.col)));

@@ -22,6 +22,9 @@ class MatrixProducts {
   // a row and a column for each part of the block.
   void compute(const DenseMatrix& w, DenseMatrix* schur);
 
+  // Of all products, in the time of those in products of matrices.
+  double num_multiplications() const;
+
   // <A_i, W C W> and <A_i, W W> by part, <C, W C W> and <C, W W>.
   const std::vector<double>& cost_column() const { return cost_column_; }
   const std::vector<double>& identity_column() const { return identity_column_; }
@@ -45,16 +48,25 @@ class MatrixProducts {
     std::vector<double> factor;
     double sign;
   };
+  // What a thread keeps of the row at hand: W a where A is sign a a'; else the columns of W in its
+  // support, W A there, the transposes of both, and W A W.
+  struct Work {
+    std::vector<double> along;
+    DenseMatrix gathered, image, gathered_rows, image_rows, product;
+    std::vector<size_t> place;  // in the support
+  };
   Row make_row(int32_t part, const std::vector<TriangleEntry>& entries);
   std::span<const Element> elements(const Row& row) const;
   void factor_rank_one(Row* row) const;
   bool takes_full_product(const Row& row) const;
-  void multiply_factor(const DenseMatrix& w, const Row& row);
-  void multiply_by_scaling(const DenseMatrix& w, const Row& row);
-  void multiply_by_elements(const Row& row);
-  double factored_product(const Row& row) const;
-  double full_product(const Row& row) const;
-  double gathered_product(const Row& row) const;
+  double work_of(const Row& row) const;
+  void compute_row(const DenseMatrix& w, size_t i, Work* work, DenseMatrix* schur);
+  void multiply_factor(const DenseMatrix& w, const Row& row, Work* work) const;
+  void multiply_by_scaling(const DenseMatrix& w, const Row& row, Work* work) const;
+  void multiply_by_elements(const Row& row, Work* work) const;
+  double factored_product(const Row& row, const Work& work) const;
+  double full_product(const Row& row, const Work& work) const;
+  double gathered_product(const Row& row, const Work& work) const;
   void store(int32_t a, int32_t b, double value, DenseMatrix* schur);
 
   const MatrixBlock& block_;
@@ -64,11 +76,7 @@ class MatrixProducts {
   std::vector<double> cost_column_, identity_column_;
   double cost_square_ = 0.0;
   double cost_identity_ = 0.0;
-  // Of the row at hand: W a where A is sign a a'; else the columns of W in its support, W A there,
-  // the transposes of both, and W A W.
-  std::vector<double> along_;
-  DenseMatrix gathered_, image_, gathered_rows_, image_rows_, product_;
-  std::vector<size_t> place_;  // in the support
+  std::vector<Work> work_;  // of each thread
 };
 
 }  // namespace vorlan::conic

@@ -15,6 +15,8 @@ namespace {
 // A matrix with fewer elements than one in so many is multiplied element by element: a product of
 // matrices does about that many multiplications in the time of one that is scattered.
 constexpr size_t kSparseShare = 12;
+// What an element of such a matrix costs in all, in multiplications of a product of matrices.
+constexpr double kWorkOfElement = 20.0;
 
 bool is_sparse(const DenseMatrix& matrix) {
   const std::span<const double> values = matrix.values();
@@ -57,7 +59,7 @@ bool MatrixScaling::update(const MatrixPoint& at) {
     face_.embed(half_, &g_);
   }
   algebra_.square(g_, w_);
-  mirror_lower(w_);
+  algebra_.mirror_lower(w_);
   return true;
 }
 
@@ -65,18 +67,33 @@ bool MatrixScaling::update(const MatrixPoint& at) {
 void MatrixScaling::multiply_sparse(const DenseMatrix& matrix) {
   const size_t n = order();
   half_.reset(n, dimension());
-  transpose_.reset(n, dimension());
-  for (size_t row = 0; row < dimension(); ++row) {
-    for (size_t col = 0; col < n; ++col) transpose_(col, row) = g_(row, col);
-  }
-  for (size_t col = 0; col < dimension(); ++col) {
-    double* to = &half_(0, col);
-    for (size_t row = 0; row < dimension(); ++row) {
-      const double value = matrix(row, col);
-      if (value == 0.0) continue;
-      const double* from = &transpose_(0, row);
-      for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
+  transpose_.resize(n, dimension());
+  constexpr size_t kColumnsOfPiece = 64;
+  const size_t pieces = (dimension() + kColumnsOfPiece - 1) / kColumnsOfPiece;
+  const auto elements = static_cast<double>(matrix.values().size());
+  ThreadTeam* const team = algebra_.team_for(elements * kWorkOfElement);
+  run_pieces(team, pieces, [&](size_t piece, size_t) {
+    const Range rows = range_of_piece(dimension(), pieces, piece);
+    for (size_t row = rows.first; row < rows.first + rows.count; ++row) {
+      for (size_t col = 0; col < n; ++col) transpose_(col, row) = g_(row, col);
     }
+  });
+  run_pieces(team, pieces, [&](size_t piece, size_t) {
+    const Range columns = range_of_piece(dimension(), pieces, piece);
+    for (size_t col = columns.first; col < columns.first + columns.count; ++col) {
+      multiply_sparse_column(matrix, col);
+    }
+  });
+}
+
+void MatrixScaling::multiply_sparse_column(const DenseMatrix& matrix, size_t col) {
+  const size_t n = order();
+  double* to = &half_(0, col);
+  for (size_t row = 0; row < dimension(); ++row) {
+    const double value = matrix(row, col);
+    if (value == 0.0) continue;
+    const double* from = &transpose_(0, row);
+    for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
   }
 }
 
@@ -85,18 +102,18 @@ void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) {
     multiply_sparse(matrix);
     algebra_.multiply_symmetric(1.0, half_, g_, 0.0, *out);
   } else {
-    half_.reset(dimension(), order());
+    half_.resize(dimension(), order());
     algebra_.multiply(1.0, matrix, g_, 0.0, half_);
     algebra_.multiply_symmetric(1.0, transposed(g_), half_, 0.0, *out);
   }
-  mirror_lower(*out);
+  algebra_.mirror_lower(*out);
 }
 
 void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) {
-  half_.reset(dimension(), order());
+  half_.resize(dimension(), order());
   algebra_.multiply(1.0, g_, matrix, 0.0, half_);
   algebra_.multiply_symmetric(1.0, half_, transposed(g_), 0.0, *out);
-  mirror_lower(*out);
+  algebra_.mirror_lower(*out);
 }
 
 }  // namespace vorlan::conic

@@ -47,6 +47,7 @@ class MatrixScaling {
 
  private:
   void multiply_sparse(const DenseMatrix& matrix);
+  void multiply_sparse_column(const DenseMatrix& matrix, size_t col);
 
   const DenseAlgebra& algebra_;
   Face face_;

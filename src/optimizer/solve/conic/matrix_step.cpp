@@ -11,6 +11,12 @@
 namespace vorlan::conic {
 namespace {
 
+// What an element of a matrix costs while its least eigenvalue is found, in multiplications of a
+// product of matrices.
+constexpr double kWorkOfElement = 100.0;
+// The same of a term of the right-hand side.
+constexpr double kWorkOfTerm = 20.0;
+
 // to += factor * from.
 void add_matrix(double factor, const DenseMatrix& from, DenseMatrix* to) {
   const std::span<const double> source = from.values();
@@ -40,9 +46,15 @@ MatrixStep zero_matrix_step(size_t dimension, size_t order) {
 }
 
 double step_length(const MatrixScaling& scaling, const MatrixStep& step, double limit) {
-  for (const DenseMatrix* change : {&step.scaled.x, &step.scaled.z}) {
-    const double least = least_relative_eigenvalue(scaling, *change);
-    if (least < 0.0) limit = std::min(limit, -1.0 / least);
+  const DenseMatrix* const changes[] = {&step.scaled.x, &step.scaled.z};
+  double least[2];
+  const auto order = static_cast<double>(scaling.order());
+  ThreadTeam* const team = scaling.algebra().team_for(kWorkOfElement * order * order);
+  run_pieces(team, 2, [&](size_t piece, size_t) {
+    least[piece] = least_relative_eigenvalue(scaling, *changes[piece]);
+  });
+  for (const double value : least) {
+    if (value < 0.0) limit = std::min(limit, -1.0 / value);
   }
   return limit;
 }
@@ -57,12 +69,12 @@ MatrixDirection::MatrixDirection(const MatrixBlock& block, const MatrixPoint& at
 
 // work = cost (C - I) - sum_i dy_i A_i.
 void MatrixDirection::combine_in_work(double cost, std::span<const double> dy) {
-  work_.reset(scaling_->dimension(), scaling_->dimension());
+  work_.resize(scaling_->dimension(), scaling_->dimension());
   combine(block_, cost, dy, -cost, &work_);
 }
 
 double MatrixDirection::column_square(std::span<const double> dy) {
-  work_.reset(scaling_->dimension(), scaling_->dimension());
+  work_.resize(scaling_->dimension(), scaling_->dimension());
   combine(block_, 1.0, dy, 0.0, &work_);
   scaling_->scale_dual(work_, &scaled_rhs_);
   return dot(scaled_rhs_.values(), scaled_rhs_.values());
@@ -79,17 +91,24 @@ void MatrixDirection::aim_at_boundary() {
 // (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2.
 void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
   const std::vector<double>& lambda = scaling_->lambda();
-  work_.reset(order(), order());
+  work_.resize(order(), order());
   scaling_->algebra().multiply(1.0, affine.scaled.x, affine.scaled.z, 0.0, work_);
-  for (size_t col = 0; col < order(); ++col) {
-    for (size_t row = col; row < order(); ++row) {
-      double value = -0.5 * (work_(row, col) + work_(col, row));
-      if (row == col) value += mu - lambda[row] * lambda[row];
-      value *= 2.0 / (lambda[row] + lambda[col]);
-      scaled_rhs_(row, col) = value;
-      scaled_rhs_(col, row) = value;
+  // A few columns at a time, so that rows and columns of the product stay in the cache.
+  constexpr size_t kTile = 16;
+  const auto elements = static_cast<double>(order() * order());
+  ThreadTeam* const team = scaling_->algebra().team_for(kWorkOfTerm * elements);
+  run_pieces(team, (order() + kTile - 1) / kTile, [&](size_t piece, size_t) {
+    const size_t first = piece * kTile;
+    for (size_t row = first; row < order(); ++row) {
+      for (size_t col = first; col < std::min({first + kTile, row + 1, order()}); ++col) {
+        double value = -0.5 * (work_(row, col) + work_(col, row));
+        if (row == col) value += mu - lambda[row] * lambda[row];
+        value *= 2.0 / (lambda[row] + lambda[col]);
+        scaled_rhs_(row, col) = value;
+        scaled_rhs_(col, row) = value;
+      }
     }
-  }
+  });
   scaling_->unscale_primal(scaled_rhs_, &rhs_);
 }
 

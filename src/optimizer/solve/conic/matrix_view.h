@@ -40,6 +40,9 @@ class BasicMatrixView {
     assert(row + rows <= rows_ && col + cols <= cols_);
     return {data_ + col * stride_ + row, rows, cols, stride_};
   }
+  BasicMatrixView columns(size_t first, size_t count) const {
+    return block(0, first, rows_, count);
+  }
 
  private:
   Value* data_;
@@ -69,7 +72,13 @@ class DenseMatrix {
   std::span<double> values() { return values_; }
   std::span<const double> values() const { return values_; }
   void fill(double value) { std::fill(values_.begin(), values_.end(), value); }
-  // Takes another size, and keeps its memory where that is enough. All elements are 0 then.
+  // Takes another size, and keeps its memory where that is enough. Elements are whatever was there.
+  void resize(size_t rows, size_t cols) {
+    rows_ = rows;
+    cols_ = cols;
+    values_.resize(rows * cols);
+  }
+  // The same with all elements 0.
   void reset(size_t rows, size_t cols) {
     rows_ = rows;
     cols_ = cols;

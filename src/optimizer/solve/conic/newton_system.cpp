@@ -237,6 +237,12 @@ void NewtonSystem::factor(const Scalings& scalings) {
   }
 }
 
+double NewtonSystem::num_multiplications() const {
+  double sum = ldl_.num_multiplications();
+  for (const MatrixProducts& products : products_) sum += products.num_multiplications();
+  return sum;
+}
+
 void NewtonSystem::add_matrix_values(const Scalings& scalings) {
   end_.products.fill(0.0);
   for (size_t m = 0; m < products_.size(); ++m) {

@@ -44,6 +44,8 @@ class NewtonSystem {
   // The products of a matrix variable's rows with the scaling of the last factorization.
   const MatrixProducts& products(size_t m) const { return products_[m]; }
   int64_t num_factor_elements() const { return ldl_.num_elements(); }
+  // Of products and factorization, in the time of those in products of matrices.
+  double num_multiplications() const;
   int32_t dense_order() const { return ldl_.dense_order(); }
   bool has_supernodes() const { return ldl_.has_supernodes(); }
 

@@ -38,7 +38,7 @@ void factor_block(MatrixView block, std::span<const int8_t> signs, const PivotRu
 
 void divide_by_block(const DenseAlgebra* algebra, ConstMatrixView block, MatrixView panel) {
   if (algebra != nullptr) {
-    algebra->divide_by_unit_triangle(block, panel);
+    algebra->divide_from_right(block, Diagonal::kUnit, panel);
     return;
   }
   for (size_t c = 0; c < panel.cols(); ++c) {

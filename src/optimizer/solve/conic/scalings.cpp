@@ -2,6 +2,7 @@
 #include "solve/conic/scalings.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "solve/conic/make_cone.h"
 
@@ -16,7 +17,7 @@ double step_to_zero(double value, double change, double limit) {
 }  // namespace
 
 Scalings::Scalings(const ConicProblem& problem, const DenseAlgebra* algebra)
-    : problem_(problem), bounds_(problem.bounds.size(), 1.0) {
+    : problem_(problem), algebra_(algebra), bounds_(problem.bounds.size(), 1.0) {
   degree_ += static_cast<double>(problem.bounds.size());
   for (const ConeBlock& block : problem.cones) {
     cones_.push_back(make_cone(block));
@@ -62,10 +63,28 @@ bool Scalings::update(const Iterate& at) {
     gather(problem_.cones[c], at.cone_dual, &z);
     if (!cones_[c]->update({s, z}, path_mu)) return false;
   }
+  std::vector<char> is_inside(matrices_.size());
+  for_each_matrix([&](size_t m) { is_inside[m] = matrices_[m].update(at.matrices[m]) ? 1 : 0; });
+  return std::find(is_inside.begin(), is_inside.end(), 0) == is_inside.end();
+}
+
+void Scalings::for_each_matrix(const std::function<void(size_t)>& work) const {
+  constexpr double kShare = 0.5;  // of what a thread does in the mean
+  const auto size_of = [&](size_t m) { return std::pow(problem_.matrices[m].dimension, 3); };
+  double all = 0.0;
+  for (size_t m = 0; m < matrices_.size(); ++m) all += size_of(m);
+  ThreadTeam* const team = algebra_ == nullptr ? nullptr : algebra_->team_for(all);
+  const double large =
+      team == nullptr ? 0.0 : kShare * all / static_cast<double>(team->num_threads());
+  std::vector<size_t> others;
   for (size_t m = 0; m < matrices_.size(); ++m) {
-    if (!matrices_[m].update(at.matrices[m])) return false;
+    if (team == nullptr || size_of(m) > large) {
+      work(m);
+    } else {
+      others.push_back(m);
+    }
   }
-  return true;
+  run_pieces(team, others.size(), [&](size_t piece, size_t) { work(others[piece]); });
 }
 
 double Scalings::step_length(const Iterate& at, const Step& step) const {
@@ -77,9 +96,10 @@ double Scalings::step_length(const Iterate& at, const Step& step) const {
     limit = step_to_zero(at.s[k], step.s[k], limit);
     limit = step_to_zero(at.z[k], step.z[k], limit);
   }
-  for (size_t m = 0; m < matrices_.size(); ++m) {
-    limit = conic::step_length(matrices_[m], step.matrices[m], limit);
-  }
+  std::vector<double> limits(matrices_.size(), limit);
+  for_each_matrix(
+      [&](size_t m) { limits[m] = conic::step_length(matrices_[m], step.matrices[m], limit); });
+  for (const double length : limits) limit = std::min(limit, length);
   std::vector<double> s, ds, z, dz;
   for (size_t c = 0; c < cones_.size(); ++c) {
     const ConeBlock& block = problem_.cones[c];

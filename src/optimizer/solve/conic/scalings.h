@@ -5,6 +5,7 @@
 // direction its right-hand sides, and the step its length.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -36,12 +37,16 @@ class Scalings {
   const ScaledCone& cone(size_t c) const { return *cones_[c]; }
   MatrixScaling& matrix(size_t m) { return matrices_[m]; }
   const MatrixScaling& matrix(size_t m) const { return matrices_[m]; }
+  // Does something for each matrix variable by its number, which concerns no other one: with all
+  // threads for those with a large share of the work, and for the others side by side.
+  void for_each_matrix(const std::function<void(size_t)>& work) const;
 
   // The share of the way to the boundary that a step goes at least.
   static constexpr double kLeastToBoundary = 0.9;
 
  private:
   const ConicProblem& problem_;
+  const DenseAlgebra* algebra_;
   double degree_ = 1.0;
   std::vector<double> bounds_;
   std::vector<std::unique_ptr<ScaledCone>> cones_;

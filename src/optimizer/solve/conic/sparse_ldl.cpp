@@ -65,6 +65,9 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   solution_.resize(index(order_));
   is_supernodal_ = has_long_columns(counts);
   if (!is_supernodal_) return prepare_rows(counts);
+  for (const int64_t count : std::span(counts).first(index(num_leading_))) {
+    supernodal_multiplications_ += 0.5 * static_cast<double>(count) * static_cast<double>(count);
+  }
   supernodes_.analyze({permuted_.start, permuted_.row, parent_, counts, num_leading_});
 }
 
@@ -203,6 +206,10 @@ int64_t SparseLdl::num_elements() const {
   const int64_t tail = dense_order();
   const int64_t leading = is_supernodal_ ? supernodes_.num_elements() : start_.back();
   return leading + tail * (tail + 1) / 2;
+}
+
+double SparseLdl::num_multiplications() const {
+  return supernodal_multiplications_ + std::pow(dense_order(), 3) / 6.0;
 }
 
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,

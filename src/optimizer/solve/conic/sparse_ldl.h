@@ -54,6 +54,8 @@ class SparseLdl {
   void solve(std::span<double> rhs) const;
 
   int64_t num_elements() const;
+  // Of a factorization, in its supernodes and in its dense end.
+  double num_multiplications() const;
   int32_t dense_order() const { return order_ - num_leading_; }
   // Whether the leading part is factored by supernodes.
   bool has_supernodes() const { return is_supernodal_; }
@@ -90,6 +92,7 @@ class SparseLdl {
   std::vector<int32_t> parent_;    // elimination tree, by place
   Permuted permuted_;
   bool is_supernodal_ = false;
+  double supernodal_multiplications_ = 0.0;
   SupernodalLdl supernodes_;
   // Else the leading columns of L by rows, and D. The ends grow while rows are factored.
   std::vector<int64_t> start_, column_end_;

@@ -286,7 +286,10 @@ TEST(CbfRead, ChangesAreLeftOutWithAWarning) {
 
 TEST(CbfRead, ErrorsNameThePlace) {
   const std::string start = "VER\n3\nOBJSENSE\nMIN\nVAR\n2 1\nF 2\n";  // 7 lines
-  const std::pair<std::string, const char*> cases[] = {
+  const std::string cone =
+      "text:10:1: the name of a cone was expected (F, L+, L-, L=, Q, QR, EXP, EXP*, @0:POW, "
+      "@0:POW*), found ";
+  const std::pair<std::string, std::string> cases[] = {
       {"", "text:0: the file ends here, without VER"},
       {"VER\n2\n", "text:2: the file ends here, without OBJSENSE"},
       {"OBJSENSE\nMIN\n",
@@ -296,6 +299,10 @@ TEST(CbfRead, ErrorsNameThePlace) {
       {"VER\n1\nVER\n1\n", "text:3:1: a second item of this kind, found 'VER'"},
       {"VER\n1\nOBJSENSE\nmin\n", "text:4:1: MIN or MAX was expected, found 'min'"},
       {start + "FOO\n", "text:8:1: a keyword was expected, found 'FOO'"},
+      {start + "OBJACORD\n",
+       "text:8:1: a keyword was expected, found 'OBJACORD'; did you mean 'OBJACOORD'?"},
+      {start + "acoord\n",
+       "text:8:1: a keyword was expected, found 'acoord'; did you mean 'ACOORD'?"},
       {start + "CON 3\n", "text:8:5: nothing more was expected in this line, found '3'"},
       {start + "PSDVARRANK1\n1\n0\n",
        "text:8: an item of this kind cannot be taken: matrices of rank one"},
@@ -314,15 +321,14 @@ TEST(CbfRead, ErrorsNameThePlace) {
       {start + "CON\n2 1\nSVECPSD 2\n",
        "text:10:1: a cone of version 4, which cannot be taken: for the order of its members no two "
        "programs vouch, found 'SVECPSD'"},
-      {start + "CON\n2 1\nPSD 2\n", "text:10:1: the name of a cone was expected, found 'PSD'"},
+      {start + "CON\n2 1\nPSD 2\n", cone + "'PSD'"},
       {start + "CON\n2 1\nEXP 2\n", "text:10:5: a cone of this kind has 3 members, found '2'"},
       {start + "CON\n1 1\nQR 1\n",
        "text:10:4: a cone of this kind has at least 2 members, found '1'"},
       {start + "CON\n2 1\n@0:POW 2\n",
        "text:10:1: the exponents of this power cone are not there before this, found '@0:POW'"},
-      {start + "CON\n2 1\n@x:POW 2\n",
-       "text:10:1: the name of a cone was expected, found '@x:POW'"},
-      {start + "CON\n2 1\n@0 2\n", "text:10:1: the name of a cone was expected, found '@0'"},
+      {start + "CON\n2 1\n@x:POW 2\n", cone + "'@x:POW'"},
+      {start + "CON\n2 1\n@0 2\n", cone + "'@0'"},
       {start + "POWCONES\n1 2\n2\n1\n0\n", "text:12:1: an exponent must be positive, found '0'"},
       {start + "POWCONES\n1 2\n3\n",
        "text:10:1: a number of exponents, an integer from 1 to 2, was expected, found '3'"},

@@ -431,6 +431,8 @@ TEST(LpRead, AUnitIsNoVariable) {
   EXPECT_EQ(error_of(" c: x <= 20 kg\n d: kg >= 3", ""), "");
   EXPECT_EQ(error_of(" c: x <= 20 kg", "Bounds\n kg >= 3"), "");
   EXPECT_EQ(error_of(" c: x <= 20 kg", "Generals\n kg"), "");
+  EXPECT_EQ(error_of(" c: x <= 20 kg + 3", ""), "text:4:13" + std::string(kUnit));
+  EXPECT_EQ(error_of(" c: x <= 3 + 20 kg", ""), "text:4:17" + std::string(kUnit));
   EXPECT_EQ(error_of(" c: x <= 20 kg + 3 lb", ""), "");
   EXPECT_EQ(error_of(" c: x <= 3 * kg", ""), "");
   EXPECT_EQ(error_of(" c: x <= 20 y", "Bounds\n x <= 4kg\n"),
@@ -784,6 +786,22 @@ Cones
        "text:6:10: 'interior', 'basic' or 'integer' was expected, found 'optimal'"},
       {in_file("", "Solution basic\n variable z = basic 1 2 3\n"),
        "text:7:11: the name of a part of the model was expected, found 'z'"},
+      {in_file("", "Cones\n k: quadratik x y\n"),
+       "text:7:5: the kind of a cone was expected, found 'quadratik'; did you mean 'quadratic'?"},
+      {in_file("", " d: xx >= 1\nSolution basic\n variable xxx = 1\n"),
+       "text:8:11: the name of a part of the model was expected, found 'xxx'; did you mean 'xx'?"},
+      {in_file("", " wood: x >= 1\nSolution basic\n constraint wod = 1\n"),
+       "text:8:13: the name of a part of the model was expected, found 'wod'; did you mean "
+       "'wood'?"},
+      {in_file("", "Solution basic\n varable x = 1\n"),
+       "text:7:2: an item of a solution was expected, found 'varable'; did you mean 'variable'?"},
+      {in_file("", "Solution bsic\n"),
+       "text:6:10: 'interior', 'basic' or 'integer' was expected, found 'bsic'; did you mean "
+       "'basic'?"},
+      {in_file("", "Solution basic\n status optmal\n"),
+       "text:7:9: the word of a status was expected, found 'optmal'; did you mean 'optimal'?"},
+      {in_file("", "Solution basic\n variable x = bsic 1\n"),
+       "text:7:15: a status key or a number was expected, found 'bsic'; did you mean 'basic'?"},
       {in_file("", "Solution basic\nBounds\n x <= 1\n"),
        "text:8:2: solutions come behind the model, but this follows them, found 'x'"},
   };

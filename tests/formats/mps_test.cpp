@@ -222,6 +222,11 @@ ENDATA
   EXPECT_TRUE(maximize.model.maximize);
   EXPECT_EQ(maximize.warnings, as_warning("text:1:8: the sense of the objective is taken from this "
                                           "comment, found 'Maximize'\n"));
+  for (const char* comment : {"* SENSE: MAX\n", "*\tsense :  Maximize \n"}) {
+    const Reading blanks = read(comment + rest);
+    EXPECT_TRUE(blanks.model.maximize) << comment;
+    EXPECT_NE(blanks.warnings.find("is taken from this comment"), std::string::npos) << comment;
+  }
   const Reading minimize = read("*SENSE:Minimize\n" + rest);
   EXPECT_FALSE(minimize.model.maximize);
   EXPECT_EQ(minimize.warnings, "");

@@ -22,7 +22,7 @@ void append_row(const char* what, const std::string& name, StatusKey key, double
   file->append('\t' + name + '\t' + kKeys[static_cast<size_t>(key)]);
   for (const double figure : {value, dual, now, range[0], range[1], range[2], range[3]}) {
     file->append('\t');
-    file->append_number(figure);
+    file->append_number(figure + 0.0);  // no -0
   }
   file->append('\n');
 }

@@ -63,6 +63,20 @@ bool fits(const Model& model, const Solution& held) {
          (held.snx.empty() || held.snx.size() == num_var);
 }
 
+// Integers that come from a file with nothing but values have no status; continuous values without
+// one may be those of a basis that has none.
+bool is_point(const MinimizeProblem& problem) {
+  switch (problem.start->status) {
+    case SolutionStatus::kOptimal:
+    case SolutionStatus::kIntegerOptimal:
+    case SolutionStatus::kPrimalFeasible:
+    case SolutionStatus::kPrimalAndDualFeasible:
+      return true;
+    default:
+      return problem.start->status == SolutionStatus::kUnknown && problem.model.is_mixed_integer();
+  }
+}
+
 bool has_every_key(const Solution& held) {
   const auto is_known = [](StatusKey key) { return key != StatusKey::kUnknown; };
   return std::all_of(held.skx.begin(), held.skx.end(), is_known) &&
@@ -95,36 +109,18 @@ bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan,
   return holds;
 }
 
-namespace {
-
-// Integers that come from a file with nothing but values have no status.
-bool has_untold_integers(const MinimizeProblem& problem) {
-  return problem.start != nullptr && problem.model.is_mixed_integer() &&
-         problem.start->status == SolutionStatus::kUnknown && fits(problem.model, *problem.start);
-}
-
-}  // namespace
-
 bool find_held_point(const MinimizeProblem& problem, BackendResult* point) {
   if (problem.start == nullptr || !fits(problem.model, *problem.start)) return false;
-  const SolutionStatus status = problem.start->status;
-  const bool is_point =
-      status == SolutionStatus::kOptimal || status == SolutionStatus::kIntegerOptimal ||
-      status == SolutionStatus::kPrimalFeasible || status == SolutionStatus::kPrimalAndDualFeasible;
-  if (is_point) *point = answer_of(problem, *problem.start);
-  return is_point;
+  if (!is_point(problem)) return false;
+  *point = answer_of(problem, *problem.start);
+  return true;
 }
 
 void keep_held_point(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                      BackendResult* result) {
   const bool has_none = result->outcome == Outcome::kStopped && result->x.empty();
   BackendResult held;
-  if (!has_none) return;
-  if (has_untold_integers(problem)) {
-    held = answer_of(problem, *problem.start);
-  } else if (!find_held_point(problem, &held)) {
-    return;
-  }
+  if (!has_none || !find_held_point(problem, &held)) return;
   if (primal_violation(problem.model, held.x, held.barx) > tolerances.primal) return;
   held.outcome = result->outcome;
   held.termination = result->termination;

@@ -11,8 +11,7 @@ namespace vorlan {
 // basis that is done at once, and to the tolerances of now.
 bool take_held_answer(const MinimizeProblem& problem, const SolvePlan& plan, BackendResult* result);
 
-// The point that the task holds by its status, feasible for the model or not; false if it holds
-// none.
+// The point that the task holds, feasible for the model or not; false if it holds none.
 bool find_held_point(const MinimizeProblem& problem, BackendResult* point);
 
 // Gives a solve that was stopped without a point the one that the task held, if that is feasible

@@ -64,6 +64,27 @@ SolveEnd make_end(const MinimizeProblem& problem, const SolvePlan& plan, Answer&
   return end;
 }
 
+// A child that was killed has not measured the point that it kept. Here it is measured if that takes
+// no longer than to read the model.
+void measure_kept_point(const MinimizeProblem& problem, const SolvePlan& plan, Answer* answer) {
+  constexpr double kMostWork = 1e7;
+  const Model& model = problem.model;
+  double work = 0.0;  // of the eigenvalues of matrix variables
+  for (const MatrixVariable& variable : model.matrix_vars) work += std::pow(variable.dimension, 3);
+  const bool is_unmeasured = answer->result.outcome == Outcome::kStopped &&
+                             !std::isfinite(answer->verdict.residuals.primal);
+  if (!is_unmeasured || model.is_quadratic() || work > kMostWork) return;
+  answer->verdict = check_answer(problem, plan.solution, &answer->result);
+}
+
+// Backends know a target as a cutoff.
+void tell_target_from_cutoff(const Task& task, SolveEnd* end) {
+  const bool has_target =
+      end->termination == Code::kTrmObjectiveCutoff && end->solution.defined &&
+      reaches_target(task.model, task.parameters, end->solution.primal_objective);
+  if (has_target) end->termination = Code::kTrmObjectiveTarget;
+}
+
 // In this process, where that is safe, before a fork beside other threads.
 void load_libraries(const SolvePlan& plan) {
   const bool forks_beside_threads = plan.in_child && !__libc_single_threaded;
@@ -288,10 +309,12 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
                                 : run_here(work, task, &listener, &answer);
   if (!status.ok()) return status;
 
+  measure_kept_point(problem, plan, &answer);
   extras->ranging = stated_ranging(task->model, std::move(answer.result.ranging));
   extras->conflict = std::move(answer.conflict);
   SolveEnd end = make_end(problem, plan, std::move(answer));
   end.seconds = listener.elapsed();
+  tell_target_from_cutoff(*task, &end);
   *termination = end.termination;
   if (extras->on_progress) extras->on_progress(make_last_record(task->model, end));
   log_end(*task, end);

@@ -91,14 +91,21 @@ double ray_objective(const Solution& solution) {
   return is_primal_ray(solution) ? solution.primal_objective : solution.dual_objective;
 }
 
-std::string describe_solution(const Solution& solution, const Residuals& residuals) {
+// The point that was found or kept, if the solve has one.
+bool has_point(const SolveEnd& end) {
+  const bool is_point = end.outcome == Outcome::kOptimal || end.outcome == Outcome::kStopped;
+  return end.solution.defined && is_point && !is_ray(end.solution);
+}
+
+std::string describe_solution(const SolveEnd& end) {
+  const Solution& solution = end.solution;
   std::string text = format_text("  problem status    %s\n  solution status   %s\n",
                                  word_of(kProblemStatuses, solution.problem_status),
                                  word_of(kSolutionStatuses, solution.status));
   const double along_ray = ray_objective(solution);
   if (std::isfinite(along_ray)) {
     text += format_text("  ray objective     %.10e\n", along_ray);
-  } else if (!is_ray(solution) && std::isfinite(residuals.primal)) {
+  } else if (has_point(end)) {
     text += format_text("  objective         %.10e\n", solution.primal_objective);
   }
   return text;
@@ -254,7 +261,7 @@ void log_end(const Task& task, const SolveEnd& end) {
   }
   text += '\n';
   if (solution.defined) {
-    text += describe_solution(solution, residuals);
+    text += describe_solution(end);
     if (end.kind == SolutionKind::kInterior) text += describe_duality(solution, residuals);
   } else {
     text += format_text("  no %s solution found\n", word_of(kSolutionKindNames, end.kind));
@@ -264,6 +271,9 @@ void log_end(const Task& task, const SolveEnd& end) {
   }
   if (integer && std::isfinite(progress.relative_gap)) {
     text += format_text("  relative gap      %.2e\n", progress.relative_gap);
+  }
+  if (has_point(end) && !std::isfinite(residuals.primal)) {
+    text += "  violations        not measured: that takes longer than a stop may\n";
   }
   if (solution.defined && residuals.primal > 0.0 && std::isfinite(residuals.primal)) {
     text += format_text("  primal violation  %.1e\n", residuals.primal);

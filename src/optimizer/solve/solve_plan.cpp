@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "task/parameter_index.h"
 
@@ -16,6 +17,13 @@ constexpr double kConicAllowance = 100.0;
 
 // Objectives that differ by no more of their size are one.
 constexpr double kSameObjective = 1e-9;
+
+// The target, with an allowance for rounding, in terms of the minimization.
+std::optional<double> minimized_target(const Model& model, const Parameters& parameters) {
+  const double target = parameters.get(DoubleParam::kMipTargetObjective);
+  if (!model.is_mixed_integer() || !std::isfinite(target)) return std::nullopt;
+  return model.sense_factor() * target + kSameObjective * std::fabs(target);
+}
 
 }  // namespace
 
@@ -32,12 +40,16 @@ Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters) {
   const double lower = parameters.get(DoubleParam::kLowerCutoff);
   const double upper = parameters.get(DoubleParam::kUpperCutoff);
   Cutoffs cutoffs = model.maximize ? Cutoffs{-upper, -lower} : Cutoffs{lower, upper};
-  const double target = parameters.get(DoubleParam::kMipTargetObjective);
-  if (!model.is_mixed_integer() || !std::isfinite(target)) return cutoffs;
-  // Below the cutoff is what is as good as the target, up to rounding.
-  const double reached = model.sense_factor() * target + kSameObjective * std::fabs(target);
-  cutoffs.lower = std::max(cutoffs.lower, reached + std::numeric_limits<double>::min());
+  const std::optional<double> target = minimized_target(model, parameters);
+  if (!target) return cutoffs;
+  // Below the cutoff is what reaches the target.
+  cutoffs.lower = std::max(cutoffs.lower, *target + std::numeric_limits<double>::min());
   return cutoffs;
+}
+
+bool reaches_target(const Model& model, const Parameters& parameters, double objective) {
+  const std::optional<double> target = minimized_target(model, parameters);
+  return target && model.sense_factor() * objective <= *target;
 }
 
 AskedTolerances::AskedTolerances(const Model& model, const Parameters& parameters)

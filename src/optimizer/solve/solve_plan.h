@@ -19,6 +19,10 @@ bool wants_interior_point(const Parameters& parameters);
 // The objective cutoffs of the parameters, which are in the task's own sense.
 Cutoffs minimized_cutoffs(const Model& model, const Parameters& parameters);
 
+// True if the objective, in the task's own sense, is as good as the target that a mixed-integer
+// solve may end with.
+bool reaches_target(const Model& model, const Parameters& parameters, double objective);
+
 // The residuals that the parameters ask of an answer.
 struct AskedTolerances {
   double primal;

@@ -255,17 +255,23 @@ RHS
 }
 
 // A point beyond the cutoff is found: the best is further still. A target says the same without a
-// word on the sense.
+// word on the sense, and the log says which of them it was.
 TEST(ParameterEffect, CutoffEndsAMixedIntegerSolveWithAGoodPoint) {
   for (const bool maximize : {true, false}) {
     const char* cutoff =
         maximize ? "VLN_DPAR_UPPER_OBJECTIVE_CUTOFF" : "VLN_DPAR_LOWER_OBJECTIVE_CUTOFF";
-    for (const char* name : {cutoff, "VLN_DPAR_MIP_TARGET_OBJECTIVE"}) {
+    for (const std::string name : {cutoff, "VLN_DPAR_MIP_TARGET_OBJECTIVE"}) {
+      const bool is_target = name != cutoff;
       TestTask task;
       ASSERT_EQ(task.read(hard_model_about_1000(maximize)), VLN_RES_OK);
-      ASSERT_EQ(VLN_putparam(task, name, maximize ? "900" : "1100"), VLN_RES_OK);
+      ASSERT_EQ(VLN_putparam(task, name.c_str(), maximize ? "900" : "1100"), VLN_RES_OK);
       ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
-      EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_OBJECTIVE_CUTOFF") << name;
+      EXPECT_EQ(code_name(task.solve()),
+                is_target ? "VLN_RES_TRM_OBJECTIVE_TARGET" : "VLN_RES_TRM_OBJECTIVE_CUTOFF");
+      EXPECT_NE(task.log().find(is_target ? "ended: A point was found that is as good as the target"
+                                          : "ended: The optimal objective is beyond a cutoff"),
+                std::string::npos)
+          << task.log();
       const double distance = std::fabs(task.objective(kInteger) - 1000.0);
       EXPECT_LE(distance, 100.0);
       EXPECT_EQ(task.solution_status(kInteger), solsta::kPrimalFeasible);

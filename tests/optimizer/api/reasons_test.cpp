@@ -257,6 +257,7 @@ Ranges our_ranges(const std::string& lp, const char* method) {
   std::getline(lines, line);
   EXPECT_EQ(line.rfind("what\tname\tkey\t", 0), 0u) << line;
   while (std::getline(lines, line)) {
+    EXPECT_EQ(line.find("\t-0\t"), std::string::npos) << line;
     std::istringstream words(line);
     std::string what, name, key, value, dual, now, least, most;
     words >> what >> name >> key >> value >> dual >> now >> least >> most;
@@ -298,6 +299,18 @@ Ranges peer_ranges(const std::string& lp) {
                                                         peer_number(second[at - 4])};
   }
   return ranges;
+}
+
+// A side that is none of the basis: the values to which the constraint can be pressed.
+TEST(Reasons, RangesOfAConstraintThatIsNotTight) {
+  const Ranges ranges = our_ranges(
+      "minimize\n o: 2 x + 3 y - z\nsubject to\n b: x + 2 y + z <= 10\n d: x + z <= 8\n"
+      " e: x + y = 0\n f: z - x <= 0\nbounds\n x <= 5\n y free\nend\n",
+      "dual_simplex");
+  ASSERT_EQ(ranges.count("side b"), 1u);
+  EXPECT_EQ(ranges.at("side b").key, "basic");
+  EXPECT_NEAR(ranges.at("side b").least, -5.0, 1e-6);
+  EXPECT_NEAR(ranges.at("side b").most, 0.0, 1e-6);
 }
 
 TEST(Reasons, RangesAreThoseOfAPeer) {

@@ -202,8 +202,9 @@ and the rest
 )");
 }
 
-// More text than the pipe and the reader take at a time, so that milestones overtook it.
-TEST_F(ChildProcess, AMilestoneStandsBehindTheTextThatCameBeforeIt) {
+// More text than the pipe and the reader take at a time, so that milestones overtook it, and text
+// overtook milestones.
+TEST_F(ChildProcess, MilestonesAndTextStandInTheOrderInWhichTheyCame) {
   constexpr int kRounds = 100;
   task_.model.var_kind = {VarKind::kInteger, VarKind::kInteger};
   const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer*) -> Status {
@@ -224,6 +225,8 @@ TEST_F(ChildProcess, AMilestoneStandsBehindTheTextThatCameBeforeIt) {
     if (text == std::string::npos) continue;
     ASSERT_NE(milestone, std::string::npos) << k;
     EXPECT_LT(text, milestone) << k;
+    const size_t next_text = caller_.log.find(" text " + std::to_string(k + 1) + '\n');
+    EXPECT_LT(milestone, next_text) << k;
   }
 }
 
@@ -252,7 +255,8 @@ TEST_F(ChildProcess, TextThatCameWithTheAnswerIsRead) {
   ASSERT_TRUE(child.start(work, task_.parameters, listener).ok());
   while (!child.is_complete()) usleep(1000);
   std::string text;
-  child.look(vorlan::ChildProcess::Pipe::kSilent, [&](std::string_view line) { text += line; });
+  child.look(vorlan::ChildProcess::Pipe::kSilent);
+  child.tell_text([&](std::string_view line) { text += line; });
   EXPECT_TRUE(child.is_over());
   EXPECT_EQ(text, "the last line\n");
   EXPECT_TRUE(child.leave(&task_).ok());

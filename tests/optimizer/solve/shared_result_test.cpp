@@ -20,7 +20,7 @@ void add_milestones(int first, int last, SharedResult* shared) {
 std::vector<double> take_milestones(SharedResult* shared) {
   std::vector<double> objectives;
   Milestone milestone;
-  while (objectives.size() < 1000 && shared->take_milestone(0, &milestone)) {
+  while (objectives.size() < 1000 && shared->take_milestone(&milestone)) {
     objectives.push_back(milestone.progress.objective);
   }
   return objectives;
@@ -46,18 +46,6 @@ TEST(SharedResult, OfAStormOfMilestonesTheFirstAreLost) {
   for (size_t k = 0; k < taken.size(); ++k) {
     EXPECT_EQ(taken[k], 901.0 - static_cast<double>(taken.size() - k));
   }
-}
-
-TEST(SharedResult, AMilestoneWaitsForTheTextBeforeIt) {
-  SharedResult shared{Model()};
-  ASSERT_TRUE(shared.mapped());
-  Milestone milestone;
-  milestone.text_before = 5;
-  shared.add_milestone(milestone);
-  Milestone taken;
-  EXPECT_FALSE(shared.take_milestone(4, &taken));
-  EXPECT_TRUE(shared.take_milestone(5, &taken));
-  EXPECT_FALSE(shared.take_milestone(5, &taken));
 }
 
 }  // namespace

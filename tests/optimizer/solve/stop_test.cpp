@@ -232,6 +232,10 @@ TEST(StopConic, AnIterationThatIsLongerThanTheGraceLeavesTheLastIterate) {
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
   ASSERT_TRUE(task.defined(kInterior)) << task.log();
   EXPECT_GT(std::fabs(task.objective(kInterior)), 0.0);
+  const std::string end = task.log().substr(task.log().find("Optimization ended"));
+  EXPECT_NE(end.find("\n  objective "), std::string::npos) << end;
+  // Where the process had to be killed, nobody has measured them.
+  EXPECT_NE(end.find(" violation"), std::string::npos) << end;
 }
 
 // Neither after a solve that ended by itself nor after one that was stopped.

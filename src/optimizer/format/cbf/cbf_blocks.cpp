@@ -12,6 +12,13 @@
 #include "task/text.h"
 
 namespace vorlan {
+namespace {
+
+// Names so short are near to any word: they are all named.
+constexpr const char* kConeExpected =
+    "the name of a cone was expected (F, L+, L-, L=, Q, QR, EXP, EXP*, @0:POW, @0:POW*)";
+
+}  // namespace
 
 // COUNT TOTAL, then for each the number of its exponents and these, one a line.
 bool CbfBlocks::read_table(PowerTable* table) {
@@ -99,7 +106,7 @@ bool CbfBlocks::read_domain(CbfDomain* domain) {
   return lines_.fail(word, is_vectorized_cone(word)
                                ? "a cone of version 4, which cannot be taken: for the order of its "
                                  "members no two programs vouch"
-                               : "the name of a cone was expected");
+                               : kConeExpected);
 }
 
 // "@K:POW"
@@ -111,7 +118,7 @@ bool CbfBlocks::read_power_domain(std::string_view word, CbfDomain* domain) {
                    [name](const CbfCone& c) { return c.word == name && is_power(c.kind); });
   int32_t place = 0;
   if (cone == std::end(kCbfCones) || !parse_int32(word.substr(1, colon - 1), &place)) {
-    return lines_.fail(word, "the name of a cone was expected");
+    return lines_.fail(word, kConeExpected);
   }
   const PowerTable& table = cone->kind == ConeKind::kPower ? power_cones_ : dual_power_cones_;
   if (place < 0 || place >= static_cast<int64_t>(table.size())) {

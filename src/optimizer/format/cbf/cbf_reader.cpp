@@ -6,6 +6,7 @@
 
 #include "format/cbf/cbf.h"
 #include "format/cbf/cbf_words.h"
+#include "format/common/nearest.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -67,8 +68,10 @@ bool CbfReader::read_items() {
 bool CbfReader::read_item() {
   const std::string_view word = reading_.lines.take_word();
   const auto* const item = std::find_if(std::begin(kItems), std::end(kItems),
-                                        [word](const Item& i) { return i.keyword == word; });
-  if (item == std::end(kItems)) return reading_.lines.fail(word, "a keyword was expected");
+                                        [word](const Item& i) { return i.word == word; });
+  if (item == std::end(kItems)) {
+    return reading_.lines.fail(word, "a keyword was expected", advice_on_capitals(kItems, word));
+  }
   return begin_item(*item, word) && reading_.lines.expect_end() && item->read(this);
 }
 

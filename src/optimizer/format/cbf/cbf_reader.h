@@ -30,7 +30,7 @@ class CbfReader {
  private:
   enum class Group : uint8_t { kAnywhere, kStructure, kCoordinates };
   struct Item {
-    std::string_view keyword;
+    std::string_view word;
     Group group;
     bool (*read)(CbfReader*);
   };

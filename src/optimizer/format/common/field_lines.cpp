@@ -30,8 +30,8 @@ bool FieldLines::expect_end() {
   return rest().empty() || fail(rest(), "nothing more was expected in this line");
 }
 
-bool FieldLines::fail(std::string_view word, std::string_view what) {
-  failure_ = text_.error(word, what);
+bool FieldLines::fail(std::string_view word, std::string_view what, std::string_view help) {
+  failure_ = text_.error(word, what, help);
   return false;
 }
 

@@ -47,7 +47,7 @@ class FieldLines {
   bool expect_end();
 
   // Always false.
-  bool fail(std::string_view word, std::string_view what);
+  bool fail(std::string_view word, std::string_view what, std::string_view help = {});
   bool fail_line(std::string_view what);
   // The line `second` gives a place that the line `first` has given.
   bool fail_twice(int64_t first, int64_t second);

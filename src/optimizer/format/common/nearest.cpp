@@ -27,8 +27,18 @@ void Nearest::consider(std::string_view name) {
   best_ = distance;
 }
 
-std::string Nearest::advice() const {
-  return name_.empty() ? std::string() : "; did you mean '" + printable(name_) + "'?";
+std::string Nearest::advice() const { return name_.empty() ? std::string() : did_you_mean(name_); }
+
+std::string did_you_mean(std::string_view name) {
+  return "; did you mean '" + printable(name) + "'?";
+}
+
+std::string in_capitals(std::string_view word) {
+  std::string capitals(word);
+  for (char& c : capitals) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return capitals;
 }
 
 std::string advice_on(const NameList& names, size_t count, std::string_view word) {

@@ -128,6 +128,7 @@ bool LpExpressions::read_name_item(const LpSide& side, Sign sign, LpContent* con
 bool LpExpressions::read_term(const LpSide& side, double coefficient, LpContent* content) {
   const LpToken& token = tokens_.token();
   content->terms = true;
+  ++content->num_terms;
   if (!std::isfinite(coefficient)) return tokens_.fail("a coefficient must be finite");
   if (!side.behind_terms) reading_.variables.settle(token.text);
   if (!add_term(side.con, coefficient, token.text)) return false;

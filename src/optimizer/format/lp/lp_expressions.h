@@ -28,6 +28,7 @@ struct LpContent {
   bool terms = false;
   bool said = false;   // anything at all
   bool alone = false;  // nothing but one item
+  int num_terms = 0;   // linear ones
   double constant = 0.0;
 };
 

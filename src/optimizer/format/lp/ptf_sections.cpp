@@ -62,7 +62,9 @@ bool PtfSections::read_cone_name() {
 bool PtfSections::read_cone_kind(Cone* cone) {
   if (tokens_.kind() != LpKind::kName ||
       !find_ptf_word(kPtfConeKinds, tokens_.token().text, &cone->kind)) {
-    return tokens_.fail("the kind of a cone was expected");
+    const std::string_view word = tokens_.token().text;
+    return tokens_.fail(word, "the kind of a cone was expected",
+                        advice_on_words(kPtfConeKinds, word));
   }
   const bool power = cone->kind == ConeKind::kPower || cone->kind == ConeKind::kDualPower;
   tokens_.next();

@@ -11,6 +11,12 @@
 namespace vorlan {
 namespace {
 
+struct ItemWord {
+  std::string_view word;
+};
+constexpr ItemWord kItemWords[] = {{"problem"},  {"status"},     {"objective"}, {"dual_objective"},
+                                   {"variable"}, {"constraint"}, {"element"}};
+
 std::optional<size_t> find_place(const NameTable& table, std::string_view word) {
   const int32_t place = table.find(word);
   if (place < 0) return std::nullopt;
@@ -23,7 +29,9 @@ bool PtfSolutions::read() {
   SolutionKind kind = SolutionKind::kInterior;
   if (tokens_.kind() != LpKind::kName ||
       !find_ptf_word(kPtfSolutionKinds, tokens_.token().text, &kind)) {
-    return tokens_.fail("'interior', 'basic' or 'integer' was expected");
+    const std::string_view word = tokens_.token().text;
+    return tokens_.fail(word, "'interior', 'basic' or 'integer' was expected",
+                        advice_on_words(kPtfSolutionKinds, word));
   }
   solution_ = &reading_.file.solutions[static_cast<size_t>(kind)];
   if (solution_->defined) return tokens_.fail("a second solution of this kind");
@@ -71,8 +79,9 @@ bool PtfSolutions::read_line() {
 template <class Words, class Value>
 bool PtfSolutions::read_status(const Words& words, Value* value) {
   tokens_.next();
-  if (tokens_.kind() != LpKind::kName || !find_ptf_status(words, tokens_.token().text, value)) {
-    return tokens_.fail("the word of a status was expected");
+  const std::string_view word = tokens_.token().text;
+  if (tokens_.kind() != LpKind::kName || !find_ptf_status(words, word, value)) {
+    return tokens_.fail(word, "the word of a status was expected", ptf_status_advice(words, word));
   }
   tokens_.next();
   return tokens_.status().ok();
@@ -88,7 +97,8 @@ bool PtfSolutions::read_item(std::string_view kind) {
   const bool is_var = is_lp_word(kind, "variable");
   const bool is_con = is_lp_word(kind, "constraint");
   if (!is_var && !is_con && !is_lp_word(kind, "element")) {
-    return tokens_.fail("an item of a solution was expected");
+    return tokens_.fail(kind, "an item of a solution was expected",
+                        advice_on_words(kItemWords, kind));
   }
   tokens_.next();
   const std::string_view word = tokens_.token().text;
@@ -96,13 +106,21 @@ bool PtfSolutions::read_item(std::string_view kind) {
                                       : is_con ? find_place(reading_.con_table, word)
                                                : find_element(word);
   if (tokens_.kind() != LpKind::kName || !place) {
-    return tokens_.fail("the name of a part of the model was expected");
+    return tokens_.fail(word, "the name of a part of the model was expected",
+                        is_var   ? reading_.variables.nearest(word)
+                        : is_con ? advice_on_constraint(word)
+                                 : std::string());
   }
   tokens_.next();
   if (tokens_.kind() != LpKind::kEqual) return tokens_.fail("'=' was expected");
   tokens_.next();
   if (is_var) return read_variable(*place);
   return is_con ? read_constraint(*place) : read_element(*place);
+}
+
+std::string PtfSolutions::advice_on_constraint(std::string_view word) const {
+  const NameList& names = reading_.model.con_names;
+  return advice_on(names, reading_.model.con_lower.size(), word);
 }
 
 std::optional<size_t> PtfSolutions::find_element(std::string_view word) const {
@@ -120,7 +138,9 @@ bool PtfSolutions::read_status_key(StatusKey* key) {
   if (starts_figure()) return true;
   if (tokens_.kind() != LpKind::kName ||
       !find_ptf_word(kPtfStatusKeys, tokens_.token().text, key)) {
-    return tokens_.fail("a status key or a number was expected");
+    const std::string_view word = tokens_.token().text;
+    return tokens_.fail(word, "a status key or a number was expected",
+                        advice_on_words(kPtfStatusKeys, word));
   }
   tokens_.next();
   return true;

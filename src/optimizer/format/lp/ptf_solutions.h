@@ -27,6 +27,7 @@ class PtfSolutions {
   bool read_status(const Words& words, Value* value);
   bool read_objective(double* value);
   bool read_item(std::string_view kind);
+  std::string advice_on_constraint(std::string_view word) const;
   std::optional<size_t> find_element(std::string_view word) const;
   bool read_variable(size_t var);
   bool read_constraint(size_t con);

@@ -19,6 +19,12 @@ std::string ptf_status(std::string_view word) {
   return text;
 }
 
+std::string ptf_status_advice(std::span<const StatusWord> statuses, std::string_view text) {
+  Nearest nearest(text);
+  for (const StatusWord& entry : statuses) nearest.consider(ptf_status(entry.word));
+  return nearest.advice();
+}
+
 std::string encode_ptf_text(std::string_view text, PtfText kind) {
   std::string encoded;
   for (size_t i = 0; i < text.size(); ++i) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "format/common/nearest.h"
 #include "format/lp/lp_tokens.h"
 #include "task/model.h"
 #include "task/solution.h"
@@ -71,6 +72,8 @@ bool find_ptf_status(std::span<const StatusWord> statuses, std::string_view text
   }
   return false;
 }
+
+std::string ptf_status_advice(std::span<const StatusWord> statuses, std::string_view text);
 
 // The text with a code (byte_codes.h) for each byte that a line cannot have there.
 enum class PtfText : uint8_t { kName, kValue };  // of a parameter

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <optional>
 
 #include "file/numbers.h"
 #include "format/common/byte_codes.h"
@@ -172,12 +173,23 @@ Status MpsReader::next_line(std::string_view line) {
   return data_line(line);
 }
 
+namespace {
+
+// What stands behind "*SENSE:", around whose word and colon there may be blanks.
+std::optional<std::string_view> sense_of_comment(std::string_view line) {
+  constexpr std::string_view kSense = "SENSE";
+  std::string_view rest = trim_blanks(line.substr(1));
+  if (!same_word(rest.substr(0, kSense.size()), kSense)) return std::nullopt;
+  rest = trim_blanks(rest.substr(kSense.size()));
+  if (!rest.starts_with(':')) return std::nullopt;
+  return trim_blanks(rest.substr(1));
+}
+
+}  // namespace
+
 void MpsReader::comment_line(std::string_view line) {
   if (has_rows_) return;
-  constexpr std::string_view kSense = "*SENSE:";
-  if (same_word(line.substr(0, kSense.size()), kSense)) {
-    return sense_.take_comment(trim_blanks(line.substr(kSense.size())));
-  }
+  if (const auto sense = sense_of_comment(line)) return sense_.take_comment(*sense);
   reading_.encoded_names = reading_.encoded_names || line == kMpsEncodedNames;
   reading_.exact_numbers = reading_.exact_numbers || line == kMpsExactNumbers;
 }
@@ -205,13 +217,8 @@ Status MpsReader::unknown_section(std::string_view word) const {
   for (const ForeignSection& section : kForeignSections) {
     if (same_word(word, section.word)) return text_.error(word, section.advice);
   }
-  std::string capitals(word);
-  for (char& c : capitals) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  Nearest nearest(capitals);
-  for (const Section& section : kSections) nearest.consider(section.word);
-  return text_.error(word, "the name of a section was expected", nearest.advice());
+  return text_.error(word, "the name of a section was expected",
+                     advice_on_capitals(kSections, word));
 }
 
 // The name is all of the line but for a last word FREE, so that it can have blanks.

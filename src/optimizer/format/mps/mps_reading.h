@@ -16,8 +16,8 @@ struct MpsReading {
       : text(input), shown_name(input->shown_name()), model(*its_model), warnings(*its_warnings) {}
 
   // Warns about a word of the line at hand.
-  void warn(std::string_view word, std::string_view what) {
-    warnings.add(text.error(word, what).message());
+  void warn(std::string_view word, std::string_view what, std::string_view help = {}) {
+    warnings.add(text.error(word, what, help).message());
   }
   // Warns unless it was said before.
   void warn_once(bool* said, std::string_view word, std::string_view what) {

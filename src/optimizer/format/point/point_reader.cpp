@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,15 +50,14 @@ std::string unescaped(std::string_view text) {
   return plain;
 }
 
-// The text of an attribute in a line of XML.
-std::optional<std::string> attribute(std::string_view line, std::string_view name) {
+// The text of an attribute in a line of XML, as it stands there; without data where there is none.
+std::string_view attribute(std::string_view line, std::string_view name) {
   const std::string key = ' ' + std::string(name) + "=\"";
   const size_t begin = line.find(key);
-  if (begin == std::string_view::npos) return std::nullopt;
+  if (begin == std::string_view::npos) return {};
   const size_t first = begin + key.size();
   const size_t end = line.find('"', first);
-  if (end == std::string_view::npos) return std::nullopt;
-  return unescaped(line.substr(first, end - first));
+  return end == std::string_view::npos ? std::string_view() : line.substr(first, end - first);
 }
 
 class PointReader {
@@ -125,12 +123,15 @@ class PointReader {
 
   void take_element(std::string_view line) {
     in_markup_ = true;
-    const std::optional<std::string> name = attribute(line, "name");
-    const std::optional<std::string> value = attribute(line, "value");
-    if (!name || !value) return fail(line, "a name and a value were expected");
-    take_value(*name, line, *value);
+    const std::string_view name = attribute(line, "name");
+    const std::string_view value = attribute(line, "value");
+    if (name.data() == nullptr || value.data() == nullptr) {
+      return fail(line.substr(line.find('<')), "a name and a value were expected");
+    }
+    take_value(unescaped(name), name, value);
   }
 
+  // The place is where the name stands in the line.
   void take_value(std::string_view name, std::string_view place, std::string_view word) {
     const int32_t var = names_.find(name);
     if (var < 0) {
@@ -139,7 +140,7 @@ class PointReader {
     }
     double value = 0.0;
     if (!parse_double(word, &value) || !std::isfinite(value)) {
-      return fail(place == name ? word : place, "a finite number was expected");
+      return fail(word, "a finite number was expected");
     }
     point_->x[index(var)] = value;
     point_->given[index(var)] = true;

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "file/text_reader.h"
+#include "format/common/nearest.h"
 #include "format/document/cbor_document.h"
 #include "format/document/json_document.h"
 #include "task/packed_matrices.h"
@@ -35,7 +36,8 @@ bool read_word(DocumentReader* reader, std::span<const StatusWord> words, Enum* 
     *value = static_cast<Enum>(word.value);
     return true;
   }
-  return reader->fail(mark, "expected a status, found '" + printable(text) + "'");
+  return reader->fail(
+      mark, "expected a status, found '" + printable(text) + "'" + advice_on_words(words, text));
 }
 
 // Status keys are small numbers: a byte each.

@@ -27,7 +27,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <utility>
 
@@ -103,13 +102,14 @@ class ChildMonitor : public BackendMonitor {
   }
 
   void milestone(const Progress& progress, std::string_view origin) override {
-    shared_->publish(progress);
     Milestone milestone;
     milestone.progress = progress;
     milestone.time = monotonic_seconds();
     milestone.text_before = text_written_;
     origin.copy(milestone.origin, sizeof milestone.origin - 1);
+    // Who sees the figures finds the milestone, too.
     shared_->add_milestone(milestone);
+    shared_->publish(progress);
   }
 
   void incumbent(std::span<const double> x, std::span<const double> barx) override {
@@ -302,20 +302,20 @@ ChildProcess::~ChildProcess() {
   reap(pid_, kDeathSeconds, &exit_status);
 }
 
-void ChildProcess::look(Pipe state, const LogText& log) {
+void ChildProcess::look(Pipe state) {
   if (state == Pipe::kBroken) return bear_failure();
   if (state == Pipe::kReadable) {
-    read_text(log);
+    read_text();
     return;
   }
   if (!shared_.complete() && !is_dead()) return;
   // What it wrote since the pipe was looked at is its, too.
-  while (!ended_ && read_text(log)) continue;
+  while (!ended_ && read_text()) continue;
   ended_ = true;
 }
 
-// The pipe does not block.
-bool ChildProcess::read_text(const LogText& log) {
+// The pipe does not block. A full one is emptied.
+bool ChildProcess::read_text() {
   char buffer[65536];
   const ssize_t length = ::read(pipe(), buffer, sizeof buffer);
   if (length < 0 && errno == EAGAIN) return false;
@@ -324,18 +324,36 @@ bool ChildProcess::read_text(const LogText& log) {
     return false;
   }
   num_failures_ = 0;
-  text_read_ += static_cast<uint64_t>(length);
   std::string_view text(buffer, static_cast<size_t>(length));
   ended_ = text.empty() || (text.back() == kLastWord && shared_.complete());
   if (!text.empty() && ended_) text.remove_suffix(1);
-  pass_lines(text, log);
+  text_ += text;
   return true;
 }
 
+void ChildProcess::fetch_milestone() {
+  Milestone next;
+  if (!milestone_ && shared_.take_milestone(&next)) milestone_ = next;
+}
+
+// A milestone is there before the text behind it is, so that none is missed.
+void ChildProcess::tell_text(const LogText& log) {
+  fetch_milestone();
+  size_t length = text_.size();
+  if (milestone_) {
+    const uint64_t before = std::max(milestone_->text_before, text_told_);
+    length = std::min<uint64_t>(length, before - text_told_);
+  }
+  pass_lines(std::string_view(text_).substr(0, length), log);
+  text_.erase(0, length);
+  text_told_ += length;
+}
+
 // Of a child that is over no more text is read.
-bool ChildProcess::take_milestone(Milestone* milestone) {
-  constexpr uint64_t kAll = std::numeric_limits<uint64_t>::max();
-  return shared_.take_milestone(is_over() ? kAll : text_read_, milestone);
+const Milestone* ChildProcess::next_milestone() {
+  fetch_milestone();
+  if (!milestone_ || (milestone_->text_before > text_told_ && !is_over())) return nullptr;
+  return &*milestone_;
 }
 
 // Hands on whole lines; the rest waits for its end.

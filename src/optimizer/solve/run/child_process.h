@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -30,7 +31,9 @@ class ChildProcess {
   // What poll says of the pipe.
   enum class Pipe { kSilent, kReadable, kBroken };
   // Reads what the pipe has, and looks whether the child is over.
-  void look(Pipe state, const LogText& log);
+  void look(Pipe state);
+  // Hands on the text that was read and came before the next milestone.
+  void tell_text(const LogText& log);
   // Asks the child to stop; called again, kills it once it had its grace.
   void stop();
   void kill();
@@ -42,9 +45,11 @@ class ChildProcess {
   bool is_over() const { return ended_ || killed_; }
   bool is_complete() const { return shared_.complete(); }
   Progress progress() const { return shared_.progress(); }
-  // The next milestone; false when there is none, or when log text that comes before it is still to
-  // be read.
-  bool take_milestone(Milestone* milestone);
+  // The next milestone; null when there is none, or when log text that came before it is still to
+  // be told.
+  const Milestone* next_milestone();
+  // Goes on to the one behind it.
+  void pass_milestone() { milestone_.reset(); }
   // The last point that was kept, if it is another one than this gave before.
   bool take_point(BackendResult* point, double* primal_violation) {
     return shared_.take_point(point, primal_violation);
@@ -59,7 +64,8 @@ class ChildProcess {
 
  private:
   // False when the pipe had nothing.
-  bool read_text(const LogText& log);
+  bool read_text();
+  void fetch_milestone();
   void pass_lines(std::string_view text, const LogText& log);
   bool is_dead() const;
   void bear_failure();
@@ -67,8 +73,10 @@ class ChildProcess {
   SharedResult shared_;
   Descriptor read_end_;
   pid_t pid_ = -1;
+  std::string text_;  // read, and to be told
   std::string line_;
-  uint64_t text_read_ = 0;  // bytes
+  uint64_t text_told_ = 0;  // bytes
+  std::optional<Milestone> milestone_;
   int num_failures_ = 0;
   double stop_time_ = -1.0;
   bool ended_ = false;

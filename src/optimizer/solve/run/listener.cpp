@@ -95,7 +95,8 @@ void Listener::log_progress(const Progress& progress, double seconds) {
 }
 
 void Listener::milestone(const Progress& progress, std::string_view origin, double time) {
-  const double seconds = std::max(0.0, time - start_);
+  // The clock of a beat is read after the figures of it, so that it may be ahead.
+  const double seconds = std::max({0.0, last_line_, time - start_});
   if (logs_progress_) log_row(progress, seconds, origin);
   tell_follower(progress, seconds);
 }

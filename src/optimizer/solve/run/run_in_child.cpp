@@ -4,7 +4,8 @@
 // All of the children do the same work with other parameters. The first answer that settles the
 // model ends the race; where a stop comes first, or nobody has such an answer, the best of what they
 // found stands, that of a child that died as well. Only the first child's log text is passed on,
-// since the others' would be between its lines.
+// since the others' would be between its lines. Text and milestones are told in the order in which
+// the children came to them.
 #include <poll.h>
 #include <unistd.h>
 
@@ -48,7 +49,9 @@ class Team {
   bool may_start_race();
   void start_race();
   void wait_for_text();
-  void pass_milestones();
+  void tell_events();
+  Member* next_with_milestone();
+  void tell_milestone(Milestone milestone);
   void pass_points();
   Progress progress() const;
   bool is_over() const;
@@ -111,25 +114,47 @@ void Team::wait_for_text() {
     ++k;
     using Pipe = ChildProcess::Pipe;
     const Pipe state = is_readable ? Pipe::kReadable : ready < 0 ? Pipe::kBroken : Pipe::kSilent;
-    const bool is_first = &member == &members_[0];
-    member.child->look(state, [&](std::string_view text) {
-      if (is_first) listener_->log(text);
-    });
+    member.child->look(state);
   }
 }
 
-// In a race those that better what all have found.
-void Team::pass_milestones() {
-  for (const Member& member : members_) {
-    Milestone milestone;
-    while (member.child->take_milestone(&milestone)) {
-      const double objective = milestone.progress.objective;
-      if (members_.size() > 1 && !(objective < best_milestone_)) continue;
-      best_milestone_ = std::min(best_milestone_, objective);
-      if (members_.size() > 1) milestone.progress.bound = progress().bound;
-      listener_->milestone(milestone.progress, milestone.origin, milestone.time);
+// Tells the text before each milestone, and then the milestone.
+void Team::tell_events() {
+  while (true) {
+    for (const Member& member : members_) {
+      const bool is_first = &member == &members_[0];
+      member.child->tell_text([&](std::string_view text) {
+        if (is_first) listener_->log(text);
+      });
     }
+    Member* const next = next_with_milestone();
+    if (next == nullptr) return;
+    tell_milestone(*next->child->next_milestone());
+    next->child->pass_milestone();
   }
+}
+
+// The one that came to its next milestone first; null where none has any.
+Team::Member* Team::next_with_milestone() {
+  Member* first = nullptr;
+  double first_time = kInfinity;
+  for (Member& member : members_) {
+    const Milestone* const milestone = member.child->next_milestone();
+    if (milestone == nullptr || milestone->time >= first_time) continue;
+    first = &member;
+    first_time = milestone->time;
+  }
+  return first;
+}
+
+// In a race only one that betters what all have found.
+void Team::tell_milestone(Milestone milestone) {
+  const double objective = milestone.progress.objective;
+  const bool is_race = members_.size() > 1;
+  if (is_race && !(objective < best_milestone_)) return;
+  best_milestone_ = std::min(best_milestone_, objective);
+  if (is_race) milestone.progress.bound = progress().bound;
+  listener_->milestone(milestone.progress, milestone.origin, milestone.time);
 }
 
 // In a race the point of a child whose objective is as good as the best.
@@ -234,11 +259,13 @@ Status Team::run(Answer* answer) {
   members_[0].answer.result = std::move(answer->result);
   Member* winner = nullptr;
   while (winner == nullptr && !is_over()) {
+    // The milestones behind these figures are told before a row of the log shows them.
+    const Progress figures = progress();
     wait_for_text();
-    pass_milestones();
+    tell_events();
     pass_points();
     if (may_start_race()) start_race();
-    if (listener_->beat(progress())) {
+    if (listener_->beat(figures)) {
       for (const Member& member : members_) {
         if (!member.child->is_over()) member.child->stop();
       }
@@ -249,7 +276,7 @@ Status Team::run(Answer* answer) {
   const bool is_won = winner != nullptr;
   if (!is_won) winner = find_best();
   leave_others(*winner);
-  pass_milestones();
+  tell_events();
   const std::string& rest = members_[0].child->rest_of_line();
   if (!rest.empty()) listener_->log(rest + '\n');
   if (members_.size() > 1) {

@@ -130,17 +130,15 @@ Progress SharedResult::progress() const {
   return progress;
 }
 
-bool SharedResult::take_milestone(uint64_t text_read, Milestone* milestone) {
+bool SharedResult::take_milestone(Milestone* milestone) {
   const uint64_t count = header_->milestones;
   milestones_taken_ = std::max(milestones_taken_, count - std::min(count, kNumMilestones / 2));
   if (milestones_taken_ == count) return false;
   const uint64_t number = milestones_taken_ + 1;
-  const Milestone next = header_->milestone[number % kNumMilestones];
+  *milestone = header_->milestone[number % kNumMilestones];
   // The child may have come round meanwhile.
-  if (header_->milestones - number >= kNumMilestones) return take_milestone(text_read, milestone);
-  if (next.text_before > text_read) return false;
+  if (header_->milestones - number >= kNumMilestones) return take_milestone(milestone);
   milestones_taken_ = number;
-  *milestone = next;
   return true;
 }
 

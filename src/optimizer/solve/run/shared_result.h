@@ -36,9 +36,9 @@ class SharedResult {
   bool complete() const;
   // True once there is an answer that stands, whatever becomes of the child.
   bool has_answer() const;
-  // The next milestone that was not taken yet; false when there is none, or when there is log text
-  // before it beyond the bytes that were read. Of a storm the first ones are lost.
-  bool take_milestone(uint64_t text_read, Milestone* milestone);
+  // The next milestone that was not taken yet; false when there is none. Of a storm the first ones
+  // are lost.
+  bool take_milestone(Milestone* milestone);
   // Once complete, or once there is an answer: the status of the work, and its answer.
   Status take(Answer* answer) const;
   // The last point that was kept, if it is another one than this gave before.

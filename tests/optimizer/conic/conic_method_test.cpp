@@ -209,6 +209,25 @@ End
 }
 
 // For each k the least off-diagonal element of [1 x; x k] is -sqrt(k).
+// Elements from 1e-8 to 1e9 look like no interior to a method that does not find the units.
+TEST(ConicMethod, SolvesWhatIsOnlyBadlyScaled) {
+  Solved solved;
+  solve_ptf(R"(Minimize
+ obj: t + 1e-9 x
+Subject To
+ c2: 1e9 x + y >= 2
+ c3: 1e-8 z + x >= 1e-7
+Bounds
+ x >= -1e8
+Cones
+ k: quadratic t x y
+End
+)",
+            &solved);
+  EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+  EXPECT_NEAR(solved.solution().primal_objective, 2e-9, 1e-16);
+}
+
 TEST(ConicMethod, SolvesManySmallMatrixVariables) {
   constexpr int kCount = 40;
   std::string variables;

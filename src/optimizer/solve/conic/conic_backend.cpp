@@ -46,6 +46,7 @@ class ConicRun {
  private:
   Status run_method(bool may_have_ray, conic::InteriorPoint* point);
   Status run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point);
   bool prove_by_contradiction(const std::vector<double>& multipliers);
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
@@ -57,6 +58,7 @@ class ConicRun {
   const Parameters& parameters_;
   BackendMonitor* monitor_;
   conic::ConicForm form_;
+  conic::ScalingRule rule_ = conic::ScalingRule::kByNorms;
   conic::Equilibration scaling_;  // of all rows
   std::vector<int32_t> kept_;     // rows
   size_t num_row_ = 0;            // with those that were not kept
@@ -180,7 +182,7 @@ bool is_nearer(const conic::InteriorPoint& a, const conic::InteriorPoint& b,
 
 // Runs the method on the form, which it leaves scaled.
 Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
-  const conic::Equilibration scaling = conic::equilibrate(&form_.problem());
+  const conic::Equilibration scaling = conic::equilibrate(rule_, &form_.problem());
   scaling_ = scaling;
   scaling_.row = spread(scaling.row, kept_, num_row_, 1.0);
   const int32_t faces = conic::reduce_to_faces(&form_.problem());
@@ -239,6 +241,35 @@ Status ConicRun::run_in_units_of_exponentials(bool may_have_ray, conic::Interior
   return status;
 }
 
+// How far rounding lets a run come hangs on the scaling. A run that ends without an answer is made
+// again by the other rule, and the better of both counts.
+Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point) {
+  const conic::Tolerances asked = tolerances();
+  const conic::ConicProblem own = form_.problem();
+  rule_ = conic::choose_scaling_rule(own);
+  Status status = run_in_units_of_exponentials(may_have_ray, point);
+  const bool is_optimum = point->outcome == Outcome::kOptimal;
+  if (!status.ok() || is_optimum || !ends_short(*point, asked)) return status;
+  monitor_->log("Solving again with another scaling\n");
+  conic::ConicProblem form = own;
+  std::swap(form, form_.problem());
+  const conic::Equilibration scaling = scaling_;
+  rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
+                                                : conic::ScalingRule::kByNorms;
+  conic::InteriorPoint other;
+  status = run_in_units_of_exponentials(may_have_ray, &other);
+  if (!status.ok()) return status;
+  if (is_nearer(other, *point, asked)) {
+    iterations_ += point->iterations;
+    *point = std::move(other);
+  } else {
+    iterations_ += other.iterations;
+    scaling_ = scaling;
+    std::swap(form, form_.problem());
+  }
+  return {};
+}
+
 Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   Status status = conic::ConicForm::make(problem_, &form_);
   if (!status.ok()) return status;
@@ -258,7 +289,7 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
                                   .c_str()));
   }
   conic::InteriorPoint point;
-  status = run_in_units_of_exponentials(may_have_ray, &point);
+  status = run_by_both_scalings(may_have_ray, &point);
   if (!status.ok()) return status;
   bool proven = is_proven(point);
   if (may_have_ray && may_be_unbounded(point)) {

@@ -1,5 +1,5 @@
-// Ruiz's iteration runs on [P A'; A 0] with one factor a cone. Matrix variables whose right-hand
-// sides are far apart are scaled before it by means of logarithms.
+// Ruiz's iteration runs on [P A'; A 0] with one factor a cone. Problems in units that are far apart
+// are scaled before it by means of logarithms.
 #include "solve/conic/equilibration.h"
 
 #include <algorithm>
@@ -205,22 +205,48 @@ double spread_of_sides(const ConicProblem& problem, const Equilibration& scaling
   return most / least;
 }
 
+// The largest element of the scaled equations in parts of the smallest.
+double spread_of_elements(const ConicProblem& problem, const Equilibration& scaling) {
+  double least = kInfinity;
+  double most = 0.0;
+  const auto take = [&](double value) {
+    if (value == 0.0) return;
+    least = std::min(least, std::fabs(value));
+    most = std::max(most, std::fabs(value));
+  };
+  const Columns& a = problem.matrix;
+  for (size_t j = 0; j < problem.cost.size(); ++j) {
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
+      take(a.value[index(k)] * scaling.var[j] * scaling.row[index(a.row[index(k)])]);
+    }
+  }
+  for (size_t m = 0; m < problem.matrices.size(); ++m) {
+    for (const MatrixPart& part : problem.matrices[m].parts) {
+      for (const TriangleEntry& e : part.entries) {
+        take(congruent(e, scaling.matrix[m]) * scaling.row[index(part.row)]);
+      }
+    }
+  }
+  return most / least;
+}
+
 // The mean of logarithms of what is to become 1.
 struct LogMean {
   double sum = 0.0;
   double count = 0.0;
-  void add(double logarithm) {
-    sum += logarithm;
-    count += 1.0;
+  void add(double logarithm, double weight = 1.0) {
+    sum += weight * logarithm;
+    count += weight;
   }
   double value() const { return count > 0.0 ? sum / count : 0.0; }
 };
 
-// Logarithms of the factors of a problem with matrix variables that bring elements, right-hand
-// sides and costs to 1 in the mean of squares (A. Curtis, J. Reid, On the automatic scaling of
-// matrices for Gaussian elimination, IMA J. Appl. Math. 10, 1972). With u on a right-hand side and
-// 1 on another, elements of X are of the sizes 1, u and u^2: no factor for all of X can mend that,
-// and the norms of the rows of all A_i do not show it.
+// Logarithms of the factors of a problem that bring elements, right-hand sides, bounds and costs to
+// 1 in the mean of squares (A. Curtis, J. Reid, On the automatic scaling of matrices for Gaussian
+// elimination, IMA J. Appl. Math. 10, 1972). They undo any change of units, where the largest
+// elements of rows and columns depend on the order in which they are made 1. With u on a right-hand
+// side of a matrix variable and 1 on another, elements of X are of the sizes 1, u and u^2: no
+// factor for all of X can mend that, and the norms of the rows of all A_i do not show it.
 class LogarithmicScaling {
  public:
   explicit LogarithmicScaling(const ConicProblem& problem) : problem_(problem) {
@@ -257,6 +283,29 @@ class LogarithmicScaling {
     }
   }
 
+  // Calls take(column, logarithm, weight) of bounds other than 0. One that 0 meets may stand for none.
+  template <class Take>
+  void for_bounds(const Take& take) const {
+    constexpr double kWeak = 0.05;
+    for (const Bound& bound : problem_.bounds) {
+      if (bound.value == 0.0) continue;
+      take(index(bound.var), std::log2(std::fabs(bound.value)), bound.value > 0.0 ? 1.0 : kWeak);
+    }
+  }
+
+  // Calls take(row, column, logarithm) of the upper triangle of the quadratic objective.
+  template <class Take>
+  void for_squares(const Take& take) const {
+    const Columns& p = problem_.quadratic;
+    for (size_t j = 0; j < var_.size(); ++j) {
+      for (int64_t k = p.start[j]; k < p.start[j + 1]; ++k) {
+        const size_t i = index(p.row[index(k)]);
+        if (i > j || p.value[index(k)] == 0.0) continue;
+        take(i, j, std::log2(std::fabs(p.value[index(k)])));
+      }
+    }
+  }
+
   template <class Take>
   void for_matrix(size_t m, const Take& take) const {
     for (const MatrixPart& part : problem_.matrices[m].parts) {
@@ -281,6 +330,8 @@ class LogarithmicScaling {
         mean.back().add(std::log2(std::fabs(problem_.cost[j])) + var_[j]);
       }
     }
+    for_squares(
+        [&](size_t i, size_t j, double value) { mean.back().add(value + var_[i] + var_[j]); });
     for (size_t m = 0; m < matrix_.size(); ++m) {
       for_matrix(m, [&](double, const TriangleEntry& e, size_t i) { mean[i].add(element(e, m)); });
     }
@@ -296,17 +347,31 @@ class LogarithmicScaling {
     for (size_t i = 0; i < row_.size(); ++i) {
       if (problem_.rhs[i] != 0.0) mean.add(std::log2(std::fabs(problem_.rhs[i])) + row_[i]);
     }
+    for_bounds([&](size_t j, double value, double weight) { mean.add(value - var_[j], weight); });
     side_ = -mean.value();
   }
 
   void improve_columns() {
     std::vector<LogMean> mean(var_.size());
     std::vector<LogMean> cone_mean(problem_.cones.size());
+    const auto mean_of = [&](size_t j) -> LogMean& {
+      return cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])];
+    };
     for (size_t j = 0; j < var_.size(); ++j) {
-      LogMean& own = cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])];
+      LogMean& own = mean_of(j);
       for_column(j, [&](size_t i, double value) { own.add(value + row_[i]); });
       if (problem_.cost[j] != 0.0) own.add(std::log2(std::fabs(problem_.cost[j])) + cost_);
     }
+    for_bounds(
+        [&](size_t j, double value, double weight) { mean_of(j).add(-(value + side_), weight); });
+    for_squares([&](size_t i, size_t j, double value) {
+      if (i == j) {
+        mean_of(j).add(0.5 * (value + cost_), 4.0);
+      } else {
+        mean_of(i).add(value + cost_ + var_[j]);
+        mean_of(j).add(value + cost_ + var_[i]);
+      }
+    });
     for (size_t j = 0; j < var_.size(); ++j) {
       var_[j] = -(cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])]).value();
     }
@@ -366,13 +431,19 @@ Equilibration identity_scaling(const ConicProblem& problem, size_t num_row) {
   return scaling;
 }
 
-Equilibration equilibrate(ConicProblem* problem) {
-  Equilibration before = identity_scaling(*problem, problem->rhs.size());
-  // Norms do well unless the sides of matrix variables are further apart than this.
+ScalingRule choose_scaling_rule(const ConicProblem& problem) {
+  // Norms do well unless elements, or the sides of matrix variables, are further apart than this.
   constexpr double kFarApart = 30.0;
-  if (!problem->matrices.empty() && spread_of_sides(*problem, by_norms(*problem)) > kFarApart) {
-    before = LogarithmicScaling(*problem).find();
-  }
+  constexpr double kFarElements = 1e6;
+  const Equilibration scaling = by_norms(problem);
+  const bool far = spread_of_elements(problem, scaling) > kFarElements ||
+                   (!problem.matrices.empty() && spread_of_sides(problem, scaling) > kFarApart);
+  return far ? ScalingRule::kByLogarithms : ScalingRule::kByNorms;
+}
+
+Equilibration equilibrate(ScalingRule rule, ConicProblem* problem) {
+  Equilibration before = identity_scaling(*problem, problem->rhs.size());
+  if (rule == ScalingRule::kByLogarithms) before = LogarithmicScaling(*problem).find();
   for (const ConeBlock& cone : problem->cones) {
     before.var[index(cone.vars.front())] *= std::exp2(cone.head_exponent);
   }

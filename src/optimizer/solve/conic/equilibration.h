@@ -24,6 +24,14 @@ struct Equilibration {
 };
 
 Equilibration identity_scaling(const ConicProblem& problem, size_t num_row);
-Equilibration equilibrate(ConicProblem* problem);
+
+// Factors by norms make the largest element of each row and column about 1. Those by logarithms bring
+// all of them as near to 1 as they can be in the mean of squares, with right-hand sides, bounds and
+// costs: where rows and columns are in units far apart, these find the units. They precede norms.
+enum class ScalingRule { kByNorms, kByLogarithms };
+
+// The rule for a problem by how far apart norms leave its elements.
+ScalingRule choose_scaling_rule(const ConicProblem& problem);
+Equilibration equilibrate(ScalingRule rule, ConicProblem* problem);
 
 }  // namespace vorlan::conic

@@ -8,8 +8,10 @@
 
 #include "cone_points.h"
 #include "conic_models.h"
+#include "mixed_solve.h"
 #include "solve/check/cone_violation.h"
 #include "solve/outer/bound_propagation.h"
+#include "solve/outer/continuous_relaxation.h"
 #include "solve/outer/inner_approximation.h"
 #include "task/numeric.h"
 
@@ -185,6 +187,118 @@ TEST(FirstPoints, DiveLeavesAnIntegerTheValuesBesideTheOneThatFails) {
     };
     EXPECT_EQ(outer::dive(model, {nearest + 0.2}, solve), (std::vector<double>{1.0})) << nearest;
   }
+}
+
+// x0 <= 2 z0 and x1 <= z1, and z2 has no row of its own: an interior point has all three larger than
+// they need to be.
+TEST(FirstPoints, IntegersAreNoLargerThanTheirRowsNeed) {
+  Model model = binaries(5);
+  model.var_kind[0] = model.var_kind[1] = VarKind::kContinuous;
+  test::add_constraint(&model, -kInfinity, 0.0, {1.0, 0.0, -2.0, 0.0, 0.0});
+  test::add_constraint(&model, 0.0, kInfinity, {0.0, -1.0, 0.0, 1.0, 0.0});
+  test::add_constraint(&model, -kInfinity, 2.0, {0.0, 0.0, 1.0, 1.0, 1.0});
+  const std::vector<double> x = {0.5, 0.75, 0.6, 0.8, 0.6};
+  EXPECT_EQ(outer::with_least_integers(model, x),
+            (std::vector<double>{0.5, 0.75, 0.25, 0.75, 0.0}));
+}
+
+class Silent : public BackendMonitor {
+ public:
+  void log(std::string_view) override {}
+  bool should_stop(const Progress&) override { return false; }
+  void incumbent(std::span<const double>, std::span<const double>) override {}
+};
+
+// The head is from 1 to 5 and x1 from 3 to 4: deepest are the largest head and the smallest x1.
+TEST(FirstPoints, DeepestPointHasTheMostRoomInItsCone) {
+  Model model = test::free_variables({1.0, -2.0});
+  model.var_lower = {1.0, 3.0};
+  model.var_upper = {5.0, 4.0};
+  model.cones = {Cone{ConeKind::kQuadratic, {0, 1}, {}}};
+  const MinimizeProblem problem(model);
+  const Parameters parameters;
+  Silent monitor;
+  outer::OptimumBounds bounds(problem, parameters);
+  outer::InnerSolver solver(parameters, kInfinity, &monitor, &bounds);
+  outer::ContinuousRelaxation relaxation(model);
+  ASSERT_TRUE(relaxation.solve(&solver).ok());
+  ASSERT_TRUE(relaxation.is_optimal());
+  EXPECT_NEAR(relaxation.answer().x[1], 4.0, 1e-5) << "the optimum has no room";
+  const std::vector<double> deepest = relaxation.deepest_point(&solver);
+  ASSERT_EQ(deepest.size(), 2U);
+  EXPECT_NEAR(deepest[0], 5.0, 1e-5);
+  EXPECT_NEAR(deepest[1], 3.0, 1e-5);
+}
+
+// Two of six risky shares have too much risk, and the relaxation takes all six but no cash: the
+// first point needs the cash that is deep inside the cone, with one of the shares.
+TEST(FirstPoints, ShareWithCashWhereTheLargestHaveTooMuchRisk) {
+  constexpr size_t kShares = 7;
+  constexpr size_t kRisky = kShares - 1;
+  Model model = test::free_variables(std::vector<double>(2 * kShares + 1, 0.0));
+  model.maximize = true;
+  std::vector<double> sum(2 * kShares + 1, 0.0);
+  std::vector<double> number = sum;
+  Cone cone{ConeKind::kQuadratic, {2 * kShares}, {}};
+  for (size_t k = 0; k < kShares; ++k) {
+    const bool risky = k < kRisky;
+    model.cost[k] = risky ? 1.1 + 0.001 * static_cast<double>(k) : 1.0;
+    model.var_lower[k] = model.var_lower[kShares + k] = 0.0;
+    model.var_upper[kShares + k] = 1.0;
+    model.var_kind[kShares + k] = VarKind::kInteger;
+    std::vector<double> row(2 * kShares + 1, 0.0);
+    row[k] = 1.0;
+    row[kShares + k] = -1.0;
+    test::add_constraint(&model, -kInfinity, 0.0, row);
+    sum[k] = number[kShares + k] = 1.0;
+    if (risky) cone.vars.push_back(static_cast<int32_t>(k));
+  }
+  test::add_constraint(&model, 1.0, 1.0, sum);
+  test::add_constraint(&model, -kInfinity, 2.0, number);
+  model.var_lower.back() = model.var_upper.back() = 0.5;
+  model.cones = {cone};
+  test::MixedSolve mixed(model);
+  mixed.put("VLN_IPAR_MIP_NODE_LIMIT", "0");
+  mixed.solve();
+  ASSERT_TRUE(mixed.solution().defined) << mixed.log();
+  const std::vector<double>& x = mixed.solution().xx;
+  const double gain = std::inner_product(x.begin(), x.end(), model.cost.begin(), 0.0);
+  EXPECT_NEAR(gain, 0.5 * 1.0 + 0.5 * 1.105, 1e-5) << mixed.log();
+}
+
+// The continuous relaxation of a model with many elements takes long: a point comes before it.
+TEST(FirstPoints, ComeBeforeTheRelaxationOfALargeModel) {
+  constexpr size_t kVariables = 2000;
+  constexpr size_t kRows = 60;
+  constexpr size_t kSwitches = 10;
+  test::Random random(1);
+  Model model = test::free_variables(std::vector<double>(kVariables + kSwitches + 1, 0.0));
+  model.var_lower.assign(model.cost.size(), 0.0);
+  model.cost.back() = 1.0;
+  Cone cone{ConeKind::kQuadratic, {static_cast<int32_t>(model.cost.size()) - 1}, {}};
+  for (size_t k = 0; k < kSwitches; ++k) {
+    const size_t z = kVariables + k;
+    model.cost[z] = random.between(0.5, 1.0);
+    model.var_upper[z] = 1.0;
+    model.var_kind[z] = VarKind::kInteger;
+    std::vector<double> row(model.cost.size(), 0.0);
+    row[k] = 1.0;
+    row[z] = -1.0;
+    test::add_constraint(&model, -kInfinity, 0.0, row);
+    cone.vars.push_back(static_cast<int32_t>(k));
+  }
+  for (size_t i = 0; i < kRows; ++i) {
+    std::vector<double> row(model.cost.size(), 0.0);
+    for (size_t j = 0; j < kVariables; ++j) row[j] = random.between(0.1, 1.0);
+    test::add_constraint(&model, 1.0, kInfinity, row);
+  }
+  for (size_t j = kSwitches; j < kVariables; ++j) model.cost[j] = random.between(1.0, 2.0);
+  model.cones = {cone};
+  test::MixedSolve mixed(model);
+  mixed.solve();
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+  EXPECT_LT(mixed.log().find("integers tried"), mixed.log().find("continuous relaxation"))
+      << mixed.log();
 }
 
 TEST(FirstPoints, HaveAsManyOnAsWanted) {

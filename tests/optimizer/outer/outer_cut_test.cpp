@@ -109,6 +109,45 @@ TEST_P(ConeCuts, HoldInTheCone) {
 
 // The second member is an integer factor from 0 to 3, the others are within 4 of 0: at 0 it leaves the
 // third member no room but, in an exponential cone, below 0. No tangents are needed to know that.
+// Some formats have bounds of variables only as constraints.
+TEST(Relaxation, ConstraintsOfOneVariableBecomeBounds) {
+  Model model = test::free_variables({1.0, 1.0, 1.0});
+  model.var_kind[1] = VarKind::kInteger;
+  test::add_constraint(&model, -1.0, 3.0, {-2.0, 0.0, 0.0});
+  test::add_constraint(&model, 0.5, 7.0, {0.0, 2.0, 0.0});
+  test::add_constraint(&model, 0.0, kInfinity, {1.0, 1.0, 1.0});
+  model.cones = {Cone{ConeKind::kQuadratic, {2, 0, 1}, {}}};
+  const Model linear = Relaxation(MinimizeProblem(model)).make_model();
+  EXPECT_EQ(linear.var_lower[0], -1.5);
+  EXPECT_EQ(linear.var_upper[0], 0.5);
+  EXPECT_EQ(linear.var_lower[1], 1.0);
+  EXPECT_EQ(linear.var_upper[1], 3.0);
+  EXPECT_EQ(linear.con_lower[0], 0.0) << "the constraint of three variables is the first";
+}
+
+// A constraint of one variable that has other terms as well is none.
+TEST(Relaxation, ConstraintsWithOtherTermsStay) {
+  Model model = test::free_variables({-1.0, 0.0});
+  test::add_constraint(&model, -kInfinity, 4.0, {1.0, 0.0});
+  model.quadratic_coefficients = {{0, {1, 1, 2.0}}};
+  const Model linear = Relaxation(MinimizeProblem(model)).make_model();
+  EXPECT_EQ(linear.var_upper[0], kInfinity);
+  ASSERT_FALSE(linear.con_upper.empty());
+  EXPECT_EQ(linear.con_upper[0], 4.0);
+}
+
+// No integer is left between the sides: the constraint stays, since bounds must not cross.
+TEST(Relaxation, ConstraintsWithoutAnIntegerStay) {
+  Model model = test::free_variables({1.0, 0.0});
+  model.var_kind[0] = VarKind::kInteger;
+  test::add_constraint(&model, 0.3, 0.7, {1.0, 0.0});
+  model.cones = {Cone{ConeKind::kQuadratic, {1, 0}, {}}};
+  const Model linear = Relaxation(MinimizeProblem(model)).make_model();
+  EXPECT_EQ(linear.var_lower[0], -kInfinity);
+  EXPECT_EQ(linear.con_lower[0], 0.3);
+  EXPECT_EQ(linear.con_upper[0], 0.7);
+}
+
 TEST(IntegerFaces, SayWhatAFactorAtZeroLeaves) {
   for (const ConeKind kind :
        {ConeKind::kRotatedQuadratic, ConeKind::kPower, ConeKind::kExponential}) {

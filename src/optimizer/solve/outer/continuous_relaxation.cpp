@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "solve/check/checker.h"
 #include "solve/check/clean_rays.h"
@@ -72,6 +73,15 @@ std::vector<double> ContinuousRelaxation::solve_within(const std::vector<double>
   BackendResult found;
   const Status status = solver->solve_conic(model, &found);
   if (!status.ok() || found.outcome != Outcome::kOptimal) return {};
+  return found.x;
+}
+
+std::vector<double> ContinuousRelaxation::deepest_point(InnerSolver* solver) const {
+  const std::optional<Model> model = deepest_in_cones(model_, answer_.x);
+  BackendResult found;
+  if (!model || !solver->solve_conic(*model, &found).ok()) return {};
+  if (found.outcome != Outcome::kOptimal) return {};
+  found.x.resize(model_.cost.size());
   return found.x;
 }
 

@@ -40,6 +40,9 @@ class ContinuousRelaxation {
   std::vector<double> solve_within(const std::vector<double>& lower,
                                    const std::vector<double>& upper, InnerSolver* solver) const;
 
+  // The point of the model that is deepest inside its quadratic cones; empty where there is none.
+  std::vector<double> deepest_point(InnerSolver* solver) const;
+
  private:
   double least_value(int32_t var, InnerSolver* solver) const;
 

@@ -56,6 +56,18 @@ bool fix(int32_t var, double wanted, BoundPropagation* bounds) {
   return false;
 }
 
+// Fixes all integers one after the other; empty where one has no value left.
+std::vector<double> round_in_order(const Model& linear, const std::vector<double>& x, Order order,
+                                   BoundPropagation* bounds) {
+  std::vector<double> point = x;
+  for (const int32_t var : sort_integers(linear, *bounds, x, order)) {
+    const bool on = order == Order::kLargestOn && is_binary(*bounds, var);
+    if (!fix(var, on ? 1.0 : std::round(x[index(var)]), bounds)) return {};
+    point[index(var)] = bounds->lower(var);
+  }
+  return point;
+}
+
 // A dive by batches of variables. Where the continuous model has no point with a batch, half of it is
 // tried, and in the end the other side of its first variable.
 class Dive {
@@ -158,7 +170,56 @@ class Dive {
   BoundPropagation bounds_;
 };
 
+// The activity of each row at a point without its integers, and the only integer variable that the
+// row has; -1 where it has none or more.
+struct SwitchRow {
+  double rest = 0.0;
+  int32_t integer = -1;
+  double factor = 0.0;
+  int num_integers = 0;
+};
+
+std::vector<SwitchRow> switch_rows(const Model& linear, const std::vector<double>& x) {
+  std::vector<SwitchRow> rows(linear.con_lower.size());
+  for (size_t j = 0; j < linear.cost.size(); ++j) {
+    const bool integer = linear.var_kind[j] == VarKind::kInteger;
+    // Columns that the point does not have are those of curved parts.
+    const double value = j < x.size() ? x[j] : std::nan("");
+    for (size_t k = index(linear.matrix.start[j]); k < index(linear.matrix.start[j + 1]); ++k) {
+      SwitchRow& row = rows[index(linear.matrix.row[k])];
+      if (!integer) {
+        row.rest += linear.matrix.value[k] * value;
+        continue;
+      }
+      ++row.num_integers;
+      row.integer = static_cast<int32_t>(j);
+      row.factor = linear.matrix.value[k];
+    }
+  }
+  return rows;
+}
+
 }  // namespace
+
+std::vector<double> with_least_integers(const Model& linear, const std::vector<double>& x) {
+  BoundPropagation bounds(linear);
+  if (!bounds.tighten_all()) return {};
+  std::vector<double> needed = x;
+  for (int32_t j = 0; index(j) < x.size(); ++j) {
+    const bool is_whole = linear.var_kind[index(j)] == VarKind::kInteger;
+    if (is_whole && std::isfinite(bounds.lower(j))) needed[index(j)] = bounds.lower(j);
+  }
+  const std::vector<SwitchRow> rows = switch_rows(linear, x);
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const SwitchRow& row = rows[i];
+    if (row.num_integers != 1 || index(row.integer) >= x.size() || std::isnan(row.rest)) continue;
+    const double side = row.factor > 0.0 ? linear.con_lower[i] : linear.con_upper[i];
+    if (row.factor == 0.0 || !std::isfinite(side)) continue;
+    double& value = needed[index(row.integer)];
+    value = std::max(value, std::min((side - row.rest) / row.factor, bounds.upper(row.integer)));
+  }
+  return needed;
+}
 
 std::vector<double> dive(const Model& linear, std::vector<double> x, const SolveWithin& solve) {
   return Dive(linear, std::move(x), solve).run();
@@ -198,18 +259,17 @@ std::vector<std::vector<double>> first_points(const Model& linear, const std::ve
   if (!bounds.tighten_all()) return points;
   for (const Order order : kOrders) {
     const size_t mark = bounds.mark();
-    std::vector<double> point = x;
-    bool possible = true;
-    for (const int32_t var : sort_integers(linear, bounds, x, order)) {
-      const bool on = order == Order::kLargestOn && is_binary(bounds, var);
-      possible = fix(var, on ? 1.0 : std::round(x[index(var)]), &bounds);
-      if (!possible) break;
-      point[index(var)] = bounds.lower(var);
-    }
+    std::vector<double> point = round_in_order(linear, x, order, &bounds);
     bounds.undo(mark);
-    if (possible) points.push_back(std::move(point));
+    if (!point.empty()) points.push_back(std::move(point));
   }
   return points;
+}
+
+std::vector<double> with_largest_rounded_up(const Model& linear, const std::vector<double>& x) {
+  BoundPropagation bounds(linear);
+  if (!bounds.tighten_all()) return {};
+  return round_in_order(linear, x, Order::kLargestOn, &bounds);
 }
 
 }  // namespace vorlan::outer

@@ -18,6 +18,13 @@ namespace vorlan::outer {
 // linear model has the variables of the point, in this order, among its columns; integers of a
 // point satisfy its constraints as far as propagation sees.
 std::vector<std::vector<double>> first_points(const Model& linear, const std::vector<double>& x);
+// The point that has the largest binary variables on; empty where propagation finds none.
+std::vector<double> with_largest_rounded_up(const Model& linear, const std::vector<double>& x);
+
+// The point whose integers are as small as its other variables allow, each in its own rows. An
+// interior point has them larger than that where they cost nothing, so that their order says little
+// of which are needed. Nothing where the linear constraints have no point.
+std::vector<double> with_least_integers(const Model& linear, const std::vector<double>& x);
 
 // The point whose largest binary variables, so many of them, are on and all others off, as far as
 // the linear constraints allow; other integers are rounded up or down. Nothing where that is

@@ -46,9 +46,24 @@ void InnerSolver::count_node(int64_t iterations) {
 double InnerSolver::seconds_left() const { return end_ - monotonic_seconds(); }
 
 Status InnerSolver::solve_conic(const Model& model, BackendResult* found) {
+  return solve_conic(model, parameters_, found);
+}
+
+Status InnerSolver::solve_conic_roughly(const Model& model, BackendResult* found) {
+  constexpr double kRoughGap = 1e-2;
+  constexpr double kFactor = 10.0;  // of the tolerance, as the checker allows it
+  Parameters parameters = parameters_;
+  const double tolerance = kFactor * parameters_.get(DoubleParam::kConicFeasibilityTolerance);
+  parameters.set(DoubleParam::kConicFeasibilityTolerance, std::min(kRoughGap, tolerance));
+  parameters.set(DoubleParam::kConicGapTolerance, kRoughGap);
+  return solve_conic(model, parameters, found);
+}
+
+Status InnerSolver::solve_conic(const Model& model, const Parameters& parameters,
+                                BackendResult* found) {
   InnerMonitor monitor(this);
   Status status =
-      kConicBackend.solve(MinimizeProblem(model), parameters_, seconds_left(), &monitor, found);
+      kConicBackend.solve(MinimizeProblem(model), parameters, seconds_left(), &monitor, found);
   interior_ += found->progress.interior_iterations;
   return status;
 }

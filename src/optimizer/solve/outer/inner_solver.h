@@ -21,6 +21,8 @@ class InnerSolver {
 
   // Solves a continuous model by the conic method.
   Status solve_conic(const Model& model, BackendResult* found);
+  // The same to a rough optimum, whose point is feasible all the same.
+  Status solve_conic_roughly(const Model& model, BackendResult* found);
   // Solves a linear model without integers by a method that HiGHS chooses.
   Status solve_linear(const Model& model, Parameters parameters, BackendResult* found);
   // Solves a mixed-integer linear relaxation. Its objective is the one of the bounds times the
@@ -43,6 +45,7 @@ class InnerSolver {
   int64_t simplex_iterations_now() const { return simplex_now_; }
 
  private:
+  Status solve_conic(const Model& model, const Parameters& parameters, BackendResult* found);
   friend class InnerMonitor;
   // The same with what an integer solve tells of itself.
   bool should_stop(const Progress& inner, double objective_factor);

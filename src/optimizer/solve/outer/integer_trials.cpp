@@ -78,6 +78,21 @@ bool IntegerTrials::try_integers(const std::vector<double>& x, std::string_view 
   return true;
 }
 
+void IntegerTrials::try_roughly(const std::vector<double>& x) {
+  const FixedModel fixed(model_, rows_, find_assignment(model_, x),
+                         parameters_.get(DoubleParam::kFeasibilityTolerance));
+  if (fixed.infeasible() || fixed.determined()) return;
+  BackendResult found;
+  Status status = solver_->solve_conic_roughly(fixed.model(), &found);
+  if (!status.ok()) {
+    failure_ = std::move(status);
+    return;
+  }
+  if (found.certificate != Certificate::kNone || found.x.size() != model_.cost.size()) return;
+  fixed.complete(&found.x);
+  offer(found.x, found.barx);
+}
+
 bool IntegerTrials::has_settled(const std::vector<double>& x) const {
   return settled_.count(find_assignment(model_, x)) != 0;
 }

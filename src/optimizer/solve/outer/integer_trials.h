@@ -26,6 +26,8 @@ class IntegerTrials {
   // Tries the integers of a point of the model; false when they have been tried before. The origin
   // is told with a better point.
   bool try_integers(const std::vector<double>& x, std::string_view origin = "integers tried");
+  // Looks for any feasible point with the integers of a point, and learns nothing else of them.
+  void try_roughly(const std::vector<double>& x);
   // Whether the integers of a point were tried and the trial said all about them: that there is no
   // feasible point with them, or which is the best.
   bool has_settled(const std::vector<double>& x) const;

@@ -19,6 +19,9 @@ namespace {
 // builds a tree of its own. Other models need the presolve and the integer cuts of the rounds more.
 constexpr size_t kLargeNorm = 10;
 
+// A matrix of so many elements makes the continuous relaxation take seconds.
+constexpr size_t kManyElements = 100000;
+
 }  // namespace
 
 OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Parameters& parameters,
@@ -30,6 +33,8 @@ OuterApproximation::OuterApproximation(const MinimizeProblem& problem, const Par
       solver_(parameters, end, monitor, &bounds_) {}
 
 Status OuterApproximation::run(BackendResult* result) {
+  try_without_relaxation();
+  if (trials_ != nullptr && reaches_limit(result)) return {};
   ContinuousRelaxation continuous(problem_.model);
   Status status = continuous.solve(&solver_);
   if (!status.ok() || !settle_continuous(&continuous, result)) return status;
@@ -57,7 +62,7 @@ bool OuterApproximation::settle_continuous(ContinuousRelaxation* continuous,
     }
     return false;
   }
-  if (continuous->is_infeasible()) {
+  if (continuous->is_infeasible() && !bounds_.has_incumbent()) {
     finish(Outcome::kInfeasible, Code::kOk, result);
     return false;
   }
@@ -69,12 +74,35 @@ bool OuterApproximation::settle_continuous(ContinuousRelaxation* continuous,
   return true;
 }
 
-void OuterApproximation::begin(const ContinuousRelaxation& continuous) {
+void OuterApproximation::make_parts() {
+  if (trials_ != nullptr) return;
   relaxation_ = std::make_unique<Relaxation>(problem_);
   relaxation_solver_ = std::make_unique<RelaxationSolver>(problem_, parameters_, &solver_, &bounds_,
                                                           relaxation_.get());
   trials_ = std::make_unique<IntegerTrials>(problem_, parameters_, monitor_, &solver_, &bounds_,
                                             relaxation_.get());
+}
+
+// Every integer variable begins at its upper bound: what is on serves a demand and pays a price, as
+// a rule. Quadratic terms are not known to be convex yet.
+void OuterApproximation::try_without_relaxation() {
+  const Model& model = problem_.model;
+  const bool is_large = model.matrix.value.size() >= kManyElements && !model.cones.empty();
+  const bool is_conic = model.quadratic_cost.empty() && model.quadratic_coefficients.empty() &&
+                        model.matrix_vars.empty();
+  if (!is_large || !is_conic) return;
+  make_parts();
+  const Model linear = relaxation_->make_model();
+  std::vector<double> x(model.cost.size(), 0.0);
+  for (size_t j = 0; j < x.size(); ++j) {
+    if (std::isfinite(linear.var_upper[j])) x[j] = linear.var_upper[j];
+  }
+  const std::vector<double> point = with_largest_rounded_up(linear, x);
+  if (!point.empty()) trials_->try_roughly(point);
+}
+
+void OuterApproximation::begin(const ContinuousRelaxation& continuous) {
+  make_parts();
   if (continuous.is_optimal()) {
     learn_from_optimum(continuous);
   } else {
@@ -103,15 +131,35 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
 void OuterApproximation::try_first_points(const ContinuousRelaxation& continuous) {
   const Model linear = relaxation_->make_model();
   const std::vector<double>& x = continuous.answer().x;
-  for (const std::vector<double>& point : first_points(linear, x)) {
-    if (solver_.should_stop() || !trials_->failure().ok()) return;
-    trials_->try_integers(point);
-  }
+  try_rounded(linear, x);
+  if (bounds_.has_incumbent() || solver_.should_stop()) return;
+  try_deep_point(continuous, linear);
   if (bounds_.has_incumbent() || solver_.should_stop()) return;
   try_numbers_on(linear, x);
   if (bounds_.has_incumbent() || solver_.should_stop()) return;
   try_inner_point(x);
   if (!bounds_.has_incumbent() && !solver_.should_stop()) try_dive(continuous);
+}
+
+void OuterApproximation::try_rounded(const Model& linear, const std::vector<double>& x) {
+  for (const std::vector<double>& point : first_points(linear, x)) {
+    if (solver_.should_stop() || !trials_->failure().ok()) return;
+    trials_->try_integers(point);
+  }
+}
+
+// What is on deep inside the cones is what keeps a point feasible, and what is on at the optimum
+// makes it a good one: together they are often both.
+void OuterApproximation::try_deep_point(const ContinuousRelaxation& continuous,
+                                        const Model& linear) {
+  std::vector<double> point = with_least_integers(linear, continuous.answer().x);
+  const std::vector<double> deep = continuous.deepest_point(&solver_);
+  if (point.empty() || deep.empty()) return;
+  const std::vector<double> least = with_least_integers(linear, deep);
+  for (size_t j = 0; j < point.size(); ++j) {
+    if (linear.var_kind[j] == VarKind::kInteger) point[j] = std::max(point[j], least[j]);
+  }
+  try_rounded(linear, point);
 }
 
 void OuterApproximation::try_dive(const ContinuousRelaxation& continuous) {

@@ -53,12 +53,18 @@ class OuterApproximation {
   bool look_into_contradiction(BackendResult* result);
   bool learn_from_point(const BackendResult& found, BackendResult* result);
 
+  // Looks for a point of a large model, whose continuous relaxation takes long.
+  void try_without_relaxation();
+  void make_parts();
   void begin(const ContinuousRelaxation& continuous);
   void learn_from_optimum(const ContinuousRelaxation& continuous);
   void learn_from_perspectives();
   void learn_from_stall(const ContinuousRelaxation& continuous);
   // Tries integers that follow from the optimum of the continuous model.
   void try_first_points(const ContinuousRelaxation& continuous);
+  // Tries the integers of a point, rounded in several orders.
+  void try_rounded(const Model& linear, const std::vector<double>& x);
+  void try_deep_point(const ContinuousRelaxation& continuous, const Model& linear);
   void try_numbers_on(const Model& linear, const std::vector<double>& x);
   void try_dive(const ContinuousRelaxation& continuous);
   void try_inner_point(const std::vector<double>& x);

@@ -31,6 +31,18 @@ int32_t find_objective_variable(const MinimizeProblem& problem) {
   return variable;
 }
 
+// The values that a row of one variable leaves it.
+std::pair<double, double> range_of_row(const Relaxation::Row& row, bool is_integer) {
+  constexpr double kRounding = 1e-9;  // of a bound that is whole
+  const double factor = row.terms[0].second;
+  double lower = row.lower / factor;
+  double upper = row.upper / factor;
+  if (factor < 0.0) std::swap(lower, upper);
+  if (!is_integer) return {lower, upper};
+  return {std::ceil(lower - kRounding * std::max(1.0, std::fabs(lower))),
+          std::floor(upper + kRounding * std::max(1.0, std::fabs(upper)))};
+}
+
 }  // namespace
 
 Relaxation::Relaxation(const MinimizeProblem& problem)
@@ -54,6 +66,7 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
       rows_[index(a.row[k])].terms.emplace_back(static_cast<int32_t>(j), a.value[k]);
     }
   }
+  make_bounds();
   add_matrix_elements(problem);
   add_quadratic_rows();
   for (const auto& [column, factor] :
@@ -64,7 +77,33 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
   for (FaceRow& row : integer_faces(make_model(), cones_, switches_)) {
     add_row(0.0, kInfinity, std::move(row));
   }
+  drop_free_rows();
   first_cut_ = rows_.size();
+}
+
+// Bounds that have become narrower take part in branching, in fixing by reduced costs and in the
+// weakening of cuts. Where rounding leaves an integer variable nothing, its row stays a row: a
+// model whose bounds cross is refused.
+void Relaxation::make_bounds() {
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    Row& row = rows_[i];
+    if (!view_.linear[i] || row.terms.size() != 1 || row.terms[0].second == 0.0) continue;
+    const size_t j = index(row.terms[0].first);
+    if (is_semi(frame_.var_kind[j])) continue;
+    auto [lower, upper] = range_of_row(row, is_integer(frame_.var_kind[j]));
+    lower = std::max(lower, frame_.var_lower[j]);
+    upper = std::min(upper, frame_.var_upper[j]);
+    if (!(lower <= upper)) continue;
+    frame_.var_lower[j] = lower;
+    frame_.var_upper[j] = upper;
+    row.lower = -kInfinity;
+    row.upper = kInfinity;
+  }
+}
+
+void Relaxation::drop_free_rows() {
+  std::erase_if(rows_,
+                [](const Row& row) { return row.lower == -kInfinity && row.upper == kInfinity; });
 }
 
 int32_t Relaxation::add_column(double cost, double lower, double upper, VarKind kind) {

@@ -145,6 +145,9 @@ class Relaxation {
 
   int32_t add_column(double cost, double lower, double upper, VarKind kind);
   void add_row(double lower, double upper, Terms terms);
+  // Makes bounds of the rows of one variable. Some formats have no bounds, only such rows.
+  void make_bounds();
+  void drop_free_rows();
   void add_matrix_elements(const MinimizeProblem& problem);
   // 1/2 x'Qx as a sum of columns.
   Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);

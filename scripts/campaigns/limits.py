@@ -1,15 +1,18 @@
 """Runs the program under limits of resources: addresses, data, file sizes, descriptors, stack.
 
-A limit on the size of files ends nothing: the write fails. The campaign `instances` does the same to
+A limit on the size of files ends nothing: the write fails. No run lasts as long as the limits of time
+in the lines, which would hide one that goes round in circles. The campaign `instances` does the same to
 public instances.
 """
 import collections
 import resource
 import signal
+import time
 
 from campaigns import runs
 
 MEBIBYTE = 1 << 20
+LONGEST = 35  # seconds
 KINDS = {
     "addresses": (resource.RLIMIT_AS, lambda draw: int(MEBIBYTE * 2 ** draw.uniform(3, 10))),
     "data": (resource.RLIMIT_DATA, lambda draw: int(MEBIBYTE * 2 ** draw.uniform(-2, 8))),
@@ -45,11 +48,15 @@ def campaign(program, _build, _seconds, draw, folder, over):
         kind = draw.choice(sorted(KINDS))
         which, amount = KINDS[kind]
         most = amount(draw)
+        begun = time.monotonic()
         run, status = run_under(program, line, folder, which, most)
+        seconds = time.monotonic() - begun
         counts[f"{kind}: " + ("went on" if status == 0 else "failed")] += 1
         if is_not_started(run, status, which):
             continue
         fault = runs.judge(run, status, wanted[line[0]])
+        if fault is None and seconds > LONGEST:
+            fault = f"takes {seconds:.0f} s"
         if fault is not None:
             finds.append(f"line '{line[0]}', {kind} {most}: {fault}")
     return counts, finds

@@ -328,6 +328,26 @@ TEST(ParameterEffect, MemoryLimitIsACodeAndTheTaskLivesOn) {
   EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
 }
 
+// OpenBLAS asks for its working memory again and again for ever where it does not get it.
+TEST(ParameterEffect, MemoryLimitEndsASolveThatNeedsDenseAlgebra) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer ends the process when the system refuses memory";
+#endif
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.dat-s", "1\n1\n2\n1\n0 1 1 1 -1\n0 1 2 2 -2\n1 1 1 1 1\n1 1 2 2 1\n"),
+            VLN_RES_OK)
+      << task.last_message();
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
+  for (const char* limit : {"8", "20", "40", "64", "100"}) {
+    ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", limit), VLN_RES_OK);
+    VLNrescode_enum termination = VLN_RES_OK;
+    EXPECT_EQ(code_name(VLN_optimizetrm(task, &termination)), "VLN_RES_ERR_MEMORY")
+        << limit << " MiB: " << code_name(termination) << ' ' << task.last_message();
+  }
+  ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "1000"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_OK);
+}
+
 // Page faults of children that have ended: each child has some.
 int64_t faults_of_children() {
   rusage usage{};

@@ -14,7 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "task/machine.h"
 #include "task/numeric.h"
+#include "task/text.h"
 
 namespace vorlan::conic {
 namespace {
@@ -134,6 +136,10 @@ bool is_built_for_threads(void* library) {
          get_parallel() == kWithPosixThreads;
 }
 
+// What OpenBLAS maps at its first product, as built for x86-64. Where it does not get it, it asks again
+// and again for ever. Little of it is ever touched, but limits on a process count it.
+constexpr double kBufferSize = 0x1p27;
+
 // The dsymv of OpenBLAS for several older processors reads past the end of a vector in the lower
 // triangle's case. One element behind y is known; a sanitizer has seen a read that two did not
 // cover. So the vectors given to it end with a cache line of unused elements.
@@ -158,6 +164,7 @@ struct Int {
   explicit Int(size_t given) : value(static_cast<int>(given)) {}
   int value;
 };
+
 // Keeps the loader's words for the first library that is there and cannot be loaded.
 void note_reason(std::string* reason) {
   const char* const words = ::dlerror();
@@ -171,7 +178,9 @@ Status failure_of(const std::string& reason) {
             "this model needs a BLAS and LAPACK library, and libopenblas.so.0 is not found; "
             "Debian's package is libopenblas0-pthread"};
   }
-  const bool is_memory = reason.find(std::strerror(ENOMEM)) != std::string::npos;
+  // Where a segment of the library could not be mapped, the loader's words do not tell why.
+  const bool is_memory =
+      reason.find(std::strerror(ENOMEM)) != std::string::npos || !has_address_space(kBufferSize);
   return {is_memory ? Code::kErrMemory : Code::kErrOptimizer,
           "this model needs a BLAS and LAPACK library, which cannot be loaded: " + reason};
 }
@@ -226,20 +235,33 @@ Status DenseAlgebra::open() {
                           find(library, "dstedc_", &stedc_) && find(library, "dormtr_", &ormtr_);
     if (complete) {
       keep_to_one_thread(library);
-      describe(library);
       bears_threads_ = is_built_for_threads(library);
-      return {};
+      const bool is_openblas = describe(library);
+      if (!is_openblas || take_buffer()) return {};
+      reason = format_text("its working memory of %.0f MiB: %s", kBufferSize / 0x1p20,
+                           std::strerror(ENOMEM));
     }
     ::dlclose(library);
+    if (complete) break;
   }
   return failure_of(reason);
 }
 
-void DenseAlgebra::describe(void* library) {
+// Now, while it is known to be there: a product of this kind takes it however small the matrix is.
+bool DenseAlgebra::take_buffer() const {
+  if (!has_address_space(kBufferSize)) return false;
+  double a = 0.0;
+  double c = 0.0;
+  square({&a, 1, 1, 1}, {&c, 1, 1, 1});
+  return true;
+}
+
+bool DenseAlgebra::describe(void* library) {
   char* (*core_name)() = nullptr;
   const bool is_openblas = find(library, "openblas_get_corename", &core_name);
   description_ = is_openblas ? std::string("OpenBLAS with kernels for ") + core_name()
                              : "a BLAS and LAPACK without a name";
+  return is_openblas;
 }
 
 DenseAlgebra DenseAlgebra::with_team(ThreadTeam* team) const {

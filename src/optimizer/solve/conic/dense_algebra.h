@@ -97,7 +97,10 @@ class DenseAlgebra {
 
  private:
   Status open();
-  void describe(void* library);
+  // Whether it is OpenBLAS.
+  bool describe(void* library);
+  // OpenBLAS's working memory of one thread; false where the process has none for it.
+  bool take_buffer() const;
   bool is_shared(double multiplications) const { return team_for(multiplications) != nullptr; }
   void share_rows(size_t rows, const std::function<void(Range)>& piece) const;
   void share_columns(size_t cols, const std::function<void(Range)>& piece) const;

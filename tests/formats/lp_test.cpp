@@ -472,6 +472,28 @@ TEST(LpRead, MisspeltHeadingsAndNames) {
                        "found 'xx'; did you mean 'x'?\n"));
 }
 
+// Such a variable makes another model, but real files may mean it.
+TEST(LpRead, AMisspeltNameIsWarnedOf) {
+  const auto warnings_of = [](const std::string& row) {
+    const std::string text = "Maximize\n o: 45 chairs + 80 tables\nSubject To\n c: chairs + " +
+                             row +
+                             " <= 4\n d: chairs + tables <= 5\n e: chairs - tables >= 1\nEnd\n";
+    return read(text).warnings;
+  };
+  for (const std::string slip : {"tabels", "Tables", "table", "tablees", "tavles"}) {
+    EXPECT_EQ(warnings_of(slip), as_warning("text: the variable '" + slip +
+                                            "' is at one place of the model alone; did you mean "
+                                            "'tables'?\n"));
+  }
+  for (const char* other : {"tables", "slack", "tables2", "tablesa", "s"}) {
+    EXPECT_EQ(warnings_of(other), "") << other;
+  }
+  const Reading right = read("Maximize\n o: x\nSubject To\n c: x <= four\nEnd\n");
+  EXPECT_EQ(right.error, "");
+  EXPECT_EQ(right.warnings, as_warning("text:4:10: a variable that is right of this relation and "
+                                       "nowhere else in the model, found 'four'\n"));
+}
+
 TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
   const double values[] = {-kInfinity, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
                            0.1,        1.0,    2.0,   99999.0, 1e5,     1e30, kInfinity};

@@ -248,6 +248,13 @@ TEST(MpsRead, ABoundOfAnUnknownColumnNamesTheNearest) {
                                         "added, found 'XX'; did you mean 'X'?\n"));
 }
 
+TEST(MpsRead, AMisspeltNameIsWarnedOf) {
+  const Reading result = read(text_of({.columns = " chairs COST 1 R1 1\n chaisr R1 1\n"}));
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(result.warnings, as_warning("text: the variable 'chaisr' is at one place of the model "
+                                        "alone; did you mean 'chairs'?\n"));
+}
+
 TEST(MpsRead, NameLine) {
   const std::pair<const char*, const char*> cases[] = {
       {"NAME T FREE\n", "T"},

@@ -166,7 +166,11 @@ bool LpExpressions::check_right_name(bool behind_number) {
   if (!begins_like_lp_name(token.text) || exponent) {
     return tokens_.fail(advice_on_typo(token.text));
   }
-  if (behind_number) reading_.variables.doubt_unit();
+  if (behind_number) {
+    reading_.variables.doubt_unit();
+  } else {
+    reading_.variables.doubt_right();
+  }
   return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "format/common/slips.h"
 #include "format/lp/lp.h"
 #include "format/lp/lp_names.h"
 #include "task/text.h"
@@ -154,6 +155,7 @@ Status LpReader::finish() {
   }
   if (!constraints_.finish_conditions()) return tokens_.status();
   expressions_.rows().finish(model.cost.size(), &model.matrix);
+  warn_of_slips(model, shown_name_, &reading_.warnings);
   model.name = tokens_.problem_name();
   if (tokens_.encoded_names()) decode_names();
   return tokens_.finish();

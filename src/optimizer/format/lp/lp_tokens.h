@@ -98,8 +98,9 @@ class LpTokens {
   void warn(std::string_view word, std::string_view what, std::string_view help = {}) {
     warnings_->add(text_.error(word, what, help).message());
   }
-  void warn_at(const LpPlace& place, std::string_view word, std::string_view what) {
-    warnings_->add(text_.error_at(place.line, place.column, word, what).message());
+  void warn_at(const LpPlace& place, std::string_view word, std::string_view what,
+               std::string_view help = {}) {
+    warnings_->add(text_.error_at(place.line, place.column, word, what, help).message());
   }
   int64_t line_number() const { return text_.line_number(); }
   // The bytes behind the line of the token, as far as they are at hand.

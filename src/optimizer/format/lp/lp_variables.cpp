@@ -15,7 +15,7 @@ LpVariables::LpVariables(LpTokens* tokens, Model* model)
 bool LpVariables::add(std::string_view word, int32_t* var) {
   *var = model_.num_var();
   if (*var == std::numeric_limits<int32_t>::max()) return tokens_.fail("too many variables");
-  if (word.back() == ';') semicolons_.push_back({*var, tokens_.place(), false});
+  if (word.back() == ';') semicolons_.push_back({*var, tokens_.place()});
   table_.insert(word, *var);
   model_.var_names.add(word);
   model_.cost.push_back(0.0);
@@ -39,15 +39,25 @@ bool LpVariables::add_cost(int32_t var, double cost, std::string_view word) {
   return std::isfinite(sum) || tokens_.fail(word, "a coefficient must be finite");
 }
 
+namespace {
+
+constexpr std::string_view kMemberAlone = "a member of a cone that is nowhere else in the model";
+constexpr std::string_view kRightAlone =
+    "a variable that is right of this relation and nowhere else in the model";
+
+}  // namespace
+
 bool LpVariables::check_doubtful() {
   for (const Doubtful& doubtful : doubtful_) {
     if (has(doubtful.var, kSettled)) continue;
     const std::string_view word = model_.var_names[index(doubtful.var)];
     const std::string help = nearest_settled(word);
-    if (doubtful.in_cone) {
-      constexpr std::string_view kAlone = "a member of a cone that is nowhere else in the model";
-      if (!help.empty()) return tokens_.fail_at(doubtful.place, word, kAlone, help);
-      tokens_.warn_at(doubtful.place, word, kAlone);
+    if (doubtful.doubt == Doubt::kMember && !help.empty()) {
+      return tokens_.fail_at(doubtful.place, word, kMemberAlone, help);
+    }
+    if (doubtful.doubt != Doubt::kUnit) {
+      tokens_.warn_at(doubtful.place, word,
+                      doubtful.doubt == Doubt::kMember ? kMemberAlone : kRightAlone, help);
       continue;
     }
     return tokens_.fail_at(doubtful.place, word,

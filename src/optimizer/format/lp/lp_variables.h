@@ -47,24 +47,30 @@ class LpVariables {
 
   // Puts a variable in doubt: the one that the token is about to become, as a unit behind a number
   // right of a relation, or one that was new as a member of a cone.
-  void doubt_unit() { doubtful_.push_back({model_.num_var(), tokens_.place(), false}); }
-  void doubt_member(int32_t var, const LpPlace& place) { doubtful_.push_back({var, place, true}); }
+  void doubt_unit() { doubtful_.push_back({model_.num_var(), tokens_.place(), Doubt::kUnit}); }
+  void doubt_member(int32_t var, const LpPlace& place) {
+    doubtful_.push_back({var, place, Doubt::kMember});
+  }
+  // As doubt_unit(), of a word without a number before it.
+  void doubt_right() { doubtful_.push_back({model_.num_var(), tokens_.place(), Doubt::kRight}); }
   // The number of doubts, and the return to an earlier number of them.
   size_t num_doubtful() const { return doubtful_.size(); }
   void drop_doubts(size_t kept) { doubtful_.resize(kept); }
   // The word occurs where it is surely meant as a variable.
   void settle(std::string_view word);
-  // Fails, or warns of a member without a similar name, for each doubt that is left.
+  // Fails for each doubt that is left, or warns of what may be meant so: a member without a similar
+  // name, and a variable right of a relation.
   bool check_doubtful();
 
   // "; did you mean 'NAME'?" with the name that is nearest to the word, or nothing.
   std::string nearest(std::string_view word) const;
 
  private:
+  enum class Doubt : uint8_t { kUnit, kMember, kRight };
   struct Doubtful {
     int32_t var = 0;
     LpPlace place;
-    bool in_cone = false;  // else behind a number right of a relation
+    Doubt doubt = Doubt::kUnit;
   };
 
   std::string nearest_settled(std::string_view word) const;

@@ -10,6 +10,7 @@
 #include "file/numbers.h"
 #include "format/common/byte_codes.h"
 #include "format/common/nearest.h"
+#include "format/common/slips.h"
 #include "format/mps/mps.h"
 #include "format/mps/mps_lines.h"
 #include "format/mps/mps_names.h"
@@ -438,6 +439,7 @@ Status MpsReader::finish() {
   bounds_.finish();
   status = logic_.finish();
   if (!status.ok()) return status;
+  warn_of_slips(model, reading_.shown_name, &reading_.warnings);
   if (!reading_.encoded_names) return {};
   model.name = decode_name(model.name);
   model.objective_name = decode_name(model.objective_name);

@@ -1,0 +1,101 @@
+// Finding slips; see slips.h.
+#include "format/common/slips.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "file/text_reader.h"
+#include "task/numeric.h"
+#include "task/text.h"
+
+namespace vorlan {
+namespace {
+
+constexpr int32_t kMostVariables = 2000;
+constexpr size_t kShortestName = 4;
+
+// Names in capitals are often codes, in which each letter tells things apart.
+bool is_letter(char c) { return c >= 'a' && c <= 'z'; }
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// "tables" and "tabels".
+bool is_swap(std::string_view a, std::string_view b, size_t at) {
+  return at + 1 < a.size() && is_letter(a[at]) && is_letter(a[at + 1]) && a[at] == b[at + 1] &&
+         a[at + 1] == b[at] && a.substr(at + 2) == b.substr(at + 2);
+}
+
+// "tables" and "tabbles" or "table": a last letter that is no plural tells two things apart.
+bool is_lost_letter(std::string_view longer, std::string_view shorter, size_t at) {
+  const bool is_last = at + 1 == longer.size();
+  return at > 0 && is_letter(longer[at]) && is_letter(longer[at - 1]) &&
+         (is_last ? longer[at] == 's' : is_letter(longer[at + 1])) &&
+         longer.substr(at + 1) == shorter.substr(at);
+}
+
+// "tables" and "tavles".
+bool is_wrong_letter(std::string_view a, std::string_view b, size_t at) {
+  return at > 0 && at + 1 < a.size() && is_letter(a[at - 1]) && is_letter(a[at]) &&
+         is_letter(b[at]) && is_letter(a[at + 1]) && a.substr(at + 1) == b.substr(at + 1);
+}
+
+bool is_slip(std::string_view a, std::string_view b) {
+  if (a.empty() || b.empty()) return false;
+  if (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                         [](char x, char y) { return lower(x) == lower(y); })) {
+    return true;
+  }
+  if (std::min(a.size(), b.size()) < kShortestName) return false;
+  const size_t length = std::min(a.size(), b.size());
+  size_t at = 0;
+  while (at < length && a[at] == b[at]) ++at;
+  if (a.size() == b.size()) return is_swap(a, b, at) || is_wrong_letter(a, b, at);
+  if (a.size() == b.size() + 1) return is_lost_letter(a, b, at);
+  return b.size() == a.size() + 1 && is_lost_letter(b, a, at);
+}
+
+// How often the model mentions each variable.
+std::vector<int> count_mentions(const Model& model) {
+  std::vector<int> mentions(model.cost.size(), 0);
+  for (size_t j = 0; j < mentions.size(); ++j) {
+    const bool has_kind = model.var_kind[j] != VarKind::kContinuous;
+    const bool has_bound = model.var_lower[j] != 0.0 || model.var_upper[j] != kInfinity;
+    const auto elements = static_cast<int>(model.matrix.start[j + 1] - model.matrix.start[j]);
+    mentions[j] =
+        elements + (model.cost[j] != 0.0 ? 1 : 0) + (has_kind ? 1 : 0) + (has_bound ? 1 : 0);
+  }
+  const auto add = [&mentions](int32_t var) { ++mentions[index(var)]; };
+  for (const TriangleEntry& entry : model.quadratic_cost) {
+    add(entry.row);
+    add(entry.col);
+  }
+  for (const ConQuadraticEntry& element : model.quadratic_coefficients) {
+    add(element.entry.row);
+    add(element.entry.col);
+  }
+  for (const Cone& cone : model.cones) std::for_each(cone.vars.begin(), cone.vars.end(), add);
+  for (const OrderedSet& set : model.sets) std::for_each(set.vars.begin(), set.vars.end(), add);
+  for (const Indicator& indicator : model.indicators) add(indicator.binary);
+  return mentions;
+}
+
+}  // namespace
+
+void warn_of_slips(const Model& model, const std::string& shown_name, Warnings* warnings) {
+  if (model.num_var() > kMostVariables) return;
+  const std::vector<int> mentions = count_mentions(model);
+  for (size_t j = 0; j < mentions.size() && !warnings->full(); ++j) {
+    if (mentions[j] != 1) continue;
+    for (size_t k = 0; k < mentions.size(); ++k) {
+      if (mentions[k] < 2 || !is_slip(model.var_names[j], model.var_names[k])) continue;
+      warnings->add(
+          format_text("%s: the variable '%s' is at one place of the model alone; did you "
+                      "mean '%s'?",
+                      shown_name.c_str(), printable(model.var_names[j]).c_str(),
+                      printable(model.var_names[k]).c_str()));
+      break;
+    }
+  }
+}
+
+}  // namespace vorlan

@@ -480,6 +480,8 @@ TEST(MpsRead, Errors) {
        "text:6:13: 'INTORG' or 'INTEND' was expected, found ''SOSORG''"},
       {text_of({.columns = " M MARKER INTORG\n X COST 1\n"}),
        "text:6:4: the words of a marker stand in quotes, as 'MARKER' 'INTORG', found 'MARKER'"},
+      {"NAM T\nROWS\n N COST\n",
+       "text:1:1: the name of a section was expected, found 'NAM'; did you mean 'NAME'?"},
       {"NAME T\nROWS\n N COST\nCOLUMS\n",
        "text:4:1: the name of a section was expected, found 'COLUMS'; did you mean 'COLUMNS'?"},
       {with_bounds(" ZZ BND X 1\n"), "text:10:2: the type of a bound was expected, found 'ZZ'"},

@@ -144,6 +144,19 @@ End
   EXPECT_EQ(task.log().find("SEED"), std::string::npos) << task.log();
 }
 
+TEST(ProblemFile, AMisspeltParameterNamesTheFile) {
+  TestTask task;
+  EXPECT_NE(task.read_as("slip.ptf",
+                         "Minimize ] extended problem 1\nMinimize\n o: x\nSubject To\n c: x >= 1\n"
+                         "Parameters\n VLN_IPAR_PRESOLV = off\nEnd\n"),
+            VLN_RES_OK);
+  EXPECT_NE(task.last_message().find(
+                "slip.ptf: there is no parameter 'VLN_IPAR_PRESOLV'; the nearest name is "
+                "VLN_IPAR_PRESOLVE"),
+            std::string::npos)
+      << task.last_message();
+}
+
 TEST(ProblemFile, WhatBelongsToTheRunIsNotWrittenToAFile) {
   TestTask task;
   ASSERT_EQ(task.read(two_products(-1)), VLN_RES_OK);

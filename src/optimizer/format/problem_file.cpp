@@ -142,16 +142,16 @@ bool carries_solutions(const ProblemFormat& format, const Parameters& parameters
 }
 
 // What the file sets of the run's own parameters is left out, with a warning.
-Status apply_settings(const std::vector<ParameterSetting>& settings, Parameters* parameters,
-                      Warnings* warnings) {
+Status apply_settings(const std::vector<ParameterSetting>& settings, const std::string& shown_name,
+                      Parameters* parameters, Warnings* warnings) {
   for (const ParameterSetting& setting : settings) {
     if (belongs_to_run(setting.name)) {
       warnings->add(setting.name +
                     " is not taken from the file: it belongs to the run and its machine");
       continue;
     }
-    Status status = parameters->put_by_name(setting.name, setting.value);
-    if (!status.ok()) return status;
+    const Status status = parameters->put_by_name(setting.name, setting.value);
+    if (!status.ok()) return {status.code(), shown_name + ": " + status.message()};
   }
   return {};
 }
@@ -212,7 +212,7 @@ Status read_problem_file(Task* task, const char* filename) {
   status = format->read(&input, limits, &file, &warnings);
   if (!status.ok()) return status;
   Parameters parameters = task->parameters;
-  status = apply_settings(file.parameters, &parameters, &warnings);
+  status = apply_settings(file.parameters, shown_name, &parameters, &warnings);
   if (!status.ok()) return status;
 
   task->model = std::move(file.model);

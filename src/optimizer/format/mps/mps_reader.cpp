@@ -218,8 +218,11 @@ Status MpsReader::unknown_section(std::string_view word) const {
   for (const ForeignSection& section : kForeignSections) {
     if (same_word(word, section.word)) return text_.error(word, section.advice);
   }
-  return text_.error(word, "the name of a section was expected",
-                     advice_on_capitals(kSections, word));
+  const std::string capitals = in_capitals(word);
+  Nearest nearest(capitals);
+  nearest.consider("NAME");
+  for (const Section& section : kSections) nearest.consider(section.word);
+  return text_.error(word, "the name of a section was expected", nearest.advice());
 }
 
 // The name is all of the line but for a last word FREE, so that it can have blanks.

@@ -150,8 +150,8 @@ constexpr size_t kPadding = 8;
 constexpr double kLeastShared = 3e6;
 // Products of a matrix and a vector wait for memory: an element costs as much as so many
 // multiplications in products of matrices. Their blocks have so many columns.
-constexpr double kCostOfReading = 8.0;
-constexpr size_t kBlockOfVector = 256;
+constexpr double kCostOfReading = 25.0;
+constexpr size_t kBlockOfVector = 128;
 
 double product_of(size_t a, size_t b, size_t c) {
   return static_cast<double>(a) * static_cast<double>(b) * static_cast<double>(c);
@@ -396,16 +396,7 @@ void DenseAlgebra::divide_forward_by_blocks(ConstMatrixView l, Diagonal diagonal
     divide_by_triangle(l.block(first, first, size, size), diagonal, own);
     const size_t end = first + size;
     if (end == x.size()) return;
-    const auto update = [&](Range r) {
-      add_product(-1.0, l.block(end + r.first, first, r.count, size), own.data(),
-                  x.data() + end + r.first);
-    };
-    const Range rest = {0, x.size() - end};
-    if (is_shared(kCostOfReading * product_of(rest.count, size, 1))) {
-      share_rows(rest.count, update);
-    } else {
-      update(rest);
-    }
+    add_product(-1.0, l.block(end, first, x.size() - end, size), own.data(), x.data() + end);
   }
 }
 
@@ -418,19 +409,16 @@ void DenseAlgebra::divide_backward_by_blocks(ConstMatrixView l, Diagonal diagona
     const std::span<double> own = x.subspan(first, size);
     divide_by_triangle(transposed(l.block(first, first, size, size)), diagonal, own);
     if (first == 0) return;
-    const auto update = [&](Range r) {
-      add_product(-1.0, transposed(l.block(first, r.first, size, r.count)), own.data(),
-                  x.data() + r.first);
-    };
-    if (is_shared(kCostOfReading * product_of(first, size, 1))) {
-      share_columns(first, update);
-    } else {
-      update({0, first});
-    }
+    add_product(-1.0, transposed(l.block(first, 0, size, first)), own.data(), x.data());
   }
 }
 
 void DenseAlgebra::add_product(double alpha, const Operand& a, const double* x, double* y) const {
+  if (is_shared(kCostOfReading * product_of(a.rows(), a.cols(), 1))) {
+    return share_rows(a.rows(), [&](Range r) {
+      add_product(alpha, a.some_rows(r.first, r.count), x, y + r.first);
+    });
+  }
   const Int m(a.matrix().rows()), n(a.matrix().cols()), lda(a.matrix().stride());
   const double one = 1.0;
   const int step = 1;

@@ -83,6 +83,8 @@ class DenseAlgebra {
   void divide_by_triangle(const Operand& l, Diagonal diagonal, std::span<double> x) const;
   // B = B inv(L') with L lower triangular.
   void divide_from_right(ConstMatrixView l, Diagonal diagonal, MatrixView b) const;
+  // y += alpha A x.
+  void add_product(double alpha, const Operand& a, const double* x, double* y) const;
   // y = A x with A symmetric, given by its lower triangle.
   void multiply_vector(ConstMatrixView a, std::span<const double> x, std::span<double> y) const;
   // Writes the lower Cholesky factor over A's lower triangle; false: A is not positive definite.
@@ -109,8 +111,6 @@ class DenseAlgebra {
   void divide_backward_by_blocks(ConstMatrixView l, Diagonal diagonal, std::span<double> x) const;
   void multiply_vector_by_strips(ConstMatrixView a, std::span<const double> x,
                                  std::span<double> y) const;
-  // y += alpha A x.
-  void add_product(double alpha, const Operand& a, const double* x, double* y) const;
   bool decompose(const char* job, MatrixView a, std::span<double> values) const;
   bool decompose_in_steps(MatrixView a, std::span<double> values) const;
 

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "solve/check/vectors.h"
+#include "solve/conic/lane_dot.h"
 
 namespace vorlan::conic {
 namespace {
@@ -280,7 +281,7 @@ double MatrixProducts::gathered_product(const Row& row, const Work& work) const 
   const ConstMatrixView image = work.image_rows;
   double sum = 0.0;
   for (const Element& e : elements(row)) {
-    sum += e.weight * dot(gathered.column(index(e.row)), image.column(index(e.col)));
+    sum += e.weight * lane_dot(gathered.column(index(e.row)), image.column(index(e.col)).data());
   }
   return sum;
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "solve/check/vectors.h"
+#include "solve/conic/lane_dot.h"
 #include "solve/conic/panel_products.h"
 
 namespace vorlan::conic {
@@ -18,6 +19,9 @@ constexpr size_t kBatch = 128;
 constexpr size_t kRowsOfBatchedOnes = 4;
 // Products of fewer multiplications are made by loops: dense algebra's preparations cost more.
 constexpr size_t kFewMultiplications = 8192;
+// What it costs to take an element of a product off the end, in multiplications of a product of
+// matrices.
+constexpr double kWorkOfElement = 50.0;
 
 // Supernodes are merged while they have few columns, or few of the elements would be 0.
 bool is_worth_merging(int64_t width, int64_t zeros, int64_t elements) {
@@ -291,11 +295,19 @@ void SupernodalLdl::update_end(MatrixView end) {
 void SupernodalLdl::update_end_directly(const Supernode& node, size_t from, MatrixView end) {
   const std::span<const int32_t> its = rows(node).subspan(from);
   const MatrixView product = multiply_rows(node, from, its.size());
-  for (size_t c = 0; c < its.size(); ++c) {
-    const std::span<double> column = end.column(index(its[c] - num_leading_));
-    const std::span<const double> change = product.column(c);
-    for (size_t r = c; r < its.size(); ++r) column[index(its[r] - num_leading_)] -= change[r];
-  }
+  constexpr size_t kColumnsOfPiece = 32;
+  const size_t pieces = (its.size() + kColumnsOfPiece - 1) / kColumnsOfPiece;
+  const auto elements = 0.5 * static_cast<double>(its.size() * its.size());
+  ThreadTeam* const team =
+      algebra_ == nullptr ? nullptr : algebra_->team_for(kWorkOfElement * elements);
+  run_pieces(team, pieces, [&](size_t piece, size_t) {
+    const Range range = range_of_piece(its.size(), pieces, piece);
+    for (size_t c = range.first; c < range.first + range.count; ++c) {
+      const std::span<double> column = end.column(index(its[c] - num_leading_));
+      const std::span<const double> change = product.column(c);
+      for (size_t r = c; r < its.size(); ++r) column[index(its[r] - num_leading_)] -= change[r];
+    }
+  });
 }
 
 // The columns collected are those of L; the lower triangle of the end loses L D L'.
@@ -319,17 +331,24 @@ void SupernodalLdl::take_batch_off(size_t* num_columns, MatrixView end) {
 void SupernodalLdl::solve_forward(std::span<double> x) const {
   for (const Supernode& node : nodes_) {
     const ConstMatrixView l = panel(node);
-    const std::span<double> own = x.subspan(index(node.first), l.cols());
-    gathered_.assign(index(node.num_rows), 0.0);
-    for (size_t c = 0; c < l.cols(); ++c) {
-      const std::span<const double> column = l.column(c);
-      const double xc = own[c];
-      if (xc == 0.0) continue;
-      for (size_t r = c + 1; r < l.cols(); ++r) own[r] -= column[r] * xc;
-      const double* const below = column.data() + l.cols();
-      for (size_t r = 0; r < gathered_.size(); ++r) gathered_[r] += below[r] * xc;
-    }
+    const size_t width = l.cols();
+    const std::span<double> own = x.subspan(index(node.first), width);
     const std::span<const int32_t> its = rows(node);
+    gathered_.assign(its.size(), 0.0);
+    if (takes_algebra(l)) {
+      algebra_->divide_by_triangle(l.block(0, 0, width, width), Diagonal::kUnit, own);
+      algebra_->add_product(1.0, l.block(width, 0, its.size(), width), own.data(),
+                            gathered_.data());
+    } else {
+      for (size_t c = 0; c < width; ++c) {
+        const std::span<const double> column = l.column(c);
+        const double xc = own[c];
+        if (xc == 0.0) continue;
+        for (size_t r = c + 1; r < width; ++r) own[r] -= column[r] * xc;
+        const double* const below = column.data() + width;
+        for (size_t r = 0; r < its.size(); ++r) gathered_[r] += below[r] * xc;
+      }
+    }
     for (size_t r = 0; r < its.size(); ++r) x[index(its[r])] -= gathered_[r];
   }
 }
@@ -337,19 +356,32 @@ void SupernodalLdl::solve_forward(std::span<double> x) const {
 void SupernodalLdl::solve_backward(std::span<double> x) const {
   for (size_t s = nodes_.size(); s-- > 0;) {
     const ConstMatrixView l = panel(nodes_[s]);
-    const std::span<double> own = x.subspan(index(nodes_[s].first), l.cols());
+    const size_t width = l.cols();
+    const std::span<double> own = x.subspan(index(nodes_[s].first), width);
     const std::span<const int32_t> its = rows(nodes_[s]);
+    for (size_t c = 0; c < width; ++c) own[c] /= pivot_[index(nodes_[s].first) + c];
     gathered_.resize(its.size());
     for (size_t r = 0; r < its.size(); ++r) gathered_[r] = x[index(its[r])];
-    for (size_t c = l.cols(); c-- > 0;) {
+    if (takes_algebra(l)) {
+      algebra_->add_product(-1.0, transposed(l.block(width, 0, its.size(), width)),
+                            gathered_.data(), own.data());
+      algebra_->divide_by_triangle(transposed(l.block(0, 0, width, width)), Diagonal::kUnit, own);
+      continue;
+    }
+    for (size_t c = width; c-- > 0;) {
       const std::span<const double> column = l.column(c);
-      const double* const below = column.data() + l.cols();
-      double sum = own[c] / pivot_[index(nodes_[s].first) + c];
-      for (size_t r = c + 1; r < l.cols(); ++r) sum -= column[r] * own[r];
-      for (size_t r = 0; r < its.size(); ++r) sum -= below[r] * gathered_[r];
-      own[c] = sum;
+      own[c] -= lane_dot(column.subspan(c + 1, width - c - 1), own.data() + c + 1);
+      own[c] -= lane_dot(column.subspan(width), gathered_.data());
     }
   }
+}
+
+// Loops are as fast on small panels.
+bool SupernodalLdl::takes_algebra(ConstMatrixView panel) const {
+  constexpr size_t kManyElements = 2048;
+  constexpr size_t kManyColumns = 8;
+  return algebra_ != nullptr && panel.cols() >= kManyColumns &&
+         panel.rows() * panel.cols() >= kManyElements;
 }
 
 }  // namespace vorlan::conic

@@ -71,6 +71,7 @@ class SupernodalLdl {
                     std::vector<int32_t>* replaced);
   void update_end(MatrixView end);
   void update_end_directly(const Supernode& node, size_t from, MatrixView end);
+  bool takes_algebra(ConstMatrixView panel) const;
   void take_batch_off(size_t* num_columns, MatrixView end);
 
   int32_t num_leading_ = 0;

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <new>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -228,6 +229,33 @@ TEST_F(ChildProcess, MilestonesAndTextStandInTheOrderInWhichTheyCame) {
     const size_t next_text = caller_.log.find(" text " + std::to_string(k + 1) + '\n');
     EXPECT_LT(milestone, next_text) << k;
   }
+}
+
+// Rows that the clock asks for stand between those of milestones.
+TEST_F(ChildProcess, NoRowShowsOlderFiguresThanTheOneBeforeIt) {
+  task_.model.var_kind = {VarKind::kInteger, VarKind::kInteger};
+  ASSERT_TRUE(task_.parameters.put_by_name("VLN_DPAR_LOG_INTERVAL", "0.01").ok());
+  const Work work = [](const Parameters&, double, BackendMonitor* monitor, Answer*) -> Status {
+    Progress progress;
+    for (int k = 1; k <= 60; ++k) {
+      progress.nodes = k;
+      monitor->milestone(progress, "step");
+      usleep(3000);
+    }
+    return {};
+  };
+  ASSERT_TRUE(run(work).ok());
+  std::istringstream rows(caller_.log);
+  std::string line;
+  int last = 0;
+  while (std::getline(rows, line)) {
+    double seconds = 0.0;
+    int nodes = 0;
+    if (std::sscanf(line.c_str(), "%*1c%lf s %d", &seconds, &nodes) != 2) continue;
+    EXPECT_GE(nodes, last) << caller_.log;
+    last = nodes;
+  }
+  EXPECT_EQ(last, 60);
 }
 
 TEST_F(ChildProcess, PendingOutputIsNotWrittenTwice) {

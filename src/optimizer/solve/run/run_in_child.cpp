@@ -49,9 +49,9 @@ class Team {
   bool may_start_race();
   void start_race();
   void wait_for_text();
-  void tell_events();
+  void tell_events(Progress* figures);
   Member* next_with_milestone();
-  void tell_milestone(Milestone milestone);
+  bool tell_milestone(Milestone* milestone);
   void pass_points();
   Progress progress() const;
   bool is_over() const;
@@ -118,8 +118,8 @@ void Team::wait_for_text() {
   }
 }
 
-// Tells the text before each milestone, and then the milestone.
-void Team::tell_events() {
+// Tells the text before each milestone, and then the milestone, whose figures are newer.
+void Team::tell_events(Progress* figures) {
   while (true) {
     for (const Member& member : members_) {
       const bool is_first = &member == &members_[0];
@@ -129,8 +129,9 @@ void Team::tell_events() {
     }
     Member* const next = next_with_milestone();
     if (next == nullptr) return;
-    tell_milestone(*next->child->next_milestone());
+    Milestone milestone = *next->child->next_milestone();
     next->child->pass_milestone();
+    if (tell_milestone(&milestone)) *figures = milestone.progress;
   }
 }
 
@@ -147,14 +148,15 @@ Team::Member* Team::next_with_milestone() {
   return first;
 }
 
-// In a race only one that betters what all have found.
-void Team::tell_milestone(Milestone milestone) {
-  const double objective = milestone.progress.objective;
+// In a race only one that betters what all have found; false of another.
+bool Team::tell_milestone(Milestone* milestone) {
+  const double objective = milestone->progress.objective;
   const bool is_race = members_.size() > 1;
-  if (is_race && !(objective < best_milestone_)) return;
+  if (is_race && !(objective < best_milestone_)) return false;
   best_milestone_ = std::min(best_milestone_, objective);
-  if (is_race) milestone.progress.bound = progress().bound;
-  listener_->milestone(milestone.progress, milestone.origin, milestone.time);
+  if (is_race) milestone->progress.bound = progress().bound;
+  listener_->milestone(milestone->progress, milestone->origin, milestone->time);
+  return true;
 }
 
 // In a race the point of a child whose objective is as good as the best.
@@ -260,9 +262,9 @@ Status Team::run(Answer* answer) {
   Member* winner = nullptr;
   while (winner == nullptr && !is_over()) {
     // The milestones behind these figures are told before a row of the log shows them.
-    const Progress figures = progress();
+    Progress figures = progress();
     wait_for_text();
-    tell_events();
+    tell_events(&figures);
     pass_points();
     if (may_start_race()) start_race();
     if (listener_->beat(figures)) {
@@ -276,7 +278,8 @@ Status Team::run(Answer* answer) {
   const bool is_won = winner != nullptr;
   if (!is_won) winner = find_best();
   leave_others(*winner);
-  tell_events();
+  Progress last;
+  tell_events(&last);
   const std::string& rest = members_[0].child->rest_of_line();
   if (!rest.empty()) listener_->log(rest + '\n');
   if (members_.size() > 1) {

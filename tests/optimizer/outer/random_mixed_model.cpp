@@ -270,7 +270,43 @@ std::vector<Choice> choices_of(const Model& model, size_t j) {
   return choices;
 }
 
-void try_one(const Model& model, Enumeration* result) {
+bool is_fixed_at_zero(const Model& model, int32_t var) {
+  return model.var_lower[index(var)] == 0.0 && model.var_upper[index(var)] == 0.0;
+}
+
+// Whether a factor of the product that bounds the other members is fixed at 0.
+bool has_zero_factor(const Model& model, const Cone& cone) {
+  if (cone.kind != ConeKind::kRotatedQuadratic) return false;
+  return is_fixed_at_zero(model, cone.vars[0]) || is_fixed_at_zero(model, cone.vars[1]);
+}
+
+// Where a factor of 2 x0 x1 >= |x|^2 is fixed at 0 the other members are 0. Within a tolerance t the
+// conic method would let them be as large as the root of t, and the objective with them.
+Model without_zero_factors(Model model) {
+  std::vector<Cone> cones;
+  for (const Cone& cone : model.cones) {
+    const auto may_be_zero = [&model](int32_t var) {
+      return model.var_lower[index(var)] <= 0.0 && model.var_upper[index(var)] >= 0.0;
+    };
+    const auto rest = cone.vars.begin() + 2;
+    if (!has_zero_factor(model, cone) || !std::all_of(rest, cone.vars.end(), may_be_zero)) {
+      cones.push_back(cone);
+      continue;
+    }
+    std::for_each(rest, cone.vars.end(), [&model](int32_t var) {
+      model.var_lower[index(var)] = model.var_upper[index(var)] = 0.0;
+    });
+    for (auto factor = cone.vars.begin(); factor != rest; ++factor) {
+      double& lower = model.var_lower[index(*factor)];
+      lower = std::max(lower, 0.0);
+    }
+  }
+  model.cones = std::move(cones);
+  return model;
+}
+
+void try_one(const Model& given, Enumeration* result) {
+  const Model model = without_zero_factors(given);
   constexpr double kFeasible = 1e-8;
   constexpr double kNoGap = 1e-5;
   const MinimizeProblem problem(model);

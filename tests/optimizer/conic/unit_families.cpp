@@ -160,6 +160,16 @@ UnitModel linear_equations_that_contradict(double u) {
   return b.infeasible();
 }
 
+// There is a ray, too, along which the objective falls.
+UnitModel contradiction_without_limit(double u) {
+  Builder b;
+  const int32_t x = b.variable(1.0);
+  const int32_t y = b.variable(0.0);
+  b.equal(u, {{x, 1.0}, {y, 2.0}});
+  b.equal(2.0 * u, {{x, 1.0}, {y, 2.0}});
+  return b.infeasible();
+}
+
 UnitModel differences_that_contradict(double u) {
   Builder b;
   const int32_t x = b.variable(1.0, 0.0);
@@ -573,6 +583,7 @@ const std::vector<UnitFamily>& linear_unit_families() {
       {"shipment_over_two_stages", shipment_over_two_stages},
       {"dear_amount_beside_a_common_one", dear_amount_beside_a_common_one},
       {"linear_equations_that_contradict", linear_equations_that_contradict},
+      {"contradiction_without_limit", contradiction_without_limit},
       {"differences_that_contradict", differences_that_contradict},
       {"income_without_limit", income_without_limit},
   };

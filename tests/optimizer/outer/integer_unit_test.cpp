@@ -516,7 +516,7 @@ Known make(Family family, double unit, Random* random) {
 std::vector<double> units_of(Family family) {
   if (family == Family::kTinyCoefficients) return {1.0, 1e6, 1e8, 1e9, 1e10, 1e12};
   if (is_linear(family)) return {1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
-  if (family >= Family::kPackedThings) return {1e-15, 1e-12, 1e-9, 1e-6, 1.0, 1e6};
+  if (family >= Family::kPackedThings) return {1e-15, 1e-12, 1e-9, 1e-6, 1.0, 1e6, 1e9, 1e11};
   return {1e-12, 1e-9, 1e-6, 1e-3, 1.0, 1e3, 1e5, 1e6, 1e7, 1e9, 1e12};
 }
 

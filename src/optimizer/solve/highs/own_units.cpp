@@ -44,10 +44,20 @@ Solution start_from(const BackendResult& result) {
   return start;
 }
 
+// Sides so small are all met within the simplex method's tolerances, or nearly so.
+constexpr double kSmallSides = 1e-3;
+
+bool has_small_sides(const MinimizeProblem& problem) {
+  const std::vector<double> sizes = sizes_of_parts(problem).row;
+  return std::any_of(sizes.begin(), sizes.end(), [](double size) { return size < kSmallSides; });
+}
+
 }  // namespace
 
 bool needs_own_units(const MinimizeProblem& problem, const Parameters& parameters,
                      const BackendResult& result) {
+  // A model may have a ray and no point. That is said rather than the ray.
+  if (result.certificate == Certificate::kPrimalRay) return has_small_sides(problem);
   if (result.outcome == Outcome::kStopped) return result.termination == Code::kTrmStall;
   return is_optimum(problem, result) && worst_miss(problem, parameters, result) > 1.0;
 }

@@ -11,7 +11,8 @@
 namespace vorlan {
 
 // True when the answer of a linear model asks for another solve: it misses the tolerances by the
-// sizes of the model's parts (least_sizes.h), or the method stalled.
+// sizes of the model's parts (least_sizes.h), is a ray from a point that small sides may exclude, or
+// the method stalled.
 bool needs_own_units(const MinimizeProblem& problem, const Parameters& parameters,
                      const BackendResult& result);
 

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
+#include "solve/check/checker.h"
 #include "solve/check/least_sizes.h"
 #include "solve/check/vectors.h"
 #include "task/numeric.h"
@@ -439,7 +441,19 @@ std::vector<double> ScaledModel::matrices_to_original(std::span<const double> ba
   return original;
 }
 
+// What is outside by no more than a tolerance of the method can be far outside in the units of the
+// model: 1e-14 of a value of 1e10 is 1e-4. Constraints, whose terms are large there, do not mind.
+void ScaledModel::meet_bounds(std::vector<double>* x) const {
+  constexpr double kTolerance = 1e-6;
+  for (size_t j = 0; j < x->size() && j < column_.size(); ++j) {
+    if (is_semi(model_.var_kind[j])) continue;
+    const double nearest = std::max(model_.var_lower[j], std::min((*x)[j], model_.var_upper[j]));
+    if (std::fabs(nearest - (*x)[j]) <= kTolerance) (*x)[j] = nearest;
+  }
+}
+
 void ScaledModel::restore(BackendResult* result) const {
+  if (result->certificate == Certificate::kNone) meet_bounds(&result->x);
   result->x = to_original(result->x);
   result->barx = matrices_to_original(result->barx);
   result->progress.objective /= cost_factor_;
@@ -474,6 +488,25 @@ Parameters ScaledModel::scale(const Parameters& parameters) const {
   return scaled;
 }
 
+namespace {
+
+// A value that rounding has left of 0, such as 1e-4 beside 1e10, misses a switch that is off. It
+// becomes 0 where the point is better for it.
+void drop_specks(const MinimizeProblem& problem, const ScaledModel& scaled, BackendResult* result) {
+  constexpr double kSpeckSize = 1e-12;
+  constexpr double kGoodEnough = 1e-9;
+  if (result->certificate != Certificate::kNone || result->x.empty()) return;
+  if (!problem.model.is_mixed_integer() || !problem.model.matrix_vars.empty()) return;
+  const double violation = primal_violation(problem.model, result->x);
+  if (violation <= kGoodEnough) return;
+  std::vector<double> x = scaled.to_scaled(result->x);
+  for (double& value : x) value = std::fabs(value) <= kSpeckSize ? 0.0 : value;
+  x = scaled.to_original(x);
+  if (primal_violation(problem.model, x) < violation) result->x = std::move(x);
+}
+
+}  // namespace
+
 Status solve_scaled(decltype(Backend::solve) solve, const MinimizeProblem& problem,
                     const Parameters& parameters, double seconds, BackendMonitor* monitor,
                     BackendResult* result) {
@@ -490,6 +523,7 @@ Status solve_scaled(decltype(Backend::solve) solve, const MinimizeProblem& probl
   ScalingMonitor inner_monitor(scaled, monitor);
   Status status = solve(inner, scaled.scale(parameters), seconds, &inner_monitor, result);
   scaled.restore(result);
+  drop_specks(problem, scaled, result);
   return status;
 }
 

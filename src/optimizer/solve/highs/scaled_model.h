@@ -33,8 +33,8 @@ class ScaledModel {
   std::vector<double> matrices_to_original(std::span<const double> barx) const;
   // A start needs no matrix variables.
   std::vector<double> to_scaled(std::span<const double> x) const;
-  // A ray of the model from one of the scaled model, or a point, with the duals and the ranging of a
-  // linear model.
+  // A ray of the model from one of the scaled model, or a point within its bounds, with the duals and
+  // the ranging of a linear model.
   void restore(BackendResult* result) const;
   // The parameters for the scaled model: those that are in terms of the objective change. The absolute
   // gap is one of objectives of the size 1; where the data are smaller, it is in parts of theirs.
@@ -44,6 +44,7 @@ class ScaledModel {
   void scale_columns();
   void scale_rows();
   void scale_costs();
+  void meet_bounds(std::vector<double>* x) const;
   void restore_duals(BackendResult* result) const;
   void restore_ranging(std::vector<double>* figures) const;
 

@@ -531,6 +531,42 @@ TEST(MixedConic, RandomFactorsAtZero) {
 }
 
 // One answer whatever the process, and whenever it is asked.
+// A knapsack of several rows, whose cone leaves everything as it is.
+Model knapsack(uint32_t seed) {
+  constexpr size_t kItems = 30;
+  constexpr int kRows = 4;
+  test::Random random(seed);
+  Model model = test::free_variables(std::vector<double>(kItems + 2, 0.0));
+  model.maximize = true;
+  for (size_t j = 0; j < kItems; ++j) {
+    model.cost[j] = random.whole(20, 60);
+    model.var_lower[j] = 0.0;
+    model.var_upper[j] = 1.0;
+    model.var_kind[j] = VarKind::kInteger;
+  }
+  for (int row = 0; row < kRows; ++row) {
+    std::vector<double> terms(kItems + 2, 0.0);
+    double sum = 0.0;
+    for (size_t j = 0; j < kItems; ++j) sum += terms[j] = random.whole(10, 60);
+    test::add_constraint(&model, -kInfinity, std::floor(sum / 3.0), terms);
+  }
+  model.var_lower[kItems] = model.var_upper[kItems] = 1.0;
+  const auto head = static_cast<int32_t>(kItems);
+  model.cones = {Cone{ConeKind::kQuadratic, {head, head + 1}, {}}};
+  return model;
+}
+
+// Once branch and cut has a point that no cut takes away, the round is the last: it goes on to the gap
+// that is asked for, where another round would begin the tree anew.
+TEST(MixedConic, TheRoundWithTheOptimumIsTheLast) {
+  for (uint32_t seed = 1; seed <= 5; ++seed) {
+    MixedSolve mixed(knapsack(seed));
+    mixed.solve();
+    EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+    EXPECT_EQ(mixed.log().find("round 2"), std::string::npos) << mixed.log();
+  }
+}
+
 TEST(MixedConic, IsDeterministic) {
   const Model model = test::make_mixed_model(test::MixedFamily::kEverything, 7);
   MixedSolve here(model);

@@ -2,6 +2,7 @@
 #include "solve/outer/inner_solver.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "solve/conic/conic_backend.h"
@@ -78,10 +79,17 @@ Status InnerSolver::solve_linear(const Model& model, Parameters parameters, Back
 }
 
 Status InnerSolver::solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
-                                  double objective_factor, OnPoint on_point, BackendResult* found) {
+                                  double objective_factor, double loose_gap, OnPoint on_point,
+                                  BackendResult* found) {
   InnerMonitor monitor(this, objective_factor, std::move(on_point));
+  loose_gap_ = loose_gap;
+  is_stopped_early_ = false;
   Status status =
       kHighsRelaxationBackend.solve(problem, parameters, seconds_left(), &monitor, found);
+  if (is_stopped_early_ && found->termination == Code::kTrmUserCallback) {
+    found->outcome = Outcome::kOptimal;
+    found->termination = Code::kOk;
+  }
   nodes_now_ = 0;
   simplex_now_ = 0;
   found->progress.objective /= objective_factor;
@@ -110,7 +118,16 @@ bool InnerSolver::should_stop(const Progress& inner, double objective_factor) {
   nodes_now_ = std::max(nodes_now_, inner.nodes);
   simplex_now_ = std::max(simplex_now_, inner.simplex_iterations);
   bounds_->raise_bound(inner.bound / objective_factor);
-  return should_stop();
+  if (should_stop()) return true;
+  is_stopped_early_ = is_stopped_early_ || is_close_enough(inner, objective_factor);
+  return is_stopped_early_;
+}
+
+bool InnerSolver::is_close_enough(const Progress& inner, double objective_factor) const {
+  constexpr double kShare = 0.5;  // of the gap asked for
+  if (!(inner.relative_gap <= loose_gap_) || !std::isfinite(inner.objective)) return false;
+  const double better = bounds_->incumbent() - inner.objective / objective_factor;
+  return !bounds_->has_incumbent() || better > kShare * bounds_->absolute_tolerance();
 }
 
 Progress InnerSolver::progress() const {

@@ -26,9 +26,12 @@ class InnerSolver {
   // Solves a linear model without integers by a method that HiGHS chooses.
   Status solve_linear(const Model& model, Parameters parameters, BackendResult* found);
   // Solves a mixed-integer linear relaxation. Its objective is the one of the bounds times the
-  // factor; the figures of the result are divided by it.
+  // factor; the figures of the result are divided by it. Ends within the loose gap, a relative one,
+  // where the best point is better than the incumbent: cuts will take such a point away. Where it is
+  // not, the gap that the parameters ask for counts.
   Status solve_integer(const MinimizeProblem& problem, const Parameters& parameters,
-                       double objective_factor, OnPoint on_point, BackendResult* found);
+                       double objective_factor, double loose_gap, OnPoint on_point,
+                       BackendResult* found);
 
   // Solves a mixed-integer linear model whose bound says nothing about the bounds.
   Status solve_aside(const MinimizeProblem& problem, const Parameters& parameters,
@@ -49,6 +52,7 @@ class InnerSolver {
   friend class InnerMonitor;
   // The same with what an integer solve tells of itself.
   bool should_stop(const Progress& inner, double objective_factor);
+  bool is_close_enough(const Progress& inner, double objective_factor) const;
 
   const Parameters& parameters_;
   double end_;
@@ -57,6 +61,8 @@ class InnerSolver {
   int64_t nodes_ = 0, nodes_now_ = 0;
   int64_t simplex_ = 0, simplex_now_ = 0;
   int64_t interior_ = 0;
+  double loose_gap_ = 0.0;         // of the integer solve that runs now
+  bool is_stopped_early_ = false;  // because of it
 };
 
 }  // namespace vorlan::outer

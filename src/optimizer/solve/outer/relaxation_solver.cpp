@@ -13,7 +13,6 @@
 namespace vorlan::outer {
 namespace {
 
-// The first relaxations need not be solved to the end: cuts are about to change them.
 constexpr double kLooseGap = 0.02;
 // The share of the gap asked for that a solve of the relaxation may leave. It becomes smaller
 // whenever a solve brings nothing new.
@@ -57,12 +56,7 @@ bool RelaxationSolver::be_careful() { return !std::exchange(careful_, true); }
 Parameters RelaxationSolver::integer_parameters() const {
   Parameters parameters = parameters_;
   const double share = kGapShares[exactness_];
-  double relative = share * parameters_.get(DoubleParam::kMipRelativeGap);
-  if (exactness_ == 0) {
-    const double size = std::max(1e-10, std::fabs(bounds_->incumbent()));
-    const double rest = bounds_->has_incumbent() ? 0.1 * bounds_->gap() / size : kLooseGap;
-    relative = std::max(relative, std::min(rest, kLooseGap));
-  }
+  const double relative = share * parameters_.get(DoubleParam::kMipRelativeGap);
   if (careful_) parameters.set(IntParam::kPresolve, 0);
   if (exactness_ == kMostExact || careful_) {
     parameters.set(DoubleParam::kIntegralityTolerance, kStrict);
@@ -78,6 +72,15 @@ Parameters RelaxationSolver::integer_parameters() const {
     parameters.set(IntParam::kMipNodeLimit, static_cast<int32_t>(left));
   }
   return parameters;
+}
+
+// The first relaxations need not be solved to the end: cuts are about to change them.
+double RelaxationSolver::loose_gap() const {
+  constexpr double kShare = 0.1;  // of the gap that is left
+  if (exactness_ > 0) return 0.0;
+  if (!bounds_->has_incumbent()) return kLooseGap;
+  const double size = std::max(1e-10, std::fabs(bounds_->incumbent()));
+  return std::min(kShare * bounds_->gap() / size, kLooseGap);
 }
 
 Solution RelaxationSolver::start(const Incumbent& best) const {
@@ -100,8 +103,8 @@ Status RelaxationSolver::solve(IntegerTrials* trials, BackendResult* found) {
   const auto on_point = [trials](std::span<const double> columns) {
     trials->try_on_the_way(columns);
   };
-  Status status =
-      solver_->solve_integer(problem, integer_parameters(), objective_factor_, on_point, found);
+  Status status = solver_->solve_integer(problem, integer_parameters(), objective_factor_,
+                                         loose_gap(), on_point, found);
   return status.ok() ? trials->failure() : status;
 }
 

@@ -47,6 +47,7 @@ class RelaxationSolver {
 
  private:
   Parameters integer_parameters() const;
+  double loose_gap() const;
   Solution start(const Incumbent& best) const;
 
   const MinimizeProblem& problem_;

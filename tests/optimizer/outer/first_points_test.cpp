@@ -230,40 +230,48 @@ TEST(FirstPoints, DeepestPointHasTheMostRoomInItsCone) {
   EXPECT_NEAR(deepest[1], 3.0, 1e-5);
 }
 
-// Two of six risky shares have too much risk, and the relaxation takes all six but no cash: the
-// first point needs the cash that is deep inside the cone, with one of the shares.
+// Two risky shares have too much risk, and the relaxation takes many of them but no cash: the first
+// point needs the cash that is deep inside the cone, with one of the shares. There are too many for
+// a dive, and the exponential cone leaves no linear model inside of the cones.
 TEST(FirstPoints, ShareWithCashWhereTheLargestHaveTooMuchRisk) {
-  constexpr size_t kShares = 7;
-  constexpr size_t kRisky = kShares - 1;
-  Model model = test::free_variables(std::vector<double>(2 * kShares + 1, 0.0));
+  constexpr size_t kRisky = 30;
+  constexpr size_t kShares = kRisky + 1;
+  constexpr size_t kHead = 2 * kShares;
+  constexpr size_t kCount = kHead + 4;
+  Model model = test::free_variables(std::vector<double>(kCount, 0.0));
   model.maximize = true;
-  std::vector<double> sum(2 * kShares + 1, 0.0);
+  std::vector<double> sum(kCount, 0.0);
   std::vector<double> number = sum;
-  Cone cone{ConeKind::kQuadratic, {2 * kShares}, {}};
+  Cone norm{ConeKind::kQuadratic, {kHead}, {}};
   for (size_t k = 0; k < kShares; ++k) {
     const bool risky = k < kRisky;
     model.cost[k] = risky ? 1.1 + 0.001 * static_cast<double>(k) : 1.0;
     model.var_lower[k] = model.var_lower[kShares + k] = 0.0;
     model.var_upper[kShares + k] = 1.0;
     model.var_kind[kShares + k] = VarKind::kInteger;
-    std::vector<double> row(2 * kShares + 1, 0.0);
+    std::vector<double> row(kCount, 0.0);
     row[k] = 1.0;
     row[kShares + k] = -1.0;
     test::add_constraint(&model, -kInfinity, 0.0, row);
     sum[k] = number[kShares + k] = 1.0;
-    if (risky) cone.vars.push_back(static_cast<int32_t>(k));
+    if (risky) norm.vars.push_back(static_cast<int32_t>(k));
   }
   test::add_constraint(&model, 1.0, 1.0, sum);
   test::add_constraint(&model, -kInfinity, 2.0, number);
-  model.var_lower.back() = model.var_upper.back() = 0.5;
-  model.cones = {cone};
+  // The relaxation has the cash off, but some of the shares even more.
+  model.cost[kShares + kRisky] = -0.001;
+  for (size_t k = 0; k < 3; ++k) model.cost[kShares + k] = -0.01;
+  model.var_lower[kHead] = model.var_upper[kHead] = 0.5;
+  model.var_lower[kHead + 2] = model.var_upper[kHead + 2] = 1.0;
+  model.var_lower[kHead + 3] = model.var_upper[kHead + 3] = 0.0;
+  model.cones = {norm, Cone{ConeKind::kExponential, {kHead + 1, kHead + 2, kHead + 3}, {}}};
   test::MixedSolve mixed(model);
   mixed.put("VLN_IPAR_MIP_NODE_LIMIT", "0");
   mixed.solve();
   ASSERT_TRUE(mixed.solution().defined) << mixed.log();
   const std::vector<double>& x = mixed.solution().xx;
   const double gain = std::inner_product(x.begin(), x.end(), model.cost.begin(), 0.0);
-  EXPECT_NEAR(gain, 0.5 * 1.0 + 0.5 * 1.105, 1e-5) << mixed.log();
+  EXPECT_NEAR(gain, 0.5 * 1.0 + 0.5 * 1.129 - 0.001, 1e-5) << mixed.log();
 }
 
 // The continuous relaxation of a model with many elements takes long: a point comes before it.

@@ -59,6 +59,8 @@ Model without_integers(Model model) {
 
 std::optional<Model> deepest_in_cones(const Model& model, const std::vector<double>& x) {
   constexpr double kLeastUnit = 1e-3;  // as a share of the largest
+  // At 1 the members behind a head could only be 0, where the conic method has no interior.
+  constexpr double kMostDepth = 0.9;
   const auto heads = quadratic_heads(model);
   const auto size_of = [&](size_t c, size_t k) {
     return std::fabs(x[index(model.cones[c].vars[k])]);
@@ -87,7 +89,7 @@ std::optional<Model> deepest_in_cones(const Model& model, const std::vector<doub
     deep.con_upper.push_back(0.0);
     head = inner;
   }
-  add_variable(-1.0, 0.0, 1.0);
+  add_variable(-1.0, 0.0, kMostDepth);
   deep.matrix = make_columns(std::move(elements), deep.cost.size());
   return deep;
 }

@@ -16,7 +16,7 @@ Model without_objective(const Model& model);
 Model without_integers(Model model);
 
 // The model without integers that asks for a point as deep inside its quadratic cones as it can be. A
-// last variable, from 0 to 1, says how deep; `x` is a point whose heads give each cone its unit.
+// last variable, from 0 to less than 1, says how deep; `x` is a point whose heads give each cone its unit.
 // Empty where the model has no such cone.
 std::optional<Model> deepest_in_cones(const Model& model, const std::vector<double>& x);
 

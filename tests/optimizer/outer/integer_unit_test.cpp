@@ -547,6 +547,7 @@ TEST(AbsoluteGap, IsInPartsOfSmallObjectives) {
     mixed.solve();
     EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal);
     EXPECT_NEAR(mixed.solution().primal_objective / unit, known.optimum / unit, 1e-5);
+    EXPECT_NEAR(mixed.figure("bound") / unit, known.optimum / unit, 1e-3);
   }
 }
 

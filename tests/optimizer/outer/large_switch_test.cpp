@@ -514,6 +514,21 @@ TEST_P(LargeSwitches, AreSolvedAndRight) {
   test::expect_right_answers({1e4, 1e6, 1e7, 1e8, 1e9}, shapes()[GetParam()].make);
 }
 
+// The gap is relative to the objective as the model states it, here 0 at the optimum. A fifth of the
+// costs alone would let poorer points pass.
+TEST(LotSizes, AreAllowedAGapOfTheObjectiveWithItsConstant) {
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    Random random(seed);
+    Known known = lot_sizes(1e7, &random);
+    known.model.constant = -known.optimum;
+    test::MixedSolve mixed(known.model);
+    mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "0.2");
+    mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
+    mixed.solve();
+    EXPECT_NEAR(mixed.solution().primal_objective, 0.0, 1e-5 * known.optimum) << mixed.log();
+  }
+}
+
 // Branching on each switch would settle these models, too: 26 nodes for this one.
 TEST(TurnedTargets, AreBoundedByLinearPrograms) {
   Random random(5);

@@ -61,8 +61,8 @@ class PointBuilder {
 
   void set(const std::string& name, double value) {
     const auto found = places_.find(name);
-    if (found == places_.end()) refuse(file_, "the model has no variable '" + name + "'");
-    if (is_set_[found->second]) refuse(file_, "variable '" + name + "' has two values");
+    if (found == places_.end()) refuse_line("the model has no variable '" + name + "'");
+    if (is_set_[found->second]) refuse_line("variable '" + name + "' has two values");
     is_set_[found->second] = true;
     point_.values[found->second] = value;
   }
@@ -77,7 +77,13 @@ class PointBuilder {
       point_.matrices[m][before + static_cast<std::size_t>(row)] = value;
       return;
     }
-    refuse(file_, fmt::format("the model has no element {}({},{})", name, row, column));
+    refuse_line(fmt::format("the model has no element {}({},{})", name, row, column));
+  }
+
+  // The line that the next values come from, counted from 1, for messages about them.
+  void go_to_line(std::size_t number) { line_ = number; }
+  [[noreturn]] void refuse_line(const std::string& reason) const {
+    refuse(file_, line_ == 0 ? reason : fmt::format("line {}: {}", line_, reason));
   }
 
   NamedPoint finish() {
@@ -92,6 +98,7 @@ class PointBuilder {
   std::unordered_map<std::string, std::size_t> places_;
   std::vector<bool> is_set_;
   Point point_;
+  std::size_t line_ = 0;  // 0 where lines say nothing, as in JSON
 };
 
 // The most telling of the solutions that are there.
@@ -201,11 +208,12 @@ NamedPoint from_csv(const std::string& content, const ModelData& model, const st
   std::istringstream lines(content);
   std::string line;
   std::getline(lines, line);  // the title
-  while (std::getline(lines, line)) {
+  for (std::size_t number_of_line = 2; std::getline(lines, line); ++number_of_line) {
+    builder.go_to_line(number_of_line);
     const std::vector<std::string> fields = csv_fields(line);
     if (fields.size() < 5 || fields[0] == "constraint") continue;
     const std::optional<double> value = number(fields[4]);
-    if (!value) refuse(file, "'" + fields[4] + "' is not a number");
+    if (!value) builder.refuse_line("'" + fields[4] + "' is not a number");
     if (fields[0] == "variable") builder.set(fields[1], *value);
     if (fields[0] == "matrix") {
       builder.set_element(fields[1], whole(fields[2]), whole(fields[3]), *value);
@@ -277,7 +285,8 @@ NamedPoint from_text(const std::string& content, const ModelData& model, const s
   HighsSection section;
   std::size_t line_number = 0;
   for (std::string line; std::getline(lines, line);) {
-    if (++line_number == 1) dialect = dialect_of(line);
+    builder.go_to_line(++line_number);
+    if (line_number == 1) dialect = dialect_of(line);
     if (is_heading(dialect, line_number, line)) continue;
     if (dialect == Dialect::kHighs && !section.has(line)) continue;
     const std::vector<std::string> words = words_of(line);
@@ -285,7 +294,7 @@ NamedPoint from_text(const std::string& content, const ModelData& model, const s
     const std::size_t name = place_of_name(dialect, words);
     const std::optional<double> value =
         name + 1 < words.size() ? number(words[name + 1]) : std::nullopt;
-    if (!value) refuse(file, fmt::format("line {}: NAME VALUE was expected", line_number));
+    if (!value) builder.refuse_line("NAME VALUE was expected");
     builder.set(words[name], *value);
   }
   return builder.finish();

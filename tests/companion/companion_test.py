@@ -381,7 +381,8 @@ class Check(CompanionTest):
 
     def test_a_file_of_another_model_is_refused(self):
         model = self.file("f.lp", FURNITURE)
-        for text, reason in (("chair 1\n", "no variable 'chair'"), ("chairs 1\nchairs 2\n", "two values"),
+        for text, reason in (("chair 1\n", "line 1: the model has no variable 'chair'"),
+                             ("chairs 1\nchairs 2\n", "line 2: variable 'chairs' has two values"),
                              ("chairs many\n", "line 1"), ("{}", "variables")):
             ended = self.check(model, self.file("p.sol", text))
             self.assertEqual((ended.returncode, ended.stdout), (1, ""), text)

@@ -494,6 +494,20 @@ TEST(LpRead, AMisspeltNameIsWarnedOf) {
                                        "nowhere else in the model, found 'four'\n"));
 }
 
+// Two models in one file, or an End too many, would be half a model.
+TEST(LpRead, TextBehindTheEndIsWarnedOf) {
+  const std::string model = "Maximize\n o: x\nSubject To\n c: x <= 4\n";
+  EXPECT_EQ(read(model + "End\r\n\r\n\\ a comment\n \t\n").warnings, "");
+  for (const char* end : {"End d: x <= 3\n", "End\n\\ a comment\n\n d: x <= 3\nc: x >= 5\n"}) {
+    const Reading result = read(model + end);
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(result.model.con_lower.size(), 1U);
+    const std::string_view place = end[3] == '\n' ? "text:8:2" : "text:5:5";
+    EXPECT_EQ(result.warnings, as_warning(std::string(place) +
+                                          ": text behind 'End', which is not read, found 'd:'\n"));
+  }
+}
+
 TEST(LpWrite, BoundsAndSidesReadBackToTheSameBits) {
   const double values[] = {-kInfinity, -1e300, -1e30, -2.0,    -5e-324, -0.0, 0.0,
                            0.1,        1.0,    2.0,   99999.0, 1e5,     1e30, kInfinity};

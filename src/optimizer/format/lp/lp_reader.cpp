@@ -107,7 +107,10 @@ bool LpReader::read_sections() {
     if (tokens_.kind() == LpKind::kEnd) return tokens_.fail("the file ends here, without 'End'");
     const std::string_view word = tokens_.token().text;
     const LpSection section = reading_.headings.take();
-    if (section == LpSection::kEnd) return true;
+    if (section == LpSection::kEnd) {
+      tokens_.warn_of_rest();
+      return tokens_.status().ok();
+    }
     if (section == LpSection::kForeign) return tokens_.fail(word, advice_on_section(word));
     if (section == LpSection::kNone) {
       return tokens_.fail(word, "a sign or the name of a section was expected",

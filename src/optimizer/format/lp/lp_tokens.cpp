@@ -102,6 +102,15 @@ bool LpTokens::next_line() {
   return true;
 }
 
+void LpTokens::warn_of_rest() {
+  std::string_view line = trimmed(rest());
+  while (line.empty() || line.front() == '\\') {
+    if (!next_line()) return;
+    line = trimmed(rest());
+  }
+  warn(line.substr(0, line.find_first_of(" \t")), "text behind 'End', which is not read");
+}
+
 void LpTokens::comment(std::string_view text) {
   encoded_names_ = encoded_names_ || text == kLpEncodedNames;
   exact_numbers_ = exact_numbers_ || text == kLpExactNumbers;

@@ -106,6 +106,8 @@ class LpTokens {
   // The bytes behind the line of the token, as far as they are at hand.
   std::string_view ahead() const { return text_.ahead(); }
   Status finish() { return text_.finish(); }
+  // Warns of a word behind the token, the last one that is read.
+  void warn_of_rest();
 
   // Said by the comments before the first word.
   bool encoded_names() const { return encoded_names_; }

@@ -170,14 +170,16 @@ bool ends_short(const conic::InteriorPoint& point, const conic::Tolerances& aske
   return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall;
 }
 
-// Says whether the first of two answers is worth more than the other one.
+// Says whether the first of two answers is worth more than the other one. Answers that miss their
+// tolerances by about the same are of one worth: which of them misses less hangs on the kernels.
 bool is_nearer(const conic::InteriorPoint& a, const conic::InteriorPoint& b,
                const conic::Tolerances& asked) {
   const auto rank = [](const conic::InteriorPoint& point) {
     return is_proven(point) ? 2 : point.outcome == Outcome::kOptimal ? 1 : 0;
   };
   if (rank(a) != rank(b)) return rank(a) > rank(b);
-  return a.measures.worst(asked) < b.measures.worst(asked);
+  constexpr double kClearlyLess = 0.5;
+  return a.measures.worst(asked) < kClearlyLess * b.measures.worst(asked);
 }
 
 // Runs the method on the form, which it leaves scaled.

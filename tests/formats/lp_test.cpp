@@ -492,6 +492,12 @@ TEST(LpRead, AMisspeltNameIsWarnedOf) {
   EXPECT_EQ(right.error, "");
   EXPECT_EQ(right.warnings, as_warning("text:4:10: a variable that is right of this relation and "
                                        "nowhere else in the model, found 'four'\n"));
+  const Reading units = read("Maximize\n o: x\nSubject To\n c: x <= 20 kg + 3 lb\nEnd\n");
+  EXPECT_EQ(units.error, "");
+  EXPECT_NE(units.warnings.find("found 'kg'"), std::string::npos) << units.warnings;
+  EXPECT_NE(units.warnings.find("found 'lb'"), std::string::npos) << units.warnings;
+  EXPECT_EQ(read("Maximize\n o: x\nSubject To\n c: x <= 2 y + 3 z\n d: y + z <= 4\nEnd\n").warnings,
+            "");
 }
 
 // Two models in one file, or an End too many, would be half a model.

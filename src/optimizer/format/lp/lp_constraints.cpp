@@ -120,8 +120,8 @@ bool LpConstraints::read_right_side(int32_t con, bool behind_terms, LpContent* r
                                    : LpSide{con, 1.0, LpLineEnd::kEndsConstant, false};
   const size_t num_doubtful = reading_.variables.num_doubtful();
   if (!expressions_.read(side, right)) return false;
-  // Nobody writes two units on one side, but one and a constant.
-  if (right->num_terms > 1) reading_.variables.drop_doubts(num_doubtful);
+  // Where there are several terms, units are less likely than variables.
+  if (right->num_terms > 1) reading_.variables.soften_doubts(num_doubtful);
   return true;
 }
 

@@ -47,6 +47,10 @@ constexpr std::string_view kRightAlone =
 
 }  // namespace
 
+void LpVariables::soften_doubts(size_t first) {
+  for (size_t k = first; k < doubtful_.size(); ++k) doubtful_[k].doubt = Doubt::kRight;
+}
+
 bool LpVariables::check_doubtful() {
   for (const Doubtful& doubtful : doubtful_) {
     if (has(doubtful.var, kSettled)) continue;

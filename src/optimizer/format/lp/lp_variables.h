@@ -53,9 +53,9 @@ class LpVariables {
   }
   // As doubt_unit(), of a word without a number before it.
   void doubt_right() { doubtful_.push_back({model_.num_var(), tokens_.place(), Doubt::kRight}); }
-  // The number of doubts, and the return to an earlier number of them.
+  // The number of doubts, and a change of those from the first on to such as are only warned of.
   size_t num_doubtful() const { return doubtful_.size(); }
-  void drop_doubts(size_t kept) { doubtful_.resize(kept); }
+  void soften_doubts(size_t first);
   // The word occurs where it is surely meant as a variable.
   void settle(std::string_view word);
   // Fails for each doubt that is left, or warns of what may be meant so: a member without a similar

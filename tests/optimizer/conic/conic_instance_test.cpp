@@ -181,8 +181,13 @@ TEST(ConicInstances, ExceptionsNameInstances) {
 
 // Larger ones would make the test long, but one whose set of optima is unbounded is among those
 // compared.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int64_t kMostElements = 2000;
+constexpr const char* kUnboundedOptima = "";
+#else
 constexpr int64_t kMostElements = 6000;
 constexpr const char* kUnboundedOptima = "lp/greenbea.mps.gz";
+#endif
 
 TEST(ConicInstances, LinearOptimaAreThoseOfTheSimplexMethod) {
   if (folder().empty()) GTEST_SKIP() << "VORLAN_DATA is not set";

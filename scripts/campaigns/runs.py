@@ -253,8 +253,10 @@ def judge(run, status, reference, allowed=(), may_skip_solve=False):
         return "hangs"
     error = run.error
     if status == -signal.SIGABRT:
-        # The C library ends a process itself where it has no memory for a thread's destructor.
-        if not any(word in error for word in ("VLNException", "std::", "Fatal glibc error")):
+        # The C library ends a process itself where it has no memory for a thread's destructor, and the
+        # C++ runtime where it has none for an exception.
+        words = ("VLNException", "std::", "Fatal glibc error", "without an active exception")
+        if not any(word in error for word in words):
             return f"aborts without an exception of its own: {error[-200:]}"
     elif status != 0 and status not in allowed:
         return f"ends with status {status}: {error[-200:]}"

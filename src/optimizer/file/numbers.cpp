@@ -7,14 +7,13 @@
 #include <system_error>
 
 #include "fast_float/fast_float.h"
+#include "task/letters.h"
 #include "task/numeric.h"
 
 namespace vorlan {
 namespace {
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool is_word(std::string_view text, std::string_view word) {
   return std::equal(text.begin(), text.end(), word.begin(), word.end(),

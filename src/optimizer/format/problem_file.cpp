@@ -14,6 +14,7 @@
 #include "format/mps/mps.h"
 #include "format/sdpa/sdpa.h"
 #include "format/task/task_file.h"
+#include "task/letters.h"
 #include "task/parameter_index.h"
 #include "task/parameter_traits.h"
 #include "task/text.h"
@@ -38,15 +39,6 @@ std::string_view without_suffix(std::string_view name, std::string_view suffix) 
   return name.ends_with(suffix) ? name.substr(0, name.size() - suffix.size()) : name;
 }
 
-// Lower case for comparing; suffixes are ASCII.
-std::string folded(std::string_view name) {
-  std::string text(name);
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
-
 std::string known_suffixes() {
   std::string text;
   for (const ProblemFormat& format : kFormats) {
@@ -65,7 +57,7 @@ const ProblemFormat* format_of_content(std::string_view head) {
 
 // The format that the name's suffix says, or nullptr.
 const ProblemFormat* find_format(std::string_view filename) {
-  const std::string name = folded(filename);
+  const std::string name = in_small_letters(filename);
   const std::string_view bare = without_suffix(without_suffix(name, ".gz"), ".zst");
   for (const ProblemFormat& format : kFormats) {
     if (bare.ends_with(format.suffix)) return &format;

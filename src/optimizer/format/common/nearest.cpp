@@ -33,14 +33,6 @@ std::string did_you_mean(std::string_view name) {
   return "; did you mean '" + printable(name) + "'?";
 }
 
-std::string in_capitals(std::string_view word) {
-  std::string capitals(word);
-  for (char& c : capitals) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return capitals;
-}
-
 std::string advice_on(const NameList& names, size_t count, std::string_view word) {
   Nearest nearest(word);
   for (size_t i = 0; i < count; ++i) nearest.consider(names[i]);

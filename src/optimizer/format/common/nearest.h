@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "task/letters.h"
 #include "task/model.h"
 
 namespace vorlan {
@@ -36,7 +37,6 @@ std::string advice_on_words(const Entries& entries, std::string_view word) {
 
 // "; did you mean 'NAME'?"
 std::string did_you_mean(std::string_view name);
-std::string in_capitals(std::string_view word);
 
 // The same for words that are capitals only, of which the one at hand may be one in small letters.
 template <class Entries>

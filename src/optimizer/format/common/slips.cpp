@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "file/text_reader.h"
+#include "format/common/nearest.h"
+#include "task/letters.h"
 #include "task/numeric.h"
 #include "task/text.h"
 
@@ -16,8 +18,7 @@ constexpr int32_t kMostVariables = 2000;
 constexpr size_t kShortestName = 4;
 
 // Names in capitals are often codes, in which each letter tells things apart.
-bool is_letter(char c) { return c >= 'a' && c <= 'z'; }
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+bool is_letter(char c) { return is_small_letter(c); }
 
 // "tables" and "tabels".
 bool is_swap(std::string_view a, std::string_view b, size_t at) {
@@ -41,8 +42,9 @@ bool is_wrong_letter(std::string_view a, std::string_view b, size_t at) {
 
 bool is_slip(std::string_view a, std::string_view b) {
   if (a.empty() || b.empty()) return false;
-  if (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                         [](char x, char y) { return lower(x) == lower(y); })) {
+  if (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+        return to_lower(x) == to_lower(y);
+      })) {
     return true;
   }
   if (std::min(a.size(), b.size()) < kShortestName) return false;
@@ -88,11 +90,9 @@ void warn_of_slips(const Model& model, const std::string& shown_name, Warnings* 
     if (mentions[j] != 1) continue;
     for (size_t k = 0; k < mentions.size(); ++k) {
       if (mentions[k] < 2 || !is_slip(model.var_names[j], model.var_names[k])) continue;
-      warnings->add(
-          format_text("%s: the variable '%s' is at one place of the model alone; did you "
-                      "mean '%s'?",
-                      shown_name.c_str(), printable(model.var_names[j]).c_str(),
-                      printable(model.var_names[k]).c_str()));
+      warnings->add(format_text("%s: the variable '%s' is at one place of the model alone%s",
+                                shown_name.c_str(), printable(model.var_names[j]).c_str(),
+                                did_you_mean(model.var_names[k]).c_str()));
       break;
     }
   }

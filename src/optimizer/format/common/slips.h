@@ -11,8 +11,8 @@ namespace vorlan {
 
 // Warns of variables that the model mentions once, with a name that differs by one slip from that
 // of another variable: in case, by a letter within, or by two letters that have changed places.
-// Names that programs number differ in digits, and codes in capitals, which are no slips. Models of more variables than a
-// person writes are left alone.
+// Names that programs number differ in digits, and codes in capitals, which are no slips. Models of
+// more variables than a person writes are left alone.
 void warn_of_slips(const Model& model, const std::string& shown_name, Warnings* warnings);
 
 }  // namespace vorlan

@@ -5,6 +5,7 @@
 
 #include "format/common/nearest.h"
 #include "format/lp/lp.h"
+#include "task/letters.h"
 
 namespace vorlan {
 namespace {
@@ -17,14 +18,6 @@ std::string_view first_word(std::string_view text) { return take_word(&text); }
 // The words of the line that a heading has: "solution" has its kind behind it.
 std::string_view first_words(std::string_view line, std::string_view heading) {
   return heading == "solution" ? line.substr(0, line.find(' ')) : line;
-}
-
-std::string lower_case(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
 }
 
 }  // namespace
@@ -137,9 +130,9 @@ bool LpHeadings::check_misspelt() {
 
 std::string LpHeadings::nearest() const {
   std::string_view rest = tokens_.rest().substr(0, tokens_.rest().find('\\'));
-  std::string line = lower_case(tokens_.token().text);
+  std::string line = in_small_letters(tokens_.token().text);
   for (std::string_view word = take_word(&rest); !word.empty(); word = take_word(&rest)) {
-    line += " " + lower_case(word);
+    line += " " + in_small_letters(word);
     if (line.size() > 2 * kLongestHeading) return {};
   }
   Nearest nearest(line);

@@ -7,6 +7,7 @@
 #include "file/text_reader.h"
 #include "format/common/byte_codes.h"
 #include "format/lp/lp_tokens.h"
+#include "task/letters.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -27,10 +28,8 @@ constexpr std::array<bool, 256> make_safe() {
 constexpr std::array<bool, 256> kSafe = make_safe();
 
 bool is_safe(char c) { return kSafe[static_cast<unsigned char>(c)]; }
-char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool may_begin(char c) {
-  return (to_lower(c) >= 'a' && to_lower(c) <= 'z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
+  return is_small_letter(to_lower(c)) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
 }
 
 // Words that some program takes for a keyword; sorted.

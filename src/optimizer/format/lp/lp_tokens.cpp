@@ -5,6 +5,7 @@
 #include <array>
 
 #include "file/numbers.h"
+#include "task/letters.h"
 
 namespace vorlan {
 namespace {
@@ -38,7 +39,6 @@ bool is_name_part(char c) {
   return kind >= kNameStart && kind <= kPoint;
 }
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
-char to_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 LpKind kind_of(char c) {
   switch (c) {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "task/letters.h"
+
 namespace vorlan {
 namespace {
 
@@ -22,8 +24,6 @@ std::string_view part(std::string_view line, size_t begin, size_t end) {
 bool is_blank(std::string_view text) {
   return text.find_first_not_of(' ') == std::string_view::npos;
 }
-
-char to_capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 }  // namespace
 

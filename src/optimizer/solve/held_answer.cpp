@@ -50,9 +50,10 @@ bool is_primal_ray(const MinimizeProblem& problem, BackendResult* answer) {
 bool is_optimum(const MinimizeProblem& problem, const ClaimTolerances& tolerances,
                 BackendResult* answer) {
   answer->outcome = Outcome::kOptimal;
-  return primal_violation(problem.model, answer->x, answer->barx) <= tolerances.primal &&
-         dual_violation(problem, *answer) <= tolerances.dual &&
-         duality_gap(problem, *answer) <= tolerances.gap;
+  const LeastSizes least = sizes_of_model(problem);
+  return primal_violation(problem.model, least, answer->x, answer->barx) <= tolerances.primal &&
+         dual_violation(problem, least, *answer) <= tolerances.dual &&
+         duality_gap(problem, least, *answer) <= tolerances.gap;
 }
 
 bool fits(const Model& model, const Solution& held) {

@@ -125,10 +125,11 @@ Residuals measure(const MinimizeProblem& problem, const BackendResult& result) {
   const Model& model = problem.model;
   const bool point = has_point(model, result);
   const bool duals = has_duals(model, result);
+  const LeastSizes least = sizes_of_model(problem);
   Residuals residuals;
-  residuals.primal = point ? primal_violation(model, result.x, result.barx) : kInfinity;
-  residuals.dual = duals ? dual_violation(problem, result) : kInfinity;
-  residuals.gap = point && duals ? duality_gap(problem, result) : kInfinity;
+  residuals.primal = point ? primal_violation(model, least, result.x, result.barx) : kInfinity;
+  residuals.dual = duals ? dual_violation(problem, least, result) : kInfinity;
+  residuals.gap = point && duals ? duality_gap(problem, least, result) : kInfinity;
   return residuals;
 }
 

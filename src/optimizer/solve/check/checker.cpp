@@ -225,11 +225,15 @@ double dual_objective(const MinimizeProblem& problem, const BackendResult& resul
 }
 
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result) {
-  const double least = sizes_of_model(problem).objective;
+  return duality_gap(problem, sizes_of_model(problem), result);
+}
+
+double duality_gap(const MinimizeProblem& problem, const LeastSizes& least,
+                   const BackendResult& result) {
   const Sum primal = objective_sum(problem, result.x, result.barx);
   const Sum dual = dual_sum(problem, result, WithCost::kYes);
   const double distance = std::fabs(primal.value - dual.value);
-  const double size = std::max({least, std::fabs(primal.value), std::fabs(dual.value)});
+  const double size = std::max({least.objective, std::fabs(primal.value), std::fabs(dual.value)});
   if (distance > kTolerableGap * size) return distance / size;
   return distance / std::max({size, primal.size, dual.size});
 }

@@ -34,9 +34,11 @@ double dual_violation(const MinimizeProblem& problem, const LeastSizes& least,
 double dual_objective(const MinimizeProblem& problem, const BackendResult& result);
 
 // Distance of primal and dual objective, relative to the largest of 1 (or the objective's size, where
-// all data are far below 1), the two, and their terms; the
-// terms count only if the distance is small without them.
+// all data are far below 1), the two, and their terms; the terms count only if the distance is small
+// without them.
 double duality_gap(const MinimizeProblem& problem, const BackendResult& result);
+double duality_gap(const MinimizeProblem& problem, const LeastSizes& least,
+                   const BackendResult& result);
 
 // The first variable or constraint with its lower bound above its upper bound, which is
 // infeasible without a solve. A semi-continuous variable can be 0 all the same, and the constraint

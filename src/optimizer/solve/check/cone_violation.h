@@ -1,9 +1,9 @@
 // How far a point is outside a cone, from the definition of the cone alone.
 //
 // The measure is a distance that scales: the least t such that the cone has a point of which each
-// member differs by at most t max(least, |member|) from the one given, where least is 1 or less. The members behind a norm count
-// together, by their norm, so that t does not grow more lenient with their number. It is 0 in the
-// cone and 1 at most.
+// member differs by at most t max(least, |member|) from the one given, where least is 1 or less. The
+// members behind a norm count together, by their norm, so that t does not grow more lenient with
+// their number. It is 0 in the cone and 1 at most.
 #pragma once
 
 #include <vector>

@@ -16,8 +16,8 @@ namespace vorlan {
 // The matrix is a packed lower triangle, column by column.
 double indefiniteness(std::span<const double> packed, size_t dimension, double least = 1.0);
 
-// Likewise with the sizes of the diagonal given in place of max(least, |M_ii|). A row of size 0 counts
-// as a row of zeros: the caller has checked that its elements vanish.
+// Likewise with the sizes of the diagonal given in place of max(least, |M_ii|). A row of size 0
+// counts as a row of zeros: the caller has checked that its elements vanish.
 double indefiniteness(std::span<const double> packed, std::span<const double> sizes);
 
 // An element of a sparse symmetric matrix, row >= col; elements of one place are summed.

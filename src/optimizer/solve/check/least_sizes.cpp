@@ -14,12 +14,6 @@ namespace {
 // A size that the data tell nothing of is 1.
 double at_most_one(double size) { return size > 0.0 ? std::min(1.0, size) : 1.0; }
 
-double finite_size(double lower, double upper) {
-  const double below = std::isfinite(lower) ? std::fabs(lower) : 0.0;
-  const double above = std::isfinite(upper) ? std::fabs(upper) : 0.0;
-  return std::max(below, above);
-}
-
 bool has_integers_alone(const Model& model) {
   return std::all_of(model.var_kind.begin(), model.var_kind.end(), is_integer);
 }
@@ -104,13 +98,9 @@ double largest_of(const std::vector<double>& sizes, const std::vector<bool>& cou
   return most;
 }
 
-}  // namespace
-
-LeastSizes sizes_of_model(const MinimizeProblem& problem) {
+LeastSizes largest_sizes(const MinimizeProblem& problem, const PlausibleSizes& plausible) {
   const Model& model = problem.model;
   LeastSizes sizes = sizes_of_one(model);
-  if (is_of_size_one(problem)) return sizes;
-  const PlausibleSizes plausible(problem);
   const std::vector<bool> rows = rows_with_units(model);
   std::vector<bool> vars(model.cost.size());
   for (size_t j = 0; j < vars.size(); ++j) vars[j] = !is_integer(model.var_kind[j]);
@@ -126,10 +116,18 @@ LeastSizes sizes_of_model(const MinimizeProblem& problem) {
   return sizes;
 }
 
+}  // namespace
+
+LeastSizes sizes_of_model(const MinimizeProblem& problem) {
+  return is_of_size_one(problem) ? sizes_of_one(problem.model)
+                                 : largest_sizes(problem, PlausibleSizes(problem));
+}
+
 LeastSizes sizes_of_parts(const MinimizeProblem& problem) {
   const Model& model = problem.model;
-  LeastSizes sizes = sizes_of_model(problem);
   const PlausibleSizes plausible(problem);
+  LeastSizes sizes =
+      is_of_size_one(problem) ? sizes_of_one(model) : largest_sizes(problem, plausible);
   for (size_t i = 0; i < sizes.row.size(); ++i) {
     const double side = finite_size(model.con_lower[i], model.con_upper[i]);
     const double own = side > 0.0 ? side : plausible.row[i];

@@ -20,13 +20,6 @@ void raise(double to, double* size) {
   if (std::isfinite(to)) *size = std::max(*size, to);
 }
 
-double finite_size(double lower, double upper) {
-  double size = 0.0;
-  raise(std::fabs(lower), &size);
-  raise(std::fabs(upper), &size);
-  return size;
-}
-
 // Calls visit(row, column, absolute value) for every element of A that is not 0.
 template <class Visit>
 void for_elements(const SparseMatrix& a, Visit&& visit) {
@@ -248,6 +241,13 @@ void Estimate::estimate_dual() {
 }
 
 }  // namespace
+
+double finite_size(double lower, double upper) {
+  double size = 0.0;
+  raise(std::fabs(lower), &size);
+  raise(std::fabs(upper), &size);
+  return size;
+}
 
 std::vector<size_t> diagonal_starts(const Model& model) {
   std::vector<size_t> starts = {0};

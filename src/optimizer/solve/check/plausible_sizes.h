@@ -26,6 +26,9 @@ struct PlausibleSizes {
   std::vector<double> matrix_gradient;
 };
 
+// The larger absolute value of the two that is finite; 0 where none is.
+double finite_size(double lower, double upper);
+
 // The places at which the diagonals of the matrix variables start in an array of all of them.
 std::vector<size_t> diagonal_starts(const Model& model);
 

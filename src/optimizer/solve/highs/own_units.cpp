@@ -19,7 +19,7 @@ double worst_miss(const MinimizeProblem& problem, const Parameters& parameters,
   const LeastSizes sizes = sizes_of_parts(problem);
   return std::max({primal_violation(problem.model, sizes, result.x) / tolerances.primal,
                    dual_violation(problem, sizes, result) / tolerances.dual,
-                   duality_gap(problem, result) / tolerances.gap});
+                   duality_gap(problem, sizes, result) / tolerances.gap});
 }
 
 bool is_optimum(const MinimizeProblem& problem, const BackendResult& result) {

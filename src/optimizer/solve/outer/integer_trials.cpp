@@ -32,7 +32,9 @@ bool is_settled(const FixedModel& fixed, const BackendResult& found) {
   if (found.outcome == Outcome::kInfeasible || fixed.determined()) return true;
   if (found.outcome != Outcome::kOptimal) return false;
   const MinimizeProblem problem(fixed.model());
-  return dual_violation(problem, found) <= kExact && duality_gap(problem, found) <= kExact;
+  const LeastSizes least = sizes_of_model(problem);
+  return dual_violation(problem, least, found) <= kExact &&
+         duality_gap(problem, least, found) <= kExact;
 }
 
 }  // namespace

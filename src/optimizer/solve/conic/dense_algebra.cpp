@@ -82,10 +82,9 @@ class ProcessLock {
 // Lets OpenBLAS choose by features while this object lives, unless the user has chosen, and keeps it
 // from starting threads of its own: they would compete with those of the caller's processes for the
 // machine, and a process with threads should not fork. OpenBLAS reads the environment only while it
-// is loaded. For that time the environment is another array,
-// which is kept to the end of the process, because another thread may be reading it. setenv would not
-// do: it moves the array that others read, and takes a lock that another thread may have held when
-// this process was forked. Two threads that load at once take turns: one would take the other's
+// is loaded. For that time the environment is another array, which is kept to the end of the process,
+// because another thread may be reading it. setenv would not do: it moves the array that others read,
+// and takes a lock that another thread may have held when this process was forked. Two threads that load at once take turns: one would take the other's
 // environment for the caller's, and leave it there.
 class LoadingEnvironment {
  public:
@@ -275,28 +274,26 @@ ThreadTeam* DenseAlgebra::team_for(double multiplications) const {
   return is_free && multiplications > kLeastShared ? team_ : nullptr;
 }
 
-// Pieces of the rows, or columns, of a result. Two for each thread balance what other processes take
-// from one of them; the last ones of small results would be too thin for the kernels.
-void DenseAlgebra::share_rows(size_t rows, const std::function<void(Range)>& piece) const {
-  constexpr size_t kGrain = 48;  // of all kernels' heights
-  constexpr size_t kLeastRows = 192;
+// Two pieces for each thread balance what other processes take from one of them; those of small
+// results would be too thin for the kernels.
+void DenseAlgebra::share(size_t size, size_t grain, const std::function<void(Range)>& piece) const {
+  constexpr size_t kLeastOfPiece = 192;
   const size_t threads = team_->num_threads();
-  const size_t pieces = rows >= 2 * threads * kLeastRows ? 2 * threads : threads;
+  const size_t pieces = size >= 2 * threads * kLeastOfPiece ? 2 * threads : threads;
   team_->run(pieces, [&](size_t k, size_t) {
-    const Range range = range_of_piece(rows, pieces, k, kGrain);
+    const Range range = range_of_piece(size, pieces, k, grain);
     if (range.count > 0) piece(range);
   });
 }
 
+void DenseAlgebra::share_rows(size_t rows, const std::function<void(Range)>& piece) const {
+  constexpr size_t kGrain = 48;  // of all kernels' heights
+  share(rows, kGrain, piece);
+}
+
 void DenseAlgebra::share_columns(size_t cols, const std::function<void(Range)>& piece) const {
   constexpr size_t kGrain = 8;
-  constexpr size_t kLeastColumns = 192;
-  const size_t threads = team_->num_threads();
-  const size_t pieces = cols >= 2 * threads * kLeastColumns ? 2 * threads : threads;
-  team_->run(pieces, [&](size_t k, size_t) {
-    const Range range = range_of_piece(cols, pieces, k, kGrain);
-    if (range.count > 0) piece(range);
-  });
+  share(cols, kGrain, piece);
 }
 
 void DenseAlgebra::multiply(double alpha, const Operand& a, const Operand& b, double beta,

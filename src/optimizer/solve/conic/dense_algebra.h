@@ -104,6 +104,8 @@ class DenseAlgebra {
   // OpenBLAS's working memory of one thread; false where the process has none for it.
   bool take_buffer() const;
   bool is_shared(double multiplications) const { return team_for(multiplications) != nullptr; }
+  // Pieces of the rows, or columns, of a result.
+  void share(size_t size, size_t grain, const std::function<void(Range)>& piece) const;
   void share_rows(size_t rows, const std::function<void(Range)>& piece) const;
   void share_columns(size_t cols, const std::function<void(Range)>& piece) const;
   bool factor_by_blocks(MatrixView a) const;

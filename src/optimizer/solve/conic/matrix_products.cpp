@@ -195,14 +195,15 @@ double MatrixProducts::num_multiplications() const {
 void MatrixProducts::compute(const DenseMatrix& w, DenseMatrix* schur) {
   const size_t size = block_.parts.size();
   if (schur->rows() != size) schur->reset(size, size);
-  const double all = num_multiplications() / kSpeedOfFullProduct;
-  ThreadTeam* const team = algebra_.team_for(num_multiplications());
+  const double multiplications = num_multiplications();
+  ThreadTeam* const team = algebra_.team_for(multiplications);
   work_.resize(team == nullptr ? 1 : team->num_threads());
   if (team == nullptr) {
     for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &work_[0], schur);
     return;
   }
   constexpr double kPartsOfThread = 8.0;
+  const double all = multiplications / kSpeedOfFullProduct;
   const double large = all / (kPartsOfThread * static_cast<double>(work_.size()));
   std::vector<size_t> others;
   for (size_t i = 0; i < rows_.size(); ++i) {

@@ -6,11 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "conic_solve.h"
+#include "solve/backend.h"
+#include "solve/conic/conic_backend.h"
 #include "solve/optimize.h"
 
 namespace vorlan {
@@ -280,6 +284,88 @@ TEST(ConicMethod, NamesWhatIsNotConvex) {
   const std::string& message = solved.status.message();
   EXPECT_NE(message.find("left"), std::string::npos) << message;
   EXPECT_NE(message.find("right"), std::string::npos) << message;
+}
+
+// Keeps points, and asks to stop when more iterations are done than there are in a first run and
+// some more.
+class StoppingMonitor : public BackendMonitor {
+ public:
+  StoppingMonitor(int64_t of_first_run, int64_t more)
+      : of_first_run_(of_first_run), most_(of_first_run + more) {}
+  void log(std::string_view text) override { text_ += text; }
+  bool should_stop(const Progress& progress) override {
+    EXPECT_GE(progress.interior_iterations, done_) << "counts never fall";
+    done_ = progress.interior_iterations;
+    return done_ > most_;
+  }
+  void incumbent(std::span<const double>, std::span<const double>) override {}
+  bool wants_point() override { return true; }
+  void keep(const BackendResult& point, double) override {
+    kept_ = point.x;
+    if (done_ < of_first_run_) kept_of_first_run_ = point.x;
+  }
+
+  const std::string& text() const { return text_; }
+  int64_t done() const { return done_; }
+  const std::vector<double>& kept() const { return kept_; }
+  const std::vector<double>& kept_of_first_run() const { return kept_of_first_run_; }
+
+ private:
+  int64_t of_first_run_;
+  int64_t most_;
+  int64_t done_ = 0;
+  std::string text_;
+  std::vector<double> kept_, kept_of_first_run_;
+};
+
+size_t number_of(const std::string& words, const std::string& text) {
+  size_t number = 0;
+  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) ++number;
+  return number;
+}
+
+// e^z + e^w subject to z + 2 w >= 200: beside data of the size 1 the optimum is of the size 1e29,
+// which needs other units or scalings than the first run has.
+TEST(ConicMethod, ASecondRunObeysStopsAndTheBetterPointIsKept) {
+  Solved solved;
+  solve_ptf(R"(
+Minimize
+ obj: u + v
+Subject To
+ c: z + 2 w >= 200
+ d: w - y <= 10
+ o: t = 1
+ p: s = 1
+Bounds
+ z free
+ w free
+ y free
+Cones
+ k: exponential u t z
+ l: exponential v s w
+End
+)",
+            &solved);
+  const size_t first_line = solved.log.find("Solved again ");
+  ASSERT_NE(first_line, std::string::npos) << solved.log;
+  const MinimizeProblem problem(solved.task.model);
+  // The rows of the first run's table begin with their iterations.
+  const size_t last_row = solved.log.rfind('\n', first_line - 2) + 1;
+  const int64_t of_first_run = std::stoll(solved.log.substr(last_row));
+  for (const int64_t more : {0, 3}) {
+    StoppingMonitor monitor(of_first_run, more);
+    BackendResult result;
+    ASSERT_TRUE(
+        kConicBackend.solve(problem, solved.task.parameters, kInfinity, &monitor, &result).ok());
+    EXPECT_NE(result.outcome, Outcome::kOptimal);
+    EXPECT_EQ(monitor.done(), of_first_run + more + 1) << monitor.text();
+    // No further solve begins after the stop, and the points of the one that was stopped were worse
+    // than the first run's.
+    EXPECT_EQ(number_of("Solved again ", monitor.text()), 1u) << monitor.text();
+    EXPECT_EQ(number_of("Looking for ", monitor.text()), 0u) << monitor.text();
+    EXPECT_FALSE(monitor.kept().empty());
+    EXPECT_EQ(monitor.kept(), monitor.kept_of_first_run()) << monitor.text();
+  }
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -19,6 +21,7 @@
 #include "solve/conic/facial_reduction.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
+#include "solve/second_solve.h"
 #include "task/machine.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
@@ -44,9 +47,14 @@ class ConicRun {
   Status solve(bool may_have_ray, BackendResult* result);
 
  private:
+  using Run = std::function<Status(conic::InteriorPoint* point)>;
+
   Status run_method(bool may_have_ray, conic::InteriorPoint* point);
   Status run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point);
   Status run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_again(const char* how, const Run& run, bool may_have_ray,
+                   const conic::InteriorPoint& first, conic::InteriorPoint* other, bool* is_better);
+  void keep_if_nearer(const conic::InteriorPoint& iterate) const;
   bool prove_by_contradiction(const std::vector<double>& multipliers);
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
@@ -64,7 +72,10 @@ class ConicRun {
   size_t num_row_ = 0;            // with those that were not kept
   BackendResult proof_;           // the ray that is proven
   bool looked_for_ray_ = false;
-  int64_t iterations_ = 0;  // of further solves
+  bool is_stopped_ = false;  // in a second run, after which no other one begins
+  int64_t iterations_ = 0;   // of further solves
+  // What a second run has to be better than; nullptr in the first one.
+  const conic::InteriorPoint* first_ = nullptr;
 };
 
 conic::Tolerances ConicRun::tolerances() const {
@@ -170,6 +181,11 @@ bool ends_short(const conic::InteriorPoint& point, const conic::Tolerances& aske
   return point.outcome == Outcome::kIllPosed || point.termination == Code::kTrmStall;
 }
 
+// Says whether somebody asked the run to stop.
+bool is_interrupted(const conic::InteriorPoint& point) {
+  return point.outcome == Outcome::kStopped && point.termination == Code::kOk;
+}
+
 // Says whether the first of two answers is worth more than the other one. Answers that miss their
 // tolerances by about the same are of one worth: which of them misses less hangs on the kernels.
 bool is_nearer(const conic::InteriorPoint& a, const conic::InteriorPoint& b,
@@ -201,10 +217,51 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   method.use_threads(is_memory_limited ? 1 : continuous_threads(asked));
   // The caller has no use for a point of another model than its own.
   if (may_have_ray) {
-    method.offer_points(
-        [&](const conic::InteriorPoint& iterate) { monitor_->keep(restore(iterate), kInfinity); });
+    method.offer_points([this](const conic::InteriorPoint& iterate) { keep_if_nearer(iterate); });
   }
   return method.run(point);
+}
+
+// The first iterates of a second run are worth less than what the first one came to.
+void ConicRun::keep_if_nearer(const conic::InteriorPoint& iterate) const {
+  if (first_ != nullptr && !is_nearer(iterate, *first_, tolerances())) return;
+  monitor_->keep(restore(iterate), kInfinity);
+}
+
+// The words that the log has for what a run came to.
+std::string describe(const Model& model, const conic::InteriorPoint& point) {
+  if (is_proven(point)) return words_of(point.outcome);
+  const conic::Measures& measures = point.measures;
+  return format_text("objective %.9e, primal %.1e, dual %.1e, gap %.1e",
+                     model.stated_objective(measures.primal_objective) + 0.0, measures.primal,
+                     measures.dual, measures.gap);
+}
+
+// Runs once more, silent but for a line, and says whether the other answer is the better one. A
+// stop in between leaves the better of both.
+Status ConicRun::run_again(const char* how, const Run& run, bool may_have_ray,
+                           const conic::InteriorPoint& first, conic::InteriorPoint* other,
+                           bool* is_better) {
+  Progress before;
+  before.interior_iterations = first.iterations + iterations_;
+  const bool is_best = first_ == nullptr || is_nearer(first, *first_, tolerances());
+  const bool is_point = first.certificate == Certificate::kNone;
+  if (may_have_ray && is_point) keep_if_nearer(first);
+  SecondSolve again(how, monitor_, before);
+  BackendMonitor* const outside = std::exchange(monitor_, &again);
+  const conic::InteriorPoint* const to_better = std::exchange(first_, is_best ? &first : first_);
+  const int64_t iterations = iterations_;
+  const Status status = run(other);
+  monitor_ = outside;
+  first_ = to_better;
+  if (!status.ok()) return status;
+  is_stopped_ = is_interrupted(*other);
+  *is_better = is_nearer(*other, first, tolerances());
+  Progress work;
+  work.interior_iterations = other->iterations + iterations_ - iterations;
+  again.sum_up(describe(problem_.model, *other), work,
+               *is_better ? SecondSolve::Stands::kSecond : SecondSolve::Stands::kFirst);
+  return {};
 }
 
 bool has_exponentials(const conic::ConicProblem& problem) {
@@ -225,19 +282,21 @@ Status ConicRun::run_in_units_of_exponentials(bool may_have_ray, conic::Interior
   std::vector<conic::ConeBlock> cones = own.cones;
   for (int k = 0; k < kMostChanges && status.ok(); ++k) {
     if (!ends_short(last, asked) || !conic::choose_units_of_heads(last, &cones)) break;
-    monitor_->log("Solving again in units of the exponentials' values\n");
-    form_.problem() = own;
-    form_.problem().cones = cones;
     const conic::Equilibration before = scaling_;
-    const int32_t iterations = point->iterations;
+    const auto run_in_units = [&](conic::InteriorPoint* other) {
+      form_.problem() = own;
+      form_.problem().cones = cones;
+      return run_method(may_have_ray, other);
+    };
     last = {};
-    status = run_method(may_have_ray, &last);
-    if (is_nearer(last, *point, asked)) {
+    bool is_better = false;
+    status = run_again("in units of the exponentials' values", run_in_units, may_have_ray, *point,
+                       &last, &is_better);
+    iterations_ += is_better ? point->iterations : last.iterations;
+    if (is_better) {
       *point = last;
-      iterations_ += iterations;
     } else {
       scaling_ = before;
-      iterations_ += last.iterations;
     }
   }
   return status;
@@ -251,17 +310,21 @@ Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* p
   rule_ = conic::choose_scaling_rule(own);
   Status status = run_in_units_of_exponentials(may_have_ray, point);
   const bool is_optimum = point->outcome == Outcome::kOptimal;
-  if (!status.ok() || is_optimum || !ends_short(*point, asked)) return status;
-  monitor_->log("Solving again with another scaling\n");
+  if (!status.ok() || is_stopped_ || is_optimum || !ends_short(*point, asked)) return status;
   conic::ConicProblem form = own;
-  std::swap(form, form_.problem());
   const conic::Equilibration scaling = scaling_;
-  rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
-                                                : conic::ScalingRule::kByNorms;
+  const auto run_by_other_rule = [&](conic::InteriorPoint* other) {
+    std::swap(form, form_.problem());
+    rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
+                                                  : conic::ScalingRule::kByNorms;
+    return run_in_units_of_exponentials(may_have_ray, other);
+  };
   conic::InteriorPoint other;
-  status = run_in_units_of_exponentials(may_have_ray, &other);
+  bool is_better = false;
+  status = run_again("with another scaling", run_by_other_rule, may_have_ray, *point, &other,
+                     &is_better);
   if (!status.ok()) return status;
-  if (is_nearer(other, *point, asked)) {
+  if (is_better) {
     iterations_ += point->iterations;
     *point = std::move(other);
   } else {
@@ -294,7 +357,7 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
   status = run_by_both_scalings(may_have_ray, &point);
   if (!status.ok()) return status;
   bool proven = is_proven(point);
-  if (may_have_ray && may_be_unbounded(point)) {
+  if (may_have_ray && !is_stopped_ && may_be_unbounded(point)) {
     const bool undecided = point.is_far && point.outcome == Outcome::kStopped;
     proven = find_primal_ray() || (undecided && shows_ill_posed());
   }

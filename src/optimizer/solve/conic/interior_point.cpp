@@ -336,6 +336,7 @@ void InteriorPointMethod::offer_point() const {
   if (!offer_ || !monitor_->wants_point()) return;
   InteriorPoint point;
   point.outcome = Outcome::kStopped;
+  point.measures = best_.measures();
   best_.iterate().write(1.0 / best_.iterate().tau, &point);
   offer_(point);
 }

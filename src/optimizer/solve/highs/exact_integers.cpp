@@ -15,6 +15,7 @@
 #include "solve/highs/scaled_model.h"
 #include "solve/highs/switch_tightening.h"
 #include "solve/run/listener.h"
+#include "solve/second_solve.h"
 #include "task/numeric.h"
 #include "task/parameter_index.h"
 
@@ -64,7 +65,7 @@ class WholeMonitor : public BackendMonitor {
     if (!silent) monitor_->log(text);
   }
   bool should_stop(const Progress& progress) override {
-    Progress all = progress;
+    Progress all = with_whole_objective(progress);
     all.nodes += done.nodes;
     all.simplex_iterations += done.simplex_iterations;
     if (silent) {
@@ -75,22 +76,43 @@ class WholeMonitor : public BackendMonitor {
     return monitor_->should_stop(all);
   }
   void milestone(const Progress& progress, std::string_view origin) override {
-    if (!silent) monitor_->milestone(progress, origin);
+    if (silent) return;
+    std::string words(origin);
+    if (is_leaking(progress) && !words.empty()) words += ", integers not whole";
+    monitor_->milestone(with_whole_objective(progress), words);
   }
   void incumbent(std::span<const double> x, std::span<const double>) override {
     if (silent) return;
     const std::vector<double> point = round_integers(problem_.model, {x.begin(), x.end()});
-    if (violation_beside_integers(problem_.model, point) <= kSatisfied) {
-      monitor_->incumbent(point, {});
-    }
+    if (violation_beside_integers(problem_.model, point) > kSatisfied) return;
+    whole_ = std::min(whole_, objective_sum(problem_, point, {}).value);
+    monitor_->incumbent(point, {});
   }
+
+  // The figures of a solve, with the objective of the best point whose integers are whole.
+  Progress with_whole_objective(Progress progress) const {
+    if (!is_leaking(progress)) return progress;
+    progress.objective = whole_;
+    progress.relative_gap = kInfinity;
+    return progress;
+  }
+
+  void tell(BackendMonitor* monitor) { monitor_ = monitor; }
 
   bool silent = false;
   Progress done;
 
  private:
+  // Whether the objective is that of a point which rounding its integers takes away.
+  bool is_leaking(const Progress& progress) const {
+    if (!std::isfinite(progress.objective)) return false;
+    const double least = whole_ - kRounding * std::max(1.0, std::fabs(progress.objective));
+    return progress.objective < least;
+  }
+
   const MinimizeProblem& problem_;
   BackendMonitor* monitor_;
+  double whole_ = kInfinity;  // the best objective of a point that stands
 };
 
 class Search {
@@ -110,7 +132,7 @@ class Search {
     const bool claims = result->outcome == Outcome::kOptimal;
     if (!status.ok() || (!claims && result->outcome != Outcome::kStopped)) return status;
     if (result->x.size() != model_.cost.size()) return status;
-    monitor_.done = result->progress;
+    monitor_.done = monitor_.with_whole_objective(result->progress);
     monitor_.silent = true;
     const std::vector<double> point = std::move(result->x);
     offer_rounded(point);
@@ -118,15 +140,29 @@ class Search {
     if (!claims) {
       stopped_ = result->termination;
     } else if (!is_closed(bound_)) {
-      outside_->log(
-          "Solving again: with whole integers, the objective and its bound do not meet\n");
-      status = search();
+      status = search_on();
     }
     if (status.ok()) finish(result);
     return status;
   }
 
  private:
+  // The search, in one line of the log.
+  Status search_on() {
+    const int64_t nodes = monitor_.done.nodes;
+    const int64_t iterations = simplex_;
+    SecondSolve again("with whole integers, which the bound did not meet", outside_);
+    monitor_.tell(&again);
+    Status status = search();
+    monitor_.tell(outside_);
+    Progress work;
+    work.nodes = monitor_.done.nodes - nodes;
+    work.simplex_iterations = simplex_ - iterations;
+    again.sum_up(is_closed(bound_) ? "objective and bound meet" : "objective and bound do not meet",
+                 work, SecondSolve::Stands::kOnlyOne);
+    return status;
+  }
+
   // Bounds of integer variables that a node of the tree has instead of the model's.
   struct Branch {
     size_t var;
@@ -211,7 +247,8 @@ class Search {
     terms_ = 0.0;
     for (size_t j = 0; j < x.size(); ++j) terms_ += std::fabs(problem_.cost[j] * x[j]);
     if (terms_ == 0.0) terms_ = 1.0;
-    const bool is_better = incumbent_ < monitor_.done.objective;
+    const double least = kRounding * std::max(1.0, std::fabs(incumbent_));
+    const bool is_better = incumbent_ < monitor_.done.objective - least;
     monitor_.done.objective = incumbent_;
     outside_->incumbent(best_, {});
     if (is_better) outside_->milestone(monitor_.done, "whole integers");

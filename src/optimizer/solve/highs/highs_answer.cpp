@@ -2,7 +2,11 @@
 #include "solve/highs/highs_answer.h"
 
 #include "Highs.h"
+#include "solve/check/checker.h"
+#include "solve/check/terms.h"
+#include "solve/second_solve.h"
 #include "task/parameter_index.h"
+#include "task/text.h"
 
 namespace vorlan {
 namespace {
@@ -118,6 +122,16 @@ void copy_figures(const Highs& highs, const MinimizeProblem& problem, Progress* 
   progress->bound = progress->objective;
   progress->relative_gap = 0.0;
   progress->nodes = 0;
+}
+
+std::string describe_answer(const MinimizeProblem& problem, const BackendResult& result) {
+  const bool is_point =
+      result.certificate == Certificate::kNone && result.x.size() == problem.cost.size();
+  if (problem.model.is_mixed_integer() || !is_point) return words_of(result.outcome);
+  const double objective =
+      problem.model.stated_objective(objective_sum(problem, result.x, {}).value);
+  return format_text("objective %.10g, violation %.1e", objective + 0.0,
+                     primal_violation(problem.model, result.x));
 }
 
 }  // namespace vorlan

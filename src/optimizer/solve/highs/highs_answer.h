@@ -2,6 +2,8 @@
 // nothing else needs to know HiGHS's words for them.
 #pragma once
 
+#include <string>
+
 #include "solve/backend.h"
 
 class Highs;
@@ -21,5 +23,9 @@ void copy_solution(const Highs& highs, const Model& model, BackendResult* result
 
 // Iterations, nodes, objective, bound and gap; without the constant that HiGHS counts in.
 void copy_figures(const Highs& highs, const MinimizeProblem& problem, Progress* progress);
+
+// An answer in the words of the log: the objective and violation of a linear model's point. A
+// mixed-integer model's may be in other units than the user's.
+std::string describe_answer(const MinimizeProblem& problem, const BackendResult& result);
 
 }  // namespace vorlan

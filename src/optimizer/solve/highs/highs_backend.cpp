@@ -26,6 +26,7 @@
 #include "solve/highs/semi_continuous.h"
 #include "solve/highs/simplex_again.h"
 #include "solve/run/listener.h"
+#include "solve/second_solve.h"
 #include "solve/solve_plan.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
@@ -60,6 +61,12 @@ struct Watch {
     most_cuts = std::max(most_cuts, row.cuts);
     if (row.origin.empty()) return;
     origin = row.origin;
+    tell_better_point();
+  }
+
+  // HiGHS does not call back for a point that presolve leaves.
+  void tell_last_point(const std::vector<double>& x) {
+    if (progress.objective < told) monitor->incumbent(x, {});
     tell_better_point();
   }
 
@@ -255,7 +262,6 @@ Status run(const MinimizeProblem& problem, const Parameters& parameters, double 
   const std::string cause = highs->modelStatusToString(highs->getModelStatus());
   const bool integer = problem.model.is_mixed_integer();
   if (!done) stop_with(Code::kTrmStall, result);
-  log->tell_further_solves("with numbers taken as they are");
   log->be_quiet();
   if (!integer) help_stuck(parameters, seconds, highs, result);
   log->tell_further_solves("by the simplex method, because the first run was stuck");
@@ -279,7 +285,6 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   const Model& model = problem.model;
   const bool integer = model.is_mixed_integer();
   Watch watch(problem, monitor);
-  if (extremes == Extremes::kLiterally) watch.log.be_quiet();
   Highs::resetGlobalScheduler(true);  // another number of threads than last time is refused
   Highs highs;
   connect(&watch, &highs);
@@ -304,7 +309,7 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
     copy_solution(highs, model, result);
     watch.progress = result->progress;
     watch.progress.open_nodes = 0;
-    if (integer && !result->x.empty()) watch.tell_better_point();
+    if (integer && !result->x.empty()) watch.tell_last_point(result->x);
     watch.tell_cuts();
     const bool is_ranged = !integer && result->outcome == Outcome::kOptimal &&
                            !parameters.get(StringParam::kRangingFile).empty();
@@ -358,12 +363,15 @@ Status solve_or_leave_out_presolve(const MinimizeProblem& problem, const Paramet
   const bool may_help =
       problem.model.is_mixed_integer() && parameters.get(IntParam::kPresolve) != kPresolveOff;
   if (status.code() != Code::kErrOptimizer || !may_help) return status;
-  monitor->log("Solving again, without presolve\n");
+  SecondSolve again("without presolve, because the first run failed", monitor);
   *result = {};
   Parameters without = parameters;
   without.set(IntParam::kPresolve, kPresolveOff);
   const double left = seconds - (monotonic_seconds() - start);
-  return solve_once(problem, without, left, Extremes::kAsHighsDoes, monitor, result);
+  status = solve_once(problem, without, left, Extremes::kAsHighsDoes, &again, result);
+  if (!status.ok()) return status;
+  again.sum_up(describe_answer(problem, *result), result->progress, SecondSolve::Stands::kOnlyOne);
+  return {};
 }
 
 // The model as it is, integers as near as HiGHS's tolerance has them.
@@ -373,10 +381,14 @@ Status solve_plainly(const MinimizeProblem& problem, const Parameters& parameter
   Status status = solve_or_leave_out_presolve(problem, parameters, seconds, monitor, result);
   if (!has_extreme_numbers(problem)) return status;
   if (is_borne_out(problem, parameters, status, *result)) return status;
-  monitor->log("Solving again, with very large and very small numbers taken as they are\n");
+  SecondSolve again("with very large and very small numbers taken as they are", monitor,
+                    result->progress);
   *result = {};
   const double left = seconds - (monotonic_seconds() - start);
-  return solve_once(problem, parameters, left, Extremes::kLiterally, monitor, result);
+  status = solve_once(problem, parameters, left, Extremes::kLiterally, &again, result);
+  if (!status.ok()) return status;
+  again.sum_up(describe_answer(problem, *result), result->progress, SecondSolve::Stands::kSecond);
+  return {};
 }
 
 Status solve_scaled_exactly(const MinimizeProblem& problem, const Parameters& parameters,

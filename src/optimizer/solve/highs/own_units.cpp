@@ -6,7 +6,9 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/least_sizes.h"
+#include "solve/highs/highs_answer.h"
 #include "solve/highs/scaled_model.h"
+#include "solve/second_solve.h"
 #include "solve/solve_plan.h"
 
 namespace vorlan {
@@ -67,13 +69,16 @@ bool solve_in_own_units(decltype(Backend::solve) solve, const MinimizeProblem& p
                         BackendResult* result) {
   const ScaledModel scaled(problem);
   if (scaled.is_same()) return false;
-  monitor->log("Solving again in units of the model's own\n");
   const Solution start = start_from(*result);
   const MinimizeProblem again(problem.model, &start, problem.cutoffs);
-  SilentMonitor silent(monitor, result->progress);
+  SecondSolve second("in units of the model's own", monitor, result->progress);
   BackendResult found;
-  const Status status = solve_scaled(solve, again, parameters, seconds, &silent, &found);
-  if (!status.ok() || !is_better(problem, parameters, found, *result)) return false;
+  const Status status = solve_scaled(solve, again, parameters, seconds, &second, &found);
+  if (!status.ok()) return false;
+  const bool stands = is_better(problem, parameters, found, *result);
+  second.sum_up(describe_answer(problem, found), found.progress,
+                stands ? SecondSolve::Stands::kSecond : SecondSolve::Stands::kFirst);
+  if (!stands) return false;
   found.progress.simplex_iterations += result->progress.simplex_iterations;
   found.progress.interior_iterations += result->progress.interior_iterations;
   *result = std::move(found);

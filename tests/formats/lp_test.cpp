@@ -453,6 +453,20 @@ TEST(LpRead, MisspeltHeadingsAndNames) {
       {"Minimize\n x\nSubjct To\n x >= 1\nEnd\n",
        "text:3:1: a sign or the name of a section was expected, found 'Subjct'; did you mean "
        "'subject to'?"},
+      {"Maximze\n x\nSubject To\n x >= 1\nEnd\n",
+       "text:1:1: 'minimize' or 'maximize' was expected, found 'Maximze'; did you mean "
+       "'maximize'?"},
+      {"max: x\nst\n x >= 1\nEnd\n",
+       "text:1:4: the name of the objective was expected before ':', found ':'; 'max' is no name "
+       "here and stands without ':'"},
+      {"Minimize\n x\nst:\n x >= 1\nEnd\n",
+       "text:3:1: a sign or the name of a section was expected, found 'st'; the name of a section "
+       "stands without ':'"},
+      {"Minimize\n x\nConstraints\n x >= 1\nEnd\n",
+       "text:3:1: a sign or the name of a section was expected, found 'Constraints'; did you mean "
+       "'subject to'?"},
+      {with_rest("Free\n x\n"),
+       "text:5:1: this looks like the name of a section, found 'Free'; did you mean 'bounds'?"},
       {with_rest("Cones\n k: quadratic x y\n"),
        "text:5:1: this looks like the name of a section, found 'Cones'; a section of PTF files, "
        "which begin with the line 'Minimize ] extended problem 1' and have the suffix .ptf or "
@@ -470,6 +484,30 @@ TEST(LpRead, MisspeltHeadingsAndNames) {
   EXPECT_EQ(unknown.warnings,
             as_warning("text:6:2: a variable that is in no constraint and not in the objective, "
                        "found 'xx'; did you mean 'x'?\n"));
+  // A constraint may be called so, but a line of its own is meant as a heading.
+  EXPECT_EQ(read(with_rest("bounds:\n x >= -3\n")).warnings,
+            as_warning("text:5:1: this is the name of a constraint, found 'bounds'; the name of a "
+                       "section stands without ':'\n"));
+  EXPECT_EQ(read(with_rest("bounds: x >= -3\n")).warnings, "");
+}
+
+// Names in capitals are words or codes; of a pair that is mentioned once each, one is a slip, too.
+TEST(LpRead, SlipsInCapitalsAndInSmallModels) {
+  const auto warnings_of = [](const std::string& name, const std::string& other) {
+    return read("Maximize\n o: " + name + " + chairs\nSubject To\n c: " + other +
+                " + chairs <= 4\n d: chairs <= 3\nEnd\n")
+        .warnings;
+  };
+  const std::pair<const char*, const char*> slips[] = {
+      {"x1", "X1"}, {"TABLES", "TABELS"}, {"TABLES", "TABLEES"}, {"tables", "tabels"}};
+  for (const auto& [name, other] : slips) {
+    EXPECT_EQ(warnings_of(name, other),
+              as_warning("text: the variable '" + std::string(other) +
+                         "' is at one place of the model alone; did you mean '" + name + "'?\n"));
+  }
+  const std::pair<const char*, const char*> codes[] = {
+      {"GASVSA", "GASVAS"}, {"TAB1ES", "TAB2ES"}, {"TBLS", "TLBS"}, {"wines", "wires"}};
+  for (const auto& [name, other] : codes) EXPECT_EQ(warnings_of(name, other), "") << other;
 }
 
 // Such a variable makes another model, but real files may mean it.

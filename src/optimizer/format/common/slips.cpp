@@ -17,7 +17,9 @@ namespace {
 constexpr int32_t kMostVariables = 2000;
 constexpr size_t kShortestName = 4;
 
-// Names in capitals are often codes, in which each letter tells things apart.
+// Names in capitals are often codes, in which each letter tells things apart, but for words.
+constexpr size_t kShortestWord = 6;
+
 bool is_letter(char c) { return is_small_letter(c); }
 
 // "tables" and "tabels".
@@ -40,20 +42,36 @@ bool is_wrong_letter(std::string_view a, std::string_view b, size_t at) {
          is_letter(b[at]) && is_letter(a[at + 1]) && a.substr(at + 1) == b.substr(at + 1);
 }
 
-bool is_slip(std::string_view a, std::string_view b) {
-  if (a.empty() || b.empty()) return false;
+bool is_word_in_capitals(std::string_view name) {
+  return name.size() >= kShortestWord && std::all_of(name.begin(), name.end(), is_capital);
+}
+
+// How likely a name is another one misspelt. Another letter is likely where the other name is used.
+enum class Slip { kNone, kLikely, kMostLikely };
+
+Slip slip_between(std::string_view a, std::string_view b) {
+  const size_t length = std::min(a.size(), b.size());
+  if (length < kShortestName) return Slip::kNone;
+  size_t at = 0;
+  while (at < length && a[at] == b[at]) ++at;
+  const bool is_most_likely = (a.size() == b.size() && is_swap(a, b, at)) ||
+                              (a.size() == b.size() + 1 && is_lost_letter(a, b, at)) ||
+                              (b.size() == a.size() + 1 && is_lost_letter(b, a, at));
+  if (is_most_likely) return Slip::kMostLikely;
+  return a.size() == b.size() && is_wrong_letter(a, b, at) ? Slip::kLikely : Slip::kNone;
+}
+
+Slip find_slip(std::string_view a, std::string_view b) {
+  if (a.empty() || b.empty()) return Slip::kNone;
   if (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
         return to_lower(x) == to_lower(y);
       })) {
-    return true;
+    return Slip::kMostLikely;
   }
-  if (std::min(a.size(), b.size()) < kShortestName) return false;
-  const size_t length = std::min(a.size(), b.size());
-  size_t at = 0;
-  while (at < length && a[at] == b[at]) ++at;
-  if (a.size() == b.size()) return is_swap(a, b, at) || is_wrong_letter(a, b, at);
-  if (a.size() == b.size() + 1) return is_lost_letter(a, b, at);
-  return b.size() == a.size() + 1 && is_lost_letter(b, a, at);
+  if (!is_word_in_capitals(a) || !is_word_in_capitals(b)) return slip_between(a, b);
+  // Codes tell things apart at their end.
+  if (a.back() != b.back()) return Slip::kNone;
+  return slip_between(in_small_letters(a), in_small_letters(b));
 }
 
 // How often the model mentions each variable.
@@ -89,7 +107,11 @@ void warn_of_slips(const Model& model, const std::string& shown_name, Warnings* 
   for (size_t j = 0; j < mentions.size() && !warnings->full(); ++j) {
     if (mentions[j] != 1) continue;
     for (size_t k = 0; k < mentions.size(); ++k) {
-      if (mentions[k] < 2 || !is_slip(model.var_names[j], model.var_names[k])) continue;
+      // Of two names that are each at one place the later one is told.
+      const bool is_used = mentions[k] >= 2;
+      if (!is_used && (mentions[k] == 0 || k >= j)) continue;
+      const Slip slip = find_slip(model.var_names[j], model.var_names[k]);
+      if (slip == Slip::kNone || (slip == Slip::kLikely && !is_used)) continue;
       warnings->add(format_text("%s: the variable '%s' is at one place of the model alone%s",
                                 shown_name.c_str(), printable(model.var_names[j]).c_str(),
                                 did_you_mean(model.var_names[k]).c_str()));

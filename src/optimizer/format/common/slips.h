@@ -11,8 +11,9 @@ namespace vorlan {
 
 // Warns of variables that the model mentions once, with a name that differs by one slip from that
 // of another variable: in case, by a letter within, or by two letters that have changed places.
-// Names that programs number differ in digits, and codes in capitals, which are no slips. Models of
-// more variables than a person writes are left alone.
+// Names that programs number differ in digits, which are no slips; names in capitals are often codes,
+// and count when they are words of several letters. Models of more variables than a person writes
+// are left alone.
 void warn_of_slips(const Model& model, const std::string& shown_name, Warnings* warnings);
 
 }  // namespace vorlan

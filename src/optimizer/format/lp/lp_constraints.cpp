@@ -101,7 +101,17 @@ bool LpConstraints::read_name(int32_t con, std::string_view* word) {
     return tokens_.fail("a second constraint of this name");
   }
   reading_.model.con_names.add(*word);
+  warn_of_heading(*word);
   return true;
+}
+
+// "bounds:" in a line of its own is a constraint that people mean as a heading.
+void LpConstraints::warn_of_heading(std::string_view name) {
+  const std::string_view rest = tokens_.rest();
+  const bool is_alone = rest.find_first_not_of(" \t", rest.find(':') + 1) == std::string_view::npos;
+  if (!tokens_.token().first || !is_alone || !LpHeadings::is_heading(name)) return;
+  tokens_.warn(name, "this is the name of a constraint",
+               "; the name of a section stands without ':'");
 }
 
 // Programs write a constraint without terms with its name alone before the relation.

@@ -33,6 +33,7 @@ class LpConstraints {
   void look_ahead();
   bool read_constraint();
   bool read_name(int32_t con, std::string_view* word);
+  void warn_of_heading(std::string_view name);
   bool read_row(int32_t con, bool named, bool has_condition);
   bool take_condition(int32_t con, const LpPlace& place, const LpContent& left, LpKind relation,
                       const LpContent& right);

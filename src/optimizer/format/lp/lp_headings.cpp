@@ -2,6 +2,7 @@
 #include "format/lp/lp_headings.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "format/common/nearest.h"
 #include "format/lp/lp.h"
@@ -9,6 +10,25 @@
 
 namespace vorlan {
 namespace {
+
+// Headings of other modelling languages, and what they are called here.
+struct OtherWord {
+  std::string_view word, meant;
+};
+constexpr OtherWord kOtherWords[] = {
+    {"constraints", "subject to"}, {"constraint", "subject to"}, {"subjectto", "subject to"},
+    {"where", "subject to"},       {"with", "subject to"},       {"s.t", "s.t."},
+    {"rows", "subject to"},        {"ranges", "bounds"},         {"bools", "binary"},
+    {"boolean", "binary"},         {"booleans", "binary"},       {"sec", "semi-continuous"},
+    {"sin", "semi-continuous"},    {"free", "bounds"},
+};
+
+const OtherWord* find_other_word(std::string_view word) {
+  const auto* const found =
+      std::find_if(std::begin(kOtherWords), std::end(kOtherWords),
+                   [word](const OtherWord& other) { return is_lp_word(word, other.word); });
+  return found == std::end(kOtherWords) ? nullptr : found;
+}
 
 constexpr size_t kLongestHeading = 15;
 constexpr size_t kLeastToMisspell = 4;  // letters; shorter headings are near to too many names
@@ -123,9 +143,26 @@ bool LpHeadings::check_misspelt() {
   if (token.kind != LpKind::kName || !tokens_.at_margin() || variables_.find(token.text) >= 0) {
     return true;
   }
-  const std::string help = nearest();
+  const bool is_alone = tokens_.following() == '\0';
+  const std::string help = is_alone ? advice() : nearest();
   if (help.empty()) return true;
   return tokens_.fail(token.text, "this looks like the name of a section", help);
+}
+
+bool LpHeadings::is_heading(std::string_view words) {
+  const std::string small = in_small_letters(words);
+  return std::any_of(std::begin(kHeadings), std::end(kHeadings), [&small](const Heading& heading) {
+    return !heading.extended && heading.words == small;
+  });
+}
+
+std::string LpHeadings::advice() const {
+  const std::string word = in_small_letters(tokens_.token().text);
+  if (tokens_.following() == ':' && is_heading(word)) {
+    return "; the name of a section stands without ':'";
+  }
+  const OtherWord* const other = find_other_word(word);
+  return other == nullptr ? nearest() : did_you_mean(other->meant);
 }
 
 std::string LpHeadings::nearest() const {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "format/lp/lp_tokens.h"
 #include "format/lp/lp_variables.h"
@@ -51,6 +52,11 @@ class LpHeadings {
   // Says what a heading that the line at hand is nearest to would need; empty if it is near to
   // none.
   std::string nearest() const;
+  // The same where nothing but a heading can stand: words of other languages count, too, and
+  // headings with a ':' behind them.
+  std::string advice() const;
+  // True for the words of a heading, whatever follows them.
+  static bool is_heading(std::string_view words);
 
  private:
   struct Heading;

@@ -3,9 +3,11 @@
 
 #include <cmath>
 
+#include "format/common/nearest.h"
 #include "format/common/slips.h"
 #include "format/lp/lp.h"
 #include "format/lp/lp_names.h"
+#include "task/letters.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -82,11 +84,17 @@ bool LpReader::read_opening() {
 bool LpReader::read_sense() {
   const SenseWord* const found = find_sense(tokens_.token().text);
   if (tokens_.kind() != LpKind::kName || found == nullptr) {
-    return tokens_.fail("'minimize' or 'maximize' was expected");
+    return tokens_.fail(tokens_.token().text, "'minimize' or 'maximize' was expected",
+                        advice_on_words(kSenses, in_small_letters(tokens_.token().text)));
   }
   reading_.model.maximize = found->maximize;
+  const std::string word(tokens_.token().text);
   tokens_.next();
-  return true;
+  if (!tokens_.token().first && tokens_.token().text == ":") {
+    return tokens_.fail(tokens_.token().text, "the name of the objective was expected before ':'",
+                        "; '" + word + "' is no name here and stands without ':'");
+  }
+  return tokens_.status().ok();
 }
 
 bool LpReader::read_objective() {
@@ -114,7 +122,7 @@ bool LpReader::read_sections() {
     if (section == LpSection::kForeign) return tokens_.fail(word, advice_on_section(word));
     if (section == LpSection::kNone) {
       return tokens_.fail(word, "a sign or the name of a section was expected",
-                          reading_.headings.nearest());
+                          reading_.headings.advice());
     }
     if (solved && section != LpSection::kSolution && section != LpSection::kParameters) {
       return tokens_.fail("solutions come behind the model, but this follows them");

@@ -251,7 +251,7 @@ Status ConicRun::run_again(const char* how, const Run& run, bool may_have_ray,
   BackendMonitor* const outside = std::exchange(monitor_, &again);
   const conic::InteriorPoint* const to_better = std::exchange(first_, is_best ? &first : first_);
   const int64_t iterations = iterations_;
-  const Status status = run(other);
+  Status status = run(other);
   monitor_ = outside;
   first_ = to_better;
   if (!status.ok()) return status;

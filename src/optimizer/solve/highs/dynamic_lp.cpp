@@ -12,9 +12,38 @@ namespace {
 
 // Every row may be violated by the tolerance, which weakens the bound of a sum of many cuts.
 constexpr double kTolerance = 1e-9;
+// HiGHS drops smaller coefficients, those of cuts times the factors of replaced variables are larger.
+constexpr double kSmallestCoefficient = 1e-12;
 // New rows and returns to a basis throw the weights of steepest edge away. Each row costs a solve
 // with the basis to have its weight anew; those of Devex begin at 1.
 constexpr int kHighsDevexWeights = 1;
+
+// The rows that the substitution leaves, in terms of its columns.
+void set_rows(const Model& model, const PairSubstitution& pairs, HighsLp* lp) {
+  std::vector<PairSubstitution::Terms> rows(model.con_lower.size());
+  const SparseMatrix& a = model.matrix;
+  for (int32_t j = 0; j < model.num_var(); ++j) {
+    for (size_t k = index(a.start[index(j)]); k < index(a.start[index(j) + 1]); ++k) {
+      rows[index(a.row[k])].emplace_back(j, a.value[k]);
+    }
+  }
+  HighsSparseMatrix& matrix = lp->a_matrix_;
+  matrix.format_ = MatrixFormat::kRowwise;
+  matrix.start_ = {0};
+  PairSubstitution::Terms columns;
+  for (size_t i = 0; i < rows.size(); ++i) {
+    if (pairs.is_used(i)) continue;
+    const double constant = pairs.substitute(rows[i], &columns);
+    lp->row_lower_.push_back(model.con_lower[i] - constant);
+    lp->row_upper_.push_back(model.con_upper[i] - constant);
+    for (const auto& [column, value] : columns) {
+      matrix.index_.push_back(column);
+      matrix.value_.push_back(value);
+    }
+    matrix.start_.push_back(static_cast<HighsInt>(matrix.index_.size()));
+  }
+  lp->num_row_ = static_cast<HighsInt>(lp->row_lower_.size());
+}
 
 }  // namespace
 
@@ -27,7 +56,7 @@ struct DynamicLp::Basis {
 };
 
 DynamicLp::DynamicLp(const Model& model, double cost_factor)
-    : solver_(std::make_unique<Solver>()), cost_factor_(cost_factor) {
+    : solver_(std::make_unique<Solver>()), pairs_(model), cost_factor_(cost_factor) {
   Highs& highs = solver_->highs;
   highs.setOptionValue("output_flag", false);
   highs.setOptionValue("presolve", "off");
@@ -37,37 +66,44 @@ DynamicLp::DynamicLp(const Model& model, double cost_factor)
   highs.setOptionValue("simplex_strategy", kHighsDualStrategy);
   highs.setOptionValue("primal_feasibility_tolerance", kTolerance);
   highs.setOptionValue("dual_feasibility_tolerance", kTolerance);
+  highs.setOptionValue("small_matrix_value", kSmallestCoefficient);
+  PairSubstitution::Terms cost;
+  for (int32_t j = 0; j < model.num_var(); ++j) cost.emplace_back(j, model.cost[index(j)]);
+  constant_ = pairs_.substitute(PairSubstitution::Terms(cost), &cost);
   HighsLp lp;
-  lp.num_col_ = model.num_var();
-  lp.num_row_ = model.num_con();
-  for (const double cost : model.cost) lp.col_cost_.push_back(cost_factor * cost);
-  lp.col_lower_ = model.var_lower;
-  lp.col_upper_ = model.var_upper;
-  lp.row_lower_ = model.con_lower;
-  lp.row_upper_ = model.con_upper;
-  lp.a_matrix_.format_ = MatrixFormat::kColwise;
-  lp.a_matrix_.start_.assign(model.matrix.start.begin(), model.matrix.start.end());
-  lp.a_matrix_.index_.assign(model.matrix.row.begin(), model.matrix.row.end());
-  lp.a_matrix_.value_ = model.matrix.value;
+  lp.num_col_ = pairs_.num_columns();
+  lp.col_cost_.assign(index(lp.num_col_), 0.0);
+  for (const auto& [column, value] : cost) lp.col_cost_[index(column)] = cost_factor * value;
+  for (int32_t column = 0; column < pairs_.num_columns(); ++column) {
+    const auto [lower, upper] = pairs_.bounds_of_column(column);
+    lp.col_lower_.push_back(lower);
+    lp.col_upper_.push_back(upper);
+  }
+  set_rows(model, pairs_, &lp);
   highs.passModel(std::move(lp));
 }
 
 DynamicLp::~DynamicLp() = default;
 
 void DynamicLp::set_bounds(int32_t var, double lower, double upper) {
-  solver_->highs.changeColBounds(var, lower, upper);
+  pairs_.set_bounds(var, lower, upper);
+  const int32_t column = pairs_.image(var).column;
+  const auto [least, most] = pairs_.bounds_of_column(column);
+  solver_->highs.changeColBounds(column, least, most);
 }
 
 void DynamicLp::add_row(double lower, double upper,
                         const std::vector<std::pair<int32_t, double>>& terms) {
+  PairSubstitution::Terms substituted;
+  const double constant = pairs_.substitute(terms, &substituted);
   std::vector<HighsInt> columns;
   std::vector<double> values;
-  for (const auto& [column, value] : terms) {
+  for (const auto& [column, value] : substituted) {
     columns.push_back(column);
     values.push_back(value);
   }
-  solver_->highs.addRow(lower, upper, static_cast<HighsInt>(terms.size()), columns.data(),
-                        values.data());
+  solver_->highs.addRow(lower - constant, upper - constant, static_cast<HighsInt>(columns.size()),
+                        columns.data(), values.data());
 }
 
 DynamicLp::Answer DynamicLp::run_once() {
@@ -92,7 +128,7 @@ DynamicLp::Answer DynamicLp::run_once() {
 DynamicLp::Answer DynamicLp::solve(double cutoff, int32_t limit, double seconds) {
   Highs& highs = solver_->highs;
   const double end = highs.getRunTime() + seconds;
-  highs.setOptionValue("objective_bound", cutoff * cost_factor_);
+  highs.setOptionValue("objective_bound", (cutoff - constant_) * cost_factor_);
   highs.setOptionValue("simplex_iteration_limit", limit < 0 ? kHighsIInf : limit);
   highs.setOptionValue("time_limit", end);
   const Answer answer = run_once();
@@ -102,14 +138,25 @@ DynamicLp::Answer DynamicLp::solve(double cutoff, int32_t limit, double seconds)
 }
 
 double DynamicLp::objective() const {
-  return solver_->highs.getInfo().objective_function_value / cost_factor_;
+  return solver_->highs.getInfo().objective_function_value / cost_factor_ + constant_;
 }
 
-const std::vector<double>& DynamicLp::x() const { return solver_->highs.getSolution().col_value; }
+std::vector<double> DynamicLp::x() const {
+  const std::vector<double>& columns = solver_->highs.getSolution().col_value;
+  std::vector<double> x;
+  for (int32_t j = 0; j < pairs_.num_variables(); ++j) {
+    const PairSubstitution::Image& image = pairs_.image(j);
+    x.push_back(image.factor * columns[index(image.column)] + image.offset);
+  }
+  return x;
+}
 
+// All variables that a column stands for have a share in its cost, so that bounds of any of them have.
 double DynamicLp::reduced_cost(int32_t var) const {
   const auto& duals = solver_->highs.getSolution().col_dual;
-  return index(var) < duals.size() ? duals[index(var)] / cost_factor_ : 0.0;
+  const PairSubstitution::Image& image = pairs_.image(var);
+  if (index(image.column) >= duals.size()) return 0.0;
+  return duals[index(image.column)] / image.factor / cost_factor_;
 }
 
 DynamicLp::BasisHandle DynamicLp::basis() const {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "solve/highs/pair_substitution.h"
 #include "task/model.h"
 
 namespace vorlan {
@@ -23,7 +24,8 @@ class DynamicLp {
   struct Basis;
   using BasisHandle = std::shared_ptr<const Basis>;
 
-  // minimize cost_factor * cost'x, without constant and integers, over a model of finite numbers.
+  // minimize cost_factor * cost'x, without constant, over a model of finite numbers. Its integer
+  // variables are continuous here.
   DynamicLp(const Model& model, double cost_factor);
   ~DynamicLp();
 
@@ -37,7 +39,7 @@ class DynamicLp {
   // Of the last solve, in terms of the model's objective. The point and the reduced costs are
   // those of an optimum only.
   double objective() const;
-  const std::vector<double>& x() const;
+  std::vector<double> x() const;
   double reduced_cost(int32_t var) const;
 
   // The basis of the last solve, and a return to it. Rows that are newer than it become basic.
@@ -51,7 +53,9 @@ class DynamicLp {
 
   struct Solver;
   std::unique_ptr<Solver> solver_;
+  PairSubstitution pairs_;
   double cost_factor_;
+  double constant_ = 0.0;  // of the objective in terms of the columns
   int64_t iterations_ = 0;
 };
 

@@ -16,7 +16,8 @@ namespace vorlan::outer {
 namespace {
 
 // A norm of so many members takes so many cuts that one tree is better than rounds, each of which
-// builds a tree of its own. Other models need the presolve and the integer cuts of the rounds more.
+// builds a tree of its own. Other models need the presolve and the integer cuts of the rounds more,
+// unless their rows give these nothing to work with. Such go to the tree after the first round.
 constexpr size_t kLargeNorm = 10;
 
 // A matrix of so many elements makes the continuous relaxation take seconds.
@@ -40,9 +41,14 @@ Status OuterApproximation::run(BackendResult* result) {
   if (!status.ok() || !settle_continuous(&continuous, result)) return status;
   begin(continuous);
   if (!trials_->failure().ok()) return trials_->failure();
-  search_tree();
-  if (!trials_->failure().ok()) return trials_->failure();
+  bool wants_tree = TreeSearch::suits(problem_.model);
   while (!reaches_limit(result)) {
+    if (wants_tree && is_time_for_tree()) {
+      wants_tree = false;
+      search_tree();
+      if (!trials_->failure().ok()) return trials_->failure();
+      continue;
+    }
     BackendResult found;
     status = relaxation_solver_->solve(trials_.get(), &found);
     if (!status.ok()) return status;
@@ -236,10 +242,14 @@ void OuterApproximation::learn_from_stall(const ContinuousRelaxation& continuous
 
 // ---- The tree -------------------------------------------------------------------------------
 
+bool OuterApproximation::is_time_for_tree() const {
+  if (relaxation_->largest_norm() >= kLargeNorm) return true;
+  if (round_ == 0 || relaxation_->has_binary_norms()) return false;
+  return !TreeSearch::gains_by_rows(problem_.model);
+}
+
 void OuterApproximation::search_tree() {
   BackendResult ignored;
-  const bool suits = relaxation_->largest_norm() >= kLargeNorm && TreeSearch::suits(problem_.model);
-  if (!suits || reaches_limit(&ignored)) return;
   TreeSearch tree(relaxation_solver_->objective_factor(), &solver_, &bounds_, trials_.get(),
                   relaxation_.get(), parameters_);
   tree.run([&] { return reaches_limit(&ignored); });

@@ -3,7 +3,8 @@
 // it was wrong. Both take turns until incumbent and bound meet:
 //
 //   solve the continuous relaxation: first bound, first cuts
-//   where a norm has many members, search one tree with lazy cuts (tree_search)
+//   where a norm has many members, search one tree with lazy cuts (tree_search), or after the first
+//   round where hardly a row has several integers
 //   until incumbent and bound meet:
 //     solve the linear relaxation by branch and cut: a bound, and a point
 //     fix the integers of the point, solve what is left: an incumbent, or none; cuts
@@ -68,7 +69,8 @@ class OuterApproximation {
   void try_numbers_on(const Model& linear, const std::vector<double>& x);
   void try_dive(const ContinuousRelaxation& continuous);
   void try_inner_point(const std::vector<double>& x);
-  // Searches one tree with lazy cuts, where the model has a norm of many members.
+  // Whether one tree with lazy cuts does better than the rounds from here on.
+  bool is_time_for_tree() const;
   void search_tree();
   bool is_new_ground(const std::vector<double>& columns);
 

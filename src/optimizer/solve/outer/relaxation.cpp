@@ -279,6 +279,21 @@ void Relaxation::set_off_heads(const CanonicalCone& cone, ConeColumns* columns) 
   }
 }
 
+// Whether the cone needs nothing else: all members of its norm follow from binary variables.
+bool Relaxation::add_binary_norm(const CanonicalCone& cone) {
+  const bool is_quadratic =
+      cone.kind == ConeKind::kQuadratic || cone.kind == ConeKind::kRotatedQuadratic;
+  if (!is_quadratic || cone.members.size() <= cone.num_heads()) return false;
+  ConeColumns columns;
+  set_head(cone, &columns);
+  if (columns.fixed_head > 0.0) return false;  // the squares of its members are linear
+  BinaryNorm norm = find_binary_norm(model_, view_, cone, frame_.var_lower, frame_.var_upper);
+  if (norm.literals.size() < 2) return false;
+  const bool is_whole = norm.is_whole;
+  binary_norms_.emplace_back(cones_.size() - 1, std::move(norm));
+  return is_whole;
+}
+
 // Heads are not negative. This is a row for each head: as a bound it could allow a semi-continuous
 // variable more than before.
 void Relaxation::add_cone(const Cone& cone) {
@@ -295,6 +310,10 @@ void Relaxation::add_cone(const Cone& cone) {
     add_row(0.0, kInfinity, {{members[k].var, members[k].scale}});
   }
   const std::vector<Member> tail(members.begin() + static_cast<ptrdiff_t>(heads), members.end());
+  if (add_binary_norm(canonical)) {
+    cone_columns_.push_back(std::move(columns));
+    return;
+  }
   if (canonical.kind == ConeKind::kQuadratic && tail.size() == 1) {
     for (const double sign : {-1.0, 1.0}) {
       add_row(0.0, kInfinity, {{members[0].var, 1.0}, {tail[0].var, sign}});

@@ -11,7 +11,8 @@
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm, and r as of the quadratic cone
 //
-// Where the head of a cone is fixed, its r_i are those of squares. Where a binary variable z
+// Where the head of a cone is fixed, its r_i are those of squares. Where it is not, and members follow
+// from binary variables, these have cuts of their own (binary_norms.h), and where all do, no r. Where a binary variable z
 // switches members off (switches.h), z makes the cuts stronger. The cuts of a square become those of
 // r_i z >= w_i^2 / 2. The cut of a cone is lifted by its slack at the values that the members have
 // while z is off, if its head, or all its heads, are known then.
@@ -32,6 +33,7 @@
 #include <vector>
 
 #include "solve/backend.h"
+#include "solve/outer/binary_norms.h"
 #include "solve/outer/canonical_cone.h"
 #include "solve/outer/fixed_model.h"
 #include "solve/outer/switches.h"
@@ -64,7 +66,7 @@ class Relaxation {
 
   // What the multipliers of an optimum or of a proof of infeasibility say about the cones.
   int cut_by_duals(const BackendResult& result);
-  // Tangents of the quadratic terms at x.
+  // Tangents of the quadratic terms, and planes below norms of binary variables, at x.
   int cut_by_curvature(const std::vector<double>& x);
   // Tangents of one cone, at the point of its boundary that belongs to the values of its members.
   int cut_cone_at(size_t cone, const std::vector<double>& x);
@@ -93,6 +95,7 @@ class Relaxation {
   Model perspective_model() const;
   // Whether cuts can be stronger than the continuous model.
   bool has_switched_parts() const;
+  bool has_binary_norms() const { return !binary_norms_.empty(); }
   // The largest number of members in one norm that is cut member by member.
   size_t largest_norm() const;
   // The heads of cones whose members binary variables switch off. The larger such a head is known
@@ -155,6 +158,7 @@ class Relaxation {
   Switch common_switch(const Terms& row) const;
   void add_quadratic_rows();
   void add_cone(const Cone& cone);
+  bool add_binary_norm(const CanonicalCone& cone);
   void set_head(const CanonicalCone& cone, ConeColumns* columns) const;
   void set_off_heads(const CanonicalCone& cone, ConeColumns* columns) const;
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
@@ -179,6 +183,10 @@ class Relaxation {
   int separate_members(size_t cone, const std::vector<double>& columns, double share);
   int separate_norm(size_t cone, const std::vector<double>& columns, double share);
   int separate_squares(const std::vector<double>& columns, double least_share);
+  Terms head_terms(const CanonicalCone& cone, double norm,
+                   const std::vector<double>& columns) const;
+  int cut_binary_norm(size_t k, const std::vector<double>& columns, bool if_violated);
+  int separate_binary_norms(const std::vector<double>& columns);
   double head_floor(const ConeColumns& columns, int32_t head, const Switch& off) const;
   // The least value of a supporting plane of a cone while all heads of the cone are switched off.
   double room_of_plane(const CanonicalCone& cone, const ConeColumns& columns,
@@ -202,6 +210,7 @@ class Relaxation {
   std::vector<Square> squares_;
   std::vector<CanonicalCone> cones_;
   std::vector<ConeColumns> cone_columns_;
+  std::vector<std::pair<size_t, BinaryNorm>> binary_norms_;  // each with its cone
   std::vector<size_t> packed_starts_;
   size_t first_element_ = 0;
   size_t first_cut_ = 0;             // the first row that is a cut

@@ -21,6 +21,11 @@ constexpr double kTinyCoefficient = 1e-8;
 constexpr double kSteepest = 1e5;
 // The least share by which a switched variable counts as on.
 constexpr double kLeastShare = 1e-4;
+// How far the quotient of the heads of a rotated cone may be from 1 in a cut of their product.
+constexpr double kLeastRatio = 1e-12;
+constexpr double kMostRatio = 1e12;
+// A head counts as no smaller than this share of what the norm needs beside the other one.
+constexpr double kSmallHead = 1e-3;
 // Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
 constexpr double kNoEigenvalue = 1e-8;
 
@@ -186,8 +191,53 @@ int Relaxation::separate_members(size_t c, const std::vector<double>& columns, d
   return added;
 }
 
+// The cone's head, or what the root of 2 x0 x1 is at most: (s x0 + x1 / s) / root of 2, which is least
+// where s^2 is x1 / x0. Heads that are too small for the norm count as larger ones, so that the sum
+// stays below the norm where one of them is 0.
+Terms Relaxation::head_terms(const CanonicalCone& cone, double norm,
+                             const std::vector<double>& columns) const {
+  const Member& first = cone.members[0];
+  if (cone.kind == ConeKind::kQuadratic) return {{first.var, first.scale}};
+  const Member& second = cone.members[1];
+  const double values[] = {first.scale * columns[index(first.var)],
+                           second.scale * columns[index(second.var)]};
+  const auto raised = [&](size_t k) {
+    return std::max({values[k], kSmallHead * norm * norm / std::max(values[1 - k], norm), 1e-300});
+  };
+  const double ratio = std::clamp(raised(1) / raised(0), kLeastRatio, kMostRatio);
+  const double factor = std::sqrt(0.5 * ratio);
+  return {{first.var, factor * first.scale}, {second.var, 0.5 / factor * second.scale}};
+}
+
+int Relaxation::cut_binary_norm(size_t k, const std::vector<double>& columns, bool if_violated) {
+  const auto& [c, norm] = binary_norms_[k];
+  const AffineBound plane = highest_plane(norm, columns);
+  double least = plane.constant;
+  for (const auto& [var, value] : plane.terms) least += value * columns[index(var)];
+  Terms terms = head_terms(cones_[c], least, columns);
+  double slack = -least;
+  for (const auto& [var, value] : terms) slack += value * columns[index(var)];
+  if (if_violated && slack >= -kSatisfied * std::max(1.0, least)) return 0;
+  for (const auto& [var, value] : plane.terms) {
+    const auto is_same = [v = var](const auto& term) { return term.first == v; };
+    const auto same = std::find_if(terms.begin(), terms.end(), is_same);
+    if (same == terms.end()) {
+      terms.emplace_back(var, -value);
+    } else {
+      same->second -= value;
+    }
+  }
+  return add_cut(terms, plane.constant);
+}
+
+int Relaxation::separate_binary_norms(const std::vector<double>& columns) {
+  int added = 0;
+  for (size_t k = 0; k < binary_norms_.size(); ++k) added += cut_binary_norm(k, columns, true);
+  return added;
+}
+
 bool Relaxation::has_switched_parts() const {
-  return !heads_to_bound().empty() ||
+  return !heads_to_bound().empty() || !binary_norms_.empty() ||
          std::any_of(squares_.begin(), squares_.end(),
                      [](const Square& square) { return square.off.exists(); }) ||
          std::any_of(cone_columns_.begin(), cone_columns_.end(),
@@ -324,6 +374,7 @@ int Relaxation::cut_by_curvature(const std::vector<double>& x) {
   for (const Square& square : squares_) {
     added += cut_square(square, touching_point(square, columns));
   }
+  for (size_t k = 0; k < binary_norms_.size(); ++k) added += cut_binary_norm(k, columns, false);
   return added;
 }
 
@@ -372,7 +423,7 @@ int Relaxation::separate_worst(const std::vector<double>& columns, double share)
       added += cut_cone_at(c, columns);
     }
   }
-  return added + separate_squares(columns, share);
+  return added + separate_binary_norms(columns) + separate_squares(columns, share);
 }
 
 size_t Relaxation::largest_norm() const {
@@ -423,7 +474,7 @@ void Relaxation::drop_loose_cuts(size_t first_row, const std::vector<double>& co
 int Relaxation::separate(const std::vector<double>& columns) {
   int added = separate_cones(columns);
   for (size_t c = 0; c < cones_.size(); ++c) added += separate_members(c, columns, 0.0);
-  return added + separate_squares(columns, 0.0);
+  return added + separate_binary_norms(columns) + separate_squares(columns, 0.0);
 }
 
 int Relaxation::separate_squares(const std::vector<double>& columns, double least_share) {

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <utility>
 
-#include "solve/outer/derived_models.h"
 #include "solve/outer/first_points.h"
 #include "task/parameter_index.h"
 
@@ -16,17 +15,17 @@ namespace {
 constexpr double kWhole = 1e-6;  // a value as near to an integer as this is one
 // Rounds of cuts at the root and at other nodes, and the share of the gap that a round must win.
 constexpr int kRootRounds = 40;
-constexpr int kNodeRounds = 2;
+constexpr int kNodeRounds = 4;
 constexpr double kLeastGain = 1e-3;
 // The shares by which members of a norm may fall short there.
 constexpr double kRootShare = 1e-4;
-constexpr double kNodeShare = 5e-2;
+constexpr double kNodeShare = 1e-2;
 constexpr int kMostWholePoints = 200;  // at one node
 // Strong branching: so many variables at a node, and iterations for each direction, until both
 // directions of a variable are known this often.
 constexpr size_t kMostProbes = 8;
 constexpr int32_t kProbeIterations = 50;
-constexpr int kReliable = 2;
+constexpr int kReliable = 6;
 // The linear model is built anew, without its loose cuts, after so many new rows.
 constexpr size_t kMostNewRows = 2000;
 
@@ -57,6 +56,24 @@ bool TreeSearch::suits(const Model& model) {
                       [](VarKind kind) { return is_semi(kind); });
 }
 
+// Presolve and cuts for integers need rows of several integers.
+bool TreeSearch::gains_by_rows(const Model& model) {
+  constexpr int kFewRows = 2;
+  constexpr int kFewIntegers = 20;
+  std::vector<int> integers_in_row(model.con_lower.size(), 0);
+  int num_integers = 0;
+  for (size_t j = 0; j < model.cost.size(); ++j) {
+    if (!is_integer(model.var_kind[j])) continue;
+    ++num_integers;
+    for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+      if (model.matrix.value[k] != 0.0) ++integers_in_row[index(model.matrix.row[k])];
+    }
+  }
+  const auto several = std::count_if(integers_in_row.begin(), integers_in_row.end(),
+                                     [](int count) { return count > 1; });
+  return num_integers < kFewIntegers || several > kFewRows;
+}
+
 // Nodes above it cannot have a point that is better by more than a share of the gap asked for.
 double TreeSearch::cutoff() const {
   constexpr double kShare = 0.1;
@@ -67,7 +84,7 @@ double TreeSearch::cutoff() const {
 
 void TreeSearch::build() {
   if (lp_ != nullptr) spent_ += lp_->iterations();
-  Model model = without_integers(relaxation_->make_model());
+  Model model = relaxation_->make_model();
   model.var_lower = lower_ = root_lower_;
   model.var_upper = upper_ = root_upper_;
   lp_ = std::make_unique<DynamicLp>(model, objective_factor_);

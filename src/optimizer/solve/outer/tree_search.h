@@ -36,6 +36,9 @@ class TreeSearch {
   // Whether the relaxation is one that the tree can search: all integers bounded, nothing
   // semi-continuous.
   static bool suits(const Model& model);
+  // Whether a linear relaxation of the model gains by presolve and by cuts for integers, which the
+  // tree does without.
+  static bool gains_by_rows(const Model& model);
 
   enum class End {
     kDone,       // every node is settled; without an incumbent the model is infeasible

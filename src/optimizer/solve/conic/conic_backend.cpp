@@ -18,6 +18,7 @@
 #include "solve/conic/dependent_rows.h"
 #include "solve/conic/dual_ray.h"
 #include "solve/conic/exponential_units.h"
+#include "solve/conic/extended_method.h"
 #include "solve/conic/facial_reduction.h"
 #include "solve/conic/interior_point.h"
 #include "solve/conic/recession.h"
@@ -50,6 +51,8 @@ class ConicRun {
   using Run = std::function<Status(conic::InteriorPoint* point)>;
 
   Status run_method(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
+                                   conic::InteriorPoint* point);
   Status run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point);
   Status run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point);
   Status run_again(const char* how, const Run& run, bool may_have_ray,
@@ -219,7 +222,28 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   if (may_have_ray) {
     method.offer_points([this](const conic::InteriorPoint& iterate) { keep_if_nearer(iterate); });
   }
-  return method.run(point);
+  Status status = method.run(point);
+  if (!status.ok()) return status;
+  return run_in_extended_precision(may_have_ray, scaling, point);
+}
+
+// Runs a small model again where rounding keeps it from its tolerances.
+Status ConicRun::run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
+                                           conic::InteriorPoint* point) {
+  conic::Tolerances left = tolerances();
+  if (point->outcome == Outcome::kIllPosed || !ends_short(*point, left)) return {};
+  if (!conic::ExtendedMethod::can_solve(form_.problem())) return {};
+  left.iteration_limit -= point->iterations;
+  const auto run = [&](conic::InteriorPoint* other) {
+    conic::ExtendedMethod(form_.problem(), scaling, left, monitor_).run(other);
+    return Status{};
+  };
+  conic::InteriorPoint other;
+  bool is_better = false;
+  Status status = run_again("in extended precision", run, may_have_ray, *point, &other, &is_better);
+  iterations_ += is_better ? point->iterations : other.iterations;
+  if (is_better) *point = std::move(other);
+  return status;
 }
 
 // The first iterates of a second run are worth less than what the first one came to.

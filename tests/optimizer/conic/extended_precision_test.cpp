@@ -1,0 +1,228 @@
+// Extended precision: its numbers, its method, and models whose answers doubles miss.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "conic_solve.h"
+#include "proved_answer.h"
+#include "small_problem.h"
+#include "solve/conic/double_double.h"
+#include "solve/conic/equilibration.h"
+#include "solve/conic/extended_method.h"
+
+namespace vorlan::conic {
+namespace {
+
+using test::faults_of_proof;
+using test::Proved;
+using test::solve_conic;
+using test::Solved;
+
+// The compiler's numbers of 113 bits are the referee.
+__extension__ using Referee = __float128;
+
+Referee exact(DoubleDouble value) {
+  return static_cast<Referee>(static_cast<double>(value)) + static_cast<Referee>(value.low());
+}
+
+// The error relative to the size.
+double error(DoubleDouble value, Referee right, Referee size) {
+  return std::fabs(static_cast<double>((exact(value) - right) / size));
+}
+
+// Numbers whose digits go beyond those of a double.
+DoubleDouble random_number(std::mt19937* engine) {
+  const auto part = [&] { return static_cast<double>((*engine)() % 2000001) / 1e6 - 1.0; };
+  const double size = std::ldexp(1.0, static_cast<int>((*engine)() % 80) - 40);
+  return DoubleDouble(size * (part() + 2.0)) * DoubleDouble(part() + 3.0);
+}
+
+TEST(DoubleDouble, OperationsAreExactTo106Bits) {
+  constexpr double kRounding = 0x1p-102;
+  std::mt19937 engine(1);
+  for (int k = 0; k < 10000; ++k) {
+    const DoubleDouble a = random_number(&engine);
+    const DoubleDouble b = k % 2 == 0 ? random_number(&engine) : -random_number(&engine);
+    const Referee x = exact(a);
+    const Referee y = exact(b);
+    const Referee larger =
+        std::fabs(static_cast<double>(a)) > std::fabs(static_cast<double>(b)) ? x : y;
+    EXPECT_LE(error(a + b, x + y, larger), kRounding);
+    EXPECT_LE(error(a - b, x - y, larger), kRounding);
+    EXPECT_LE(error(a * b, x * y, x * y), kRounding);
+    EXPECT_LE(error(a / b, x / y, x / y), kRounding);
+    EXPECT_LE(error(sqrt(a) * sqrt(a), x, x), kRounding);
+    EXPECT_EQ(a < b, x < y);
+    EXPECT_EQ(abs(b) == b, y >= 0);
+  }
+}
+
+TEST(DoubleDouble, KeepsWhatADoubleLeavesOut) {
+  const DoubleDouble sum = DoubleDouble(1.0) + DoubleDouble(0x1p-80);
+  EXPECT_EQ(static_cast<double>(sum), 1.0);
+  EXPECT_EQ(sum.low(), 0x1p-80);
+  EXPECT_TRUE(sum > DoubleDouble(1.0));
+  EXPECT_EQ(sum - DoubleDouble(1.0), DoubleDouble(0x1p-80));
+}
+
+// Asks for a stop at the given question.
+class Stopper : public BackendMonitor {
+ public:
+  explicit Stopper(int stop_at) : left_(stop_at) {}
+  void log(std::string_view) override {}
+  bool should_stop(const Progress&) override { return --left_ == 0; }
+  void incumbent(std::span<const double>, std::span<const double>) override {}
+
+ private:
+  int left_;
+};
+
+InteriorPoint solved(ConicProblem problem, const Tolerances& tolerances, int stop_at = -1) {
+  const Equilibration scaling = equilibrate(ScalingRule::kByNorms, &problem);
+  Stopper stopper(stop_at);
+  InteriorPoint point;
+  EXPECT_TRUE(ExtendedMethod::can_solve(problem));
+  ExtendedMethod(problem, scaling, tolerances, &stopper).run(&point);
+  return point;
+}
+
+// minimize x^2 / 2 + <C, X> subject to x + X(0,0) = 3, X(1,0) = 1, x >= 1/4, -x >= -5 with C = I.
+// With X(1,1) = 1 / X(0,0) = 1 / (3 - x) the optimum has x + 1 / (3 - x)^2 = 1.
+ConicProblem problem_with_curvature() {
+  ConicProblem problem;
+  problem.cost = {0.0};
+  problem.quadratic = {1, {0, 1}, {0}, {1.0}};
+  problem.matrix = {2, {0, 1}, {0}, {1.0}};
+  problem.rhs = {3.0, 1.0};
+  problem.rhs_size = problem.rhs;
+  problem.bounds = {{0, 1.0, 0.25}, {0, -1.0, -5.0}};
+  problem.matrices = {{2, {{0, 0, 1.0}, {1, 1, 1.0}}, {{0, {{0, 0, 1.0}}}, {1, {{1, 0, 0.5}}}}}};
+  return problem;
+}
+
+TEST(ExtendedMethod, SolvesAProblemOfAllParts) {
+  const InteriorPoint point = solved(problem_with_curvature(), {});
+  EXPECT_EQ(point.outcome, Outcome::kOptimal);
+  EXPECT_LE(point.measures.worst({}), 1.0);
+  double x = 0.8;
+  for (int k = 0; k < 100; ++k) x = 1.0 - 1.0 / ((3.0 - x) * (3.0 - x));
+  EXPECT_NEAR(point.measures.primal_objective, 0.5 * x * x + (3.0 - x) + 1.0 / (3.0 - x), 1e-8);
+}
+
+TEST(ExtendedMethod, StopsWhenAskedAndAtItsLimit) {
+  const InteriorPoint stopped = solved(problem_with_curvature(), {}, 3);
+  EXPECT_EQ(stopped.outcome, Outcome::kStopped);
+  EXPECT_EQ(stopped.termination, Code::kOk);
+  EXPECT_EQ(stopped.iterations, 2);
+  const InteriorPoint limited = solved(problem_with_curvature(), {1e-8, 1e-8, 3});
+  EXPECT_EQ(limited.outcome, Outcome::kStopped);
+  EXPECT_EQ(limited.termination, Code::kTrmIterationLimit);
+  EXPECT_EQ(limited.iterations, 3);
+}
+
+TEST(ExtendedMethod, LeavesLargeProblemsAlone) {
+  ConicProblem problem = problem_with_curvature();
+  problem.matrices[0].dimension = 200;
+  EXPECT_FALSE(ExtendedMethod::can_solve(problem));
+}
+
+using Integers = std::vector<std::vector<int>>;
+
+// M becomes T'MT with the product T of additions of a row to another one.
+void transform(const std::vector<std::pair<size_t, size_t>>& additions, Integers* matrix) {
+  const size_t n = matrix->size();
+  for (const auto& [from, to] : additions) {
+    for (size_t k = 0; k < n; ++k) (*matrix)[k][from] += (*matrix)[k][to];
+    for (size_t k = 0; k < n; ++k) (*matrix)[from][k] += (*matrix)[to][k];
+  }
+}
+
+struct KnownModel {
+  Model model;
+  double optimum = 0.0;
+};
+
+// Maximizes over matrices whose first two rows are 0, because their diagonal elements have the sum
+// 0, and whose other diagonal elements are given. That bounds the objective's terms in the first two
+// rows, which have no multipliers. A transformation by integers hides it, and rounds nothing.
+KnownModel model_without_multipliers(uint32_t seed) {
+  constexpr size_t kOrder = 5;
+  constexpr size_t kZero = 2;
+  std::mt19937 engine(seed);
+  const auto pick = [&](uint32_t count) { return static_cast<int>(engine() % count); };
+  std::vector<std::pair<size_t, size_t>> additions;
+  while (additions.size() < 2 * kOrder) {
+    const size_t from = engine() % kOrder;
+    const size_t to = engine() % kOrder;
+    if (from != to) additions.emplace_back(from, to);
+  }
+  KnownModel known;
+  Model& model = known.model;
+  model.maximize = true;
+  model.matrix_vars = {{kOrder}};
+  const auto for_elements = [&](Integers matrix, const auto& take) {
+    transform(additions, &matrix);
+    for (int32_t col = 0; col < static_cast<int32_t>(kOrder); ++col) {
+      for (int32_t row = col; row < static_cast<int32_t>(kOrder); ++row) {
+        const int value = matrix[index(row)][index(col)];
+        if (value != 0) take(TriangleEntry{row, col, static_cast<double>(value)});
+      }
+    }
+  };
+  const auto add_equation = [&](const Integers& matrix, double side) {
+    const int32_t con = static_cast<int32_t>(model.con_lower.size());
+    for_elements(matrix, [&](const TriangleEntry& entry) {
+      model.matrix_coefficients.push_back({con, 0, entry});
+    });
+    model.con_lower.push_back(side);
+    model.con_upper.push_back(side);
+  };
+  const Integers zero(kOrder, std::vector<int>(kOrder, 0));
+  Integers cost = zero;
+  Integers sum = zero;
+  for (size_t i = 0; i < kZero; ++i) sum[i][i] = 1;
+  add_equation(sum, 0.0);
+  for (size_t i = kZero; i < kOrder; ++i) {
+    const int side = 1 + pick(4);
+    Integers element = zero;
+    element[i][i] = 1;
+    add_equation(element, side);
+    cost[i][i] = pick(7) - 3;
+    known.optimum += cost[i][i] * side;
+    for (size_t j = 0; j < kZero; ++j) cost[i][j] = cost[j][i] = 1 + pick(3);
+    for (size_t j = i + 1; j < kOrder; ++j) {
+      Integers beside = zero;
+      beside[i][j] = beside[j][i] = 1;
+      add_equation(beside, 0.0);
+    }
+  }
+  for_elements(cost, [&](const TriangleEntry& entry) { model.matrix_cost.push_back({0, entry}); });
+  return known;
+}
+
+// Doubles leave errors of 1e-3 and more of these objectives.
+TEST(ExtendedMethod, FindsOptimaThatDoublesMiss) {
+  int extended = 0;
+  Proved proved;
+  for (uint32_t seed = 0; seed < 20; ++seed) {
+    const KnownModel known = model_without_multipliers(seed);
+    Solved solved;
+    solved.task.model = known.model;
+    solve_conic(&solved);
+    const Solution& s = solved.solution();
+    const double most = 1e-5 * std::max(1.0, std::fabs(known.optimum));
+    EXPECT_EQ(s.status, SolutionStatus::kOptimal) << seed << "\n" << solved.log;
+    EXPECT_NEAR(s.primal_objective, known.optimum, most) << seed;
+    EXPECT_NEAR(s.dual_objective, known.optimum, most) << seed;
+    EXPECT_EQ(faults_of_proof(known.model, s, {}, &proved), "") << seed;
+    if (solved.log.find("extended precision") != std::string::npos) ++extended;
+  }
+  EXPECT_GE(extended, 15);
+  EXPECT_EQ(proved.optimal, 20);
+}
+
+}  // namespace
+}  // namespace vorlan::conic

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <vector>
 
+#include "solve/check/rays.h"
 #include "task/numeric.h"
 #include "task/packed_matrices.h"
 #include "task/text.h"
@@ -157,14 +158,31 @@ std::string explain_infeasible(std::vector<std::string> parts) {
   return "Infeasible: " + enumerate(std::move(parts)) + verb;
 }
 
+// The ray without steps that are small beside its largest, where it is one without them, too. The
+// check takes long for matrix variables.
+std::vector<double> without_small_steps(const Model& model, const Solution& ray, double least) {
+  std::vector<double> x = ray.xx;
+  bool has_changed = false;
+  for (double& step : x) {
+    if (step == 0.0 || std::fabs(step) > least) continue;
+    step = 0.0;
+    has_changed = true;
+  }
+  const bool is_ray =
+      has_changed && ray.barx.empty() && is_primal_ray(MinimizeProblem(model), x, ray.barx);
+  return is_ray ? x : ray.xx;
+}
+
 std::string explain_unbounded(const Model& model, const Solution& ray) {
+  constexpr double kSmall = 1e-3;
   double most = 0.0;
   for (const double step : ray.xx) most = std::max(most, std::fabs(step));
+  const std::vector<double> steps = without_small_steps(model, ray, kSmall * most);
   std::vector<std::string> parts;
-  for (size_t j = 0; j < ray.xx.size(); ++j) {
-    if (std::fabs(ray.xx[j]) <= kNothing * most) continue;
+  for (size_t j = 0; j < steps.size(); ++j) {
+    if (std::fabs(steps[j]) <= kNothing * most) continue;
     parts.push_back(
-        format_text("%s (%+.4g)", shown(model.var_names, j, "variable").c_str(), ray.xx[j]));
+        format_text("%s (%+.4g)", shown(model.var_names, j, "variable").c_str(), steps[j]));
   }
   const std::vector<size_t> starts = packed_starts(model);
   for (size_t k = 0; k < model.matrix_vars.size(); ++k) {

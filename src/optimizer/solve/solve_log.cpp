@@ -125,7 +125,7 @@ bool is_empty(const Model& model) {
 }
 
 std::string describe_model(const Model& model) {
-  if (is_empty(model)) return "The task is empty: no model has been read\n";
+  if (is_empty(model)) return "The task is empty: it has no variables and no constraints\n";
   std::string text = format_text("Optimization of a %s model: %s, %s, %s; %s\n", kind_of(model),
                                  counted(model.num_con(), "constraint").c_str(),
                                  counted(model.num_var(), "variable").c_str(),

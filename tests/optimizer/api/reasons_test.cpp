@@ -96,6 +96,25 @@ TEST(Reasons, TheLogNamesTheVariablesAlongWhichThereIsNoEnd) {
   }
 }
 
+// An interior point method's ray has a small step along x, by which it is a ray as well.
+TEST(Reasons, AlongASmallStepThatTheRayDoesNotNeedNothingIsSaid) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.ptf", R"(Minimize ] extended problem 1
+Maximize
+ obj: x + 0.5 y
+Subject To
+ a: t - y <= 4
+Cones
+ k: quadratic t x y
+End
+)"),
+            VLN_RES_OK);
+  task.solve();
+  EXPECT_NE(task.log().find("Unbounded: the objective improves for ever along y (+1) and t (+1)"),
+            std::string::npos)
+      << task.log();
+}
+
 bool is_infeasible(const TestTask& task) {
   for (const int32_t kind : {kInterior, kBasic, kInteger}) {
     if (task.defined(kind)) return task.problem_status(kind) == prosta::kPrimalInfeasible;

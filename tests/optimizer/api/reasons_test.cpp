@@ -115,6 +115,31 @@ End
       << task.log();
 }
 
+// Presolve tells at once that three of the constraints contradict each other, and leaves no proof.
+// The proof takes no pass of the simplex method over all others.
+TEST(Reasons, TheProofOfALargeModelIsAsNearAsPresolveSays) {
+  constexpr int kVariables = 5000;
+  std::string objective = "Minimize\n obj: x0";
+  std::string rows = "Subject To\n";
+  for (int j = 0; j < kVariables; ++j) {
+    const auto variable = [](int place) { return " x" + std::to_string(place % kVariables); };
+    if (j % 10 == 9) objective += "\n + " + std::to_string(j % 7 + 1) + variable(j);
+    rows += " r" + std::to_string(j) + ": " + std::to_string(j % 3 + 1) + variable(j) + " + 2" +
+            variable(7 * j + 13) + " + " + std::to_string(j % 4 + 1) + variable(31 * j + 5) +
+            " >= " + std::to_string(j % 19 + 2) + '\n';
+  }
+  rows += " c1: x50 + x770 + x990 <= 3\n c2: x50 - x770 >= 2\n c3: x770 + x990 >= 2\n";
+  TestTask task;
+  ASSERT_EQ(task.read_as("m.lp", objective + '\n' + rows + "End\n"), VLN_RES_OK);
+  task.solve();
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kPrimalInfeasibleCertificate) << task.log();
+  const std::string words = "Solved again for a certificate: ";
+  const size_t line = task.log().find(words);
+  ASSERT_NE(line, std::string::npos) << task.log();
+  EXPECT_LT(std::stoi(task.log().substr(line + words.size())), kVariables / 10) << task.log();
+  EXPECT_NE(task.log().find("Infeasible: "), std::string::npos) << task.log();
+}
+
 bool is_infeasible(const TestTask& task) {
   for (const int32_t kind : {kInterior, kBasic, kInteger}) {
     if (task.defined(kind)) return task.problem_status(kind) == prosta::kPrimalInfeasible;

@@ -125,7 +125,7 @@ const SecondSolveCase kCases[] = {
      "Solved again with very large and very small numbers taken as they are: ", 1},
     {"large switches", "m.lp", kLargeSwitches, "Solved again with whole integers, ", 1},
     {"presolve that fails", "m.lp", kPresolveFails, "Solved again without presolve, ", 1},
-    {"certificate", "m.mps", kContradictionOfOne, "Solved again without presolve, ", 1},
+    {"certificate", "m.mps", kContradictionOfOne, "Solved again for a certificate: ", 1},
     {"outer approximation", "m.ptf", kMixedConic, nullptr, 0},
 };
 

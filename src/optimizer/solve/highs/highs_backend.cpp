@@ -326,7 +326,7 @@ Status solve_once(const MinimizeProblem& problem, const Parameters& parameters, 
   } else if (!integer) {
     copy_basis(highs, model, result);
     certify(problem, parameters, seconds, monitor, &highs, result);
-    watch.log.tell_further_solves("without presolve, for a certificate");
+    watch.log.tell_further_solves("for a certificate");
   }
   return {};
 }

@@ -8,6 +8,7 @@
 #include "solve/check/checker.h"
 #include "solve/check/clean_rays.h"
 #include "solve/check/rays.h"
+#include "solve/highs/elastic_ray.h"
 #include "solve/highs/highs_answer.h"
 #include "solve/highs/highs_options.h"
 #include "solve/highs/simplex_again.h"
@@ -108,6 +109,25 @@ bool find_relaxed_ray(const MinimizeProblem& problem, const Parameters& paramete
   return relaxed.outcome == Outcome::kUnbounded && read_primal_ray(problem, highs, result);
 }
 
+// A smaller model is solved by the simplex method alone in no time.
+constexpr int32_t kManyConstraints = 1000;
+
+// Where the first solve may have been of an infeasible model.
+bool certify_large(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
+                   Highs* highs, BackendResult* result) {
+  if (result->outcome == Outcome::kUnbounded || problem.model.num_con() < kManyConstraints) {
+    return false;
+  }
+  BackendResult ray;
+  ray.y =
+      find_elastic_ray(problem, parameters, seconds, highs, &result->progress.simplex_iterations);
+  if (ray.y.empty() || !complete_dual_ray(problem.model, &ray)) return false;
+  result->outcome = Outcome::kInfeasible;
+  result->certificate = Certificate::kDualRay;
+  result->y = std::move(ray.y);
+  return true;
+}
+
 }  // namespace
 
 bool lacks_certificate(Outcome outcome) {
@@ -117,6 +137,9 @@ bool lacks_certificate(Outcome outcome) {
 
 void certify(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, Highs* highs, BackendResult* result) {
+  // Without a basis HiGHS would solve a second time for a ray.
+  const bool has_basis = highs->getBasis().valid;
+  if (!has_basis && certify_large(problem, parameters, seconds, highs, result)) return;
   if (read_certificate(problem, highs, result)) {
     // The ray may come with the basis that presolve did not leave.
     if (result->var_key.empty()) copy_basis(*highs, problem.model, result);

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "solve/check/vectors.h"
+#include "solve/conic/condensed_ldl.h"
 #include "solve/conic/dense_ldl.h"
 #include "solve/conic/krylov_correction.h"
 #include "solve/conic/sparse_ldl.h"
@@ -297,6 +298,122 @@ TEST(SparseLdl, TakesABlockOffTheEndBySupernodes) {
   double error = 0.0;
   for (size_t i = 0; i < x.size(); ++i) error = std::max(error, std::fabs(x[i] - expected[i]));
   EXPECT_LT(error, 1e-9);
+}
+
+double largest_error(const std::vector<double>& x, const std::vector<double>& expected) {
+  double error = 0.0;
+  for (size_t i = 0; i < x.size(); ++i) error = std::max(error, std::fabs(x[i] - expected[i]));
+  return error;
+}
+
+// The system of a linear model: variables with three equations each, some of them neighbours of each
+// other by the objective. The equations follow the variables.
+constexpr int32_t kVariables = 600;
+constexpr int32_t kEquations = 200;
+LargeMatrix linear_model(std::vector<int8_t>* signs, std::vector<int32_t>* variables) {
+  LargeMatrix matrix(kVariables + kEquations);
+  variables->clear();
+  for (int32_t j = 0; j < kVariables; ++j) {
+    variables->push_back(j);
+    matrix.set(j, j, 2.0 + 0.01 * (j % 13));
+    for (int32_t k = 0; k < 3; ++k) {
+      matrix.set(j, kVariables + (7 * j + 31 * k) % kEquations, 1.0 + 0.1 * k);
+    }
+    if (j % 10 == 9) matrix.set(j - 1, j, 0.5);
+  }
+  for (int32_t i = 0; i < kEquations; ++i) matrix.set(kVariables + i, kVariables + i, -1e-3);
+  signs->assign(kVariables, 1);
+  signs->resize(kVariables + kEquations, -1);
+  return matrix;
+}
+
+TEST(CondensedLdl, EliminatesNodesWithFewNeighboursFirst) {
+  std::vector<int8_t> signs;
+  std::vector<int32_t> variables;
+  LargeMatrix matrix = linear_model(&signs, &variables);
+  const std::vector<double> expected = some_vector(signs.size());
+  const std::vector<int32_t> two_last = {kVariables + 5, kVariables + 2};
+  for (const std::vector<int32_t>& last : {std::vector<int32_t>(), two_last}) {
+    CondensedLdl ldl;
+    ldl.analyze(matrix.upper(), variables, last);
+    // One of each two that are neighbours stays.
+    EXPECT_EQ(ldl.num_condensed(), kVariables - kVariables / 10);
+    for (const double diagonal : {2.0, 3.0}) {
+      matrix.set(0, 0, diagonal);
+      ldl.factor(matrix.upper(), signs, nullptr);
+      EXPECT_TRUE(ldl.replaced().empty());
+      std::vector<double> x = matrix.times(expected);
+      ldl.solve(x);
+      EXPECT_LT(largest_error(x, expected), 1e-10) << last.size();
+    }
+  }
+}
+
+TEST(CondensedLdl, ReplacesPivotsAndTakesABlockOffTheEnd) {
+  std::vector<int8_t> signs;
+  std::vector<int32_t> variables;
+  LargeMatrix matrix = linear_model(&signs, &variables);
+  const std::vector<double> expected = some_vector(signs.size());
+  const std::vector<int32_t> last = {kVariables + 5, kVariables + 2};
+  CondensedLdl ldl;
+  ldl.analyze(matrix.upper(), variables, last);
+  EXPECT_EQ(ldl.dense_order(), 2);
+  matrix.set(3, 3, -1.0);
+  ldl.factor(matrix.upper(), signs, nullptr);
+  EXPECT_EQ(ldl.replaced(), std::vector<int32_t>{3});
+  matrix.set(3, 3, 1.0);
+  DenseMatrix block(2, 2);
+  block(0, 0) = 3.0;
+  block(1, 0) = -0.5;
+  block(1, 1) = 5.0;
+  ldl.factor(matrix.upper(), signs, &block);
+  matrix.set(kVariables + 5, kVariables + 5, -1e-3 - 3.0);
+  matrix.set(kVariables + 2, kVariables + 2, -1e-3 - 5.0);
+  std::vector<double> rhs = matrix.times(expected);
+  rhs[kVariables + 5] += 0.5 * expected[kVariables + 2];
+  rhs[kVariables + 2] += 0.5 * expected[kVariables + 5];
+  ldl.solve(rhs);
+  EXPECT_LT(largest_error(rhs, expected), 1e-10);
+}
+
+// Residuals of equations with dense columns, where a rotated cone adds two more: nothing fills in but
+// the triangle of the dense columns. The residuals come first; where the equations do, the residuals
+// get their elements, and the factor has twice as many.
+TEST(CondensedLdl, KeepsDenseColumnsAndLargeConesSparse) {
+  constexpr int32_t kRows = 2500;
+  constexpr int32_t kDense = 30;
+  LargeMatrix matrix(2 * kRows + kDense + 2);
+  std::vector<int8_t> signs(2 * kRows + kDense + 2, 1);
+  std::vector<int32_t> residuals;
+  const int32_t cone = 2 * kRows + kDense;
+  for (int32_t i = 0; i < kRows; ++i) {
+    residuals.push_back(i);
+    const int32_t row = kRows + i;
+    signs[index(row)] = -1;
+    matrix.set(i, i, 1.0 + 0.1 * (i % 7));
+    matrix.set(row, row, -1e-6);
+    matrix.set(i, row, 1.0);
+    matrix.set(i, cone, 0.01 * std::sin(static_cast<double>(i)));
+    matrix.set(i, cone + 1, 0.01 * std::cos(static_cast<double>(i)));
+    for (int32_t j = 0; j < kDense; ++j) {
+      matrix.set(row, 2 * kRows + j, std::sin(static_cast<double>(3 * i + 7 * j)));
+    }
+  }
+  for (int32_t j = 0; j < kDense; ++j) matrix.set(2 * kRows + j, 2 * kRows + j, 1.0);
+  matrix.set(cone, cone, -1.0);
+  signs[index(cone)] = -1;
+  matrix.set(cone + 1, cone + 1, 1.0);
+  CondensedLdl ldl;
+  ldl.analyze(matrix.upper(), residuals, {});
+  EXPECT_EQ(ldl.num_condensed(), kRows);
+  const int64_t own = kRows * (3 + 1 + kDense + 2 + 1);
+  EXPECT_LE(ldl.num_elements(), own + 40 * 40);
+  ldl.factor(matrix.upper(), signs, nullptr);
+  EXPECT_TRUE(ldl.replaced().empty());
+  const std::vector<double> expected = some_vector(signs.size());
+  std::vector<double> x = matrix.times(expected);
+  ldl.solve(x);
+  EXPECT_LT(largest_error(x, expected), 1e-6);
 }
 
 // A preconditioner that is right but for a change of rank two takes three vectors to mend.

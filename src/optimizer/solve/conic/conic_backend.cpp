@@ -50,6 +50,7 @@ class ConicRun {
  private:
   using Run = std::function<Status(conic::InteriorPoint* point)>;
 
+  Status make_form();
   Status run_method(bool may_have_ray, conic::InteriorPoint* point);
   Status run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
                                    conic::InteriorPoint* point);
@@ -70,10 +71,11 @@ class ConicRun {
   BackendMonitor* monitor_;
   conic::ConicForm form_;
   conic::ScalingRule rule_ = conic::ScalingRule::kByNorms;
-  conic::Equilibration scaling_;  // of all rows
-  std::vector<int32_t> kept_;     // rows
-  size_t num_row_ = 0;            // with those that were not kept
-  BackendResult proof_;           // the ray that is proven
+  conic::Equilibration scaling_;       // of all rows
+  std::vector<int32_t> kept_;          // rows
+  size_t num_row_ = 0;                 // with those that were not kept
+  std::vector<double> contradiction_;  // of equations that contradict each other
+  BackendResult proof_;                // the ray that is proven
   bool looked_for_ray_ = false;
   bool is_stopped_ = false;  // in a second run, after which no other one begins
   int64_t iterations_ = 0;   // of further solves
@@ -330,15 +332,18 @@ Status ConicRun::run_in_units_of_exponentials(bool may_have_ray, conic::Interior
 // again by the other rule, and the better of both counts.
 Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point) {
   const conic::Tolerances asked = tolerances();
-  const conic::ConicProblem own = form_.problem();
-  rule_ = conic::choose_scaling_rule(own);
+  rule_ = conic::choose_scaling_rule(form_.problem());
   Status status = run_in_units_of_exponentials(may_have_ray, point);
   const bool is_optimum = point->outcome == Outcome::kOptimal;
   if (!status.ok() || is_stopped_ || is_optimum || !ends_short(*point, asked)) return status;
-  conic::ConicProblem form = own;
+  conic::ConicForm form;
   const conic::Equilibration scaling = scaling_;
   const auto run_by_other_rule = [&](conic::InteriorPoint* other) {
-    std::swap(form, form_.problem());
+    // The form is made again rather than kept: few runs need a second one, and a large model has no room
+    // for a copy.
+    form = std::move(form_);
+    const Status made = make_form();
+    if (!made.ok()) return made;
     rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
                                                   : conic::ScalingRule::kByNorms;
     return run_in_units_of_exponentials(may_have_ray, other);
@@ -354,26 +359,34 @@ Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* p
   } else {
     iterations_ += other.iterations;
     scaling_ = scaling;
-    std::swap(form, form_.problem());
+    form_ = std::move(form);
   }
   return {};
 }
 
-Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
+// Makes the model's form without the equations that follow from others.
+Status ConicRun::make_form() {
+  form_ = {};
   Status status = conic::ConicForm::make(problem_, &form_);
   if (!status.ok()) return status;
-  const size_t num_row = form_.problem().rhs.size();
+  num_row_ = form_.problem().rhs.size();
   conic::RowReduction reduction = conic::remove_dependent_rows(&form_.problem());
-  if (prove_by_contradiction(reduction.contradiction)) {
+  kept_ = std::move(reduction.kept);
+  contradiction_ = std::move(reduction.contradiction);
+  return {};
+}
+
+Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
+  Status status = make_form();
+  if (!status.ok()) return status;
+  if (prove_by_contradiction(contradiction_)) {
     monitor_->log("Presolve found equations that contradict each other\n");
     *result = std::move(proof_);
     return {};
   }
-  kept_ = std::move(reduction.kept);
-  num_row_ = num_row;
-  if (kept_.size() < num_row) {
+  if (kept_.size() < num_row_) {
     monitor_->log(format_text("Presolve removed %s from others\n",
-                              counted(static_cast<int64_t>(num_row - kept_.size()),
+                              counted(static_cast<int64_t>(num_row_ - kept_.size()),
                                       "equation that follows", "equations that follow")
                                   .c_str()));
   }

@@ -10,6 +10,7 @@
 
 #include "solve/check/terms.h"
 #include "solve/check/vectors.h"
+#include "solve/conic/compress.h"
 #include "solve/conic/convexity.h"
 #include "task/text.h"
 
@@ -82,6 +83,8 @@ std::vector<double> gradient(const MinimizeProblem& problem, const BackendResult
 
 Status ConicForm::make(const MinimizeProblem& problem, ConicForm* form) {
   const Model& model = problem.model;
+  // A slack for each constraint beside the model's own elements.
+  form->elements_.reserve(model.matrix.row.size() + model.con_lower.size());
   form->add_variables(problem);
   form->add_constraints(model);
   Status status = form->add_quadratic_constraints(model);
@@ -90,7 +93,7 @@ Status ConicForm::make(const MinimizeProblem& problem, ConicForm* form) {
   form->add_matrices(problem);
   status = form->add_quadratic_cost(problem);
   if (!status.ok()) return status;
-  form->problem_.matrix = form->compress(&form->elements_, form->problem_.num_row());
+  form->problem_.matrix = form->take_columns(&form->elements_, form->problem_.num_row());
   return {};
 }
 
@@ -274,7 +277,7 @@ Status ConicForm::add_quadratic_cost(const MinimizeProblem& problem) {
     add(e.row, e.col, sense * e.value);
     if (e.row != e.col) add(e.col, e.row, sense * e.value);
   }
-  problem_.quadratic = compress(&elements, problem_.num_var());
+  problem_.quadratic = take_columns(&elements, problem_.num_var());
   return {};
 }
 
@@ -307,25 +310,14 @@ void ConicForm::add_matrices(const MinimizeProblem& problem) {
   }
 }
 
-Columns ConicForm::compress(std::vector<Element>* elements, int32_t num_row) const {
+Columns ConicForm::take_columns(std::vector<Element>* elements, int32_t num_row) const {
   Columns a;
   a.num_row = num_row;
-  std::stable_sort(elements->begin(), elements->end(), [](const Element& x, const Element& y) {
-    return x.col != y.col ? x.col < y.col : x.row < y.row;
-  });
-  a.start.assign(problem_.cost.size() + 1, 0);
-  const Element* last = nullptr;
-  for (const Element& e : *elements) {
-    if (last != nullptr && last->row == e.row && last->col == e.col) {
-      a.value.back() += e.value;
-      continue;
-    }
-    a.row.push_back(e.row);
-    a.value.push_back(e.value);
-    ++a.start[index(e.col) + 1];
-    last = &e;
-  }
-  std::partial_sum(a.start.begin(), a.start.end(), a.start.begin());
+  const auto for_each = [elements](const auto& act) {
+    for (const Element& e : *elements) act(index(e.row), index(e.col), e.value);
+  };
+  compress(problem_.cost.size(), for_each, &a);
+  *elements = {};
   return a;
 }
 

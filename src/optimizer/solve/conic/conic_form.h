@@ -50,8 +50,8 @@ class ConicForm {
   Status add_quadratic_cost(const MinimizeProblem& problem);
   void add_cones(const Model& model);
   void add_matrices(const MinimizeProblem& problem);
-  // Columns of the elements, a column a variable; those of the same place are added.
-  Columns compress(std::vector<Element>* elements, int32_t num_row) const;
+  // Columns of the elements, a column a variable; those of the same place are added. The elements go.
+  Columns take_columns(std::vector<Element>* elements, int32_t num_row) const;
   void add_element(int32_t row, int32_t model_var, double value);
   void restore_variables(const Equilibration& scaling, const InteriorPoint& point,
                          BackendResult* result) const;

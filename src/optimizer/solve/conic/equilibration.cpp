@@ -241,6 +241,12 @@ struct LogMean {
   double value() const { return count > 0.0 ? sum / count : 0.0; }
 };
 
+double largest_change(const std::vector<double>& before, const std::vector<double>& after) {
+  double most = 0.0;
+  for (size_t i = 0; i < before.size(); ++i) most = std::max(most, std::fabs(after[i] - before[i]));
+  return most;
+}
+
 // Logarithms of the factors of a problem that bring elements, right-hand sides, bounds and costs to
 // 1 in the mean of squares (A. Curtis, J. Reid, On the automatic scaling of matrices for Gaussian
 // elimination, IMA J. Appl. Math. 10, 1972). They undo any change of units, where the largest
@@ -252,6 +258,10 @@ class LogarithmicScaling {
   explicit LogarithmicScaling(const ConicProblem& problem) : problem_(problem) {
     var_.assign(problem.cost.size(), 0.0);
     row_.assign(problem.rhs.size(), 0.0);
+    logarithm_.reserve(problem.matrix.value.size());
+    for (const double value : problem.matrix.value) {
+      logarithm_.push_back(std::log2(std::fabs(value)));
+    }
     for (const MatrixBlock& block : problem.matrices) {
       matrix_.emplace_back(index(block.dimension), 0.0);
     }
@@ -263,10 +273,19 @@ class LogarithmicScaling {
 
   Equilibration find() {
     constexpr int kSweeps = 100;
+    // The factors are rounded to powers of two in the end.
+    constexpr double kSettled = 1e-6;
     for (int sweep = 0; sweep < kSweeps; ++sweep) {
+      const std::vector<double> var = var_;
+      const std::vector<double> row = row_;
+      const double side = side_;
       improve_rows();
       improve_sides();
       improve_columns();
+      const bool has_settled = std::fabs(side_ - side) <= kSettled &&
+                               largest_change(row, row_) <= kSettled &&
+                               largest_change(var, var_) <= kSettled;
+      if (matrix_.empty() && has_settled) break;
     }
     return factors();
   }
@@ -278,7 +297,7 @@ class LogarithmicScaling {
     const Columns& a = problem_.matrix;
     for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) {
       if (a.value[index(k)] != 0.0) {
-        take(index(a.row[index(k)]), std::log2(std::fabs(a.value[index(k)])));
+        take(index(a.row[index(k)]), logarithm_[index(k)]);
       }
     }
   }
@@ -408,6 +427,7 @@ class LogarithmicScaling {
   }
 
   const ConicProblem& problem_;
+  std::vector<double> logarithm_;  // of each element of the equations
   std::vector<double> var_, row_;
   std::vector<std::vector<double>> matrix_;
   std::vector<int32_t> cone_;  // of each variable, -1: none

@@ -1,5 +1,6 @@
 // The pattern is built once, with the place of each element that an iterate changes. A
-// factorization then adds the values at these places.
+// factorization then adds the values at these places. There is one matrix of values, the one with the
+// shift; the exact diagonal stands beside it, for products.
 #include "solve/conic/newton_system.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "solve/check/vectors.h"
+#include "solve/conic/compress.h"
 
 namespace vorlan::conic {
 namespace {
@@ -29,69 +31,6 @@ constexpr double kSlowRound = 0.5;
 
 }  // namespace
 
-// Elements of the upper triangle in any order, several of which may be the same place.
-class NewtonSystem::Pattern {
- public:
-  // The element's place is written to `place`, where that is not null, once it is known.
-  void add(size_t a, size_t b, double value, int64_t* place = nullptr) {
-    elements_.push_back({std::min(a, b), std::max(a, b), value, place});
-  }
-
-  // Adds the elements of a matrix, those on and above its diagonal or all, `shift` rows further
-  // down.
-  enum class Part { kUpper, kAll };
-  void add_columns(const Columns& columns, Part part, size_t shift) {
-    for (size_t j = 0; j < index(columns.num_col()); ++j) {
-      for (size_t k = index(columns.start[j]); k < index(columns.start[j + 1]); ++k) {
-        const size_t i = index(columns.row[k]);
-        if (part == Part::kUpper && i > j) continue;
-        add(i + shift, j, columns.value[k]);
-      }
-    }
-  }
-
-  // The matrix of the elements, its values the sums.
-  UpperTriangle compress(size_t order) {
-    sort(order, &Element::row);
-    sort(order, &Element::col);
-    UpperTriangle upper;
-    upper.order = static_cast<int32_t>(order);
-    upper.start.assign(order + 1, 0);
-    const Element* last = nullptr;
-    for (const Element& e : elements_) {
-      if (last == nullptr || last->row != e.row || last->col != e.col) {
-        upper.row.push_back(static_cast<int32_t>(e.row));
-        upper.value.push_back(0.0);
-        ++upper.start[e.col + 1];
-      }
-      upper.value.back() += e.value;
-      if (e.place != nullptr) *e.place = static_cast<int64_t>(upper.row.size()) - 1;
-      last = &e;
-    }
-    for (size_t i = 1; i < upper.start.size(); ++i) upper.start[i] += upper.start[i - 1];
-    return upper;
-  }
-
- private:
-  struct Element {
-    size_t row, col;
-    double value;
-    int64_t* place;
-  };
-
-  // A stable sort by counting.
-  void sort(size_t order, size_t Element::*key) {
-    std::vector<size_t> count(order + 1, 0);
-    for (const Element& e : elements_) ++count[e.*key + 1];
-    for (size_t i = 1; i < count.size(); ++i) count[i] += count[i - 1];
-    std::vector<Element> sorted(elements_.size());
-    for (const Element& e : elements_) sorted[count[e.*key]++] = e;
-    elements_.swap(sorted);
-  }
-
-  std::vector<Element> elements_;
-};
-
 NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings,
                            const DenseAlgebra* algebra)
     : problem_(problem),
@@ -107,7 +46,29 @@ NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings
   ldl_.use(algebra);
   std::vector<int32_t> last;
   for (const int32_t row : end_.rows) last.push_back(static_cast<int32_t>(first_row_node_) + row);
-  ldl_.analyze(upper_, last);
+  ldl_.analyze(upper_, diagonal_variables(scalings), last);
+}
+
+// The variables whose diagonal elements a bound, a quadratic term or a cone makes. Others have no more
+// than a shift there, and those of a dense Hessian are neighbours of each other.
+std::vector<int32_t> NewtonSystem::diagonal_variables(const Scalings& scalings) const {
+  std::vector<bool> has_diagonal(problem_.cost.size(), false);
+  for (const Bound& bound : problem_.bounds) has_diagonal[index(bound.var)] = true;
+  const Columns& p = problem_.quadratic;
+  for (int32_t j = 0; j < p.num_col(); ++j) {
+    for (int64_t k = p.start[index(j)]; k < p.start[index(j) + 1]; ++k) {
+      if (p.row[index(k)] == j && p.value[index(k)] > 0.0) has_diagonal[index(j)] = true;
+    }
+  }
+  for (size_t c = 0; c < problem_.cones.size(); ++c) {
+    const bool is_sparse = !scalings.cone(c).has_dense_hessian();
+    for (const int32_t var : problem_.cones[c].vars) has_diagonal[index(var)] = is_sparse;
+  }
+  std::vector<int32_t> variables;
+  for (size_t j = 0; j < has_diagonal.size(); ++j) {
+    if (has_diagonal[j]) variables.push_back(static_cast<int32_t>(j));
+  }
+  return variables;
 }
 
 void NewtonSystem::choose_matrix_rows() {
@@ -131,71 +92,103 @@ void NewtonSystem::choose_matrix_rows() {
 }
 
 void NewtonSystem::build_pattern(const Scalings& scalings) {
-  Pattern pattern;
-  place_.cones.resize(problem_.cones.size());
   sign_.assign(problem_.cost.size(), 1);
-  for (size_t c = 0; c < place_.cones.size(); ++c) {
-    if (scalings.cone(c).has_dense_hessian()) {
-      add_dense_cone(c, &pattern);
-    } else {
-      add_sparse_cone(c, &pattern);
-    }
+  for (size_t c = 0; c < problem_.cones.size(); ++c) {
+    if (scalings.cone(c).has_dense_hessian()) continue;
+    // The nodes of u and v.
+    sign_.push_back(-1);
+    sign_.push_back(1);
   }
   first_row_node_ = sign_.size();
-  const size_t order = first_row_node_ + problem_.rhs.size();
-  sign_.resize(order, -1);
-  place_.diagonal.resize(order);
-  for (size_t node = 0; node < order; ++node) pattern.add(node, node, 0.0, &place_.diagonal[node]);
-  pattern.add_columns(problem_.quadratic, Pattern::Part::kUpper, 0);
-  pattern.add_columns(problem_.matrix, Pattern::Part::kAll, first_row_node_);
-  if (!has_dense_end_) add_matrices(&pattern);
-  upper_ = pattern.compress(order);
-  constant_ = upper_.value;
-  shifted_ = upper_;
+  sign_.resize(first_row_node_ + problem_.rhs.size(), -1);
+  upper_.order = static_cast<int32_t>(sign_.size());
+  const auto for_each = [&](const auto& act) {
+    for_each_element(scalings, [&](size_t a, size_t b, double value) {
+      act(std::min(a, b), std::max(a, b), value);
+    });
+  };
+  compress(sign_.size(), for_each, &upper_);
+  find_places(scalings);
+  diagonal_.assign(sign_.size(), 0.0);
 }
 
-// The upper triangle of the cone's Hessian.
-void NewtonSystem::add_dense_cone(size_t c, Pattern* pattern) {
-  const std::vector<int32_t>& vars = problem_.cones[c].vars;
-  place_.cones[c].resize(vars.size() * (vars.size() + 1) / 2);
-  size_t k = 0;
-  for (size_t j = 0; j < vars.size(); ++j) {
-    for (size_t i = 0; i <= j; ++i) {
-      pattern->add(index(vars[i]), index(vars[j]), 0.0, &place_.cones[c][k++]);
+// Calls act(a, b, value) for each element of either triangle: the constant ones with their values,
+// those that change with an iterate with 0. The diagonal comes last.
+template <class Act>
+void NewtonSystem::for_each_element(const Scalings& scalings, const Act& act) const {
+  const Columns& a = problem_.matrix;
+  const Columns& p = problem_.quadratic;
+  for (size_t j = 0; j < problem_.cost.size(); ++j) {
+    for (size_t k = index(p.start[j]); k < index(p.start[j + 1]); ++k) {
+      if (index(p.row[k]) <= j) act(index(p.row[k]), j, p.value[k]);
+    }
+    for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
+      act(first_row_node_ + index(a.row[k]), j, a.value[k]);
+    }
+  }
+  for_each_cone_element(scalings, [&](size_t /*cone*/, size_t i, size_t j) { act(i, j, 0.0); });
+  for_each_matrix_element([&](size_t /*matrix*/, size_t i, size_t j) { act(i, j, 0.0); });
+  for (size_t node = problem_.cost.size(); node < first_row_node_; ++node) {
+    act(node, node, static_cast<double>(sign_[node]));
+  }
+  for (size_t node = 0; node < sign_.size(); ++node) act(node, node, 0.0);
+}
+
+// Calls act(cone, a, b) for the elements of the cones' Hessians in the order of their values: the
+// upper triangle of a dense one; of another the diagonal, the element (0, 1), then the columns of u
+// and v, each with a node of its own.
+template <class Act>
+void NewtonSystem::for_each_cone_element(const Scalings& scalings, const Act& act) const {
+  size_t node = problem_.cost.size();
+  for (size_t c = 0; c < problem_.cones.size(); ++c) {
+    const std::vector<int32_t>& vars = problem_.cones[c].vars;
+    if (scalings.cone(c).has_dense_hessian()) {
+      for (size_t j = 0; j < vars.size(); ++j) {
+        for (size_t i = 0; i <= j; ++i) act(c, index(vars[i]), index(vars[j]));
+      }
+      continue;
+    }
+    for (const int32_t var : vars) act(c, index(var), index(var));
+    act(c, index(vars[0]), index(vars[1]));
+    for (const int32_t var : vars) act(c, index(var), node);
+    for (const int32_t var : vars) act(c, index(var), node + 1);
+    node += 2;
+  }
+}
+
+// Calls act(matrix, a, b) for the products of matrix variables that are elements like others.
+template <class Act>
+void NewtonSystem::for_each_matrix_element(const Act& act) const {
+  if (has_dense_end_) return;
+  for (size_t m = 0; m < problem_.matrices.size(); ++m) {
+    const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
+    for (size_t col = 0; col < parts.size(); ++col) {
+      for (size_t row = col; row < parts.size(); ++row) {
+        act(m, first_row_node_ + index(parts[row].row), first_row_node_ + index(parts[col].row));
+      }
     }
   }
 }
 
-// The diagonal, the element (0, 1), then the columns of u and v, each with a node of its own.
-void NewtonSystem::add_sparse_cone(size_t c, Pattern* pattern) {
-  const std::vector<int32_t>& vars = problem_.cones[c].vars;
-  const size_t size = vars.size();
-  const size_t node = sign_.size();
-  place_.cones[c].resize(3 * size + 1);
-  for (size_t i = 0; i < size; ++i) {
-    const size_t var = index(vars[i]);
-    pattern->add(var, var, 0.0, &place_.cones[c][i]);
-    pattern->add(var, node, 0.0, &place_.cones[c][size + 1 + i]);
-    pattern->add(var, node + 1, 0.0, &place_.cones[c][2 * size + 1 + i]);
-  }
-  pattern->add(index(vars[0]), index(vars[1]), 0.0, &place_.cones[c][size]);
-  pattern->add(node, node, -1.0);
-  pattern->add(node + 1, node + 1, 1.0);
-  sign_.push_back(-1);
-  sign_.push_back(1);
-}
-
-void NewtonSystem::add_matrices(Pattern* pattern) {
+// Finds the places of the elements that change, and keeps the constants there.
+void NewtonSystem::find_places(const Scalings& scalings) {
+  const auto place = [this](size_t a, size_t b) {
+    const size_t col = std::max(a, b);
+    const auto begin = upper_.row.begin();
+    const auto found = std::lower_bound(begin + upper_.start[col], begin + upper_.start[col + 1],
+                                        static_cast<int32_t>(std::min(a, b)));
+    return static_cast<int64_t>(found - begin);
+  };
+  place_.cones.resize(problem_.cones.size());
+  for_each_cone_element(
+      scalings, [&](size_t c, size_t a, size_t b) { place_.cones[c].push_back(place(a, b)); });
   place_.matrices.resize(problem_.matrices.size());
-  for (size_t m = 0; m < place_.matrices.size(); ++m) {
-    const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
-    place_.matrices[m].resize(parts.size() * (parts.size() + 1) / 2);
-    size_t k = 0;
-    for (size_t col = 0; col < parts.size(); ++col) {
-      for (size_t row = col; row < parts.size(); ++row) {
-        pattern->add(first_row_node_ + index(parts[row].row),
-                     first_row_node_ + index(parts[col].row), 0.0, &place_.matrices[m][k++]);
-      }
+  for_each_matrix_element(
+      [&](size_t m, size_t a, size_t b) { place_.matrices[m].push_back(place(a, b)); });
+  for (size_t node = 0; node < sign_.size(); ++node) keep_constant(diagonal_place(node));
+  for (const auto* places : {&place_.cones, &place_.matrices}) {
+    for (const std::vector<int64_t>& some : *places) {
+      for (const int64_t k : some) keep_constant(index(k));
     }
   }
 }
@@ -224,12 +217,15 @@ void NewtonSystem::add_cone_values(const Scalings& scalings) {
 }
 
 void NewtonSystem::factor(const Scalings& scalings) {
-  upper_.value = constant_;
+  for (const auto& [place, value] : constant_) upper_.value[place] = value;
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
-    upper_.value[index(place_.diagonal[index(problem_.bounds[k].var)])] += scalings.bounds()[k];
+    upper_.value[diagonal_place(index(problem_.bounds[k].var))] += scalings.bounds()[k];
   }
   add_cone_values(scalings);
   add_matrix_values(scalings);
+  for (size_t node = 0; node < sign_.size(); ++node) {
+    diagonal_[node] = upper_.value[diagonal_place(node)];
+  }
   factor_shifted();
   while (!ldl_.replaced().empty() && shift_ < kMostShift) {
     shift_ *= kShiftGrowth;
@@ -275,12 +271,12 @@ void NewtonSystem::add_to_dense_end(const std::vector<MatrixPart>& parts) {
 }
 
 void NewtonSystem::factor_shifted() {
-  shifted_.value = upper_.value;
   for (size_t node = 0; node < sign_.size(); ++node) {
-    double& value = shifted_.value[index(place_.diagonal[node])];
-    value += sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
+    const double value = diagonal_[node];
+    upper_.value[diagonal_place(node)] =
+        value + sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
   }
-  ldl_.factor(shifted_, sign_, end_.rows.empty() ? nullptr : &end_.products);
+  ldl_.factor(upper_, sign_, end_.rows.empty() ? nullptr : &end_.products);
 }
 
 void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* out) const {
@@ -288,13 +284,13 @@ void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* o
   for (size_t col = 0; col < x.size(); ++col) {
     const double xc = x[col];
     double sum = 0.0;
-    for (size_t k = index(upper_.start[col]); k < index(upper_.start[col + 1]); ++k) {
+    for (size_t k = index(upper_.start[col]); k < diagonal_place(col); ++k) {
       const size_t row = index(upper_.row[k]);
       const double value = upper_.value[k];
       sum += value * x[row];
-      if (row != col) (*out)[row] += value * xc;
+      (*out)[row] += value * xc;
     }
-    (*out)[col] += sum;
+    (*out)[col] += sum + diagonal_[col] * xc;
   }
   if (end_.rows.empty()) return;
   std::vector<double> part;

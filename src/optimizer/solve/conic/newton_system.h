@@ -9,12 +9,13 @@
 // constant, which iterative refinement takes back.
 #pragma once
 
+#include <utility>
 #include <vector>
 
+#include "solve/conic/condensed_ldl.h"
 #include "solve/conic/krylov_correction.h"
 #include "solve/conic/matrix_products.h"
 #include "solve/conic/scalings.h"
-#include "solve/conic/sparse_ldl.h"
 
 namespace vorlan::conic {
 
@@ -50,12 +51,19 @@ class NewtonSystem {
   bool has_supernodes() const { return ldl_.has_supernodes(); }
 
  private:
-  class Pattern;
+  std::vector<int32_t> diagonal_variables(const Scalings& scalings) const;
   void choose_matrix_rows();
   void build_pattern(const Scalings& scalings);
-  void add_dense_cone(size_t c, Pattern* pattern);
-  void add_sparse_cone(size_t c, Pattern* pattern);
-  void add_matrices(Pattern* pattern);
+  template <class Act>
+  void for_each_element(const Scalings& scalings, const Act& act) const;
+  template <class Act>
+  void for_each_cone_element(const Scalings& scalings, const Act& act) const;
+  template <class Act>
+  void for_each_matrix_element(const Act& act) const;
+  void find_places(const Scalings& scalings);
+  void keep_constant(size_t place) { constant_.emplace_back(place, upper_.value[place]); }
+  // The last one of its column.
+  size_t diagonal_place(size_t node) const { return index(upper_.start[node + 1]) - 1; }
   void add_cone_values(const Scalings& scalings);
   void add_matrix_values(const Scalings& scalings);
   void add_to_dense_end(const std::vector<MatrixPart>& parts);
@@ -65,7 +73,6 @@ class NewtonSystem {
 
   // The places in the matrix of the elements that change with an iterate.
   struct Places {
-    std::vector<int64_t> diagonal;               // of each node
     std::vector<std::vector<int64_t>> cones;     // of each cone's Hessian
     std::vector<std::vector<int64_t>> matrices;  // of each matrix variable's products
   };
@@ -79,9 +86,10 @@ class NewtonSystem {
 
   const ConicProblem& problem_;
   const DenseAlgebra* algebra_;
-  UpperTriangle upper_;  // the exact matrix; the factor is that of shifted_
-  UpperTriangle shifted_;
-  std::vector<double> constant_;  // of each element: P and A
+  UpperTriangle upper_;           // with the shift of the last factorization
+  std::vector<double> diagonal_;  // without it
+  // The places of the elements that change with an iterate, and what is constant there.
+  std::vector<std::pair<size_t, double>> constant_;
   std::vector<int8_t> sign_;
   Places place_;
   size_t first_row_node_ = 0;  // the equations are the last nodes
@@ -92,7 +100,7 @@ class NewtonSystem {
   std::vector<MatrixProducts> products_;
   DenseMatrix schur_;  // of one matrix variable
   double shift_;
-  SparseLdl ldl_;
+  CondensedLdl ldl_;
   std::vector<double> rhs_, solution_, residual_;
   std::vector<double> before_;
   KrylovCorrection::System refined_;

@@ -26,28 +26,28 @@ constexpr double kManyElements = 1e5;
 // have elements in fewer than one of so many rows of the end.
 constexpr int64_t kRowsOfShortOnes = 4;
 
-// Approximate minimum degree order of the nodes that are not marked as last.
+// Approximate minimum degree order of the nodes that have a number. The nodes of a pattern stand in
+// the order of their numbers.
 std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
-                                          const std::vector<int32_t>& number) {
-  using Matrix = Eigen::SparseMatrix<double, Eigen::ColMajor, int32_t>;
-  std::vector<Eigen::Triplet<double, int32_t>> elements;
-  int32_t count = 0;
-  for (const int32_t i : number) count += i >= 0 ? 1 : 0;
+                                          const std::vector<int32_t>& number, int32_t count) {
+  // A pattern without numbers: elements of one byte.
+  using Pattern = Eigen::SparseMatrix<int8_t, Eigen::ColMajor, int32_t>;
+  std::vector<int32_t> start = {0};
+  std::vector<int32_t> row;
   for (int32_t col = 0; col < matrix.order; ++col) {
-    const int32_t j = number[index(col)];
-    if (j < 0) continue;
+    if (number[index(col)] < 0) continue;
     for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
       const int32_t i = number[index(matrix.row[index(k)])];
-      if (i < 0) continue;
-      elements.emplace_back(i, j, 1.0);
-      if (i != j) elements.emplace_back(j, i, 1.0);
+      if (i >= 0) row.push_back(i);
     }
+    start.push_back(static_cast<int32_t>(row.size()));
   }
-  Matrix pattern(count, count);
-  pattern.setFromTriplets(elements.begin(), elements.end());
+  const std::vector<int8_t> value(row.size(), 1);
+  const Eigen::Map<const Pattern> pattern(count, count, start.back(), start.data(), row.data(),
+                                          value.data());
   Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> permutation;
   Eigen::AMDOrdering<int32_t> order;
-  order(pattern, permutation);
+  order(pattern.selfadjointView<Eigen::Upper>(), permutation);
   // indices()[k] is the node eliminated k-th.
   return {permutation.indices().data(), permutation.indices().data() + count};
 }
@@ -112,7 +112,8 @@ void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_
   }
   node_at_.clear();
   if (!leading.empty()) {
-    for (const int32_t k : minimum_degree_order(matrix, number)) {
+    for (const int32_t k :
+         minimum_degree_order(matrix, number, static_cast<int32_t>(leading.size()))) {
       node_at_.push_back(leading[index(k)]);
     }
   }
@@ -133,7 +134,7 @@ void SparseLdl::permute_pattern(const UpperTriangle& matrix) {
   }
   std::partial_sum(permuted_.start.begin(), permuted_.start.end(), permuted_.start.begin());
   permuted_.row.resize(matrix.row.size());
-  permuted_.from.resize(matrix.row.size());
+  place_of_element_.resize(matrix.row.size());
   permuted_.value.resize(matrix.row.size());
   std::vector<int64_t> next(permuted_.start.begin(), permuted_.start.end() - 1);
   for (int32_t col = 0; col < order_; ++col) {
@@ -142,7 +143,7 @@ void SparseLdl::permute_pattern(const UpperTriangle& matrix) {
       const int32_t b = place_of_[index(col)];
       const int64_t to = next[index(std::max(a, b))]++;
       permuted_.row[index(to)] = std::min(a, b);
-      permuted_.from[index(to)] = k;
+      place_of_element_[index(k)] = static_cast<int32_t>(to);
     }
   }
 }
@@ -214,7 +215,14 @@ double SparseLdl::num_multiplications() const {
 
 void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
                        const DenseMatrix* taken_off) {
-  set_up(matrix, signs, taken_off);
+  for (size_t k = 0; k < place_of_element_.size(); ++k) {
+    permuted_.value[index(place_of_element_[k])] = matrix.value[k];
+  }
+  factor(signs, taken_off);
+}
+
+void SparseLdl::factor(std::span<const int8_t> signs, const DenseMatrix* taken_off) {
+  set_up(signs, taken_off);
   const std::span<const int32_t> nodes = std::span(node_at_).subspan(index(num_leading_));
   std::vector<int8_t> end_signs;
   for (const int32_t node : nodes) end_signs.push_back(signs[index(node)]);
@@ -222,18 +230,14 @@ void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> sign
       std::all_of(end_signs.begin(), end_signs.end(), [](int8_t sign) { return sign < 0; });
   if (end_.has_algebra() && taken_off != nullptr && is_negative) {
     if (end_.factor_negative()) return;
-    set_up(matrix, signs, taken_off);
+    set_up(signs, taken_off);
   }
   for (const size_t place : end_.factor(end_signs, pivot_rule_)) replaced_.push_back(nodes[place]);
 }
 
 // Factors all but the dense end itself.
-void SparseLdl::set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const DenseMatrix* taken_off) {
+void SparseLdl::set_up(std::span<const int8_t> signs, const DenseMatrix* taken_off) {
   replaced_.clear();
-  for (size_t k = 0; k < permuted_.from.size(); ++k) {
-    permuted_.value[k] = matrix.value[index(permuted_.from[k])];
-  }
   if (taken_off != nullptr) {
     const std::span<double> values = end_.matrix().values();
     std::transform(taken_off->values().begin(), taken_off->values().end(), values.begin(),
@@ -251,7 +255,8 @@ void SparseLdl::factor_supernodes(std::span<const int8_t> signs) {
   std::vector<int8_t> by_place;
   by_place.reserve(node_at_.size());
   for (const int32_t node : node_at_) by_place.push_back(signs[index(node)]);
-  supernodes_.factor(permuted_.value, by_place, pivot_rule_, end_.matrix(), &replaced_);
+  supernodes_.factor({permuted_.start, permuted_.row, {}, {}, num_leading_}, permuted_.value,
+                     by_place, pivot_rule_, end_.matrix(), &replaced_);
   for (int32_t& place : replaced_) place = node_at_[index(place)];
 }
 

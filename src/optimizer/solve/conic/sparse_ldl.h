@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "solve/conic/dense_ldl.h"
@@ -50,6 +51,12 @@ class SparseLdl {
   void factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
               const DenseMatrix* taken_off);
 
+  // For a caller that adds up the matrix's values where they are needed: the place of each element of
+  // the matrix analyzed among the values, which is given away, and the factorization of these values.
+  std::vector<int32_t> take_places() { return std::move(place_of_element_); }
+  std::span<double> values() { return permuted_.value; }
+  void factor(std::span<const int8_t> signs, const DenseMatrix* taken_off);
+
   // Replaces the right-hand side by the solution.
   void solve(std::span<double> rhs) const;
 
@@ -67,7 +74,6 @@ class SparseLdl {
   struct Permuted {
     std::vector<int64_t> start;
     std::vector<int32_t> row;
-    std::vector<int64_t> from;  // where each element is in the caller's matrix
     std::vector<double> value;
   };
   void choose_order(const UpperTriangle& matrix, std::span<const int32_t> last);
@@ -82,8 +88,7 @@ class SparseLdl {
   void factor_supernodes(std::span<const int8_t> signs);
   void solve_rows_forward(std::span<double> x) const;
   void solve_rows_backward(std::span<double> x) const;
-  void set_up(const UpperTriangle& matrix, std::span<const int8_t> signs,
-              const DenseMatrix* taken_off);
+  void set_up(std::span<const int8_t> signs, const DenseMatrix* taken_off);
 
   int32_t order_ = 0;
   int32_t num_leading_ = 0;        // the others are the dense end
@@ -91,6 +96,7 @@ class SparseLdl {
   std::vector<int32_t> place_of_;  // and the inverse
   std::vector<int32_t> parent_;    // elimination tree, by place
   Permuted permuted_;
+  std::vector<int32_t> place_of_element_;  // of each element of the caller's matrix
   bool is_supernodal_ = false;
   double supernodal_multiplications_ = 0.0;
   SupernodalLdl supernodes_;

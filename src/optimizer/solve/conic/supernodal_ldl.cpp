@@ -104,24 +104,23 @@ void SupernodalLdl::find_rows(const Pattern& pattern) {
 }
 
 void SupernodalLdl::find_targets(const Pattern& pattern) {
-  target_.resize(pattern.row.size());
+  target_row_.resize(pattern.row.size());
   const auto order = static_cast<int32_t>(pattern.parent.size());
-  const int64_t end_order = order - num_leading_;
   for (int32_t k = 0; k < order; ++k) {
     for (int64_t p = pattern.start[index(k)]; p < pattern.start[index(k) + 1]; ++p) {
       const int32_t j = pattern.row[index(p)];
       if (j >= num_leading_) {
-        target_[index(p)] = {true, (j - num_leading_) * end_order + (k - num_leading_)};
+        target_row_[index(p)] = k - num_leading_;
         continue;
       }
       const Supernode& node = nodes_[index(node_of_[index(j)])];
-      int64_t row = k - node.first;
+      int32_t row = k - node.first;
       if (row >= node.width) {
         const std::span<const int32_t> below = rows(node);
-        row = node.width + (std::lower_bound(below.begin(), below.end(), k) - below.begin());
+        const auto found = std::lower_bound(below.begin(), below.end(), k);
+        row = node.width + static_cast<int32_t>(found - below.begin());
       }
-      const int64_t height = node.width + node.num_rows;
-      target_[index(p)] = {false, node.values_begin + (j - node.first) * height + row};
+      target_row_[index(p)] = row;
     }
   }
 }
@@ -148,9 +147,10 @@ ConstMatrixView SupernodalLdl::panel(const Supernode& node) const {
 
 // ---- Factorization --------------------------------------------------------------------------
 
-void SupernodalLdl::factor(std::span<const double> values, std::span<const int8_t> signs,
-                           const PivotRule& rule, MatrixView end, std::vector<int32_t>* replaced) {
-  scatter(values, end);
+void SupernodalLdl::factor(const Pattern& pattern, std::span<const double> values,
+                           std::span<const int8_t> signs, const PivotRule& rule, MatrixView end,
+                           std::vector<int32_t>* replaced) {
+  scatter(pattern, values, end);
   waiting_.assign(nodes_.size() + 1, -1);
   for (size_t s = 0; s < nodes_.size(); ++s) {
     take_updates(s);
@@ -161,10 +161,19 @@ void SupernodalLdl::factor(std::span<const double> values, std::span<const int8_
   update_end(end);
 }
 
-void SupernodalLdl::scatter(std::span<const double> values, MatrixView end) {
+void SupernodalLdl::scatter(const Pattern& pattern, std::span<const double> values,
+                            MatrixView end) {
   std::fill(values_.begin(), values_.end(), 0.0);
-  for (size_t p = 0; p < target_.size(); ++p) {
-    (target_[p].in_end ? end.data() : values_.data())[target_[p].place] += values[p];
+  for (size_t p = 0; p < target_row_.size(); ++p) {
+    const int32_t j = pattern.row[p];
+    const size_t row = index(target_row_[p]);
+    if (j >= num_leading_) {
+      end(row, index(j - num_leading_)) += values[p];
+    } else {
+      const Supernode& node = nodes_[index(node_of_[index(j)])];
+      const size_t height = index(node.width + node.num_rows);
+      values_[index(node.values_begin) + index(j - node.first) * height + row] += values[p];
+    }
   }
 }
 

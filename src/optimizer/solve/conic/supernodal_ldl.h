@@ -29,11 +29,11 @@ class SupernodalLdl {
   void analyze(const Pattern& pattern);
   void use(const DenseAlgebra* algebra) { algebra_ = algebra; }
 
-  // Factors the leading part. The values are those of the pattern's elements, the signs those of its
+  // Factors the leading part of the matrix of the pattern analyzed. The values are those of its elements, the signs those of its
   // columns. The end, to whose lower triangle the matrix's own elements are added, becomes what is
   // left of it for factoring. The columns whose pivots were replaced are added to the list.
-  void factor(std::span<const double> values, std::span<const int8_t> signs, const PivotRule& rule,
-              MatrixView end, std::vector<int32_t>* replaced);
+  void factor(const Pattern& pattern, std::span<const double> values, std::span<const int8_t> signs,
+              const PivotRule& rule, MatrixView end, std::vector<int32_t>* replaced);
 
   // x = inv(L) x for the leading part; the rest of x loses its rows' products.
   void solve_forward(std::span<double> x) const;
@@ -50,11 +50,6 @@ class SupernodalLdl {
     int32_t num_rows;
     int64_t values_begin;  // of the panel, whose first rows are the columns' own
   };
-  // Where in values_, or in the end's lower triangle, an element of the matrix goes.
-  struct Target {
-    bool in_end;
-    int64_t place;
-  };
   static int64_t values_end(const Supernode& node);
   void choose_supernodes(const Pattern& pattern);
   void find_rows(const Pattern& pattern);
@@ -63,7 +58,7 @@ class SupernodalLdl {
   MatrixView panel(const Supernode& node);
   ConstMatrixView panel(const Supernode& node) const;
 
-  void scatter(std::span<const double> values, MatrixView end);
+  void scatter(const Pattern& pattern, std::span<const double> values, MatrixView end);
   void queue(int32_t s);
   void take_updates(size_t s);
   MatrixView multiply_rows(const Supernode& node, size_t from, size_t num_columns);
@@ -78,7 +73,8 @@ class SupernodalLdl {
   std::vector<Supernode> nodes_;
   std::vector<int32_t> node_of_;  // by column
   std::vector<int32_t> rows_;
-  std::vector<Target> target_;
+  // Of each element of the matrix, its row in the panel of its column, or in the end.
+  std::vector<int32_t> target_row_;
   std::vector<double> values_;
   std::vector<double> pivot_;
   const DenseAlgebra* algebra_ = nullptr;

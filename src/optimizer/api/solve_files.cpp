@@ -69,6 +69,7 @@ struct ResultFile {
   bool (*exists)(const Task& task, const SolveExtras& extras);
   Status (*write)(const Task& task, const SolveExtras& extras, OutputFile* file);
   const char* name;
+  const char* absence = "";  // why it is not there, as a rule
 };
 
 // The rows are in the order of writing. The solver result is the last: it has the response, which
@@ -77,9 +78,12 @@ constexpr ResultFile kResults[] = {
     {StringParam::kBSolutionFile, is_there, write_b, "b solution"},
     {StringParam::kJsonSolutionFile, is_there, write_json, "JSON solution"},
     {StringParam::kSolutionFile, is_there, write_sol, "solution"},
-    {StringParam::kBasisOutFile, has_basis, write_bas, "basis"},
-    {StringParam::kRangingFile, has_ranging, write_ranges, "ranging"},
-    {StringParam::kConflictFile, has_conflict, write_nothing, "conflict"},
+    {StringParam::kBasisOutFile, has_basis, write_bas, "basis",
+     ": only the simplex method and a crossover end with one"},
+    {StringParam::kRangingFile, has_ranging, write_ranges, "ranging",
+     ": only an optimum of a linear model with a basis has one"},
+    {StringParam::kConflictFile, has_conflict, write_nothing, "conflict",
+     ": the model was not found infeasible, or the search for its parts was stopped"},
     {StringParam::kSolverResultFile, is_there, write_result, "task solver result"},
 };
 constexpr size_t kConflict = 5;
@@ -207,7 +211,8 @@ Status SolveFiles::open(size_t index) {
 
 Status SolveFiles::write(size_t index) {
   if (!kResults[index].exists(*task_, extras_)) {
-    task_->log_text(kLogSummary, format_text("There is no %s to write\n", kResults[index].name));
+    task_->log_text(kLogSummary, format_text("There is no %s to write%s\n", kResults[index].name,
+                                             kResults[index].absence));
     return {};
   }
   if (index == kConflict) return write_conflict();

@@ -20,18 +20,33 @@ constexpr int32_t kMostNodes = 500;
 // Values that other programs wrote with few digits are integers all the same.
 constexpr double kNearlyWhole = 1e-4;
 
-// The model with the given integers fixed; false when one is none, or beyond its bounds.
-bool fix_integers(const StartPoint& start, Model* model) {
+bool is_fixed(const StartPoint& start, const Model& model, size_t j) {
+  const bool is_off = is_semi(model.var_kind[j]) && start.x[j] == 0.0;
+  return start.given[j] && (is_integer(model.var_kind[j]) || is_off);
+}
+
+bool fixes_any(const StartPoint& start, const Model& model) {
+  for (size_t j = 0; j < start.x.size(); ++j) {
+    if (is_fixed(start, model, j)) return true;
+  }
+  return false;
+}
+
+// The model with the given integers fixed. Returns a variable whose value is no whole number within
+// its bounds, or -1.
+int32_t fix_integers(const StartPoint& start, Model* model) {
   for (size_t j = 0; j < start.x.size(); ++j) {
     const bool is_off = is_semi(model->var_kind[j]) && start.x[j] == 0.0;
-    if (!start.given[j] || (!is_integer(model->var_kind[j]) && !is_off)) continue;
+    if (!is_fixed(start, *model, j)) continue;
     const double value = std::round(start.x[j]);
     const bool inside = value >= model->var_lower[j] && value <= model->var_upper[j];
-    if (std::fabs(start.x[j] - value) > kNearlyWhole || (!inside && !is_off)) return false;
+    if (std::fabs(start.x[j] - value) > kNearlyWhole || (!inside && !is_off)) {
+      return static_cast<int32_t>(j);
+    }
     model->var_kind[j] = VarKind::kContinuous;
     model->var_lower[j] = model->var_upper[j] = value;
   }
-  return true;
+  return -1;
 }
 
 bool is_feasible(const Model& model, const SolvePlan& plan, const BackendResult& point) {
@@ -53,9 +68,11 @@ bool is_whole_point(const MinimizeProblem& problem, const SolvePlan& plan, const
 
 bool solve_rest(const MinimizeProblem& problem, const SolvePlan& plan, const StartPoint& start,
                 const Parameters& parameters, double seconds, BackendMonitor* monitor,
-                BackendResult* point) {
+                BackendResult* point, int32_t* culprit) {
+  if (!fixes_any(start, problem.model)) return false;
   Model model = problem.model;
-  if (!fix_integers(start, &model)) return false;
+  *culprit = fix_integers(start, &model);
+  if (*culprit >= 0) return false;
   Parameters limited = parameters;
   limited.set(IntParam::kMipNodeLimit,
               std::min(kMostNodes, parameters.get(IntParam::kMipNodeLimit)));
@@ -85,6 +102,24 @@ Solution make_start(const MinimizeProblem& problem, BackendResult&& point) {
   return solution;
 }
 
+// Why no point was found, as far as one value tells.
+std::string describe_failure(const Model& model, const StartPoint& start, int32_t culprit) {
+  if (!fixes_any(start, model)) return "it is not used: none of them is an integer\n";
+  if (culprit < 0) return "no feasible point with these values was found\n";
+  const size_t j = index(culprit);
+  const std::string name = model.var_names[j].empty() ? format_text("variable %zu", j + 1)
+                                                      : on_one_line(model.var_names[j]);
+  return format_text("it is not used: %s = %.10g is no whole number from %.10g to %.10g\n",
+                     name.c_str(), start.x[j], model.var_lower[j], model.var_upper[j]);
+}
+
+// False, with a line of the log, of a file without values.
+bool has_values(const StartPoint& start, BackendMonitor* monitor) {
+  if (std::find(start.given.begin(), start.given.end(), true) != start.given.end()) return true;
+  monitor->log("Start: the file gives no value of a variable\n");
+  return false;
+}
+
 std::string given_of_all(const Model& model, const StartPoint& start) {
   const auto given = std::count(start.given.begin(), start.given.end(), true);
   return format_text("Start: %lld of %s given; ", static_cast<long long>(given),
@@ -97,11 +132,13 @@ bool complete_start(const MinimizeProblem& problem, const SolvePlan& plan, const
                     const Parameters& parameters, double seconds, BackendMonitor* monitor,
                     Solution* solution) {
   if (start.x.size() != problem.cost.size() || start.is_empty()) return false;
+  if (!has_values(start, monitor)) return false;
   const std::string what = given_of_all(problem.model, start);
   BackendResult point;
+  int32_t culprit = -1;
   if (!is_whole_point(problem, plan, start, &point) &&
-      !solve_rest(problem, plan, start, parameters, seconds, monitor, &point)) {
-    monitor->log(what + "no feasible point with these values was found\n");
+      !solve_rest(problem, plan, start, parameters, seconds, monitor, &point, &culprit)) {
+    monitor->log(what + describe_failure(problem.model, start, culprit));
     return false;
   }
   const double objective = objective_sum(problem, point.x, point.barx).value;
@@ -114,6 +151,7 @@ bool complete_start(const MinimizeProblem& problem, const SolvePlan& plan, const
 bool place_start(const MinimizeProblem& problem, const StartPoint& start, BackendMonitor* monitor,
                  Solution* solution) {
   if (start.x.size() != problem.cost.size() || start.is_empty()) return false;
+  if (!has_values(start, monitor)) return false;
   BackendResult point;
   point.x = start.x;
   for (size_t j = 0; j < start.x.size(); ++j) {

@@ -114,12 +114,24 @@ TEST(ExchangeFiles, AStartIsCompletedAndUsed) {
             std::string::npos)
       << log;
   EXPECT_NE(log.find("objective         2.55"), std::string::npos) << log;
+  // The log of HiGHS on the start is about its own tolerances.
+  EXPECT_EQ(log.find("Integer infeasibilities"), std::string::npos) << log;
 }
 
 TEST(ExchangeFiles, AStartThatFitsNothingIsSaidToBeUseless) {
   const std::string log = log_with_start("a 2\nb 1\n");
   EXPECT_NE(log.find("no feasible point with these values was found"), std::string::npos) << log;
   EXPECT_NE(log.find("objective         2.55"), std::string::npos) << log;
+}
+
+// It would be a search of its own to complete them.
+TEST(ExchangeFiles, AStartWithoutIntegersIsNotCompleted) {
+  EXPECT_NE(log_with_start("r 0.5\n").find("none of them is an integer\n"), std::string::npos);
+  EXPECT_NE(log_with_start("# nothing\n").find("Start: the file gives no value of a variable\n"),
+            std::string::npos);
+  const std::string half = log_with_start("b 1\nc 1.5\n");
+  EXPECT_NE(half.find("it is not used: c = 1.5 is no whole number from 0 to "), std::string::npos)
+      << half;
 }
 
 TEST(ExchangeFiles, AStartWithAnUnknownNameOrNoNumberKeepsTheSolveFromBeginning) {

@@ -52,8 +52,7 @@ std::string faults_of(const UnitModel& known, const char* optimizer, double tole
   if (!solved.status.ok()) return solved.status.message();
   const Solution& s = solved.solution();
   if (s.status != expected_status(known.status)) return word_of(kSolutionStatuses, s.status);
-  std::string unproved =
-      test::faults_of_proof(known.model, s, {known.size, tolerance}, proved);
+  std::string unproved = test::faults_of_proof(known.model, s, {known.size, tolerance}, proved);
   if (!unproved.empty()) return unproved;
   if (known.status != KnownStatus::kOptimal) return "";
   const double error = std::fabs(s.primal_objective - known.objective);

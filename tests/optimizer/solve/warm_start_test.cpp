@@ -268,8 +268,8 @@ Solution integer
          value + "\nEnd\n";
 }
 
-// HiGHS says this when it is given a start.
-constexpr char kUsed[] = "Assessing feasibility of MIP";
+// The log has this when HiGHS is given a start.
+constexpr char kUsed[] = "The search begins with a point that is given\n";
 
 TEST(WarmStart, ValuesAloneAreAStart) {
   for (const char* stopped : {"", "stopped"}) {

@@ -26,6 +26,11 @@ constexpr std::string_view kDropped[] = {
     "Presolve rules not allowed",
     "   Rule ",
     "Objective function is integral with scale",
+    "Solution has               num",
+    "Col     infeasibilities",
+    "Integer infeasibilities",
+    "Row     infeasibilities",
+    "Row     residuals",
     "Model name ",
     "Model status ",
     "Simplex   iterations",
@@ -166,6 +171,9 @@ std::string HighsLog::translate(const std::string& line) {
     return translate_interior_row(line);
   }
   // The objective there is that of a minimization, which may be scaled. The table has the model's.
+  if (words.starts_with("Assessing feasibility of MIP ")) {
+    return "The search begins with a point that is given";
+  }
   if (words.starts_with("MIP start solution is ")) return line.substr(0, line.find(','));
   double objective = 0.0;
   if (std::sscanf(line.c_str(), " objective value: %lf", &objective) == 1) {

@@ -121,6 +121,20 @@ TEST(ThreadsOfConicSolves, ALimitOfMemoryLeavesOneThread) {
   EXPECT_EQ(task.log().find(", in "), std::string::npos) << task.log();
 }
 
+// The limit is about 128 MiB for OpenBLAS, 13 matrices of the order, and half as much again. The method
+// once took 31.
+TEST(MemoryOfConicSolves, IsThatOfAFewMatricesOfTheOrder) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer ends the process when the system refuses memory";
+#endif
+  const std::string path = write_test_file("cut.dat-s", cut_model(600));
+  TestTask task;
+  EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
+  EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "185"), VLN_RES_OK);
+  EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", "3"), VLN_RES_OK);
+  EXPECT_EQ(task.solve(), VLN_RES_TRM_ITERATION_LIMIT) << task.last_message();
+}
+
 TEST(ConicDeterminism, SameBytesEveryTime) {
   const std::string first = answer("off");
   EXPECT_FALSE(first.empty());

@@ -71,8 +71,10 @@ TEST(DenseAlgebra, ReadsNothingBehindAVector) {
     std::fill_n(matrix.values(), n * n, 1.0);
     std::fill_n(x.values(), n, 2.0);
     std::fill_n(y.values(), n, 3.0);
-    algebra.multiply_vector({matrix.values(), n, n, n}, {x.values(), n}, {y.values(), n});
-    for (size_t i = 0; i < n; ++i) EXPECT_DOUBLE_EQ(y.values()[i], 2.0 * static_cast<double>(n));
+    for (const Triangle given : {Triangle::kLower, Triangle::kUpper}) {
+      algebra.multiply_vector({matrix.values(), n, n, n}, {x.values(), n}, {y.values(), n}, given);
+      for (size_t i = 0; i < n; ++i) EXPECT_DOUBLE_EQ(y.values()[i], 2.0 * static_cast<double>(n));
+    }
   }
 }
 
@@ -116,6 +118,29 @@ TEST(DenseAlgebra, MultipliesMatricesAndTransposesIntoAPart) {
     EXPECT_EQ(c(0, 2), 7.0);
     EXPECT_EQ(c(3, 3), 7.0);
     EXPECT_EQ(c(1, 1), 7.0);
+  }
+}
+
+// Two matrices share a square, each by a triangle.
+TEST(DenseAlgebra, ASumWithASymmetricProductKeepsTheOtherTriangle) {
+  const DenseAlgebra& algebra = load_algebra();
+  constexpr size_t kOrder = 70;
+  DenseMatrix a(kOrder, 1);
+  a.fill(2.0);
+  TrianglePair pair;
+  pair.reset(kOrder);
+  for (size_t col = 0; col < kOrder; ++col) {
+    for (size_t row = 0; row < kOrder; ++row) {
+      (row >= col ? pair.lower() : pair.upper())(row, col) = static_cast<double>(row + col);
+    }
+    pair.upper()(col, col) = -1.0;
+  }
+  algebra.multiply_symmetric(-1.0, a, transposed(a), 3.0, pair.lower());
+  for (size_t col = 0; col < kOrder; ++col) {
+    for (size_t row = col; row < kOrder; ++row) {
+      ASSERT_EQ(pair.lower()(row, col), 3.0 * static_cast<double>(row + col) - 4.0);
+      ASSERT_EQ(pair.upper()(col, row), row == col ? -1.0 : static_cast<double>(row + col));
+    }
   }
 }
 

@@ -54,6 +54,12 @@ std::vector<double> some_vector(size_t size) {
   return x;
 }
 
+void copy_lower(const DenseMatrix& from, MatrixView to) {
+  for (size_t col = 0; col < to.cols(); ++col) {
+    for (size_t row = col; row < to.rows(); ++row) to(row, col) = from(row, col);
+  }
+}
+
 // Orders of one block and of several, with dense algebra and without.
 TEST(DenseLdl, SolvesQuasiDefiniteSystems) {
   for (const DenseAlgebra* algebra : {static_cast<const DenseAlgebra*>(nullptr), load_algebra()}) {
@@ -63,8 +69,14 @@ TEST(DenseLdl, SolvesQuasiDefiniteSystems) {
       DenseLdl ldl;
       ldl.use(algebra);
       ldl.resize(order);
-      ldl.matrix() = matrix;
+      copy_lower(matrix, ldl.matrix());
+      for (size_t i = 0; i < order; ++i) {
+        for (size_t j = i; j < order; ++j) ldl.kept()(i, j) = 7.0;
+      }
       EXPECT_TRUE(ldl.factor(signs_of(order), PivotRule{}).empty()) << order;
+      for (size_t i = 0; i < order; ++i) {
+        for (size_t j = i; j < order; ++j) ASSERT_EQ(ldl.kept()(i, j), 7.0) << i << ' ' << j;
+      }
       std::vector<double> x = product(matrix, expected);
       ldl.solve(x);
       for (size_t i = 0; i < order; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12) << order;
@@ -79,21 +91,27 @@ TEST(DenseLdl, FactorsNegativeDefiniteMatricesByCholesky) {
   DenseLdl ldl;
   ldl.use(load_algebra());
   ldl.resize(3);
-  ldl.matrix() = matrix;
+  copy_lower(matrix, ldl.matrix());
   ASSERT_TRUE(ldl.factor_negative());
   std::vector<double> x = product(matrix, {1.0, 2.0, 3.0});
   ldl.solve(x);
   for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(x[i], static_cast<double>(i + 1), 1e-14);
-  ldl.matrix() = matrix;
+  copy_lower(matrix, ldl.matrix());
   ldl.matrix()(1, 1) = 4.0;
   EXPECT_FALSE(ldl.factor_negative());
+}
+
+DenseMatrix ones(size_t order) {
+  DenseMatrix matrix(order, order);
+  matrix.fill(1.0);
+  return matrix;
 }
 
 // [1 1; 1 1] has the pivots 1 and 0.
 TEST(DenseLdl, ReplacesPivotsThatVanish) {
   DenseLdl ldl;
   ldl.resize(2);
-  ldl.matrix().fill(1.0);
+  copy_lower(ones(2), ldl.matrix());
   EXPECT_EQ(ldl.factor(std::vector<int8_t>{1, 1}, {1e-13, 1e30}), std::vector<size_t>{1});
   std::vector<double> x = {3.0, 3.0};
   ldl.solve(x);
@@ -135,7 +153,7 @@ TEST(SparseLdl, SolvesWithADenseEndThatItFinds) {
   ldl.analyze(upper, {});
   EXPECT_GE(ldl.dense_order(), 30);
   EXPECT_LT(ldl.num_elements(), 70 * 71 / 2 - 70);
-  ldl.factor(upper, signs_of(70), nullptr);
+  ldl.factor(upper, signs_of(70));
   EXPECT_TRUE(ldl.replaced().empty());
   const std::vector<double> expected = some_vector(70);
   std::vector<double> x = product(matrix, expected);
@@ -143,19 +161,23 @@ TEST(SparseLdl, SolvesWithADenseEndThatItFinds) {
   for (size_t i = 0; i < 70; ++i) EXPECT_NEAR(x[i], expected[i], 1e-12);
 }
 
+// [3 -1/2; -1/2 5].
+void take_block_off(SparseLdl* ldl) {
+  ldl->taken_off()(0, 0) = 3.0;
+  ldl->taken_off()(0, 1) = -0.5;
+  ldl->taken_off()(1, 1) = 5.0;
+}
+
 // The nodes that are to come last make the dense end in the order given, and a block is taken off there.
 TEST(SparseLdl, TakesABlockOffTheEndThatIsGiven) {
   DenseMatrix matrix = chain_and_triangle();
   const UpperTriangle upper = upper_of(matrix);
-  DenseMatrix block(2, 2);
-  block(0, 0) = 3.0;
-  block(1, 0) = -0.5;
-  block(1, 1) = 5.0;
   SparseLdl ldl;
   ldl.use(load_algebra());
   ldl.analyze(upper, std::vector<int32_t>{69, 36});
   EXPECT_EQ(ldl.dense_order(), 2);
-  ldl.factor(upper, signs_of(70), &block);
+  take_block_off(&ldl);
+  ldl.factor(upper, signs_of(70));
   matrix(69, 69) -= 3.0;
   matrix(36, 36) -= 5.0;
   matrix(36, 69) += 0.5;
@@ -258,7 +280,7 @@ TEST(SparseLdl, SolvesBySupernodes) {
       ASSERT_TRUE(ldl.has_supernodes()) << is_cube;
       EXPECT_GT(ldl.dense_order(), 0) << is_cube;
       for (const char* again : {"once", "again"}) {
-        ldl.factor(upper, signs, nullptr);
+        ldl.factor(upper, signs);
         const std::vector<int32_t> alone = {kNodes};
         EXPECT_EQ(ldl.replaced(), is_cube ? alone : std::vector<int32_t>()) << again;
         std::vector<double> x = matrix.times(expected);
@@ -284,11 +306,8 @@ TEST(SparseLdl, TakesABlockOffTheEndBySupernodes) {
   ldl.analyze(upper, std::vector<int32_t>{1, 3});
   ASSERT_TRUE(ldl.has_supernodes());
   EXPECT_EQ(ldl.dense_order(), 2);
-  DenseMatrix block(2, 2);
-  block(0, 0) = 3.0;
-  block(1, 0) = -0.5;
-  block(1, 1) = 5.0;
-  ldl.factor(upper, signs, &block);
+  take_block_off(&ldl);
+  ldl.factor(upper, signs);
   matrix.set(1, 1, -4.0 - 3.0);
   matrix.set(3, 3, -4.0 - 5.0);
   matrix.set(1, 3, 0.5);
@@ -340,7 +359,7 @@ TEST(CondensedLdl, EliminatesNodesWithFewNeighboursFirst) {
     EXPECT_EQ(ldl.num_condensed(), kVariables - kVariables / 10);
     for (const double diagonal : {2.0, 3.0}) {
       matrix.set(0, 0, diagonal);
-      ldl.factor(matrix.upper(), signs, nullptr);
+      ldl.factor(matrix.upper(), signs);
       EXPECT_TRUE(ldl.replaced().empty());
       std::vector<double> x = matrix.times(expected);
       ldl.solve(x);
@@ -359,7 +378,7 @@ TEST(CondensedLdl, ReplacesPivotsAndTakesABlockOffTheEnd) {
   ldl.analyze(matrix.upper(), variables, last);
   EXPECT_EQ(ldl.dense_order(), 2);
   matrix.set(3, 3, -1.0);
-  ldl.factor(matrix.upper(), signs, nullptr);
+  ldl.factor(matrix.upper(), signs);
   EXPECT_EQ(ldl.replaced(), std::vector<int32_t>{3});
   matrix.set(3, 3, 1.0);
   DenseMatrix block(2, 2);
@@ -408,7 +427,7 @@ TEST(CondensedLdl, KeepsDenseColumnsAndLargeConesSparse) {
   EXPECT_EQ(ldl.num_condensed(), kRows);
   const int64_t own = kRows * (3 + 1 + kDense + 2 + 1);
   EXPECT_LE(ldl.num_elements(), own + 40 * 40);
-  ldl.factor(matrix.upper(), signs, nullptr);
+  ldl.factor(matrix.upper(), signs);
   EXPECT_TRUE(ldl.replaced().empty());
   const std::vector<double> expected = some_vector(signs.size());
   std::vector<double> x = matrix.times(expected);

@@ -200,8 +200,7 @@ UpperTriangle CondensedLdl::pattern_of_rest(const UpperTriangle& matrix) {
   return rest;
 }
 
-void CondensedLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                          const DenseMatrix* taken_off) {
+void CondensedLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs) {
   const std::span<double> rest = rest_.values();
   std::fill(rest.begin(), rest.end(), 0.0);
   for (size_t k = 0; k < target_.size(); ++k) {
@@ -215,7 +214,7 @@ void CondensedLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> s
   replaced_.clear();
   condense(signs);
   for (size_t k = 0; k < node_of_.size(); ++k) rest_signs_[k] = signs[index(node_of_[k])];
-  rest_.factor(rest_signs_, taken_off);
+  rest_.factor(rest_signs_);
   for (const int32_t place : rest_.replaced()) replaced_.push_back(node_of_[index(place)]);
 }
 

@@ -26,8 +26,9 @@ class CondensedLdl {
   void use(const DenseAlgebra* algebra) { rest_.use(algebra); }
 
   // As those of SparseLdl.
-  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-              const DenseMatrix* taken_off);
+  MatrixView taken_off() { return rest_.taken_off(); }
+  ConstMatrixView taken_off() const { return rest_.taken_off(); }
+  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs);
   void solve(std::span<double> rhs) const;
   int64_t num_elements() const;
   double num_multiplications() const { return rest_.num_multiplications(); }

@@ -331,8 +331,20 @@ void DenseAlgebra::multiply_symmetric(double alpha, const Operand& a, const Oper
   const auto multiply_strip = [&](size_t strip, size_t) {
     const size_t first = strip * width;
     const size_t count = std::min(width, n - first);
-    multiply(alpha, a.from_row(first), b.some_columns(first, count), beta,
-             c.block(first, first, n - first, count));
+    const Operand columns = b.some_columns(first, count);
+    if (beta == 0.0) {
+      multiply(alpha, a.from_row(first), columns, beta, c.block(first, first, n - first, count));
+      return;
+    }
+    DenseMatrix square(count, count);
+    multiply(alpha, a.some_rows(first, count), columns, 0.0, square);
+    for (size_t col = 0; col < count; ++col) {
+      double* const to = &c(first, first + col);
+      for (size_t row = col; row < count; ++row) to[row] = beta * to[row] + square(row, col);
+    }
+    const size_t end = first + count;
+    if (end == n) return;
+    multiply(alpha, a.from_row(end), columns, beta, c.block(end, first, n - end, count));
   };
   run_pieces(team_for(0.5 * product_of(n, n, a.cols())), (n + width - 1) / width, multiply_strip);
 }
@@ -437,10 +449,10 @@ void DenseAlgebra::divide_from_right(ConstMatrixView l, Diagonal diagonal, Matri
 }
 
 void DenseAlgebra::multiply_vector(ConstMatrixView a, std::span<const double> x,
-                                   std::span<double> y) const {
+                                   std::span<double> y, Triangle given) const {
   assert(a.is_square() && a.cols() == x.size() && a.rows() == y.size());
   if (is_shared(kCostOfReading * 0.5 * product_of(x.size(), x.size(), 1))) {
-    return multiply_vector_by_strips(a, x, y);
+    return multiply_vector_by_strips(a, x, y, given);
   }
   const Int n(a.rows()), lda(a.stride());
   const double one = 1.0;
@@ -451,14 +463,14 @@ void DenseAlgebra::multiply_vector(ConstMatrixView a, std::span<const double> x,
   double* padded_x = padded.data();
   double* padded_y = padded.data() + size;
   std::copy(x.begin(), x.end(), padded_x);
-  symv_("L", &n.value, &one, a.data(), &lda.value, padded_x, &step, &zero, padded_y, &step);
+  symv_(given == Triangle::kLower ? "L" : "U", &n.value, &one, a.data(), &lda.value, padded_x, &step, &zero, padded_y, &step);
   std::copy_n(padded_y, y.size(), y.begin());
 }
 
-// Each strip of columns from the diagonal down adds to all of y below it: each has a vector of its
-// own for that, and these are added in the order of the strips.
+// Each strip of columns from the diagonal down, or of rows from there to the right, adds to all of y
+// below it: each has a vector of its own for that, and these are added in the order of the strips.
 void DenseAlgebra::multiply_vector_by_strips(ConstMatrixView a, std::span<const double> x,
-                                             std::span<double> y) const {
+                                             std::span<double> y, Triangle given) const {
   const size_t n = x.size();
   const size_t strips = (n + kBlockOfVector - 1) / kBlockOfVector;
   DenseMatrix sums(n, strips);
@@ -467,11 +479,13 @@ void DenseAlgebra::multiply_vector_by_strips(ConstMatrixView a, std::span<const 
     const size_t size = std::min(kBlockOfVector, n - first);
     const std::span<double> sum = sums.view().column(k);
     multiply_vector(a.block(first, first, size, size), x.subspan(first, size),
-                    sum.subspan(first, size));
+                    sum.subspan(first, size), given);
     // Parts that stay in the cache between their two products.
     constexpr size_t kRows = 256;
     for (size_t row = first + size; row < n; row += kRows) {
-      const ConstMatrixView part = a.block(row, first, std::min(kRows, n - row), size);
+      const size_t count = std::min(kRows, n - row);
+      const Operand part = given == Triangle::kLower ? Operand(a.block(row, first, count, size))
+                                                     : transposed(a.block(first, row, size, count));
       add_product(1.0, part, x.data() + first, sum.data() + row);
       add_product(1.0, transposed(part), x.data() + row, sum.data() + first);
     }

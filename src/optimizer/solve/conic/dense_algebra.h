@@ -46,6 +46,9 @@ inline Operand transposed(Operand operand) {
 // The diagonal of a triangular matrix: its own, or ones, whatever is stored there.
 enum class Diagonal { kOwn, kUnit };
 
+// The part of a symmetric matrix that is given.
+enum class Triangle { kLower, kUpper };
+
 class DenseAlgebra {
  public:
   // The library, or nullptr with a failure that says why. Loaded once a process, by
@@ -71,7 +74,7 @@ class DenseAlgebra {
   // C = alpha A B + beta C.
   void multiply(double alpha, const Operand& a, const Operand& b, double beta, MatrixView c) const;
   // The lower triangle of C = alpha A B + beta C, known to be symmetric; saves about half of
-  // multiply's work.
+  // multiply's work. What is above it is kept where beta is not 0, and lost where it is.
   void multiply_symmetric(double alpha, const Operand& a, const Operand& b, double beta,
                           MatrixView c) const;
   // The lower triangle of C = A A'.
@@ -85,8 +88,9 @@ class DenseAlgebra {
   void divide_from_right(ConstMatrixView l, Diagonal diagonal, MatrixView b) const;
   // y += alpha A x.
   void add_product(double alpha, const Operand& a, const double* x, double* y) const;
-  // y = A x with A symmetric, given by its lower triangle.
-  void multiply_vector(ConstMatrixView a, std::span<const double> x, std::span<double> y) const;
+  // y = A x with A symmetric, given by one of its triangles.
+  void multiply_vector(ConstMatrixView a, std::span<const double> x, std::span<double> y,
+                       Triangle given = Triangle::kLower) const;
   // Writes the lower Cholesky factor over A's lower triangle; false: A is not positive definite.
   bool factor_cholesky(MatrixView a) const;
   // The eigenvalues, ascending, of the symmetric A, which is given by its lower triangle and lost.
@@ -111,8 +115,8 @@ class DenseAlgebra {
   bool factor_by_blocks(MatrixView a) const;
   void divide_forward_by_blocks(ConstMatrixView l, Diagonal diagonal, std::span<double> x) const;
   void divide_backward_by_blocks(ConstMatrixView l, Diagonal diagonal, std::span<double> x) const;
-  void multiply_vector_by_strips(ConstMatrixView a, std::span<const double> x,
-                                 std::span<double> y) const;
+  void multiply_vector_by_strips(ConstMatrixView a, std::span<const double> x, std::span<double> y,
+                                 Triangle given) const;
   bool decompose(const char* job, MatrixView a, std::span<double> values) const;
   bool decompose_in_steps(MatrixView a, std::span<double> values) const;
 

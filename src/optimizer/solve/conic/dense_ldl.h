@@ -18,10 +18,13 @@ class DenseLdl {
   // Gives dense algebra from now on; without it blocks are slower.
   void use(const DenseAlgebra* algebra) { algebra_ = algebra; }
   bool has_algebra() const { return algebra_ != nullptr; }
-  size_t order() const { return matrix_.rows(); }
+  size_t order() const { return triangles_.order(); }
 
   // The matrix to be factored, in its lower triangle. A factorization writes L over it.
-  DenseMatrix& matrix() { return matrix_; }
+  MatrixView matrix() { return triangles_.lower(); }
+  // An upper triangle that a factorization keeps as it is, for a matrix of the caller's.
+  MatrixView kept() { return triangles_.upper(); }
+  ConstMatrixView kept() const { return triangles_.upper(); }
 
   // Factors the matrix, whose pivots have the signs given, and lists the replaced ones.
   std::vector<size_t> factor(std::span<const int8_t> signs, const PivotRule& rule);
@@ -35,7 +38,7 @@ class DenseLdl {
   void update_after_block(size_t first, size_t size);
   void solve_by_loops(std::span<double> x) const;
 
-  DenseMatrix matrix_;
+  TrianglePair triangles_;
   bool is_cholesky_ = false;   // the matrix is -L L'
   std::vector<double> pivot_;  // D, where it is not
   DenseMatrix panel_;          // L21 D of a block

@@ -142,7 +142,7 @@ Dependence find_dependence(const Rows& rows) {
   SparseLdl factor;
   factor.set_pivot_rule({kDependent, 1e30});
   factor.analyze(system, {});
-  factor.factor(system, signs, nullptr);
+  factor.factor(system, signs);
   if (factor.replaced().empty()) return {};
   std::vector<double> multipliers = rows.rhs;
   factor.solve(multipliers);

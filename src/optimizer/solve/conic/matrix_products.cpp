@@ -192,14 +192,14 @@ double MatrixProducts::num_multiplications() const {
 }
 
 // Rows with a large part of the work go one by one, all threads at each; the others go side by side.
-void MatrixProducts::compute(const DenseMatrix& w, DenseMatrix* schur) {
-  const size_t size = block_.parts.size();
-  if (schur->rows() != size) schur->reset(size, size);
+void MatrixProducts::compute(const DenseMatrix& w, std::span<const size_t> places,
+                             MatrixView sum) {
+  const Target target{places, sum};
   const double multiplications = num_multiplications();
   ThreadTeam* const team = algebra_.team_for(multiplications);
   work_.resize(team == nullptr ? 1 : team->num_threads());
   if (team == nullptr) {
-    for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &work_[0], schur);
+    for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &work_[0], target);
     return;
   }
   constexpr double kPartsOfThread = 8.0;
@@ -208,17 +208,18 @@ void MatrixProducts::compute(const DenseMatrix& w, DenseMatrix* schur) {
   std::vector<size_t> others;
   for (size_t i = 0; i < rows_.size(); ++i) {
     if (work_of(rows_[i]) > large) {
-      compute_row(w, i, &work_[0], schur);
+      compute_row(w, i, &work_[0], target);
     } else {
       others.push_back(i);
     }
   }
   run_pieces(team, others.size(), [&](size_t piece, size_t worker) {
-    compute_row(w, others[piece], &work_[worker], schur);
+    compute_row(w, others[piece], &work_[worker], target);
   });
 }
 
-void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work, DenseMatrix* schur) {
+void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work,
+                                 const Target& target) {
   const Row& row = rows_[i];
   // For a row that goes alone, some of the later ones at a time.
   const auto multiply_with_later = [&](auto product) {
@@ -229,7 +230,7 @@ void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work, Den
                [&](size_t piece, size_t) {
                  const Range range = range_of_piece(later, pieces, piece);
                  for (size_t j = i + range.first; j < i + range.first + range.count; ++j) {
-                   store(row.part, rows_[j].part, product(rows_[j]), schur);
+                   store(row.part, rows_[j].part, product(rows_[j]), target);
                  }
                });
   };
@@ -287,11 +288,13 @@ double MatrixProducts::gathered_product(const Row& row, const Work& work) const 
   return sum;
 }
 
-void MatrixProducts::store(int32_t a, int32_t b, double value, DenseMatrix* schur) {
+void MatrixProducts::store(int32_t a, int32_t b, double value, const Target& target) {
   const int32_t low = std::min(a, b);
   const int32_t high = std::max(a, b);
   if (low >= 0) {
-    (*schur)(index(high), index(low)) = value;
+    const size_t p = target.places[index(low)];
+    const size_t q = target.places[index(high)];
+    target.sum(std::min(p, q), std::max(p, q)) += value;
   } else if (high >= 0) {
     (low == kCost ? cost_column_ : identity_column_)[index(high)] = value;
   } else if (low != high) {

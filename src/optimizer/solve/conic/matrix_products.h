@@ -18,9 +18,9 @@ class MatrixProducts {
  public:
   MatrixProducts(const MatrixBlock& block, const DenseAlgebra& algebra);
 
-  // Computes all products with W. Those of the A_i go into the lower triangle of `schur`, which has
-  // a row and a column for each part of the block.
-  void compute(const DenseMatrix& w, DenseMatrix* schur);
+  // Computes all products with W. Those of the A_i are added to the upper triangle of `sum`, in which
+  // each part of the block has the place given.
+  void compute(const DenseMatrix& w, std::span<const size_t> places, MatrixView sum);
 
   // Of all products, in the time of those in products of matrices.
   double num_multiplications() const;
@@ -60,14 +60,19 @@ class MatrixProducts {
   void factor_rank_one(Row* row) const;
   bool takes_full_product(const Row& row) const;
   double work_of(const Row& row) const;
-  void compute_row(const DenseMatrix& w, size_t i, Work* work, DenseMatrix* schur);
+  // Where products go.
+  struct Target {
+    std::span<const size_t> places;
+    MatrixView sum;
+  };
+  void compute_row(const DenseMatrix& w, size_t i, Work* work, const Target& target);
   void multiply_factor(const DenseMatrix& w, const Row& row, Work* work) const;
   void multiply_by_scaling(const DenseMatrix& w, const Row& row, Work* work) const;
   void multiply_by_elements(const Row& row, Work* work) const;
   double factored_product(const Row& row, const Work& work) const;
   double full_product(const Row& row, const Work& work) const;
   double gathered_product(const Row& row, const Work& work) const;
-  void store(int32_t a, int32_t b, double value, DenseMatrix* schur);
+  void store(int32_t a, int32_t b, double value, const Target& target);
 
   const MatrixBlock& block_;
   const DenseAlgebra& algebra_;

@@ -95,4 +95,22 @@ class DenseMatrix {
   std::vector<double> values_;
 };
 
+// Two triangles of one order, each with a diagonal of its own, in hardly more memory than one square:
+// the lower triangle of one matrix and the upper triangle of another.
+class TrianglePair {
+ public:
+  // All elements become 0.
+  void reset(size_t order) { values_.reset(order + 1, order); }
+  size_t order() const { return values_.cols(); }
+
+  // Views of which only the lower triangle, or the upper one, may be read or written.
+  MatrixView lower() { return values_.view().block(1, 0, order(), order()); }
+  ConstMatrixView lower() const { return values_.view().block(1, 0, order(), order()); }
+  MatrixView upper() { return values_.view().block(0, 0, order(), order()); }
+  ConstMatrixView upper() const { return values_.view().block(0, 0, order(), order()); }
+
+ private:
+  DenseMatrix values_;
+};
+
 }  // namespace vorlan::conic

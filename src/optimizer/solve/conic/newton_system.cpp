@@ -41,7 +41,6 @@ NewtonSystem::NewtonSystem(const ConicProblem& problem, const Scalings& scalings
   for (const MatrixBlock& block : problem.matrices) products_.emplace_back(block, *algebra);
   choose_matrix_rows();
   build_pattern(scalings);
-  end_.products.reset(end_.rows.size(), end_.rows.size());
   for (auto* vector : {&rhs_, &solution_, &residual_}) vector->assign(index(upper_.order), 0.0);
   ldl_.use(algebra);
   std::vector<int32_t> last;
@@ -240,32 +239,27 @@ double NewtonSystem::num_multiplications() const {
 }
 
 void NewtonSystem::add_matrix_values(const Scalings& scalings) {
-  end_.products.fill(0.0);
+  const MatrixView end = ldl_.taken_off();
+  if (!end_.rows.empty()) {
+    for (size_t col = 0; col < end.cols(); ++col) std::fill_n(&end(0, col), col + 1, 0.0);
+  }
+  std::vector<size_t> places;
   for (size_t m = 0; m < products_.size(); ++m) {
-    products_[m].compute(scalings.matrix(m).w(), &schur_);
+    const std::vector<MatrixPart>& parts = problem_.matrices[m].parts;
+    places.clear();
     if (has_dense_end_) {
-      add_to_dense_end(problem_.matrices[m].parts);
+      for (const MatrixPart& part : parts) places.push_back(index(end_.place[index(part.row)]));
+      products_[m].compute(scalings.matrix(m).w(), places, end);
       continue;
     }
-    const size_t size = schur_.rows();
+    for (size_t p = 0; p < parts.size(); ++p) places.push_back(p);
+    schur_.reset(parts.size(), parts.size());
+    products_[m].compute(scalings.matrix(m).w(), places, schur_);
     size_t k = 0;
-    for (size_t col = 0; col < size; ++col) {
-      for (size_t row = col; row < size; ++row) {
+    for (size_t row = 0; row < parts.size(); ++row) {
+      for (size_t col = row; col < parts.size(); ++col) {
         upper_.value[index(place_.matrices[m][k++])] -= schur_(row, col);
       }
-    }
-  }
-}
-
-void NewtonSystem::add_to_dense_end(const std::vector<MatrixPart>& parts) {
-  std::vector<size_t> places;
-  places.reserve(parts.size());
-  for (const MatrixPart& part : parts) places.push_back(index(end_.place[index(part.row)]));
-  for (size_t col = 0; col < places.size(); ++col) {
-    const size_t q = places[col];
-    for (size_t row = col; row < places.size(); ++row) {
-      const size_t p = places[row];
-      end_.products(std::max(p, q), std::min(p, q)) += schur_(row, col);
     }
   }
 }
@@ -276,7 +270,7 @@ void NewtonSystem::factor_shifted() {
     upper_.value[diagonal_place(node)] =
         value + sign_[node] * (shift_ + kRelativeShift * std::fabs(value));
   }
-  ldl_.factor(upper_, sign_, end_.rows.empty() ? nullptr : &end_.products);
+  ldl_.factor(upper_, sign_);
 }
 
 void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* out) const {
@@ -296,7 +290,7 @@ void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* o
   std::vector<double> part;
   for (const int32_t row : end_.rows) part.push_back(x[first_row_node_ + index(row)]);
   std::vector<double> product(part.size());
-  algebra_->multiply_vector(end_.products, part, product);
+  algebra_->multiply_vector(ldl_.taken_off(), part, product, Triangle::kUpper);
   for (size_t k = 0; k < product.size(); ++k) {
     (*out)[first_row_node_ + index(end_.rows[k])] -= product[k];
   }

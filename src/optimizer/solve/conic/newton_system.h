@@ -66,7 +66,6 @@ class NewtonSystem {
   size_t diagonal_place(size_t node) const { return index(upper_.start[node + 1]) - 1; }
   void add_cone_values(const Scalings& scalings);
   void add_matrix_values(const Scalings& scalings);
-  void add_to_dense_end(const std::vector<MatrixPart>& parts);
   void factor_shifted();
   void multiply(const std::vector<double>& x, std::vector<double>* out) const;
   double norm_of_residual();
@@ -76,12 +75,11 @@ class NewtonSystem {
     std::vector<std::vector<int64_t>> cones;     // of each cone's Hessian
     std::vector<std::vector<int64_t>> matrices;  // of each matrix variable's products
   };
-  // The dense end of the matrix: the equations with matrix variables, and M among them, in the
-  // lower triangle.
+  // The dense end of the matrix: the equations with matrix variables. M among them is what the factor
+  // takes off there.
   struct DenseEnd {
     std::vector<int32_t> rows;
     std::vector<int32_t> place;  // of each equation
-    DenseMatrix products;
   };
 
   const ConicProblem& problem_;
@@ -98,7 +96,7 @@ class NewtonSystem {
   bool has_dense_end_ = true;
   DenseEnd end_;
   std::vector<MatrixProducts> products_;
-  DenseMatrix schur_;  // of one matrix variable
+  DenseMatrix schur_;  // of one matrix variable, where there is no dense end
   double shift_;
   CondensedLdl ldl_;
   std::vector<double> rhs_, solution_, residual_;

@@ -6,9 +6,9 @@
 #include <Eigen/SparseCore>
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 #include "solve/check/vectors.h"
 
@@ -61,6 +61,7 @@ void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> la
   build_tree();
   const std::vector<int64_t> counts = count_columns();
   choose_leading(counts, last.size());
+  is_end_given_ = !last.empty();
   end_.resize(index(order_ - num_leading_));
   solution_.resize(index(order_));
   is_supernodal_ = has_long_columns(counts);
@@ -213,42 +214,54 @@ double SparseLdl::num_multiplications() const {
   return supernodal_multiplications_ + std::pow(dense_order(), 3) / 6.0;
 }
 
-void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-                       const DenseMatrix* taken_off) {
+void SparseLdl::factor(const UpperTriangle& matrix, std::span<const int8_t> signs) {
   for (size_t k = 0; k < place_of_element_.size(); ++k) {
     permuted_.value[index(place_of_element_[k])] = matrix.value[k];
   }
-  factor(signs, taken_off);
+  factor(signs);
 }
 
-void SparseLdl::factor(std::span<const int8_t> signs, const DenseMatrix* taken_off) {
-  set_up(signs, taken_off);
+void SparseLdl::factor(std::span<const int8_t> signs) {
+  set_up(signs);
   const std::span<const int32_t> nodes = std::span(node_at_).subspan(index(num_leading_));
   std::vector<int8_t> end_signs;
   for (const int32_t node : nodes) end_signs.push_back(signs[index(node)]);
   const bool is_negative =
       std::all_of(end_signs.begin(), end_signs.end(), [](int8_t sign) { return sign < 0; });
-  if (end_.has_algebra() && taken_off != nullptr && is_negative) {
+  if (end_.has_algebra() && is_end_given_ && is_negative) {
     if (end_.factor_negative()) return;
-    set_up(signs, taken_off);
+    set_up(signs);
   }
   for (const size_t place : end_.factor(end_signs, pivot_rule_)) replaced_.push_back(nodes[place]);
 }
 
 // Factors all but the dense end itself.
-void SparseLdl::set_up(std::span<const int8_t> signs, const DenseMatrix* taken_off) {
+void SparseLdl::set_up(std::span<const int8_t> signs) {
   replaced_.clear();
-  if (taken_off != nullptr) {
-    const std::span<double> values = end_.matrix().values();
-    std::transform(taken_off->values().begin(), taken_off->values().end(), values.begin(),
-                   std::negate<>());
-  } else {
-    end_.matrix().fill(0.0);
-  }
+  start_end();
   if (is_supernodal_) return factor_supernodes(signs);
   std::copy(start_.begin(), start_.end() - 1, column_end_.begin());
   std::fill(mark_.begin(), mark_.end(), -1);
   for (int32_t k = 0; k < order_; ++k) factor_row(k, signs);
+}
+
+// Minus what is taken off, or 0. A few columns at a time, so that those of both triangles stay in the
+// cache.
+void SparseLdl::start_end() {
+  constexpr size_t kTile = 16;
+  const MatrixView end = end_.matrix();
+  if (!is_end_given_) {
+    for (size_t col = 0; col < end.cols(); ++col) std::fill_n(&end(col, col), end.rows() - col, 0.0);
+    return;
+  }
+  const ConstMatrixView taken = std::as_const(end_).kept();
+  for (size_t first = 0; first < end.cols(); first += kTile) {
+    const size_t width = std::min(kTile, end.cols() - first);
+    for (size_t row = first; row < end.rows(); ++row) {
+      const size_t count = std::min(width, row - first + 1);
+      for (size_t col = first; col < first + count; ++col) end(row, col) = -taken(col, row);
+    }
+  }
 }
 
 void SparseLdl::factor_supernodes(std::span<const int8_t> signs) {
@@ -291,7 +304,7 @@ void SparseLdl::factor_row(int32_t k, std::span<const int8_t> signs) {
     return;
   }
   const size_t row = index(k - num_leading_);
-  DenseMatrix& end = end_.matrix();
+  const MatrixView end = end_.matrix();
   end(row, row) += diagonal;
   const auto move = [&](size_t col) {
     end(row, col) += work_[index(num_leading_) + col];

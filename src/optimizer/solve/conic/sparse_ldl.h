@@ -46,16 +46,19 @@ class SparseLdl {
     supernodes_.use(algebra);
   }
 
-  // Factors the matrix, of the pattern analyzed, whose pivots have the signs given. From the nodes
-  // of the dense end, in its order, the lower triangle of `taken_off` is taken off if it is not null.
-  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs,
-              const DenseMatrix* taken_off);
+  // The upper triangle of a matrix that each factorization takes off the nodes of the dense end, in
+  // its order: 0 after analyze(), and kept by factor().
+  MatrixView taken_off() { return end_.kept(); }
+  ConstMatrixView taken_off() const { return end_.kept(); }
+
+  // Factors the matrix, of the pattern analyzed, whose pivots have the signs given.
+  void factor(const UpperTriangle& matrix, std::span<const int8_t> signs);
 
   // For a caller that adds up the matrix's values where they are needed: the place of each element of
   // the matrix analyzed among the values, which is given away, and the factorization of these values.
   std::vector<int32_t> take_places() { return std::move(place_of_element_); }
   std::span<double> values() { return permuted_.value; }
-  void factor(std::span<const int8_t> signs, const DenseMatrix* taken_off);
+  void factor(std::span<const int8_t> signs);
 
   // Replaces the right-hand side by the solution.
   void solve(std::span<double> rhs) const;
@@ -88,10 +91,12 @@ class SparseLdl {
   void factor_supernodes(std::span<const int8_t> signs);
   void solve_rows_forward(std::span<double> x) const;
   void solve_rows_backward(std::span<double> x) const;
-  void set_up(std::span<const int8_t> signs, const DenseMatrix* taken_off);
+  void set_up(std::span<const int8_t> signs);
+  void start_end();
 
   int32_t order_ = 0;
   int32_t num_leading_ = 0;        // the others are the dense end
+  bool is_end_given_ = false;
   std::vector<int32_t> node_at_;   // node at each place of the order
   std::vector<int32_t> place_of_;  // and the inverse
   std::vector<int32_t> parent_;    // elimination tree, by place

@@ -189,7 +189,8 @@ TEST(BestPoint, KeepsTheNearest) {
 TEST(RayClaims, LookAgainOnlyAtMuchBetterRays) {
   int proofs = 0;
   bool holds = false;
-  RayClaims claims([&](const InteriorPoint&) {
+  const ConicProblem problem = small_problem();
+  RayClaims claims(problem, [&](const InteriorPoint&) {
     ++proofs;
     return holds;
   });

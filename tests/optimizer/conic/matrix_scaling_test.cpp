@@ -256,11 +256,13 @@ TEST(MatrixDirection, AStepFollowsFromItsMultipliers) {
   expect_near(step.x, dx);
 
   // A correction by a further dy is a step of the sum.
+  direction.aim_at_boundary();
   const MatrixStep affine = direction.find_affine(dy, 0.25, 0.5);
   expect_near(affine.scaled.x, step.scaled.x);
   const std::vector<double> more = {1.0, 0.0, 0.5, -0.25};
   std::vector<double> sum = dy;
   for (size_t i = 0; i < sum.size(); ++i) sum[i] += more[i];
+  direction.aim_at_boundary();
   const MatrixStep whole = direction.find(sum, 0.25, 0.5);
   direction.correct(more, &step);
   expect_near(step.x, whole.x);

@@ -27,10 +27,16 @@ class BestPoint {
   }
   // Takes the iterate, whatever was held.
   void hold(const Iterate& iterate, const Measures& measures) {
-    iterate_ = iterate;
+    static_cast<ScalarVariables&>(iterate_) = iterate;
+    iterate_.matrix_residual = iterate.matrix_residual;
+    iterate_.matrices.resize(iterate.matrices.size());
+    for (size_t m = 0; m < iterate.matrices.size(); ++m) {
+      iterate_.matrices[m].x = iterate.matrices[m].x;
+    }
     measures_ = measures;
   }
 
+  // Without the duals of matrix variables, which the others determine.
   const Iterate& iterate() const { return iterate_; }
   // All infinite before the first iterate.
   const Measures& measures() const { return measures_; }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/matrix_block.h"
@@ -113,21 +114,23 @@ void Direction::aim_at_boundary() {
   for (MatrixDirection& matrix : matrices_) matrix.aim_at_boundary();
 }
 
-void Direction::aim_at_path(double mu, const Step& affine) {
+void Direction::aim_at_path(double mu, Step* affine) {
   for (size_t k = 0; k < bound_rhs_.size(); ++k) {
-    bound_rhs_[k] = -at_.z[k] + (mu - affine.s[k] * affine.z[k]) / at_.s[k];
+    bound_rhs_[k] = -at_.z[k] + (mu - affine->s[k] * affine->z[k]) / at_.s[k];
   }
   std::vector<double> s, z, ds, dz;
   for (size_t c = 0; c < problem_.cones.size(); ++c) {
     const ConeBlock& block = problem_.cones[c];
     gather(block, at_.x, &s);
     gather(block, at_.cone_dual, &z);
-    gather(block, affine.x, &ds);
-    gather(block, affine.cone_dual, &dz);
+    gather(block, affine->x, &ds);
+    gather(block, affine->cone_dual, &dz);
     scalings_.cone(c).centering_rhs({s, z}, mu, {ds, dz}, cone_rhs(c));
   }
-  pair_rhs_ = -at_.tau * at_.kappa + (mu - affine.tau * affine.kappa);
-  scalings_.for_each_matrix([&](size_t m) { matrices_[m].aim_at_path(mu, affine.matrices[m]); });
+  pair_rhs_ = -at_.tau * at_.kappa + (mu - affine->tau * affine->kappa);
+  scalings_.for_each_matrix([&](size_t m) {
+    matrices_[m].aim_at_path(mu, std::move(affine->matrices[m]));
+  });
 }
 
 // The right-hand sides of the system, from those of complementarity.
@@ -241,8 +244,8 @@ Step Direction::find_affine() {
   return step;
 }
 
-Step Direction::find(double reduction, double mu, const Step& affine) {
-  aim_at_path(mu, affine);
+Step Direction::find(double reduction, double mu, Step affine) {
+  aim_at_path(mu, &affine);
   Step step;
   solve_for_offset(reduction, &step);
   const double ratio = step.tau / at_.tau;

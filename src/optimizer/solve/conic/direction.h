@@ -28,7 +28,7 @@ class Direction {
   Step find_affine();
   // The step that takes the share `reduction` off the residuals, and leads to the central path with
   // this mu, with the second-order term of the affine step.
-  Step find(double reduction, double mu, const Step& affine);
+  Step find(double reduction, double mu, Step affine);
 
   // How far the cones are from the path that the last step led to: the largest right-hand side of
   // their complementarity.
@@ -39,7 +39,8 @@ class Direction {
   double factor_of_tau();
   // Right-hand sides of the complementarity conditions.
   void aim_at_boundary();
-  void aim_at_path(double mu, const Step& affine);
+  // The affine step's matrices are lost.
+  void aim_at_path(double mu, Step* affine);
   void set_rhs(double reduction);
   // The value that tau_factor_ dtau must have.
   double last_equation(double reduction, double* rounding) const;

@@ -85,7 +85,7 @@ bool ExtendedMethod::can_solve(const ConicProblem& problem) {
 
 void ExtendedMethod::run(InteriorPoint* result) {
   iterate();
-  best_.iterate().write(1.0, result);
+  best_.iterate().write(problem_, 1.0, result);
   result->measures = best_.measures();
   result->iterations = iteration_;
   if (result->measures.worst(kLoose) <= 1.0) {

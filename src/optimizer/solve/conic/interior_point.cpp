@@ -53,7 +53,7 @@ InteriorPointMethod::InteriorPointMethod(const ConicProblem& problem, const Equi
       best_(tolerances),
       accurate_(tolerances),
       most_feasible_(tolerances),
-      claims_(std::move(proves)) {}
+      claims_(problem, std::move(proves)) {}
 
 Status InteriorPointMethod::run(InteriorPoint* result) {
   Status status = prepare();
@@ -66,10 +66,13 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
   result->iterations = iteration_;
   const bool is_ray = result->certificate != Certificate::kNone;
   result->measures = is_ray ? measures_ : best_.measures();
+  // Their memory is as good for the answer.
+  system_.reset();
+  scalings_.reset();
   if (is_ray) {
-    now_.write(1.0, result);
+    now_.write(problem_, 1.0, result);
   } else {
-    best_.iterate().write(1.0 / best_.iterate().tau, result);
+    best_.iterate().write(problem_, 1.0 / best_.iterate().tau, result);
   }
   return {};
 }
@@ -138,12 +141,13 @@ bool InteriorPointMethod::iterate(Direction::Tau tau, InteriorPoint* result) {
 double InteriorPointMethod::make_step(Direction::Tau tau) {
   system_->factor(*scalings_);
   Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(), tau);
-  const Step affine = direction.find_affine();
+  Step affine = direction.find_affine();
   const double affine_length = std::min(1.0, scalings_->step_length(now_, affine));
   const double sigma = (1.0 - affine_length) * (1.0 - affine_length);
-  const Step step = direction.find(1.0 - sigma, sigma * scalings_->mu(now_), affine);
+  Step step = direction.find(1.0 - sigma, sigma * scalings_->mu(now_), std::move(affine));
   const double share = Scalings::kLeastToBoundary + kMoreToBoundary * affine_length;
   double length = std::min(1.0, share * scalings_->step_length(now_, step));
+  step.drop_scaled_terms();
   if (!std::isfinite(length) || !(length > 0.0) || !advance(step, &length)) return 0.0;
   if (tau == Direction::Tau::kHeld) {
     balance_kappa();
@@ -215,11 +219,11 @@ void InteriorPointMethod::look_at_iterate() {
 bool InteriorPointMethod::advance(const Step& step, double* length) {
   constexpr int kMostTries = 30;
   constexpr double kShortening = 0.8;
-  before_ = now_;
+  before_ = now_.without_matrices();
   for (int attempt = 0; attempt < kMostTries; ++attempt) {
     now_.take(problem_, step, *length);
     if (now_.tau > 0.0 && now_.kappa > 0.0 && scalings_->update(now_)) return true;
-    now_ = before_;
+    now_.take_back(problem_, before_, step, *length);
     *length *= kShortening;
   }
   return false;
@@ -233,7 +237,9 @@ bool InteriorPointMethod::is_finished(Direction::Tau tau, InteriorPoint* result)
   const double before = best_.worst();
   const double worst = measures_.worst(tolerances_);
   best_.offer(now_, measures_);
-  if (tau == Direction::Tau::kFree) most_feasible_.offer_feasible(now_, measures_);
+  if (tau == Direction::Tau::kFree && problem_.matrices.empty()) {
+    most_feasible_.offer_feasible(now_, measures_);
+  }
   if (worst <= kWellWithin || (before <= 1.0 && worst > kSlow * before)) {
     result->outcome = Outcome::kOptimal;
     return true;
@@ -337,7 +343,7 @@ void InteriorPointMethod::offer_point() const {
   InteriorPoint point;
   point.outcome = Outcome::kStopped;
   point.measures = best_.measures();
-  best_.iterate().write(1.0 / best_.iterate().tau, &point);
+  best_.iterate().write(problem_, 1.0 / best_.iterate().tau, &point);
   offer_(point);
 }
 

@@ -87,7 +87,8 @@ class InteriorPointMethod {
   std::unique_ptr<NewtonSystem> system_;
 
   int32_t iteration_ = 0;
-  Iterate now_, before_;
+  Iterate now_;
+  Iterate before_;  // the last step, without matrix variables
   Residuals residuals_;
   Measures measures_;
   BestPoint best_;

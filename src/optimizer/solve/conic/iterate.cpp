@@ -19,6 +19,10 @@ Step zero_step(const ConicProblem& problem) {
   return step;
 }
 
+void Step::drop_scaled_terms() {
+  for (MatrixStep& matrix : matrices) matrix.scaled = {};
+}
+
 double Iterate::complementarity() const {
   double product = tau * kappa + dot(s, z) + dot(x, cone_dual);
   for (const MatrixPoint& matrix : matrices) product += dot(matrix.x.values(), matrix.z.values());
@@ -34,12 +38,34 @@ void Iterate::take(const ConicProblem& problem, const Step& step, double length)
   tau += length * step.tau;
   kappa += length * step.kappa;
   matrix_residual *= 1.0 - length * step.reduction;
+  move_matrices(problem, step, length);
+}
+
+void Iterate::take_back(const ConicProblem& problem, const Iterate& before, const Step& step,
+                        double length) {
+  static_cast<ScalarVariables&>(*this) = before;
+  matrix_residual = before.matrix_residual;
+  move_matrices(problem, step, -length);
+}
+
+Iterate Iterate::without_matrices() const {
+  Iterate other;
+  static_cast<ScalarVariables&>(other) = *this;
+  other.matrix_residual = matrix_residual;
+  return other;
+}
+
+void Iterate::move_matrices(const ConicProblem& problem, const Step& step, double length) {
   for (size_t m = 0; m < matrices.size(); ++m) {
     const std::span<double> to = matrices[m].x.values();
     const std::span<const double> change = step.matrices[m].x.values();
     for (size_t i = 0; i < to.size(); ++i) to[i] += length * change[i];
-    combine(problem.matrices[m], tau - matrix_residual, y, matrix_residual, &matrices[m].z);
+    find_matrix_dual(problem.matrices[m], &matrices[m].z);
   }
+}
+
+void Iterate::find_matrix_dual(const MatrixBlock& block, DenseMatrix* dual) const {
+  combine(block, tau - matrix_residual, y, matrix_residual, dual);
 }
 
 void Iterate::multiply(double factor) {
@@ -56,19 +82,19 @@ void Iterate::multiply(double factor) {
   matrix_residual *= factor;
 }
 
-void Iterate::write(double factor, InteriorPoint* point) const {
+void Iterate::write(const ConicProblem& problem, double factor, InteriorPoint* point) const {
   point->x = times(factor, x);
   point->y = times(factor, y);
   point->z = times(factor, z);
   point->cone_dual = times(factor, cone_dual);
   point->matrices.clear();
   point->matrix_duals.clear();
-  for (const MatrixPoint& matrix : matrices) {
-    for (const auto& [from, to] :
-         {std::pair{&matrix.x, &point->matrices}, std::pair{&matrix.z, &point->matrix_duals}}) {
-      to->push_back(*from);
-      for (double& value : to->back().values()) value *= factor;
-    }
+  for (size_t m = 0; m < matrices.size(); ++m) {
+    DenseMatrix& primal = point->matrices.emplace_back(matrices[m].x);
+    for (double& value : primal.values()) value *= factor;
+    DenseMatrix& dual = point->matrix_duals.emplace_back(primal.rows(), primal.cols());
+    find_matrix_dual(problem.matrices[m], &dual);
+    for (double& value : dual.values()) value *= factor;
   }
 }
 

@@ -21,6 +21,9 @@ struct ScalarVariables {
 struct Step : ScalarVariables {
   double reduction = 0.0;
   std::vector<MatrixStep> matrices;
+
+  // Of matrix variables, only the change of X is of use once the length of the step is known.
+  void drop_scaled_terms();
 };
 
 // A step of no length at all.
@@ -36,10 +39,20 @@ struct Iterate : ScalarVariables {
   double complementarity() const;
   // Goes along the step.
   void take(const ConicProblem& problem, const Step& step, double length);
+  // Goes back to where it was before it took this length of the step, exactly but for the rounding of
+  // matrix variables.
+  void take_back(const ConicProblem& problem, const Iterate& before, const Step& step,
+                 double length);
+  // All but the matrix variables and their duals.
+  Iterate without_matrices() const;
   // Multiplies all variables, which leaves the point that the iterate stands for as it is.
   void multiply(double factor);
-  // Writes the variables, times the factor, into a point.
-  void write(double factor, InteriorPoint* point) const;
+  // Writes the variables, times the factor, into a point. The duals of matrix variables are made anew.
+  void write(const ConicProblem& problem, double factor, InteriorPoint* point) const;
+
+ private:
+  void move_matrices(const ConicProblem& problem, const Step& step, double length);
+  void find_matrix_dual(const MatrixBlock& block, DenseMatrix* dual) const;
 };
 
 }  // namespace vorlan::conic

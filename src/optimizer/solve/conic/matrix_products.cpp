@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <utility>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/lane_dot.h"
@@ -137,16 +138,24 @@ void MatrixProducts::multiply_factor(const DenseMatrix& w, const Row& row, Work*
   }
 }
 
+void MatrixProducts::gather(const DenseMatrix& w, const Row& row, Work* work) const {
+  const size_t height = row.support.size();
+  work->place.resize(w.rows());
+  for (size_t k = 0; k < height; ++k) work->place[row.support[k]] = k;
+  work->gathered = w.view();
+  if (height == w.rows()) return;
+  work->some_columns.resize(w.rows(), height);
+  for (size_t k = 0; k < height; ++k) {
+    const std::span<const double> column = w.view().column(row.support[k]);
+    std::copy(column.begin(), column.end(), work->some_columns.view().column(k).begin());
+  }
+  work->gathered = std::as_const(work->some_columns).view();
+}
+
 // All matrices have a column, or a row, for each row of the support.
 void MatrixProducts::multiply_by_scaling(const DenseMatrix& w, const Row& row, Work* work) const {
   const size_t height = row.support.size();
-  work->gathered.resize(w.rows(), height);
-  work->place.resize(w.rows());
-  for (size_t k = 0; k < height; ++k) {
-    work->place[row.support[k]] = k;
-    const std::span<const double> column = w.view().column(row.support[k]);
-    std::copy(column.begin(), column.end(), work->gathered.view().column(k).begin());
-  }
+  gather(w, row, work);
   if (kSpeedOfFullProduct * static_cast<double>(row.end - row.start) <
       static_cast<double>(height * height)) {
     return multiply_by_elements(row, work);
@@ -195,26 +204,27 @@ double MatrixProducts::num_multiplications() const {
 void MatrixProducts::compute(const DenseMatrix& w, std::span<const size_t> places,
                              MatrixView sum) {
   const Target target{places, sum};
+  std::vector<Work> works;
   const double multiplications = num_multiplications();
   ThreadTeam* const team = algebra_.team_for(multiplications);
-  work_.resize(team == nullptr ? 1 : team->num_threads());
+  works.resize(team == nullptr ? 1 : team->num_threads());
   if (team == nullptr) {
-    for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &work_[0], target);
+    for (size_t i = 0; i < rows_.size(); ++i) compute_row(w, i, &works[0], target);
     return;
   }
   constexpr double kPartsOfThread = 8.0;
   const double all = multiplications / kSpeedOfFullProduct;
-  const double large = all / (kPartsOfThread * static_cast<double>(work_.size()));
+  const double large = all / (kPartsOfThread * static_cast<double>(works.size()));
   std::vector<size_t> others;
   for (size_t i = 0; i < rows_.size(); ++i) {
     if (work_of(rows_[i]) > large) {
-      compute_row(w, i, &work_[0], target);
+      compute_row(w, i, &works[0], target);
     } else {
       others.push_back(i);
     }
   }
   run_pieces(team, others.size(), [&](size_t piece, size_t worker) {
-    compute_row(w, others[piece], &work_[worker], target);
+    compute_row(w, others[piece], &works[worker], target);
   });
 }
 
@@ -246,9 +256,13 @@ void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work,
     algebra_.multiply_symmetric(1.0, work->gathered, transposed(work->image), 0.0, work->product);
     return multiply_with_later([&](const Row& later) { return full_product(later, *work); });
   }
-  const auto elements = static_cast<double>(work->gathered.values().size());
+  const auto elements = static_cast<double>(work->image.values().size());
   ThreadTeam* const team = algebra_.team_for(kSpeedOfFullProduct * elements);
-  transpose(work->gathered, team, &work->gathered_rows);
+  work->gathered_rows = work->gathered;
+  if (!work->gathered.is_square()) {
+    transpose(work->some_columns, team, &work->some_rows);
+    work->gathered_rows = std::as_const(work->some_rows).view();
+  }
   transpose(work->image, team, &work->image_rows);
   multiply_with_later([&](const Row& later) { return gathered_product(later, *work); });
 }

@@ -49,10 +49,12 @@ class MatrixProducts {
     double sign;
   };
   // What a thread keeps of the row at hand: W a where A is sign a a'; else the columns of W in its
-  // support, W A there, the transposes of both, and W A W.
+  // support, W A there, the transposes of both, and W A W. All columns are W itself, its own transpose.
   struct Work {
     std::vector<double> along;
-    DenseMatrix gathered, image, gathered_rows, image_rows, product;
+    DenseMatrix some_columns, image, some_rows, image_rows, product;
+    ConstMatrixView gathered{nullptr, 0, 0, 0};
+    ConstMatrixView gathered_rows{nullptr, 0, 0, 0};
     std::vector<size_t> place;  // in the support
   };
   Row make_row(int32_t part, const std::vector<TriangleEntry>& entries);
@@ -67,6 +69,7 @@ class MatrixProducts {
   };
   void compute_row(const DenseMatrix& w, size_t i, Work* work, const Target& target);
   void multiply_factor(const DenseMatrix& w, const Row& row, Work* work) const;
+  void gather(const DenseMatrix& w, const Row& row, Work* work) const;
   void multiply_by_scaling(const DenseMatrix& w, const Row& row, Work* work) const;
   void multiply_by_elements(const Row& row, Work* work) const;
   double factored_product(const Row& row, const Work& work) const;
@@ -81,7 +84,6 @@ class MatrixProducts {
   std::vector<double> cost_column_, identity_column_;
   double cost_square_ = 0.0;
   double cost_identity_ = 0.0;
-  std::vector<Work> work_;  // of each thread
 };
 
 }  // namespace vorlan::conic

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "task/numeric.h"
@@ -30,7 +31,6 @@ MatrixScaling::MatrixScaling(Face face, const DenseAlgebra& algebra)
     : algebra_(algebra),
       face_(std::move(face)),
       g_(face_.dimension(), face_.order()),
-      w_(face_.dimension(), face_.dimension()),
       lambda_(face_.order(), 1.0) {}
 
 MatrixPoint MatrixScaling::start() const {
@@ -39,7 +39,7 @@ MatrixPoint MatrixScaling::start() const {
 
 bool MatrixScaling::update(const MatrixPoint& at) {
   const size_t n = order();
-  DenseMatrix& l = half_;
+  DenseMatrix l;
   face_.restrict_to(at.x, &l);
   if (!algebra_.factor_cholesky(l)) return false;
   for (size_t col = 1; col < n; ++col) std::fill_n(&l(0, col), col, 0.0);
@@ -55,64 +55,64 @@ bool MatrixScaling::update(const MatrixPoint& at) {
     for (double& value : g_.view().column(col)) value *= factor;
   }
   if (!face_.is_whole()) {
-    half_ = g_;
-    face_.embed(half_, &g_);
+    l = g_;
+    face_.embed(l, &g_);
   }
-  algebra_.square(g_, w_);
-  algebra_.mirror_lower(w_);
   return true;
 }
 
-// half = G'M, by columns of G', which are contiguous.
-void MatrixScaling::multiply_sparse(const DenseMatrix& matrix) {
+DenseMatrix MatrixScaling::w() const {
+  DenseMatrix w(dimension(), dimension());
+  algebra_.square(g_, w);
+  algebra_.mirror_lower(w);
+  return w;
+}
+
+// G'M, by columns of G', which are contiguous.
+DenseMatrix MatrixScaling::multiply_sparse(const DenseMatrix& matrix) const {
   const size_t n = order();
-  half_.reset(n, dimension());
-  transpose_.resize(n, dimension());
+  DenseMatrix product(n, dimension());
+  DenseMatrix transpose(n, dimension());
   constexpr size_t kColumnsOfPiece = 64;
   const size_t pieces = (dimension() + kColumnsOfPiece - 1) / kColumnsOfPiece;
   const auto elements = static_cast<double>(matrix.values().size());
   ThreadTeam* const team = algebra_.team_for(elements * kWorkOfElement);
-  run_pieces(team, pieces, [&](size_t piece, size_t) {
-    const Range rows = range_of_piece(dimension(), pieces, piece);
-    for (size_t row = rows.first; row < rows.first + rows.count; ++row) {
-      for (size_t col = 0; col < n; ++col) transpose_(col, row) = g_(row, col);
+  const auto for_each_column = [&](const std::function<void(size_t)>& work) {
+    run_pieces(team, pieces, [&](size_t piece, size_t) {
+      const Range columns = range_of_piece(dimension(), pieces, piece);
+      for (size_t col = columns.first; col < columns.first + columns.count; ++col) work(col);
+    });
+  };
+  for_each_column([&](size_t row) {
+    for (size_t col = 0; col < n; ++col) transpose(col, row) = g_(row, col);
+  });
+  for_each_column([&](size_t col) {
+    double* const to = &product(0, col);
+    for (size_t row = 0; row < dimension(); ++row) {
+      const double value = matrix(row, col);
+      if (value == 0.0) continue;
+      const double* const from = &transpose(0, row);
+      for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
     }
   });
-  run_pieces(team, pieces, [&](size_t piece, size_t) {
-    const Range columns = range_of_piece(dimension(), pieces, piece);
-    for (size_t col = columns.first; col < columns.first + columns.count; ++col) {
-      multiply_sparse_column(matrix, col);
-    }
-  });
+  return product;
 }
 
-void MatrixScaling::multiply_sparse_column(const DenseMatrix& matrix, size_t col) {
-  const size_t n = order();
-  double* to = &half_(0, col);
-  for (size_t row = 0; row < dimension(); ++row) {
-    const double value = matrix(row, col);
-    if (value == 0.0) continue;
-    const double* from = &transpose_(0, row);
-    for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
-  }
-}
-
-void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) {
+void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) const {
   if (is_sparse(matrix)) {
-    multiply_sparse(matrix);
-    algebra_.multiply_symmetric(1.0, half_, g_, 0.0, *out);
+    algebra_.multiply_symmetric(1.0, multiply_sparse(matrix), g_, 0.0, *out);
   } else {
-    half_.resize(dimension(), order());
-    algebra_.multiply(1.0, matrix, g_, 0.0, half_);
-    algebra_.multiply_symmetric(1.0, transposed(g_), half_, 0.0, *out);
+    DenseMatrix half(dimension(), order());
+    algebra_.multiply(1.0, matrix, g_, 0.0, half);
+    algebra_.multiply_symmetric(1.0, transposed(g_), half, 0.0, *out);
   }
   algebra_.mirror_lower(*out);
 }
 
-void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) {
-  half_.resize(dimension(), order());
-  algebra_.multiply(1.0, g_, matrix, 0.0, half_);
-  algebra_.multiply_symmetric(1.0, half_, transposed(g_), 0.0, *out);
+void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) const {
+  DenseMatrix half(dimension(), order());
+  algebra_.multiply(1.0, g_, matrix, 0.0, half);
+  algebra_.multiply_symmetric(1.0, half, transposed(g_), 0.0, *out);
   algebra_.mirror_lower(*out);
 }
 

@@ -37,23 +37,21 @@ class MatrixScaling {
   size_t dimension() const { return face_.dimension(); }
   size_t order() const { return lambda_.size(); }  // of matrices in scaled terms
   const DenseAlgebra& algebra() const { return algebra_; }
-  const DenseMatrix& w() const { return w_; }
+  DenseMatrix w() const;
   const std::vector<double>& lambda() const { return lambda_; }
 
   // out = G'MG of a symmetric M: what a dual matrix is in scaled terms.
-  void scale_dual(const DenseMatrix& matrix, DenseMatrix* out);
+  void scale_dual(const DenseMatrix& matrix, DenseMatrix* out) const;
   // out = G M G' of a symmetric M: the primal matrix that M is in scaled terms.
-  void unscale_primal(const DenseMatrix& matrix, DenseMatrix* out);
+  void unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) const;
 
  private:
-  void multiply_sparse(const DenseMatrix& matrix);
-  void multiply_sparse_column(const DenseMatrix& matrix, size_t col);
+  DenseMatrix multiply_sparse(const DenseMatrix& matrix) const;
 
   const DenseAlgebra& algebra_;
   Face face_;
-  DenseMatrix g_, w_;
+  DenseMatrix g_;
   std::vector<double> lambda_;
-  DenseMatrix half_, transpose_;  // work space
 };
 
 }  // namespace vorlan::conic

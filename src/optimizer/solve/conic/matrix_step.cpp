@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/least_eigenvalue.h"
@@ -60,39 +61,39 @@ double step_length(const MatrixScaling& scaling, const MatrixStep& step, double 
 }
 
 MatrixDirection::MatrixDirection(const MatrixBlock& block, const MatrixPoint& at,
-                                 MatrixScaling* scaling)
-    : block_(block),
-      at_(at),
-      scaling_(scaling),
-      scaled_rhs_(scaling->order(), scaling->order()),
-      rhs_(scaling->dimension(), scaling->dimension()) {}
+                                 const MatrixScaling* scaling)
+    : block_(block), at_(at), scaling_(scaling) {}
 
-// work = cost (C - I) - sum_i dy_i A_i.
-void MatrixDirection::combine_in_work(double cost, std::span<const double> dy) {
-  work_.resize(scaling_->dimension(), scaling_->dimension());
-  combine(block_, cost, dy, -cost, &work_);
+// G'MG with M = cost C + identity I - sum_i dy_i A_i.
+DenseMatrix MatrixDirection::scaled_dual(double cost, double identity,
+                                         std::span<const double> dy) const {
+  DenseMatrix change(scaling_->dimension(), scaling_->dimension());
+  combine(block_, cost, dy, identity, &change);
+  DenseMatrix scaled(order(), order());
+  scaling_->scale_dual(change, &scaled);
+  return scaled;
 }
 
-double MatrixDirection::column_square(std::span<const double> dy) {
-  work_.resize(scaling_->dimension(), scaling_->dimension());
-  combine(block_, 1.0, dy, 0.0, &work_);
-  scaling_->scale_dual(work_, &scaled_rhs_);
-  return dot(scaled_rhs_.values(), scaled_rhs_.values());
+double MatrixDirection::column_square(std::span<const double> dy) const {
+  const DenseMatrix scaled = scaled_dual(1.0, 0.0, dy);
+  return dot(scaled.values(), scaled.values());
 }
 
 // G diag(lambda) G' is X.
 void MatrixDirection::aim_at_boundary() {
-  scaled_rhs_.fill(0.0);
+  scaled_rhs_.reset(order(), order());
   for (size_t i = 0; i < order(); ++i) scaled_rhs_(i, i) = -scaling_->lambda()[i];
-  rhs_.fill(0.0);
-  add_matrix(-1.0, at_.x, &rhs_);
+  rhs_ = at_.x;
+  for (double& value : rhs_.values()) value = -value;
 }
 
 // (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2.
-void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
+void MatrixDirection::aim_at_path(double mu, MatrixStep affine) {
   const std::vector<double>& lambda = scaling_->lambda();
-  work_.resize(order(), order());
-  scaling_->algebra().multiply(1.0, affine.scaled.x, affine.scaled.z, 0.0, work_);
+  DenseMatrix product(order(), order());
+  scaling_->algebra().multiply(1.0, affine.scaled.x, affine.scaled.z, 0.0, product);
+  affine = {};
+  scaled_rhs_.resize(order(), order());
   // A few columns at a time, so that rows and columns of the product stay in the cache.
   constexpr size_t kTile = 16;
   const auto elements = static_cast<double>(order() * order());
@@ -101,7 +102,7 @@ void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
     const size_t first = piece * kTile;
     for (size_t row = first; row < order(); ++row) {
       for (size_t col = first; col < std::min({first + kTile, row + 1, order()}); ++col) {
-        double value = -0.5 * (work_(row, col) + work_(col, row));
+        double value = -0.5 * (product(row, col) + product(col, row));
         if (row == col) value += mu - lambda[row] * lambda[row];
         value *= 2.0 / (lambda[row] + lambda[col]);
         scaled_rhs_(row, col) = value;
@@ -109,6 +110,7 @@ void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
       }
     }
   });
+  rhs_.resize(scaling_->dimension(), scaling_->dimension());
   scaling_->unscale_primal(scaled_rhs_, &rhs_);
 }
 
@@ -116,40 +118,42 @@ void MatrixDirection::aim_at_path(double mu, const MatrixStep& affine) {
 void MatrixDirection::set_scaled(double ratio, MatrixStep* step) const {
   DenseMatrix& z = step->scaled.z;
   for (size_t i = 0; i < order(); ++i) z(i, i) += ratio * scaling_->lambda()[i];
-  step->scaled.x = scaled_rhs_;
   add_matrix(-1.0, z, &step->scaled.x);
 }
 
 MatrixStep MatrixDirection::find_affine(std::span<const double> dy, double ratio,
                                         double cost_change) {
   MatrixStep step;
-  step.scaled.z.reset(order(), order());
-  combine_in_work(cost_change, dy);
-  scaling_->scale_dual(work_, &step.scaled.z);
+  step.scaled.z = scaled_dual(cost_change, -cost_change, dy);
+  step.scaled.x = std::move(scaled_rhs_);
   set_scaled(ratio, &step);
   return step;
 }
 
 MatrixStep MatrixDirection::find(std::span<const double> dy, double ratio, double cost_change) {
-  MatrixStep step = zero_matrix_step(scaling_->dimension(), order());
-  combine_in_work(cost_change, dy);
-  scaling_->scale_dual(work_, &step.scaled.z);
-  scaling_->unscale_primal(step.scaled.z, &step.x);
-  const std::span<double> dx = step.x.values();
-  for (size_t i = 0; i < dx.size(); ++i) {
-    dx[i] = rhs_.values()[i] - ratio * at_.x.values()[i] - dx[i];
+  MatrixStep step;
+  step.scaled.z = scaled_dual(cost_change, -cost_change, dy);
+  step.x = std::move(rhs_);
+  {
+    DenseMatrix from_dual(scaling_->dimension(), scaling_->dimension());
+    scaling_->unscale_primal(step.scaled.z, &from_dual);
+    const std::span<double> dx = step.x.values();
+    for (size_t i = 0; i < dx.size(); ++i) {
+      dx[i] -= ratio * at_.x.values()[i] + from_dual.values()[i];
+    }
   }
+  step.scaled.x = std::move(scaled_rhs_);
   set_scaled(ratio, &step);
   return step;
 }
 
-void MatrixDirection::correct(std::span<const double> dy, MatrixStep* step) {
-  combine_in_work(0.0, dy);
-  scaling_->scale_dual(work_, &scaled_rhs_);
-  add_matrix(1.0, scaled_rhs_, &step->scaled.z);
-  add_matrix(-1.0, scaled_rhs_, &step->scaled.x);
-  scaling_->unscale_primal(scaled_rhs_, &rhs_);
-  add_matrix(-1.0, rhs_, &step->x);
+void MatrixDirection::correct(std::span<const double> dy, MatrixStep* step) const {
+  const DenseMatrix scaled = scaled_dual(0.0, 0.0, dy);
+  add_matrix(1.0, scaled, &step->scaled.z);
+  add_matrix(-1.0, scaled, &step->scaled.x);
+  DenseMatrix change(scaling_->dimension(), scaling_->dimension());
+  scaling_->unscale_primal(scaled, &change);
+  add_matrix(-1.0, change, &step->x);
 }
 
 }  // namespace vorlan::conic

@@ -27,36 +27,35 @@ double step_length(const MatrixScaling& scaling, const MatrixStep& step, double 
 // Finds steps from a point whose scaling is given.
 class MatrixDirection {
  public:
-  MatrixDirection(const MatrixBlock& block, const MatrixPoint& at, MatrixScaling* scaling);
+  MatrixDirection(const MatrixBlock& block, const MatrixPoint& at, const MatrixScaling* scaling);
 
   // The right-hand side R of the affine step, -diag(lambda).
   void aim_at_boundary();
   // The right-hand side towards the central path with this mu, with the second-order term of the
   // affine step.
-  void aim_at_path(double mu, const MatrixStep& affine);
+  void aim_at_path(double mu, MatrixStep affine);
   // The right-hand side as a change of X, G R G'.
   const DenseMatrix& rhs() const { return rhs_; }
 
   // |C - sum_i dy_i A_i|^2 in the norm of W.
-  double column_square(std::span<const double> dy);
+  double column_square(std::span<const double> dy) const;
 
   // The step with dZ = ratio Z - sum_i dy_i A_i + cost_change (C - I), in scaled terms alone.
   MatrixStep find_affine(std::span<const double> dy, double ratio, double cost_change);
-  // The step in scaled terms and as a change of X.
+  // The step in scaled terms and as a change of X. The right-hand side is lost.
   MatrixStep find(std::span<const double> dy, double ratio, double cost_change);
-  // Adds what a further dy changes. The right-hand side is lost.
-  void correct(std::span<const double> dy, MatrixStep* step);
+  // Adds what a further dy changes.
+  void correct(std::span<const double> dy, MatrixStep* step) const;
 
  private:
-  void combine_in_work(double cost, std::span<const double> dy);
+  DenseMatrix scaled_dual(double cost, double identity, std::span<const double> dy) const;
   void set_scaled(double ratio, MatrixStep* step) const;
   size_t order() const { return scaling_->order(); }
 
   const MatrixBlock& block_;
   const MatrixPoint& at_;
-  MatrixScaling* scaling_;
+  const MatrixScaling* scaling_;
   DenseMatrix scaled_rhs_, rhs_;  // R and G R G'
-  DenseMatrix work_;
 };
 
 }  // namespace vorlan::conic

@@ -12,7 +12,7 @@ bool RayClaims::claim(Certificate certificate, double violation, const Iterate& 
   InteriorPoint ray;
   ray.outcome = dual ? Outcome::kInfeasible : Outcome::kUnbounded;
   ray.certificate = certificate;
-  iterate.write(1.0, &ray);
+  iterate.write(problem_, 1.0, &ray);
   if (!proves_(ray)) {
     refuted = violation;
     return false;

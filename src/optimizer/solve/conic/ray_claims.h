@@ -13,7 +13,8 @@ namespace vorlan::conic {
 
 class RayClaims {
  public:
-  explicit RayClaims(RayProof proves) : proves_(std::move(proves)) {}
+  RayClaims(const ConicProblem& problem, RayProof proves)
+      : problem_(problem), proves_(std::move(proves)) {}
 
   // True: the iterate's ray proves the claim, which the result states then. `violation` is what the
   // ray leaves of its conditions.
@@ -21,6 +22,7 @@ class RayClaims {
              InteriorPoint* result);
 
  private:
+  const ConicProblem& problem_;
   RayProof proves_;
   double refuted_dual_ = kInfinity, refuted_primal_ = kInfinity;  // violations of rays not proven
 };

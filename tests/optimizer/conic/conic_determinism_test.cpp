@@ -132,7 +132,7 @@ TEST(MemoryOfConicSolves, IsThatOfAFewMatricesOfTheOrder) {
   EXPECT_EQ(VLN_readdata(task, path.c_str()), VLN_RES_OK) << task.last_message();
   EXPECT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", "185"), VLN_RES_OK);
   EXPECT_EQ(VLN_putparam(task, "VLN_IPAR_INTERIOR_ITERATION_LIMIT", "3"), VLN_RES_OK);
-  EXPECT_EQ(task.solve(), VLN_RES_TRM_ITERATION_LIMIT) << task.last_message();
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_ITERATION_LIMIT") << task.last_message();
 }
 
 TEST(ConicDeterminism, SameBytesEveryTime) {

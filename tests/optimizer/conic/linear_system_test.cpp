@@ -162,7 +162,8 @@ TEST(SparseLdl, SolvesWithADenseEndThatItFinds) {
 }
 
 // [3 -1/2; -1/2 5].
-void take_block_off(SparseLdl* ldl) {
+template <class Ldl>
+void take_block_off(Ldl* ldl) {
   ldl->taken_off()(0, 0) = 3.0;
   ldl->taken_off()(0, 1) = -0.5;
   ldl->taken_off()(1, 1) = 5.0;
@@ -381,11 +382,8 @@ TEST(CondensedLdl, ReplacesPivotsAndTakesABlockOffTheEnd) {
   ldl.factor(matrix.upper(), signs);
   EXPECT_EQ(ldl.replaced(), std::vector<int32_t>{3});
   matrix.set(3, 3, 1.0);
-  DenseMatrix block(2, 2);
-  block(0, 0) = 3.0;
-  block(1, 0) = -0.5;
-  block(1, 1) = 5.0;
-  ldl.factor(matrix.upper(), signs, &block);
+  take_block_off(&ldl);
+  ldl.factor(matrix.upper(), signs);
   matrix.set(kVariables + 5, kVariables + 5, -1e-3 - 3.0);
   matrix.set(kVariables + 2, kVariables + 2, -1e-3 - 5.0);
   std::vector<double> rhs = matrix.times(expected);

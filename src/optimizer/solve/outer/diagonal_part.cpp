@@ -17,7 +17,6 @@
 namespace vorlan::outer {
 namespace {
 
-constexpr size_t kMostVariables = 100;
 // Q - D must be positive definite by more than rounding.
 constexpr double kMargin = 1e-3;
 // A smaller share of the diagonal is not worth its columns.
@@ -108,7 +107,7 @@ double largest_multiple(const Eigen::MatrixXd& form, const std::vector<Eigen::In
 std::vector<TriangleEntry> find_diagonal_part(const std::vector<TriangleEntry>& entries,
                                               double factor, const std::vector<Switch>& switches) {
   const std::vector<int32_t> vars = find_coupled(entries);
-  if (vars.empty() || vars.size() > kMostVariables) return {};
+  if (vars.empty() || vars.size() > kMostDiagonalVariables) return {};
   std::vector<Eigen::Index> places;
   for (size_t k = 0; k < vars.size(); ++k) {
     if (switches[index(vars[k])].exists()) places.push_back(static_cast<Eigen::Index>(k));

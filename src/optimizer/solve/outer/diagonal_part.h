@@ -11,6 +11,9 @@
 
 namespace vorlan::outer {
 
+// Forms of more variables are left as they are: the algebra is dense.
+inline constexpr size_t kMostDiagonalVariables = 100;
+
 // A diagonal D over switched variables such that factor * Q - D is still positive definite; nothing
 // where D would be too small to help. The elements of Q are in the lower triangle.
 std::vector<TriangleEntry> find_diagonal_part(const std::vector<TriangleEntry>& entries,

@@ -12,6 +12,7 @@
 #include "solve/conic/convexity.h"
 #include "solve/outer/diagonal_part.h"
 #include "solve/outer/integer_faces.h"
+#include "solve/outer/norm_forms.h"
 #include "solve/outer/optimum_bounds.h"
 #include "solve/outer/switches.h"
 #include "task/packed_matrices.h"
@@ -41,6 +42,12 @@ std::pair<double, double> range_of_row(const Relaxation::Row& row, bool is_integ
   if (!is_integer) return {lower, upper};
   return {std::ceil(lower - kRounding * std::max(1.0, std::fabs(lower))),
           std::floor(upper + kRounding * std::max(1.0, std::fabs(upper)))};
+}
+
+double sum_of_diagonal(const std::vector<TriangleEntry>& entries) {
+  double sum = 0.0;
+  for (const TriangleEntry& e : entries) sum += e.row == e.col ? e.value : 0.0;
+  return sum;
 }
 
 }  // namespace
@@ -73,6 +80,7 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
        add_quadratic_form(model_.quadratic_cost, problem.sense_factor())) {
     frame_.cost[index(column)] += factor;
   }
+  add_norm_forms();
   for (const Cone& cone : model_.cones) add_cone(cone);
   for (FaceRow& row : integer_faces(make_model(), cones_, switches_)) {
     add_row(0.0, kInfinity, std::move(row));
@@ -205,9 +213,14 @@ std::pair<int32_t, double> Relaxation::add_square(Terms row) {
 }
 
 Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor) {
+  return add_quadratic_form(entries, factor, find_diagonal_part(entries, factor, switches_));
+}
+
+Terms Relaxation::add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor,
+                                     const std::vector<TriangleEntry>& diagonal) {
   Terms sum;
   std::vector<TriangleEntry> rest = entries;
-  for (const TriangleEntry& e : find_diagonal_part(entries, factor, switches_)) {
+  for (const TriangleEntry& e : diagonal) {
     sum.push_back(add_square({{e.row, std::sqrt(e.value)}}));
     rest.push_back({e.row, e.col, -e.value / factor});
   }
@@ -294,6 +307,28 @@ bool Relaxation::add_binary_norm(const CanonicalCone& cone) {
   return is_whole;
 }
 
+// A norm that is at most U is at least its square divided by U, whose form switches make stronger. So
+// every head above the norm is at least as large; that is all where a head is U itself.
+void Relaxation::add_norm_forms() {
+  constexpr double kLeastShare = 0.1;  // less is not worth the columns
+  for (const NormForm& form : find_norm_forms(model_, view_, switches_)) {
+    if (!std::isfinite(form.most)) continue;
+    const std::vector<TriangleEntry> diagonal = find_diagonal_part(form.square, 1.0, switches_);
+    if (sum_of_diagonal(diagonal) < kLeastShare * sum_of_diagonal(form.square)) continue;
+    const size_t before = squares_.size();
+    const Terms half_square = add_quadratic_form(form.square, 1.0, diagonal);
+    largest_form_ = std::max(largest_form_, squares_.size() - before);
+    for (const NormForm::Head& head : form.heads) {
+      Terms row = {{head.var, head.factor}};
+      for (const auto& [column, value] : half_square) {
+        row.emplace_back(column, -2.0 * value / form.most);
+      }
+      add_row(0.0, kInfinity, std::move(row));
+      if (head.is_fixed) settled_cones_.insert(head.cone);
+    }
+  }
+}
+
 // Heads are not negative. This is a row for each head: as a bound it could allow a semi-continuous
 // variable more than before.
 void Relaxation::add_cone(const Cone& cone) {
@@ -310,7 +345,7 @@ void Relaxation::add_cone(const Cone& cone) {
     add_row(0.0, kInfinity, {{members[k].var, members[k].scale}});
   }
   const std::vector<Member> tail(members.begin() + static_cast<ptrdiff_t>(heads), members.end());
-  if (add_binary_norm(canonical)) {
+  if (settled_cones_.count(cones_.size() - 1) != 0 || add_binary_norm(canonical)) {
     cone_columns_.push_back(std::move(columns));
     return;
   }

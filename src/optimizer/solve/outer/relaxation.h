@@ -11,7 +11,9 @@
 //   2 x0 x1 >= x2^2 + x3^2 + ...          2 r_i x1 >= x_i^2, sum of r <= x0
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm, and r as of the quadratic cone
 //
-// Where the head of a cone is fixed, its r_i are those of squares. Where it is not, and members follow
+// Where the head of a cone is fixed, its r_i are those of squares. Where the members follow from
+// switched variables, the norm's square is a form of these, with a diagonal part (norm_forms.h). Where
+// the head is not fixed, and members follow
 // from binary variables, these have cuts of their own (binary_norms.h), and where all do, no r. Where a binary variable z
 // switches members off (switches.h), z makes the cuts stronger. The cuts of a square become those of
 // r_i z >= w_i^2 / 2. The cut of a cone is lifted by its slack at the values that the members have
@@ -154,11 +156,14 @@ class Relaxation {
   void add_matrix_elements(const MinimizeProblem& problem);
   // 1/2 x'Qx as a sum of columns.
   Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor);
+  Terms add_quadratic_form(const std::vector<TriangleEntry>& entries, double factor,
+                           const std::vector<TriangleEntry>& diagonal);
   std::pair<int32_t, double> add_square(Terms row);
   Switch common_switch(const Terms& row) const;
   void add_quadratic_rows();
   void add_cone(const Cone& cone);
   bool add_binary_norm(const CanonicalCone& cone);
+  void add_norm_forms();
   void set_head(const CanonicalCone& cone, ConeColumns* columns) const;
   void set_off_heads(const CanonicalCone& cone, ConeColumns* columns) const;
   void add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
@@ -220,6 +225,8 @@ class Relaxation {
   std::set<std::vector<int64_t>> known_cuts_;
   std::vector<Switch> switches_;  // by variable
   std::vector<Indicator> indicators_;
+  std::set<size_t> settled_cones_;  // those that rows of squares stand for
+  size_t largest_form_ = 0;         // the largest number of squares in the form of one norm
   int num_cuts_ = 0;
 };
 

@@ -427,7 +427,7 @@ int Relaxation::separate_worst(const std::vector<double>& columns, double share)
 }
 
 size_t Relaxation::largest_norm() const {
-  size_t largest = 0;
+  size_t largest = largest_form_;
   for (const ConeColumns& own : cone_columns_) largest = std::max(largest, own.r.size());
   return largest;
 }

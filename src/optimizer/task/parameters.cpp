@@ -5,7 +5,9 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <iterator>
+#include <vector>
 
 #include "task/numeric.h"
 #include "task/parameter_index.h"
@@ -93,12 +95,42 @@ std::string_view own_part(std::string_view name) {
   return prefixed ? name.substr(size) : name;
 }
 
-// The name that was meant, or nullptr when none is so near that no more than a third of the letters
-// differ.
+std::vector<std::string_view> words_of(std::string_view name) {
+  std::vector<std::string_view> words;
+  while (!name.empty()) {
+    const size_t end = std::min(name.find('_'), name.size());
+    if (end > 0) words.push_back(name.substr(0, end));
+    name.remove_prefix(std::min(end + 1, name.size()));
+  }
+  return words;
+}
+
+// The shortest name that has all of the words, in any order: TARGET_OBJECTIVE where somebody wrote
+// OBJECTIVE_TARGET. Null if there is none.
+const char* name_with_words(std::string_view wanted) {
+  const std::vector<std::string_view> words = words_of(wanted);
+  const char* shortest = nullptr;
+  const auto consider = [&](const char* candidate) {
+    const std::vector<std::string_view> has = words_of(own_part(candidate));
+    const bool has_all = std::all_of(words.begin(), words.end(), [&has](std::string_view word) {
+      return std::find(has.begin(), has.end(), word) != has.end();
+    });
+    if (!has_all || words.empty()) return;
+    if (shortest == nullptr || std::strlen(candidate) < std::strlen(shortest)) shortest = candidate;
+  };
+  for (const IntParamEntry& entry : kInts) consider(entry.name);
+  for (const DoubleParamEntry& entry : kDoubles) consider(entry.name);
+  for (const StringParamEntry& entry : kStrings) consider(entry.name);
+  return shortest;
+}
+
+// The name that was meant, or nullptr when none has the same words or is so near that no more than a
+// third of the letters differ.
 const char* nearest_name(std::string_view name) {
   const std::string capitals = in_capitals(name);
   const std::string_view wanted = own_part(capitals);
-  const char* nearest = nullptr;
+  const char* nearest = name_with_words(wanted);
+  if (nearest != nullptr) return nearest;
   int best = static_cast<int>(wanted.size() / 3) + 1;
   const auto consider = [&](const char* candidate) {
     const int distance =

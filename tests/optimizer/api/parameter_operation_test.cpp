@@ -20,9 +20,13 @@ TEST(ParameterOperation, UnknownNameTellsTheNearest) {
 // A name is offered only if it can have been meant; what all names begin with says nothing.
 TEST(ParameterOperation, OnlyANearNameIsTold) {
   const std::pair<const char*, const char*> kNear[] = {
-      {"TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"},          {"presolve", "VLN_IPAR_PRESOLVE"},
-      {"VLN_IPAR_TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"}, {"VNL_IPAR_SCALIGN", "VLN_IPAR_SCALING"},
+      {"TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"},
+      {"presolve", "VLN_IPAR_PRESOLVE"},
+      {"VLN_IPAR_TIME_LIMIT", "VLN_DPAR_TIME_LIMIT"},
+      {"VNL_IPAR_SCALIGN", "VLN_IPAR_SCALING"},
       {"VLN_SPAR_LOGFILE", "VLN_SPAR_LOG_FILE"},
+      {"threads", "VLN_IPAR_NUM_THREADS"},
+      {"VLN_DPAR_OBJECTIVE_TARGET", "VLN_DPAR_MIP_TARGET_OBJECTIVE"},
   };
   for (const auto& [name, near] : kNear) {
     TestTask task;

@@ -2,7 +2,7 @@
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l help -d 'Print this help message and exit'
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l version -d 'Show the version and end'
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l time-limit -x -d 'End each solve after this time and keep its best point'
-complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l set -x -a '(vorlan params 2>/dev/null | cut -d: -f1)' -d 'Set a parameter of the optimizer after the model was read; may be given several times'
+complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l set -x -a '(vorlan params 2>/dev/null | cut -d: -f1)' -d 'Set a parameter of the optimizer after the model was read, by its name or the part behind VLN_IPAR_ and its like; may be given several times'
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l output -r -F -d 'Write the answer to this file, in the form that --json or --csv names whatever its suffix; it is replaced when the answer is complete'
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l report -r -F -d 'Write a page for browsers: statistics, the pattern of the matrix, the course of the solve, violations, the solution; for one model'
 complete -c vorlan -n 'not __fish_seen_subcommand_from check convert params completion manual' -l json -d 'The answer as JSON, an object a line for each model, with every variable and constraint, and as conflict what cannot hold together in an infeasible model'

@@ -97,8 +97,8 @@ void CommandTable::add_solve() {
       ->type_name("SECONDS");
   parser
       .add_option("--set", solve_.settings,
-                  "Set a parameter of the optimizer after the model was read; may be given several "
-                  "times")
+                  "Set a parameter of the optimizer after the model was read, by its name or the "
+                  "part behind VLN_IPAR_ and its like; may be given several times")
       ->allow_extra_args(false)
       ->type_name("NAME=VALUE");
   parser

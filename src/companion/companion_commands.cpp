@@ -16,6 +16,7 @@
 #include <optional>
 
 #include "model_data.h"
+#include "parameter_table.h"
 #include "point_check.h"
 #include "point_file.h"
 #include "report_page.h"
@@ -125,7 +126,7 @@ void apply(Session& session, const SolveRequest& request) {
     if (equals == std::string::npos || equals == 0) {
       throw UsageError("--set " + setting + ": NAME=VALUE was expected");
     }
-    session.set(setting.substr(0, equals), setting.substr(equals + 1));
+    session.set(whole_name(setting.substr(0, equals)), setting.substr(equals + 1));
   }
   if (request.time_limit > 0.0) {
     session.set("VLN_DPAR_TIME_LIMIT", fmt::format("{}", request.time_limit));
@@ -249,8 +250,17 @@ SolveOutcome solve(const SolveRequest& request) {
   Screen screen;
   SolveOutcome worst = SolveOutcome::kOptimal;
   std::string texts;
+  bool has_failed = false;
   for (const std::string& model : request.models) {
-    const ModelAnswer answer = solve_model(model, request, request.quiet ? nullptr : &screen);
+    ModelAnswer answer;
+    try {
+      answer = solve_model(model, request, request.quiet ? nullptr : &screen);
+    } catch (const LibraryRefusal&) {
+      // The answers of the other models are not lost.
+      if (request.models.size() == 1) throw;
+      has_failed = true;
+      continue;
+    }
     if (answer.outcome != SolveOutcome::kOptimal) worst = answer.outcome;
     if (!texts.empty() && request.form == Form::kTable) texts += '\n';
     texts += text(answer, request.form);
@@ -261,7 +271,7 @@ SolveOutcome solve(const SolveRequest& request) {
     if (stop_requested != 0) break;
   }
   if (!request.output.empty()) put(texts, request.output);
-  return worst;
+  return has_failed ? SolveOutcome::kFailed : worst;
 }
 
 void convert(const std::string& from, const std::string& to) {

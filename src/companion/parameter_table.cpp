@@ -70,6 +70,15 @@ const std::vector<ParameterRow>& parameter_rows() {
   return rows;
 }
 
+std::string whole_name(const std::string& name) {
+  // "VLN_IPAR_", whose third word tells the kind.
+  constexpr std::size_t kBeginning = 9;
+  for (const ParameterRow& row : parameter_rows()) {
+    if (lower(row.name.substr(kBeginning)) == lower(name)) return row.name;
+  }
+  return name;
+}
+
 std::string parameter_lines(const std::string& word) {
   std::string shown;
   for (const ParameterRow& row : parameter_rows()) {

@@ -18,6 +18,10 @@ struct ParameterRow {
 // In the order of the document: by theme.
 const std::vector<ParameterRow>& parameter_rows();
 
+// The name of the parameter that a person may also call without its beginning and in any case:
+// "mip_emphasis" for VLN_IPAR_MIP_EMPHASIS. Another name comes back as it is.
+std::string whole_name(const std::string& name);
+
 // One line for each parameter whose line has the word, in any case; all of them without a word.
 std::string parameter_lines(const std::string& word);
 

@@ -5,8 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string>
+#include <system_error>
 
 #include "command_table.h"
 #include "session.h"
@@ -17,10 +19,24 @@ namespace {
 
 int status(SolveOutcome outcome) { return static_cast<int>(outcome); }
 
+// A misspelt command is the name of a model that is not there: its first letters tell.
+void check_command(const CommandTable& table, const std::string& word) {
+  constexpr std::size_t kTelling = 3;
+  std::error_code ignored;
+  if (word.size() < kTelling || word.find_first_of("./-") != std::string::npos) return;
+  if (std::filesystem::exists(word, ignored)) return;
+  for (const Command& command : table.commands()) {
+    if (command.name.empty() || !command.name.starts_with(word.substr(0, kTelling))) continue;
+    throw UsageError(word + ": there is no such file; did you mean the command '" + command.name +
+                     "'?");
+  }
+}
+
 int run(int argc, char** argv) {
   const CommandTable table;
   const Command& command = table.find(argc > 1 ? argv[1] : "");
   const int skipped = command.name.empty() ? 0 : 1;
+  if (command.name.empty() && argc > 1) check_command(table, argv[1]);
   try {
     command.parser->parse(argc - skipped, argv + skipped);
   } catch (const CLI::ParseError& error) {

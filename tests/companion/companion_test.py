@@ -235,6 +235,32 @@ class Companion(CompanionTest):
         self.assertEqual(shown.count("\n"), 1)
         self.assertTrue(shown.startswith("VLN_DPAR_MIP_RELATIVE_GAP: "))
 
+    def test_a_model_that_fails_does_not_lose_the_others(self):
+        good = self.file("good.lp", FURNITURE)
+        run = self.run_program(good, "nosuch.lp", good, "--quiet", "--json", "--output", "out")
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("nosuch.lp", run.stderr)
+        lines = (self.place / "out").read_text(encoding="utf-8").splitlines()
+        answers = [json.loads(line) for line in lines]
+        self.assertEqual([answer["outcome"] for answer in answers], ["optimal", "optimal"])
+
+    def test_a_parameter_needs_no_beginning_and_a_command_no_search(self):
+        good = self.file("good.lp", FURNITURE)
+        run = self.run_program(good, "--set", "simplex_iteration_limit=0", "--set", "presolve=off")
+        self.assertIn("VLN_IPAR_SIMPLEX_ITERATION_LIMIT = 0", run.stderr)
+        run = self.run_program("parms")
+        self.assertEqual(run.returncode, 2)
+        self.assertIn("did you mean the command 'params'?", run.stderr)
+
+    def test_zeros_have_no_sign(self):
+        # The optimizer leaves -0 of x, whose cost was moved into its bound.
+        model = self.file("m.lp", "max\n o: x + [ 4 b * c - 6 b * y ] / 2 + 3 y\nst\n"
+                          " c1: x + y <= 4\n c2: b + c + x <= 3\nbounds\n y <= 5\n"
+                          "binary\n b c\nend\n")
+        run = self.run_program(model, "--quiet", "--json")
+        self.assertEqual(run.returncode, 0)
+        self.assertNotIn("-0.0", run.stdout)
+
     def test_several_models_give_the_worst_status(self):
         ended = self.run_program("--quiet", "--json", self.file("f.lp", FURNITURE),
                                  self.file("c.lp", CONTRADICTION))

@@ -54,6 +54,15 @@ void set_duals(const MinimizeProblem& problem, const BackendResult& result, Solu
   }
 }
 
+// A zero has no sign: files and tables would show "-0".
+void drop_signs_of_zeros(Solution* solution) {
+  for (auto array :
+       {&Solution::xx, &Solution::slx, &Solution::sux, &Solution::snx, &Solution::xc,
+        &Solution::slc, &Solution::suc, &Solution::y, &Solution::barx, &Solution::bars}) {
+    for (double& value : solution->*array) value += 0.0;
+  }
+}
+
 // Every array has its full length, whatever the answer held.
 void fill_missing(const Model& model, Solution* solution) {
   const size_t num_var = model.cost.size();
@@ -71,6 +80,7 @@ void fill_missing(const Model& model, Solution* solution) {
   solution->snx.resize(model.cones.empty() ? 0 : num_var, 0.0);
   solution->skx.resize(num_var, StatusKey::kUnknown);
   solution->skc.resize(num_con, StatusKey::kUnknown);
+  drop_signs_of_zeros(solution);
   solution->defined = true;
 }
 

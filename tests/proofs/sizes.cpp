@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kMostSweeps = 100;
 // The exponential function of more is no size that data mean.
-constexpr double kLargestExponent = 50.0;
+constexpr double kLargestExponent = 10.0;
 
 struct Element {
   size_t from, to;  // of the equation, and of the unknown
@@ -28,11 +28,33 @@ double finite_size(double lower, double upper) {
   return size;
 }
 
-std::vector<Element> elements_of(const Model& model, bool transposed) {
-  std::vector<Element> elements;
+// The rows' terms without the specks that rounding leaves where 0 is meant, which tell of no size:
+// elements far smaller than others in their row and in their column.
+std::vector<std::vector<Term>> terms_of(const Model& model) {
+  constexpr double kSpeck = 1e-10;
+  std::vector<double> in_row(model.rows.size());
+  std::vector<double> in_column(model.cost.size());
   for (size_t i = 0; i < model.rows.size(); ++i) {
-    for (const Term& term : model.rows[i].terms) {
-      if (term.value == 0.0) continue;
+    for (const Term& t : model.rows[i].terms) {
+      raise(&in_row[i], std::fabs(t.value));
+      raise(&in_column[t.var], std::fabs(t.value));
+    }
+  }
+  std::vector<std::vector<Term>> terms;
+  for (size_t i = 0; i < model.rows.size(); ++i) {
+    terms.emplace_back();
+    for (const Term& t : model.rows[i].terms) {
+      const double most = std::min(in_row[i], in_column[t.var]);
+      if (std::fabs(t.value) > kSpeck * most) terms.back().push_back(t);
+    }
+  }
+  return terms;
+}
+
+std::vector<Element> elements_of(const std::vector<std::vector<Term>>& terms, bool transposed) {
+  std::vector<Element> elements;
+  for (size_t i = 0; i < terms.size(); ++i) {
+    for (const Term& term : terms[i]) {
       elements.push_back(
           {transposed ? term.var : i, transposed ? i : term.var, std::fabs(term.value)});
     }
@@ -126,6 +148,7 @@ Sizes::Sizes(const Model& model)
       gradient(model.cost.size()) {
   for (const size_t dimension : model.dimensions) diagonal.emplace_back(dimension);
   diagonal_gradient = diagonal;
+  const std::vector<std::vector<Term>> terms = terms_of(model);
 
   for (size_t j = 0; j < var.size(); ++j) {
     var[j] = finite_size(model.lower[j], model.upper[j]);
@@ -138,9 +161,7 @@ Sizes::Sizes(const Model& model)
   }
   for (size_t i = 0; i < row.size(); ++i) {
     const Row& r = model.rows[i];
-    for (const Term& t : r.terms) {
-      if (t.value != 0.0) raise(&var[t.var], row[i] / std::fabs(t.value));
-    }
+    for (const Term& t : terms[i]) raise(&var[t.var], row[i] / std::fabs(t.value));
     for (const Square& q : r.squares) {
       if (q.row == q.col && q.value != 0.0) {
         raise(&var[q.row], std::sqrt(row[i] / std::fabs(q.value)));
@@ -152,7 +173,7 @@ Sizes::Sizes(const Model& model)
     if (q.row == q.col && q.value != 0.0) raise(&var[q.row], gradient[q.row] / std::fabs(q.value));
   }
   for (const Cone& cone : model.cones) raise_members(cone, &var);
-  spread(elements_of(model, false), &row, &var);
+  spread(elements_of(terms, false), &row, &var);
   for (const Cone& cone : model.cones) raise_members(cone, &var);
   set_to_one_where_unknown(&var);
   for (auto& sizes : diagonal) set_to_one_where_unknown(&sizes);
@@ -164,16 +185,14 @@ Sizes::Sizes(const Model& model)
   }
   raise_diagonals(model.matrix_cost, 0.0, &diagonal_gradient, true);
   for (size_t i = 0; i < row.size(); ++i) {
-    for (const Term& t : model.rows[i].terms) {
-      if (t.value != 0.0) raise(&multiplier[i], gradient[t.var] / std::fabs(t.value));
-    }
+    for (const Term& t : terms[i]) raise(&multiplier[i], gradient[t.var] / std::fabs(t.value));
     for (const MatrixTerm& t : model.rows[i].matrix_terms) {
       const auto& sizes = diagonal_gradient[t.matrix];
       const double size = std::sqrt(sizes[t.element.row]) * std::sqrt(sizes[t.element.col]);
       if (t.element.value != 0.0) raise(&multiplier[i], size / std::fabs(t.element.value));
     }
   }
-  spread(elements_of(model, true), &gradient, &multiplier);
+  spread(elements_of(terms, true), &gradient, &multiplier);
   set_to_one_where_unknown(&multiplier);
   set_to_one_where_unknown(&gradient);
   for (auto& sizes : diagonal_gradient) set_to_one_where_unknown(&sizes);

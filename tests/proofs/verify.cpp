@@ -27,7 +27,7 @@ struct Box {
   std::vector<Point> diagonals;  // the upper bounds of those of the matrix variables
 };
 
-// The bounds, and where there are none the sizes, which are those of finite bounds at least.
+// The bounds, and where there are none the sizes.
 Box box_of(const Model& model, const std::vector<double>& var,
            const std::vector<std::vector<double>>& diagonals) {
   Box box;
@@ -210,6 +210,7 @@ Fault fault_of_signs(const Model& model, const Multipliers& multipliers) {
 
 // Multipliers near y with which nothing is left over in the columns of free variables outside cones.
 // Of all such changes it is the least one in parts of the plausible sizes, and multipliers of 0 stay.
+// It is computed to 256 bits: what is left over then counts as before.
 class Repair {
  public:
   Repair(const Model& model, const Multipliers& multipliers, const Sizes& sizes)
@@ -263,13 +264,14 @@ class Repair {
     return size * size * gradients_[i][columns_[c]];
   }
 
-  // v with B W B'v = left, where B are the gradients in the columns; dependent columns have 0.
+  // v with, nearly, B W B'v = left, where B are the gradients in the columns; dependent columns have 0.
   Point solved(Point left) const {
     const size_t n = columns_.size();
     std::vector<Point> a(n, Point(n));
     for (size_t r = 0; r < n; ++r) {
       for (size_t c = 0; c < n; ++c) {
         for (size_t i = 0; i < y_.size(); ++i) {
+          if (gradients_[i][columns_[r]] == 0 || gradients_[i][columns_[c]] == 0) continue;
           a[r][c] += gradients_[i][columns_[r]] * weighted(i, c);
         }
       }
@@ -278,9 +280,12 @@ class Repair {
       if (a[k][k] == 0) continue;
       for (size_t r = 0; r < n; ++r) {
         if (r == k || a[r][k] == 0) continue;
-        const Rational factor = a[r][k] / a[k][k];
-        for (size_t c = k; c < n; ++c) a[r][c] -= factor * a[k][c];
-        left[r] -= factor * left[k];
+        const Rational factor = near(a[r][k] / a[k][k]);
+        a[r][k] = 0;
+        for (size_t c = k + 1; c < n; ++c) {
+          if (a[k][c] != 0) a[r][c] = near(a[r][c] - factor * a[k][c]);
+        }
+        left[r] = near(left[r] - factor * left[k]);
       }
     }
     for (size_t k = 0; k < n; ++k)
@@ -402,6 +407,28 @@ void move_into(const Cone& cone, const std::vector<double>& prices, Point* x) {
 
 bool leaves(const Rational& direction, double lower, double upper) {
   return (direction > 0 && std::isfinite(upper)) || (direction < 0 && std::isfinite(lower));
+}
+
+// Multipliers on infinite sides, which an optimum may have by a tolerance, count for nothing.
+void clear_wrong_signs(const Model& model, std::vector<double>* y) {
+  for (size_t i = 0; i < std::min(y->size(), model.rows.size()); ++i) {
+    const double side = (*y)[i] > 0.0 ? model.rows[i].lower : model.rows[i].upper;
+    if (!std::isfinite(side)) (*y)[i] = 0.0;
+  }
+}
+
+std::vector<std::vector<double>> diagonals_of(const Model& model,
+                                              const std::vector<double>& packed) {
+  std::vector<std::vector<double>> diagonals;
+  size_t place = 0;
+  for (const size_t dimension : model.dimensions) {
+    diagonals.emplace_back();
+    for (size_t k = 0; k < dimension; ++k) {
+      diagonals.back().push_back(packed.at(place));
+      place += dimension - k;
+    }
+  }
+  return diagonals;
 }
 
 std::string shown(const Rational& value) {
@@ -528,20 +555,29 @@ PointFigures figures_of_point(const Model& model, const std::vector<double>& x,
 double proved_bound(const Model& model, const Multipliers& multipliers,
                     const std::vector<double>& matrices, double enough) {
   constexpr double kFactor = 2.0;
-  if (!fault_of_signs(model, multipliers).empty()) return -kInfinity;
-  Sizes sizes(model);
-  for (size_t j = 0; j < multipliers.point.size(); ++j) {
-    sizes.var[j] = std::max(sizes.var[j], std::fabs(multipliers.point[j]));
+  Multipliers allowed = multipliers;
+  clear_wrong_signs(model, &allowed.y);
+  if (!fault_of_signs(model, allowed).empty()) return -kInfinity;
+  const Sizes sizes(model);
+  std::vector<double> values = multipliers.point;
+  values.resize(model.cost.size());
+  std::vector<std::vector<double>> diagonals = diagonals_of(model, matrices);
+  double largest = 0.0;
+  for (const double x : values) largest = std::max(largest, std::fabs(x));
+  for (const auto& diagonal : diagonals) {
+    for (const double x : diagonal) largest = std::max(largest, x);
   }
-  size_t place = 0;
-  for (auto& diagonal : sizes.diagonal) {
-    for (size_t k = 0; k < diagonal.size(); ++k) {
-      diagonal[k] = std::max(diagonal[k], matrices.at(place));
-      place += diagonal.size() - k;
+  const auto box_size = [largest](double value, double size) {
+    return kFactor * std::max(std::fabs(value), largest > 0.0 ? std::min(size, largest) : size);
+  };
+  for (size_t j = 0; j < values.size(); ++j) values[j] = box_size(values[j], sizes.var[j]);
+  for (size_t k = 0; k < diagonals.size(); ++k) {
+    for (size_t l = 0; l < diagonals[k].size(); ++l) {
+      diagonals[k][l] = box_size(diagonals[k][l], sizes.diagonal[k][l]);
     }
   }
-  const Box box = box_of(model, times(sizes.var, kFactor), times(sizes.diagonal, kFactor));
-  const auto bound = best_bound(model, multipliers, box, sizes, true, enough);
+  const Box box = box_of(model, values, diagonals);
+  const auto bound = best_bound(model, allowed, box, sizes, true, enough);
   if (!bound) return -kInfinity;
   const double rounded = bound->get_d();
   return Rational(rounded) <= *bound ? rounded : std::nextafter(rounded, -kInfinity);

@@ -44,7 +44,9 @@ PointFigures figures_of_point(const Model& model, const std::vector<double>& x,
                               const std::vector<double>& matrices);
 
 // The greatest value, rounded down, that the multipliers prove to be below the objective at every
-// feasible point of a box. The box has twice the plausible sizes, and twice the point itself.
+// feasible point of a box: the bounds, and where there are none twice the point of the multipliers,
+// and twice the plausible sizes where these are not larger than all of the point. In a convex model a
+// point outside of the box that is better by much would have others inside that are better by less.
 // -infinity where they prove nothing. Above what is enough the search for a better one ends.
 double proved_bound(const Model& model, const Multipliers& multipliers,
                     const std::vector<double>& matrices, double enough);

@@ -8,6 +8,8 @@
 
 #include "cone_points.h"
 #include "conic_models.h"
+#include "proofs/verify.h"
+#include "proved_answer.h"
 #include "solve/check/checker.h"
 #include "solve/check/clean_rays.h"
 #include "solve/check/terms.h"
@@ -305,6 +307,22 @@ Model without_zero_factors(Model model) {
   return model;
 }
 
+void count(bool is_proved, Enumeration* result) {
+  ++(is_proved ? result->proved : result->unproved);
+}
+
+bool is_proved_infeasible(const Model& model, const BackendResult& found) {
+  return proofs::verify_infeasible(proof_model(model), {found.y, found.snx, found.x}).empty();
+}
+
+// No feasible point has a better objective than the one that was found, but for the error.
+bool is_proved_best(const MinimizeProblem& problem, const BackendResult& found, double error) {
+  proofs::Model exact = proof_model(problem.model);
+  exact.constant = 0.0;
+  const double least = objective_sum(problem, found.x, found.barx).value - error;
+  return proofs::proved_bound(exact, {found.y, found.snx, found.x}, found.barx, least) >= least;
+}
+
 void try_one(const Model& given, Enumeration* result) {
   const Model model = without_zero_factors(given);
   constexpr double kFeasible = 1e-8;
@@ -318,6 +336,7 @@ void try_one(const Model& given, Enumeration* result) {
     // The ray of quadratic constraints needs a point that the method does not give.
     const bool has_proof = model.quadratic_coefficients.empty();
     if (has_proof && !complete_dual_ray(model, &found)) result->doubtful = true;
+    count(is_proved_infeasible(model, found), result);
   } else if (found.outcome == Outcome::kUnbounded) {
     // The ray says nothing about points.
     Model feasibility = model;
@@ -326,6 +345,9 @@ void try_one(const Model& given, Enumeration* result) {
     feasibility.matrix_cost.clear();
     Enumeration any;
     try_one(feasibility, &any);
+    const bool is_ray = complete_primal_ray(problem, &found);
+    count(is_ray && proofs::verify_unbounded(proof_model(model), found.x, found.barx).empty(),
+          result);
     result->doubtful = result->doubtful || any.doubtful;
     result->unbounded = result->unbounded || any.feasible;
   } else if (found.outcome == Outcome::kOptimal &&
@@ -333,6 +355,7 @@ void try_one(const Model& given, Enumeration* result) {
     const double sense = problem.sense_factor();
     const double objective =
         sense * objective_sum(problem, found.x, found.barx).value + model.constant;
+    count(is_proved_best(problem, found, kNoGap * std::max(1.0, std::fabs(objective))), result);
     if (!result->feasible || sense * objective < sense * result->objective) {
       result->objective = objective;
     }

@@ -25,12 +25,15 @@ inline constexpr int kNumMixedFamilies = static_cast<int>(MixedFamily::kEverythi
 // About a quarter have no feasible point, and some have no bound.
 Model make_mixed_model(MixedFamily family, uint32_t seed);
 
-// What trying all integers finds, each with the conic method.
+// What trying all integers finds, each with the conic method, whose bounds and certificates are proved
+// again in exact arithmetic (proved_answer.h).
 struct Enumeration {
   double objective = 0.0;  // the best, as the model states it
   bool feasible = false;
   bool unbounded = false;
   bool doubtful = false;  // the conic method did not settle some of the integers
+  int proved = 0;         // how many of the integers have an exact proof of what was found for them
+  int unproved = 0;
 };
 Enumeration enumerate(const Model& model);
 

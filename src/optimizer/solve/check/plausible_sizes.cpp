@@ -58,6 +58,7 @@ class Estimate {
   void set_matrices();
   void raise_diagonals(const std::vector<MatrixElementSize>& elements,
                        std::vector<double>* all) const;
+  void balance_factors(int32_t one, int32_t other, double root);
   void set_cone(const Cone& cone);
   void spread_primal();
   void spread_dual();
@@ -129,6 +130,16 @@ void Estimate::set_matrices() {
   raise_diagonals(elements, &sizes_.matrix_diagonal);
 }
 
+// Of two factors only the product is known. They have one size, but where both have costs: these are
+// equal then.
+void Estimate::balance_factors(int32_t one, int32_t other, double root) {
+  const double cost = std::fabs(problem_.cost[index(one)]);
+  const double other_cost = std::fabs(problem_.cost[index(other)]);
+  const bool both = cost > 0.0 && other_cost > 0.0;
+  raise(both ? root * std::sqrt(other_cost / cost) : root, &sizes_.var[index(one)]);
+  raise(both ? root * std::sqrt(cost / other_cost) : root, &sizes_.var[index(other)]);
+}
+
 // The members of a cone take sizes from each other. Only members that the cone holds to one unit
 // take them as they are.
 void Estimate::set_cone(const Cone& cone) {
@@ -143,6 +154,11 @@ void Estimate::set_cone(const Cone& cone) {
       if (size(k) == 0.0) raise(to, &size(k));
     }
   };
+  const auto largest_until = [&](size_t last) {
+    double largest = 0.0;
+    for (size_t k = 0; k < last; ++k) largest = std::max(largest, size(k));
+    return largest;
+  };
   switch (cone.kind) {
     case ConeKind::kQuadratic:
       raise(largest_from(1), &size(0));
@@ -151,6 +167,7 @@ void Estimate::set_cone(const Cone& cone) {
     case ConeKind::kRotatedQuadratic: {
       const double rest = largest_from(2);
       const double first = size(0);
+      if (first == 0.0 && size(1) == 0.0) balance_factors(cone.vars[0], cone.vars[1], rest);
       if (size(1) > 0.0) raise(rest * (rest / size(1)), &size(0));
       if (first > 0.0) raise(rest * (rest / first), &size(1));
       raise_unknown_from(2, std::sqrt(size(0)) * std::sqrt(size(1)));
@@ -167,6 +184,9 @@ void Estimate::set_cone(const Cone& cone) {
       break;
     default:
       raise_unknown_from(cone.exponents.size(), largest_from(cone.exponents.size()));
+      if (largest_until(cone.exponents.size()) == 0.0) {
+        raise_unknown_from(0, largest_from(cone.exponents.size()));
+      }
       break;
   }
 }

@@ -1,5 +1,7 @@
 // Runs a command and prints the most memory that it and its descendants had at one time, in MiB.
-// usage: bench_peak_memory COMMAND [WORD...]
+// usage: bench_peak_memory [--time] COMMAND [WORD...]
+//
+// --time  prints their processor time in seconds as well
 //
 // Counted is the proportional share (PSS): a page that two processes share counts once, so that a
 // child process which works on its parent's pages does not count them again. The system keeps no
@@ -7,12 +9,14 @@
 // second says little.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -50,20 +54,29 @@ pid_t start(char** words) {
   return failure == 0 ? process : -1;
 }
 
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const pid_t process = argc < 2 ? -1 : start(argv + 1);
+  const bool with_time = argc > 1 && std::strcmp(argv[1], "--time") == 0;
+  char** const words = argv + (with_time ? 2 : 1);
+  const pid_t process = *words == nullptr ? -1 : start(words);
   if (process < 0) {
-    std::fprintf(stderr, "usage: bench_peak_memory COMMAND [WORD...]\n");
+    std::fprintf(stderr, "usage: bench_peak_memory [--time] COMMAND [WORD...]\n");
     return 1;
   }
   long peak = 0;
   int status = 0;
-  while (waitpid(process, &status, WNOHANG) == 0) {
+  rusage used{};
+  while (wait4(process, &status, WNOHANG, &used) == 0) {
     peak = std::max(peak, share_with_descendants(process));
     usleep(kLookAgain);
   }
-  std::printf("%.2f\n", static_cast<double>(peak) / 1024.0);
+  std::printf("%.2f", static_cast<double>(peak) / 1024.0);
+  if (with_time) std::printf(" %.3f", seconds(used.ru_utime) + seconds(used.ru_stime));
+  std::printf("\n");
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }

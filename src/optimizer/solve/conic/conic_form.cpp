@@ -317,7 +317,7 @@ Columns ConicForm::take_columns(std::vector<Element>* elements, int32_t num_row)
     for (const Element& e : *elements) act(index(e.row), index(e.col), e.value);
   };
   compress(problem_.cost.size(), for_each, &a);
-  *elements = {};
+  std::vector<Element>().swap(*elements);
   return a;
 }
 

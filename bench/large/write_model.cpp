@@ -32,10 +32,11 @@ void write_mps(const StructuredModel& model) {
   for (size_t i = 0; i < model.rows.size(); ++i) {
     if (model.rows[i].rhs != 0.0) std::printf(" RHS r%zu %.9g\n", i, model.rows[i].rhs);
   }
+  // In the columns of fixed format, which Clp takes short lines for.
   std::printf("BOUNDS\n");
   for (size_t j = 0; j < model.columns.size(); ++j) {
-    if (model.columns[j].is_free) std::printf(" FR BND c%zu\n", j);
-    if (model.columns[j].upper > 0.0) std::printf(" UP BND c%zu %.9g\n", j, model.columns[j].upper);
+    if (model.columns[j].is_free) std::printf(" FR BND       c%zu\n", j);
+    if (model.columns[j].upper > 0.0) std::printf(" UP BND       c%-7zu  %.9g\n", j, model.columns[j].upper);
   }
   write_squares(model);
   std::printf("ENDATA\n");

@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <vector>
+
 #include "small_problem.h"
 
 namespace vorlan::conic {
@@ -109,6 +114,41 @@ TEST(Direction, AHeldTauStays) {
   expect_multiple(left.dual, 0.0, first.residuals().dual);
   // From the cone's first point, at mu 1, to the path at 0.1.
   EXPECT_NEAR(direction.distance_of_cones(), 0.9, kRounding);
+}
+
+// What a step leaves of an equation that it should leave as it is, where the system is that of a point
+// nearby.
+double residual_of_step(std::span<const double> allowed) {
+  FirstIterate first;
+  Status failure;
+  const DenseAlgebra* const algebra = DenseAlgebra::load(&failure);
+  Iterate nearby = first.at();
+  nearby.matrices[0].z(0, 0) += 1e-6;
+  Scalings scalings(first.problem(), algebra);
+  EXPECT_TRUE(scalings.update(nearby));
+  NewtonSystem system(first.problem(), scalings, algebra);
+  system.factor(scalings);
+  EXPECT_TRUE(scalings.update(first.at()));
+  Direction direction(first.problem(), first.at(), first.residuals(), &scalings, &system,
+                      Direction::Tau::kFree);
+  direction.allow(allowed);
+  const Step step = direction.find(0.0, 0.5, direction.find_affine());
+  Iterate next = first.at();
+  next.take(first.problem(), step, 1.0);
+  const std::vector<double> left = find_residuals(first.problem(), next).primal;
+  double largest = 0.0;
+  for (size_t i = 0; i < left.size(); ++i) {
+    largest = std::max(largest, std::fabs(left[i] - first.residuals().primal[i]));
+  }
+  return largest;
+}
+
+TEST(Direction, StepsAreCorrectedUnlessTheirResidualIsAllowed) {
+  EXPECT_LT(residual_of_step({}), 1e-11);
+  EXPECT_LT(residual_of_step(std::vector<double>{1e-9, 1e-9, 1e-9}), 1e-11);
+  const double left = residual_of_step(std::vector<double>{1e-3, 1e-3, 1e-3});
+  EXPECT_GT(left, 1e-8);
+  EXPECT_LT(left, 1e-5);
 }
 
 TEST(Scalings, TheFirstIterateIsOnThePath) {

@@ -463,7 +463,8 @@ void DenseAlgebra::multiply_vector(ConstMatrixView a, std::span<const double> x,
   double* padded_x = padded.data();
   double* padded_y = padded.data() + size;
   std::copy(x.begin(), x.end(), padded_x);
-  symv_(given == Triangle::kLower ? "L" : "U", &n.value, &one, a.data(), &lda.value, padded_x, &step, &zero, padded_y, &step);
+  symv_(given == Triangle::kLower ? "L" : "U", &n.value, &one, a.data(), &lda.value, padded_x,
+        &step, &zero, padded_y, &step);
   std::copy_n(padded_y, y.size(), y.begin());
 }
 

@@ -128,9 +128,8 @@ void Direction::aim_at_path(double mu, Step* affine) {
     scalings_.cone(c).centering_rhs({s, z}, mu, {ds, dz}, cone_rhs(c));
   }
   pair_rhs_ = -at_.tau * at_.kappa + (mu - affine->tau * affine->kappa);
-  scalings_.for_each_matrix([&](size_t m) {
-    matrices_[m].aim_at_path(mu, std::move(affine->matrices[m]));
-  });
+  scalings_.for_each_matrix(
+      [&](size_t m) { matrices_[m].aim_at_path(mu, std::move(affine->matrices[m])); });
 }
 
 // The right-hand sides of the system, from those of complementarity.
@@ -296,6 +295,15 @@ bool Direction::moves_gap(const std::vector<double>& residual) const {
   return product > kShare * scalings_.degree() * scalings_.mu(at_);
 }
 
+// A correction costs as much as a step.
+bool Direction::is_allowed(const std::vector<double>& residual) const {
+  if (allowed_.empty()) return false;
+  for (size_t i = 0; i < residual.size(); ++i) {
+    if (!(std::fabs(residual[i]) <= at_.tau * allowed_[i])) return false;
+  }
+  return !moves_gap(residual);
+}
+
 void Direction::take_correction(double factor, NewtonVector* correction, Step* step) {
   add(factor, correction->x, &offset_.x);
   add(factor, correction->y, &offset_.y);
@@ -331,7 +339,7 @@ void Direction::refine(Step* step) {
     }
     const bool is_good = error <= kGoodShare * step->reduction * largest(residuals_.primal);
     if (is_good || error > kSlowCorrection * before) return;
-    if (matrices_.empty() && !moves_gap(rhs_.y)) return;
+    if (matrices_.empty() ? !moves_gap(rhs_.y) : is_allowed(rhs_.y)) return;
     before = error;
     std::fill(rhs_.x.begin(), rhs_.x.end(), 0.0);
     system_.solve(rhs_, &correction);

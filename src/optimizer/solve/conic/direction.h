@@ -24,6 +24,10 @@ class Direction {
   Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
             Scalings* scalings, NewtonSystem* system, Tau tau);
 
+  // Steps of matrix variables may leave so much of each equation, for a unit of tau, as long as the
+  // gap does not notice. Else each step is corrected as far as that goes. The span must live on.
+  void allow(std::span<const double> residuals) { allowed_ = residuals; }
+
   // The step to the boundary: all residuals and all products of pairs become 0 to first order.
   Step find_affine();
   // The step that takes the share `reduction` off the residuals, and leads to the central path with
@@ -51,6 +55,7 @@ class Direction {
   void refine(Step* step);
   void take_correction(double factor, NewtonVector* correction, Step* step);
   bool moves_gap(const std::vector<double>& residual) const;
+  bool is_allowed(const std::vector<double>& residual) const;
 
   std::span<double> cone_rhs(size_t c);
   std::span<const double> cone_rhs(size_t c) const;
@@ -61,6 +66,7 @@ class Direction {
   Scalings& scalings_;
   NewtonSystem& system_;
   Tau tau_;
+  std::span<const double> allowed_;
   NewtonVector rhs_;
   NewtonVector offset_;      // of the step at hand
   NewtonVector tau_offset_;  // for a unit of dtau

@@ -97,6 +97,11 @@ Status InteriorPointMethod::prepare() {
     system_->use(algebra_.get());
   }
   gather_team();
+  // All steps together come nowhere near the tolerance.
+  constexpr double kSmallShare = 1e-3;
+  for (const double row : scaling_.row) {
+    allowed_residuals_.push_back(kSmallShare * tolerances_.feasibility * std::min(1.0, row));
+  }
   return {};
 }
 
@@ -141,6 +146,7 @@ bool InteriorPointMethod::iterate(Direction::Tau tau, InteriorPoint* result) {
 double InteriorPointMethod::make_step(Direction::Tau tau) {
   system_->factor(*scalings_);
   Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(), tau);
+  direction.allow(allowed_residuals_);
   Step affine = direction.find_affine();
   const double affine_length = std::min(1.0, scalings_->step_length(now_, affine));
   const double sigma = (1.0 - affine_length) * (1.0 - affine_length);

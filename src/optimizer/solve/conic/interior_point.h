@@ -90,6 +90,7 @@ class InteriorPointMethod {
   Iterate now_;
   Iterate before_;  // the last step, without matrix variables
   Residuals residuals_;
+  std::vector<double> allowed_residuals_;  // of steps
   Measures measures_;
   BestPoint best_;
   BestPoint accurate_;  // before rounding filled the embedding's last equation

@@ -201,8 +201,7 @@ double MatrixProducts::num_multiplications() const {
 }
 
 // Rows with a large part of the work go one by one, all threads at each; the others go side by side.
-void MatrixProducts::compute(const DenseMatrix& w, std::span<const size_t> places,
-                             MatrixView sum) {
+void MatrixProducts::compute(const DenseMatrix& w, std::span<const size_t> places, MatrixView sum) {
   const Target target{places, sum};
   std::vector<Work> works;
   const double multiplications = num_multiplications();
@@ -228,8 +227,7 @@ void MatrixProducts::compute(const DenseMatrix& w, std::span<const size_t> place
   });
 }
 
-void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work,
-                                 const Target& target) {
+void MatrixProducts::compute_row(const DenseMatrix& w, size_t i, Work* work, const Target& target) {
   const Row& row = rows_[i];
   // For a row that goes alone, some of the later ones at a time.
   const auto multiply_with_later = [&](auto product) {

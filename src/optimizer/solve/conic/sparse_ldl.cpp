@@ -251,7 +251,8 @@ void SparseLdl::start_end() {
   constexpr size_t kTile = 16;
   const MatrixView end = end_.matrix();
   if (!is_end_given_) {
-    for (size_t col = 0; col < end.cols(); ++col) std::fill_n(&end(col, col), end.rows() - col, 0.0);
+    for (size_t col = 0; col < end.cols(); ++col)
+      std::fill_n(&end(col, col), end.rows() - col, 0.0);
     return;
   }
   const ConstMatrixView taken = std::as_const(end_).kept();

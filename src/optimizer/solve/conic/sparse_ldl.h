@@ -95,7 +95,7 @@ class SparseLdl {
   void start_end();
 
   int32_t order_ = 0;
-  int32_t num_leading_ = 0;        // the others are the dense end
+  int32_t num_leading_ = 0;  // the others are the dense end
   bool is_end_given_ = false;
   std::vector<int32_t> node_at_;   // node at each place of the order
   std::vector<int32_t> place_of_;  // and the inverse

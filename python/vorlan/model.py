@@ -1,6 +1,7 @@
 """Models given as arrays, written as task files."""
 import dataclasses
 import json
+import math
 import pathlib
 import tempfile
 
@@ -54,10 +55,12 @@ def solve(c, A, b, cones, *, lower=None, upper=None, integer=(), maximize=False,
     d (d + 1) / 2 rows; of the power cones a third item, the exponent), in the order of the rows.
     lower, upper: n numbers, free when missing. integer: indices of integer variables. parameters:
     names and values of the optimizer's parameters. time_limit: seconds. Returns an Answer; raises
-    ValueError where sizes do not fit and SolveError where the program refuses.
+    ValueError where sizes or numbers do not fit and SolveError where the program refuses.
     """
-    costs = list(map(float, c))
+    costs = [_finite(value, "c") for value in c]
     model = _Model(costs, list(map(float, b)), *_columns(A, len(costs)))
+    if any(map(math.isnan, model.b)):
+        raise ValueError("b has a NaN")
     row = 0
     for cone in cones:
         row = model.add_block(row, *cone)
@@ -96,12 +99,21 @@ def _columns(A, width):
         raise ValueError(f"A has {shape[1]} columns, c has {width} elements")
     sums = [{} for _ in range(width)]
     for i, j, value in triples:
-        sums[j][int(i)] = sums[j].get(int(i), 0.0) + float(value)
+        sums[j][int(i)] = sums[j].get(int(i), 0.0) + _finite(value, "A")
     return shape[0], [[(i, value) for i, value in sorted(column.items()) if value != 0.0] for column in sums]
+
+
+def _finite(value, name):
+    value = float(value)
+    if not math.isfinite(value):
+        raise ValueError(f"{name} has the element {value}")
+    return value
 
 
 def _bound(value):
     value = float(value)
+    if math.isnan(value):
+        raise ValueError("a bound is a NaN")
     return value if abs(value) != float("inf") else ("inf" if value > 0 else "-inf")
 
 
@@ -164,6 +176,8 @@ class _Model:
             start.append(start[-1] + len(column))
         kinds = [0] * (own + added)
         for j in integer:
+            if not 0 <= j < own:
+                raise ValueError(f"integer has the index {j} of {own} variables")
             kinds[j] = 1
         variables = {"lower": self._bounds(lower, "-inf") + ["-inf"] * added,
                      "upper": self._bounds(upper, "inf") + ["inf"] * added, "kind": kinds}

@@ -68,6 +68,16 @@ class Arrays(unittest.TestCase):
         with self.assertRaises(ValueError):
             self.solve([1], [[1]], [1], [("zero", 1)], lower=[0, 0])
 
+    def test_numbers_that_do_not_fit_are_errors(self):
+        nan, inf = float("nan"), float("inf")
+        for c, a, b in ((nan, 1, 1), (1, inf, 1), (1, nan, 1), (1, 1, nan), (inf, 1, 1)):
+            with self.assertRaises(ValueError, msg=(c, a, b)):
+                self.solve([c], [[a]], [b], [("nonnegative", 1)])
+        for words in ({"lower": [nan]}, {"integer": [1]}, {"integer": [-1]}):
+            with self.assertRaises(ValueError, msg=words):
+                self.solve([1], [[1]], [1], [("nonnegative", 1)], **words)
+        self.assertEqual(self.solve([1], [[1], [1]], [1, -inf], [("nonnegative", 2)]).x, [1])
+
     def test_the_programs_reason_is_the_error(self):
         with self.assertRaisesRegex(vorlan.SolveError, "VLN_IPAR_PRESOLVE"):
             self.solve([1], [[1]], [1], [("zero", 1)], parameters={"VLN_IPAR_PRESOLV": 1})

@@ -91,6 +91,19 @@ general
 end
 )";
 
+// The primal simplex method finds the ray with perturbed costs, and begins again without.
+constexpr const char* kPerturbed = R"(maximize
+ obj: 1.5 x1 - x3 + 2 x4 - 3 x2 + 10000
+subject to
+ r0: 2 x4 + x0 + 1.5 x3 - 2 x2 + 4 x1 <= 14
+ r1: 0.001 x0 - 2 x1 - x3 >= 8
+ r2: 10 x0 + 10 x4 + 1.5 x1 + 1000 x2 <= 15
+bounds
+ x3 free
+ x4 free
+end
+)";
+
 constexpr const char* kMixedConic = R"(Minimize ] extended problem 1
 Minimize
  obj: t - 3 b
@@ -126,6 +139,7 @@ const SecondSolveCase kCases[] = {
     {"large switches", "m.lp", kLargeSwitches, "Solved again with whole integers, ", 1},
     {"presolve that fails", "m.lp", kPresolveFails, "Solved again without presolve, ", 1},
     {"certificate", "m.mps", kContradictionOfOne, "Solved again for a certificate: ", 1},
+    {"a method that begins anew", "m.lp", kPerturbed, nullptr, 1},
     {"outer approximation", "m.ptf", kMixedConic, nullptr, 0},
 };
 

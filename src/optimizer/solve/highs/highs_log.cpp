@@ -74,6 +74,10 @@ constexpr std::pair<std::string_view, std::string_view> kOriginLines[] = {
     {"Presolve: Optimal", "presolve"},
 };
 
+bool is_simplex_heading(std::string_view words) {
+  return words.starts_with("Using EKK ") || words.starts_with("Iteration ");
+}
+
 // A count of HiGHS's table, in which k and m stand for thousands and millions.
 int64_t table_count(const char* word) {
   char* end = nullptr;
@@ -159,6 +163,8 @@ std::string HighsLog::translate(const std::string& line) {
   const size_t first = line.find_first_not_of(' ');
   if (first == std::string::npos) return line;
   const std::string_view words = std::string_view(line).substr(first);
+  // The simplex method may begin anew, without what it has perturbed: that goes on the same table.
+  if (table_ == Table::kSimplex && is_simplex_heading(words)) return {};
   if (words.starts_with("Iteration ")) {
     table_ = Table::kSimplex;
   } else if (words.starts_with("Iter ")) {

@@ -157,7 +157,7 @@ class Filter {
     most_solves_ = most_solves;
     most_iterations_ = most_iterations;
   }
-  size_t num_parts() const { return parts_.size(); }
+  size_t num_parts() const { return known().size(); }
   int solves() const { return solves_; }
 
   // Everything, integrality left out where the model without it is infeasible, too.
@@ -169,11 +169,29 @@ class Filter {
       parts_ = std::move(continuous);
       return true;
     }
+    proved_ = parts_;
     return model_.is_mixed_integer() && parts_.size() > continuous.size();
   }
 
-  // Groups of half of the parts, of a quarter, ... and then each part.
+  // What was left out by certificates alone, whose small multipliers count as nothing, may be needed
+  // after all. Then the parts that were last proved are gone through without such short cuts.
   void run() {
+    leave_out_parts();
+    verify();
+    if (is_verified_ || is_over()) return;
+    parts_ = proved_;
+    trusts_certificates_ = false;
+    leave_out_parts();
+    verify();
+  }
+
+  Conflict conflict() const {
+    return {marks_of(known()), is_verified_ && !is_over() && !has_doubt_};
+  }
+
+ private:
+  // Groups of half of the parts, of a quarter, ... and then each part.
+  void leave_out_parts() {
     for (size_t size = std::max<size_t>(1, parts_.size() / 2);; size /= 2) {
       // From the end: bounds and integrality are left out before constraints.
       for (size_t end = parts_.size(); end > 0 && !is_over();) {
@@ -186,14 +204,16 @@ class Filter {
       }
       if (size <= 1 || is_over()) break;
     }
-    // What was left out by certificates alone, whose small multipliers count as nothing.
-    std::vector<Part> all = parts_;
-    if (!is_over() && !is_infeasible(&all)) has_doubt_ = true;
   }
 
-  Conflict conflict() const { return {marks_of(parts_), !is_over() && !has_doubt_}; }
+  void verify() {
+    std::vector<Part> all = parts_;
+    is_verified_ = is_infeasible(&all);
+  }
 
- private:
+  // The parts that are known to contradict each other.
+  const std::vector<Part>& known() const { return is_verified_ ? parts_ : proved_; }
+
   bool is_over() const {
     return solves_ >= most_solves_ || iterations_ >= most_iterations_ ||
            monotonic_seconds() >= end_ || monitor_->should_stop(progress_);
@@ -210,6 +230,13 @@ class Filter {
   // Whether the parts contradict each other. Where a certificate proves it, they become those that
   // it needs.
   bool is_infeasible(std::vector<Part>* parts) {
+    std::vector<Part> given = *parts;
+    if (!contradict(parts)) return false;
+    proved_ = std::move(given);
+    return true;
+  }
+
+  bool contradict(std::vector<Part>* parts) {
     if (is_over()) return false;
     const Model model = reduced(model_, marks_of(*parts));
     if (find_crossed_bounds(model).found()) {
@@ -246,7 +273,8 @@ class Filter {
       has_doubt_ = true;
       return answer;
     }
-    if (parts != nullptr && found.certificate == Certificate::kDualRay) keep_needed(found, parts);
+    const bool has_ray = trusts_certificates_ && found.certificate == Certificate::kDualRay;
+    if (parts != nullptr && has_ray) keep_needed(found, parts);
     return {Feasibility::kInfeasible, {}};
   }
 
@@ -295,6 +323,9 @@ class Filter {
   BackendMonitor* monitor_;
   size_t num_con_, num_var_;
   std::vector<Part> parts_;
+  std::vector<Part> proved_;  // the last ones that a solve found to contradict each other
+  bool is_verified_ = false;  // the parts contradict each other
+  bool trusts_certificates_ = true;
   int most_solves_ = kIntMax;
   int solves_ = 0;
   int64_t most_iterations_ = std::numeric_limits<int64_t>::max();

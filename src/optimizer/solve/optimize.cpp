@@ -318,7 +318,7 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   *termination = end.termination;
   if (extras->on_progress) extras->on_progress(make_last_record(task->model, end));
   log_end(*task, end);
-  task->log_text(kLogSummary, explain(task->model, end.solution, extras->conflict));
+  task->log_text(kLogSummary, explain(task->model, end.kind, end.solution, extras->conflict));
   task->solver_result.figures = make_figures(task->model, end);
   task->solutions = {};
   task->solutions[index(end.kind)] = std::move(end.solution);

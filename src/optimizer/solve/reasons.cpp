@@ -99,13 +99,14 @@ double size_of(double multiplier, double side) {
   return std::fabs(multiplier) * std::max(1.0, std::isfinite(side) ? std::fabs(side) : 0.0);
 }
 
-// The sides whose multipliers are more than nothing.
+// The sides whose multipliers are more than nothing, which may differ from item to item.
+template <class Least>
 void mark_sides(const std::vector<double>& lower_dual, const std::vector<double>& upper_dual,
-                const std::vector<double>& lower, const std::vector<double>& upper, double least,
-                uint8_t* marks) {
+                const std::vector<double>& lower, const std::vector<double>& upper,
+                const Least& least, uint8_t* marks) {
   for (size_t i = 0; i < lower.size(); ++i) {
-    const bool at_lower = size_of(lower_dual[i], lower[i]) > least;
-    const bool at_upper = size_of(upper_dual[i], upper[i]) > least;
+    const bool at_lower = size_of(lower_dual[i], lower[i]) > least(i);
+    const bool at_upper = size_of(upper_dual[i], upper[i]) > least(i);
     if (at_lower && std::isfinite(lower[i])) marks[i] |= Conflict::kLower;
     if (at_upper && std::isfinite(upper[i])) marks[i] |= Conflict::kUpper;
     if (marks[i] != 0 && lower[i] == upper[i]) marks[i] = Conflict::kLower | Conflict::kUpper;
@@ -118,7 +119,31 @@ double largest_size(const std::vector<double>& dual, const std::vector<double>& 
   return most;
 }
 
-Conflict conflict_of_ray(const Model& model, const Solution& ray) {
+// For each variable the sum of the terms whose difference its multiplier is, without signs.
+std::vector<double> sizes_of_reduced_costs(const Model& model, const std::vector<double>& y) {
+  std::vector<double> sizes(model.cost.size(), 0.0);
+  for (size_t j = 0; j < sizes.size(); ++j) {
+    for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+      sizes[j] += std::fabs(model.matrix.value[k] * y[index(model.matrix.row[k])]);
+    }
+  }
+  return sizes;
+}
+
+// What a simplex method's ray needs: it has zeros, and a multiplier of a bound counts beside its own
+// terms, be it as small as it may beside others.
+void mark_needs_of_basic_ray(const Model& model, const Solution& ray, double most, uint8_t* marks) {
+  constexpr double kRounding = 1e-9;
+  const double least = 1e-13 * most;
+  const std::vector<double> sizes = sizes_of_reduced_costs(model, ray.y);
+  mark_sides(
+      ray.slc, ray.suc, model.con_lower, model.con_upper, [&](size_t) { return least; }, marks);
+  mark_sides(
+      ray.slx, ray.sux, model.var_lower, model.var_upper,
+      [&](size_t j) { return kRounding * sizes[j]; }, marks + model.con_lower.size());
+}
+
+Conflict conflict_of_ray(const Model& model, const Solution& ray, SolutionKind kind) {
   const size_t num_con = model.con_lower.size();
   const size_t num_var = model.cost.size();
   Conflict conflict;
@@ -128,8 +153,13 @@ Conflict conflict_of_ray(const Model& model, const Solution& ray) {
                 largest_size(ray.slx, model.var_lower), largest_size(ray.sux, model.var_upper)});
   const double least = kNothing * most;
   uint8_t* const marks = conflict.marks.data();
-  mark_sides(ray.slc, ray.suc, model.con_lower, model.con_upper, least, marks);
-  mark_sides(ray.slx, ray.sux, model.var_lower, model.var_upper, least, marks + num_con);
+  if (kind == SolutionKind::kBasic) {
+    mark_needs_of_basic_ray(model, ray, most, marks);
+    return conflict;
+  }
+  const auto nothing = [least](size_t) { return least; };
+  mark_sides(ray.slc, ray.suc, model.con_lower, model.con_upper, nothing, marks);
+  mark_sides(ray.slx, ray.sux, model.var_lower, model.var_upper, nothing, marks + num_con);
   for (size_t k = 0; k < model.cones.size(); ++k) {
     for (const int32_t var : model.cones[k].vars) {
       if (std::fabs(ray.snx[index(var)]) > least) marks[num_con + num_var + k] = 1;
@@ -199,14 +229,15 @@ std::string explain_unbounded(const Model& model, const Solution& ray) {
 
 }  // namespace
 
-std::string explain(const Model& model, const Solution& solution, const Conflict& conflict) {
+std::string explain(const Model& model, SolutionKind kind, const Solution& solution,
+                    const Conflict& conflict) {
   if (!conflict.marks.empty()) {
     std::string text = explain_infeasible(parts_of(model, conflict));
     if (conflict.is_minimal) text += "  none of them can be left out\n";
     return text;
   }
   if (solution.status == SolutionStatus::kPrimalInfeasibleCertificate) {
-    std::vector<std::string> parts = parts_of(model, conflict_of_ray(model, solution));
+    std::vector<std::string> parts = parts_of(model, conflict_of_ray(model, solution, kind));
     for (std::string& part : matrix_parts(model, solution)) parts.push_back(std::move(part));
     return explain_infeasible(std::move(parts));
   }

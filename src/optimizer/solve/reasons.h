@@ -9,6 +9,7 @@
 namespace vorlan {
 
 // A line for the log; empty for a solution that is no certificate, when there is no conflict.
-std::string explain(const Model& model, const Solution& solution, const Conflict& conflict);
+std::string explain(const Model& model, SolutionKind kind, const Solution& solution,
+                    const Conflict& conflict);
 
 }  // namespace vorlan

@@ -198,6 +198,50 @@ TEST(Reasons, TheConflictFileIsIrreducible) {
   EXPECT_TRUE(is_infeasible(even)) << integer << even.log();
 }
 
+// The proof adds r2 and 1e-6 r0. That leaves 1e-9 x0, whose bound is a part of it.
+TEST(Reasons, TheLogNamesAPartWithASmallMultiplier) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("small.lp", R"(Minimize
+ obj: x0
+Subject To
+ r0: - x3 + 1000 x2 + 10 x1 + 0.001 x0 <= 9
+ r2: 4 x3 + 0.001 x2 - x1 >= 16
+Bounds
+ x2 free
+ x3 <= 2
+End
+)"),
+            VLN_RES_OK);
+  put(task, "VLN_IPAR_OPTIMIZER", "dual_simplex");
+  task.solve();
+  EXPECT_NE(task.log().find("x0 >= 0"), std::string::npos) << task.log();
+}
+
+// In the proof by r0 and r2 the bound of x0 has a multiplier 1e-9 of the largest, and is needed.
+TEST(Reasons, AConflictKeepsWhatHasASmallMultiplier) {
+  const std::string conflict = conflict_of("small.lp", R"(Minimize
+ obj: 0.5 x2 + 4 x3 + 0.001 x0
+Subject To
+ r0: 6 <= - x3 + 1000 x2 + 10 x1 + 0.001 x0 <= 9
+ r1: 1000 x3 + 1000 x1 >= 4
+ r2: 4 x3 + 0.001 x2 - x1 >= 16
+ r3: 10 x1 + 1.5 x0 + 1000 x3 + 10 x2 >= 15
+ r4: - x0 <= 6
+Bounds
+ x0 <= 8
+ x1 <= 7
+ -2 <= x2 <= 3
+ x3 <= 2
+General
+ x0
+End
+)");
+  TestTask part;
+  ASSERT_EQ(part.read_as("part.lp", conflict), VLN_RES_OK) << part.last_message();
+  part.solve();
+  EXPECT_TRUE(is_infeasible(part)) << conflict << part.log();
+}
+
 // One of x and y is 0, the other at most 2.
 constexpr char kSetConflict[] = R"(Minimize
  obj: x + y + z

@@ -36,7 +36,8 @@ void write_mps(const StructuredModel& model) {
   std::printf("BOUNDS\n");
   for (size_t j = 0; j < model.columns.size(); ++j) {
     if (model.columns[j].is_free) std::printf(" FR BND       c%zu\n", j);
-    if (model.columns[j].upper > 0.0) std::printf(" UP BND       c%-7zu  %.9g\n", j, model.columns[j].upper);
+    if (model.columns[j].upper > 0.0)
+      std::printf(" UP BND       c%-7zu  %.9g\n", j, model.columns[j].upper);
   }
   write_squares(model);
   std::printf("ENDATA\n");

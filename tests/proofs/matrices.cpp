@@ -56,12 +56,27 @@ bool SymmetricMatrix::is_zero() const {
   return std::all_of(elements_.begin(), elements_.end(), [](const Rational& e) { return e == 0; });
 }
 
+std::vector<size_t> SymmetricMatrix::rows_with_elements() const {
+  std::vector<size_t> rows;
+  for (size_t row = 0; row < dimension_; ++row) {
+    size_t col = 0;
+    while (col < dimension_ && at(row, col) == 0) ++col;
+    if (col < dimension_) rows.push_back(row);
+  }
+  return rows;
+}
+
 // Elimination in whole numbers, whose pivots are determinants (Bareiss, "Sylvester's identity and
 // multistep integer-preserving Gaussian elimination", Mathematics of Computation 22, 1968). No pivot
 // may be negative, and a row whose pivot is 0 must be 0.
 bool SymmetricMatrix::is_positive_semidefinite() const {
-  const size_t n = dimension_;
-  std::vector<mpz_class> a = whole_multiples(elements_);
+  const std::vector<size_t> rows = rows_with_elements();
+  const size_t n = rows.size();
+  std::vector<Rational> elements;
+  for (const size_t row : rows) {
+    for (const size_t col : rows) elements.push_back(at(row, col));
+  }
+  std::vector<mpz_class> a = whole_multiples(elements);
   mpz_class last = 1;
   for (size_t k = 0; k < n; ++k) {
     const mpz_class pivot = a[k * n + k];

@@ -21,6 +21,8 @@ class SymmetricMatrix {
   bool is_positive_semidefinite() const;
 
  private:
+  std::vector<size_t> rows_with_elements() const;
+
   size_t dimension_;
   std::vector<Rational> elements_;
 };

@@ -85,11 +85,20 @@ std::string faults_of_certificate(const Solved& solved, ProblemStatus problem,
   return faults;
 }
 
+// All of them, but where the test runs again with other kernels.
+bool is_proved_again(uint32_t seed) {
+  constexpr uint32_t kShare = 3;
+  return std::getenv("OPENBLAS_CORETYPE") == nullptr || seed % kShare == 0;
+}
+
 std::string faults_of(ConicFamily family, const KnownConicModel& known, const Demand& demand,
-                      const Solved& solved, Proved* proved) {
+                      bool proves, const Solved& solved, Proved* proved) {
   if (!solved.status.ok()) return solved.status.message();
-  const std::string unproved =
-      test::faults_of_proof(known.model, solved.solution(), {known.size, demand.proof}, proved);
+  std::string unproved;
+  if (proves) {
+    unproved =
+        test::faults_of_proof(known.model, solved.solution(), {known.size, demand.proof}, proved);
+  }
   switch (family) {
     case ConicFamily::kPrimalInfeasible:
       return unproved + faults_of_certificate(solved, ProblemStatus::kPrimalInfeasible,
@@ -159,6 +168,7 @@ void try_models(ConicFamily family, const Demand& demand) {
   const uint32_t first = number_from("VORLAN_RANDOM_FIRST", 0);
   const uint32_t count = number_from("VORLAN_RANDOM_MODELS", kDefaultCount);
   uint32_t weak = 0;
+  uint32_t wanted = 0;
   Proved proved;
   std::string list;
   for (uint32_t seed = first; seed < first + count; ++seed) {
@@ -167,7 +177,9 @@ void try_models(ConicFamily family, const Demand& demand) {
     Solved solved;
     solved.task.model = known.model;
     solve_conic(&solved);
-    const std::string faults = faults_of(family, known, demand, solved, &proved);
+    const bool proves = is_proved_again(seed);
+    wanted += proves;
+    const std::string faults = faults_of(family, known, demand, proves, solved, &proved);
     if (faults.empty()) continue;
     const std::string line =
         "seed " + std::to_string(seed) + ": " + shape_of(known.model) + ": " + faults + "\n";
@@ -180,7 +192,7 @@ void try_models(ConicFamily family, const Demand& demand) {
   }
   if (std::getenv("VORLAN_RANDOM_MODELS") != nullptr)
     std::printf("%s%u weak\n", list.c_str(), weak);
-  EXPECT_GE(static_cast<uint32_t>(proved.all()) + weak, count);
+  EXPECT_GE(static_cast<uint32_t>(proved.all()) + weak, wanted);
   // A share of a few models says little, and the last bits of a BLAS move single models across the
   // limit.
   constexpr uint32_t kLuck = 3;

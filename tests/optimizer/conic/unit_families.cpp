@@ -43,6 +43,12 @@ class Builder {
     model_.quadratic_coefficients.push_back({con, {var, var, value}});
   }
 
+  // Adds value x_row x_col to the constraint, of different variables. Elements of a constraint are added
+  // by column, then by row.
+  void product_in(int32_t con, int32_t row, int32_t col, double value) {
+    model_.quadratic_coefficients.push_back({con, {row, col, value}});
+  }
+
   void cone(ConeKind kind, std::vector<int32_t> vars, std::vector<double> exponents = {}) {
     model_.cones.push_back({kind, std::move(vars), std::move(exponents)});
   }
@@ -315,6 +321,26 @@ UnitModel ellipsoid(double u) {
   return b.optimal(-u * std::sqrt(sum));
 }
 
+// |L'x|^2 <= u^2 with L of ones on the diagonal and halves below it: -u |L^-1 c|, since x'LL'x is the
+// row.
+UnitModel turned_ellipsoid(double u) {
+  Builder b;
+  const std::vector<double> cost = {1.0, -2.0, 0.5, 3.0, -1.0};
+  const int32_t row = b.at_most(u * u, {});
+  std::vector<double> solved;
+  double sum = 0.0;
+  for (const double c : cost) {
+    b.variable(c);
+    solved.push_back(c - 0.5 * (solved.empty() ? 0.0 : solved.back()));
+    sum += solved.back() * solved.back();
+  }
+  for (int32_t j = 0; j < static_cast<int32_t>(cost.size()); ++j) {
+    b.square_in(row, j, j == 0 ? 2.0 : 2.5);
+    if (j + 1 < static_cast<int32_t>(cost.size())) b.product_in(row, j + 1, j, 1.0);
+  }
+  return b.optimal(-u * std::sqrt(sum));
+}
+
 // max x + 2 y, x + y = u, x^2 + 4 y^2 <= 0.9 u^2.
 UnitModel portfolio_under_risk(double u) {
   Builder b;
@@ -390,6 +416,28 @@ UnitModel hyperbola(double u) {
   b.equal(u, {{z, 1.0}});
   b.cone(ConeKind::kRotatedQuadratic, {x, y, z});
   return b.optimal(std::numbers::sqrt2 * u);
+}
+
+UnitModel product_beyond_its_factors(double u) {
+  Builder b;
+  const int32_t x = b.variable(0.0);
+  const int32_t y = b.variable(0.0);
+  const int32_t z = b.variable(1.0);
+  b.at_most(u, {{x, 1.0}});
+  b.at_most(u, {{y, 1.0}});
+  b.at_least(2.0 * u, {{z, 1.0}});
+  b.cone(ConeKind::kRotatedQuadratic, {x, y, z});
+  return b.infeasible();
+}
+
+UnitModel rotated_cone_without_end(double u) {
+  Builder b;
+  const int32_t x = b.variable(-1.0);
+  const int32_t y = b.variable(0.0);
+  const int32_t z = b.variable(0.0);
+  b.equal(u, {{z, 1.0}});
+  b.cone(ConeKind::kRotatedQuadratic, {x, y, z});
+  return b.unbounded();
 }
 
 UnitModel point_outside_a_quadratic_cone(double u) {
@@ -508,6 +556,43 @@ UnitModel point_outside_a_power_cone(double u) {
   return b.infeasible();
 }
 
+// At y = 0 and z = -u: x >= u / e.
+UnitModel point_outside_a_dual_exponential_cone(double u) {
+  Builder b;
+  const int32_t x = b.variable(0.0);
+  const int32_t y = b.variable(1.0);
+  const int32_t z = b.variable(0.0);
+  b.at_most(0.25 * u, {{x, 1.0}});
+  b.at_most(0.0, {{y, 1.0}});
+  b.equal(-u, {{z, 1.0}});
+  b.cone(ConeKind::kDualExponential, {x, y, z});
+  return b.infeasible();
+}
+
+// |z| <= 2 sqrt(x y).
+UnitModel point_outside_a_dual_power_cone(double u) {
+  Builder b;
+  const int32_t x = b.variable(1.0);
+  const int32_t y = b.variable(0.0);
+  const int32_t z = b.variable(0.0);
+  b.at_most(u, {{x, 1.0}});
+  b.at_most(u, {{y, 1.0}});
+  b.at_least(3.0 * u, {{z, 1.0}});
+  b.cone(ConeKind::kDualPower, {x, y, z}, {1.0, 1.0});
+  return b.infeasible();
+}
+
+UnitModel power_cone_without_end(double u) {
+  Builder b;
+  const int32_t x = b.variable(-1.0);
+  const int32_t y = b.variable(0.0);
+  const int32_t z = b.variable(1.0);
+  b.equal(u, {{y, 1.0}});
+  b.at_least(u, {{z, 1.0}});
+  b.cone(ConeKind::kPower, {x, y, z}, {0.3, 0.7});
+  return b.unbounded();
+}
+
 UnitModel exponential_without_end(double u) {
   Builder b;
   const int32_t x = b.variable(-1.0);
@@ -553,6 +638,26 @@ UnitModel least_eigenvalue(double u) {
   b.matrix_element(trace, 0, 0, 1.0);
   b.matrix_element(trace, 1, 1, 1.0);
   return b.optimal(u * (5.0 - std::sqrt(5.0)) / 2.0);
+}
+
+// t I - A as a matrix variable, where A = u (2 1; 1 3).
+void add_matrix_inequality(double u, int32_t t, Builder* b) {
+  b->matrix(2);
+  b->matrix_element(b->equal(2.0 * u, {{t, 1.0}}), 0, 0, -1.0);
+  b->matrix_element(b->equal(u, {}), 1, 0, -0.5);
+  b->matrix_element(b->equal(3.0 * u, {{t, 1.0}}), 1, 1, -1.0);
+}
+
+UnitModel largest_eigenvalue(double u) {
+  Builder b;
+  add_matrix_inequality(u, b.variable(1.0), &b);
+  return b.optimal(u * (5.0 + std::sqrt(5.0)) / 2.0);
+}
+
+UnitModel eigenvalue_beyond_a_bound(double u) {
+  Builder b;
+  add_matrix_inequality(u, b.variable(1.0, -kInfinity, 3.0 * u), &b);
+  return b.infeasible();
 }
 
 UnitModel covariance_beyond_variances(double u) {
@@ -603,12 +708,15 @@ const std::vector<UnitFamily>& curved_unit_families() {
       {"disc", disc},
       {"disc_away_from_zero", disc_away_from_zero},
       {"ellipsoid", ellipsoid},
+      {"turned_ellipsoid", turned_ellipsoid},
       {"portfolio_under_risk", portfolio_under_risk},
       {"disc_beyond_a_line", disc_beyond_a_line},
       {"strip_without_end", strip_without_end},
       {"least_squares_norm", least_squares_norm},
       {"fermat_weber", fermat_weber},
       {"hyperbola", hyperbola},
+      {"product_beyond_its_factors", product_beyond_its_factors},
+      {"rotated_cone_without_end", rotated_cone_without_end},
       {"point_outside_a_quadratic_cone", point_outside_a_quadratic_cone},
       {"quadratic_cone_without_end", quadratic_cone_without_end},
       {"value_of_an_exponential", value_of_an_exponential},
@@ -619,10 +727,15 @@ const std::vector<UnitFamily>& curved_unit_families() {
       {"dual_power_value", dual_power_value},
       {"point_outside_an_exponential_cone", point_outside_an_exponential_cone},
       {"point_outside_a_power_cone", point_outside_a_power_cone},
+      {"point_outside_a_dual_exponential_cone", point_outside_a_dual_exponential_cone},
+      {"point_outside_a_dual_power_cone", point_outside_a_dual_power_cone},
+      {"power_cone_without_end", power_cone_without_end},
       {"exponential_without_end", exponential_without_end},
       {"squares_in_a_matrix", squares_in_a_matrix},
       {"covariance_of_known_variances", covariance_of_known_variances},
       {"least_eigenvalue", least_eigenvalue},
+      {"largest_eigenvalue", largest_eigenvalue},
+      {"eigenvalue_beyond_a_bound", eigenvalue_beyond_a_bound},
       {"covariance_beyond_variances", covariance_beyond_variances},
       {"matrix_without_end", matrix_without_end},
   };

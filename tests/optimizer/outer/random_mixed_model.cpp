@@ -307,8 +307,10 @@ Model without_zero_factors(Model model) {
   return model;
 }
 
-void count(bool is_proved, Enumeration* result) {
-  ++(is_proved ? result->proved : result->unproved);
+// Looks for a proof where one is asked for.
+template <class IsProved>
+void count(IsProved&& is_proved, Enumeration* result) {
+  if (result->proves) ++(is_proved() ? result->proved : result->unproved);
 }
 
 bool is_proved_infeasible(const Model& model, const BackendResult& found) {
@@ -321,6 +323,11 @@ bool is_proved_best(const MinimizeProblem& problem, const BackendResult& found, 
   exact.constant = 0.0;
   const double least = objective_sum(problem, found.x, found.barx).value - error;
   return proofs::proved_bound(exact, {found.y, found.snx, found.x}, found.barx, least) >= least;
+}
+
+bool is_proved_unbounded(const MinimizeProblem& problem, BackendResult* found) {
+  if (!complete_primal_ray(problem, found)) return false;
+  return proofs::verify_unbounded(proof_model(problem.model), found->x, found->barx).empty();
 }
 
 void try_one(const Model& given, Enumeration* result) {
@@ -336,7 +343,7 @@ void try_one(const Model& given, Enumeration* result) {
     // The ray of quadratic constraints needs a point that the method does not give.
     const bool has_proof = model.quadratic_coefficients.empty();
     if (has_proof && !complete_dual_ray(model, &found)) result->doubtful = true;
-    count(is_proved_infeasible(model, found), result);
+    count([&] { return is_proved_infeasible(model, found); }, result);
   } else if (found.outcome == Outcome::kUnbounded) {
     // The ray says nothing about points.
     Model feasibility = model;
@@ -345,9 +352,7 @@ void try_one(const Model& given, Enumeration* result) {
     feasibility.matrix_cost.clear();
     Enumeration any;
     try_one(feasibility, &any);
-    const bool is_ray = complete_primal_ray(problem, &found);
-    count(is_ray && proofs::verify_unbounded(proof_model(model), found.x, found.barx).empty(),
-          result);
+    count([&] { return is_proved_unbounded(problem, &found); }, result);
     result->doubtful = result->doubtful || any.doubtful;
     result->unbounded = result->unbounded || any.feasible;
   } else if (found.outcome == Outcome::kOptimal &&
@@ -355,7 +360,8 @@ void try_one(const Model& given, Enumeration* result) {
     const double sense = problem.sense_factor();
     const double objective =
         sense * objective_sum(problem, found.x, found.barx).value + model.constant;
-    count(is_proved_best(problem, found, kNoGap * std::max(1.0, std::fabs(objective))), result);
+    const double error = kNoGap * std::max(1.0, std::fabs(objective));
+    count([&] { return is_proved_best(problem, found, error); }, result);
     if (!result->feasible || sense * objective < sense * result->objective) {
       result->objective = objective;
     }
@@ -382,8 +388,9 @@ Model make_mixed_model(MixedFamily family, uint32_t seed) {
       .make(family);
 }
 
-Enumeration enumerate(const Model& model) {
+Enumeration enumerate(const Model& model, Proofs proofs) {
   Enumeration result;
+  result.proves = proofs == Proofs::kYes;
   Model fixed = model;
   fixed.var_kind.assign(model.cost.size(), VarKind::kContinuous);
   try_all(&fixed, 0, model, &result);

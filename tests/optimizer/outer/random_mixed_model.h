@@ -26,7 +26,7 @@ inline constexpr int kNumMixedFamilies = static_cast<int>(MixedFamily::kEverythi
 Model make_mixed_model(MixedFamily family, uint32_t seed);
 
 // What trying all integers finds, each with the conic method, whose bounds and certificates are proved
-// again in exact arithmetic (proved_answer.h).
+// again in exact arithmetic (proved_answer.h) where that is asked for.
 struct Enumeration {
   double objective = 0.0;  // the best, as the model states it
   bool feasible = false;
@@ -34,7 +34,9 @@ struct Enumeration {
   bool doubtful = false;  // the conic method did not settle some of the integers
   int proved = 0;         // how many of the integers have an exact proof of what was found for them
   int unproved = 0;
+  bool proves = false;
 };
-Enumeration enumerate(const Model& model);
+enum class Proofs { kNo, kYes };
+Enumeration enumerate(const Model& model, Proofs proofs = Proofs::kNo);
 
 }  // namespace vorlan::test

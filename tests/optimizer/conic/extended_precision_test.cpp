@@ -8,10 +8,12 @@
 
 #include "conic_solve.h"
 #include "proved_answer.h"
+#include "random_conic_model.h"
 #include "small_problem.h"
 #include "solve/conic/double_double.h"
 #include "solve/conic/equilibration.h"
 #include "solve/conic/extended_method.h"
+#include "solve/conic/interior_point.h"
 
 namespace vorlan::conic {
 namespace {
@@ -110,6 +112,29 @@ TEST(ExtendedMethod, SolvesAProblemOfAllParts) {
   double x = 0.8;
   for (int k = 0; k < 100; ++k) x = 1.0 - 1.0 / ((3.0 - x) * (3.0 - x));
   EXPECT_NEAR(point.measures.primal_objective, 0.5 * x * x + (3.0 - x) + 1.0 / (3.0 - x), 1e-8);
+}
+
+TEST(ExtendedMethod, SolvesProblemsWithQuadraticCones) {
+  for (const ConeKind kind : {ConeKind::kQuadratic, ConeKind::kRotatedQuadratic}) {
+    ConicProblem problem = test::problem_of_all_kinds();
+    problem.cones[0].kind = kind;
+    const InteriorPoint point = solved(problem, {});
+    EXPECT_EQ(point.outcome, Outcome::kOptimal);
+    EXPECT_LE(point.measures.worst({}), 1.0);
+    const Equilibration scaling = equilibrate(ScalingRule::kByNorms, &problem);
+    Stopper never(-1);
+    const auto no_ray = [](const InteriorPoint&) { return false; };
+    InteriorPoint by_doubles;
+    InteriorPointMethod method(problem, scaling, {}, no_ray, &never);
+    ASSERT_TRUE(method.run(&by_doubles).ok());
+    EXPECT_NEAR(point.measures.primal_objective, by_doubles.measures.primal_objective, 1e-7);
+  }
+}
+
+TEST(ExtendedMethod, LeavesOtherConesAlone) {
+  ConicProblem problem = test::problem_of_all_kinds();
+  problem.cones[0].kind = ConeKind::kExponential;
+  EXPECT_FALSE(ExtendedMethod::can_solve(problem));
 }
 
 TEST(ExtendedMethod, StopsWhenAskedAndAtItsLimit) {
@@ -222,6 +247,20 @@ TEST(ExtendedMethod, FindsOptimaThatDoublesMiss) {
   }
   EXPECT_GE(extended, 15);
   EXPECT_EQ(proved.optimal, 20);
+}
+
+// Quadratic rows of hardly any curvature: doubles meet the tolerances in scaled terms, but not in
+// those of the model.
+TEST(ExtendedMethod, MeetsTolerancesInTheTermsOfTheModel) {
+  for (const uint32_t seed : {770335U, 771244U}) {
+    const test::KnownConicModel known = make_conic_model(test::ConicFamily::kNoInterior, seed);
+    Solved solved;
+    solved.task.model = known.model;
+    solve_conic(&solved);
+    EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+    EXPECT_EQ(solved.log.find("misses its tolerance"), std::string::npos) << solved.log;
+    EXPECT_NEAR(solved.solution().primal_objective, known.objective, 1e-7 * known.size);
+  }
 }
 
 }  // namespace

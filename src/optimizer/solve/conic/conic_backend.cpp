@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "solve/check/checker.h"
 #include "solve/check/clean_rays.h"
 #include "solve/check/rays.h"
 #include "solve/conic/conic_form.h"
@@ -63,6 +64,7 @@ class ConicRun {
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
   bool shows_ill_posed();
+  void measure_in_terms_of_model(conic::InteriorPoint* point) const;
   conic::Tolerances tolerances() const;
   BackendResult restore(conic::InteriorPoint point) const;
 
@@ -229,15 +231,28 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   return run_in_extended_precision(may_have_ray, scaling, point);
 }
 
+// The way back to the model's terms can add to what an optimum misses.
+void ConicRun::measure_in_terms_of_model(conic::InteriorPoint* point) const {
+  if (point->outcome != Outcome::kOptimal) return;
+  const BackendResult result = restore(*point);
+  conic::Measures& measures = point->measures;
+  const double primal = primal_violation(problem_.model, result.x, result.barx);
+  measures.primal = std::max(measures.primal, primal);
+  measures.dual = std::max(measures.dual, dual_violation(problem_, result));
+  measures.gap = std::max(measures.gap, duality_gap(problem_, result));
+}
+
 // Runs a small model again where rounding keeps it from its tolerances.
 Status ConicRun::run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
                                            conic::InteriorPoint* point) {
   conic::Tolerances left = tolerances();
-  if (point->outcome == Outcome::kIllPosed || !ends_short(*point, left)) return {};
   if (!conic::ExtendedMethod::can_solve(form_.problem())) return {};
+  measure_in_terms_of_model(point);
+  if (point->outcome == Outcome::kIllPosed || !ends_short(*point, left)) return {};
   left.iteration_limit -= point->iterations;
   const auto run = [&](conic::InteriorPoint* other) {
     conic::ExtendedMethod(form_.problem(), scaling, left, monitor_).run(other);
+    measure_in_terms_of_model(other);
     return Status{};
   };
   conic::InteriorPoint other;

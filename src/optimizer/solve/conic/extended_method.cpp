@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/matrix_block.h"
@@ -63,7 +64,7 @@ ExtendedMethod::ExtendedMethod(const ConicProblem& problem, const Equilibration&
       cost_(to_extended(problem.cost)),
       rhs_(to_extended(problem.rhs)),
       bound_(num_bound_),
-      quadratic_(to_extended(problem.quadratic, problem.quadratic.num_col())),
+      quadratic_(to_extended(problem.quadratic, num_var_)),
       matrix_(to_extended(problem.matrix, num_row_)),
       x_(ExtendedVector::Zero(num_var_)),
       y_(ExtendedVector::Zero(num_row_)),
@@ -71,11 +72,14 @@ ExtendedMethod::ExtendedMethod(const ConicProblem& problem, const Equilibration&
       z_(ExtendedVector::Ones(num_bound_)),
       best_(tolerances) {
   for (Eigen::Index k = 0; k < num_bound_; ++k) bound_[k] = problem.bounds[index(k)].value;
+  for (const ConeBlock& block : problem.cones) cones_.emplace_back(block).start(&x_);
   for (const MatrixBlock& block : problem.matrices) matrices_.emplace_back(block);
 }
 
 bool ExtendedMethod::can_solve(const ConicProblem& problem) {
-  if (!problem.cones.empty()) return false;
+  if (!std::all_of(problem.cones.begin(), problem.cones.end(), ExtendedCone::is_supported)) {
+    return false;
+  }
   double work = std::pow(problem.num_var() + problem.num_row(), 3);
   for (const MatrixBlock& block : problem.matrices) {
     work += ExtendedMatrixVariable::count_multiplications(block);
@@ -85,6 +89,7 @@ bool ExtendedMethod::can_solve(const ConicProblem& problem) {
 
 void ExtendedMethod::run(InteriorPoint* result) {
   iterate();
+  if (problem_.has_quadratic_rows && best_.worst() <= 1.0) center();
   best_.iterate().write(problem_, 1.0, result);
   result->measures = best_.measures();
   result->iterations = iteration_;
@@ -123,17 +128,43 @@ bool ExtendedMethod::look_at_iterate() {
   const Measures measures = measure(problem_, scaling_, at, conic::find_residuals(problem_, at));
   best_.offer(at, measures);
   const double worst = measures.worst(tolerances_);
-  constexpr double kWellWithin = 0.1;
+  // Nearer than doubles go, since the way back to the model's terms adds to the residuals.
+  constexpr double kWellWithin = 1e-3;
   constexpr double kSlow = 0.2;
   if (worst <= kWellWithin || (before <= 1.0 && worst > kSlow * before)) return false;
-  if (rounding_of_objectives(at) > tolerances_.gap) return false;
+  if (is_lost_in_rounding(at, measures)) return false;
+  if (is_stopped(measures) || iteration_ >= tolerances_.iteration_limit) return false;
+  return !stall_.is_stalled(iteration_, worst, static_cast<double>(mu()));
+}
+
+bool ExtendedMethod::is_stopped(const Measures& measures) {
   Progress progress;
   progress.objective = measures.primal_objective;
   progress.bound = measures.dual_objective;
   progress.interior_iterations = iteration_;
   is_stopped_ = monitor_->should_stop(progress);
-  if (is_stopped_ || iteration_ >= tolerances_.iteration_limit) return false;
-  return !stall_.is_stalled(iteration_, worst, static_cast<double>(mu()));
+  return is_stopped_;
+}
+
+// Newton steps to a point of the central path ahead. It tells the multipliers of quadratic rows, of
+// which another point as near to the optimum has half of the digits.
+void ExtendedMethod::center() {
+  constexpr int kSteps = 6;
+  constexpr double kAhead = 0.1;
+  constexpr double kToBoundary = 0.99;
+  const DoubleDouble target = DoubleDouble(kAhead) * mu();
+  for (int k = 0; k < kSteps; ++k) {
+    factor_system();
+    const Step step = find_step(1.0, target, nullptr);
+    DoubleDouble length = std::min(DoubleDouble(1.0), kToBoundary * step_length(step));
+    ++iteration_;
+    if (!(length > kShortStep) || !take(step, 1.0, &length)) return;
+    find_residuals();
+    const Iterate at = rounded();
+    const Measures measures = measure(problem_, scaling_, at, conic::find_residuals(problem_, at));
+    if (is_stopped(measures)) return;
+    if (measures.worst(tolerances_) <= 1.0) best_.hold(at, measures);
+  }
 }
 
 Iterate ExtendedMethod::rounded() const {
@@ -142,7 +173,9 @@ Iterate ExtendedMethod::rounded() const {
   at.y = to_doubles(y_, tau_);
   at.s = to_doubles(s_, tau_);
   at.z = to_doubles(z_, tau_);
-  at.cone_dual.assign(at.x.size(), 0.0);
+  ExtendedVector cone_dual = ExtendedVector::Zero(num_var_);
+  for (const ExtendedCone& cone : cones_) cone.add_dual(1.0, &cone_dual);
+  at.cone_dual = to_doubles(cone_dual, tau_);
   at.tau = 1.0;
   at.kappa = static_cast<double>(kappa_ / tau_);
   at.matrix_residual = static_cast<double>(matrix_residual_ / tau_);
@@ -154,6 +187,14 @@ Iterate ExtendedMethod::rounded() const {
     at.matrices.push_back(std::move(matrix));
   }
   return at;
+}
+
+// Says whether nearer points would be those of another model. Multipliers that are large for a while
+// on the way are no sign of it.
+bool ExtendedMethod::is_lost_in_rounding(const Iterate& at, const Measures& measures) {
+  const double before = std::exchange(rounding_, rounding_of_objectives(at));
+  const bool is_feasible = std::max(measures.primal, measures.dual) <= tolerances_.feasibility;
+  return is_feasible && rounding_ > std::max(tolerances_.gap, before);
 }
 
 // What the rounding of an answer's numbers leaves open of its objectives, relative to these.
@@ -178,7 +219,7 @@ double ExtendedMethod::rounding_of_objectives(const Iterate& at) const {
 }
 
 void ExtendedMethod::find_residuals() {
-  px_ = quadratic_.size() > 0 ? ExtendedVector(quadratic_ * x_) : ExtendedVector::Zero(num_var_);
+  px_ = quadratic_ * x_;
   dual_ = px_ + tau_ * cost_ - matrix_.transpose() * y_;
   primal_ = matrix_ * x_ - tau_ * rhs_;
   slack_ = -tau_ * bound_ - s_;
@@ -188,26 +229,29 @@ void ExtendedMethod::find_residuals() {
     slack_[k] += bound.sign * x_[bound.var];
   }
   gap_ = kappa_ + cost_.dot(x_) + x_.dot(px_) / tau_ - rhs_.dot(y_) - bound_.dot(z_);
+  for (const ExtendedCone& cone : cones_) cone.add_dual(-1.0, &dual_);
   for (const ExtendedMatrixVariable& matrix : matrices_) {
     matrix.add_products(&primal_);
     gap_ += matrix.cost();
   }
 }
 
-void ExtendedMethod::add_quadratic(ExtendedMatrix* system) const {
-  auto corner = system->topLeftCorner(num_var_, num_var_);
-  if (quadratic_.size() > 0) corner += quadratic_;
+// P + G'diag(z / s)G + E'H E.
+ExtendedMatrix ExtendedMethod::quadratic_part() const {
+  ExtendedMatrix part = quadratic_;
   for (Eigen::Index k = 0; k < num_bound_; ++k) {
     const int32_t j = problem_.bounds[index(k)].var;
-    corner(j, j) += z_[k] / s_[k];
+    part(j, j) += z_[k] / s_[k];
   }
+  for (const ExtendedCone& cone : cones_) cone.add_to_system(&part);
+  return part;
 }
 
-// The system is [P + G'diag(z / s)G, -A'; A, <A_i, K(A_j)>].
+// The system is [P + G'diag(z / s)G + E'H E, -A'; A, <A_i, K(A_j)>].
 void ExtendedMethod::factor_system() {
   const Eigen::Index size = num_var_ + num_row_;
-  ExtendedMatrix system = ExtendedMatrix::Zero(size, size);
-  add_quadratic(&system);
+  ExtendedMatrix system(size, size);
+  system.topLeftCorner(num_var_, num_var_) = quadratic_part();
   system.bottomLeftCorner(num_row_, num_var_) = matrix_;
   system.topRightCorner(num_var_, num_row_) = -matrix_.transpose();
   ExtendedMatrix schur = ExtendedMatrix::Zero(num_row_, num_row_);
@@ -259,6 +303,7 @@ ExtendedMethod::RightHandSide ExtendedMethod::aim(DoubleDouble share, DoubleDoub
     columns[bound.var] += bound.sign * term;
     rhs.gap += bound_[k] * term;
   }
+  for (ExtendedCone& cone : cones_) cone.aim(mu, affine != nullptr, &columns);
   rhs.values.resize(num_var_ + num_row_);
   rhs.values << columns, -rows;
   return rhs;
@@ -285,6 +330,7 @@ ExtendedMethod::Step ExtendedMethod::find_step(DoubleDouble share, DoubleDouble 
     if (affine != nullptr) product -= affine->s[k] * affine->z[k];
     step.z[k] = product / s_[k];
   }
+  for (ExtendedCone& cone : cones_) cone.find_step(step.x);
   for (ExtendedMatrixVariable& matrix : matrices_) matrix.find_step(step.y, step.tau);
   return step;
 }
@@ -295,6 +341,7 @@ DoubleDouble ExtendedMethod::step_length(const Step& step) const {
   length = step_to_zero(z_, step.z, length);
   if (step.tau < 0.0) length = std::min(length, -tau_ / step.tau);
   if (step.kappa < 0.0) length = std::min(length, -kappa_ / step.kappa);
+  for (const ExtendedCone& cone : cones_) length = cone.step_length(length);
   for (const ExtendedMatrixVariable& matrix : matrices_) {
     length = std::min(length, matrix.step_length());
   }
@@ -302,9 +349,11 @@ DoubleDouble ExtendedMethod::step_length(const Step& step) const {
 }
 
 bool ExtendedMethod::is_interior() {
-  return std::all_of(matrices_.begin(), matrices_.end(), [&](ExtendedMatrixVariable& matrix) {
-    return matrix.factor(tau_ - matrix_residual_, y_, matrix_residual_);
-  });
+  return std::all_of(cones_.begin(), cones_.end(),
+                     [&](ExtendedCone& cone) { return cone.update(x_); }) &&
+         std::all_of(matrices_.begin(), matrices_.end(), [&](ExtendedMatrixVariable& matrix) {
+           return matrix.factor(tau_ - matrix_residual_, y_, matrix_residual_);
+         });
 }
 
 // Takes the step, shorter where rounding asks for it.
@@ -319,6 +368,7 @@ bool ExtendedMethod::take(const Step& step, DoubleDouble share, DoubleDouble* le
     z_ += by * step.z;
     tau_ += by * step.tau;
     kappa_ += by * step.kappa;
+    for (ExtendedCone& cone : cones_) cone.take(by);
     for (ExtendedMatrixVariable& matrix : matrices_) matrix.take(by);
   };
   for (int attempt = 0; attempt < kMostTries; ++attempt) {
@@ -333,7 +383,8 @@ bool ExtendedMethod::take(const Step& step, DoubleDouble share, DoubleDouble* le
 
 DoubleDouble ExtendedMethod::mu() const {
   DoubleDouble product = tau_ * kappa_ + s_.dot(z_);
-  double degree = 1.0 + static_cast<double>(num_bound_);
+  double degree = 1.0 + static_cast<double>(num_bound_) + static_cast<double>(cones_.size());
+  for (const ExtendedCone& cone : cones_) product += cone.complementarity(x_);
   for (const ExtendedMatrixVariable& matrix : matrices_) {
     product += matrix.complementarity();
     degree += static_cast<double>(matrix.order());

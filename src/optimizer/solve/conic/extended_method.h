@@ -14,6 +14,7 @@
 
 #include "solve/conic/best_point.h"
 #include "solve/conic/equilibration.h"
+#include "solve/conic/extended_cone.h"
 #include "solve/conic/extended_matrix.h"
 #include "solve/conic/stall_watch.h"
 
@@ -24,8 +25,8 @@ class ExtendedMethod {
   ExtendedMethod(const ConicProblem& problem, const Equilibration& scaling,
                  const Tolerances& tolerances, BackendMonitor* monitor);
 
-  // Says whether the method takes a problem: it has no cones, and is small enough for an iteration
-  // to last a tenth of a second at most.
+  // Says whether the method takes a problem: its cones are quadratic, and it is small enough for an
+  // iteration to last a tenth of a second at most.
   static bool can_solve(const ConicProblem& problem);
 
   // Ends with an optimum, a stop or a stall.
@@ -44,12 +45,14 @@ class ExtendedMethod {
 
   void iterate();
   bool look_at_iterate();
-  bool is_finished();
+  bool is_stopped(const Measures& measures);
+  void center();
   Iterate rounded() const;
+  bool is_lost_in_rounding(const Iterate& at, const Measures& measures);
   double rounding_of_objectives(const Iterate& at) const;
   void find_residuals();
   void factor_system();
-  void add_quadratic(ExtendedMatrix* system) const;
+  ExtendedMatrix quadratic_part() const;
   RightHandSide aim(DoubleDouble share, DoubleDouble mu, const Step* affine);
   Step find_step(DoubleDouble share, DoubleDouble mu, const Step* affine);
   DoubleDouble step_length(const Step& step) const;
@@ -70,6 +73,7 @@ class ExtendedMethod {
   // The iterate; the residual of Z is this multiple of C - I.
   ExtendedVector x_, y_, s_, z_;
   DoubleDouble tau_ = 1.0, kappa_ = 1.0, matrix_residual_ = 1.0;
+  std::vector<ExtendedCone> cones_;
   std::vector<ExtendedMatrixVariable> matrices_;
 
   // Its residuals, and P x.
@@ -83,6 +87,7 @@ class ExtendedMethod {
 
   int32_t iteration_ = 0;
   bool is_stopped_ = false;
+  double rounding_ = 0.0;  // of the last iterate's objectives
   BestPoint best_;
   StallWatch stall_;
 };

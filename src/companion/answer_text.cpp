@@ -14,6 +14,8 @@ namespace {
 
 // A value this much smaller than the largest of its table is rounding. It is left out, as 0 is.
 constexpr double kNegligible = 1e-11;
+// So is a step of a direction that an interior-point method has found, of which the log says nothing.
+constexpr double kNegligibleStep = 1e-7;
 
 struct TableRow {
   std::string name;
@@ -55,8 +57,8 @@ std::string aligned(const TableRow& title, const std::vector<TableRow>& rows) {
 
 // The items whose part is not zero, under a heading; nothing where there is none.
 std::string nonzero(const char* heading, const std::vector<Item>& items, double Item::*part,
-                    const TableRow& title, bool with_dual) {
-  const double least = kNegligible * largest(items, part);
+                    const TableRow& title, bool with_dual, double negligible = kNegligible) {
+  const double least = negligible * largest(items, part);
   std::vector<TableRow> rows;
   for (const Item& item : items) {
     if (!(std::abs(item.*part) > least)) continue;
@@ -172,7 +174,7 @@ std::string table(const ModelAnswer& answer) {
   if (answer.outcome == SolveOutcome::kInfeasible) shown += contradiction_table(answer);
   if (answer.outcome == SolveOutcome::kUnbounded) {
     shown += nonzero("The direction in which the objective improves", answer.variables,
-                     &Item::value, {"variable", {"change"}}, false);
+                     &Item::value, {"variable", {"change"}}, false, kNegligibleStep);
   }
   return shown;
 }

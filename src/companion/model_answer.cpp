@@ -23,9 +23,10 @@ enum SolutionStatus {
   kStatusIntegerOptimal = 9,
 };
 
-// The number of the interface for the problem status of an infeasible model, which a mixed-integer
-// solve without a certificate has.
+// The numbers of the interface for the problem status of a model without an optimum, which a
+// mixed-integer solve without a certificate has.
 constexpr int kProblemInfeasible = 4;
+constexpr int kProblemUnbounded = 5;
 
 // The most telling solution that is defined: an integer one before a basic one before an interior one.
 std::optional<int> defined_solution(const Session& session) {
@@ -44,7 +45,7 @@ SolveOutcome outcome_of(int status, int problem, const std::string& termination)
   if (status == kStatusOptimal || status == kStatusIntegerOptimal) return SolveOutcome::kOptimal;
   if (status == kStatusInfeasible || problem == kProblemInfeasible)
     return SolveOutcome::kInfeasible;
-  if (status == kStatusUnbounded) return SolveOutcome::kUnbounded;
+  if (status == kStatusUnbounded || problem == kProblemUnbounded) return SolveOutcome::kUnbounded;
   if (is_point(status)) return SolveOutcome::kStoppedWithPoint;
   return termination.empty() ? SolveOutcome::kUnknown : SolveOutcome::kStoppedWithoutPoint;
 }

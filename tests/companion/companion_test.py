@@ -163,6 +163,15 @@ class Companion(CompanionTest):
         self.assertRegex(shown, r"\n +y +\d")
         self.assertNotRegex(shown, r"\n +x +\d")
 
+    def test_an_unbounded_model_with_integers_and_cones_does_so_too(self):
+        model = self.file("u.ptf", "Minimize ] extended problem 1\nMaximize\n o: z + n\nSubject To\n"
+                          " c: n + x <= 4\nGeneral\n n\nBounds\n z free\nCones\n k: quadratic t x y\nEnd\n")
+        ended = self.run_program("--quiet", model)
+        self.assertEqual(ended.returncode, 4, ended.stdout)
+        shown = ended.stdout.partition("The direction")[2]
+        self.assertRegex(shown, r"\n +z +\d")
+        self.assertNotRegex(shown, r"\n +[nxy] +\d")
+
     def test_a_time_limit_keeps_the_point(self):
         ended = self.run_program("--quiet", "--time-limit", "1", "--json",
                                  self.file("m.lp", market_split(5, 40)))

@@ -278,6 +278,10 @@ End
 )");
   solve_to_the_end(&mixed);
   EXPECT_EQ(mixed.solution().problem_status, ProblemStatus::kDualInfeasible) << mixed.log();
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kDualInfeasibleCertificate) << mixed.log();
+  EXPECT_NE(mixed.log().find("Unbounded: the objective improves for ever along "),
+            std::string::npos)
+      << mixed.log();
 }
 
 // Unbounded if it were feasible: 2 n = 1.

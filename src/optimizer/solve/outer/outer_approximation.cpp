@@ -75,6 +75,7 @@ bool OuterApproximation::settle_continuous(ContinuousRelaxation* continuous,
   if (continuous->is_unbounded()) {
     finish(Outcome::kUnbounded, Code::kOk, result);
     result->x = continuous->answer().x;
+    result->barx = continuous->answer().barx;
     return false;
   }
   return true;

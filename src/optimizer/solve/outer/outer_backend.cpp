@@ -3,6 +3,7 @@
 #include "solve/outer/outer_backend.h"
 
 #include <new>
+#include <utility>
 
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
@@ -41,14 +42,17 @@ class Solve {
     Status status = method.run(&found);
     monitor_->log(format_text("Solved the model without its objective: %s\n",
                               counted(found.progress.nodes, "node").c_str()));
-    const Progress progress = result->progress;
+    const BackendResult relaxed = std::move(*result);
     *result = {};
-    result->progress = progress;
+    result->progress = relaxed.progress;
     result->outcome = found.outcome;
     result->termination = found.termination;
-    if (found.outcome == Outcome::kOptimal) {
-      result->outcome = keeps ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
-    }
+    if (found.outcome != Outcome::kOptimal) return status;
+    result->outcome = keeps ? Outcome::kUnbounded : Outcome::kInfeasibleOrUnbounded;
+    if (!keeps) return status;
+    result->certificate = Certificate::kPrimalRay;
+    result->x = relaxed.x;
+    result->barx = relaxed.barx;
     return status;
   }
 

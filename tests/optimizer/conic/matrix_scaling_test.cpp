@@ -93,6 +93,12 @@ TEST(MatrixScaling, OfDiagonalMatricesIsTheRootOfTheirRatio) {
   EXPECT_NEAR(scaling.lambda()[1], 3.0, kRounding);
 }
 
+DenseMatrix unscaled(const MatrixScaling& scaling, const DenseMatrix& matrix) {
+  DenseMatrix sum(scaling.dimension(), scaling.dimension());
+  scaling.add_unscaled(1.0, matrix, &sum);
+  return sum;
+}
+
 TEST(MatrixScaling, TakesTheDualToThePrimal) {
   const MatrixPoint at = point(7);
   MatrixScaling scaling(7, load_algebra());
@@ -101,11 +107,11 @@ TEST(MatrixScaling, TakesTheDualToThePrimal) {
   // Both are diag(lambda) in scaled terms.
   DenseMatrix lambda(7, 7);
   for (size_t i = 0; i < 7; ++i) lambda(i, i) = scaling.lambda()[i];
-  DenseMatrix out(7, 7);
-  scaling.scale_dual(at.z, &out);
-  expect_near(out, lambda);
-  scaling.unscale_primal(lambda, &out);
-  expect_near(out, at.x);
+  expect_near(scaling.scale_dual(at.z), lambda);
+  expect_near(unscaled(scaling, lambda), at.x);
+  DenseMatrix sum = at.x;
+  scaling.add_unscaled(-2.0, lambda, &sum);
+  for (size_t k = 0; k < 49; ++k) EXPECT_NEAR(sum.values()[k], -at.x.values()[k], kRounding);
 }
 
 // The same for a primal matrix that vanishes on a vector: the scaling is of the others.
@@ -121,11 +127,8 @@ TEST(MatrixScaling, TakesTheDualToThePrimalInAFace) {
   expect_near(product(product(scaling.w(), at.z), scaling.w()), at.x);
   DenseMatrix lambda(6, 6);
   for (size_t i = 0; i < 6; ++i) lambda(i, i) = scaling.lambda()[i];
-  DenseMatrix scaled(6, 6);
-  scaling.scale_dual(at.z, &scaled);
-  expect_near(scaled, lambda);
-  DenseMatrix back(7, 7);
-  scaling.unscale_primal(lambda, &back);
+  expect_near(scaling.scale_dual(at.z), lambda);
+  const DenseMatrix back = unscaled(scaling, lambda);
   expect_near(back, at.x);
   for (size_t row = 0; row < 7; ++row) {
     double along = 0.0;
@@ -140,10 +143,7 @@ TEST(MatrixScaling, ScalesSparseMatricesLikeDenseOnes) {
   ASSERT_TRUE(scaling.update(point(7)));
   DenseMatrix sparse(7, 7);
   sparse(5, 2) = sparse(2, 5) = 3.0;
-  DenseMatrix out(7, 7);
-  scaling.scale_dual(sparse, &out);
-  DenseMatrix back(7, 7);
-  scaling.unscale_primal(out, &back);
+  const DenseMatrix back = unscaled(scaling, scaling.scale_dual(sparse));
   expect_near(back, product(product(scaling.w(), sparse), scaling.w()));
 }
 
@@ -245,15 +245,11 @@ TEST(MatrixDirection, AStepFollowsFromItsMultipliers) {
   DenseMatrix dz(6, 6);
   combine(block, 0.5, dy, -0.5, &dz);
   for (size_t k = 0; k < 36; ++k) dz.values()[k] += 0.25 * at.z.values()[k];
-  DenseMatrix scaled(6, 6);
-  scaling.scale_dual(dz, &scaled);
-  expect_near(step.scaled.z, scaled);
+  expect_near(step.scaled.z, scaling.scale_dual(dz));
   for (size_t i = 0; i < 6; ++i) {
     EXPECT_NEAR(step.scaled.x(i, i) + step.scaled.z(i, i), -scaling.lambda()[i], 1e-10);
   }
-  DenseMatrix dx(6, 6);
-  scaling.unscale_primal(step.scaled.x, &dx);
-  expect_near(step.x, dx);
+  expect_near(step.x, unscaled(scaling, step.scaled.x));
 
   // A correction by a further dy is a step of the sum.
   direction.aim_at_boundary();

@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "task/numeric.h"
 
@@ -68,52 +69,59 @@ DenseMatrix MatrixScaling::w() const {
   return w;
 }
 
-// G'M, by columns of G', which are contiguous.
+// G'M, some rows at a time, by the rows of G there: strips of them are contiguous when transposed.
 DenseMatrix MatrixScaling::multiply_sparse(const DenseMatrix& matrix) const {
-  const size_t n = order();
-  DenseMatrix product(n, dimension());
-  DenseMatrix transpose(n, dimension());
-  constexpr size_t kColumnsOfPiece = 64;
-  const size_t pieces = (dimension() + kColumnsOfPiece - 1) / kColumnsOfPiece;
-  const auto elements = static_cast<double>(matrix.values().size());
-  ThreadTeam* const team = algebra_.team_for(elements * kWorkOfElement);
-  const auto for_each_column = [&](const std::function<void(size_t)>& work) {
-    run_pieces(team, pieces, [&](size_t piece, size_t) {
-      const Range columns = range_of_piece(dimension(), pieces, piece);
-      for (size_t col = columns.first; col < columns.first + columns.count; ++col) work(col);
-    });
+  struct Element {
+    size_t row, col;
+    double value;
   };
-  for_each_column([&](size_t row) {
-    for (size_t col = 0; col < n; ++col) transpose(col, row) = g_(row, col);
-  });
-  for_each_column([&](size_t col) {
-    double* const to = &product(0, col);
+  std::vector<Element> elements;
+  for (size_t col = 0; col < dimension(); ++col) {
     for (size_t row = 0; row < dimension(); ++row) {
-      const double value = matrix(row, col);
-      if (value == 0.0) continue;
-      const double* const from = &transpose(0, row);
-      for (size_t k = 0; k < n; ++k) to[k] += value * from[k];
+      if (matrix(row, col) != 0.0) elements.push_back({row, col, matrix(row, col)});
+    }
+  }
+  DenseMatrix product(order(), dimension());
+  constexpr size_t kRowsOfPiece = 32;
+  const size_t pieces = (order() + kRowsOfPiece - 1) / kRowsOfPiece;
+  ThreadTeam* const team =
+      algebra_.team_for(static_cast<double>(g_.values().size()) * kWorkOfElement);
+  run_pieces(team, pieces, [&](size_t piece, size_t) {
+    const Range rows = range_of_piece(order(), pieces, piece);
+    DenseMatrix strip(rows.count, dimension());
+    for (size_t k = 0; k < rows.count; ++k) {
+      const std::span<const double> from = g_.view().column(rows.first + k);
+      for (size_t row = 0; row < dimension(); ++row) strip(k, row) = from[row];
+    }
+    for (const Element& e : elements) {
+      double* const to = &product(rows.first, e.col);
+      const double* const from = &strip(0, e.row);
+      for (size_t k = 0; k < rows.count; ++k) to[k] += e.value * from[k];
     }
   });
   return product;
 }
 
-void MatrixScaling::scale_dual(const DenseMatrix& matrix, DenseMatrix* out) const {
+DenseMatrix MatrixScaling::scale_dual(DenseMatrix matrix) const {
   if (is_sparse(matrix)) {
-    algebra_.multiply_symmetric(1.0, multiply_sparse(matrix), g_, 0.0, *out);
+    const DenseMatrix half = multiply_sparse(matrix);
+    matrix.resize(order(), order());
+    algebra_.multiply_symmetric(1.0, half, g_, 0.0, matrix);
   } else {
     DenseMatrix half(dimension(), order());
     algebra_.multiply(1.0, matrix, g_, 0.0, half);
-    algebra_.multiply_symmetric(1.0, transposed(g_), half, 0.0, *out);
+    matrix.resize(order(), order());
+    algebra_.multiply_symmetric(1.0, transposed(g_), half, 0.0, matrix);
   }
-  algebra_.mirror_lower(*out);
+  algebra_.mirror_lower(matrix);
+  return matrix;
 }
 
-void MatrixScaling::unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) const {
+void MatrixScaling::add_unscaled(double factor, const DenseMatrix& matrix, DenseMatrix* sum) const {
   DenseMatrix half(dimension(), order());
   algebra_.multiply(1.0, g_, matrix, 0.0, half);
-  algebra_.multiply_symmetric(1.0, half, transposed(g_), 0.0, *out);
-  algebra_.mirror_lower(*out);
+  algebra_.multiply_symmetric(factor, half, transposed(g_), 1.0, *sum);
+  algebra_.mirror_lower(*sum);
 }
 
 }  // namespace vorlan::conic

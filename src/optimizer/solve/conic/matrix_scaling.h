@@ -40,10 +40,11 @@ class MatrixScaling {
   DenseMatrix w() const;
   const std::vector<double>& lambda() const { return lambda_; }
 
-  // out = G'MG of a symmetric M: what a dual matrix is in scaled terms.
-  void scale_dual(const DenseMatrix& matrix, DenseMatrix* out) const;
-  // out = G M G' of a symmetric M: the primal matrix that M is in scaled terms.
-  void unscale_primal(const DenseMatrix& matrix, DenseMatrix* out) const;
+  // G'MG of a symmetric M: what a dual matrix is in scaled terms. The answer takes M's memory.
+  DenseMatrix scale_dual(DenseMatrix matrix) const;
+  // sum += factor G M G' of a symmetric M: the primal matrix that M is in scaled terms. The sum is
+  // symmetric.
+  void add_unscaled(double factor, const DenseMatrix& matrix, DenseMatrix* sum) const;
 
  private:
   DenseMatrix multiply_sparse(const DenseMatrix& matrix) const;

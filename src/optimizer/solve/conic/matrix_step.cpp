@@ -69,9 +69,7 @@ DenseMatrix MatrixDirection::scaled_dual(double cost, double identity,
                                          std::span<const double> dy) const {
   DenseMatrix change(scaling_->dimension(), scaling_->dimension());
   combine(block_, cost, dy, identity, &change);
-  DenseMatrix scaled(order(), order());
-  scaling_->scale_dual(change, &scaled);
-  return scaled;
+  return scaling_->scale_dual(std::move(change));
 }
 
 double MatrixDirection::column_square(std::span<const double> dy) const {
@@ -110,8 +108,8 @@ void MatrixDirection::aim_at_path(double mu, MatrixStep affine) {
       }
     }
   });
-  rhs_.resize(scaling_->dimension(), scaling_->dimension());
-  scaling_->unscale_primal(scaled_rhs_, &rhs_);
+  rhs_.reset(scaling_->dimension(), scaling_->dimension());
+  scaling_->add_unscaled(1.0, scaled_rhs_, &rhs_);
 }
 
 // Z is diag(lambda) in scaled terms, and X is what comes back from that.
@@ -134,14 +132,8 @@ MatrixStep MatrixDirection::find(std::span<const double> dy, double ratio, doubl
   MatrixStep step;
   step.scaled.z = scaled_dual(cost_change, -cost_change, dy);
   step.x = std::move(rhs_);
-  {
-    DenseMatrix from_dual(scaling_->dimension(), scaling_->dimension());
-    scaling_->unscale_primal(step.scaled.z, &from_dual);
-    const std::span<double> dx = step.x.values();
-    for (size_t i = 0; i < dx.size(); ++i) {
-      dx[i] -= ratio * at_.x.values()[i] + from_dual.values()[i];
-    }
-  }
+  add_matrix(-ratio, at_.x, &step.x);
+  scaling_->add_unscaled(-1.0, step.scaled.z, &step.x);
   step.scaled.x = std::move(scaled_rhs_);
   set_scaled(ratio, &step);
   return step;
@@ -151,9 +143,7 @@ void MatrixDirection::correct(std::span<const double> dy, MatrixStep* step) cons
   const DenseMatrix scaled = scaled_dual(0.0, 0.0, dy);
   add_matrix(1.0, scaled, &step->scaled.z);
   add_matrix(-1.0, scaled, &step->scaled.x);
-  DenseMatrix change(scaling_->dimension(), scaling_->dimension());
-  scaling_->unscale_primal(scaled, &change);
-  add_matrix(-1.0, change, &step->x);
+  scaling_->add_unscaled(-1.0, scaled, &step->x);
 }
 
 }  // namespace vorlan::conic

@@ -34,6 +34,7 @@ class CondensedLdl {
   double num_multiplications() const { return rest_.num_multiplications(); }
   int32_t dense_order() const { return rest_.dense_order(); }
   bool has_supernodes() const { return rest_.has_supernodes(); }
+  bool is_dissected() const { return rest_.is_dissected(); }
   const std::vector<int32_t>& replaced() const { return replaced_; }
 
   // How many nodes are eliminated first.

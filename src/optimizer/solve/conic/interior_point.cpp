@@ -362,7 +362,8 @@ void InteriorPointMethod::log_heading() const {
                      count(problem_.bounds.size(), "bound") + ", " +
                      count(problem_.cones.size(), "cone") + ", " +
                      count(problem_.matrices.size(), "matrix variable") + "; " +
-                     count(system_->num_factor_elements(), "element") + " in the factor\n";
+                     count(system_->num_factor_elements(), "element") + " in the factor" +
+                     (system_->is_dissected() ? ", ordered by nested dissection\n" : "\n");
   if (algebra_ != nullptr) {
     text += "Dense algebra: " + algebra_->description();
     if (team_ != nullptr) text += ", in " + count(team_->num_threads(), "thread");

@@ -49,6 +49,7 @@ class NewtonSystem {
   double num_multiplications() const;
   int32_t dense_order() const { return ldl_.dense_order(); }
   bool has_supernodes() const { return ldl_.has_supernodes(); }
+  bool is_dissected() const { return ldl_.is_dissected(); }
 
  private:
   std::vector<int32_t> diagonal_variables(const Scalings& scalings) const;

@@ -2,8 +2,6 @@
 // supernodes, or row by row, each along its path in the tree.
 #include "solve/conic/sparse_ldl.h"
 
-#include <Eigen/OrderingMethods>
-#include <Eigen/SparseCore>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -11,6 +9,7 @@
 #include <utility>
 
 #include "solve/check/vectors.h"
+#include "solve/conic/ordering.h"
 
 namespace vorlan::conic {
 namespace {
@@ -25,41 +24,18 @@ constexpr double kManyElements = 1e5;
 // What short columns do to the dense end is done as fast row by row. Columns are short there that
 // have elements in fewer than one of so many rows of the end.
 constexpr int64_t kRowsOfShortOnes = 4;
-
-// Approximate minimum degree order of the nodes that have a number. The nodes of a pattern stand in
-// the order of their numbers.
-std::vector<int32_t> minimum_degree_order(const UpperTriangle& matrix,
-                                          const std::vector<int32_t>& number, int32_t count) {
-  // A pattern without numbers: elements of one byte.
-  using Pattern = Eigen::SparseMatrix<int8_t, Eigen::ColMajor, int32_t>;
-  std::vector<int32_t> start = {0};
-  std::vector<int32_t> row;
-  for (int32_t col = 0; col < matrix.order; ++col) {
-    if (number[index(col)] < 0) continue;
-    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-      const int32_t i = number[index(matrix.row[index(k)])];
-      if (i >= 0) row.push_back(i);
-    }
-    start.push_back(static_cast<int32_t>(row.size()));
-  }
-  const std::vector<int8_t> value(row.size(), 1);
-  const Eigen::Map<const Pattern> pattern(count, count, start.back(), start.data(), row.data(),
-                                          value.data());
-  Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> permutation;
-  Eigen::AMDOrdering<int32_t> order;
-  order(pattern.selfadjointView<Eigen::Upper>(), permutation);
-  // indices()[k] is the node eliminated k-th.
-  return {permutation.indices().data(), permutation.indices().data() + count};
-}
+// Nested dissection is tried where a factorization takes so many multiplications, which is as long as
+// the trial, and has so many elements for each of the matrix; else nothing is to be won. It is taken
+// where it saves this share of the multiplications.
+constexpr double kManyMultiplications = 2e8;
+constexpr double kMuchFill = 4.0;
+constexpr double kWorthChanging = 0.9;
 
 }  // namespace
 
 void SparseLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t> last) {
   order_ = matrix.order;
-  choose_order(matrix, last);
-  permute_pattern(matrix);
-  build_tree();
-  const std::vector<int64_t> counts = count_columns();
+  const std::vector<int64_t> counts = choose_order(matrix, last);
   choose_leading(counts, last.size());
   is_end_given_ = !last.empty();
   end_.resize(index(order_ - num_leading_));
@@ -102,7 +78,9 @@ void SparseLdl::prepare_rows(const std::vector<int64_t>& counts) {
   work_.assign(index(order_), 0.0);
 }
 
-void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_t> last) {
+// Leaves the order, the pattern in it and its tree, and returns the elements of each column.
+std::vector<int64_t> SparseLdl::choose_order(const UpperTriangle& matrix,
+                                             std::span<const int32_t> last) {
   std::vector<int32_t> number(index(order_), 0);
   for (const int32_t node : last) number[index(node)] = -1;
   std::vector<int32_t> leading;
@@ -111,16 +89,79 @@ void SparseLdl::choose_order(const UpperTriangle& matrix, std::span<const int32_
     number[index(node)] = static_cast<int32_t>(leading.size());
     leading.push_back(node);
   }
-  node_at_.clear();
-  if (!leading.empty()) {
-    for (const int32_t k :
-         minimum_degree_order(matrix, number, static_cast<int32_t>(leading.size()))) {
-      node_at_.push_back(leading[index(k)]);
-    }
+  const NumberedNodes nodes = {matrix, number, static_cast<int32_t>(leading.size())};
+  const auto take = [&](const std::vector<int32_t>& order) {
+    node_at_.clear();
+    for (const int32_t k : order) node_at_.push_back(leading[index(k)]);
+    node_at_.insert(node_at_.end(), last.begin(), last.end());
+    return follow_order(matrix);
+  };
+  is_dissected_ = false;
+  const std::vector<int32_t> by_degree = minimum_degree_order(nodes);
+  std::vector<int64_t> counts = take(by_degree);
+  const Fill fill = fill_of(counts);
+  const auto elements = static_cast<double>(matrix.row.size());
+  if (fill.multiplications < kManyMultiplications || fill.elements < kMuchFill * elements) {
+    return counts;
   }
-  node_at_.insert(node_at_.end(), last.begin(), last.end());
+  const std::vector<int32_t> by_dissection = nested_dissection_order(nodes);
+  if (by_dissection.empty()) return counts;
+  take(by_dissection);
+  // Supernodes are neighbours in the order, which those of a path in the tree are after this.
+  std::vector<int32_t> in_postorder;
+  in_postorder.reserve(by_dissection.size());
+  for (const int32_t k : postorder(nodes.count)) {
+    in_postorder.push_back(by_dissection[index(k)]);
+  }
+  counts = take(in_postorder);
+  is_dissected_ = fill_of(counts).multiplications < kWorthChanging * fill.multiplications;
+  return is_dissected_ ? counts : take(by_degree);
+}
+
+std::vector<int64_t> SparseLdl::follow_order(const UpperTriangle& matrix) {
   place_of_.resize(index(order_));
   for (int32_t place = 0; place < order_; ++place) place_of_[index(node_at_[index(place)])] = place;
+  permute_pattern(matrix);
+  build_tree();
+  return count_columns();
+}
+
+// The first places of the order, each subtree of the tree together and before its root.
+std::vector<int32_t> SparseLdl::postorder(int32_t count) const {
+  std::vector<int32_t> first_child(index(count), -1);
+  std::vector<int32_t> sibling(index(count), -1);
+  std::vector<int32_t> stack;
+  for (int32_t k = count; k-- > 0;) {
+    const int32_t parent = parent_[index(k)];
+    if (parent < 0 || parent >= count) {
+      stack.push_back(k);
+    } else {
+      sibling[index(k)] = std::exchange(first_child[index(parent)], k);
+    }
+  }
+  std::vector<int32_t> order;
+  order.reserve(index(count));
+  while (!stack.empty()) {
+    const int32_t k = stack.back();
+    const int32_t child = std::exchange(first_child[index(k)], -1);
+    if (child < 0) {
+      order.push_back(k);
+      stack.pop_back();
+      continue;
+    }
+    for (int32_t c = child; c >= 0; c = sibling[index(c)]) stack.push_back(c);
+  }
+  return order;
+}
+
+SparseLdl::Fill SparseLdl::fill_of(const std::vector<int64_t>& counts) {
+  Fill fill;
+  for (const int64_t count : counts) {
+    const auto length = static_cast<double>(count);
+    fill.elements += length + 1.0;
+    fill.multiplications += 0.5 * length * length;
+  }
+  return fill;
 }
 
 void SparseLdl::permute_pattern(const UpperTriangle& matrix) {

@@ -19,17 +19,9 @@
 
 #include "solve/conic/dense_ldl.h"
 #include "solve/conic/supernodal_ldl.h"
+#include "solve/conic/upper_triangle.h"
 
 namespace vorlan::conic {
-
-// The upper triangle (row <= column) of a symmetric matrix by column. Every diagonal element is
-// present.
-struct UpperTriangle {
-  int32_t order = 0;
-  std::vector<int64_t> start = {0};
-  std::vector<int32_t> row;
-  std::vector<double> value;
-};
 
 class SparseLdl {
  public:
@@ -69,6 +61,8 @@ class SparseLdl {
   int32_t dense_order() const { return order_ - num_leading_; }
   // Whether the leading part is factored by supernodes.
   bool has_supernodes() const { return is_supernodal_; }
+  // Whether the order is one by nested dissection.
+  bool is_dissected() const { return is_dissected_; }
   // The nodes whose pivots the last factorization replaced.
   const std::vector<int32_t>& replaced() const { return replaced_; }
 
@@ -79,7 +73,15 @@ class SparseLdl {
     std::vector<int32_t> row;
     std::vector<double> value;
   };
-  void choose_order(const UpperTriangle& matrix, std::span<const int32_t> last);
+  // What a factor has and takes.
+  struct Fill {
+    double elements = 0.0;
+    double multiplications = 0.0;
+  };
+  std::vector<int64_t> choose_order(const UpperTriangle& matrix, std::span<const int32_t> last);
+  std::vector<int64_t> follow_order(const UpperTriangle& matrix);
+  std::vector<int32_t> postorder(int32_t count) const;
+  static Fill fill_of(const std::vector<int64_t>& counts);
   void permute_pattern(const UpperTriangle& matrix);
   void build_tree();
   std::vector<int64_t> count_columns();
@@ -102,6 +104,7 @@ class SparseLdl {
   std::vector<int32_t> parent_;    // elimination tree, by place
   Permuted permuted_;
   std::vector<int32_t> place_of_element_;  // of each element of the caller's matrix
+  bool is_dissected_ = false;
   bool is_supernodal_ = false;
   double supernodal_multiplications_ = 0.0;
   SupernodalLdl supernodes_;

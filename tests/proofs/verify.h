@@ -20,10 +20,11 @@ namespace proofs {
 using Fault = std::string;
 
 // How many times larger than plausible the box of a certificate is. Optimizers that promise a million
-// have their own estimate of what is plausible, which may be ten times smaller. Products of two
-// values, a square or a multiplier times a variable, are as many times larger than the product of
-// their sizes: where quadratic constraints are, a box of the root is enough.
-inline constexpr double kFar = 1e5;
+// have their own estimate of what is plausible, which in one of thousands of models is thirty times
+// smaller. Products of two values, a square or a multiplier times a variable, are as many times
+// larger than the product of their sizes: where quadratic constraints are, a box of the root is
+// enough.
+inline constexpr double kFar = 1e4;
 
 // Proves: no point within the box is feasible.
 Fault verify_infeasible(const Model& model, const Multipliers& ray, double far = kFar);

@@ -322,6 +322,20 @@ TEST(Rows, QuadraticRaysHoldUnlessTheyAreWrongByALittle) {
   }
 }
 
+// x^2 + curvature y^2 <= unit^2 and x >= 1.5 unit: where y may grow, points are feasible.
+TEST(Rows, QuadraticRowsThatAreNotConvexAreChargedForIt) {
+  for (const double unit : kUnits) {
+    SCOPED_TRACE(unit);
+    Model model = free_variables({0, 0});
+    model.rows.push_back({-kInfinity, unit * unit, {}, {{0, 0, 2.0}, {1, 1, 1e-3}}, {}});
+    model.rows.push_back({1.5 * unit, kInfinity, dense({1, 0}), {}, {}});
+    const Multipliers ray = {{-1.0, 3.0 * unit}, {}, {1.5 * unit, 0.0}};
+    EXPECT_EQ(verify_infeasible(model, ray), "");
+    model.rows[0].squares[1].value = -1e-3;
+    EXPECT_FALSE(excludes(model, ray));
+  }
+}
+
 // ---- Bounds -------------------------------------------------------------------------------------
 
 // min x + y with 2 x y >= z^2 and z = unit, which is sqrt 2 unit.

@@ -113,8 +113,9 @@ void solve_in_random_scales(const UnitFamily& family, const char* optimizer, int
   EXPECT_EQ(static_cast<uint32_t>(proved.all()) + weak, count);
 }
 
+// Multipliers may miss their equations by a tolerance, which a bound that they prove misses as well.
 TEST_P(UnitFamilies, HaveTheirAnswerInRandomScales) {
-  solve_in_random_scales(family(), optimizer(), 8, 60, kTolerance);
+  solve_in_random_scales(family(), optimizer(), 8, 60, 1e-5);
 }
 
 // Each row, column and cone by up to 1e9 or 1e-9, where a residual within the tolerances is larger in

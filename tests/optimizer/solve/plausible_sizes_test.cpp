@@ -19,6 +19,7 @@ std::vector<double> sizes_of_cone(ConeKind kind, const std::vector<double>& boun
   model.matrix.start.assign(bounds.size() + 1, 0);
   Cone cone;
   cone.kind = kind;
+  if (kind == ConeKind::kDualPower) cone.exponents.assign(bounds.size() - 1, 1.0);
   for (size_t k = 0; k < bounds.size(); ++k) cone.vars.push_back(static_cast<int32_t>(k));
   model.cones = {cone};
   const MinimizeProblem problem(model, nullptr);
@@ -33,6 +34,15 @@ TEST(PlausibleSizes, AnExponentialConeGivesItsFirstMemberTheSizeOfTheExponential
 TEST(PlausibleSizes, AnExponentialConeWithoutASecondMembersSizeGivesTheLargest) {
   EXPECT_EQ(sizes_of_cone(ConeKind::kExponential, {0.0, 0.0, 6.0}),
             (std::vector<double>{6.0, 6.0, 6.0}));
+}
+
+// Without a size for its objective, the gap of such a model would be measured beside 1.
+TEST(PlausibleSizes, HeadsOfNoKnownSizeTakeThatOfTheTail) {
+  EXPECT_EQ(sizes_of_cone(ConeKind::kRotatedQuadratic, {0.0, 0.0, 1e-9}),
+            (std::vector<double>{1e-9, 1e-9, 1e-9}));
+  EXPECT_DOUBLE_EQ(sizes_of_cone(ConeKind::kRotatedQuadratic, {0.0, 2.0, 4.0})[0], 8.0);
+  EXPECT_EQ(sizes_of_cone(ConeKind::kDualPower, {0.0, 0.0, 1e-9}),
+            (std::vector<double>{1e-9, 1e-9, 1e-9}));
 }
 
 }  // namespace

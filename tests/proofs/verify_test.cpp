@@ -333,6 +333,13 @@ TEST(Rows, QuadraticRowsThatAreNotConvexAreChargedForIt) {
     EXPECT_EQ(verify_infeasible(model, ray), "");
     model.rows[0].squares[1].value = -1e-3;
     EXPECT_FALSE(excludes(model, ray));
+    // x + curvature y^2 <= -unit for x >= 0, of which y alone has to do with the curvature.
+    Model bowl = free_variables({0, 0});
+    bowl.lower[0] = 0.0;
+    bowl.rows.push_back({-kInfinity, -unit, dense({1, 0}), {{1, 1, 1e-3}}, {}});
+    EXPECT_EQ(verify_infeasible(bowl, {{-1.0}, {}, {}}), "");
+    bowl.rows[0].squares[0].value = -1e-3;
+    EXPECT_FALSE(excludes(bowl, {{-1.0}, {}, {}}));
   }
 }
 

@@ -30,15 +30,16 @@ bench_quadratic() {
   done
 }
 
-# Whole processes on the semidefinite instances of VORLAN_DATA, one thread each.
+# Whole processes on the semidefinite instances of VORLAN_DATA, one thread each, both with the kernels that
+# OpenBLAS chooses by the processor's features.
 bench_semidefinite() {
   if [[ ! -r $data/expected.tsv ]]; then
     note "semidefinite: VORLAN_DATA names no folder with an expected.tsv; left out"
     return
   fi
   "$root/scripts/setup" test
-  build release OFF vorlancli bench_interleave
-  export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
+  build release OFF vorlancli bench_interleave bench_peak_memory
+  export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1 OPENBLAS_CORETYPE=''
   local class status optimum tolerance
   while IFS=$'\t' read -r file class _ status optimum tolerance _; do
     [[ $class == sdp && $status == optimal ]] || continue
@@ -54,11 +55,25 @@ bench_semidefinite() {
   heading "Read, solve, write: semidefinite instances (geometric means)" ms
   line "instances measured" "$count"
   line "csdp" "$theirs"
-  compared "vorlancli -read -solve -write-solution" "$ours" "$theirs" 1.5
+  compared "vorlancli -read -solve -write-solution" "$ours" "$theirs" 1.2
+  compare_semidefinite_memory
 }
 
-# measure_semidefinite OPTIMUM TOLERANCE: a line with name, our milliseconds, those of csdp. An instance
-# without the right answer has no line and gives status 1.
+# Shorter runs cannot be looked at often enough.
+compare_semidefinite_memory() {
+  local count ours theirs
+  read -r count ours theirs < <(awk '
+    $3 >= 300 { ++n; a += log($4); b += log($5) }
+    END { printf "%d", n; if (n) printf " %.1f %.1f", exp(a / n), exp(b / n); print "" }' semidefinite.tsv)
+  ((count)) || return 0
+  heading "Peak memory (PSS) of all processes, semidefinite instances from 0.3 s on (geometric means)" MiB
+  line "instances measured" "$count"
+  line "csdp" "$theirs"
+  compared "vorlancli with its child process" "$ours" "$theirs" 1.3
+}
+
+# measure_semidefinite OPTIMUM TOLERANCE: a line with name, our milliseconds, those of csdp, and the peak
+# memory of both. An instance without the right answer has no line and gives status 1.
 measure_semidefinite() {
   local ours=("$bin/vorlancli" -read model.dat-s -d VLN_IPAR_NUM_THREADS 1 -solve -write-solution ours.plain) begin rounds
   begin=$(date +%s.%N)
@@ -67,5 +82,6 @@ measure_semidefinite() {
   check_objective "$1" "$2" || return 1
   # Its status 3 is an optimum of lower accuracy.
   interleaved "$rounds" "${ours[@]}" -- sh -c 'csdp model.dat-s csdp.txt || [ $? -eq 3 ]' || return 1
-  printf '%s %s %s\n' "$file" "${medians[@]}"
+  printf '%s %s %s %s %s\n' "$file" "${medians[@]}" \
+    "$("$bin/bench_peak_memory" "${ours[@]}")" "$("$bin/bench_peak_memory" csdp model.dat-s csdp.txt)"
 }

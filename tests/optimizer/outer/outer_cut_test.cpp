@@ -431,6 +431,44 @@ TEST(Perspective, IsThatOfASquareWhoseHeadIsFixedByEquations) {
   EXPECT_EQ(Relaxation(MinimizeProblem(model)).perspective_model().num_var(), model.num_var());
 }
 
+// 2 r z >= x^2 has columns enough: r itself is cut.
+TEST(Relaxation, ConesOfOneSquareNeedNoColumns) {
+  Model model = test::free_variables({1.0, 0.0, 0.0});
+  model.cones = {{ConeKind::kRotatedQuadratic, {0, 1, 2}, {}}};
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  EXPECT_EQ(relaxation.num_columns(), 3U);
+  ASSERT_GT(relaxation.separate({0.5, 1.0, 2.0}), 0);
+  const Relaxation::Row& cut = relaxation.row(relaxation.num_rows() - 1);
+  const auto slack = [&](const std::vector<double>& x) {
+    double sum = -cut.lower;
+    for (const auto& [column, value] : cut.terms) sum += value * x[index(column)];
+    return sum;
+  };
+  EXPECT_LT(slack({0.5, 1.0, 2.0}), -0.1);
+  for (const double x : {-1.0, 0.5, 1.0, 2.0, 3.0}) {
+    EXPECT_GE(slack({0.5 * x * x, 1.0, x}), -1e-12);
+  }
+  EXPECT_EQ(relaxation.lift({3.0, 1.0, 2.0}, {}), (std::vector<double>{3.0, 1.0, 2.0}));
+}
+
+// 1/2 x^2 - x for x in {0, 1, 2}: a row that puts all points but 0 at 4 or more is wrong.
+TEST(Cuts, AreDroppedWhereAPointOfTheModelViolatesThem) {
+  Model model = test::free_variables({-1.0});
+  model.quadratic_cost = {{0, 0, 1.0}};
+  model.var_lower[0] = 0.0;
+  model.var_upper[0] = 2.0;
+  model.var_kind[0] = VarKind::kInteger;
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  relaxation.cut_by_curvature({1.0});
+  const int right = relaxation.num_cuts();
+  EXPECT_EQ(relaxation.drop_violated_cuts(relaxation.lift({1.0}, {})), 0);
+  ASSERT_TRUE(relaxation.settle_integers({0.0}, 5.0, 4.0));
+  EXPECT_EQ(relaxation.drop_violated_cuts(relaxation.lift({1.0}, {})), 1);
+  EXPECT_EQ(relaxation.num_cuts(), right);
+}
+
 TEST(Cuts, AreDroppedWhereTheyAreLoose) {
   Model model = test::free_variables({0.0});
   model.quadratic_cost = {{0, 0, 1.0}};

@@ -42,7 +42,7 @@ Status OuterApproximation::run(BackendResult* result) {
   begin(continuous);
   if (!trials_->failure().ok()) return trials_->failure();
   bool wants_tree = TreeSearch::suits(problem_.model);
-  while (!reaches_limit(result)) {
+  while (!reaches_limit(result) || doubts_cuts(*result)) {
     if (wants_tree && is_time_for_tree()) {
       wants_tree = false;
       search_tree();
@@ -285,6 +285,18 @@ bool OuterApproximation::finish_round(const BackendResult& found, BackendResult*
     return false;
   }
   return learn_from_point(found, result);
+}
+
+// Before an optimum is claimed, every cut must hold at it: what violates one is a better reason to
+// doubt the bound than none. Drops such cuts, and goes on without the bound that they gave.
+bool OuterApproximation::doubts_cuts(const BackendResult& result) {
+  if (result.outcome != Outcome::kOptimal || trials_ == nullptr) return false;
+  const Incumbent& best = trials_->best();
+  if (relaxation_->drop_violated_cuts(relaxation_->lift(best.x, best.barx)) == 0) return false;
+  bounds_.withdraw_bound();
+  relaxation_solver_->be_careful();
+  monitor_->log("Cuts that the incumbent violates were dropped, and their bound does not count\n");
+  return !bounds_.is_closed();
 }
 
 // The relaxation has a point, the lifted incumbent, that is better than its bound: a cut that the

@@ -52,6 +52,7 @@ class OuterApproximation {
   bool settle_continuous(ContinuousRelaxation* continuous, BackendResult* result);
   bool finish_round(const BackendResult& found, BackendResult* result);
   bool look_into_contradiction(BackendResult* result);
+  bool doubts_cuts(const BackendResult& result);
   bool learn_from_point(const BackendResult& found, BackendResult* result);
 
   // Looks for a point of a large model, whose continuous relaxation takes long.

@@ -243,14 +243,16 @@ void Relaxation::add_quadratic_rows() {
 }
 
 // Adds the r of all members, and sum of r <= share * x_bound. Divided by a fixed head they are those
-// of squares.
+// of squares. Where there is one member, the bound itself can be its r.
 void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector<Member>& tail,
                                   ConeColumns* columns) {
   Terms sum = {{bound, share}};
   columns->first_square = squares_.size();
   const bool is_square = columns->fixed_head > 0.0;
+  const bool is_bound = share == 1.0 && tail.size() == 1 && bound < model_.num_var() &&
+                        model_.var_kind[index(bound)] == VarKind::kContinuous;
   for (const Member& member : tail) {
-    const int32_t r = add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
+    const int32_t r = is_bound ? bound : add_column(0.0, 0.0, kInfinity, VarKind::kContinuous);
     columns->r.push_back(r);
     sum.emplace_back(r, -1.0);
     const double scale = is_square ? 1.0 / std::sqrt(columns->fixed_head) : 0.0;
@@ -259,7 +261,7 @@ void Relaxation::add_norm_columns(double share, int32_t bound, const std::vector
       squares_.push_back({member.var, scale, r, is_integer(model_.var_kind[var]), switches_[var]});
     }
   }
-  add_row(0.0, kInfinity, std::move(sum));
+  if (!is_bound) add_row(0.0, kInfinity, std::move(sum));
 }
 
 // Chooses the member that the norm is divided by. In a rotated cone it is x0 if that is fixed, which
@@ -390,7 +392,7 @@ std::vector<double> Relaxation::lift(const std::vector<double>& x,
   }
   for (const Square& square : squares_) {
     const double root = square.scale * columns[index(square.column)];
-    columns[index(square.r)] = 0.5 * root * root;
+    if (square.r >= model_.num_var()) columns[index(square.r)] = 0.5 * root * root;
   }
   for (size_t c = 0; c < cones_.size(); ++c) {
     const ConeColumns& own = cone_columns_[c];
@@ -404,6 +406,7 @@ std::vector<double> Relaxation::lift(const std::vector<double>& x,
       columns[index(own.norm)] = head;
     }
     for (size_t k = 0; k < own.r.size() && head > 0.0; ++k) {
+      if (own.r[k] < model_.num_var()) continue;
       columns[index(own.r[k])] = 0.5 * values[heads + k] / head * values[heads + k];
     }
   }

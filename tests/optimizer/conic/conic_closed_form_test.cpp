@@ -51,6 +51,22 @@ void expect_optimum(const std::string& ptf, double objective) {
   expect_optimum(ptf, objective, &solved);
 }
 
+// ---- Quadratic constraints ---------------------------------------------------------------------
+
+// The circle goes close by the origin and has its centre far away: x + 2 y + q (x^2 + y^2) / 2 <=
+// 1. The largest x + y, both at least 0, is near, at y = 0; the least of x alone is far.
+TEST(ClosedForm, CirclesOfHardlyAnyCurvature) {
+  const char* row = "Subject To\n c: x + 2 y + [ $q x^2 + $q y^2 ] / 2 <= 1\n";
+  for (const double q : {1e-2, 1e-3, 1e-4, 1e-5, 1e-6, 1e-8}) {
+    SCOPED_TRACE(q);
+    const std::string circle = fill_in(row, {{"q", format_text("%.17g", q)}});
+    const double near = 2.0 / (1.0 + std::sqrt(1.0 + 2.0 * q));
+    expect_optimum("Maximize\n x + y\n" + circle + "Bounds\n x >= 0\n y >= 0\nEnd\n", near);
+    const double far = -(1.0 + std::sqrt(5.0 + 2.0 * q)) / q;
+    expect_optimum("Minimize\n x\n" + circle + "Bounds\n x free\n y free\nEnd\n", far);
+  }
+}
+
 // ---- Portfolios and regression -----------------------------------------------------------------
 
 // Independent assets are held in proportion to 1 / variance.

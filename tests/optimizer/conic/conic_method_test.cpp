@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "conic_solve.h"
+#include "random_conic_model.h"
 #include "solve/backend.h"
 #include "solve/conic/conic_backend.h"
 #include "solve/optimize.h"
@@ -365,6 +366,19 @@ End
     EXPECT_EQ(number_of("Looking for ", monitor.text()), 0u) << monitor.text();
     EXPECT_FALSE(monitor.kept().empty());
     EXPECT_EQ(monitor.kept(), monitor.kept_of_first_run()) << monitor.text();
+  }
+}
+
+// A quadratic row with a term of 1e-5 is nearly linear: its sphere has its centre 1e4 times farther
+// away than its nearest points.
+TEST(ConicMethod, SeesFlatQuadraticRowsFromTheOrigin) {
+  for (const auto family : {test::ConicFamily::kNoDualInterior, test::ConicFamily::kNoInterior}) {
+    const test::KnownConicModel known = make_conic_model(family, 770848);
+    Solved solved;
+    solved.task.model = known.model;
+    solve_conic(&solved);
+    EXPECT_EQ(solved.solution().status, SolutionStatus::kOptimal) << solved.log;
+    EXPECT_NEAR(solved.solution().primal_objective, known.objective, 1e-5 * known.size);
   }
 }
 

@@ -171,8 +171,8 @@ struct KnownModel {
 };
 
 // Maximizes over matrices whose first two rows are 0, because their diagonal elements have the sum
-// 0, and whose other diagonal elements are given. That bounds the objective's terms in the first two
-// rows, which have no multipliers. A transformation by integers hides it, and rounds nothing.
+// 0, and whose other diagonal elements are given. That bounds the objective's terms in the first
+// two rows, which have no multipliers. A transformation by integers hides it, and rounds nothing.
 KnownModel model_without_multipliers(uint32_t seed) {
   constexpr size_t kOrder = 5;
   constexpr size_t kZero = 2;

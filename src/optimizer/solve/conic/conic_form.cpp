@@ -226,7 +226,11 @@ void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& fa
   const double half_square = 0.5 * dot(centring.shift, centring.shift);
   // A centre so far away that rounding takes the digits of the square's size is no better than 0.
   constexpr double kFarthest = 1e8;
-  if (half_square > kFarthest * std::fabs(sign * side + half_square)) {
+  // Beside a sphere that is so much nearer than its centre points are seen better from the origin.
+  // Both near points and far ones are then in sight of a size between theirs.
+  constexpr double kFlat = 1e3;
+  const bool is_flat = side != 0.0 && half_square > kFlat * std::fabs(side);
+  if (is_flat || half_square > kFarthest * std::fabs(sign * side + half_square)) {
     centring.shift.assign(factor.rows.size(), 0.0);
     centring.rest = std::move(signed_terms);
   } else {
@@ -234,7 +238,8 @@ void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& fa
     problem_.rhs_size[index(row)] = std::max(std::fabs(side), half_square);
   }
   for (const auto& [var, value] : centring.rest) add_element(row, var, sign * value);
-  const double square = std::fabs(problem_.rhs[index(row)]);
+  const double square =
+      is_flat ? std::sqrt(std::fabs(side) * half_square) : std::fabs(problem_.rhs[index(row)]);
   const double size = square > 0.0 ? std::exp2(std::round(0.5 * std::log2(square))) : 1.0;
   ConeBlock cone{ConeKind::kRotatedQuadratic, {}, {}};
   const int32_t distance = add_variable(0.0);

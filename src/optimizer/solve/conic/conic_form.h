@@ -8,6 +8,9 @@
 //
 // where the size s = sqrt(u + 1/2 g'g) makes t and w, the axes of the cone, equal at r'x = 0, so
 // that a ball of any radius anywhere is as good as the unit ball.
+//
+// Where u is less than a thousandth of 1/2 g'g, the surface passes close by 0 and is nearly a plane
+// there. Then g is 0, r = a, and s is between the sizes of near points and of far ones.
 #pragma once
 
 #include <span>

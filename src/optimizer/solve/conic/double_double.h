@@ -1,5 +1,5 @@
-// Numbers of 106 bits: the unevaluated sum of two doubles (T. Dekker, A floating-point technique for
-// extending the available precision, Numer. Math. 18, 1971; D. Knuth, The Art of Computer
+// Numbers of 106 bits: the unevaluated sum of two doubles (T. Dekker, A floating-point technique
+// for extending the available precision, Numer. Math. 18, 1971; D. Knuth, The Art of Computer
 // Programming 2, section 4.2.2), for Eigen's matrices.
 //
 // They cost some 20 operations of doubles each, a tenth of what the compiler's own 113 bits cost.

@@ -1,5 +1,5 @@
-// The formulas are those of second_order_cone.cpp; no care is taken of cancellation, for which there
-// are digits enough.
+// The formulas are those of second_order_cone.cpp; no care is taken of cancellation, for which
+// there are digits enough.
 #include "solve/conic/extended_cone.h"
 
 #include <algorithm>

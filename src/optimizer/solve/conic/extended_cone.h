@@ -25,8 +25,8 @@ class ExtendedCone {
   // system += E'H E with the H that the scaling defines, H s = z.
   void add_to_system(ExtendedMatrix* system) const;
 
-  // Sets the right-hand side of dz + H ds towards mu, with the second-order term of the last step if
-  // that is asked for, and adds it to values.
+  // Sets the right-hand side of dz + H ds towards mu, with the second-order term of the last step
+  // if that is asked for, and adds it to values.
   void aim(DoubleDouble mu, bool corrects, ExtendedVector* values);
   // The step that follows from that of x.
   void find_step(const ExtendedVector& dx);

@@ -40,12 +40,13 @@ class ExtendedMatrixVariable {
   DoubleDouble complementarity() const { return (x_.cwiseProduct(z_)).sum(); }
   void add_products(ExtendedVector* rows) const { add_products(x_, 1.0, rows); }
 
-  // schur_ij += <A_i, K(A_j)>, rows_i += <A_i, K(C)> with K(S) = sym(X S inv(Z)). Returns <C, K(C)>.
+  // schur_ij += <A_i, K(A_j)> and rows_i += <A_i, K(C)> with K(S) = sym(X S inv(Z)). Returns
+  // <C, K(C)>.
   DoubleDouble add_to_system(ExtendedMatrix* schur, ExtendedVector* rows);
 
   // Sets the right-hand side R = mu inv(Z) - X - sym(dX dZ inv(Z)) with the last step in the last
-  // term, if that is asked for, and the residual of Z = cost C + identity I. Adds <A_i, T> to rows_i
-  // where T = R - K(residual), and returns <C, T>.
+  // term, if that is asked for, and the residual of Z = cost C + identity I. Adds <A_i, T> to
+  // rows_i where T = R - K(residual), and returns <C, T>.
   struct Target {
     DoubleDouble mu;
     bool corrects = false;

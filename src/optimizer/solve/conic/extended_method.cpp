@@ -189,8 +189,8 @@ Iterate ExtendedMethod::rounded() const {
   return at;
 }
 
-// Says whether nearer points would be those of another model. Multipliers that are large for a while
-// on the way are no sign of it.
+// Says whether nearer points would be those of another model. Multipliers that are large for a
+// while on the way are no sign of it.
 bool ExtendedMethod::is_lost_in_rounding(const Iterate& at, const Measures& measures) {
   const double before = std::exchange(rounding_, rounding_of_objectives(at));
   const bool is_feasible = std::max(measures.primal, measures.dual) <= tolerances_.feasibility;

@@ -3,8 +3,8 @@
 // Where a model has hardly an interior, an objective moves by the root of what is wrong with the
 // point: residuals of 1e-10 leave five digits of it. Doubles come no further, whatever the order of
 // their operations. The equations are those of interior_point.h, the steps those of
-// extended_matrix.h, from the start again and with dense matrices. All of it is plain loops, so that
-// no BLAS has a say in the answer.
+// extended_matrix.h, from the start again and with dense matrices. All of it is plain loops, so
+// that no BLAS has a say in the answer.
 //
 // The point that counts is the one rounded to doubles: it is measured as any other iterate is, and
 // the run ends where doubles can tell the objectives no better.

@@ -93,6 +93,7 @@ std::vector<TriangleEntry> square_of_norm(const Model& model, const RowView& row
     }
   }
   std::vector<TriangleEntry> entries;
+  entries.reserve(sums.size());
   for (const auto& [place, value] : sums) entries.push_back({place.first, place.second, value});
   return entries;
 }

@@ -64,7 +64,8 @@ if(VORLAN_COMPANION)
   install(FILES ${completions}/_vorlan DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
   install(FILES ${completions}/vorlan.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+# The documents keep their places, so that the links between them hold, and their index its name.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python DESTINATION ${CMAKE_INSTALL_DATADIR}/vorlan

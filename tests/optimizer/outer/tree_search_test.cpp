@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <regex>
 #include <string>
 
 #include "cone_points.h"
@@ -104,6 +105,20 @@ TEST(TreeSearch, ObeysTheNodeLimit) {
   mixed.solve();
   EXPECT_LE(mixed.figure("nodes"), 3.0) << mixed.log();
   EXPECT_GE(mixed.figure("bound"), best.objective - 1e-6) << mixed.log();
+}
+
+// A row of progress has how many nodes are open, as that of branch and cut.
+TEST(TreeSearch, TellsHowManyNodesAreOpen) {
+  std::string logs;
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    test::MixedSolve mixed(portfolio(seed));
+    mixed.put("VLN_DPAR_LOG_INTERVAL", "0");
+    mixed.put("VLN_IPAR_MIP_CUTS", "off");
+    mixed.solve();
+    logs += mixed.log();
+  }
+  // time, nodes, open
+  EXPECT_TRUE(std::regex_search(logs, std::regex("[0-9] s +[1-9][0-9]* +[1-9][0-9]* "))) << logs;
 }
 
 }  // namespace

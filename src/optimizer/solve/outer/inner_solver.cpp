@@ -39,8 +39,9 @@ InnerSolver::InnerSolver(const Parameters& parameters, double end, BackendMonito
                          OptimumBounds* bounds)
     : parameters_(parameters), end_(end), monitor_(monitor), bounds_(bounds) {}
 
-void InnerSolver::count_node(int64_t iterations) {
+void InnerSolver::count_node(int64_t iterations, int64_t open_nodes) {
   ++nodes_;
+  open_nodes_ = open_nodes;
   simplex_ += iterations;
 }
 
@@ -92,6 +93,7 @@ Status InnerSolver::solve_integer(const MinimizeProblem& problem, const Paramete
   }
   nodes_now_ = 0;
   simplex_now_ = 0;
+  open_nodes_ = kNoTree;
   found->progress.objective /= objective_factor;
   found->progress.bound /= objective_factor;
   nodes_ += std::max<int64_t>(0, found->progress.nodes);
@@ -117,6 +119,7 @@ bool InnerSolver::should_stop() {
 bool InnerSolver::should_stop(const Progress& inner, double objective_factor) {
   nodes_now_ = std::max(nodes_now_, inner.nodes);
   simplex_now_ = std::max(simplex_now_, inner.simplex_iterations);
+  open_nodes_ = inner.open_nodes;
   bounds_->raise_bound(inner.bound / objective_factor);
   if (should_stop()) return true;
   is_stopped_early_ = is_stopped_early_ || is_close_enough(inner, objective_factor);
@@ -133,6 +136,7 @@ bool InnerSolver::is_close_enough(const Progress& inner, double objective_factor
 Progress InnerSolver::progress() const {
   Progress progress = bounds_->progress();
   progress.nodes = nodes_ + nodes_now_;
+  progress.open_nodes = open_nodes_;
   progress.simplex_iterations = simplex_ + simplex_now_;
   progress.interior_iterations = interior_;
   return progress;

@@ -37,8 +37,9 @@ class InnerSolver {
   Status solve_aside(const MinimizeProblem& problem, const Parameters& parameters,
                      BackendResult* found);
 
-  // Counts a node of a tree that is searched elsewhere, and the simplex iterations that it took.
-  void count_node(int64_t iterations);
+  // Counts a node of a tree that is searched elsewhere, and the simplex iterations that it took; and
+  // takes how many nodes are open now.
+  void count_node(int64_t iterations, int64_t open_nodes);
   double seconds_left() const;
   // Whether the whole solve is to end, by its limits, from outside, or because it has its answer.
   bool should_stop();
@@ -58,7 +59,10 @@ class InnerSolver {
   double end_;
   BackendMonitor* monitor_;
   OptimumBounds* bounds_;
+  static constexpr int64_t kNoTree = -1;
+
   int64_t nodes_ = 0, nodes_now_ = 0;
+  int64_t open_nodes_ = kNoTree;  // of the tree that is searched now
   int64_t simplex_ = 0, simplex_now_ = 0;
   int64_t interior_ = 0;
   double loose_gap_ = 0.0;         // of the integer solve that runs now

@@ -338,7 +338,7 @@ TreeSearch::End TreeSearch::run(const std::function<bool()>& is_over) {
   double last_incumbent = bounds_->incumbent();
   for (bool is_root = true;; is_root = false) {
     Outcome outcome = solve_node(&node, is_root);
-    solver_->count_node(spent_ + lp_->iterations() - counted_);
+    solver_->count_node(spent_ + lp_->iterations() - counted_, static_cast<int64_t>(open_.size()));
     counted_ = spent_ + lp_->iterations();
     if (outcome == Outcome::kStopped) return End::kStopped;
     if (is_root && outcome == Outcome::kBranch) {

@@ -17,7 +17,7 @@ namespace {
 using outer::AffineBound;
 using outer::BinaryNorm;
 
-constexpr int kNumBinaries = 6;
+constexpr size_t kNumBinaries = 6;
 
 double value_at(const AffineBound& plane, const std::vector<double>& x) {
   double sum = plane.constant;
@@ -32,8 +32,8 @@ double norm_at(const BinaryNorm& norm, const std::vector<double>& x) {
 }
 
 std::vector<double> digits(int number) {
-  std::vector<double> x;
-  for (int k = 0; k < kNumBinaries; ++k) x.push_back((number >> k) % 2);
+  std::vector<double> x(kNumBinaries);
+  for (size_t k = 0; k < x.size(); ++k) x[k] = (number >> k) % 2;
   return x;
 }
 
@@ -43,11 +43,12 @@ TEST(BinaryNorms, PlanesAreBelowAndTouch) {
     test::Random random(seed);
     BinaryNorm norm;
     norm.constant = seed % 2 == 0 ? 0.0 : random.between(0.0, 2.0);
-    for (int32_t k = 0; k < kNumBinaries; ++k) {
-      norm.literals.push_back({k, random.between(0.0, 1.0) < 0.3, random.between(0.1, 3.0)});
+    for (size_t k = 0; k < kNumBinaries; ++k) {
+      norm.literals.push_back(
+          {static_cast<int32_t>(k), random.between(0.0, 1.0) < 0.3, random.between(0.1, 3.0)});
     }
-    std::vector<double> fractional;
-    for (int k = 0; k < kNumBinaries; ++k) fractional.push_back(random.between(0.0, 1.0));
+    std::vector<double> fractional(kNumBinaries);
+    for (double& value : fractional) value = random.between(0.0, 1.0);
     const AffineBound plane = highest_plane(norm, fractional);
     for (int number = 0; number < 1 << kNumBinaries; ++number) {
       const std::vector<double> x = digits(number);
@@ -119,8 +120,8 @@ TEST(BinaryNorms, CutsHoldAtAllIntegerPoints) {
       outer::Relaxation relaxation(problem);
       test::Random random(seed + 1000);
       for (int trial = 0; trial < 10; ++trial) {
-        std::vector<double> z;
-        for (int k = 0; k < kNumBinaries; ++k) z.push_back(random.between(0.0, 1.0));
+        std::vector<double> z(kNumBinaries);
+        for (double& value : z) value = random.between(0.0, 1.0);
         std::vector<double> x = complete(model, z, random.between(0.1, 10.0));
         relaxation.cut_by_curvature(x);
         x[kNumBinaries] *= 0.5;

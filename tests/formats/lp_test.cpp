@@ -499,14 +499,18 @@ TEST(LpRead, SlipsInCapitalsAndInSmallModels) {
         .warnings;
   };
   const std::pair<const char*, const char*> slips[] = {
-      {"x1", "X1"}, {"TABLES", "TABELS"}, {"TABLES", "TABLEES"}, {"tables", "tabels"}};
+      {"x1", "X1"}, {"TABLES", "TABELS"}, {"TABLES", "TABLEES"}, {"tables", "tabels"},
+      {"(x)", "x"}, {"x", "{x}"},         {"\"x\"", "x"}};
   for (const auto& [name, other] : slips) {
     EXPECT_EQ(warnings_of(name, other),
               as_warning("text: the variable '" + std::string(other) +
                          "' is at one place of the model alone; did you mean '" + name + "'?\n"));
   }
-  const std::pair<const char*, const char*> codes[] = {
-      {"GASVSA", "GASVAS"}, {"TAB1ES", "TAB2ES"}, {"TBLS", "TLBS"}, {"wines", "wires"}};
+  const std::pair<const char*, const char*> codes[] = {{"GASVSA", "GASVAS"},
+                                                       {"TAB1ES", "TAB2ES"},
+                                                       {"TBLS", "TLBS"},
+                                                       {"wines", "wires"},
+                                                       {"x(1)", "x"}};
   for (const auto& [name, other] : codes) EXPECT_EQ(warnings_of(name, other), "") << other;
 }
 

@@ -2,6 +2,8 @@
 #include "format/common/slips.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -61,8 +63,17 @@ Slip slip_between(std::string_view a, std::string_view b) {
   return a.size() == b.size() && is_wrong_letter(a, b, at) ? Slip::kLikely : Slip::kNone;
 }
 
+// "(x)" and "x".
+bool is_enclosed(std::string_view a, std::string_view name) {
+  constexpr std::string_view kEnclosures[] = {"()", "{}", "\"\"", "''"};
+  if (a.size() != name.size() + 2 || a.substr(1, name.size()) != name) return false;
+  const std::string ends = {a.front(), a.back()};
+  return std::find(std::begin(kEnclosures), std::end(kEnclosures), ends) != std::end(kEnclosures);
+}
+
 Slip find_slip(std::string_view a, std::string_view b) {
   if (a.empty() || b.empty()) return Slip::kNone;
+  if (is_enclosed(a, b) || is_enclosed(b, a)) return Slip::kMostLikely;
   if (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
         return to_lower(x) == to_lower(y);
       })) {

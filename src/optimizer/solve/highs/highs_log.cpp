@@ -133,6 +133,8 @@ bool HighsLog::take_table_row(std::string_view line) {
                   &explored, &cuts) < 3) {
     return false;
   }
+  // Remarks within the table begin with a word: "   Rule 13 (bit 8192): Parallel rows and columns".
+  if (processed[0] < '0' || processed[0] > '9') return false;
   const auto* origin = std::find_if(std::begin(kOrigins), std::end(kOrigins),
                                     [&](const Origin& o) { return o.letter == text[1]; });
   const bool known = origin != std::end(kOrigins);

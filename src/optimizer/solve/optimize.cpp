@@ -292,7 +292,8 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   const MinimizeProblem problem(task->model, find_start(*task, plan), plan.cutoffs);
   BetterPoints points(problem, plan, *extras);
   Listener listener(task, make_follower(task->model, *extras, &points), extras->begin);
-  log_start(*task, plan);
+  const Race race = choose_race(problem, plan, task->parameters);
+  log_start(*task, plan, race.racers.size());
   log_unused(*task, plan.method);
   log_unused_start(*task, plan, *extras);
   listener.beat_now({});
@@ -304,7 +305,6 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   Answer answer;
   // What is held is not lost where the child is killed before its first step.
   if (plan.in_child) find_held_point(problem, &answer.result);
-  const Race race = choose_race(problem, plan, task->parameters);
   Status status = plan.in_child ? run_race(work, race, task, &listener, &answer)
                                 : run_here(work, task, &listener, &answer);
   if (!status.ok()) return status;

@@ -171,7 +171,7 @@ std::string describe_parameters(const Task& task) {
 }
 
 // The conic method shares the operations of large models only; its own log says when it does.
-std::string describe_threads(const Task& task, const SolvePlan& plan) {
+std::string describe_threads(const Task& task, const SolvePlan& plan, size_t num_racers) {
   const int32_t asked = task.parameters.get(IntParam::kNumThreads);
   int32_t threads = 1;
   const char* limit = "";
@@ -181,22 +181,26 @@ std::string describe_threads(const Task& task, const SolvePlan& plan) {
     threads = continuous_threads(asked);
     if (threads > 1) limit = "up to ";
   }
-  return format_text("%s, %s%s", counted(usable_processors(), "core").c_str(), limit,
-                     counted(threads, "thread").c_str());
+  std::string text = format_text("%s, %s%s", counted(usable_processors(), "core").c_str(), limit,
+                                 counted(threads, "thread").c_str());
+  if (num_racers > 0) {
+    text += format_text(", %d in a race", threads * (1 + static_cast<int32_t>(num_racers)));
+  }
+  return text;
 }
 
-std::string describe_library(const Task& task, const SolvePlan& plan) {
+std::string describe_library(const Task& task, const SolvePlan& plan, size_t num_racers) {
   const double limit = task.parameters.get(DoubleParam::kTimeLimit);
   // The caller may have a limit of its own, so that the library cannot say that there is none.
   const std::string time = std::isfinite(limit) ? format_text(", time limit %g s", limit) : "";
   return format_text("Optimizer library " VORLAN_VERSION ": %s%s\n",
-                     describe_threads(task, plan).c_str(), time.c_str());
+                     describe_threads(task, plan, num_racers).c_str(), time.c_str());
 }
 
 }  // namespace
 
-void log_start(const Task& task, const SolvePlan& plan) {
-  task.log_text(kLogSummary, describe_library(task, plan) + describe_parameters(task) +
+void log_start(const Task& task, const SolvePlan& plan, size_t num_racers) {
+  task.log_text(kLogSummary, describe_library(task, plan, num_racers) + describe_parameters(task) +
                                  describe_model(task.model));
   if (task.parameters.get(IntParam::kLog) < kLogFull) return;
   task.log_text(kLogFull, describe_ranges(task.model) + advise_on_scaling(task.model));

@@ -22,8 +22,9 @@ struct SolveEnd {
   double seconds = 0.0;
 };
 
-// The library, the parameters that somebody has set, and the model.
-void log_start(const Task& task, const SolvePlan& plan);
+// The library with its threads, those of racers that may join included, the parameters that somebody
+// has set, and the model.
+void log_start(const Task& task, const SolvePlan& plan, size_t num_racers);
 // The text also says where the answer is one that was held, and where the statuses are weaker than
 // the claim.
 void log_end(const Task& task, const SolveEnd& end);

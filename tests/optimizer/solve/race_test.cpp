@@ -17,6 +17,7 @@
 #include "solve/choose_backend.h"
 #include "solve/choose_race.h"
 #include "solve/run/runner.h"
+#include "solve/solve_log.h"
 #include "task/machine.h"
 #include "task/parameter_index.h"
 
@@ -303,6 +304,21 @@ TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
     EXPECT_TRUE(race_of(linear_).racers.empty()) << name_of(param);
     EXPECT_TRUE(race_of(integer_).racers.empty()) << name_of(param);
   }
+}
+
+TEST_F(ChoiceOfRace, TheHeaderCountsTheThreadsOfRacers) {
+  vlntaskt task;
+  task.model = linear_;
+  task.parameters = parameters_;
+  std::string log;
+  task.log.link_function(
+      &log, [](void* text, const char* more) { *static_cast<std::string*>(text) += more; });
+  const SolvePlan plan = choose_backend(task.model, task.parameters);
+  log_start(task, plan, race_of(linear_).racers.size());
+  EXPECT_NE(log.find(", 1 thread, 2 in a race\n"), std::string::npos) << log;
+  log.clear();
+  log_start(task, plan, 0);
+  EXPECT_NE(log.find(", 1 thread\n"), std::string::npos) << log;
 }
 
 TEST_F(ChoiceOfRace, AnAnswerThatFailedItsCheckSettlesNothing) {

@@ -1,14 +1,22 @@
 // The factorizations under the Newton system, and the correction of their solutions.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 #include <map>
+#include <new>
+#include <numeric>
 
 #include "solve/check/vectors.h"
 #include "solve/conic/condensed_ldl.h"
 #include "solve/conic/dense_ldl.h"
 #include "solve/conic/krylov_correction.h"
+#include "solve/conic/ordering.h"
 #include "solve/conic/sparse_ldl.h"
 
 namespace vorlan::conic {
@@ -337,6 +345,49 @@ TEST(SparseLdl, OrdersGridsByNestedDissection) {
   again.analyze(upper, {});
   EXPECT_EQ(again.num_elements(), ldl.num_elements());
 }
+
+#ifndef __SANITIZE_ADDRESS__  // the sanitizer's own memory does not fit into a limit
+// The process that dissects has no memory for the graph: it ends there, and does not come back as a
+// second copy of this one.
+TEST(SparseLdl, ADissectionWithoutMemoryEndsInItsProcess) {
+  constexpr int32_t kLong = 1'000'000;
+  UpperTriangle path;
+  path.order = kLong;
+  // At once, so that growth leaves no memory that is free for the graph.
+  path.row.reserve(2 * kLong);
+  path.start.reserve(kLong + 1);
+  path.row.push_back(0);
+  path.start.push_back(1);
+  for (int32_t node = 1; node < kLong; ++node) {
+    path.row.insert(path.row.end(), {node - 1, node});
+    path.start.push_back(static_cast<int64_t>(path.row.size()));
+  }
+  std::vector<int32_t> number(path.start.size() - 1);
+  std::iota(number.begin(), number.end(), 0);
+
+  const pid_t here = getpid();
+  int64_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &limit), 0);
+  // The order takes 4 MB, the graph four times as much.
+  const rlimit tight = {static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + (6 << 20)),
+                        limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+  std::vector<int32_t> order;
+  try {
+    order = nested_dissection_order({path, number, kLong});
+  } catch (const std::bad_alloc&) {
+    if (getpid() == here) throw;
+  }
+  if (getpid() != here) {
+    kill(here, SIGTERM);  // what nobody reads would not be noticed
+    _exit(EXIT_FAILURE);
+  }
+  setrlimit(RLIMIT_AS, &limit);
+  EXPECT_TRUE(order.empty());
+}
+#endif
 
 // The end that is given is updated by supernodes as well.
 TEST(SparseLdl, TakesABlockOffTheEndBySupernodes) {

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <exception>
 #include <numeric>
 
 #include "task/numeric.h"
@@ -102,6 +104,15 @@ void dissect(const NumberedNodes& nodes, int32_t* order) {
   }
 }
 
+// An exception must not leave the child, which would go on with the solve beside its parent.
+void dissect_alone(const NumberedNodes& nodes, int32_t* order) noexcept {
+  try {
+    dissect(nodes, order);
+  } catch (const std::exception&) {
+    return;  // without memory there is no order
+  }
+}
+
 }  // namespace
 
 std::vector<int32_t> minimum_degree_order(const NumberedNodes& nodes) {
@@ -133,12 +144,13 @@ std::vector<int32_t> nested_dissection_order(const NumberedNodes& nodes) {
   const size_t count = index(nodes.count);
   const SharedNumbers shared(count + 1);
   if (shared.data() == nullptr) return {};
+  const pid_t parent = getpid();
   const pid_t process = fork();
   if (process < 0) return {};
   if (process == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    dissect(nodes, shared.data());
-    _exit(0);
+    if (getppid() == parent) dissect_alone(nodes, shared.data());
+    _exit(EXIT_SUCCESS);
   }
   // A program that waits for all of its children may have this one's status. The 1 tells all the same.
   while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;

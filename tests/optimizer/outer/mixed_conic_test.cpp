@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <regex>
 #include <string>
 
 #include "cone_points.h"
@@ -114,6 +115,11 @@ End
 )");
   solve_to_the_end(&mixed);
   expect_optimum(mixed, best);
+  // Eight tangents along each logarithm are there before the first round.
+  std::smatch found;
+  const std::string log = mixed.log();
+  ASSERT_TRUE(std::regex_search(log, found, std::regex("round 1, ([0-9]+) cuts"))) << log;
+  EXPECT_GE(std::stoi(found[1]), 16) << log;
 }
 
 // No point with whole coordinates is within 0.6 of (0.5, 0.5); the continuous relaxation has many.

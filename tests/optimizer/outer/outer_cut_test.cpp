@@ -339,7 +339,7 @@ TEST(Cuts, OfASwitchedMemberUnderAFixedHead) {
 
 // While z is 0, x0 is, too, and the logarithm of x1 = 1 + x0: then x3 <= log x1 is x3 <= 0. At z =
 // 1/2 it is x3 <= 1/2 log(1 + 2 x0), less than log(1 + x0).
-TEST(Cuts, OfASwitchedLogarithm) {
+Model switched_logarithm() {
   Model model = test::free_variables({0.0, 0.0, 0.0, 0.0, 0.0});
   model.var_lower[0] = 0.0;
   model.var_kind[4] = VarKind::kInteger;
@@ -349,6 +349,11 @@ TEST(Cuts, OfASwitchedLogarithm) {
   test::add_constraint(&model, 1.0, 1.0, {-1.0, 1.0, 0.0, 0.0, 0.0});
   test::add_constraint(&model, 1.0, 1.0, {0.0, 0.0, 1.0, 0.0, 0.0});
   model.cones = {{ConeKind::kExponential, {1, 2, 3}, {}}};
+  return model;
+}
+
+TEST(Cuts, OfASwitchedLogarithm) {
+  const Model model = switched_logarithm();
   const MinimizeProblem problem(model);
   Relaxation relaxation(problem);
   relaxation.cut_cone_at(0, {2.0, 3.0, 1.0, 4.0, 1.0});
@@ -359,6 +364,30 @@ TEST(Cuts, OfASwitchedLogarithm) {
   }
   EXPECT_LE(row_violation(linear, {0.0, 1.0, 1.0, 0.0, 0.0}), 1e-12);
   EXPECT_GT(row_violation(linear, {1.0, 2.0, 1.0, std::log(2.0), 0.5}), 0.01);
+}
+
+// The tangents follow the logarithm from x1 = 1 to 5, wherever the continuous optimum is.
+TEST(Cuts, AlongALogarithm) {
+  const Model model = switched_logarithm();
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  EXPECT_EQ(relaxation.cut_along_exponentials(), 8);
+  const Model linear = relaxation.make_model();
+  for (double x = 0.0; x <= 4.0; x += 0.25) {
+    const double most = std::log1p(x);
+    EXPECT_LE(row_violation(linear, {x, 1.0 + x, 1.0, most, 1.0}), 1e-12) << x;
+    EXPECT_GT(row_violation(linear, {x, 1.0 + x, 1.0, most + 0.02, 1.0}), 1e-3) << x;
+  }
+  EXPECT_LE(row_violation(linear, {0.0, 1.0, 1.0, 0.0, 0.0}), 1e-12);
+  EXPECT_GT(row_violation(linear, {1.0, 2.0, 1.0, std::log(2.0), 0.5}), 0.01);
+}
+
+TEST(Cuts, AlongALogarithmWantBounds) {
+  Model model = switched_logarithm();
+  model.con_upper[0] = kInfinity;
+  const MinimizeProblem problem(model);
+  Relaxation relaxation(problem);
+  EXPECT_EQ(relaxation.cut_along_exponentials(), 0);
 }
 
 // x2 >= |(x0, x1)| where x2 is 1 at least, and x0 and x1 are 0 while z is: with z = 0.3 they are

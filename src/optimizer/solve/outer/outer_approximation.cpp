@@ -133,6 +133,7 @@ void OuterApproximation::learn_from_optimum(const ContinuousRelaxation& continuo
   trials_->try_integers(found.x);
   try_first_points(continuous);
   if (relaxation_->has_switched_parts()) relaxation_solver_->refine();
+  relaxation_->cut_along_exponentials();
 }
 
 void OuterApproximation::try_first_points(const ContinuousRelaxation& continuous) {

@@ -36,6 +36,7 @@
 
 #include "solve/backend.h"
 #include "solve/outer/binary_norms.h"
+#include "solve/outer/bound_propagation.h"
 #include "solve/outer/canonical_cone.h"
 #include "solve/outer/fixed_model.h"
 #include "solve/outer/switches.h"
@@ -70,6 +71,9 @@ class Relaxation {
   int cut_by_duals(const BackendResult& result);
   // Tangents of the quadratic terms, and planes below norms of binary variables, at x.
   int cut_by_curvature(const std::vector<double>& x);
+  // Tangents of the exponential cones whose second member is fixed, all along the values that the
+  // others can have: what is on has other values than at the continuous optimum.
+  int cut_along_exponentials();
   // Tangents of one cone, at the point of its boundary that belongs to the values of its members.
   int cut_cone_at(size_t cone, const std::vector<double>& x);
   // Cuts off a point of the relaxation, in all parts that it violates.
@@ -200,6 +204,7 @@ class Relaxation {
   double touching_point(const Square& square, const std::vector<double>& columns) const;
   int separate_cones(const std::vector<double>& columns);
   int cut_cone(size_t cone, const std::vector<double>& point);
+  int cut_along_exponential(size_t cone, const BoundPropagation& bounds);
   // 2 r_i x_head >= x_i^2 for all members, at the values given.
   int cut_norm(const ConeColumns& columns, int32_t head, double head_value,
                const std::vector<Member>& tail, const double* values);

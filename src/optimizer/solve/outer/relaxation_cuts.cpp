@@ -6,6 +6,7 @@
 
 #include "solve/check/cone_violation.h"
 #include "solve/check/vectors.h"
+#include "solve/outer/bound_propagation.h"
 #include "solve/outer/relaxation.h"
 #include "task/packed_matrices.h"
 
@@ -28,6 +29,13 @@ constexpr double kMostRatio = 1e12;
 constexpr double kSmallHead = 1e-3;
 // Eigenvectors whose eigenvalue is smaller than this, relative to the largest, give no cut.
 constexpr double kNoEigenvalue = 1e-8;
+
+// The least and the largest value of a member within bounds.
+std::pair<double, double> range_of(const Member& member, const BoundPropagation& bounds) {
+  const double one = member.scale * bounds.lower(member.var);
+  const double other = member.scale * bounds.upper(member.var);
+  return std::minmax(one, other);
+}
 
 // A number rounded so that it is equal in two equal cuts.
 int64_t key_of(double value) {
@@ -380,6 +388,42 @@ int Relaxation::cut_by_curvature(const std::vector<double>& x) {
 
 int Relaxation::cut_cone_at(size_t cone, const std::vector<double>& x) {
   return cut_cone(cone, pull_to_boundary(cones_[cone], member_values(cones_[cone], x)));
+}
+
+int Relaxation::cut_along_exponentials() {
+  const bool has_any = std::any_of(cones_.begin(), cones_.end(), [](const CanonicalCone& cone) {
+    return cone.kind == ConeKind::kExponential;
+  });
+  if (!has_any) return 0;
+  const Model linear = make_model();
+  BoundPropagation bounds(linear);
+  if (!bounds.tighten_all()) return 0;
+  int added = 0;
+  for (size_t c = 0; c < cones_.size(); ++c) added += cut_along_exponential(c, bounds);
+  return added;
+}
+
+// The tangents are evenly spaced over the logarithms that the bounds allow. A wide range is cut
+// where the exponential is large: further down it hardly differs from 0.
+int Relaxation::cut_along_exponential(size_t c, const BoundPropagation& bounds) {
+  constexpr int kTangents = 8;
+  constexpr double kWidest = 8.0;
+  const CanonicalCone& cone = cones_[c];
+  if (cone.kind != ConeKind::kExponential) return 0;
+  const double second = cone.members[1].scale * fixed_value(model_, view_, cone.members[1].var);
+  if (!(second > 0.0)) return 0;
+  const auto [head_least, head_most] = range_of(cone.members[0], bounds);
+  const auto [last_least, last_most] = range_of(cone.members[2], bounds);
+  const double most = std::min(last_most / second, std::log(head_most / second));
+  const double lowest = head_least > 0.0 ? std::log(head_least / second) : -kInfinity;
+  const double least = std::max({last_least / second, lowest, most - kWidest});
+  if (!(least < most) || most > std::log(kSteepest)) return 0;
+  int added = 0;
+  for (int k = 0; k < kTangents; ++k) {
+    const double ratio = least + (most - least) * (k + 0.5) / kTangents;
+    added += cut_cone(c, {second * std::exp(ratio), second, second * ratio});
+  }
+  return added;
 }
 
 // Cuts off rays as well as points, since a multiple of a point of a cone is in the cone, too.

@@ -357,7 +357,7 @@ Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* p
     // The form is made again rather than kept: few runs need a second one, and a large model has no room
     // for a copy.
     form = std::move(form_);
-    const Status made = make_form();
+    Status made = make_form();
     if (!made.ok()) return made;
     rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
                                                   : conic::ScalingRule::kByNorms;

@@ -1,25 +1,14 @@
-// Factors a matrix made from a model with structure by CHOLMOD's supernodal one. Prints the processor seconds of
-// ordering and analysis, those of the numbers (the least of three), and the millions of elements of the
-// factor. The two programs are apart, since each brings a BLAS.
-// usage: bench_factor_cholmod KIND SIZE SIZE   (structured_model.h has the kinds)
+// CHOLMOD's supernodal factorization; see factor_figures.h.
+// usage: bench_factor_cholmod KIND SIZE SIZE
 #include <suitesparse/cholmod.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
-#include "formats/processor_time.h"
-#include "large/normal_matrix.h"
+#include "large/factor_figures.h"
 
 namespace {
 
 using vorlan::conic::UpperTriangle;
-
-struct Figures {
-  double analysis = 0.0;
-  double factorization = 1e300;
-  double elements = 0.0;  // millions
-};
 
 cholmod_sparse* copy(const UpperTriangle& matrix, cholmod_common* common) {
   const auto order = static_cast<size_t>(matrix.order);
@@ -31,20 +20,15 @@ cholmod_sparse* copy(const UpperTriangle& matrix, cholmod_common* common) {
   return to;
 }
 
-Figures measure(const UpperTriangle& matrix) {
+FactorFigures measure(const UpperTriangle& matrix) {
   cholmod_common common;
   cholmod_l_start(&common);
   common.supernodal = CHOLMOD_SUPERNODAL;
   cholmod_sparse* a = copy(matrix, &common);
-  Figures figures;
-  double begin = processor_seconds();
-  cholmod_factor* factor = cholmod_l_analyze(a, &common);
-  figures.analysis = processor_seconds() - begin;
-  for (int round = 0; round < 3; ++round) {
-    begin = processor_seconds();
-    cholmod_l_factorize(a, factor, &common);
-    figures.factorization = std::min(figures.factorization, processor_seconds() - begin);
-  }
+  cholmod_factor* factor = nullptr;
+  FactorFigures figures;
+  figures.time_analysis([&] { factor = cholmod_l_analyze(a, &common); });
+  figures.time_factorization([&] { cholmod_l_factorize(a, factor, &common); });
   figures.elements = 1e-6 * common.lnz;
   cholmod_l_free_factor(&factor, &common);
   cholmod_l_free_sparse(&a, &common);
@@ -54,14 +38,4 @@ Figures measure(const UpperTriangle& matrix) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  StructuredModel model;
-  if (argc != 4 ||
-      !StructuredModel::make(argv[1], std::atoi(argv[2]), std::atoi(argv[3]), &model)) {
-    std::fprintf(stderr, "usage: %s KIND SIZE SIZE\n", argv[0]);
-    return 2;
-  }
-  const Figures figures = measure(normal_matrix(model));
-  std::printf("%.4f %.4f %.3f\n", figures.analysis, figures.factorization, figures.elements);
-  return 0;
-}
+int main(int argc, char** argv) { return print_factor_figures(argc, argv, measure); }

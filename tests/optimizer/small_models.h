@@ -100,3 +100,23 @@ Bounds
  z <= 25
 End
 )";
+
+// A PTF file but for its opening line: e^z + e^w subject to z + 2 w >= 200. Beside data of the size 1
+// the optimum is of the size 1e29, which needs other units or scalings than a first run has.
+inline constexpr char kLargeExponentials[] = R"(
+Minimize
+ obj: u + v
+Subject To
+ c: z + 2 w >= 200
+ d: w - y <= 10
+ o: t = 1
+ p: s = 1
+Bounds
+ z free
+ w free
+ y free
+Cones
+ k: exponential u t z
+ l: exponential v s w
+End
+)";

@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "conic_solve.h"
+#include "log_words.h"
 #include "random_conic_model.h"
+#include "small_models.h"
 #include "solve/backend.h"
 #include "solve/conic/conic_backend.h"
 #include "solve/optimize.h"
@@ -319,34 +321,9 @@ class StoppingMonitor : public BackendMonitor {
   std::vector<double> kept_, kept_of_first_run_;
 };
 
-size_t number_of(const std::string& words, const std::string& text) {
-  size_t number = 0;
-  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) ++number;
-  return number;
-}
-
-// e^z + e^w subject to z + 2 w >= 200: beside data of the size 1 the optimum is of the size 1e29,
-// which needs other units or scalings than the first run has.
 TEST(ConicMethod, ASecondRunObeysStopsAndTheBetterPointIsKept) {
   Solved solved;
-  solve_ptf(R"(
-Minimize
- obj: u + v
-Subject To
- c: z + 2 w >= 200
- d: w - y <= 10
- o: t = 1
- p: s = 1
-Bounds
- z free
- w free
- y free
-Cones
- k: exponential u t z
- l: exponential v s w
-End
-)",
-            &solved);
+  solve_ptf(kLargeExponentials, &solved);
   const size_t first_line = solved.log.find("Solved again ");
   ASSERT_NE(first_line, std::string::npos) << solved.log;
   const MinimizeProblem problem(solved.task.model);
@@ -362,8 +339,8 @@ End
     EXPECT_EQ(monitor.done(), of_first_run + more + 1) << monitor.text();
     // No further solve begins after the stop, and the points of the one that was stopped were worse
     // than the first run's.
-    EXPECT_EQ(number_of("Solved again ", monitor.text()), 1u) << monitor.text();
-    EXPECT_EQ(number_of("Looking for ", monitor.text()), 0u) << monitor.text();
+    EXPECT_EQ(occurrences(monitor.text(), "Solved again "), 1u) << monitor.text();
+    EXPECT_EQ(occurrences(monitor.text(), "Looking for "), 0u) << monitor.text();
     EXPECT_FALSE(monitor.kept().empty());
     EXPECT_EQ(monitor.kept(), monitor.kept_of_first_run()) << monitor.text();
   }

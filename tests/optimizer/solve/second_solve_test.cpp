@@ -4,36 +4,11 @@
 
 #include <string>
 
+#include "log_words.h"
 #include "small_models.h"
 #include "task_support.h"
 
 namespace {
-
-size_t count(const std::string& text, const std::string& words) {
-  size_t number = 0;
-  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; at += words.size())
-    ++number;
-  return number;
-}
-
-// e^z + e^w subject to z + 2 w >= 200: the optimum is of the size 1e29, all data are of the size 1.
-constexpr const char* kLargeExponentials = R"(Minimize ] extended problem 1
-Minimize
- obj: u + v
-Subject To
- c: z + 2 w >= 200
- d: w - y <= 10
- o: t = 1
- p: s = 1
-Bounds
- z free
- w free
- y free
-Cones
- k: exponential u t z
- l: exponential v s w
-End
-)";
 
 // The optimum is at 1e22, where the linear term is all that is left of the quadratic one.
 constexpr const char* kFarQuadratic = R"(minimize
@@ -119,6 +94,8 @@ Cones
 End
 )";
 
+std::string in_ptf(const std::string& text) { return "Minimize ] extended problem 1" + text; }
+
 struct SecondSolveCase {
   const char* what;
   const char* file;
@@ -128,9 +105,10 @@ struct SecondSolveCase {
 };
 
 const SecondSolveCase kCases[] = {
-    {"units of exponentials", "m.ptf", kLargeExponentials,
+    {"units of exponentials", "m.ptf", in_ptf(kLargeExponentials),
      "Solved again in units of the exponentials' values: ", 1},
-    {"another scaling", "m.ptf", kLargeExponentials, "Solved again with another scaling: ", 1},
+    {"another scaling", "m.ptf", in_ptf(kLargeExponentials),
+     "Solved again with another scaling: ", 1},
     {"another scaling of a quadratic model", "m.lp", kFarQuadratic,
      "Solved again with another scaling: ", 1},
     {"own units", "m.lp", kTinySides, "Solved again in units of the model's own: ", 1},
@@ -154,14 +132,15 @@ TEST(SecondSolve, IsALineOfTheLogAndNoSecondTable) {
          {"Optimizer library ", "Interior-point method: ", " iteration   primal objective",
           "Presolving model\n", "  Iteration        Objective", "Solving MIP model",
           "      time      nodes ", "Optimization ended"}) {
-      EXPECT_LE(count(log, heading), 1u) << heading << log;
+      EXPECT_LE(occurrences(log, heading), 1u) << heading << log;
     }
-    const size_t tables = count(log, "Interior-point method: ") + count(log, "Running HiGHS ");
+    const size_t tables =
+        occurrences(log, "Interior-point method: ") + occurrences(log, "Running HiGHS ");
     EXPECT_EQ(tables, c.tables) << log;
     if (c.line != nullptr) {
       EXPECT_NE(log.find(c.line), std::string::npos) << log;
     }
-    EXPECT_EQ(count(log, "Solving again"), 0u) << log;
+    EXPECT_EQ(occurrences(log, "Solving again"), 0u) << log;
   }
 }
 
@@ -176,7 +155,7 @@ TEST(SecondSolve, TheTableOfASearchHasObjectivesOfWholeIntegersAlone) {
   ASSERT_NE(better, std::string::npos) << task.log();
   const std::string row = task.log().substr(better + 1, task.log().find('\n', better + 1) - better);
   EXPECT_NE(row.find(" 8 "), std::string::npos) << row;
-  EXPECT_EQ(count(task.log(), "\n*"), 1u) << task.log();
+  EXPECT_EQ(occurrences(task.log(), "\n*"), 1u) << task.log();
 }
 
 }  // namespace

@@ -105,22 +105,26 @@ std::vector<std::string_view> words_of(std::string_view name) {
   return words;
 }
 
+template <class Act>
+void for_each_name(const Act& act) {
+  for (const IntParamEntry& entry : kInts) act(entry.name);
+  for (const DoubleParamEntry& entry : kDoubles) act(entry.name);
+  for (const StringParamEntry& entry : kStrings) act(entry.name);
+}
+
 // The shortest name that has all of the words, in any order: TARGET_OBJECTIVE where somebody wrote
 // OBJECTIVE_TARGET. Null if there is none.
 const char* name_with_words(std::string_view wanted) {
   const std::vector<std::string_view> words = words_of(wanted);
   const char* shortest = nullptr;
-  const auto consider = [&](const char* candidate) {
+  for_each_name([&](const char* candidate) {
     const std::vector<std::string_view> has = words_of(own_part(candidate));
     const bool has_all = std::all_of(words.begin(), words.end(), [&has](std::string_view word) {
       return std::find(has.begin(), has.end(), word) != has.end();
     });
     if (!has_all || words.empty()) return;
     if (shortest == nullptr || std::strlen(candidate) < std::strlen(shortest)) shortest = candidate;
-  };
-  for (const IntParamEntry& entry : kInts) consider(entry.name);
-  for (const DoubleParamEntry& entry : kDoubles) consider(entry.name);
-  for (const StringParamEntry& entry : kStrings) consider(entry.name);
+  });
   return shortest;
 }
 
@@ -132,16 +136,13 @@ const char* nearest_name(std::string_view name) {
   const char* nearest = name_with_words(wanted);
   if (nearest != nullptr) return nearest;
   int best = static_cast<int>(wanted.size() / 3) + 1;
-  const auto consider = [&](const char* candidate) {
+  for_each_name([&](const char* candidate) {
     const int distance =
         std::min(edit_distance(capitals, candidate), edit_distance(wanted, own_part(candidate)));
     if (distance >= best) return;
     nearest = candidate;
     best = distance;
-  };
-  for (const IntParamEntry& entry : kInts) consider(entry.name);
-  for (const DoubleParamEntry& entry : kDoubles) consider(entry.name);
-  for (const StringParamEntry& entry : kStrings) consider(entry.name);
+  });
   return nearest;
 }
 

@@ -27,8 +27,7 @@ class BestPoint {
   }
   // Takes the iterate, whatever was held.
   void hold(const Iterate& iterate, const Measures& measures) {
-    static_cast<ScalarVariables&>(iterate_) = iterate;
-    iterate_.matrix_residual = iterate.matrix_residual;
+    iterate_.take_scalars(iterate);
     iterate_.matrices.resize(iterate.matrices.size());
     for (size_t m = 0; m < iterate.matrices.size(); ++m) {
       iterate_.matrices[m].x = iterate.matrices[m].x;

@@ -51,14 +51,7 @@ void CondensedLdl::analyze(const UpperTriangle& matrix, std::span<const int32_t>
 CondensedLdl::FewNeighbours CondensedLdl::find_few(const UpperTriangle& matrix,
                                                    std::span<const int32_t> candidates) {
   std::vector<int64_t> degree(index(matrix.order), 0);
-  const auto for_each_pair = [&matrix](const auto& act) {
-    for (int32_t col = 0; col < matrix.order; ++col) {
-      for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-        act(matrix.row[index(k)], col, static_cast<int32_t>(k));
-      }
-    }
-  };
-  for_each_pair([&](int32_t row, int32_t col, int32_t /*element*/) {
+  matrix.for_each([&](int32_t row, int32_t col, size_t /*place*/) {
     if (row == col) return;
     ++degree[index(row)];
     ++degree[index(col)];
@@ -75,12 +68,12 @@ CondensedLdl::FewNeighbours CondensedLdl::find_few(const UpperTriangle& matrix,
   }
   few.neighbour.resize(index(few.start.back()));
   few.element.resize(few.neighbour.size());
-  const auto put = [&few](int64_t place, int32_t neighbour, int32_t element) {
+  const auto put = [&few](int64_t place, int32_t neighbour, size_t element) {
     few.neighbour[index(place)] = neighbour;
-    few.element[index(place)] = element;
+    few.element[index(place)] = static_cast<int32_t>(element);
   };
-  std::vector<int64_t> first = next;
-  for_each_pair([&](int32_t row, int32_t col, int32_t element) {
+  const std::vector<int64_t> first = next;
+  matrix.for_each([&](int32_t row, int32_t col, size_t element) {
     if (row == col) {
       if (first[index(row)] >= 0) put(first[index(row)] - 1, row, element);
       return;
@@ -153,14 +146,12 @@ UpperTriangle CondensedLdl::pattern_of_rest(const UpperTriangle& matrix) {
     int32_t* target;
   };
   const auto for_each = [&](const auto& act) {
-    for (int32_t col = 0; col < matrix.order; ++col) {
-      for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-        if (target_[index(k)] < 0) continue;
-        const int32_t a = place_[index(matrix.row[index(k)])];
-        const int32_t b = place_[index(col)];
-        act(std::min(a, b), std::max(a, b), &target_[index(k)]);
-      }
-    }
+    matrix.for_each([&](int32_t row, int32_t col, size_t k) {
+      if (target_[k] < 0) return;
+      const int32_t a = place_[index(row)];
+      const int32_t b = place_[index(col)];
+      act(std::min(a, b), std::max(a, b), &target_[k]);
+    });
     int32_t* target = product_target_.data();
     for (size_t c = 0; c < condensed_.size(); ++c) {
       for (int64_t p = start_[c] + 1; p < start_[c + 1]; ++p) {

@@ -235,11 +235,12 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
 void ConicRun::measure_in_terms_of_model(conic::InteriorPoint* point) const {
   if (point->outcome != Outcome::kOptimal) return;
   const BackendResult result = restore(*point);
+  const LeastSizes least = sizes_of_model(problem_);
   conic::Measures& measures = point->measures;
-  const double primal = primal_violation(problem_.model, result.x, result.barx);
+  const double primal = primal_violation(problem_.model, least, result.x, result.barx);
   measures.primal = std::max(measures.primal, primal);
-  measures.dual = std::max(measures.dual, dual_violation(problem_, result));
-  measures.gap = std::max(measures.gap, duality_gap(problem_, result));
+  measures.dual = std::max(measures.dual, dual_violation(problem_, least, result));
+  measures.gap = std::max(measures.gap, duality_gap(problem_, least, result));
 }
 
 // Runs a small model again where rounding keeps it from its tolerances.
@@ -354,8 +355,8 @@ Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* p
   conic::ConicForm form;
   const conic::Equilibration scaling = scaling_;
   const auto run_by_other_rule = [&](conic::InteriorPoint* other) {
-    // The form is made again rather than kept: few runs need a second one, and a large model has no room
-    // for a copy.
+    // The form is made again rather than kept: few runs need a second one, and a large model has no
+    // room for a copy.
     form = std::move(form_);
     Status made = make_form();
     if (!made.ok()) return made;

@@ -82,10 +82,11 @@ class ProcessLock {
 // Lets OpenBLAS choose by features while this object lives, unless the user has chosen, and keeps it
 // from starting threads of its own: they would compete with those of the caller's processes for the
 // machine, and a process with threads should not fork. OpenBLAS reads the environment only while it
-// is loaded. For that time the environment is another array, which is kept to the end of the process,
-// because another thread may be reading it. setenv would not do: it moves the array that others read,
-// and takes a lock that another thread may have held when this process was forked. Two threads that load at once take turns: one would take the other's
-// environment for the caller's, and leave it there.
+// is loaded. For that time the environment is another array, which is kept to the end of the
+// process, because another thread may be reading it. setenv would not do: it moves the array that
+// others read, and takes a lock that another thread may have held when this process was forked. Two
+// threads that load at once take turns: one would take the other's environment for the caller's, and
+// leave it there.
 class LoadingEnvironment {
  public:
   LoadingEnvironment() {

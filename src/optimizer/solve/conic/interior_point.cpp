@@ -225,7 +225,7 @@ void InteriorPointMethod::look_at_iterate() {
 bool InteriorPointMethod::advance(const Step& step, double* length) {
   constexpr int kMostTries = 30;
   constexpr double kShortening = 0.8;
-  before_ = now_.without_matrices();
+  before_.take_scalars(now_);
   for (int attempt = 0; attempt < kMostTries; ++attempt) {
     now_.take(problem_, step, *length);
     if (now_.tau > 0.0 && now_.kappa > 0.0 && scalings_->update(now_)) return true;

@@ -43,16 +43,13 @@ void Iterate::take(const ConicProblem& problem, const Step& step, double length)
 
 void Iterate::take_back(const ConicProblem& problem, const Iterate& before, const Step& step,
                         double length) {
-  static_cast<ScalarVariables&>(*this) = before;
-  matrix_residual = before.matrix_residual;
+  take_scalars(before);
   move_matrices(problem, step, -length);
 }
 
-Iterate Iterate::without_matrices() const {
-  Iterate other;
-  static_cast<ScalarVariables&>(other) = *this;
-  other.matrix_residual = matrix_residual;
-  return other;
+void Iterate::take_scalars(const Iterate& other) {
+  static_cast<ScalarVariables&>(*this) = other;
+  matrix_residual = other.matrix_residual;
 }
 
 void Iterate::move_matrices(const ConicProblem& problem, const Step& step, double length) {

@@ -43,8 +43,8 @@ struct Iterate : ScalarVariables {
   // matrix variables.
   void take_back(const ConicProblem& problem, const Iterate& before, const Step& step,
                  double length);
-  // All but the matrix variables and their duals.
-  Iterate without_matrices() const;
+  // Takes all of another point but its matrix variables and their duals.
+  void take_scalars(const Iterate& other);
   // Multiplies all variables, which leaves the point that the iterate stands for as it is.
   void multiply(double factor);
   // Writes the variables, times the factor, into a point. The duals of matrix variables are made anew.

@@ -57,16 +57,12 @@ struct Graph {
 };
 
 Graph graph_of(const NumberedNodes& nodes) {
-  const UpperTriangle& matrix = nodes.matrix;
-  const auto for_each_pair = [&](const auto& act) {
-    for (int32_t col = 0; col < matrix.order; ++col) {
+  const auto for_each_pair = [&nodes](const auto& act) {
+    nodes.matrix.for_each([&](int32_t row, int32_t col, size_t /*place*/) {
+      const int32_t i = nodes.number[index(row)];
       const int32_t j = nodes.number[index(col)];
-      if (j < 0) continue;
-      for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-        const int32_t i = nodes.number[index(matrix.row[index(k)])];
-        if (i >= 0 && i != j) act(i, j);
-      }
-    }
+      if (i >= 0 && j >= 0 && i != j) act(i, j);
+    });
   };
   Graph graph;
   graph.start.assign(index(nodes.count) + 1, 0);

@@ -166,28 +166,21 @@ SparseLdl::Fill SparseLdl::fill_of(const std::vector<int64_t>& counts) {
 
 void SparseLdl::permute_pattern(const UpperTriangle& matrix) {
   permuted_.start.assign(index(order_) + 1, 0);
-  const auto column_of = [this](int32_t row, int32_t col) {
-    return std::max(place_of_[index(row)], place_of_[index(col)]);
-  };
-  for (int32_t col = 0; col < order_; ++col) {
-    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-      ++permuted_.start[index(column_of(matrix.row[index(k)], col)) + 1];
-    }
-  }
+  matrix.for_each([this](int32_t row, int32_t col, size_t /*place*/) {
+    ++permuted_.start[index(std::max(place_of_[index(row)], place_of_[index(col)])) + 1];
+  });
   std::partial_sum(permuted_.start.begin(), permuted_.start.end(), permuted_.start.begin());
   permuted_.row.resize(matrix.row.size());
   place_of_element_.resize(matrix.row.size());
   permuted_.value.resize(matrix.row.size());
   std::vector<int64_t> next(permuted_.start.begin(), permuted_.start.end() - 1);
-  for (int32_t col = 0; col < order_; ++col) {
-    for (int64_t k = matrix.start[index(col)]; k < matrix.start[index(col) + 1]; ++k) {
-      const int32_t a = place_of_[index(matrix.row[index(k)])];
-      const int32_t b = place_of_[index(col)];
-      const int64_t to = next[index(std::max(a, b))]++;
-      permuted_.row[index(to)] = std::min(a, b);
-      place_of_element_[index(k)] = static_cast<int32_t>(to);
-    }
-  }
+  matrix.for_each([&](int32_t row, int32_t col, size_t k) {
+    const int32_t a = place_of_[index(row)];
+    const int32_t b = place_of_[index(col)];
+    const int64_t to = next[index(std::max(a, b))]++;
+    permuted_.row[index(to)] = std::min(a, b);
+    place_of_element_[k] = static_cast<int32_t>(to);
+  });
 }
 
 void SparseLdl::build_tree() {

@@ -29,9 +29,10 @@ class SupernodalLdl {
   void analyze(const Pattern& pattern);
   void use(const DenseAlgebra* algebra) { algebra_ = algebra; }
 
-  // Factors the leading part of the matrix of the pattern analyzed. The values are those of its elements, the signs those of its
-  // columns. The end, to whose lower triangle the matrix's own elements are added, becomes what is
-  // left of it for factoring. The columns whose pivots were replaced are added to the list.
+  // Factors the leading part of the matrix of the pattern analyzed. The values are those of its
+  // elements, the signs those of its columns. The end, to whose lower triangle the matrix's own
+  // elements are added, becomes what is left of it for factoring. The columns whose pivots were
+  // replaced are added to the list.
   void factor(const Pattern& pattern, std::span<const double> values, std::span<const int8_t> signs,
               const PivotRule& rule, MatrixView end, std::vector<int32_t>* replaced);
 

@@ -20,13 +20,7 @@ constexpr int kHighsDevexWeights = 1;
 
 // The rows that the substitution leaves, in terms of its columns.
 void set_rows(const Model& model, const PairSubstitution& pairs, HighsLp* lp) {
-  std::vector<PairSubstitution::Terms> rows(model.con_lower.size());
-  const SparseMatrix& a = model.matrix;
-  for (int32_t j = 0; j < model.num_var(); ++j) {
-    for (size_t k = index(a.start[index(j)]); k < index(a.start[index(j) + 1]); ++k) {
-      rows[index(a.row[k])].emplace_back(j, a.value[k]);
-    }
-  }
+  const std::vector<PairSubstitution::Terms> rows = PairSubstitution::rows_of(model);
   HighsSparseMatrix& matrix = lp->a_matrix_;
   matrix.format_ = MatrixFormat::kRowwise;
   matrix.start_ = {0};

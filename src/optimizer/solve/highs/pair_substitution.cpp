@@ -16,8 +16,10 @@ bool is_tame(double factor) {
   return size <= kMostFactor && size >= 1.0 / kMostFactor;
 }
 
-std::vector<PairSubstitution::Terms> rows_of(const Model& model) {
-  std::vector<PairSubstitution::Terms> rows(model.con_lower.size());
+}  // namespace
+
+std::vector<PairSubstitution::Terms> PairSubstitution::rows_of(const Model& model) {
+  std::vector<Terms> rows(model.con_lower.size());
   const SparseMatrix& a = model.matrix;
   for (int32_t j = 0; j < model.num_var(); ++j) {
     for (size_t k = index(a.start[index(j)]); k < index(a.start[index(j) + 1]); ++k) {
@@ -26,8 +28,6 @@ std::vector<PairSubstitution::Terms> rows_of(const Model& model) {
   }
   return rows;
 }
-
-}  // namespace
 
 PairSubstitution::PairSubstitution(const Model& model)
     : used_(model.con_lower.size(), false), lower_(model.var_lower), upper_(model.var_upper) {

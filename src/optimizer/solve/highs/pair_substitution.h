@@ -16,6 +16,9 @@ class PairSubstitution {
  public:
   using Terms = std::vector<std::pair<int32_t, double>>;  // (column, coefficient)
 
+  // The elements of each row of a linear model.
+  static std::vector<Terms> rows_of(const Model& model);
+
   // Of the equations of a linear model. Where there is a choice, integer variables stay.
   explicit PairSubstitution(const Model& model);
 

@@ -12,12 +12,12 @@
 //   x0^w0 ... xk^wk >= |(...)|            a bound s on the norm, and r as of the quadratic cone
 //
 // Where the head of a cone is fixed, its r_i are those of squares. Where the members follow from
-// switched variables, the norm's square is a form of these, with a diagonal part (norm_forms.h). Where
-// the head is not fixed, and members follow
-// from binary variables, these have cuts of their own (binary_norms.h), and where all do, no r. Where a binary variable z
-// switches members off (switches.h), z makes the cuts stronger. The cuts of a square become those of
-// r_i z >= w_i^2 / 2. The cut of a cone is lifted by its slack at the values that the members have
-// while z is off, if its head, or all its heads, are known then.
+// switched variables, the norm's square is a form of these, with a diagonal part (norm_forms.h).
+// Where the head is not fixed, and members follow from binary variables, these have cuts of their own
+// (binary_norms.h), and where all do, no r. Where a binary variable z switches members off
+// (switches.h), z makes the cuts stronger. The cuts of a square become those of r_i z >= w_i^2 / 2.
+// The cut of a cone is lifted by its slack at the values that the members have while z is off, if its
+// head, or all its heads, are known then.
 //
 // The class is large because every sort of curved part adds columns of its own and cuts in them, and all
 // of these are columns and rows of one model. relaxation.cpp has the columns, relaxation_cuts.cpp the

@@ -76,7 +76,10 @@ export function LogView(props: { handle: Ref<LogHandle>; isRunning: boolean; onD
       {isCut && <p class="hint">Only the end of a long log is shown here. The download has all of it.</p>}
       {isEmpty && <p class="empty">{props.isRunning ? "Nothing yet." : "There is no log yet: the job has not begun."}</p>}
       <pre ref={box} class={isEmpty ? "log none" : "log"} tabIndex={0} role="region" aria-label="Log"
-        onScroll={() => { if (isAtEnd(box.current!) !== follows.current) setFollow(isAtEnd(box.current!)); }} />
+        onScroll={(event) => {
+          const isAtItsEnd = isAtEnd(event.currentTarget); // the box of an event may have left the page
+          if (isAtItsEnd !== follows.current) setFollow(isAtItsEnd);
+        }} />
     </section>
   );
 }

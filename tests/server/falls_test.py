@@ -227,13 +227,15 @@ class Deaths(FallsTest):
         # Each job by itself: one that is tried again goes back to the queue between lists of two states.
         while any(client.job(job_id)["state"] != "ended" for job_id in job_ids):
             for attempt in self.running_attempts():
-                pid_file = attempt / "pid"
-                if numbers.random() < 0.1 and pid_file.exists() and pid_file.read_text():
-                    try:
-                        os.kill(int(pid_file.read_text()), 9)
+                if numbers.random() >= 0.1:
+                    continue
+                try:
+                    pid = (attempt / "pid").read_text()  # once: an attempt that begins empties it
+                    if pid:
+                        os.kill(int(pid), 9)
                         kills += 1
-                    except ProcessLookupError:
-                        pass
+                except (FileNotFoundError, ProcessLookupError):
+                    pass
         for job_id in job_ids:
             job = client.job(job_id)
             self.assertEqual(self.count_ends(job_id), 1)

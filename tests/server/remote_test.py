@@ -26,7 +26,7 @@ import harness
 
 # Differs from run to run.
 LOG_NOISE = re.compile(r"^(Solving on |Optimizer library |Parameters: |Read |Write |Set log |.*[0-9]s$|.*time  .*|HiGHS run time"
-                       r"|Multiple threads|  *[A-Z]? *[0-9]+ .*|.*[0-9.]+ s .*)")
+                       r"|Multiple threads|  *[A-Z]? *[0-9]+ .*|.*[0-9.]+ s\b.*)")
 
 
 class Wire:

@@ -60,7 +60,7 @@ def solve_fault(run, line, wanted, may_die, is_stopped):
         return None if may_die else "the solve died though one child was left"
     if code != "VLN_RES_OK":
         return f"the code is {code}"
-    return search_fault(run) if line[0] == "search race" else linear_fault(run, wanted, is_stopped)
+    return linear_fault(run, wanted, is_stopped) if line[0] == "linear race" else search_fault(run)
 
 
 def send_signal(run, line, moment, draw, counts, wanted):
@@ -108,8 +108,8 @@ def undisturbed(program, line, folder, shim, finds):
     if run.end() != 0:
         raise SystemExit(f"campaign: the line '{line[0]}' fails when nothing is done to it: {run.error}")
     seconds = time.monotonic() - begun
-    if line[0] == "search race" and b"Racing with" not in run.content("run.log"):
-        raise SystemExit("campaign: the search makes no race")
+    if line[0] != "linear race" and b"Racing with" not in run.content("run.log"):
+        raise SystemExit(f"campaign: the line '{line[0]}' makes no race")
     wanted = {name: run.content(name) for name in (*run.targets, *run.own_files)}
     fault = solve_fault(run, line, wanted, False, False)
     if fault is not None:

@@ -75,6 +75,12 @@ def market_split(rows, columns, seed):
     return "\n".join([*text, "binaries", " " + " ".join(f"x{j}" for j in range(columns)), "end", ""])
 
 
+def disc_split(rows, columns, seed):
+    """The same with each row's two slacks in a disc, for outer approximation."""
+    discs = "\n".join(f" d{i}: [ p{i}^2 + n{i}^2 ] <= 1000000" for i in range(rows))
+    return market_split(rows, columns, seed).replace("\nbinaries", "\n" + discs + "\nbinaries")
+
+
 # What the lines read that is no example.
 MODELS = {
     "mix.lp": "max\n o: 5 a + 4 b + 4 c + 3 r\nst\n w: 4 a + 4 b + 3 c + r <= 17.5\n p: a + b <= 2\nbounds\n a <= 3\n"
@@ -85,6 +91,7 @@ MODELS = {
     "products.lp": "min\n o: - a - b + [ 4 a * b ] / 2\nst\n c: a + b <= 2\nbinaries\n a b\nend\n",
     "race.lp": covering(2000, 2600, 20, 1),
     "search.lp": market_split(50, 120, 1),
+    "outer.lp": disc_split(6, 60, 1),
 }
 
 
@@ -96,6 +103,10 @@ RACES = [
     ("search race", [*THREADS, "-log", "run.log", "-read", "search.lp", "-d", "VLN_SPAR_PROGRESS_FILE", "progress", "-d",
                      "VLN_DPAR_LOG_INTERVAL", "0.05", "-d", "VLN_SPAR_IMPROVING_SOLUTION_FILE", "better.sol",
                      "-solve:res=res,trm=trm,msg=msg,time-limit=0.6", "-write-solution", "a.json", "-write", "a.task"],
+     ["a.json", "a.task"], ["res", "trm", "msg", "progress", "better.sol"]),
+    ("outer race", [*THREADS, "-log", "run.log", "-read", "outer.lp", "-d", "VLN_SPAR_PROGRESS_FILE", "progress", "-d",
+                    "VLN_DPAR_LOG_INTERVAL", "0.05", "-d", "VLN_SPAR_IMPROVING_SOLUTION_FILE", "better.sol",
+                    "-solve:res=res,trm=trm,msg=msg,time-limit=1", "-write-solution", "a.json", "-write", "a.task"],
      ["a.json", "a.task"], ["res", "trm", "msg", "progress", "better.sol"]),
 ]
 

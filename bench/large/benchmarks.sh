@@ -11,7 +11,8 @@ bench_large() {
   find_highs
   export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
   # A run that takes longer is ended, and its time stands for more.
-  limit=${BENCH_LARGE_LIMIT:-300}
+  limit=${BENCH_LARGE_LIMIT:-30}
+  [[ ${BENCH_LARGE:-} == full ]] && limit=${BENCH_LARGE_LIMIT:-300}
   if [[ ${BENCH_LARGE:-} == full ]]; then
     large_linear transport 200 1000
     large_linear transport 300 6000
@@ -20,8 +21,10 @@ bench_large() {
     large_linear commitment 200 168
     large_quadratic lasso 10000 100
     large_quadratic lasso 20000 500
+    large_quadratic sparse-lasso 100000 1000
     large_quadratic squares 100000 20
     large_quadratic squares 500000 20
+    large_quadratic squares 1000000 5
     large_quadratic support-vectors 100000 200
     large_factors "transport 200 1000" "planning 200 300" "staircase 50 200" "commitment 200 168" "grid 24 30"
   else
@@ -30,15 +33,20 @@ bench_large() {
     large_linear staircase 20 100
     large_linear commitment 20 72
     large_quadratic lasso 2000 50
+    large_quadratic sparse-lasso 5000 200
     large_quadratic squares 20000 20
     large_quadratic support-vectors 5000 50
     large_factors "transport 60 300" "planning 60 100" "staircase 20 100" "commitment 20 72" "grid 16 30"
   fi
 }
 
-# measured COMMAND...: sets peak, in MiB, and seconds; says so and gives status 1 where the command fails.
+# measured COMMAND...: sets peak, in MiB, and seconds, and says where the limit ended it; status 1 where the
+# command cannot be run.
 measured() {
-  read -r peak seconds < <("$bin/bench_peak_memory" --time timeout "$limit" "$@" || true)
+  local output status=0
+  output=$("$bin/bench_peak_memory" --time timeout "$limit" "$@") || status=$?
+  read -r peak seconds <<<"$output" || true
+  ((status != 124)) || note "large: ended after $limit s, and its time stands for more: ${*//"$bin/"/}"
   [[ -n ${seconds:-} ]]
 }
 

@@ -233,9 +233,34 @@ std::vector<std::vector<Entry>> dense_columns(int32_t rows, int32_t columns,
   return all;
 }
 
-StructuredModel lasso(int32_t rows, int32_t columns, Square square) {
+// The same with a fiftieth of the elements.
+std::vector<std::vector<Entry>> sparse_columns(int32_t rows, int32_t columns,
+                                               StructuredModel* model) {
+  constexpr int32_t kShare = 50;
+  Random random;
+  std::vector<std::vector<Entry>> all(index(columns));
+  std::vector<double> level(index(columns), 0.0);
+  for (size_t j = 0; j < level.size(); j += 10) level[j] = random.uniform(0.5, 3.0);
+  for (int32_t i = 0; i < rows; ++i) {
+    double side = random.normal();
+    for (int32_t k = 0; k < 1 + columns / kShare; ++k) {
+      const size_t j = index(random.below(columns));
+      if (!all[j].empty() && all[j].back().row == i) continue;
+      all[j].push_back({i, random.normal()});
+      side += level[j] * all[j].back().value;
+    }
+    model->add_row('E', side);
+  }
+  return all;
+}
+
+enum class Density { kFull, kSparse };
+
+StructuredModel lasso(int32_t rows, int32_t columns, Density density, Square square) {
   StructuredModel model;
-  std::vector<std::vector<Entry>> matrix = dense_columns(rows, columns, &model);
+  std::vector<std::vector<Entry>> matrix = density == Density::kFull
+                                               ? dense_columns(rows, columns, &model)
+                                               : sparse_columns(rows, columns, &model);
   const double weight = 0.1 * rows;
   for (int32_t j = 0; j < columns; ++j) {
     const int32_t above = model.add_row('G', 0.0);
@@ -329,9 +354,13 @@ bool StructuredModel::make(const std::string& kind, int32_t a, int32_t b, Struct
   } else if (kind == "commitment") {
     *model = commitment(a, b);
   } else if (kind == "lasso") {
-    *model = lasso(a, b, Square::kObjective);
+    *model = lasso(a, b, Density::kFull, Square::kObjective);
   } else if (kind == "lasso-cone") {
-    *model = lasso(a, b, Square::kCone);
+    *model = lasso(a, b, Density::kFull, Square::kCone);
+  } else if (kind == "sparse-lasso") {
+    *model = lasso(a, b, Density::kSparse, Square::kObjective);
+  } else if (kind == "sparse-lasso-cone") {
+    *model = lasso(a, b, Density::kSparse, Square::kCone);
   } else if (kind == "squares") {
     *model = squares(a, b, Square::kObjective);
   } else if (kind == "squares-cone") {

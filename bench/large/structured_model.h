@@ -5,6 +5,7 @@
 // staircase STAGES ROWS          each stage of so many equations shares a few columns with the next
 // commitment UNITS HOURS         power plants switched on and off, relaxed
 // lasso ROWS COLUMNS             1/2 |Ax - b|^2 + |x|_1, A dense; lasso-cone: the square as a rotated cone
+// sparse-lasso ROWS COLUMNS      the same, a fiftieth of A's elements not 0; sparse-lasso-cone too
 // support-vectors ROWS COLUMNS   a plane between two classes of points, a tenth of whose elements are not 0
 // squares ROWS COLUMNS           1/2 |Ax - b|^2, x >= 0; squares-cone: the same as a rotated cone
 // grid NODES CONTROLS            a heated cube of so many nodes a side, CONTROLS of 100 nodes with a source

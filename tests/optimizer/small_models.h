@@ -1,6 +1,23 @@
 // Small models that several tests solve or read, in MPS but where it is said.
 #pragma once
 
+#include <string>
+
+// In SDPA's format: the largest -<I + 11', X> of a matrix X with the trace 1, which is -1. From an order of
+// 30 on a solve takes a library for dense algebra.
+inline std::string dense_matrix_model(int order) {
+  const std::string size = std::to_string(order);
+  std::string text = "1\n1\n" + size + "\n1\n";
+  for (int row = 1; row <= order; ++row) {
+    const std::string first = std::to_string(row) + " ";
+    for (int col = row; col <= order; ++col) {
+      text += "0 1 " + first + std::to_string(col) + (row == col ? " -2\n" : " -1\n");
+    }
+    text += "1 1 " + first + first + "1\n";
+  }
+  return text;
+}
+
 // The least z with z >= 2: the optimum is 2.
 inline constexpr char kOneVariable[] = R"(NAME A
 ROWS

@@ -7,6 +7,8 @@
 #include "solve/check/checker.h"
 #include "solve/held_answer.h"
 #include "solve/make_solution.h"
+#include "solve/relaxation_check.h"
+#include "solve/run/listener.h"
 
 namespace vorlan {
 namespace {
@@ -77,8 +79,14 @@ Status find_answer(const MinimizeProblem& problem, const SolvePlan& plan,
   // A point that is kept in this process would have no taker.
   const bool keeps = next->wants_point();
   if (keeps && find_held_point(problem, &held)) keep_point(problem.model, held, &monitor);
+  const double begin = monotonic_seconds();
   Status status = ask(problem, plan, parameters, seconds, &monitor, answer);
   if (!status.ok()) return status;
+  if (!answer->is_held && may_check_relaxation(problem.model, answer->result)) {
+    const double left = seconds - (monotonic_seconds() - begin);
+    status = check_relaxation(problem, plan, parameters, left, &monitor, &answer->result);
+    if (!status.ok()) return status;
+  }
   keep_incumbent(monitor.take_best(), &answer->result);
   keep_held_point(problem, plan.tolerances, &answer->result);
   if (keeps && is_point(problem.model, answer->result)) {

@@ -2,8 +2,21 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace vorlan {
+
+// Where the system tells of the control groups that this process is in.
+struct ControlGroups {
+  std::string list = "/proc/self/cgroup";
+  std::string root = "/sys/fs/cgroup";
+};
+
+// The processors that the groups' quotas allow; infinite where there is no quota.
+double processor_quota(const ControlGroups& groups = {});
+
+// Memory that the groups' limits leave, in bytes; infinite where there is no limit.
+double memory_within_limits(const ControlGroups& groups = {});
 
 // Processors that this process may use at once, by its affinity and the quota of its control group,
 // rounded; at least 1.

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "small_models.h"
 #include "task_support.h"
 
 namespace {
@@ -334,9 +335,7 @@ TEST(ParameterEffect, MemoryLimitEndsASolveThatNeedsDenseAlgebra) {
   GTEST_SKIP() << "the sanitizer ends the process when the system refuses memory";
 #endif
   TestTask task;
-  ASSERT_EQ(task.read_as("m.dat-s", "1\n1\n2\n1\n0 1 1 1 -1\n0 1 2 2 -2\n1 1 1 1 1\n1 1 2 2 1\n"),
-            VLN_RES_OK)
-      << task.last_message();
+  ASSERT_EQ(task.read_as("m.dat-s", dense_matrix_model(30)), VLN_RES_OK) << task.last_message();
   ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_TIME_LIMIT", "20"), VLN_RES_OK);
   for (const char* limit : {"8", "20", "40", "64", "100"}) {
     ASSERT_EQ(VLN_putparam(task, "VLN_DPAR_MEMORY_LIMIT", limit), VLN_RES_OK);

@@ -323,8 +323,10 @@ constexpr ShownElsewhere kShownElsewhere[] = {
 // Each takes a request that this library meets without them.
 constexpr const char* kWithoutEffect[] = {"VLN_IPAR_ASYNC_READ", "VLN_IPAR_ASYNC_WRITE"};
 
+// Without races, which end one way or the other.
 std::string observed(const Effect& effect, const char* value) {
   TestTask task;
+  put(task, "VLN_IPAR_REPRODUCIBLE", "on");
   put(task, effect.name, value);
   return effect.observe(&task);
 }

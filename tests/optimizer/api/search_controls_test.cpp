@@ -93,11 +93,13 @@ TEST(SearchControls, CutsOffLeavesTheRelaxationWithoutCuts) {
   for (uint32_t seed = 1; seed <= kSeeds; ++seed) {
     TestTask with;
     ASSERT_EQ(with.read_as("plants.lp", plants(seed, 0)), VLN_RES_OK) << with.last_message();
+    put(with, "VLN_IPAR_REPRODUCIBLE", "on");
     with.solve();
     EXPECT_GT(most_cuts(with.log()), 0.0) << with.log();
     TestTask without;
     ASSERT_EQ(without.read_as("plants.lp", plants(seed, 0)), VLN_RES_OK);
     put(without, "VLN_IPAR_MIP_CUTS", "off");
+    put(without, "VLN_IPAR_REPRODUCIBLE", "on");
     without.solve();
     EXPECT_EQ(most_cuts(without.log()), 0.0) << without.log();
     EXPECT_EQ(without.solution_status(kInteger), solsta::kIntegerOptimal);

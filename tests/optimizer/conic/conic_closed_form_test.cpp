@@ -239,6 +239,77 @@ End
 }
 
 // With an intercept b alone and p of n samples positive, the likeliest b is log(p / (n - p)).
+// ---- Objectives far below the other data -------------------------------------------------------
+
+// Digits of an objective that a tolerance beside 1 would take for 0.
+void expect_digits(const std::string& ptf, double objective) {
+  constexpr double kDigits = 1e-6;
+  Solved solved;
+  solve_ptf(ptf, &solved);
+  const Solution& s = solved.solution();
+  EXPECT_EQ(s.status, SolutionStatus::kOptimal) << ptf << solved.log;
+  EXPECT_NEAR(s.primal_objective, objective, kDigits * objective) << solved.log;
+  EXPECT_NEAR(s.dual_objective, objective, kDigits * objective);
+}
+
+// Walls of the costs c of a box whose logarithms of sides sum to that of its volume: each pair of
+// walls costs the same, 2 (c1 c2 c3 V^2)^(1/3).
+TEST(ClosedForm, TheCheapestBoxOfASmallVolume) {
+  constexpr double kCost[] = {5e-6, 4e-6, 1e-5};
+  for (const double volume : {1.0, 1e-3, 2e-9, 1e-12}) {
+    const double product = kCost[0] * kCost[1] * kCost[2] * volume * volume;
+    expect_digits(fill_in(R"(Minimize
+ o: 1e-5 x + 8e-6 y + 2e-5 z
+Subject To
+ v: a + b + c = $volume
+ ab: r - a - b = 0
+ ac: s - a - c = 0
+ bc: t - b - c = 0
+Bounds
+ a free
+ b free
+ c free
+ r free
+ s free
+ t free
+ u = 1
+ v1 = 1
+ w = 1
+Cones
+ k: exponential x u r
+ l: exponential y v1 s
+ m: exponential z w t
+End
+)",
+                          {{"volume", format_text("%.17g", std::log(volume))}}),
+                  6.0 * std::cbrt(product));
+  }
+}
+
+// The least sum of c1 and c2 with (c f; f k) positive semidefinite for each bar, where k is
+// stiffness by volume: (f1 + f2)^2 / (stiffness volume).
+TEST(ClosedForm, TheStiffestTrussOfAVolume) {
+  for (const double force : {1.0, 1e-2, 1e-4}) {
+    expect_digits(fill_in(R"(
+Matrix Variables
+ X(2)
+ Y(2)
+Minimize
+ o: X(1,1) + Y(1,1)
+Subject To
+ volume: x + y <= 0.1
+ f: X(2,1) = $force
+ k: X(2,2) - 400 x = 0
+ g: Y(2,1) = $other
+ l: Y(2,2) - 400 y = 0
+End
+)",
+                          {{"force", format_text("%.17g", 9.0 * force)},
+                           {"other", format_text("%.17g", force)}}),
+                  100.0 * force * force / 40.0);
+  }
+}
+
 TEST(ClosedForm, LogisticRegressionOfAnIntercept) {
   constexpr int kPositive = 3;
   constexpr int kNegative = 5;

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "task_support.h"
 
@@ -62,7 +64,8 @@ std::string answer(const char* child) {
   return read_all(solution);
 }
 
-// A cut of a ring with chords: a matrix variable that is large enough for threads.
+// A cut of a ring with chords, so scattered that no part of the ring is nearly one of its own: a matrix
+// variable that is large enough for threads.
 std::string cut_model(int order) {
   std::string text = std::to_string(order) + "\n1\n" + std::to_string(order) + "\n";
   for (int i = 0; i < order; ++i) text += "1 ";
@@ -73,7 +76,14 @@ std::string cut_model(int order) {
   };
   for (int i = 1; i <= order; ++i) element(0, i, i, "1.0");
   for (int i = 1; i <= order; ++i) element(0, i, i % order + 1, "-0.25");
-  for (int i = 1; i <= order - 5; i += 2) element(0, i, i + 5, "-0.25");
+  std::set<std::pair<int, int>> chords;
+  for (int i = 0; i < order; ++i) {
+    for (const int other : {(i * i + 7 * i) % order, (i * i % order * i + 3) % order}) {
+      const auto [low, high] = std::minmax(i, other);
+      if (high - low > 1 && high - low < order - 1) chords.emplace(low + 1, high + 1);
+    }
+  }
+  for (const auto& [low, high] : chords) element(0, low, high, "-0.25");
   for (int i = 1; i <= order; ++i) element(i, i, i, "1.0");
   return text;
 }

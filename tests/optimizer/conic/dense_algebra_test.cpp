@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -188,6 +190,129 @@ TEST(DenseAlgebra, MultipliesAndDividesByTriangles) {
   EXPECT_EQ(product(1, 1), 1.0);
   product(1, 1) = -1.0;
   EXPECT_FALSE(algebra.factor_cholesky(product));
+}
+
+// Each operation of the routines that are built in beside the library's, on parts of larger matrices.
+class BuiltInAlgebra : public ::testing::Test {
+ protected:
+  static constexpr size_t kOrder = 9;
+  static constexpr size_t kCols = 5;
+
+  static DenseMatrix random_matrix(size_t rows, size_t cols, uint32_t seed) {
+    std::mt19937 engine(seed);
+    DenseMatrix matrix(rows, cols);
+    for (double& value : matrix.values()) value = static_cast<double>(engine() % 2001) / 1e3 - 1.0;
+    return matrix;
+  }
+  // With a diagonal that dominates.
+  static DenseMatrix definite_matrix() {
+    DenseMatrix matrix = random_matrix(kOrder, kOrder, 3);
+    for (size_t i = 0; i < kOrder; ++i) matrix(i, i) = 20.0;
+    return matrix;
+  }
+  // Does the same with both on copies of `start` and compares all of the outcome.
+  template <class Act>
+  void expect_same(const DenseMatrix& start, const Act& act) {
+    DenseMatrix own = start;
+    DenseMatrix theirs = start;
+    act(DenseAlgebra::built_in(), own.view());
+    act(load_algebra(), theirs.view());
+    for (size_t k = 0; k < own.values().size(); ++k) {
+      EXPECT_NEAR(own.values()[k], theirs.values()[k], 1e-12) << k;
+    }
+  }
+  template <class Act>
+  void expect_same_vector(const Act& act) {
+    expect_same(random_matrix(kOrder, 1, 5), [&](const DenseAlgebra& algebra, MatrixView column) {
+      act(algebra, column.column(0));
+    });
+  }
+
+  const DenseMatrix a_ = random_matrix(kOrder, kOrder, 1);
+  const DenseMatrix b_ = random_matrix(kOrder, kOrder, 2);
+  const DenseMatrix triangle_ = definite_matrix();
+};
+
+TEST_F(BuiltInAlgebra, MultipliesAsTheLibraryDoes) {
+  for (const Operand& left : {Operand(a_), transposed(a_)}) {
+    for (const Operand& right : {Operand(b_), transposed(b_)}) {
+      for (const double beta : {0.0, 1.0, 0.5}) {
+        expect_same(a_, [&](const DenseAlgebra& algebra, MatrixView c) {
+          algebra.multiply(-1.5, left.some_rows(1, 4), right.some_columns(2, 3), beta,
+                           c.block(2, 1, 4, 3));
+        });
+      }
+    }
+    expect_same_vector([&](const DenseAlgebra& algebra, std::span<double> y) {
+      algebra.add_product(0.5, left, b_.view().column(1).data(), y.data());
+    });
+  }
+  expect_same(DenseMatrix(kOrder, kOrder), [&](const DenseAlgebra& algebra, MatrixView c) {
+    algebra.square(a_.view().columns(0, kCols), c);
+  });
+  for (const Triangle given : {Triangle::kLower, Triangle::kUpper}) {
+    expect_same_vector([&](const DenseAlgebra& algebra, std::span<double> y) {
+      algebra.multiply_vector(a_, b_.view().column(0), y, given);
+    });
+  }
+}
+
+TEST_F(BuiltInAlgebra, MultipliesAndDividesByTrianglesAsTheLibraryDoes) {
+  for (const Operand& triangle : {Operand(triangle_), transposed(triangle_)}) {
+    expect_same(a_, [&](const DenseAlgebra& algebra, MatrixView b) {
+      algebra.multiply_from_left(triangle, b.columns(1, kCols));
+    });
+    expect_same(a_, [&](const DenseAlgebra& algebra, MatrixView b) {
+      algebra.multiply_from_right(triangle, b.block(1, 0, kCols, kOrder));
+    });
+    for (const Diagonal diagonal : {Diagonal::kOwn, Diagonal::kUnit}) {
+      expect_same_vector([&](const DenseAlgebra& algebra, std::span<double> x) {
+        algebra.divide_by_triangle(triangle, diagonal, x);
+      });
+    }
+  }
+  for (const Diagonal diagonal : {Diagonal::kOwn, Diagonal::kUnit}) {
+    expect_same(a_, [&](const DenseAlgebra& algebra, MatrixView b) {
+      algebra.divide_from_right(triangle_, diagonal, b.block(2, 0, kCols, kOrder));
+    });
+  }
+}
+
+TEST_F(BuiltInAlgebra, FactorsAndDecomposesAsTheLibraryDoes) {
+  expect_same(triangle_, [](const DenseAlgebra& algebra, MatrixView a) {
+    EXPECT_TRUE(algebra.factor_cholesky(a));
+  });
+  std::vector<double> values(kOrder);
+  std::vector<double> theirs(kOrder);
+  DenseMatrix matrix = a_;
+  ASSERT_TRUE(load_algebra().find_eigenvalues(matrix, theirs));
+  matrix = a_;
+  ASSERT_TRUE(DenseAlgebra::built_in().find_eigenvalues(matrix, values));
+  for (size_t k = 0; k < kOrder; ++k) EXPECT_NEAR(values[k], theirs[k], 1e-12);
+  matrix = a_;
+  ASSERT_TRUE(DenseAlgebra::built_in().find_eigenvectors(matrix, values));
+  DenseMatrix symmetric = a_;
+  load_algebra().mirror_lower(symmetric);
+  for (size_t k = 0; k < kOrder; ++k) {
+    EXPECT_NEAR(values[k], theirs[k], 1e-12);
+    std::vector<double> image(kOrder);
+    load_algebra().multiply_vector(symmetric, matrix.view().column(k), image);
+    for (size_t i = 0; i < kOrder; ++i) EXPECT_NEAR(image[i], values[k] * matrix(i, k), 1e-12);
+  }
+}
+
+TEST_F(BuiltInAlgebra, RefusesWhatIsNotDefinite) {
+  for (const double diagonal : {0.0, -1.0, std::nan("")}) {
+    DenseMatrix matrix = triangle_;
+    matrix(4, 4) = diagonal;
+    EXPECT_FALSE(DenseAlgebra::built_in().factor_cholesky(matrix));
+  }
+}
+
+TEST(DenseAlgebra, SmallWorkLoadsNothing) {
+  Status failure;
+  EXPECT_EQ(DenseAlgebra::for_work(1e3, &failure), &DenseAlgebra::built_in());
+  EXPECT_EQ(DenseAlgebra::for_work(1e9, &failure), DenseAlgebra::load(&failure));
 }
 
 }  // namespace

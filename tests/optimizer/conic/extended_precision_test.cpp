@@ -131,6 +131,50 @@ TEST(ExtendedMethod, SolvesProblemsWithQuadraticCones) {
   }
 }
 
+// The last iterate of doubles before rounding shows, and where more digits lead from there.
+TEST(ExtendedMethod, GoesOnFromAnIterateOfDoubles) {
+  for (const ConicProblem& model : {problem_with_curvature(), test::problem_of_all_kinds()}) {
+    ConicProblem problem = model;
+    for (ConeBlock& cone : problem.cones) cone.kind = ConeKind::kRotatedQuadratic;
+    const InteriorPoint from_start = solved(problem, {});
+    const Equilibration scaling = equilibrate(ScalingRule::kByNorms, &problem);
+    Stopper never(-1);
+    const auto no_ray = [](const InteriorPoint&) { return false; };
+    InteriorPointMethod doubles(problem, scaling, {}, no_ray, &never);
+    EXPECT_EQ(doubles.sound_iterate(), nullptr);
+    doubles.prepare_successor();
+    InteriorPoint point;
+    ASSERT_TRUE(doubles.run(&point).ok());
+    ASSERT_NE(doubles.sound_iterate(), nullptr);
+    ExtendedMethod further(problem, scaling, {}, &never);
+    ASSERT_TRUE(further.begin_at(*doubles.sound_iterate()));
+    further.run(&point);
+    EXPECT_EQ(point.outcome, Outcome::kOptimal);
+    EXPECT_LT(2 * point.iterations, from_start.iterations);
+    EXPECT_NEAR(point.measures.primal_objective, from_start.measures.primal_objective, 1e-9);
+  }
+}
+
+TEST(ExtendedMethod, BeginsAtTheFirstIterateWhereAnotherOneIsOutside) {
+  ConicProblem problem = problem_with_curvature();
+  const InteriorPoint from_start = solved(problem, {});
+  const Equilibration scaling = equilibrate(ScalingRule::kByNorms, &problem);
+  Stopper never(-1);
+  Iterate outside;
+  outside.x = {1.0};
+  outside.y = {0.0, 0.0};
+  outside.s = outside.z = {1.0, 1.0};
+  outside.cone_dual = {0.0};
+  outside.tau = outside.kappa = 1.0;
+  outside.matrices.push_back({DenseMatrix(2, 2), DenseMatrix(2, 2)});
+  ExtendedMethod method(problem, scaling, {}, &never);
+  EXPECT_FALSE(method.begin_at(outside));
+  InteriorPoint point;
+  method.run(&point);
+  EXPECT_EQ(point.iterations, from_start.iterations);
+  EXPECT_EQ(point.measures.primal_objective, from_start.measures.primal_objective);
+}
+
 TEST(ExtendedMethod, LeavesOtherConesAlone) {
   ConicProblem problem = test::problem_of_all_kinds();
   problem.cones[0].kind = ConeKind::kExponential;

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "solve/conic/least_eigenvalue.h"
 #include "solve/conic/matrix_block.h"
@@ -254,7 +255,9 @@ TEST(MatrixDirection, AStepFollowsFromItsMultipliers) {
   // A correction by a further dy is a step of the sum.
   direction.aim_at_boundary();
   const MatrixStep affine = direction.find_affine(dy, 0.25, 0.5);
-  expect_near(affine.scaled.x, step.scaled.x);
+  EXPECT_TRUE(affine.scaled.x.values().empty());
+  expect_near(affine.scaled.z, step.scaled.z);
+  EXPECT_NEAR(step_length(scaling, affine, 9.0), step_length(scaling, step, 9.0), kRounding);
   const std::vector<double> more = {1.0, 0.0, 0.5, -0.25};
   std::vector<double> sum = dy;
   for (size_t i = 0; i < sum.size(); ++i) sum[i] += more[i];
@@ -286,10 +289,43 @@ TEST(MatrixDirection, OnThePathThereIsNothingToCentre) {
   at.z = inverse;
   ASSERT_TRUE(scaling.update(at));
   for (const double lambda : scaling.lambda()) EXPECT_NEAR(lambda, 1.0, 1e-10);
-  const MatrixBlock block{5, {}, {}};
+  const MatrixBlock block{5, {{0, 0, 1.0}}, {{0, {{4, 4, 1.0}}}, {1, {{3, 1, 1.0}}}}};
   MatrixDirection direction(block, at, &scaling);
   direction.aim_at_path(1.0, zero_matrix_step(5, 5));
-  for (const double value : direction.rhs().values()) EXPECT_NEAR(value, 0.0, 1e-9);
+  std::vector<double> rows(2, 0.0);
+  direction.add_rhs_products(1.0, rows);
+  for (const double value : rows) EXPECT_NEAR(value, 0.0, 1e-9);
+  EXPECT_NEAR(direction.rhs_cost_product(), 0.0, 1e-9);
+}
+
+// The second-order term of the affine step is that of its two matrices, and a matrix with few elements
+// has the products of one with many.
+TEST(MatrixDirection, TheAffineStepCountsAsItsTwoMatrices) {
+  constexpr int32_t kOrder = 30;
+  const MatrixPoint at = point(kOrder);
+  MatrixScaling scaling(kOrder, load_algebra());
+  ASSERT_TRUE(scaling.update(at));
+  const MatrixBlock few{kOrder, {{2, 1, 1.0}}, {{0, {{4, 4, 2.0}}}, {1, {{7, 3, -1.0}}}}};
+  MatrixBlock many = few;
+  many.parts.push_back({2, {}});
+  for (int32_t col = 0; col < kOrder; ++col) {
+    for (int32_t row = col; row < kOrder; ++row) many.parts[2].entries.push_back({row, col, 0.0});
+  }
+  MatrixDirection direction(few, at, &scaling);
+  MatrixStep affine = direction.find_affine(std::vector<double>{0.2, -0.3}, 0.25, 0.5);
+  MatrixStep both = affine;
+  both.scaled.x = affine.scaled.z;
+  for (double& value : both.scaled.x.values()) value = -value;
+  for (size_t i = 0; i < index(kOrder); ++i) both.scaled.x(i, i) -= scaling.lambda()[i];
+  direction.aim_at_path(0.1, std::move(affine));
+  MatrixDirection other(many, at, &scaling);
+  other.aim_at_path(0.1, std::move(both));
+  std::vector<double> rows(3, 0.0);
+  direction.add_rhs_products(1.0, rows);
+  other.add_rhs_products(-1.0, rows);
+  const double size = std::fabs(direction.rhs_cost_product()) + 1.0;
+  for (const double value : rows) EXPECT_NEAR(value, 0.0, 1e-10 * size);
+  EXPECT_NEAR(direction.rhs_cost_product(), other.rhs_cost_product(), 1e-10 * size);
 }
 
 // Eigenvalues of the path's Laplacian are 2 - 2 cos(k pi / n). The ones of large orders lie close.

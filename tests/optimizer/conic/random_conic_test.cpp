@@ -216,5 +216,27 @@ TEST(RandomConic, Scaled) { try_models(ConicFamily::kScaled, {0.05, 1e-6, 0.05, 
 // infeasible.
 TEST(RandomConic, WithoutInterior) { try_models(ConicFamily::kNoInterior, {1e-4, 1e-6, 1e-4, 20}); }
 
+// Models that were called ill-posed, left open, or 2e-5 off, among some ten thousand others.
+TEST(RandomConic, HardOnes) {
+  struct Hard {
+    ConicFamily family;
+    uint32_t seed;
+  };
+  for (const Hard& hard :
+       {Hard{ConicFamily::kPrimalInfeasible, 5000019},
+        Hard{ConicFamily::kPrimalInfeasible, 5010727},
+        Hard{ConicFamily::kPrimalInfeasible, 5004277}, Hard{ConicFamily::kNoInterior, 7002499},
+        Hard{ConicFamily::kNoDualInterior, 770465}}) {
+    const KnownConicModel known = make_conic_model(hard.family, hard.seed);
+    Solved solved;
+    solved.task.model = known.model;
+    solve_conic(&solved);
+    Proved proved;
+    EXPECT_EQ(faults_of(hard.family, known, {1e-5, 1e-5, 1e-4, 0}, true, solved, &proved), "")
+        << "seed " << hard.seed;
+    EXPECT_EQ(proved.all(), 1) << "seed " << hard.seed;
+  }
+}
+
 }  // namespace
 }  // namespace vorlan

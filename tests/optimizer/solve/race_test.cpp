@@ -1,6 +1,7 @@
 // Races of child processes, with work that ends as each case asks for: what a racer does is told by
 // its random seed.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -8,17 +9,20 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "scratch_folder.h"
 #include "solve/choose_backend.h"
 #include "solve/choose_race.h"
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
 #include "task/machine.h"
+#include "task/numeric.h"
 #include "task/parameter_index.h"
 
 namespace vorlan {
@@ -281,7 +285,7 @@ class ChoiceOfRace : public testing::Test {
 TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
   EXPECT_EQ(race_of(linear_).racers.size(), 1U);
   EXPECT_EQ(race_of(integer_).racers.size(), 1U);
-  EXPECT_TRUE(race_of(row_of(100, VarKind::kInteger)).racers.empty());
+  EXPECT_TRUE(race_of(row_of(100, VarKind::kContinuous)).racers.empty());
   const Solution start;
   EXPECT_TRUE(race_of(linear_, &start).racers.empty());
 
@@ -303,6 +307,30 @@ TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
     parameters_.set(param, value);
     EXPECT_TRUE(race_of(linear_).racers.empty()) << name_of(param);
     EXPECT_TRUE(race_of(integer_).racers.empty()) << name_of(param);
+  }
+}
+
+// Few elements can be many nodes: what is solved at once ends before a race begins.
+TEST_F(ChoiceOfRace, IsForIntegersOfAnySize) {
+  Model model = row_of(10, VarKind::kInteger);
+  ASSERT_EQ(race_of(model).racers.size(), 1U);
+  EXPECT_FALSE(race_of(model).racers[0].parameters.is_on(IntParam::kMipRestart));
+  for (const int32_t seed : {0, kIntMax}) {
+    parameters_.set(IntParam::kRandomSeed, seed);
+    EXPECT_NE(race_of(model).racers[0].parameters.get(IntParam::kRandomSeed), seed);
+  }
+  model.cones = {Cone{ConeKind::kQuadratic, {0, 1}, {}}};
+  const Race race = race_of(model);
+  ASSERT_EQ(race.racers.size(), 1U);
+  EXPECT_GT(race.head_start, 0.0);
+  const Parameters& other = race.racers[0].parameters;
+  EXPECT_NE(other.get(IntParam::kRandomSeed), parameters_.get(IntParam::kRandomSeed));
+  for (const auto& [param, value] :
+       {std::pair{IntParam::kReproducible, 1}, {IntParam::kNumThreads, 1}}) {
+    const Parameters free = parameters_;
+    parameters_.set(param, value);
+    EXPECT_TRUE(race_of(model).racers.empty()) << name_of(param);
+    parameters_ = free;
   }
 }
 
@@ -334,6 +362,91 @@ TEST_F(ChoiceOfRace, AnAnswerThatFailedItsCheckSettlesNothing) {
   EXPECT_FALSE(race.settles(answer));
   answer.verdict.ray_holds = true;
   EXPECT_TRUE(race.settles(answer));
+}
+
+// One processor of several is none for a racer, whatever the machine has. Every method asks for it in
+// the same way: the threads of a search, those of the conic method, the racers.
+TEST_F(ChoiceOfRace, TakesWhatTheAffinityLeaves) {
+  parameters_.set(IntParam::kNumThreads, 0);
+  Model outer = row_of(10, VarKind::kInteger);
+  outer.cones = {Cone{ConeKind::kQuadratic, {0, 1}, {}}};
+  cpu_set_t all;
+  ASSERT_EQ(sched_getaffinity(0, sizeof all, &all), 0);
+  cpu_set_t some;
+  CPU_ZERO(&some);
+  int32_t num_left = 0;
+  for (int processor = 0; processor < CPU_SETSIZE && num_left < 2; ++processor) {
+    if (!CPU_ISSET(processor, &all)) continue;
+    CPU_SET(processor, &some);
+    ASSERT_EQ(sched_setaffinity(0, sizeof some, &some), 0);
+    ++num_left;
+    EXPECT_LE(usable_processors(), num_left);
+    EXPECT_EQ(continuous_threads(0), usable_processors());
+    EXPECT_EQ(search_threads(0), 1);
+    EXPECT_EQ(continuous_threads(3), 3) << "what is asked for counts";
+    EXPECT_EQ(search_threads(3), 3);
+    const size_t num_racers = usable_processors() > 1 ? 1 : 0;
+    for (const Model& model : {linear_, integer_, outer}) {
+      EXPECT_EQ(race_of(model).racers.size(), num_racers);
+    }
+  }
+  sched_setaffinity(0, sizeof all, &all);
+}
+
+// A folder with files as the system has them.
+class GroupsOnDisk : public testing::Test {
+ protected:
+  void put(const std::string& name, const std::string& text) const {
+    std::filesystem::create_directories(std::filesystem::path(folder_.path(name)).parent_path());
+    folder_.write(name, text);
+  }
+
+  test::ScratchFolder folder_;
+  ControlGroups groups_ = {folder_.path("list"), folder_.path("root")};
+};
+
+TEST_F(GroupsOnDisk, NoneLimitNothing) {
+  EXPECT_EQ(processor_quota(groups_), kInfinity);
+  EXPECT_EQ(memory_within_limits(groups_), kInfinity);
+  put("list", "0::/\n");
+  put("root/cpu.max", "max 100000\n");
+  put("root/memory.max", "max\n");
+  put("root/memory.current", "1000\n");
+  EXPECT_EQ(processor_quota(groups_), kInfinity);
+  EXPECT_EQ(memory_within_limits(groups_), kInfinity);
+}
+
+// A container sees its own group as the root.
+TEST_F(GroupsOnDisk, TheRootsLimitsCount) {
+  put("root/cpu.max", "150000 100000\n");
+  put("root/memory.max", "5000\n");
+  put("root/memory.current", "1000\n");
+  EXPECT_EQ(processor_quota(groups_), 1.5);
+  EXPECT_EQ(memory_within_limits(groups_), 4000.0);
+}
+
+TEST_F(GroupsOnDisk, EveryGroupAboveHasASay) {
+  put("list", "0::/jobs.slice/job:7/step\n");
+  put("root/jobs.slice/job:7/step/cpu.max", "max 100000\n");
+  put("root/jobs.slice/job:7/cpu.max", "200000 100000\n");
+  put("root/jobs.slice/cpu.max", "6400000 100000\n");
+  put("root/jobs.slice/memory.max", "3000\n");
+  put("root/jobs.slice/memory.current", "5000\n");
+  EXPECT_EQ(processor_quota(groups_), 2.0);
+  EXPECT_EQ(memory_within_limits(groups_), 0.0) << "beyond its limit a group has nothing left";
+}
+
+TEST_F(GroupsOnDisk, TheFirstVersionHasAFolderForEachController) {
+  put("list", "4:memory:/jobs/1\n2:cpu,cpuacct:/jobs/2\n1:name=systemd:/jobs/3\n0::/\n");
+  put("root/cpu/cpu.cfs_quota_us", "-1\n");
+  put("root/cpu/cpu.cfs_period_us", "100000\n");
+  EXPECT_EQ(processor_quota(groups_), kInfinity);
+  put("root/cpu/jobs/2/cpu.cfs_quota_us", "300000\n");
+  put("root/cpu/jobs/2/cpu.cfs_period_us", "100000\n");
+  put("root/memory/jobs/1/memory.limit_in_bytes", "9000\n");
+  put("root/memory/jobs/1/memory.usage_in_bytes", "2000\n");
+  EXPECT_EQ(processor_quota(groups_), 3.0);
+  EXPECT_EQ(memory_within_limits(groups_), 7000.0);
 }
 
 TEST(Machine, GivesSomething) {

@@ -432,10 +432,10 @@ TEST(Reformulation, AVariableWithoutABoundIsNamed) {
       {"Minimize\n obj: x + [ - 2 x * b ] / 2\nSubject To\n c: x >= 1\nBinary\n b\nEnd\n",
        "the product of variable 'b' and variable 'x' needs bounds of variable 'x': the constraints "
        "leave it without a bound"},
-      {"Minimize\n obj: x - b\nSubject To\n i: b = 1 -> x <= 3\nBounds\n x <= 1e9\nBinary\n "
+      {"Minimize\n obj: x - b\nSubject To\n i: b = 1 -> x <= 3\nBounds\n x <= 1e12\nBinary\n "
        "b\nEnd\n",
        "the indicator of constraint 'i' needs bounds of variable 'x': the constraints let it be as "
-       "large as 1e+09, and 1e+07 is the most that can be taken"},
+       "large as 1e+12, and 1e+10 is the most that can be taken"},
   };
   for (const auto& [text, message] : cases) {
     MixedSolve solve;

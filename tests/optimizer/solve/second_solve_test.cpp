@@ -148,6 +148,7 @@ TEST(SecondSolve, IsALineOfTheLogAndNoSecondTable) {
 TEST(SecondSolve, TheTableOfASearchHasObjectivesOfWholeIntegersAlone) {
   TestTask task;
   ASSERT_EQ(task.read_as("m.lp", kLargeSwitches), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_REPRODUCIBLE", "on"), VLN_RES_OK);
   task.solve();
   EXPECT_DOUBLE_EQ(task.objective(kInteger), 8.0) << task.log();
   EXPECT_NE(task.log().find(", integers not whole\n"), std::string::npos) << task.log();

@@ -231,6 +231,7 @@ int stop_after_line_without_news(vlntaskt*, void* task, VLNcallbackcode_enum, co
 TEST(Summary, ProgressLinesHaveNodesIncumbentBoundGapAndTime) {
   TestTask task;
   ASSERT_EQ(task.read(hard_integer_model()), VLN_RES_OK);
+  ASSERT_EQ(VLN_putparam(task, "VLN_IPAR_REPRODUCIBLE", "on"), VLN_RES_OK);
   ASSERT_EQ(VLN_putcallbackfunc(task, stop_after_line_without_news, &task), VLN_RES_OK);
   EXPECT_EQ(code_name(task.solve()), "VLN_RES_TRM_USER_CALLBACK");
   const std::vector<Row> rows = rows_of(task.log());

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "small_models.h"
 #include "task_support.h"
 #include "vorlan.h"
 
@@ -89,12 +90,12 @@ TEST(Threads, SolvesInThisProcessLeaveStandardOutputAlone) {
 // makes, and its optimum.
 struct Kind {
   const char* name;
-  const char* content;
+  std::string content;
   int32_t solution;
   double optimum;
 };
 
-constexpr Kind kKinds[] = {
+const Kind kKinds[] = {
     {"linear.lp", "minimize\n c: x + 2 y\nsubject to\n r: x + y >= 3\nbounds\n x <= 2\nend\n",
      VLN_SOLUTION_BASIC, 4.0},
     {"integer.lp",
@@ -103,8 +104,7 @@ constexpr Kind kKinds[] = {
      VLN_SOLUTION_INTEGER, 20.0},
     {"quadratic.lp", "minimize\n c: [ x ^2 + y ^2 ] / 2\nsubject to\n r: x + y >= 2\nend\n",
      VLN_SOLUTION_INTERIOR, 1.0},
-    {"matrix.dat-s", "2\n1\n2\n1 1\n0 1 1 1 -1\n0 1 1 2 -0.5\n0 1 2 2 -1\n1 1 1 1 1\n2 1 2 2 1\n",
-     VLN_SOLUTION_INTERIOR, -1.0},
+    {"matrix.dat-s", dense_matrix_model(30), VLN_SOLUTION_INTERIOR, -1.0},
     {"mixed.lp",
      "minimize\n c: [ x ^2 + y ^2 ] / 2\nsubject to\n r: x + y >= 3\ngenerals\n x y\nend\n",
      VLN_SOLUTION_INTEGER, 2.5},

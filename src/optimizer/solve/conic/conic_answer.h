@@ -24,6 +24,8 @@ struct Measures {
   // The gap relative to the largest term of the objectives where these cancel: no smaller gap can
   // be told from residuals of this size.
   double gap_of_terms = kInfinity;
+  // The gap relative to the objectives alone, which may be far below what the data make plausible.
+  double gap_of_objectives = kInfinity;
   double primal_objective = 0.0;
   double dual_objective = 0.0;
   // Violations of rays, relative to what they prove; infinite when they prove nothing.
@@ -53,6 +55,8 @@ struct InteriorPoint {
   bool is_far = false;
   // The embedding stalled before this optimum was found, and so did not speak against a ray.
   bool was_scale_held = false;
+  // This optimum is right only beside the larger parts of the model (least_sizes.h).
+  bool misses_parts = false;
 };
 
 // Says whether a ray proves its claim about the model. The embedding's residuals alone may deceive

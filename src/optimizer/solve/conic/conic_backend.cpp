@@ -22,8 +22,11 @@
 #include "solve/conic/extended_method.h"
 #include "solve/conic/facial_reduction.h"
 #include "solve/conic/interior_point.h"
+#include "solve/conic/matrix_split.h"
 #include "solve/conic/recession.h"
+#include "solve/conic/violations.h"
 #include "solve/second_solve.h"
+#include "solve/solve_plan.h"
 #include "task/machine.h"
 #include "task/parameter_index.h"
 #include "task/text.h"
@@ -50,19 +53,34 @@ class ConicRun {
 
  private:
   using Run = std::function<Status(conic::InteriorPoint* point)>;
+  using Method = Status (ConicRun::*)(bool may_have_ray, conic::InteriorPoint* point);
+
+  // What the way from an answer back to the model goes by.
+  struct WayBack {
+    conic::ConicForm form;
+    conic::Equilibration scaling;
+    conic::MatrixSplit split;
+  };
+  WayBack take_way_back() { return {std::move(form_), scaling_, split_}; }
+  void go_back(WayBack way);
 
   Status make_form();
   Status run_method(bool may_have_ray, conic::InteriorPoint* point);
   Status run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
-                                   conic::InteriorPoint* point);
+                                   const conic::Iterate* begin, conic::InteriorPoint* point);
   Status run_in_units_of_exponentials(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_in_cliques(bool may_have_ray, conic::InteriorPoint* point);
   Status run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point);
+  Status run_from_form(const char* how, Method method, bool may_have_ray,
+                       conic::InteriorPoint* point);
   Status run_again(const char* how, const Run& run, bool may_have_ray,
                    const conic::InteriorPoint& first, conic::InteriorPoint* other, bool* is_better);
   void keep_if_nearer(const conic::InteriorPoint& iterate) const;
   bool prove_by_contradiction(const std::vector<double>& multipliers);
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
+  bool find_dual_ray();
+  bool solve_search(const MinimizeProblem& search, const char* what, BackendResult* found);
   bool shows_ill_posed();
   void measure_in_terms_of_model(conic::InteriorPoint* point) const;
   conic::Tolerances tolerances() const;
@@ -72,6 +90,8 @@ class ConicRun {
   const Parameters& parameters_;
   BackendMonitor* monitor_;
   conic::ConicForm form_;
+  conic::Cover cover_ = conic::Cover::kCliques;
+  conic::MatrixSplit split_;
   conic::ScalingRule rule_ = conic::ScalingRule::kByNorms;
   conic::Equilibration scaling_;       // of all rows
   std::vector<int32_t> kept_;          // rows
@@ -79,6 +99,7 @@ class ConicRun {
   std::vector<double> contradiction_;  // of equations that contradict each other
   BackendResult proof_;                // the ray that is proven
   bool looked_for_ray_ = false;
+  bool is_hasty_ = true;     // which leads some runs astray
   bool is_stopped_ = false;  // in a second run, after which no other one begins
   int64_t iterations_ = 0;   // of further solves
   // What a second run has to be better than; nullptr in the first one.
@@ -97,8 +118,10 @@ conic::Tolerances ConicRun::tolerances() const {
 BackendResult ConicRun::restore(conic::InteriorPoint point) const {
   BackendResult result;
   conic::restore_from_faces(form_.problem(), &point);
-  point.y = spread(point.y, kept_, scaling_.row.size(), 0.0);
-  form_.restore(problem_, scaling_, point, &result);
+  conic::Equilibration scaling = scaling_;
+  split_.restore(&scaling, &point);
+  point.y = spread(point.y, kept_, scaling.row.size(), 0.0);
+  form_.restore(problem_, scaling, point, &result);
   return result;
 }
 
@@ -115,7 +138,9 @@ bool ConicRun::prove_by_contradiction(const std::vector<double>& multipliers) {
   for (const conic::MatrixBlock& block : form.matrices) {
     ray.matrix_duals.emplace_back(index(block.dimension), index(block.dimension));
   }
-  form_.restore(problem_, conic::identity_scaling(form, multipliers.size()), ray, &proof_);
+  conic::Equilibration scaling = conic::identity_scaling(form, multipliers.size());
+  split_.restore(&scaling, &ray);
+  form_.restore(problem_, scaling, ray, &proof_);
   normalize_ray(&proof_.y, &proof_.snx);
   return complete_dual_ray(problem_.model, &proof_);
 }
@@ -133,6 +158,18 @@ bool ConicRun::prove(const conic::InteriorPoint& ray) {
   return complete_primal_ray(problem_, &proof_) || find_primal_ray();
 }
 
+// Solves the model of a search for a ray without a word of its own, and says whether it has an
+// optimum; the log tells what it was a model of.
+bool ConicRun::solve_search(const MinimizeProblem& search, const char* what, BackendResult* found) {
+  SilentMonitor silent(monitor_);
+  ConicRun run(search, parameters_, &silent);
+  const Status status = run.solve(false, found);
+  iterations_ += found->progress.interior_iterations;
+  monitor_->log(format_text("Solved a model of %s: %s\n", what,
+                            counted(found->progress.interior_iterations, "iteration").c_str()));
+  return status.ok() && found->outcome == Outcome::kOptimal;
+}
+
 // Looks for a primal ray by a solve of its own, once: leaves in proof_ the direction in which the
 // objective falls most, clear of the tolerance by which bounds were left.
 bool ConicRun::find_primal_ray() {
@@ -142,14 +179,7 @@ bool ConicRun::find_primal_ray() {
   const Model directions = conic::model_of_directions(problem_);
   monitor_->log("Looking for a direction in which the objective improves for ever\n");
   BackendResult found;
-  const MinimizeProblem search(directions);
-  SilentMonitor silent(monitor_);
-  ConicRun run(search, parameters_, &silent);
-  const Status status = run.solve(false, &found);
-  iterations_ += found.progress.interior_iterations;
-  monitor_->log(format_text("Solved a model of directions: %s\n",
-                            counted(found.progress.interior_iterations, "iteration").c_str()));
-  if (!status.ok() || found.outcome != Outcome::kOptimal) return false;
+  if (!solve_search(MinimizeProblem(directions), "directions", &found)) return false;
   for (size_t j = 0; j < found.x.size(); ++j) {
     found.x[j] = std::clamp(found.x[j], directions.var_lower[j], directions.var_upper[j]);
   }
@@ -159,6 +189,25 @@ bool ConicRun::find_primal_ray() {
   proof_.x = std::move(found.x);
   proof_.barx = std::move(found.barx);
   return complete_primal_ray(problem_, &proof_);
+}
+
+// Looks for a dual ray by a solve of its own, for the point that violates the constraints least:
+// leaves it in proof_ if it is a proof.
+bool ConicRun::find_dual_ray() {
+  const Model violations = conic::model_of_violations(problem_);
+  monitor_->log("Looking for the least violation of the constraints\n");
+  const MinimizeProblem search(violations);
+  BackendResult found;
+  if (!solve_search(search, "violations", &found)) return false;
+  // A violation that gets as small as one likes, at points further and further out, is none: the
+  // multipliers are near to a ray of a model that has none.
+  constexpr double kClear = 1e-4;
+  if (!(std::min(found.x.back(), dual_objective(search, found)) > kClear)) return false;
+  BackendResult ray = conic::ray_of_violations(problem_.model, found);
+  normalize_ray(&ray.y, &ray.snx);
+  if (!complete_dual_ray(problem_.model, &ray)) return false;
+  proof_ = std::move(ray);
+  return true;
 }
 
 // Says whether the direction found, in which the objective does not fall after all, shows at least
@@ -207,7 +256,8 @@ bool is_nearer(const conic::InteriorPoint& a, const conic::InteriorPoint& b,
 
 // Runs the method on the form, which it leaves scaled.
 Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
-  const conic::Equilibration scaling = conic::equilibrate(rule_, &form_.problem());
+  conic::Equilibration scaling = conic::equilibrate(rule_, &form_.problem());
+  scaling.least_objective = std::min(scaling.least_objective, sizes_of_model(problem_).objective);
   scaling_ = scaling;
   scaling_.row = spread(scaling.row, kept_, num_row_, 1.0);
   const int32_t faces = conic::reduce_to_faces(&form_.problem());
@@ -222,38 +272,74 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   const bool is_memory_limited = std::isfinite(parameters_.get(DoubleParam::kMemoryLimit));
   const int32_t asked = parameters_.get(IntParam::kNumThreads);
   method.use_threads(is_memory_limited ? 1 : continuous_threads(asked));
-  // The caller has no use for a point of another model than its own.
+  // The caller has no use for a point of another model than its own, which is to be central: its
+  // answer is a direction clear of all tolerances.
   if (may_have_ray) {
+    if (is_hasty_) method.make_haste();
     method.offer_points([this](const conic::InteriorPoint& iterate) { keep_if_nearer(iterate); });
   }
+  if (conic::ExtendedMethod::can_solve(form_.problem())) method.prepare_successor();
   Status status = method.run(point);
   if (!status.ok()) return status;
-  return run_in_extended_precision(may_have_ray, scaling, point);
+  return run_in_extended_precision(may_have_ray, scaling, method.sound_iterate(), point);
 }
 
-// The way back to the model's terms can add to what an optimum misses.
+// Residuals that are relative to the sizes, in parts of what is allowed.
+Residuals residuals_of(const MinimizeProblem& problem, const BackendResult& result,
+                       const LeastSizes& least, double allowed) {
+  return {primal_violation(problem.model, least, result.x, result.barx) / allowed,
+          dual_violation(problem, least, result) / allowed,
+          duality_gap(problem, least, result) / allowed};
+}
+
+void raise_to(const Residuals& residuals, conic::Measures* measures) {
+  measures->primal = std::max(measures->primal, residuals.primal);
+  measures->dual = std::max(measures->dual, residuals.dual);
+  measures->gap = std::max(measures->gap, residuals.gap);
+}
+
+// The way back to the model's terms can add to what an optimum misses. An optimum that misses small
+// parts of the model by more than a claim allows is none of the model in the units of these parts.
 void ConicRun::measure_in_terms_of_model(conic::InteriorPoint* point) const {
   if (point->outcome != Outcome::kOptimal) return;
+  const ClaimTolerances claim(problem_.model, parameters_);
+  const conic::Tolerances asked = tolerances();
+  const double allowed = claim.primal / asked.feasibility;
   const BackendResult result = restore(*point);
-  const LeastSizes least = sizes_of_model(problem_);
-  conic::Measures& measures = point->measures;
-  const double primal = primal_violation(problem_.model, least, result.x, result.barx);
-  measures.primal = std::max(measures.primal, primal);
-  measures.dual = std::max(measures.dual, dual_violation(problem_, least, result));
-  measures.gap = std::max(measures.gap, duality_gap(problem_, least, result));
+  raise_to(residuals_of(problem_, result, sizes_of_model(problem_), 1.0), &point->measures);
+  const Residuals parts = residuals_of(problem_, result, sizes_of_parts(problem_), allowed);
+  point->misses_parts =
+      std::max(parts.primal, parts.dual) > asked.feasibility || parts.gap > asked.gap;
+  if (point->misses_parts) raise_to(parts, &point->measures);
 }
 
-// Runs a small model again where rounding keeps it from its tolerances.
+// Goes on with a small model where rounding keeps it from its tolerances: from the iterate given, and
+// from the first one where that ends little short of them.
 Status ConicRun::run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
+                                           const conic::Iterate* begin,
                                            conic::InteriorPoint* point) {
   conic::Tolerances left = tolerances();
-  if (!conic::ExtendedMethod::can_solve(form_.problem())) return {};
   measure_in_terms_of_model(point);
+  if (begin == nullptr) return {};
   if (point->outcome == Outcome::kIllPosed || !ends_short(*point, left)) return {};
   left.iteration_limit -= point->iterations;
   const auto run = [&](conic::InteriorPoint* other) {
-    conic::ExtendedMethod(form_.problem(), scaling, left, monitor_).run(other);
+    conic::ExtendedMethod further(form_.problem(), scaling, left, monitor_);
+    const bool is_further = further.begin_at(*begin);
+    further.run(other);
     measure_in_terms_of_model(other);
+    if (!is_further || is_interrupted(*other) || !ends_short(*other, left)) return Status{};
+    // Another path to a point that is so far from its tolerances ends about there, too.
+    constexpr double kLittle = 3.0;
+    const bool is_optimum = other->outcome == Outcome::kOptimal;
+    if (is_optimum && other->measures.worst(left) > kLittle) return Status{};
+    conic::InteriorPoint from_start;
+    left.iteration_limit -= other->iterations;
+    conic::ExtendedMethod(form_.problem(), scaling, left, monitor_).run(&from_start);
+    measure_in_terms_of_model(&from_start);
+    const int32_t iterations = other->iterations + from_start.iterations;
+    if (!is_nearer(*other, from_start, left)) *other = std::move(from_start);
+    other->iterations = iterations;
     return Status{};
   };
   conic::InteriorPoint other;
@@ -344,40 +430,68 @@ Status ConicRun::run_in_units_of_exponentials(bool may_have_ray, conic::Interior
   return status;
 }
 
+// Matrix variables in overlapping parts are another problem to rounding than whole ones. A run with
+// parts that ends short of its tolerances is made again with matrices that are whole.
+Status ConicRun::run_in_cliques(bool may_have_ray, conic::InteriorPoint* point) {
+  Status status = run_in_units_of_exponentials(may_have_ray, point);
+  if (!status.ok() || !split_.has_overlaps()) return status;
+  if (is_stopped_ || !ends_short(*point, tolerances())) return status;
+  cover_ = conic::Cover::kComponents;
+  return run_from_form("with whole matrix variables", &ConicRun::run_in_units_of_exponentials,
+                       may_have_ray, point);
+}
+
 // How far rounding lets a run come hangs on the scaling. A run that ends without an answer is made
-// again by the other rule, and the better of both counts.
+// again by the other rule, and the better of both counts. So is one with an optimum that is less
+// exact than asked, where that costs little, and where the optimum misses parts of the model.
 Status ConicRun::run_by_both_scalings(bool may_have_ray, conic::InteriorPoint* point) {
   const conic::Tolerances asked = tolerances();
   rule_ = conic::choose_scaling_rule(form_.problem());
-  Status status = run_in_units_of_exponentials(may_have_ray, point);
+  Status status = run_in_cliques(may_have_ray, point);
+  if (!status.ok() || is_stopped_ || !ends_short(*point, asked)) return status;
+  const bool is_cheap = conic::ExtendedMethod::is_small(form_.problem());
   const bool is_optimum = point->outcome == Outcome::kOptimal;
-  if (!status.ok() || is_stopped_ || is_optimum || !ends_short(*point, asked)) return status;
-  conic::ConicForm form;
-  const conic::Equilibration scaling = scaling_;
-  const auto run_by_other_rule = [&](conic::InteriorPoint* other) {
+  if (is_optimum && !point->misses_parts && !is_cheap) return status;
+  if (!is_optimum && form_.problem().is_linear()) {
+    is_hasty_ = false;
+    status = run_from_form("without haste", &ConicRun::run_in_cliques, may_have_ray, point);
+    is_hasty_ = true;
+    if (!status.ok() || is_stopped_ || !ends_short(*point, asked)) return status;
+  }
+  rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
+                                                : conic::ScalingRule::kByNorms;
+  return run_from_form("with another scaling", &ConicRun::run_in_cliques, may_have_ray, point);
+}
+
+// Runs a method again from the model on, by the rules that are set. The better answer is left.
+Status ConicRun::run_from_form(const char* how, Method method, bool may_have_ray,
+                               conic::InteriorPoint* point) {
+  WayBack first;
+  const auto run = [&](conic::InteriorPoint* other) {
     // The form is made again rather than kept: few runs need a second one, and a large model has no
     // room for a copy.
-    form = std::move(form_);
+    first = take_way_back();
     Status made = make_form();
-    if (!made.ok()) return made;
-    rule_ = rule_ == conic::ScalingRule::kByNorms ? conic::ScalingRule::kByLogarithms
-                                                  : conic::ScalingRule::kByNorms;
-    return run_in_units_of_exponentials(may_have_ray, other);
+    return made.ok() ? (this->*method)(may_have_ray, other) : made;
   };
   conic::InteriorPoint other;
   bool is_better = false;
-  status = run_again("with another scaling", run_by_other_rule, may_have_ray, *point, &other,
-                     &is_better);
+  Status status = run_again(how, run, may_have_ray, *point, &other, &is_better);
   if (!status.ok()) return status;
   if (is_better) {
     iterations_ += point->iterations;
     *point = std::move(other);
   } else {
     iterations_ += other.iterations;
-    scaling_ = scaling;
-    form_ = std::move(form);
+    go_back(std::move(first));
   }
   return {};
+}
+
+void ConicRun::go_back(WayBack way) {
+  form_ = std::move(way.form);
+  scaling_ = std::move(way.scaling);
+  split_ = std::move(way.split);
 }
 
 // Makes the model's form without the equations that follow from others.
@@ -389,6 +503,7 @@ Status ConicRun::make_form() {
   conic::RowReduction reduction = conic::remove_dependent_rows(&form_.problem());
   kept_ = std::move(reduction.kept);
   contradiction_ = std::move(reduction.contradiction);
+  split_.apply(cover_, &form_.problem());
   return {};
 }
 
@@ -406,13 +521,17 @@ Status ConicRun::solve(bool may_have_ray, BackendResult* result) {
                                       "equation that follows", "equations that follow")
                                   .c_str()));
   }
+  if (split_.is_split()) {
+    monitor_->log("Presolve split " + split_.description() + "\n");
+  }
   conic::InteriorPoint point;
   status = run_by_both_scalings(may_have_ray, &point);
   if (!status.ok()) return status;
   bool proven = is_proven(point);
   if (may_have_ray && !is_stopped_ && may_be_unbounded(point)) {
     const bool undecided = point.is_far && point.outcome == Outcome::kStopped;
-    proven = find_primal_ray() || (undecided && shows_ill_posed());
+    proven = find_primal_ray() || (point.outcome != Outcome::kOptimal && find_dual_ray()) ||
+             (undecided && shows_ill_posed());
   }
   *result = proven ? std::move(proof_) : restore(point);
   result->progress.interior_iterations = point.iterations + iterations_;

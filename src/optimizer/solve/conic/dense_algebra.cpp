@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "solve/conic/built_in_algebra.h"
 #include "task/machine.h"
 #include "task/numeric.h"
 #include "task/text.h"
@@ -211,6 +212,31 @@ const DenseAlgebra* DenseAlgebra::load(Status* failure) {
   *failure = algebra->open();
   if (!failure->ok()) return nullptr;
   return loaded.compare_exchange_strong(earlier, algebra.get()) ? algebra.release() : earlier;
+}
+
+// The routines of decompose_in_steps are for threads, which small models have not.
+const DenseAlgebra& DenseAlgebra::built_in() {
+  static const DenseAlgebra algebra = [] {
+    DenseAlgebra plain;
+    plain.gemm_ = built_in::gemm;
+    plain.syrk_ = built_in::syrk;
+    plain.trmm_ = built_in::trmm;
+    plain.trsm_ = built_in::trsm;
+    plain.trsv_ = built_in::trsv;
+    plain.symv_ = built_in::symv;
+    plain.gemv_ = built_in::gemv;
+    plain.potrf_ = built_in::potrf;
+    plain.syevd_ = built_in::syevd;
+    plain.description_ = "built in, for small models";
+    return plain;
+  }();
+  return algebra;
+}
+
+// Twenty iterations of this work last as long in plain loops as the loading of the library.
+const DenseAlgebra* DenseAlgebra::for_work(double multiplications, Status* failure) {
+  constexpr double kSmall = 2e5;
+  return multiplications <= kSmall ? &built_in() : load(failure);
 }
 
 void DenseAlgebra::load_early() {

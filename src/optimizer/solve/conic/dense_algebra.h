@@ -2,8 +2,9 @@
 // the optimized library of the system.
 //
 // The library is loaded when a model needs it for the first time, not linked: it is large, and a
-// linear model should start without it. Matrices are stored by column, and symmetric ones in full.
-// The routines take all orders from their arguments, which must fit.
+// linear model should start without it. Small models do with built_in_algebra.h. Matrices are stored
+// by column, and symmetric ones in full. The routines take all orders from their arguments, which
+// must fit.
 #pragma once
 
 #include <functional>
@@ -54,7 +55,11 @@ class DenseAlgebra {
   // The library, or nullptr with a failure that says why. Loaded once a process, by
   // any thread.
   static const DenseAlgebra* load(Status* failure);
-  // The same for later; whoever needs it then says what is missing.
+  // Plain loops, which load nothing; they serve models for which load() takes longer than they do.
+  static const DenseAlgebra& built_in();
+  // The one that is faster for iterations of so many multiplications.
+  static const DenseAlgebra* for_work(double multiplications, Status* failure);
+  // The same as load() for later; whoever needs it then says what is missing.
   static void load_early();
 
   // Whether threads may call the library at once.

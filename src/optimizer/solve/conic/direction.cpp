@@ -147,7 +147,7 @@ void Direction::set_rhs(double reduction) {
   for (size_t i = 0; i < rhs_.y.size(); ++i) rhs_.y[i] = -reduction * residuals_.primal[i];
   const double share = reduction * at_.matrix_residual;
   for (size_t m = 0; m < matrices_.size(); ++m) {
-    add_products(problem_.matrices[m], matrices_[m].rhs(), -1.0, rhs_.y);
+    matrices_[m].add_rhs_products(-1.0, rhs_.y);
     system_.products(m).add_residual_products(share, &rhs_.y);
   }
 }
@@ -183,7 +183,7 @@ double Direction::last_equation(double reduction, double* rounding) const {
     for (size_t p = 0; p < parts.size(); ++p) {
       take(products.cost_column()[p] * offset_.y[index(parts[p].row)]);
     }
-    take(cost_product(problem_.matrices[m], matrices_[m].rhs()));
+    take(matrices_[m].rhs_cost_product());
     take(-share * (products.cost_square() - products.cost_identity()));
   }
   *rounding = kRounding * size;
@@ -255,6 +255,27 @@ Step Direction::find(double reduction, double mu, Step affine) {
   });
   refine(&step);
   return step;
+}
+
+// A product that is far too large is taken back by no more than the largest one allowed: its pair is
+// no reason to turn the step.
+Step Direction::correct_centrality(const Step& step, double length, double mu) {
+  constexpr double kFar = 10.0;
+  length = std::min(1.0, length);
+  const auto correction = [&](double product) {
+    const double allowed = std::clamp(product, mu / kFar, mu * kFar);
+    return std::max(allowed - product, -mu * kFar);
+  };
+  for (size_t k = 0; k < bound_rhs_.size(); ++k) {
+    const double s = at_.s[k] + length * step.s[k];
+    const double z = at_.z[k] + length * step.z[k];
+    bound_rhs_[k] += correction(s * z) / at_.s[k];
+  }
+  pair_rhs_ += correction((at_.tau + length * step.tau) * (at_.kappa + length * step.kappa));
+  Step corrected;
+  solve_for_offset(step.reduction, &corrected);
+  refine(&corrected);
+  return corrected;
 }
 
 // The other scalar variables follow from the offset and tau's step.

@@ -34,6 +34,11 @@ class Direction {
   // this mu, with the second-order term of the affine step.
   Step find(double reduction, double mu, Step affine);
 
+  // The last step found, which must be the one given, of a model without cones and matrix variables,
+  // corrected: at this length, 1 at most, its products of pairs are to come nearer to mu, from
+  // further away than a factor of 10.
+  Step correct_centrality(const Step& step, double length, double mu);
+
   // How far the cones are from the path that the last step led to: the largest right-hand side of
   // their complementarity.
   double distance_of_cones() const;

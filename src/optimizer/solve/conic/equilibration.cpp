@@ -471,6 +471,7 @@ Equilibration equilibrate(ScalingRule rule, ConicProblem* problem) {
   Equilibration scaling = by_norms(*problem);
   change_unit(data_size(*problem, scaling), &scaling);
   scaling.cost = power_of_two(cost_factor(*problem, scaling));
+  scaling.least_objective = std::min(1.0, 1.0 / scaling.cost);
   apply(scaling, problem);
   multiply(before.var, &scaling.var);
   multiply(before.row, &scaling.row);

@@ -21,6 +21,8 @@ struct Equilibration {
   std::vector<double> var, row;
   std::vector<std::vector<double>> matrix;
   double cost = 1.0;
+  // What the gap is relative to at least, in the model's terms: 1 or the scaled problem's unit.
+  double least_objective = 1.0;
 };
 
 Equilibration identity_scaling(const ConicProblem& problem, size_t num_row);

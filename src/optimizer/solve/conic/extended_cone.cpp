@@ -62,7 +62,7 @@ void ExtendedCone::add_members(ExtendedVector values, ExtendedVector* to) const 
   }
 }
 
-void ExtendedCone::start(ExtendedVector* x) {
+void ExtendedCone::begin(ExtendedVector* x) {
   z_ = ExtendedVector::Zero(static_cast<Eigen::Index>(vars_.size()));
   z_[0] = 1.0;
   add_members(z_, x);

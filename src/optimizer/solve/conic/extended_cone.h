@@ -15,7 +15,9 @@ class ExtendedCone {
   explicit ExtendedCone(const ConeBlock& block);
 
   // Writes a point on the central path with mu = 1 into x, and takes its dual.
-  void start(ExtendedVector* x);
+  void begin(ExtendedVector* x);
+  // Takes the members' duals out of those of all variables.
+  void set_dual(const ExtendedVector& cone_dual) { z_ = members(cone_dual); }
   // Chooses the scaling at a point; false: its members or their duals are not inside.
   bool update(const ExtendedVector& x);
 

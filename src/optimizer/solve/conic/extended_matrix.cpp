@@ -42,12 +42,21 @@ bool factor_definite(const ExtendedMatrix& matrix, ExtendedMatrix* factor) {
 
 }  // namespace
 
-ExtendedMatrixVariable::ExtendedMatrixVariable(const MatrixBlock& block) {
+ExtendedMatrixVariable::ExtendedMatrixVariable(const MatrixBlock& block)
+    : order_(block.face_order()) {
   if (block.null.row >= 0) basis_ = basis_without(block.null.vector);
-  x_ = ExtendedMatrix::Identity(block.face_order(), block.face_order());
-  z_ = x_;
   cost_ = make_part(-1, block.cost);
   for (const MatrixPart& part : block.parts) parts_.push_back(make_part(part.row, part.entries));
+}
+
+void ExtendedMatrixVariable::set(const DenseMatrix& whole) {
+  ExtendedMatrix x(whole.rows(), whole.cols());
+  for (size_t col = 0; col < whole.cols(); ++col) {
+    for (size_t row = 0; row < whole.rows(); ++row) {
+      x(static_cast<Eigen::Index>(row), static_cast<Eigen::Index>(col)) = whole(row, col);
+    }
+  }
+  x_ = symmetric_part(basis_.size() > 0 ? basis_.transpose() * x * basis_ : x);
 }
 
 // In a face a part is dense.

@@ -24,10 +24,14 @@ using ExtendedVector = Eigen::Matrix<DoubleDouble, Eigen::Dynamic, 1>;
 
 class ExtendedMatrixVariable {
  public:
-  // X = Z = I.
   explicit ExtendedMatrixVariable(const MatrixBlock& block);
 
-  Eigen::Index order() const { return x_.rows(); }
+  // X = I.
+  void begin() { x_ = ExtendedMatrix::Identity(order_, order_); }
+  // X is what the whole matrix is in the face.
+  void set(const DenseMatrix& whole);
+
+  Eigen::Index order() const { return order_; }
   // Multiplications that an iteration takes, about.
   static double count_multiplications(const MatrixBlock& block);
 
@@ -56,6 +60,8 @@ class ExtendedMatrixVariable {
 
   // The step that follows from those of y and tau.
   void find_step(const ExtendedVector& dy, DoubleDouble dtau);
+  // rows_i += <A_i, dX>.
+  void add_step_products(ExtendedVector* rows) const { add_products(dx_, 1.0, rows); }
   // The longest step that leaves X and Z semidefinite.
   DoubleDouble step_length() const;
   // X += length dX.
@@ -84,6 +90,7 @@ class ExtendedMatrixVariable {
   ExtendedMatrix scale(const Part& part) const;
   ExtendedMatrix scale(const ExtendedMatrix& matrix) const;
 
+  Eigen::Index order_;
   ExtendedMatrix basis_;  // V; empty: the face is the whole cone
   Part cost_;
   std::vector<Part> parts_;

@@ -16,6 +16,8 @@ namespace {
 // An iteration of so many multiplications takes a tenth of a second.
 constexpr double kMostMultiplications = 1e7;
 constexpr double kShortStep = 1e-6;
+// Of a number that is rounded to a double.
+constexpr double kRounding = 0x1p-53;
 // A run that can go no further claims an optimum that is as exact as this.
 constexpr Tolerances kLoose{1e-6, 1e-6, 0};
 
@@ -39,6 +41,23 @@ std::vector<double> to_doubles(const ExtendedVector& values, DoubleDouble tau) {
   std::vector<double> out;
   for (const DoubleDouble& value : values) out.push_back(static_cast<double>(value / tau));
   return out;
+}
+
+double largest_of(const ExtendedVector& values) {
+  double size = 0.0;
+  for (const DoubleDouble& value : values) {
+    size = std::max(size, std::fabs(static_cast<double>(value)));
+  }
+  return size;
+}
+
+// The sum of the absolute terms of <A, X>.
+double size_of_product(const std::vector<TriangleEntry>& entries, const DenseMatrix& x) {
+  double size = 0.0;
+  for (const TriangleEntry& e : entries) {
+    size += std::fabs((e.row == e.col ? 1.0 : 2.0) * e.value * x(index(e.row), index(e.col)));
+  }
+  return size;
 }
 
 // The longest step at most `limit` that keeps positive values so.
@@ -66,25 +85,51 @@ ExtendedMethod::ExtendedMethod(const ConicProblem& problem, const Equilibration&
       bound_(num_bound_),
       quadratic_(to_extended(problem.quadratic, num_var_)),
       matrix_(to_extended(problem.matrix, num_row_)),
-      x_(ExtendedVector::Zero(num_var_)),
-      y_(ExtendedVector::Zero(num_row_)),
-      s_(ExtendedVector::Ones(num_bound_)),
-      z_(ExtendedVector::Ones(num_bound_)),
       best_(tolerances) {
   for (Eigen::Index k = 0; k < num_bound_; ++k) bound_[k] = problem.bounds[index(k)].value;
-  for (const ConeBlock& block : problem.cones) cones_.emplace_back(block).start(&x_);
+  for (const ConeBlock& block : problem.cones) cones_.emplace_back(block);
   for (const MatrixBlock& block : problem.matrices) matrices_.emplace_back(block);
+  begin();
+}
+
+// All products of pairs are 1.
+void ExtendedMethod::begin() {
+  x_ = ExtendedVector::Zero(num_var_);
+  y_ = ExtendedVector::Zero(num_row_);
+  s_ = ExtendedVector::Ones(num_bound_);
+  z_ = ExtendedVector::Ones(num_bound_);
+  tau_ = kappa_ = matrix_residual_ = 1.0;
+  for (ExtendedCone& cone : cones_) cone.begin(&x_);
+  for (ExtendedMatrixVariable& matrix : matrices_) matrix.begin();
 }
 
 bool ExtendedMethod::can_solve(const ConicProblem& problem) {
-  if (!std::all_of(problem.cones.begin(), problem.cones.end(), ExtendedCone::is_supported)) {
-    return false;
-  }
+  return is_small(problem) &&
+         std::all_of(problem.cones.begin(), problem.cones.end(), ExtendedCone::is_supported);
+}
+
+bool ExtendedMethod::is_small(const ConicProblem& problem) {
   double work = std::pow(problem.num_var() + problem.num_row(), 3);
   for (const MatrixBlock& block : problem.matrices) {
     work += ExtendedMatrixVariable::count_multiplications(block);
   }
   return work <= kMostMultiplications;
+}
+
+bool ExtendedMethod::begin_at(const Iterate& at) {
+  x_ = to_extended(at.x);
+  y_ = to_extended(at.y);
+  s_ = to_extended(at.s);
+  z_ = to_extended(at.z);
+  tau_ = at.tau;
+  kappa_ = at.kappa;
+  matrix_residual_ = at.matrix_residual;
+  const ExtendedVector cone_dual = to_extended(at.cone_dual);
+  for (ExtendedCone& cone : cones_) cone.set_dual(cone_dual);
+  for (size_t m = 0; m < matrices_.size(); ++m) matrices_[m].set(at.matrices[m].x);
+  if (is_interior()) return true;
+  begin();
+  return false;
 }
 
 void ExtendedMethod::run(InteriorPoint* result) {
@@ -112,7 +157,9 @@ void ExtendedMethod::iterate() {
     const DoubleDouble left = DoubleDouble(1.0) - reach;
     const DoubleDouble sigma = std::max(DoubleDouble(1e-6), left * left * left);
     const DoubleDouble share = DoubleDouble(1.0) - sigma;
-    const Step step = find_step(share, sigma * mu(), &affine);
+    const DoubleDouble target = sigma * mu();
+    Step step = find_step(share, target, &affine);
+    refine(share, target, &affine, &step);
     DoubleDouble length = (DoubleDouble(0.9) + DoubleDouble(0.08) * reach) * step_length(step);
     length = std::min(DoubleDouble(1.0), length);
     ++iteration_;
@@ -192,14 +239,31 @@ Iterate ExtendedMethod::rounded() const {
 // Says whether nearer points would be those of another model. Multipliers that are large for a
 // while on the way are no sign of it.
 bool ExtendedMethod::is_lost_in_rounding(const Iterate& at, const Measures& measures) {
+  constexpr double kMuchMore = 30.0;
   const double before = std::exchange(rounding_, rounding_of_objectives(at));
   const bool is_feasible = std::max(measures.primal, measures.dual) <= tolerances_.feasibility;
-  return is_feasible && rounding_ > std::max(tolerances_.gap, before);
+  if (!is_feasible) return false;
+  return rounding_ > std::max(tolerances_.gap, before) ||
+         rounding_of_bound(at) > kMuchMore * std::max(tolerances_.gap, measures.gap);
+}
+
+// What the rounding of multipliers may take from the bound that these prove, relative to the
+// objective: dual matrices move by it, and count by their products with X.
+double ExtendedMethod::rounding_of_bound(const Iterate& at) const {
+  double terms = 0.0;
+  for (size_t m = 0; m < at.matrices.size(); ++m) {
+    for (const MatrixPart& part : problem_.matrices[m].parts) {
+      terms += std::fabs(at.y[index(part.row)]) * size_of_product(part.entries, at.matrices[m].x);
+    }
+  }
+  double objective = 0.0;
+  for (size_t i = 0; i < at.y.size(); ++i) objective += problem_.rhs[i] * at.y[i];
+  for (size_t k = 0; k < at.z.size(); ++k) objective += problem_.bounds[k].value * at.z[k];
+  return kRounding * terms / std::max(std::min(1.0, scaling_.cost), std::fabs(objective));
 }
 
 // What the rounding of an answer's numbers leaves open of its objectives, relative to these.
 double ExtendedMethod::rounding_of_objectives(const Iterate& at) const {
-  constexpr double kRounding = 0x1p-53;
   double terms = 0.0;
   double objective = 0.0;
   const auto take = [&](double term) {
@@ -210,12 +274,10 @@ double ExtendedMethod::rounding_of_objectives(const Iterate& at) const {
   for (size_t i = 0; i < at.y.size(); ++i) take(problem_.rhs[i] * at.y[i]);
   for (size_t k = 0; k < at.z.size(); ++k) take(problem_.bounds[k].value * at.z[k]);
   for (size_t m = 0; m < at.matrices.size(); ++m) {
-    for (const TriangleEntry& e : problem_.matrices[m].cost) {
-      const double element = at.matrices[m].x(index(e.row), index(e.col));
-      terms += std::fabs((e.row == e.col ? 1.0 : 2.0) * e.value * element);
-    }
+    terms += size_of_product(problem_.matrices[m].cost, at.matrices[m].x);
   }
-  return kRounding * terms / std::max(std::min(1.0, scaling_.cost), std::fabs(objective));
+  return kRounding * terms /
+         std::max(scaling_.cost * scaling_.least_objective, std::fabs(objective));
 }
 
 void ExtendedMethod::find_residuals() {
@@ -318,21 +380,56 @@ ExtendedMethod::Step ExtendedMethod::find_step(DoubleDouble share, DoubleDouble 
   answer += step.tau * tau_answer_;
   step.x = answer.head(num_var_);
   step.y = answer.tail(num_row_);
-  DoubleDouble kappa_rhs = mu - tau_ * kappa_ - kappa_ * step.tau;
+  complete(share, mu, affine, &step);
+  return step;
+}
+
+// The other variables follow from x, y and tau.
+void ExtendedMethod::complete(DoubleDouble share, DoubleDouble mu, const Step* affine, Step* step) {
+  DoubleDouble kappa_rhs = mu - tau_ * kappa_ - kappa_ * step->tau;
   if (affine != nullptr) kappa_rhs -= affine->tau * affine->kappa;
-  step.kappa = kappa_rhs / tau_;
-  step.s = share * slack_ - step.tau * bound_;
-  step.z.resize(num_bound_);
+  step->kappa = kappa_rhs / tau_;
+  step->s = share * slack_ - step->tau * bound_;
+  step->z.resize(num_bound_);
   for (Eigen::Index k = 0; k < num_bound_; ++k) {
     const Bound& bound = problem_.bounds[index(k)];
-    step.s[k] += bound.sign * step.x[bound.var];
-    DoubleDouble product = mu - s_[k] * z_[k] - z_[k] * step.s[k];
+    step->s[k] += bound.sign * step->x[bound.var];
+    DoubleDouble product = mu - s_[k] * z_[k] - z_[k] * step->s[k];
     if (affine != nullptr) product -= affine->s[k] * affine->z[k];
-    step.z[k] = product / s_[k];
+    step->z[k] = product / s_[k];
   }
-  for (ExtendedCone& cone : cones_) cone.find_step(step.x);
-  for (ExtendedMatrixVariable& matrix : matrices_) matrix.find_step(step.y, step.tau);
-  return step;
+  for (ExtendedCone& cone : cones_) cone.find_step(step->x);
+  for (ExtendedMatrixVariable& matrix : matrices_) matrix.find_step(step->y, step->tau);
+}
+
+// What the step leaves of the equations is solved for again where it is no small part of them: near
+// the end products with the scaling lose the digits that these have as well.
+void ExtendedMethod::refine(DoubleDouble share, DoubleDouble mu, const Step* affine, Step* step) {
+  constexpr int kMostCorrections = 3;
+  constexpr double kSmallPart = 1e-2;
+  constexpr double kSlowCorrection = 0.5;
+  const double size = kSmallPart * largest_of(primal_);
+  double before = kInfinity;
+  Step last;
+  for (int k = 0; k <= kMostCorrections; ++k) {
+    ExtendedVector left = matrix_ * step->x - step->tau * rhs_ + share * primal_;
+    for (const ExtendedMatrixVariable& matrix : matrices_) matrix.add_step_products(&left);
+    const double error = largest_of(left);
+    if (error > before) {
+      *step = last;
+      complete(share, mu, affine, step);
+      return;
+    }
+    if (error <= size || error > kSlowCorrection * before || k == kMostCorrections) return;
+    before = error;
+    last = *step;
+    ExtendedVector rhs = ExtendedVector::Zero(num_var_ + num_row_);
+    rhs.tail(num_row_) = -left;
+    const ExtendedVector correction = system_.solve(rhs);
+    step->x += correction.head(num_var_);
+    step->y += correction.tail(num_row_);
+    complete(share, mu, affine, step);
+  }
 }
 
 DoubleDouble ExtendedMethod::step_length(const Step& step) const {

@@ -3,8 +3,9 @@
 // Where a model has hardly an interior, an objective moves by the root of what is wrong with the
 // point: residuals of 1e-10 leave five digits of it. Doubles come no further, whatever the order of
 // their operations. The equations are those of interior_point.h, the steps those of
-// extended_matrix.h, from the start again and with dense matrices. All of it is plain loops, so
-// that no BLAS has a say in the answer.
+// extended_matrix.h with dense matrices, in plain loops. An iterate of doubles is one of this method,
+// too, since the dual matrices follow from the multipliers by all digits; where it begins at one,
+// the last bits of the answer follow those of the BLAS that led there.
 //
 // The point that counts is the one rounded to doubles: it is measured as any other iterate is, and
 // the run ends where doubles can tell the objectives no better.
@@ -28,6 +29,12 @@ class ExtendedMethod {
   // Says whether the method takes a problem: its cones are quadratic, and it is small enough for an
   // iteration to last a tenth of a second at most.
   static bool can_solve(const ConicProblem& problem);
+  // Whether a problem is small enough, whatever its cones are.
+  static bool is_small(const ConicProblem& problem);
+
+  // Begins at an iterate of the method in doubles instead of the first one. False: it is not in the
+  // interior by all digits; the method begins at the first one.
+  bool begin_at(const Iterate& at);
 
   // Ends with an optimum, a stop or a stall.
   void run(InteriorPoint* result);
@@ -43,6 +50,7 @@ class ExtendedMethod {
     DoubleDouble gap;
   };
 
+  void begin();
   void iterate();
   bool look_at_iterate();
   bool is_stopped(const Measures& measures);
@@ -50,11 +58,14 @@ class ExtendedMethod {
   Iterate rounded() const;
   bool is_lost_in_rounding(const Iterate& at, const Measures& measures);
   double rounding_of_objectives(const Iterate& at) const;
+  double rounding_of_bound(const Iterate& at) const;
   void find_residuals();
   void factor_system();
   ExtendedMatrix quadratic_part() const;
   RightHandSide aim(DoubleDouble share, DoubleDouble mu, const Step* affine);
   Step find_step(DoubleDouble share, DoubleDouble mu, const Step* affine);
+  void complete(DoubleDouble share, DoubleDouble mu, const Step* affine, Step* step);
+  void refine(DoubleDouble share, DoubleDouble mu, const Step* affine, Step* step);
   DoubleDouble step_length(const Step& step) const;
   bool take(const Step& step, DoubleDouble share, DoubleDouble* length);
   bool is_interior();
@@ -72,7 +83,7 @@ class ExtendedMethod {
 
   // The iterate; the residual of Z is this multiple of C - I.
   ExtendedVector x_, y_, s_, z_;
-  DoubleDouble tau_ = 1.0, kappa_ = 1.0, matrix_residual_ = 1.0;
+  DoubleDouble tau_, kappa_, matrix_residual_;
   std::vector<ExtendedCone> cones_;
   std::vector<ExtendedMatrixVariable> matrices_;
 

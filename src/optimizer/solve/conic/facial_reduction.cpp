@@ -79,7 +79,10 @@ void restore_from_faces(const ConicProblem& problem, InteriorPoint* point) {
     const NullEquation& null = problem.matrices[m].null;
     if (null.row < 0) continue;
     Status failure;
-    const DenseAlgebra* algebra = DenseAlgebra::load(&failure);
+    constexpr double kProducts = 20.0;
+    const double order = problem.matrices[m].dimension;
+    const DenseAlgebra* algebra =
+        DenseAlgebra::for_work(kProducts * order * order * order, &failure);
     if (algebra == nullptr) return;
     DenseMatrix& z = point->matrix_duals[m];
     const Face face(z.rows(), null.vector);

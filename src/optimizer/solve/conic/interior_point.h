@@ -11,7 +11,9 @@
 //
 // all of s, z, tau, kappa >= 0, the cones as they are. A solution with tau > 0 gives an optimum,
 // one with kappa > 0 a ray. Steps are Mehrotra's predictor and corrector, with one length for all
-// variables, so that all residuals shrink by the same factor in a step.
+// variables, so that all residuals shrink by the same factor in a step. Where a factorization is dear
+// beside a solve, a further solve makes short steps longer by J. Gondzio's correction (Multiple
+// centrality corrections in a primal-dual method for linear programming, Comput. Optim. Appl. 6, 1996).
 //
 // The embedding knows its scale only by its last equation, whose terms may cancel to less than
 // their rounding when duals are large or the set of optima is unbounded. Then tau wanders and the
@@ -22,6 +24,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "solve/conic/best_point.h"
 #include "solve/conic/direction.h"
@@ -45,6 +48,16 @@ class InteriorPointMethod {
   // The most threads that large operations may share. One that is never told works alone.
   void use_threads(int32_t count) { num_threads_ = index(count); }
 
+  // Says that a method with more digits goes on where this one ends short: the run keeps where to
+  // begin, and ends soon after rounding has shown.
+  void prepare_successor() { sound_.emplace(tolerances_); }
+  // The last iterate before rounding showed; null where nobody asked for it. It lives until the next run.
+  const Iterate* sound_iterate() const { return sound_ ? &sound_->iterate() : nullptr; }
+
+  // Linear models start from Mehrotra's point, and steps go nearer to the boundary: there are fewer
+  // iterations then, and the answer is less central.
+  void make_haste() { is_in_haste_ = problem_.is_linear(); }
+
   // The log shows objectives as this model states them, in its sense and with its constant.
   void show_objectives_of(const Model& model) { shown_ = &model; }
 
@@ -53,18 +66,24 @@ class InteriorPointMethod {
 
  private:
   Status prepare();
-  Status load_algebra();
+  Status load_algebra(double multiplications);
+  double work_of_matrices() const;
+  // Says whether an iteration lasts long enough for threads.
+  bool is_worth_threads() const;
   void gather_team();
   bool iterate(Direction::Tau tau, InteriorPoint* result);
   bool iterate_with_tau_held(InteriorPoint* result);
   bool iterate_from(const Iterate& start, InteriorPoint* result);
+  double share_to_boundary(double affine_length) const;
   double make_step(Direction::Tau tau);
   bool advance(const Step& step, double* length);
   void look_at_iterate();
+  void keep_if_sound();
   void watch_last_equation(double expected);
   void balance_kappa();
   bool is_finished(Direction::Tau tau, InteriorPoint* result);
   bool is_stalled();
+  bool is_for_successor() const;
   bool is_stopped(InteriorPoint* result);
   void conclude(InteriorPoint* result);
   bool claims_loosely(InteriorPoint* result);
@@ -86,6 +105,9 @@ class InteriorPointMethod {
   std::unique_ptr<Scalings> scalings_;
   std::unique_ptr<NewtonSystem> system_;
 
+  bool is_in_haste_ = false;
+  bool corrects_centrality_ = false;  // in steps
+
   int32_t iteration_ = 0;
   Iterate now_;
   Iterate before_;  // the last step, without matrix variables
@@ -95,6 +117,9 @@ class InteriorPointMethod {
   BestPoint best_;
   BestPoint accurate_;  // before rounding filled the embedding's last equation
   BestPoint most_feasible_;
+  std::optional<BestPoint> sound_;
+  double first_residual_ = 0.0;
+  bool has_rounding_shown_ = false;
   RayClaims claims_;
   StallWatch stall_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -46,8 +46,8 @@ bool KrylovCorrection::Projection::append(std::vector<double> column) {
   return true;
 }
 
-void KrylovCorrection::apply(const System& system, const std::vector<double>& residual,
-                             double error, double target, std::vector<double>* solution) {
+double KrylovCorrection::apply(const System& system, const std::vector<double>& residual,
+                               double error, double target, std::vector<double>* solution) {
   constexpr double kWellBelow = 0.3;
   basis_[0] = residual;
   for (double& value : basis_[0]) value /= error;
@@ -63,11 +63,13 @@ void KrylovCorrection::apply(const System& system, const std::vector<double>& re
     if (!(length > 0.0)) break;
     for (double& value : basis_[size]) value /= length;
   }
+  const double left = std::fabs(right.back());
   for (size_t k = size; k-- > 0;) {
     const double weight = right[k] / projection.columns[k][k];
     for (size_t i = 0; i < k; ++i) right[i] -= weight * projection.columns[k][i];
     for (size_t j = 0; j < solution->size(); ++j) (*solution)[j] += weight * images_[k][j];
   }
+  return left;
 }
 
 }  // namespace vorlan::conic

@@ -22,9 +22,9 @@ class KrylovCorrection {
   };
 
   // Adds to the solution. `error` is the norm of its residual; vectors are made until they leave
-  // clearly less than `target` of it.
-  void apply(const System& system, const std::vector<double>& residual, double error, double target,
-             std::vector<double>* solution);
+  // clearly less than `target` of it. Returns the norm of what it leaves but for rounding.
+  double apply(const System& system, const std::vector<double>& residual, double error,
+               double target, std::vector<double>* solution);
 
  private:
   // A column of the Hessenberg matrix of the process, and what Givens rotations make of the whole.

@@ -16,15 +16,6 @@ void add_triangle(const std::vector<TriangleEntry>& entries, double factor, Matr
   }
 }
 
-double triangle_product(const std::vector<TriangleEntry>& entries, ConstMatrixView matrix) {
-  double sum = 0.0;
-  for (const TriangleEntry& e : entries) {
-    const double term = e.value * matrix(index(e.row), index(e.col));
-    sum += e.row == e.col ? term : 2.0 * term;
-  }
-  return sum;
-}
-
 }  // namespace
 
 void add_products(const MatrixBlock& block, ConstMatrixView matrix, double factor,

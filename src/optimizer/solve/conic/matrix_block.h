@@ -5,11 +5,24 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
 #include "solve/conic/conic_problem.h"
 #include "solve/conic/matrix_view.h"
+#include "task/numeric.h"
 
 namespace vorlan::conic {
+
+// <A, M> of a symmetric M whose elements are at(row, column).
+template <class ElementAt>
+double triangle_product(const std::vector<TriangleEntry>& entries, const ElementAt& at) {
+  double sum = 0.0;
+  for (const TriangleEntry& e : entries) {
+    const double term = e.value * at(index(e.row), index(e.col));
+    sum += e.row == e.col ? term : 2.0 * term;
+  }
+  return sum;
+}
 
 // rows_i += factor <A_i, M> of a symmetric M.
 void add_products(const MatrixBlock& block, ConstMatrixView matrix, double factor,

@@ -124,4 +124,20 @@ void MatrixScaling::add_unscaled(double factor, const DenseMatrix& matrix, Dense
   algebra_.mirror_lower(*sum);
 }
 
+void MatrixScaling::unscale_half(const DenseMatrix& matrix, HalfUnscaled* half) const {
+  half->rows.resize(order(), dimension());
+  constexpr size_t kTile = 16;
+  const auto elements = static_cast<double>(g_.values().size());
+  run_pieces(algebra_.team_for(kWorkOfElement * elements), (dimension() + kTile - 1) / kTile,
+             [&](size_t piece, size_t) {
+               const size_t first = piece * kTile;
+               const size_t end = std::min(first + kTile, dimension());
+               for (size_t col = 0; col < order(); ++col) {
+                 for (size_t row = first; row < end; ++row) half->rows(col, row) = g_(row, col);
+               }
+             });
+  half->image.resize(order(), dimension());
+  algebra_.multiply(1.0, matrix, half->rows, 0.0, half->image);
+}
+
 }  // namespace vorlan::conic

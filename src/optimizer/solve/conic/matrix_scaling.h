@@ -14,12 +14,23 @@
 
 #include "solve/conic/dense_algebra.h"
 #include "solve/conic/face.h"
+#include "solve/conic/lane_dot.h"
 
 namespace vorlan::conic {
 
 // A matrix variable and its dual, or any two symmetric matrices in their places.
 struct MatrixPoint {
   DenseMatrix x, z;
+};
+
+// G M G' of a symmetric M, by element.
+struct HalfUnscaled {
+  DenseMatrix rows;   // of G, as columns
+  DenseMatrix image;  // M G'
+
+  double element(size_t row, size_t col) const {
+    return lane_dot(rows.view().column(row), image.view().column(col).data());
+  }
 };
 
 class MatrixScaling {
@@ -45,6 +56,8 @@ class MatrixScaling {
   // sum += factor G M G' of a symmetric M: the primal matrix that M is in scaled terms. The sum is
   // symmetric.
   void add_unscaled(double factor, const DenseMatrix& matrix, DenseMatrix* sum) const;
+  // The same of a few elements, in the memory given.
+  void unscale_half(const DenseMatrix& matrix, HalfUnscaled* half) const;
 
  private:
   DenseMatrix multiply_sparse(const DenseMatrix& matrix) const;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
 #include "solve/conic/conic_problem.h"
 #include "solve/conic/matrix_scaling.h"
@@ -14,8 +15,10 @@ namespace vorlan::conic {
 
 // A change of X and of Z. That of Z itself is not kept, since Z follows from y and tau.
 struct MatrixStep {
-  DenseMatrix x;       // of a step that is to be taken; empty for the affine one
-  MatrixPoint scaled;  // inv(G) dX inv(G)' and G' dZ G
+  DenseMatrix x;  // of a step that is to be taken; empty for the affine one
+  // inv(G) dX inv(G)' and G' dZ G. Without the first one it is the affine step, -diag(lambda) less the
+  // second one.
+  MatrixPoint scaled;
 };
 
 // A step that changes nothing, of a matrix variable of the dimension in a face of the order.
@@ -34,8 +37,10 @@ class MatrixDirection {
   // The right-hand side towards the central path with this mu, with the second-order term of the
   // affine step.
   void aim_at_path(double mu, MatrixStep affine);
-  // The right-hand side as a change of X, G R G'.
-  const DenseMatrix& rhs() const { return rhs_; }
+  // rows_i += factor <A_i, G R G'>, the right-hand side as a change of X.
+  void add_rhs_products(double factor, std::span<double> rows) const;
+  // <C, G R G'>.
+  double rhs_cost_product() const { return rhs_cost_product_; }
 
   // |C - sum_i dy_i A_i|^2 in the norm of W.
   double column_square(std::span<const double> dy) const;
@@ -49,13 +54,20 @@ class MatrixDirection {
 
  private:
   DenseMatrix scaled_dual(double cost, double identity, std::span<const double> dy) const;
-  void set_scaled(double ratio, MatrixStep* step) const;
+  template <class ElementAt>
+  void find_rhs_products(const ElementAt& at);
+  bool needs_few_elements() const;
+  DenseMatrix take_scaled_rhs();
+  void shift_scaled(double ratio, DenseMatrix* scaled) const;
   size_t order() const { return scaling_->order(); }
 
   const MatrixBlock& block_;
   const MatrixPoint& at_;
   const MatrixScaling* scaling_;
-  DenseMatrix scaled_rhs_, rhs_;  // R and G R G'
+  DenseMatrix scaled_rhs_;  // R; empty: -diag(lambda)
+  DenseMatrix rhs_;         // G R G', where so many of its elements are needed that it was found
+  std::vector<double> rhs_products_;  // by part
+  double rhs_cost_product_ = 0.0;
 };
 
 }  // namespace vorlan::conic

@@ -136,11 +136,12 @@ void measure_objectives(const ConicProblem& problem, const Equilibration& scalin
   const double factor = 1.0 / (at.tau * scaling.cost);
   const double primal = factor * (residuals.cost + half);
   const double dual = factor * (residuals.value - half);
-  const double size =
-      std::max({std::min(1.0, 1.0 / scaling.cost), std::fabs(primal), std::fabs(dual)});
+  const double size = std::max({scaling.least_objective, std::fabs(primal), std::fabs(dual)});
   measures->primal_objective = primal;
   measures->dual_objective = dual;
   measures->gap = std::fabs(primal - dual) / size;
+  const double larger = std::max(std::fabs(primal), std::fabs(dual));
+  measures->gap_of_objectives = primal == dual ? 0.0 : std::fabs(primal - dual) / larger;
   measures->gap_of_terms =
       std::fabs(primal - dual) / std::max(size, largest_term(problem, scaling, at));
 }

@@ -25,7 +25,9 @@ bool StallWatch::is_stalled(int32_t iteration, double distance, double mu) {
   if (!(mu < kDivergedMu)) return true;
   const bool is_near = nearest_ < kNear;
   const bool mu_falls = !is_near && mu > kExhaustedMu && mu < kNearer * nearest_mu_;
-  if (distance < kNearer * nearest_ || mu_falls) nearest_iteration_ = iteration;
+  const bool comes_nearer = distance < kNearer * nearest_;
+  if (comes_nearer) last_gain_ = iteration;
+  if (comes_nearer || mu_falls) nearest_iteration_ = iteration;
   nearest_ = std::min(nearest_, distance);
   nearest_mu_ = std::min(nearest_mu_, mu);
   return iteration - nearest_iteration_ > (is_near ? kMostIdleIterationsNear : kMostIdleIterations);

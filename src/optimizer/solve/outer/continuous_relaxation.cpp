@@ -51,16 +51,6 @@ double ContinuousRelaxation::bound() const {
   return proven - std::fabs(objective() - proven);
 }
 
-double ContinuousRelaxation::least_value(int32_t var, InnerSolver* solver) const {
-  Model model = without_objective(model_);
-  model.cost[index(var)] = 1.0;
-  BackendResult found;
-  const Status status = solver->solve_conic(model, &found);
-  if (!status.ok() || found.outcome != Outcome::kOptimal) return -kInfinity;
-  const double proven = dual_objective(MinimizeProblem(model), found);
-  return weaken_bound(proven) - std::fabs(found.x[index(var)] - proven);
-}
-
 std::vector<double> ContinuousRelaxation::solve_within(const std::vector<double>& lower,
                                                        const std::vector<double>& upper,
                                                        InnerSolver* solver) const {
@@ -87,10 +77,32 @@ std::vector<double> ContinuousRelaxation::deepest_point(InnerSolver* solver) con
 
 void ContinuousRelaxation::bound_heads(InnerSolver* solver, Relaxation* relaxation) const {
   constexpr size_t kMostHeads = 8;
-  const std::vector<int32_t> heads = relaxation->heads_to_bound();
-  for (size_t k = 0; k < std::min(kMostHeads, heads.size()); ++k) {
+  std::vector<int32_t> heads = relaxation->heads_to_bound();
+  heads.resize(std::min(kMostHeads, heads.size()));
+  // As many at a time as there are processors, since each takes a copy of the model.
+  const size_t most = solver->num_processors();
+  for (size_t first = 0; first < heads.size(); first += most) {
     if (solver->seconds_left() <= 0.0) return;
-    relaxation->raise_head_floor(heads[k], least_value(heads[k], solver));
+    const size_t count = std::min(most, heads.size() - first);
+    bound_some_heads({heads.data() + first, count}, solver, relaxation);
+  }
+}
+
+void ContinuousRelaxation::bound_some_heads(std::span<const int32_t> heads, InnerSolver* solver,
+                                            Relaxation* relaxation) const {
+  std::vector<Model> models(heads.size(), without_objective(model_));
+  std::vector<const Model*> all;
+  for (size_t k = 0; k < heads.size(); ++k) {
+    models[k].cost[index(heads[k])] = 1.0;
+    all.push_back(&models[k]);
+  }
+  std::vector<BackendResult> found;
+  if (!solver->solve_conics(all, &found).ok()) return;
+  for (size_t k = 0; k < heads.size(); ++k) {
+    if (found[k].outcome != Outcome::kOptimal) continue;
+    const double proven = dual_objective(MinimizeProblem(models[k]), found[k]);
+    const double least = weaken_bound(proven) - std::fabs(found[k].x[index(heads[k])] - proven);
+    relaxation->raise_head_floor(heads[k], least);
   }
 }
 

@@ -2,6 +2,7 @@
 // settle the model, it gives the first bound, and its multipliers are the first cuts.
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "solve/backend.h"
@@ -44,7 +45,8 @@ class ContinuousRelaxation {
   std::vector<double> deepest_point(InnerSolver* solver) const;
 
  private:
-  double least_value(int32_t var, InnerSolver* solver) const;
+  void bound_some_heads(std::span<const int32_t> heads, InnerSolver* solver,
+                        Relaxation* relaxation) const;
 
   Model model_;
   MinimizeProblem problem_;

@@ -3,14 +3,39 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <utility>
 
 #include "solve/conic/conic_backend.h"
+#include "solve/conic/dense_algebra.h"
+#include "solve/conic/thread_team.h"
 #include "solve/highs/highs_backend.h"
 #include "solve/run/listener.h"
+#include "task/machine.h"
 #include "task/parameter_index.h"
 
 namespace vorlan::outer {
+namespace {
+
+// Smaller models are solved before a thread is there.
+constexpr int64_t kLeastSizeBeside = 1000;
+// What dense algebra maps for each thread that calls it, and as much again for its stack and for
+// what is in the work.
+constexpr double kSpaceOfSolve = 0x1p28;
+
+bool algebra_bears_threads() {
+  Status failure;
+  const conic::DenseAlgebra* const algebra = conic::DenseAlgebra::load(&failure);
+  return algebra != nullptr && algebra->bears_threads();
+}
+
+// The conic method leaves it to whoever stops it to say why.
+void name_stop(BackendResult* found) {
+  const bool is_stopped = found->outcome == Outcome::kStopped && found->termination == Code::kOk;
+  if (is_stopped) found->termination = Code::kTrmUserCallback;
+}
+
+}  // namespace
 
 // Passes what an inner solve tells of itself on to the whole solve. Only an integer solve of the
 // relaxation, the one with an objective factor, has a bound and points that mean anything there.
@@ -33,6 +58,23 @@ class InnerMonitor : public BackendMonitor {
   InnerSolver* solver_;
   double objective_factor_ = 0.0;
   InnerSolver::OnPoint on_point_;
+};
+
+// The same for solves beside each other, of which one at a time asks whether to go on.
+class MonitorBeside : public BackendMonitor {
+ public:
+  MonitorBeside(InnerSolver* solver, std::mutex* mutex) : solver_(solver), mutex_(mutex) {}
+
+  void log(std::string_view) override {}
+  bool should_stop(const Progress&) override {
+    const std::lock_guard lock(*mutex_);
+    return solver_->should_stop();
+  }
+  void incumbent(std::span<const double>, std::span<const double>) override {}
+
+ private:
+  InnerSolver* solver_;
+  std::mutex* mutex_;
 };
 
 InnerSolver::InnerSolver(const Parameters& parameters, double end, BackendMonitor* monitor,
@@ -66,8 +108,58 @@ Status InnerSolver::solve_conic(const Model& model, const Parameters& parameters
   InnerMonitor monitor(this);
   Status status =
       kConicBackend.solve(MinimizeProblem(model), parameters, seconds_left(), &monitor, found);
+  name_stop(found);
   interior_ += found->progress.interior_iterations;
   return status;
+}
+
+// What a limit of memory allows for one solve it need not allow for two.
+size_t InnerSolver::num_processors() const {
+  if (std::isfinite(parameters_.get(DoubleParam::kMemoryLimit))) return 1;
+  return static_cast<size_t>(continuous_threads(parameters_.get(IntParam::kNumThreads)));
+}
+
+size_t InnerSolver::num_beside(const std::vector<const Model*>& models) const {
+  const size_t most = std::min(num_processors(), models.size());
+  const bool lasts = std::all_of(models.begin(), models.end(), [](const Model* model) {
+    return model->matrix.num_elements() + model->num_var() >= kLeastSizeBeside;
+  });
+  const bool has_room = most > 1 && lasts && algebra_bears_threads() &&
+                        has_address_space(kSpaceOfSolve * static_cast<double>(most));
+  return has_room ? most : 1;
+}
+
+bool InnerSolver::solves_beside(const std::vector<const Model*>& models) const {
+  return num_beside(models) > 1;
+}
+
+// Each solve has one thread, so that its answer does not depend on how many run beside it.
+Status InnerSolver::solve_conics(const std::vector<const Model*>& models,
+                                 std::vector<BackendResult>* found) {
+  const size_t count = models.size();
+  found->assign(count, {});
+  std::vector<Status> statuses(count);
+  const size_t num_threads = num_beside(models);
+  if (num_threads <= 1) {
+    for (size_t k = 0; k < count; ++k) statuses[k] = solve_conic(*models[k], &(*found)[k]);
+  } else {
+    Parameters parameters = parameters_;
+    parameters.set(IntParam::kNumThreads, 1);
+    std::mutex mutex;
+    conic::ThreadTeam(num_threads).run(count, [&](size_t k, size_t) {
+      MonitorBeside monitor(this, &mutex);
+      statuses[k] = kConicBackend.solve(MinimizeProblem(*models[k]), parameters, seconds_left(),
+                                        &monitor, &(*found)[k]);
+    });
+    for (BackendResult& one : *found) {
+      name_stop(&one);
+      interior_ += one.progress.interior_iterations;
+    }
+  }
+  for (Status& status : statuses) {
+    if (!status.ok()) return std::move(status);
+  }
+  return {};
 }
 
 Status InnerSolver::solve_linear(const Model& model, Parameters parameters, BackendResult* found) {

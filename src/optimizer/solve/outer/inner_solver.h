@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <span>
+#include <vector>
 
 #include "solve/backend.h"
 #include "solve/outer/optimum_bounds.h"
@@ -23,6 +24,13 @@ class InnerSolver {
   Status solve_conic(const Model& model, BackendResult* found);
   // The same to a rough optimum, whose point is feasible all the same.
   Status solve_conic_roughly(const Model& model, BackendResult* found);
+  // Solves continuous models that do not wait for each other, beside each other where solves_beside
+  // says so, and otherwise in turn. A failure is that of the first one that has any.
+  Status solve_conics(const std::vector<const Model*>& models, std::vector<BackendResult>* found);
+  // At most so many continuous models are solved beside each other.
+  size_t num_processors() const;
+  // Whether there are processors to solve such models beside each other, and it pays.
+  bool solves_beside(const std::vector<const Model*>& models) const;
   // Solves a linear model without integers by a method that HiGHS chooses.
   Status solve_linear(const Model& model, Parameters parameters, BackendResult* found);
   // Solves a mixed-integer linear relaxation. Its objective is the one of the bounds times the
@@ -50,6 +58,7 @@ class InnerSolver {
 
  private:
   Status solve_conic(const Model& model, const Parameters& parameters, BackendResult* found);
+  size_t num_beside(const std::vector<const Model*>& models) const;
   friend class InnerMonitor;
   // The same with what an integer solve tells of itself.
   bool should_stop(const Progress& inner, double objective_factor);

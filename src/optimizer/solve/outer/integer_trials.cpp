@@ -51,11 +51,41 @@ IntegerTrials::IntegerTrials(const MinimizeProblem& problem, const Parameters& p
       relaxation_(relaxation),
       rows_(problem.model) {}
 
+FixedModel IntegerTrials::fix(const std::vector<double>& assignment) const {
+  return {model_, rows_, assignment, parameters_.get(DoubleParam::kFeasibilityTolerance)};
+}
+
+// A failure shows when the trial solves the model itself.
+void IntegerTrials::prepare(const std::vector<std::vector<double>>& points) {
+  prepared_.clear();
+  if (solver_->num_processors() <= 1) return;
+  std::vector<std::vector<double>> assignments;
+  std::vector<FixedModel> fixed;
+  for (const std::vector<double>& point : points) {
+    std::vector<double> assignment = find_assignment(model_, point);
+    const bool is_there =
+        tried_.count(assignment) != 0 ||
+        std::find(assignments.begin(), assignments.end(), assignment) != assignments.end();
+    if (is_there) continue;
+    FixedModel left = fix(assignment);
+    if (left.infeasible() || left.determined()) continue;
+    assignments.push_back(std::move(assignment));
+    fixed.push_back(std::move(left));
+  }
+  std::vector<const Model*> models;
+  models.reserve(fixed.size());
+  for (const FixedModel& one : fixed) models.push_back(&one.model());
+  std::vector<BackendResult> found;
+  if (!solver_->solves_beside(models) || !solver_->solve_conics(models, &found).ok()) return;
+  for (size_t k = 0; k < found.size(); ++k) {
+    prepared_.emplace(std::move(assignments[k]), std::move(found[k]));
+  }
+}
+
 bool IntegerTrials::try_integers(const std::vector<double>& x, std::string_view origin) {
   std::vector<double> assignment = find_assignment(model_, x);
   if (tried_.count(assignment) != 0) return false;
-  const FixedModel fixed(model_, rows_, assignment,
-                         parameters_.get(DoubleParam::kFeasibilityTolerance));
+  const FixedModel fixed = fix(assignment);
   BackendResult found;
   std::vector<double> at = x;
   if (fixed.infeasible()) {
@@ -65,7 +95,7 @@ bool IntegerTrials::try_integers(const std::vector<double>& x, std::string_view 
     tried_.insert(std::move(assignment));
     return true;
   }
-  Status status = solve_fixed(fixed, &found);
+  Status status = solve_fixed(fixed, assignment, &found);
   if (!status.ok()) {
     failure_ = std::move(status);
     return false;
@@ -81,8 +111,7 @@ bool IntegerTrials::try_integers(const std::vector<double>& x, std::string_view 
 }
 
 void IntegerTrials::try_roughly(const std::vector<double>& x) {
-  const FixedModel fixed(model_, rows_, find_assignment(model_, x),
-                         parameters_.get(DoubleParam::kFeasibilityTolerance));
+  const FixedModel fixed = fix(find_assignment(model_, x));
   if (fixed.infeasible() || fixed.determined()) return;
   BackendResult found;
   Status status = solver_->solve_conic_roughly(fixed.model(), &found);
@@ -118,14 +147,21 @@ std::vector<double> IntegerTrials::variables_of(std::span<const double> columns)
   return {x.begin(), x.end()};
 }
 
-Status IntegerTrials::solve_fixed(const FixedModel& fixed, BackendResult* found) {
+Status IntegerTrials::solve_fixed(const FixedModel& fixed, const std::vector<double>& assignment,
+                                  BackendResult* found) {
   if (fixed.determined()) {
     found->outcome = Outcome::kOptimal;
     found->x.assign(model_.cost.size(), 0.0);
     fixed.complete(&found->x);
     return {};
   }
-  Status status = solver_->solve_conic(fixed.model(), found);
+  Status status;
+  if (const auto prepared = prepared_.find(assignment); prepared != prepared_.end()) {
+    *found = std::move(prepared->second);
+    prepared_.erase(prepared);
+  } else {
+    status = solver_->solve_conic(fixed.model(), found);
+  }
   if (found->certificate == Certificate::kNone && found->x.size() == model_.cost.size()) {
     fixed.complete(&found->x);
   }

@@ -4,6 +4,7 @@
 // from coming back to the same integers with a better value.
 #pragma once
 
+#include <map>
 #include <set>
 #include <span>
 #include <string_view>
@@ -26,6 +27,8 @@ class IntegerTrials {
   // Tries the integers of a point of the model; false when they have been tried before. The origin
   // is told with a better point.
   bool try_integers(const std::vector<double>& x, std::string_view origin = "integers tried");
+  // Solves what trials of these points will ask for beside each other, where that pays.
+  void prepare(const std::vector<std::vector<double>>& points);
   // Looks for any feasible point with the integers of a point, and learns nothing else of them.
   void try_roughly(const std::vector<double>& x);
   // Whether the integers of a point were tried and the trial said all about them: that there is no
@@ -51,7 +54,9 @@ class IntegerTrials {
   const Status& failure() const { return failure_; }
 
  private:
-  Status solve_fixed(const FixedModel& fixed, BackendResult* found);
+  FixedModel fix(const std::vector<double>& assignment) const;
+  Status solve_fixed(const FixedModel& fixed, const std::vector<double>& assignment,
+                     BackendResult* found);
   void learn(const FixedModel& fixed, const BackendResult& found, const std::vector<double>& x);
   void find_violation(const FixedModel& fixed, std::vector<double>* at);
 
@@ -65,6 +70,7 @@ class IntegerTrials {
   RowView rows_;
   // Assignments of the integers: those that were tried, and those that need no further trial.
   std::set<std::vector<double>> tried_, settled_;
+  std::map<std::vector<double>, BackendResult> prepared_;  // by assignment
   int64_t tries_on_the_way_ = 0;
   Incumbent best_;
   int32_t num_incumbents_ = 0;

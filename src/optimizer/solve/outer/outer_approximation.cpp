@@ -150,7 +150,9 @@ void OuterApproximation::try_first_points(const ContinuousRelaxation& continuous
 }
 
 void OuterApproximation::try_rounded(const Model& linear, const std::vector<double>& x) {
-  for (const std::vector<double>& point : first_points(linear, x)) {
+  const std::vector<std::vector<double>> points = first_points(linear, x);
+  trials_->prepare(points);
+  for (const std::vector<double>& point : points) {
     if (solver_.should_stop() || !trials_->failure().ok()) return;
     trials_->try_integers(point);
   }

@@ -86,6 +86,7 @@ Relaxation::Relaxation(const MinimizeProblem& problem)
     add_row(0.0, kInfinity, std::move(row));
   }
   drop_free_rows();
+  lift_rows(make_model(), &rows_);
   first_cut_ = rows_.size();
 }
 

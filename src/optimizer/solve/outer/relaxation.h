@@ -24,6 +24,8 @@
 // cuts; what does not touch the model has files of its own (canonical_cone.h, diagonal_part.h,
 // switches.h).
 //
+// The linear constraints are made stronger by what binary variables imply (lifted_rows.h).
+//
 // Each r is cut by tangents of a function of two columns. The tangents of n such functions together
 // say as much as exponentially many cuts of the whole norm would (J. P. Vielma, I. Dunning,
 // J. Huchette, M. Lubin, Extended formulations in mixed integer conic quadratic programming, 2017).
@@ -39,6 +41,7 @@
 #include "solve/outer/bound_propagation.h"
 #include "solve/outer/canonical_cone.h"
 #include "solve/outer/fixed_model.h"
+#include "solve/outer/lifted_rows.h"
 #include "solve/outer/switches.h"
 
 namespace vorlan::outer {
@@ -47,10 +50,7 @@ using Terms = std::vector<std::pair<int32_t, double>>;  // (column, coefficient)
 
 class Relaxation {
  public:
-  struct Row {
-    double lower, upper;
-    Terms terms;
-  };
+  using Row = LinearRow;
 
   // The model is convex: its continuous relaxation has been solved.
   explicit Relaxation(const MinimizeProblem& problem);

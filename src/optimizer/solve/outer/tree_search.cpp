@@ -325,9 +325,12 @@ void TreeSearch::raise_global_bound(double now) {
 }
 
 void TreeSearch::try_first_points() {
-  for (const auto& point : first_points(relaxation_->make_model(), point_)) {
+  std::vector<std::vector<double>> points = first_points(relaxation_->make_model(), point_);
+  for (std::vector<double>& point : points) point = trials_->variables_of(point);
+  trials_->prepare(points);
+  for (const std::vector<double>& point : points) {
     if (!trials_->failure().ok()) return;
-    trials_->try_integers(trials_->variables_of(point));
+    trials_->try_integers(point);
   }
 }
 

@@ -93,8 +93,10 @@ Status Reformulation::add_indicator_side(const Indicator& indicator, int32_t con
   // What is within the tolerance of the constraint itself is none: so small a coefficient is lost.
   constexpr double kLeastRoom = 1e-6;
   double room = bounds_.most(terms) - side;
-  if (room <= kLeastRoom * std::max(1.0, std::fabs(side))) room = 0.0;
-  if (!(room <= kFarthest)) return refuse(shown_row(user_, indicator.con), bounds_.culprit(terms));
+  const double size = std::max(1.0, std::fabs(side));
+  if (room <= kLeastRoom * size) room = 0.0;
+  if (!(room <= kFarthest * size))
+    return refuse(shown_row(user_, indicator.con), bounds_.culprit(terms));
   note_size(room);
   model_.add_term(row, indicator.binary, sign * (indicator.active ? room : -room));
   const double end = indicator.active ? side + room : side;

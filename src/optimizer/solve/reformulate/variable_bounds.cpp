@@ -92,7 +92,7 @@ void VariableBounds::tighten(int32_t var, double sign) {
   derive();
   std::vector<bool>& solved = sign > 0.0 ? solved_upper_ : solved_lower_;
   double& bound = sign > 0.0 ? upper_[j] : lower_[j];
-  if (sign * bound <= kFarthest || solved[j]) return;
+  if (sign * bound <= kFar || solved[j]) return;
   solved[j] = true;
   const double most = relaxed_most({{var, sign}});
   if (most < sign * bound) bound = sign * most;
@@ -170,7 +170,7 @@ double VariableBounds::most(const std::vector<Term>& terms) {
   if (total <= kNearEnough) return total;
   derive();
   total = sum();
-  return total <= kFarthest ? total : std::min(total, relaxed_most(terms));
+  return total <= kFar ? total : std::min(total, relaxed_most(terms));
 }
 
 int32_t VariableBounds::culprit(const std::vector<Term>& terms) {

@@ -20,14 +20,18 @@ class Row:
 
 @dataclasses.dataclass
 class Case:
-    """The optimum is None where the model has no point. Errors are told as multiples of the scale."""
+    """The optimum is None where the model has no point, and infinite where its objective has no end.
+
+    Errors are told as multiples of the scale. A model without a point may have a ray of its objective.
+    """
     model: object
     optimum: float
     scale: float = None
+    has_ray: bool = False
 
     def __post_init__(self):
         if self.scale is None:
-            self.scale = abs(self.optimum or 1.0) or 1.0
+            self.scale = abs(self.optimum or 1.0)
 
 
 def signed(coefficient, name):
@@ -105,6 +109,11 @@ class Model:
     def exponential(self, bound, exponent):
         """bound >= exp(exponent)."""
         self.cone("exponential", bound, self.fixed(1), exponent)
+
+    def is_linear(self):
+        """Whether it has linear costs and rows alone."""
+        return not (self.integers or self.semicontinuous or self.matrices or self.cones or self.quadratic_costs
+                    or any(row.products or row.condition for row in self.rows))
 
     def text(self):
         lines = ["Minimize ] extended problem 1"]

@@ -1,10 +1,11 @@
-// What linear models have of their own: the point from which the method starts, and the correction of
-// steps that leave products of pairs far apart.
+// What linear models have of their own: the point from which the method starts, the correction of
+// steps that leave products of pairs far apart, and steps that are as exact as need be.
 #include "solve/conic/starting_point.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <span>
 #include <vector>
 
 #include "small_problem.h"
@@ -64,7 +65,9 @@ TEST(Direction, ACorrectedStepLeadsProductsBack) {
   ASSERT_TRUE(scalings.update(at));
   const Residuals residuals = find_residuals(problem, at);
   system.factor(scalings);
-  Direction direction(problem, at, residuals, &scalings, &system, Direction::Tau::kFree);
+  const AllowedResiduals none_allowed;
+  Direction direction(problem, at, residuals, none_allowed, &scalings, &system,
+                      Direction::Tau::kFree);
   const double mu = 0.1 * scalings.mu(at);
   const double length = 0.5;
   const Step step = direction.find(0.9, mu, direction.find_affine());
@@ -80,6 +83,62 @@ TEST(Direction, ACorrectedStepLeadsProductsBack) {
   }
   EXPECT_TRUE(is_any_changed);
   EXPECT_EQ(corrected.reduction, step.reduction);
+}
+
+// What the solution leaves of the equations. The factor's shift of 1e-12 leaves about as much, which
+// further rounds take back.
+double residual_of_solution(const NewtonSystem::Excess& excess) {
+  const ConicProblem problem = three_costs();
+  const Scalings scalings(problem, nullptr);
+  NewtonSystem system(problem, scalings, nullptr);
+  system.factor(scalings);
+  NewtonVector rhs(problem);
+  rhs.x = problem.cost;
+  rhs.y = problem.rhs;
+  NewtonVector solution(problem);
+  system.solve(rhs, &solution, excess);
+  std::vector<double> left = problem.rhs;
+  add_product(problem.matrix, -1.0, solution.x, left);
+  return largest(left);
+}
+
+TEST(NewtonSystem, IsAsExactAsItsCallerAsks) {
+  constexpr double kExact = 2e-13;
+  EXPECT_LT(residual_of_solution({}), kExact);
+  const auto allow = [](double size) {
+    return [size](std::span<const double> /*of_f*/, std::span<const double> of_g) {
+      EXPECT_EQ(of_g.size(), 2U);
+      return largest(of_g) / size;
+    };
+  };
+  const double left = residual_of_solution(allow(1e-6));
+  EXPECT_GT(left, 1e-11);
+  EXPECT_LT(left, 1e-8);
+  EXPECT_LT(residual_of_solution(allow(1e-12)), 1e-12);
+}
+
+TEST(Direction, StepsOfLinearModelsLeaveWhatIsAllowed) {
+  const ConicProblem problem = three_costs();
+  Scalings scalings(problem, nullptr);
+  NewtonSystem system(problem, scalings, nullptr);
+  Iterate at = scalings.start();
+  improve_start(problem, scalings, &system, &at);
+  ASSERT_TRUE(scalings.update(at));
+  system.factor(scalings);
+  const Residuals residuals = find_residuals(problem, at);
+  ASSERT_LT(largest(residuals.primal), 1e-12);
+  // What a step, which should leave the equations as they are, makes of them.
+  const auto left_by_step = [&](double size) {
+    const AllowedResiduals allowed = {{size, size}, {size, size, size}, size};
+    Direction direction(problem, at, residuals, allowed, &scalings, &system, Direction::Tau::kFree);
+    Iterate next = at;
+    next.take(problem, direction.find(1.0, 0.0, direction.find_affine()), 1.0);
+    return largest(find_residuals(problem, next).primal);
+  };
+  EXPECT_LT(left_by_step(1e-15), 1e-12);
+  const double left = left_by_step(1e-3);
+  EXPECT_GT(left, 1e-11);
+  EXPECT_LT(left, 1e-3);
 }
 
 }  // namespace

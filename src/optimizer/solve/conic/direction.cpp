@@ -12,12 +12,14 @@
 namespace vorlan::conic {
 
 Direction::Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
-                     Scalings* scalings, NewtonSystem* system, Tau tau)
+                     const AllowedResiduals& allowed, Scalings* scalings, NewtonSystem* system,
+                     Tau tau)
     : problem_(problem),
       at_(at),
       residuals_(residuals),
       scalings_(*scalings),
       system_(*system),
+      allowed_(allowed),
       tau_(tau),
       rhs_(problem),
       offset_(problem),
@@ -64,7 +66,7 @@ void Direction::solve_for_tau() {
     add_products(problem_.matrices[m], at_.matrices[m].x, 2.0 * factor, rhs_.y);
     system_.products(m).add_residual_products(share, &rhs_.y);
   }
-  system_.solve(rhs_, &tau_offset_);
+  solve_system(at_.tau, &tau_offset_);
   tau_factor_ = factor_of_tau();
 }
 
@@ -220,10 +222,44 @@ double Direction::tau_step(double reduction) const {
   return (std::fabs(sum - by_residuals) > rounding ? sum : by_residuals) / tau_factor_;
 }
 
+// How many times more the residuals of a solution are than a step should leave of the equations: a
+// small share of the iterate's own, or what is allowed. They move the gap by their products with x
+// and y, which is to be little beside mu.
+double Direction::excess(std::span<const double> of_x, std::span<const double> of_y) const {
+  constexpr double kShare = 1e-2;
+  double product = 0.0;
+  double most = 0.0;
+  const auto take = [&](std::span<const double> left, const std::vector<double>& own,
+                        const std::vector<double>& allowed, const std::vector<double>& point) {
+    const double share = kShare * largest(own);
+    for (size_t i = 0; i < left.size(); ++i) {
+      const double size = std::fabs(left[i]);
+      most = std::max(most, size / std::max(share, at_.tau * allowed[i]));
+      product += size * std::fabs(point[i]);
+    }
+  };
+  take(of_x, residuals_.dual, allowed_.dual, at_.x);
+  take(of_y, residuals_.primal, allowed_.primal, at_.y);
+  const double objective = std::max(std::fabs(residuals_.cost), std::fabs(residuals_.value));
+  const double gap =
+      std::max(kShare * scalings_.degree() * scalings_.mu(at_), at_.tau * allowed_.gap * objective);
+  return std::max(most, product / gap);
+}
+
+// Solves for the right-hand sides. The residuals that are left count in the unit given: the offset for
+// a unit of dtau is taken tau times at most. Cones and quadratic terms ask for all digits: their steps
+// magnify what is left.
+void Direction::solve_system(double unit, NewtonVector* solution) {
+  if (!problem_.is_linear() || allowed_.dual.empty()) return system_.solve(rhs_, solution);
+  system_.solve(rhs_, solution, [&](std::span<const double> of_x, std::span<const double> of_y) {
+    return unit * excess(of_x, of_y);
+  });
+}
+
 void Direction::solve_for_offset(double reduction, Step* step) {
   step->reduction = reduction;
   set_rhs(reduction);
-  system_.solve(rhs_, &offset_);
+  solve_system(1.0, &offset_);
   step->tau = tau_ == Tau::kHeld ? 0.0 : tau_step(reduction);
   add(step->tau, tau_offset_.x, &offset_.x);
   add(step->tau, tau_offset_.y, &offset_.y);
@@ -318,9 +354,9 @@ bool Direction::moves_gap(const std::vector<double>& residual) const {
 
 // A correction costs as much as a step.
 bool Direction::is_allowed(const std::vector<double>& residual) const {
-  if (allowed_.empty()) return false;
+  if (allowed_.primal.empty()) return false;
   for (size_t i = 0; i < residual.size(); ++i) {
-    if (!(std::fabs(residual[i]) <= at_.tau * allowed_[i])) return false;
+    if (!(std::fabs(residual[i]) <= at_.tau * allowed_.primal[i])) return false;
   }
   return !moves_gap(residual);
 }

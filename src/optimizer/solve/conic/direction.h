@@ -15,18 +15,23 @@
 
 namespace vorlan::conic {
 
+// What each step may leave of the equations, for a unit of tau: all steps together come nowhere near
+// the tolerances. No elements: steps are as exact as rounding allows.
+struct AllowedResiduals {
+  std::vector<double> primal, dual;
+  double gap = 0.0;  // relative to the objectives
+};
+
 class Direction {
  public:
   // Steps change tau and kappa or hold them. Held, the iterate is taken for a solution, and steps
   // only move it along or towards the central path.
   enum class Tau { kFree, kHeld };
-  // The scalings must be those of the iterate, and the system factored with them.
+  // The scalings must be those of the iterate, and the system factored with them. Steps of linear
+  // models, and those with matrix variables, leave what is allowed, as long as the gap does not notice.
+  // All must live on.
   Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
-            Scalings* scalings, NewtonSystem* system, Tau tau);
-
-  // Steps of matrix variables may leave so much of each equation, for a unit of tau, as long as the
-  // gap does not notice. Else each step is corrected as far as that goes. The span must live on.
-  void allow(std::span<const double> residuals) { allowed_ = residuals; }
+            const AllowedResiduals& allowed, Scalings* scalings, NewtonSystem* system, Tau tau);
 
   // The step to the boundary: all residuals and all products of pairs become 0 to first order.
   Step find_affine();
@@ -56,6 +61,8 @@ class Direction {
   double last_equation_by_residuals(double reduction) const;
   double tau_step(double reduction) const;
   void solve_for_offset(double reduction, Step* step);
+  void solve_system(double unit, NewtonVector* solution);
+  double excess(std::span<const double> of_x, std::span<const double> of_y) const;
   void complete(Step* step) const;
   void refine(Step* step);
   void take_correction(double factor, NewtonVector* correction, Step* step);
@@ -70,8 +77,8 @@ class Direction {
   const Residuals& residuals_;
   Scalings& scalings_;
   NewtonSystem& system_;
+  const AllowedResiduals& allowed_;
   Tau tau_;
-  std::span<const double> allowed_;
   NewtonVector rhs_;
   NewtonVector offset_;      // of the step at hand
   NewtonVector tau_offset_;  // for a unit of dtau

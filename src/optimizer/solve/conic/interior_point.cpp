@@ -114,12 +114,22 @@ Status InteriorPointMethod::prepare() {
                             kOperationsOfVariable * problem_.num_var();
   corrects_centrality_ =
       is_in_haste_ && system_->num_multiplications() >= kWorkForCentring * operations;
-  // All steps together come nowhere near the tolerance.
-  constexpr double kSmallShare = 1e-3;
-  for (const double row : scaling_.row) {
-    allowed_residuals_.push_back(kSmallShare * tolerances_.feasibility * std::min(1.0, row));
-  }
+  allow_residuals();
   return {};
+}
+
+// The corrections of matrix variables add up, while what a step of a linear model leaves is taken off
+// by the next one.
+void InteriorPointMethod::allow_residuals() {
+  const double share = problem_.is_linear() ? 3e-2 : 1e-3;
+  const double feasibility = share * tolerances_.feasibility;
+  for (const double row : scaling_.row) {
+    allowed_residuals_.primal.push_back(feasibility * std::min(1.0, row));
+  }
+  for (const double var : scaling_.var) {
+    allowed_residuals_.dual.push_back(feasibility * std::min(1.0, scaling_.cost * var));
+  }
+  allowed_residuals_.gap = share * tolerances_.gap;
 }
 
 // Multiplications of an iteration with matrix variables, but for the equations.
@@ -178,8 +188,8 @@ double InteriorPointMethod::share_to_boundary(double affine_length) const {
 // Returns the length of the step taken; 0: there is none.
 double InteriorPointMethod::make_step(Direction::Tau tau) {
   system_->factor(*scalings_);
-  Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(), tau);
-  direction.allow(allowed_residuals_);
+  Direction direction(problem_, now_, residuals_, allowed_residuals_, scalings_.get(),
+                      system_.get(), tau);
   Step affine = direction.find_affine();
   const double affine_length = std::min(1.0, scalings_->step_length(now_, affine));
   const double sigma = (1.0 - affine_length) * (1.0 - affine_length);
@@ -359,9 +369,10 @@ void InteriorPointMethod::center() {
   constexpr double kAhead = 0.1;
   const double mu = kAhead * scalings_->mu(now_);
   const Step no_affine = zero_step(problem_);
+  const AllowedResiduals none_allowed;
   for (int k = 0; k < kMostSteps; ++k) {
     system_->factor(*scalings_);
-    Direction direction(problem_, now_, residuals_, scalings_.get(), system_.get(),
+    Direction direction(problem_, now_, residuals_, none_allowed, scalings_.get(), system_.get(),
                         Direction::Tau::kHeld);
     const Step step = direction.find(1.0, mu, no_affine);
     const double size = std::max(1.0, largest(now_.cone_dual));

@@ -71,6 +71,7 @@ class InteriorPointMethod {
   // Says whether an iteration lasts long enough for threads.
   bool is_worth_threads() const;
   void gather_team();
+  void allow_residuals();
   bool iterate(Direction::Tau tau, InteriorPoint* result);
   bool iterate_with_tau_held(InteriorPoint* result);
   bool iterate_from(const Iterate& start, InteriorPoint* result);
@@ -112,7 +113,7 @@ class InteriorPointMethod {
   Iterate now_;
   Iterate before_;  // the last step, without matrix variables
   Residuals residuals_;
-  std::vector<double> allowed_residuals_;  // of steps
+  AllowedResiduals allowed_residuals_;
   Measures measures_;
   BestPoint best_;
   BestPoint accurate_;  // before rounding filled the embedding's last equation

@@ -299,7 +299,7 @@ void NewtonSystem::multiply(const std::vector<double>& x, std::vector<double>* o
   }
 }
 
-void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution) {
+void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution, const Excess& excess) {
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
   const std::span<double> all = rhs_;
   std::copy(rhs.x.begin(), rhs.x.end(), all.begin());
@@ -308,8 +308,8 @@ void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution) {
   ldl_.solve(solution_);
   const double good = problem_.matrices.empty() ? kGoodResidual : kGoodMatrixResidual;
   const double size = norm(rhs_);
-  const double target = good * size;
   double error = norm_of_residual();
+  const double target = std::max(good * size, allowed_residual(error, excess));
   for (int round = 0; round < kMostRounds && error > target; ++round) {
     const bool is_small = problem_.is_linear() && error <= kSmallResidual * size;
     before_ = solution_;
@@ -328,6 +328,15 @@ void NewtonSystem::solve(const NewtonVector& rhs, NewtonVector* solution) {
   for (size_t i = 0; i < solution->y.size(); ++i) {
     solution->y[i] = -solution_[first_row_node_ + i];
   }
+}
+
+// The norm that the residual, of the norm `error`, must come down to for the caller.
+double NewtonSystem::allowed_residual(double error, const Excess& excess) const {
+  constexpr double kClearly = 0.5;
+  if (!excess) return 0.0;
+  const std::span<const double> all = residual_;
+  const double times = excess(all.first(problem_.cost.size()), all.subspan(first_row_node_));
+  return times <= 1.0 ? error : kClearly * error / times;
 }
 
 // The residual is left in residual_.

@@ -9,6 +9,8 @@
 // constant, which iterative refinement takes back.
 #pragma once
 
+#include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -39,8 +41,11 @@ class NewtonSystem {
   void use(const DenseAlgebra* algebra) { ldl_.use(algebra); }
   // Takes the scalings of the current iterate.
   void factor(const Scalings& scalings);
-  // dx and dy for right-hand sides f and g.
-  void solve(const NewtonVector& rhs, NewtonVector* solution);
+  // How many times too large the residuals of a solution are for its caller, those of the equations
+  // of f and of g.
+  using Excess = std::function<double(std::span<const double> of_f, std::span<const double> of_g)>;
+  // dx and dy for right-hand sides f and g, as exact as the caller asks: by default as rounding allows.
+  void solve(const NewtonVector& rhs, NewtonVector* solution, const Excess& excess = {});
 
   // The products of a matrix variable's rows with the scaling of the last factorization.
   const MatrixProducts& products(size_t m) const { return products_[m]; }
@@ -70,6 +75,7 @@ class NewtonSystem {
   void factor_shifted();
   void multiply(const std::vector<double>& x, std::vector<double>* out) const;
   double norm_of_residual();
+  double allowed_residual(double error, const Excess& excess) const;
 
   // The places in the matrix of the elements that change with an iterate.
   struct Places {

@@ -36,6 +36,23 @@ if(VORLAN_HAS_PACKED_RELOCATIONS)
   add_link_options(-Wl,-z,pack-relative-relocs)
 endif()
 
+# The C++ runtime is compiled into the program and the library: finding the symbols of the shared one
+# takes a quarter of the start. The library's interface is C, and no exception crosses it, so that a
+# program in C++ may have a runtime of its own beside this one. Sanitizers replace functions of the
+# shared one. Systems without the static one link the shared one.
+option(VORLAN_STATIC_RUNTIME "Compile the C++ runtime into the program and the library" ON)
+set(VORLAN_RUNTIME_OPTIONS)
+if(VORLAN_STATIC_RUNTIME AND NOT VORLAN_SANITIZE)
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_REQUIRED_LINK_OPTIONS -static-libstdc++ -static-libgcc)
+  check_cxx_source_compiles("#include <iostream>\nint main() { std::cout << 1; }"
+    VORLAN_HAS_STATIC_RUNTIME)
+  unset(CMAKE_REQUIRED_LINK_OPTIONS)
+  if(VORLAN_HAS_STATIC_RUNTIME)
+    set(VORLAN_RUNTIME_OPTIONS -static-libstdc++ -static-libgcc)
+  endif()
+endif()
+
 # What reads files of strangers has the compiler's and the linker's guards: canaries on the stack,
 # checked copies, tables that are read-only once the program runs, marked targets of jumps. Sanitizers
 # bring guards of their own. bench/run start-up and solve hold what that costs.

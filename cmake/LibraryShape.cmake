@@ -6,7 +6,7 @@ set_target_properties(vorlan64 PROPERTIES
   VERSION ${VORLAN_INTERFACE_VERSION} SOVERSION ${VORLAN_INTERFACE_VERSION} INSTALL_RPATH ""
   LINK_DEPENDS ${map})
 target_link_options(vorlan64 PRIVATE
-  -Wl,--version-script=${map} -Wl,--exclude-libs,ALL -Wl,-Bsymbolic)
+  -Wl,--version-script=${map} -Wl,--exclude-libs,ALL -Wl,-Bsymbolic ${VORLAN_RUNTIME_OPTIONS})
 # Sanitizers' own symbols are found only in the program.
 if(NOT VORLAN_SANITIZE)
   target_link_options(vorlan64 PRIVATE -Wl,-z,defs)

@@ -17,6 +17,8 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION math)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Loaded by name, where dpkg-shlibdeps does not look.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "zlib1g, libzstd1")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libopenblas0-pthread | libopenblas0-serial | liblapack3, libmetis5")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)

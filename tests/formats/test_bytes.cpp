@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 #include <span>
+#include <stdexcept>
 
 #include "file/input_stream.h"
 
@@ -29,7 +30,9 @@ Status read_input(const std::string& path, std::string* content, size_t piece) {
 }
 
 std::string encoded(std::string_view content, Compression compression) {
-  const std::unique_ptr<Encoder> encoder = make_encoder(compression);
+  std::unique_ptr<Encoder> encoder;
+  const Status status = make_encoder(compression, &encoder);
+  if (!status.ok()) throw std::runtime_error(status.message());
   if (!encoder) return std::string(content);
   std::string result;
   std::array<char, 1000> buffer = {};

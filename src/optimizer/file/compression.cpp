@@ -1,13 +1,11 @@
 // The compressed formats; see compression.h.
 #include "file/compression.h"
 
-#include <zlib.h>
-#include <zstd.h>
-#include <zstd_errors.h>
-
 #include <algorithm>
 #include <new>
 #include <string>
+
+#include "file/compression_libraries.h"
 
 namespace vorlan {
 namespace {
@@ -41,19 +39,23 @@ void take_windows(const z_stream& stream, std::string_view* input, std::span<cha
 
 class GzipDecoder : public Decoder {
  public:
-  GzipDecoder() {
-    if (inflateInit2(&stream_, kGzipWindow) != Z_OK) throw std::bad_alloc();
+  explicit GzipDecoder(const Zlib& zlib) : zlib_(zlib) {
+    const int result =
+        zlib_.inflate_init(&stream_, kGzipWindow, ZLIB_VERSION, static_cast<int>(sizeof stream_));
+    if (result != Z_OK) throw std::bad_alloc();
   }
-  ~GzipDecoder() override { inflateEnd(&stream_); }
+  ~GzipDecoder() override { zlib_.inflate_end(&stream_); }
+  GzipDecoder(const GzipDecoder&) = delete;
+  GzipDecoder& operator=(const GzipDecoder&) = delete;
 
   const char* decode(std::string_view* input, std::span<char>* output) override {
     if (complete_) {
       if (input->empty()) return nullptr;
-      inflateReset(&stream_);
+      zlib_.inflate_reset(&stream_);
       complete_ = false;
     }
     set_windows(&stream_, *input, *output);
-    const int result = inflate(&stream_, Z_NO_FLUSH);
+    const int result = zlib_.inflate(&stream_, Z_NO_FLUSH);
     take_windows(stream_, input, output);
     switch (result) {
       case Z_STREAM_END:
@@ -79,6 +81,7 @@ class GzipDecoder : public Decoder {
     return stream_.msg != nullptr ? stream_.msg : "invalid data";
   }
 
+  const Zlib zlib_;
   z_stream stream_ = {};
   uint64_t members_ = 0;
   bool complete_ = false;
@@ -86,11 +89,11 @@ class GzipDecoder : public Decoder {
 
 class ZstdDecoder : public Decoder {
  public:
-  ZstdDecoder() : context_(ZSTD_createDCtx()) {
+  explicit ZstdDecoder(const Zstd& zstd) : zstd_(zstd), context_(zstd.create_decoder()) {
     if (context_ == nullptr) throw std::bad_alloc();
-    ZSTD_DCtx_setParameter(context_, ZSTD_d_windowLogMax, kZstdWindowLog);
+    zstd_.set_decoder(context_, ZSTD_d_windowLogMax, kZstdWindowLog);
   }
-  ~ZstdDecoder() override { ZSTD_freeDCtx(context_); }
+  ~ZstdDecoder() override { zstd_.free_decoder(context_); }
   ZstdDecoder(const ZstdDecoder&) = delete;
   ZstdDecoder& operator=(const ZstdDecoder&) = delete;
 
@@ -99,10 +102,10 @@ class ZstdDecoder : public Decoder {
     if (complete_ && input->empty()) return nullptr;
     ZSTD_inBuffer in{input->data(), input->size(), 0};
     ZSTD_outBuffer out{output->data(), output->size(), 0};
-    const size_t result = ZSTD_decompressStream(context_, &out, &in);
+    const size_t result = zstd_.decompress(context_, &out, &in);
     input->remove_prefix(in.pos);
     *output = output->subspan(out.pos);
-    if (ZSTD_isError(result) != 0) return cause(ZSTD_getErrorCode(result));
+    if (zstd_.is_error(result) != 0) return cause(result);
     complete_ = result == 0;
     if (complete_) ++frames_;
     return nullptr;
@@ -111,7 +114,8 @@ class ZstdDecoder : public Decoder {
   bool complete() const override { return complete_; }
 
  private:
-  const char* cause(ZSTD_ErrorCode code) const {
+  const char* cause(size_t result) const {
+    const ZSTD_ErrorCode code = zstd_.error_code(result);
     switch (code) {
       case ZSTD_error_memory_allocation:
         throw std::bad_alloc();
@@ -120,10 +124,11 @@ class ZstdDecoder : public Decoder {
       case ZSTD_error_frameParameter_windowTooLarge:
         return "they need a window of more than 128 MiB";
       default:
-        return ZSTD_getErrorString(code);
+        return zstd_.error_text(code);
     }
   }
 
+  const Zstd zstd_;
   ZSTD_DCtx* context_;
   uint64_t frames_ = 0;
   bool complete_ = false;
@@ -131,49 +136,69 @@ class ZstdDecoder : public Decoder {
 
 class GzipEncoder : public Encoder {
  public:
-  GzipEncoder() {
-    const int result = deflateInit2(&stream_, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipWindow,
-                                    kZlibMemory, Z_DEFAULT_STRATEGY);
+  explicit GzipEncoder(const Zlib& zlib) : zlib_(zlib) {
+    const int result =
+        zlib_.deflate_init(&stream_, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipWindow, kZlibMemory,
+                           Z_DEFAULT_STRATEGY, ZLIB_VERSION, static_cast<int>(sizeof stream_));
     if (result != Z_OK) throw std::bad_alloc();
   }
-  ~GzipEncoder() override { deflateEnd(&stream_); }
+  ~GzipEncoder() override { zlib_.deflate_end(&stream_); }
+  GzipEncoder(const GzipEncoder&) = delete;
+  GzipEncoder& operator=(const GzipEncoder&) = delete;
 
   bool encode(std::string_view* input, std::span<char>* output, bool last) override {
     set_windows(&stream_, *input, *output);
     const bool finishing = last && stream_.avail_in == input->size();
-    const int result = deflate(&stream_, finishing ? Z_FINISH : Z_NO_FLUSH);
+    const int result = zlib_.deflate(&stream_, finishing ? Z_FINISH : Z_NO_FLUSH);
     take_windows(stream_, input, output);
     return last ? result == Z_STREAM_END : input->empty();
   }
 
  private:
+  const Zlib zlib_;
   z_stream stream_ = {};
 };
 
 class ZstdEncoder : public Encoder {
  public:
-  ZstdEncoder() : context_(ZSTD_createCCtx()) {
+  explicit ZstdEncoder(const Zstd& zstd) : zstd_(zstd), context_(zstd.create_encoder()) {
     if (context_ == nullptr) throw std::bad_alloc();
-    ZSTD_CCtx_setParameter(context_, ZSTD_c_checksumFlag, 1);
+    zstd_.set_encoder(context_, ZSTD_c_checksumFlag, 1);
   }
-  ~ZstdEncoder() override { ZSTD_freeCCtx(context_); }
+  ~ZstdEncoder() override { zstd_.free_encoder(context_); }
   ZstdEncoder(const ZstdEncoder&) = delete;
   ZstdEncoder& operator=(const ZstdEncoder&) = delete;
 
   bool encode(std::string_view* input, std::span<char>* output, bool last) override {
     ZSTD_inBuffer in{input->data(), input->size(), 0};
     ZSTD_outBuffer out{output->data(), output->size(), 0};
-    const size_t left =
-        ZSTD_compressStream2(context_, &out, &in, last ? ZSTD_e_end : ZSTD_e_continue);
-    if (ZSTD_isError(left) != 0) throw std::bad_alloc();  // nothing else can fail in memory
+    const size_t left = zstd_.compress(context_, &out, &in, last ? ZSTD_e_end : ZSTD_e_continue);
+    if (zstd_.is_error(left) != 0) throw std::bad_alloc();  // nothing else can fail in memory
     input->remove_prefix(in.pos);
     *output = output->subspan(out.pos);
     return last ? left == 0 : input->empty();
   }
 
  private:
+  const Zstd zstd_;
   ZSTD_CCtx* context_;
 };
+
+template <class Gzip, class Zstandard, class Coder>
+Status make_coder(Compression compression, std::unique_ptr<Coder>* coder) {
+  coder->reset();
+  Status status;
+  if (compression == Compression::kGzip) {
+    Zlib zlib;
+    status = load_zlib(&zlib);
+    if (status.ok()) *coder = std::make_unique<Gzip>(zlib);
+  } else if (compression == Compression::kZstd) {
+    Zstd zstd;
+    status = load_zstd(&zstd);
+    if (status.ok()) *coder = std::make_unique<Zstandard>(zstd);
+  }
+  return status;
+}
 
 // Tells whether the content starts with the magic number, or ends within it.
 bool begins_with(std::string_view content, std::string_view magic) {
@@ -211,16 +236,12 @@ Compression compression_of_content(std::string_view head) {
   return skippable && head.size() >= kCompressionHead ? Compression::kZstd : Compression::kNone;
 }
 
-std::unique_ptr<Decoder> make_decoder(Compression compression) {
-  if (compression == Compression::kGzip) return std::make_unique<GzipDecoder>();
-  if (compression == Compression::kZstd) return std::make_unique<ZstdDecoder>();
-  return nullptr;
+Status make_decoder(Compression compression, std::unique_ptr<Decoder>* decoder) {
+  return make_coder<GzipDecoder, ZstdDecoder>(compression, decoder);
 }
 
-std::unique_ptr<Encoder> make_encoder(Compression compression) {
-  if (compression == Compression::kGzip) return std::make_unique<GzipEncoder>();
-  if (compression == Compression::kZstd) return std::make_unique<ZstdEncoder>();
-  return nullptr;
+Status make_encoder(Compression compression, std::unique_ptr<Encoder>* encoder) {
+  return make_coder<GzipEncoder, ZstdEncoder>(compression, encoder);
 }
 
 }  // namespace vorlan

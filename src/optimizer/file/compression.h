@@ -1,5 +1,5 @@
 // Compressed streams, decoded and encoded piece by piece: gzip (RFC 1952) through zlib and
-// Zstandard (RFC 8878) through libzstd.
+// Zstandard (RFC 8878) through libzstd, which are loaded for the first compressed file.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 
+#include "task/status.h"
 #include "vorlan.h"
 
 namespace vorlan {
@@ -43,8 +44,8 @@ class Decoder {
   virtual bool complete() const = 0;
 };
 
-// nullptr for kNone.
-std::unique_ptr<Decoder> make_decoder(Compression compression);
+// *decoder is nullptr for kNone. kErrNotAvailable where the system lacks the library.
+Status make_decoder(Compression compression, std::unique_ptr<Decoder>* decoder);
 
 class Encoder {
  public:
@@ -56,7 +57,8 @@ class Encoder {
   virtual bool encode(std::string_view* input, std::span<char>* output, bool last) = 0;
 };
 
-// nullptr for kNone. The same input gives the same bytes: no time stamp, no name.
-std::unique_ptr<Encoder> make_encoder(Compression compression);
+// *encoder is nullptr for kNone. The same input gives the same bytes: no time stamp, no name.
+// kErrNotAvailable where the system lacks the library.
+Status make_encoder(Compression compression, std::unique_ptr<Encoder>* encoder);
 
 }  // namespace vorlan

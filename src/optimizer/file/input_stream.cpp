@@ -69,8 +69,8 @@ Status InputStream::open(const char* filename, std::string_view shown_name,
   if (!compression && found == Compression::kNone && raw_.size() < kCompressionHead) {
     compression_ = compression_of_name(filename);
   }
-  decoder_ = make_decoder(compression_);
-  return {};
+  status = make_decoder(compression_, &decoder_);
+  return status.ok() ? status : Status(status.code(), shown_name_ + ": " + status.message());
 }
 
 Status InputStream::peek(size_t size, std::string_view* content) {

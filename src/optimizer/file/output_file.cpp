@@ -29,7 +29,8 @@ Status OutputFile::open(const char* filename, std::string_view shown_name, Compr
   buffer_ = std::make_unique_for_overwrite<char[]>(kBufferSize);
   end_ = buffer_.get();
   limit_ = end_ + kBufferSize;
-  encoder_ = make_encoder(compression);
+  const Status status = make_encoder(compression, &encoder_);
+  if (!status.ok()) return {status.code(), shown_name_ + ": " + status.message()};
   if (encoder_) encoded_ = std::make_unique_for_overwrite<char[]>(kEncodedSize);
   error_ = target_.open(filename, gives_up_pipe_);
   return failed() ? failure(Code::kErrFileOpen, "open") : Status();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <utility>
 
 #include "cone_points.h"
@@ -790,6 +791,43 @@ void rescale(uint32_t seed, int range, UnitModel* known) {
   }
   for (MatrixCoefficient& e : model.matrix_coefficients) {
     e.entry.value *= row[index(e.con)] * congruent(e.matrix_var, e.entry);
+  }
+}
+
+bool has_axes(const Cone& cone) {
+  return cone.kind == ConeKind::kRotatedQuadratic || cone.kind == ConeKind::kPower ||
+         cone.kind == ConeKind::kDualPower;
+}
+
+void rescale_axes(uint32_t seed, int range, UnitModel* known) {
+  Random random(seed);
+  Model& model = known->model;
+  std::vector<double> column(model.cost.size(), 1.0);
+  for (const Cone& cone : model.cones) {
+    if (!has_axes(cone)) continue;
+    const bool is_rotated = cone.kind == ConeKind::kRotatedQuadratic;
+    const std::vector<double> weights =
+        is_rotated ? std::vector<double>{1.0, 1.0} : std::vector<double>(cone.exponents);
+    const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
+    double mean = 0.0;
+    for (size_t k = 0; k < weights.size(); ++k) {
+      const int power = 2 * random.whole(-range / 2, range / 2);
+      column[index(cone.vars[k])] = std::ldexp(1.0, power);
+      mean += weights[k] * power / sum;
+    }
+    for (size_t k = weights.size(); k < cone.vars.size(); ++k) {
+      column[index(cone.vars[k])] = std::exp2(mean);
+    }
+  }
+  SparseMatrix& a = model.matrix;
+  for (size_t j = 0; j < column.size(); ++j) {
+    model.cost[j] *= column[j];
+    model.var_lower[j] /= column[j];
+    model.var_upper[j] /= column[j];
+    for (int64_t k = a.start[j]; k < a.start[j + 1]; ++k) a.value[index(k)] *= column[j];
+  }
+  for (TriangleEntry& e : model.quadratic_cost) {
+    e.value *= column[index(e.row)] * column[index(e.col)];
   }
 }
 

@@ -142,6 +142,35 @@ TEST_P(UnitFamilies, HaveTheirAnswerInScalesFarApart) {
   solve_in_random_scales(family(), optimizer(), 30, 10, kProofFarApart);
 }
 
+// Axes of rotated and power cones by up to 2^30 or 2^-30 each.
+class AxesOfFamilies : public testing::TestWithParam<UnitFamily> {};
+
+std::vector<UnitFamily> families_with_axes() {
+  std::vector<UnitFamily> families;
+  for (const UnitFamily& family : test::curved_unit_families()) {
+    const Model model = family.make(1.0).model;
+    if (std::any_of(model.cones.begin(), model.cones.end(), test::has_axes) &&
+        model.quadratic_coefficients.empty()) {
+      families.push_back(family);
+    }
+  }
+  return families;
+}
+
+TEST_P(AxesOfFamilies, HaveTheirAnswerInUnitsFarApart) {
+  const uint32_t count = number_from("VORLAN_RANDOM_MODELS", 8);
+  Proved proved;
+  for (uint32_t seed = 0; seed < count; ++seed) {
+    UnitModel known = GetParam().make(1.0);
+    rescale_axes(seed, 30, &known);
+    Solved solved;
+    EXPECT_EQ(faults_of(known, "conic", kProofFarApart, &solved, &proved), "") << "seed " << seed;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Conic, AxesOfFamilies, testing::ValuesIn(families_with_axes()),
+                         [](const auto& family) { return std::string(family.param.name); });
+
 // Scales in which a run in doubles, and one in extended precision after it, are right only beside the
 // larger parts of the model: a claimed optimum was 1e-6 to a quarter off.
 struct HardScales {

@@ -247,6 +247,39 @@ double largest_change(const std::vector<double>& before, const std::vector<doubl
   return most;
 }
 
+// The cones whose first members, the axes, may have units of their own: 2 x0 x1 >= x2^2 and
+// x0^w x1^(1-w) >= |x2| stay what they are when the other members have the mean of the units.
+bool has_axes(const ConeBlock& cone) {
+  return cone.kind == ConeKind::kRotatedQuadratic || cone.kind == ConeKind::kPower ||
+         cone.kind == ConeKind::kDualPower;
+}
+
+std::vector<double> weights_of_axes(const ConeBlock& cone) {
+  return cone.kind == ConeKind::kRotatedQuadratic ? std::vector<double>{0.5, 0.5} : cone.exponents;
+}
+
+// Gives the members behind the axes the mean of the axes' factors. It is a power of two in a rotated
+// cone, and rounds what it scales in a power cone.
+void suit_axes(const ConeBlock& cone, std::vector<double>* factors) {
+  if (cone.kind == ConeKind::kRotatedQuadratic) {
+    double& first = (*factors)[index(cone.vars[0])];
+    const double product = first * (*factors)[index(cone.vars[1])];
+    if (std::fmod(std::log2(product), 2.0) != 0.0) first *= 2.0;
+  }
+  const std::vector<double> weights = weights_of_axes(cone);
+  double logarithm = 0.0;
+  for (size_t k = 0; k < weights.size(); ++k) {
+    logarithm += weights[k] * std::log2((*factors)[index(cone.vars[k])]);
+  }
+  for (size_t k = weights.size(); k < cone.vars.size(); ++k) {
+    (*factors)[index(cone.vars[k])] = std::exp2(logarithm);
+  }
+}
+
+bool has_cone_with_axes(const ConicProblem& problem) {
+  return std::any_of(problem.cones.begin(), problem.cones.end(), has_axes);
+}
+
 // Logarithms of the factors of a problem that bring elements, right-hand sides, bounds and costs to
 // 1 in the mean of squares (A. Curtis, J. Reid, On the automatic scaling of matrices for Gaussian
 // elimination, IMA J. Appl. Math. 10, 1972). They undo any change of units, where the largest
@@ -268,6 +301,7 @@ class LogarithmicScaling {
     cone_.assign(var_.size(), -1);
     for (size_t c = 0; c < problem.cones.size(); ++c) {
       for (const int32_t var : problem.cones[c].vars) cone_[index(var)] = static_cast<int32_t>(c);
+      has_axes_.push_back(has_axes(problem.cones[c]));
     }
   }
 
@@ -374,7 +408,8 @@ class LogarithmicScaling {
     std::vector<LogMean> mean(var_.size());
     std::vector<LogMean> cone_mean(problem_.cones.size());
     const auto mean_of = [&](size_t j) -> LogMean& {
-      return cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])];
+      const bool is_alone = cone_[j] < 0 || has_axes_[index(cone_[j])];
+      return is_alone ? mean[j] : cone_mean[index(cone_[j])];
     };
     for (size_t j = 0; j < var_.size(); ++j) {
       LogMean& own = mean_of(j);
@@ -392,9 +427,43 @@ class LogarithmicScaling {
       }
     });
     for (size_t j = 0; j < var_.size(); ++j) {
-      var_[j] = -(cone_[j] < 0 ? mean[j] : cone_mean[index(cone_[j])]).value();
+      var_[j] = -mean_of(j).value();
+    }
+    for (const ConeBlock& cone : problem_.cones) {
+      if (has_axes(cone)) improve_axes(cone, mean);
     }
     for (size_t m = 0; m < matrix_.size(); ++m) improve_matrix(m);
+  }
+
+  // The factors v_i of the axes are free, and the others have their mean w'v. With n_i elements of
+  // the mean m_i the sum of n_i (m_i + v_i)^2 and of n (m + w'v)^2 over the others is least at
+  // v_i = -m_i - s w_i / n_i, where s = n (m - sum w_i m_i) / (1 + n sum w_i^2 / n_i).
+  void improve_axes(const ConeBlock& cone, const std::vector<LogMean>& mean) {
+    // An axis that stands in no equation is free to suit the others.
+    constexpr double kLeastCount = 0.01;
+    const auto count = [&](size_t k) {
+      return std::max(kLeastCount, mean[index(cone.vars[k])].count);
+    };
+    const std::vector<double> weights = weights_of_axes(cone);
+    LogMean rest;
+    for (size_t k = weights.size(); k < cone.vars.size(); ++k) {
+      rest.sum += mean[index(cone.vars[k])].sum;
+      rest.count += mean[index(cone.vars[k])].count;
+    }
+    double missing = rest.value();
+    double softness = 0.0;
+    for (size_t k = 0; k < weights.size(); ++k) {
+      missing -= weights[k] * mean[index(cone.vars[k])].value();
+      softness += weights[k] * weights[k] / count(k);
+    }
+    const double pull = rest.count * missing / (1.0 + rest.count * softness);
+    double joint = 0.0;
+    for (size_t k = 0; k < weights.size(); ++k) {
+      const size_t j = index(cone.vars[k]);
+      var_[j] = -mean[j].value() - pull * weights[k] / count(k);
+      joint += weights[k] * var_[j];
+    }
+    for (size_t k = weights.size(); k < cone.vars.size(); ++k) var_[index(cone.vars[k])] = joint;
   }
 
   // An element k, l is to become 1 by the factors of both; each takes half of what is missing.
@@ -420,6 +489,9 @@ class LogarithmicScaling {
     };
     Equilibration scaling;
     scaling.var = exponentials(var_);
+    for (const ConeBlock& cone : problem_.cones) {
+      if (has_axes(cone)) suit_axes(cone, &scaling.var);
+    }
     scaling.row = exponentials(row_);
     for (const std::vector<double>& values : matrix_)
       scaling.matrix.push_back(exponentials(values));
@@ -430,7 +502,8 @@ class LogarithmicScaling {
   std::vector<double> logarithm_;  // of each element of the equations
   std::vector<double> var_, row_;
   std::vector<std::vector<double>> matrix_;
-  std::vector<int32_t> cone_;  // of each variable, -1: none
+  std::vector<int32_t> cone_;   // of each variable, -1: none
+  std::vector<bool> has_axes_;  // of each cone
   double cost_ = 0.0;
   double side_ = 0.0;
 };
@@ -455,9 +528,12 @@ ScalingRule choose_scaling_rule(const ConicProblem& problem) {
   // Norms do well unless elements, or the sides of matrix variables, are further apart than this.
   constexpr double kFarApart = 30.0;
   constexpr double kFarElements = 1e6;
+  constexpr double kFarAxes = 1e4;  // of cones whose axes may be in units far apart
   const Equilibration scaling = by_norms(problem);
+  const double sides = spread_of_sides(problem, scaling);
   const bool far = spread_of_elements(problem, scaling) > kFarElements ||
-                   (!problem.matrices.empty() && spread_of_sides(problem, scaling) > kFarApart);
+                   (!problem.matrices.empty() && sides > kFarApart) ||
+                   (has_cone_with_axes(problem) && sides > kFarAxes);
   return far ? ScalingRule::kByLogarithms : ScalingRule::kByNorms;
 }
 

@@ -2,10 +2,12 @@
 // both rows and columns norms in matrices, RAL-TR-2001-034).
 //
 // All variables of a cone get one factor, because the cone must stay what it is, and a matrix
-// variable gets a congruence by a diagonal matrix, which keeps it semidefinite. Then one factor for
-// all right-hand sides and bounds, and one for the objective, bring these to about 1 too: the
-// method starts at 1, and an optimum at 1e8 looks to it like a ray. Factors are powers of two, so
-// that nothing is rounded.
+// variable gets a congruence by a diagonal matrix, which keeps it semidefinite. Scaling by
+// logarithms also gives each axis of a rotated or power cone a factor of its own, and the other
+// members the mean of these by the exponents. Then one factor for all right-hand sides and bounds,
+// and one for the objective, bring these to about 1 too: the method starts at 1, and an optimum at
+// 1e8 looks to it like a ray. Factors are powers of two, so that nothing is rounded, but those of
+// the members that are no axes of a power cone.
 #pragma once
 
 #include <vector>

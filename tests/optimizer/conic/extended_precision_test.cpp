@@ -12,6 +12,7 @@
 #include "small_problem.h"
 #include "solve/conic/double_double.h"
 #include "solve/conic/equilibration.h"
+#include "solve/conic/extended_algebra.h"
 #include "solve/conic/extended_method.h"
 #include "solve/conic/interior_point.h"
 
@@ -68,6 +69,66 @@ TEST(DoubleDouble, KeepsWhatADoubleLeavesOut) {
   EXPECT_EQ(sum.low(), 0x1p-80);
   EXPECT_TRUE(sum > DoubleDouble(1.0));
   EXPECT_EQ(sum - DoubleDouble(1.0), DoubleDouble(0x1p-80));
+}
+
+// Where the processor has no fast way, both are the same one.
+TEST(ExtendedAlgebra, FastSumsAreThoseOfSingleElementsToTheLastBit) {
+  std::mt19937 engine(2);
+  for (Eigen::Index count = 0; count < 40; ++count) {
+    ExtendedVector from(count + 1), fast(count + 1);
+    for (Eigen::Index i = 0; i <= count; ++i) {
+      from[i] = random_number(&engine);
+      fast[i] = i % 3 == 0 ? -random_number(&engine) : random_number(&engine);
+    }
+    ExtendedVector slow = fast;
+    const DoubleDouble beyond = fast[count];
+    const DoubleDouble factor = count % 2 == 0 ? random_number(&engine) : -random_number(&engine);
+    add_multiple(factor, from.data(), count, fast.data());
+    add_multiple_by_elements(factor, from.data(), count, slow.data());
+    EXPECT_EQ(fast, slow) << count;
+    EXPECT_EQ(fast[count], beyond);
+  }
+}
+
+ExtendedMatrix random_matrix(Eigen::Index rows, Eigen::Index cols, std::mt19937* engine) {
+  ExtendedMatrix matrix(rows, cols);
+  for (DoubleDouble& value : matrix.reshaped()) {
+    value = DoubleDouble(static_cast<double>((*engine)() % 2001) / 1e3 - 1.0) / DoubleDouble(3.0);
+  }
+  return matrix;
+}
+
+double largest(const ExtendedMatrix& matrix) {
+  return static_cast<double>(matrix.cwiseAbs().maxCoeff());
+}
+
+TEST(ExtendedAlgebra, ProductsAndFactorsAreExactTo100Bits) {
+  constexpr double kRounding = 0x1p-95;  // times a condition of some hundreds
+  std::mt19937 engine(3);
+  for (const Eigen::Index size : {1, 2, 7, 24}) {
+    const ExtendedMatrix a = random_matrix(size, size + 2, &engine);
+    const ExtendedMatrix square = multiply(a, a.transpose());
+    EXPECT_LE(largest(square - a.lazyProduct(a.transpose())), kRounding);
+
+    ExtendedMatrix definite = square;
+    definite.diagonal().array() += DoubleDouble(0.25);
+    ExtendedCholesky cholesky;
+    ASSERT_TRUE(cholesky.compute(definite));
+    const ExtendedMatrix half = cholesky.divide(ExtendedMatrix::Identity(size, size));
+    const ExtendedMatrix inverse = multiply(half.transpose(), half);
+    const ExtendedMatrix identity = ExtendedMatrix::Identity(size, size);
+    EXPECT_LE(largest(multiply(inverse, definite) - identity), kRounding);
+    definite(size - 1, size - 1) -= DoubleDouble(1.0) / inverse(size - 1, size - 1) + 0x1p-60;
+    EXPECT_FALSE(cholesky.compute(definite));
+
+    ExtendedMatrix general = random_matrix(size, size, &engine);
+    general(0, 0) = 0.0;  // a pivot from another row
+    if (size == 1) general(0, 0) = 3.0;
+    const ExtendedVector x = random_matrix(size, 1, &engine);
+    ExtendedLu lu;
+    lu.compute(general);
+    EXPECT_LE(largest(lu.solve(multiply(general, x)) - x), kRounding);
+  }
 }
 
 // Asks for a stop at the given question.

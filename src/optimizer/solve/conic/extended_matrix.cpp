@@ -1,6 +1,7 @@
 // The matrices of a part are sparse as a rule: a product with one of them goes over its elements.
 #include "solve/conic/extended_matrix.h"
 
+#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
 
@@ -23,21 +24,22 @@ ExtendedMatrix basis_without(const std::vector<double>& vector) {
   return reflection.rightCols(order - 1);
 }
 
-// The longest step along the change that leaves the matrix with this factor semidefinite.
-DoubleDouble step_to_boundary(const ExtendedMatrix& factor, const ExtendedMatrix& change) {
-  const auto lower = factor.triangularView<Eigen::Lower>();
-  const ExtendedMatrix half = lower.solve(change);
-  const ExtendedMatrix scaled = lower.solve(ExtendedMatrix(half.transpose()));
-  const Eigen::SelfAdjointEigenSolver<ExtendedMatrix> eigen(symmetric_part(scaled),
-                                                            Eigen::EigenvaluesOnly);
-  const DoubleDouble least = eigen.eigenvalues()[0];
-  return least < 0.0 ? DoubleDouble(-1.0) / least : Eigen::NumTraits<DoubleDouble>::infinity();
+// The least eigenvalue. The digits of doubles are enough, unless others are much larger.
+double least_eigenvalue(const ExtendedMatrix& matrix) {
+  constexpr double kLargestShare = 1e10;
+  const Eigen::MatrixXd rounded = matrix.cast<double>();
+  const Eigen::VectorXd values =
+      Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(rounded, Eigen::EigenvaluesOnly).eigenvalues();
+  if (values.cwiseAbs().maxCoeff() <= kLargestShare * std::fabs(values[0])) return values[0];
+  const Eigen::SelfAdjointEigenSolver<ExtendedMatrix> eigen(matrix, Eigen::EigenvaluesOnly);
+  return static_cast<double>(eigen.eigenvalues()[0]);
 }
 
-bool factor_definite(const ExtendedMatrix& matrix, ExtendedMatrix* factor) {
-  const Eigen::LLT<ExtendedMatrix> llt(matrix);
-  *factor = llt.matrixL();
-  return llt.info() == Eigen::Success && isfinite(factor->diagonal().sum());
+// The longest step along the change that leaves the matrix with this factor semidefinite.
+DoubleDouble step_to_boundary(const ExtendedCholesky& factor, const ExtendedMatrix& change) {
+  const ExtendedMatrix half = factor.divide(change);
+  const double least = least_eigenvalue(symmetric_part(factor.divide(half.transpose())));
+  return least < 0.0 ? DoubleDouble(-1.0 / least) : Eigen::NumTraits<DoubleDouble>::infinity();
 }
 
 }  // namespace
@@ -93,10 +95,9 @@ double ExtendedMatrixVariable::count_multiplications(const MatrixBlock& block) {
 bool ExtendedMatrixVariable::factor(DoubleDouble cost, const ExtendedVector& y,
                                     DoubleDouble identity) {
   z_ = combine(cost, y, identity);
-  if (!factor_definite(x_, &x_factor_) || !factor_definite(z_, &z_factor_)) return false;
-  const ExtendedMatrix half = z_factor_.triangularView<Eigen::Lower>().solve(
-      ExtendedMatrix(ExtendedMatrix::Identity(order(), order())));
-  inverse_ = half.transpose() * half;
+  if (!x_factor_.compute(x_) || !z_factor_.compute(z_)) return false;
+  const ExtendedMatrix half = z_factor_.divide(ExtendedMatrix::Identity(order(), order()));
+  inverse_ = multiply(half.transpose(), half);
   return true;
 }
 
@@ -133,31 +134,62 @@ ExtendedMatrix ExtendedMatrixVariable::combine(DoubleDouble cost, const Extended
 
 // X S inv(Z), whose symmetric part is K(S): a product with a symmetric matrix sees no other.
 ExtendedMatrix ExtendedMatrixVariable::scale(const Part& part) const {
+  const auto add_column = [this](DoubleDouble factor, const ExtendedMatrix& from, Eigen::Index col,
+                                 Eigen::Index to, ExtendedMatrix* sum) {
+    add_multiple(factor, from.col(col).data(), order(), sum->col(to).data());
+  };
   ExtendedMatrix half = ExtendedMatrix::Zero(order(), order());
   for (const Entry& e : part.entries) {
-    half.col(e.col) += e.value * x_.col(e.row);
-    if (e.row != e.col) half.col(e.row) += e.value * x_.col(e.col);
+    add_column(e.value, x_, e.row, e.col, &half);
+    if (e.row != e.col) add_column(e.value, x_, e.col, e.row, &half);
   }
   ExtendedMatrix scaled = ExtendedMatrix::Zero(order(), order());
   for (Eigen::Index j = 0; j < order(); ++j) {
-    for (const Eigen::Index k : part.columns) scaled.col(j) += inverse_(k, j) * half.col(k);
+    for (const Eigen::Index k : part.columns) add_column(inverse_(k, j), half, k, j, &scaled);
   }
   return scaled;
 }
 
 ExtendedMatrix ExtendedMatrixVariable::scale(const ExtendedMatrix& matrix) const {
-  return symmetric_part(x_ * matrix * inverse_);
+  return symmetric_part(multiply(multiply(x_, matrix), inverse_));
+}
+
+// Some parts are scaled at a time, and their elements laid side by side: then the products of all of
+// them with another part are one sum of columns.
+void ExtendedMatrixVariable::add_products_of_pairs(ExtendedMatrix* schur) const {
+  constexpr size_t kPartsAtATime = 64;
+  const Eigen::Index n = order();
+  for (size_t first = 0; first < parts_.size(); first += kPartsAtATime) {
+    const size_t end = std::min(first + kPartsAtATime, parts_.size());
+    ExtendedMatrix elements(static_cast<Eigen::Index>(end - first), n * n);
+    for (size_t j = first; j < end; ++j) {
+      const ExtendedMatrix scaled = scale(parts_[j]);
+      const auto at = static_cast<Eigen::Index>(j - first);
+      for (Eigen::Index col = 0; col < n; ++col) {
+        elements(at, col * n + col) = scaled(col, col);
+        for (Eigen::Index row = col + 1; row < n; ++row) {
+          elements(at, col * n + row) = scaled(row, col) + scaled(col, row);
+        }
+      }
+    }
+    for (size_t i = first; i < parts_.size(); ++i) {
+      const auto count = static_cast<Eigen::Index>(std::min(i + 1, end) - first);
+      ExtendedVector products = ExtendedVector::Zero(count);
+      for (const Entry& e : parts_[i].entries) {
+        const Eigen::Index element = std::min(e.row, e.col) * n + std::max(e.row, e.col);
+        add_multiple(e.value, elements.col(element).data(), count, products.data());
+      }
+      for (Eigen::Index k = 0; k < count; ++k) {
+        const size_t j = first + static_cast<size_t>(k);
+        (*schur)(parts_[i].row, parts_[j].row) += products[k];
+        if (i != j) (*schur)(parts_[j].row, parts_[i].row) += products[k];
+      }
+    }
+  }
 }
 
 DoubleDouble ExtendedMatrixVariable::add_to_system(ExtendedMatrix* schur, ExtendedVector* rows) {
-  for (size_t j = 0; j < parts_.size(); ++j) {
-    const ExtendedMatrix scaled = scale(parts_[j]);
-    for (size_t i = j; i < parts_.size(); ++i) {
-      const DoubleDouble element = product(parts_[i], scaled);
-      (*schur)(parts_[i].row, parts_[j].row) += element;
-      if (i != j) (*schur)(parts_[j].row, parts_[i].row) += element;
-    }
-  }
+  add_products_of_pairs(schur);
   const ExtendedMatrix scaled = scale(cost_);
   add_products(scaled, 1.0, rows);
   return cost_product(scaled);
@@ -167,7 +199,7 @@ DoubleDouble ExtendedMatrixVariable::aim(const Target& target, ExtendedVector* r
   residual_ = target.identity_residual * ExtendedMatrix::Identity(order(), order());
   add_part(cost_, target.cost_residual, &residual_);
   rhs_ = target.mu * inverse_ - x_;
-  if (target.corrects) rhs_ -= symmetric_part(dx_ * dz_ * inverse_);
+  if (target.corrects) rhs_ -= symmetric_part(multiply(multiply(dx_, dz_), inverse_));
   const ExtendedMatrix aimed = rhs_ - scale(residual_);
   add_products(aimed, 1.0, rows);
   return cost_product(aimed);

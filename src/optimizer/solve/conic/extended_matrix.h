@@ -9,18 +9,15 @@
 // Where X is of a face V X~ V' (facial_reduction.h), all of this is of X~ and V'ZV.
 #pragma once
 
-#include <Eigen/Dense>
+#include <Eigen/Core>
 #include <span>
 #include <vector>
 
 #include "solve/conic/conic_problem.h"
-#include "solve/conic/double_double.h"
+#include "solve/conic/extended_algebra.h"
 #include "solve/conic/matrix_view.h"
 
 namespace vorlan::conic {
-
-using ExtendedMatrix = Eigen::Matrix<DoubleDouble, Eigen::Dynamic, Eigen::Dynamic>;
-using ExtendedVector = Eigen::Matrix<DoubleDouble, Eigen::Dynamic, 1>;
 
 class ExtendedMatrixVariable {
  public:
@@ -87,6 +84,7 @@ class ExtendedMatrixVariable {
   void add_products(const ExtendedMatrix& matrix, DoubleDouble factor, ExtendedVector* rows) const;
   static void add_part(const Part& part, DoubleDouble factor, ExtendedMatrix* matrix);
   ExtendedMatrix combine(DoubleDouble cost, const ExtendedVector& y, DoubleDouble identity) const;
+  void add_products_of_pairs(ExtendedMatrix* schur) const;
   ExtendedMatrix scale(const Part& part) const;
   ExtendedMatrix scale(const ExtendedMatrix& matrix) const;
 
@@ -94,8 +92,8 @@ class ExtendedMatrixVariable {
   ExtendedMatrix basis_;  // V; empty: the face is the whole cone
   Part cost_;
   std::vector<Part> parts_;
-  ExtendedMatrix x_, z_, inverse_;      // inv(Z)
-  ExtendedMatrix x_factor_, z_factor_;  // of Cholesky
+  ExtendedMatrix x_, z_, inverse_;  // inv(Z)
+  ExtendedCholesky x_factor_, z_factor_;
   ExtendedMatrix residual_, rhs_, dx_, dz_;
 };
 

@@ -13,7 +13,7 @@
 namespace vorlan::conic {
 namespace {
 
-// An iteration of so many multiplications takes a tenth of a second.
+// An iteration of so many multiplications takes a tenth of a second at most.
 constexpr double kMostMultiplications = 1e7;
 constexpr double kShortStep = 1e-6;
 // Of a number that is rounded to a double.
@@ -327,7 +327,7 @@ void ExtendedMethod::factor_system() {
     if (block.null.row >= 0) schur(block.null.row, block.null.row) = 1.0;
   }
   system.bottomRightCorner(num_row_, num_row_) = schur;
-  system_.compute(system);
+  system_.compute(std::move(system));
 
   ExtendedVector offset(size);
   gap_row_.resize(size);

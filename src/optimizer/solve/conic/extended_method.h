@@ -92,7 +92,7 @@ class ExtendedMethod {
   DoubleDouble gap_;
 
   // The system of a step, its answer to a unit of dtau, and what that does to the last equation.
-  Eigen::PartialPivLU<ExtendedMatrix> system_;
+  ExtendedLu system_;
   ExtendedVector tau_answer_, gap_row_;
   DoubleDouble gap_of_tau_;
 

@@ -310,6 +310,36 @@ TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
   }
 }
 
+// Rows and columns of few elements are the simplex method's, which then runs alone for longer.
+TEST_F(ChoiceOfRace, BeginsSoonWhereRowsAndColumnsAreFull) {
+  Model full = row_of(1000, VarKind::kContinuous);
+  full.con_lower.assign(1000, 1.0);
+  full.con_upper.assign(1000, kInfinity);
+  full.matrix = {};
+  for (int32_t j = 0; j < 1000; ++j) {
+    for (int32_t k = 0; k < 100; ++k) {
+      full.matrix.row.push_back((j + 7 * k) % 1000);
+      full.matrix.value.push_back(1.0);
+    }
+    full.matrix.start.push_back(100 * (j + 1));
+  }
+  Model sparse = full;
+  const size_t num_wide = 50000;  // the same elements in columns of two
+  sparse.cost.assign(num_wide, 1.0);
+  sparse.var_lower.assign(num_wide, 0.0);
+  sparse.var_upper.assign(num_wide, 1.0);
+  sparse.var_kind.assign(num_wide, VarKind::kContinuous);
+  sparse.matrix.start = {0};
+  for (size_t j = 1; j <= num_wide; ++j) {
+    sparse.matrix.start.push_back(static_cast<int64_t>(2 * j));
+  }
+  ASSERT_EQ(race_of(full).racers.size(), 1U);
+  ASSERT_EQ(race_of(sparse).racers.size(), 1U);
+  EXPECT_LE(2.0 * race_of(full).head_start, race_of(sparse).head_start);
+  const Race least = race_of(row_of(5000, VarKind::kContinuous));
+  EXPECT_GT(least.head_start, 0.0) << "what is solved at once is not raced";
+}
+
 // Few elements can be many nodes: what is solved at once ends before a race begins.
 TEST_F(ChoiceOfRace, IsForIntegersOfAnySize) {
   Model model = row_of(10, VarKind::kInteger);

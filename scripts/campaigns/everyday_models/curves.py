@@ -66,7 +66,8 @@ def square_of_places(draw):
 
 def disc(draw):
     """The farthest point of a disc or ball in a direction, as a quadratic row or as a cone."""
-    count, metre, cost = draw.randint(2, 5), unit(draw), power_of_ten(draw, -6, 6)
+    # Squares of 1e30 and more would be infinite.
+    count, metre, cost = draw.randint(2, 5), power_of_ten(draw, -6, 9), power_of_ten(draw, -6, 6)
     centre = [metre * draw.choice([0, 1, 1e2, 1e4]) * draw.randint(-9, 9) for _ in range(count)]
     radius, direction = metre * draw.randint(1, 30), [draw.randint(-9, 9) * cost for _ in range(count)]
     direction[0] = cost

@@ -77,7 +77,8 @@ def linear_optimum(program):
         row[columns + i] = Fraction(1)
         table.append(row)
     base = [columns + i for i in range(len(table))]
-    table.append([-sum(row[j] for row in table) * (j < columns or j == len(row) - 1) for j in range(len(table[0]))])
+    width = columns + len(program.rows) + 1
+    table.append([-sum(row[j] for row in table) * (j < columns or j == width - 1) for j in range(width)])
     simplex(table, base, columns)
     if table[-1][-1]:
         return None

@@ -172,6 +172,29 @@ def facilities(draw):
         for members in subsets(sites) if members))
 
 
+def shortage(draw):
+    """Sites beside penalties, or emergency sources, whose costs are beyond all others."""
+    sites, customers = draw.randint(2, 6), draw.randint(1, 5)
+    euro, far = power_of_ten(draw, -3, 6), 10.0 ** draw.randint(4, 12)
+    demands = [draw.randint(1, 30) for _ in range(customers)]
+    charges = [euro * draw.randint(1, 300) * draw.choice([1, 1, far / 1e3]) for _ in range(sites)]
+    costs = [[euro * draw.randint(1, 20) * draw.choice([1, 1, far]) for _ in demands] for _ in charges]
+    penalty = euro * far * draw.choice([1, 10, 100])
+    model = Model()
+    is_open = [model.binary(charge) for charge in charges]
+    flows = [[model.variable(cost) for cost in row] for row in costs]
+    missing = [model.variable(penalty) for _ in demands]
+    for j, demand in enumerate(demands):
+        model.total([*(row[j] for row in flows), missing[j]], "=", demand)
+    for row, switch in zip(flows, is_open):
+        for flow, demand in zip(row, demands):
+            model.row([(1, flow), (-demand * draw.choice([1, 1, 1e3]), switch)], "<=", 0)
+    return Case(model, min(
+        sum(charges[i] for i in members)
+        + sum(demand * min([penalty, *(costs[i][j] for i in members)]) for j, demand in enumerate(demands))
+        for members in subsets(sites)))
+
+
 class Jobs:
     """Jobs of one machine with release dates, in seconds since a day or since 1970."""
 
@@ -227,4 +250,4 @@ def either_or_by_indicators(draw):
 
 
 FAMILIES = (unit_commitment, quadratic_commitment, semi_continuous_caps, indicators_of_large_values,
-            indicators_of_fixed_charges, facilities, one_machine_by_dates, either_or_by_indicators)
+            indicators_of_fixed_charges, facilities, shortage, one_machine_by_dates, either_or_by_indicators)

@@ -362,6 +362,29 @@ end
   EXPECT_NE(task.log().find("in units of the model's own"), std::string::npos) << task.log();
 }
 
+// Mixing oil, where qualities are counted in 1e-8 and money in millions. At the basis at which the
+// simplex method ends a multiplier of 1e-14 has the wrong sign, which is a third of some costs.
+TEST(LinearSolve, AMultiplierIsSmallBesideItsOwnColumns) {
+  TestTask task;
+  ASSERT_EQ(task.read_as("model.lp", R"(max
+ o: 3.6e-05 x0 + 3.6e-05 x1 - 5e-06 x2 + 1.8e-05 x3 + 1.8e-05 x4 - 2.3e-05 x5
+st
+ q0: 1200000000 x0 - 700000000 x1 + 400000000 x2 >= 0
+ p0: x0 + x1 + x2 <= 42
+ q1: 1600000000 x3 - 300000000 x4 + 800000000 x5 >= 0
+ p1: x3 + x4 + x5 <= 41
+ r0: x0 + x3 <= 48
+ r1: x1 + x4 <= 34
+ r2: x2 + x5 <= 34
+end
+)"),
+            VLN_RES_OK);
+  EXPECT_EQ(code_name(task.solve()), "VLN_RES_OK");
+  ASSERT_TRUE(task.defined(kBasic)) << task.log();
+  EXPECT_EQ(task.solution_status(kBasic), solsta::kOptimal);
+  EXPECT_NEAR(task.objective(kBasic) / 2.232e-3, 1.0, 1e-6) << task.log();
+}
+
 TEST(IntegerSolve, KnownOptimum) {
   // maximize 5x + 4y, 6x + 4y <= 24, x + 2y <= 6, integer: 20 at (4, 0); 21 without integrality.
   TestTask task;

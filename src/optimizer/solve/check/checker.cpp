@@ -132,11 +132,12 @@ double set_violation(const OrderedSet& set, const std::vector<double>& x) {
   return least;
 }
 
-double sides_violation(const Model& model, const std::vector<double>& y, double least) {
+double sides_violation(const Model& model, const std::vector<double>& y,
+                       const std::vector<double>& least) {
   double violation = 0.0;
   for (size_t i = 0; i < y.size(); ++i) {
     violation =
-        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], least));
+        std::max(violation, sign_violation(y[i], model.con_lower[i], model.con_upper[i], least[i]));
   }
   return violation;
 }

@@ -64,6 +64,7 @@ bool is_of_size_one(const MinimizeProblem& problem) {
 LeastSizes sizes_of_one(const Model& model) {
   LeastSizes sizes;
   sizes.row.assign(model.con_lower.size(), 1.0);
+  sizes.multiplier.assign(model.con_lower.size(), 1.0);
   sizes.var.assign(model.cost.size(), 1.0);
   sizes.gradient.assign(model.cost.size(), 1.0);
   return sizes;
@@ -109,7 +110,8 @@ LeastSizes largest_sizes(const MinimizeProblem& problem, const PlausibleSizes& p
   for (size_t i = 0; i < rows.size(); ++i) sizes.row[i] = rows[i] ? row : 1.0;
   for (size_t j = 0; j < vars.size(); ++j) sizes.var[j] = vars[j] ? var : 1.0;
   std::fill(sizes.gradient.begin(), sizes.gradient.end(), at_most_one(largest(plausible.gradient)));
-  sizes.multiplier = at_most_one(largest(plausible.multiplier));
+  std::fill(sizes.multiplier.begin(), sizes.multiplier.end(),
+            at_most_one(largest(plausible.multiplier)));
   sizes.matrix = at_most_one(largest(plausible.matrix_diagonal));
   sizes.matrix_gradient = at_most_one(largest(plausible.matrix_gradient));
   sizes.objective = at_most_one(objective_size(problem, plausible));
@@ -132,6 +134,8 @@ LeastSizes sizes_of_parts(const MinimizeProblem& problem) {
     const double side = finite_size(model.con_lower[i], model.con_upper[i]);
     const double own = side > 0.0 ? side : plausible.row[i];
     if (own > 0.0) sizes.row[i] = std::min(sizes.row[i], own);
+    const double multiplier = plausible.multiplier[i];
+    if (multiplier > 0.0) sizes.multiplier[i] = std::min(sizes.multiplier[i], multiplier);
   }
   for (size_t j = 0; j < sizes.var.size(); ++j) {
     if (plausible.var[j] > 0.0) sizes.var[j] = std::min(sizes.var[j], plausible.var[j]);

@@ -12,10 +12,10 @@
 namespace vorlan {
 
 struct LeastSizes {
-  std::vector<double> row;       // of the terms of each constraint
-  std::vector<double> var;       // of each variable
-  std::vector<double> gradient;  // of the terms of each column
-  double multiplier = 1.0;
+  std::vector<double> row;         // of the terms of each constraint
+  std::vector<double> var;         // of each variable
+  std::vector<double> gradient;    // of the terms of each column
+  std::vector<double> multiplier;  // of each constraint
   double objective = 1.0;
   double matrix = 1.0;           // of the diagonals of matrix variables
   double matrix_gradient = 1.0;  // of their duals
@@ -26,8 +26,8 @@ struct LeastSizes {
 LeastSizes sizes_of_model(const MinimizeProblem& problem);
 
 // Stricter ones, which hold each constraint of a linear model to its own side, or to the size that
-// is plausible for it (plausible_sizes.h), and likewise variables and columns. An answer that is
-// right by sizes_of_model, and not by these, is right only beside the larger parts of its model.
+// is plausible for it (plausible_sizes.h), and likewise variables, columns and multipliers: one of
+// 1e-14 is much where coefficients are 1e9 and costs 1e-5. An answer that is right by sizes_of_model, and not by these, is right only beside the larger parts of its model.
 LeastSizes sizes_of_parts(const MinimizeProblem& problem);
 
 }  // namespace vorlan

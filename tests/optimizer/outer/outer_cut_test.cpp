@@ -529,6 +529,20 @@ TEST(FixedModel, FollowsEquations) {
   EXPECT_EQ(fixed.model().con_lower[0], -kInfinity) << "the equation has done its part";
 }
 
+// -5 x0 <= x1 <= 5 x0 as two rows, with x0 = 0: no bound of x1 itself says that it is 0.
+TEST(FixedModel, FixesWhatTwoInequalitiesLeaveAlone) {
+  Model model = test::free_variables({0.0, 0.0});
+  model.var_kind[0] = VarKind::kInteger;
+  test::add_constraint(&model, -kInfinity, 0.0, {-5.0, 1.0});
+  test::add_constraint(&model, 0.0, kInfinity, {5.0, 1.0});
+  const FixedModel off(model, RowView(model), {0.0}, 1e-7);
+  ASSERT_FALSE(off.infeasible());
+  EXPECT_TRUE(off.determined());
+  EXPECT_EQ(off.model().var_upper[1], 0.0);
+  EXPECT_FALSE(FixedModel(model, RowView(model), {1.0}, 1e-7).determined());
+  EXPECT_TRUE(FixedModel(model, RowView(model), {-1.0}, 1e-7).infeasible());
+}
+
 // 2 x0 x1 >= x2^2 with x1 = 0 leaves x0 >= 0, x2 = 0.
 TEST(FixedModel, TakesTheFaceOfACone) {
   Model model = test::free_variables({1.0, 0.0, 0.0});

@@ -67,6 +67,8 @@ FixedModel::FixedModel(const Model& model, const RowView& rows,
     : model_(model), rows_(rows), tolerance_(tolerance), left_(model) {
   fixed_.assign(model.cost.size(), false);
   value_.assign(model.cost.size(), 0.0);
+  implied_lower_.assign(model.cost.size(), -kInfinity);
+  implied_upper_.assign(model.cost.size(), kInfinity);
   dropped_.assign(model.cones.size(), false);
   left_.var_kind.assign(model.cost.size(), VarKind::kContinuous);
   count_open();
@@ -198,7 +200,8 @@ void FixedModel::look_at_row(int32_t row) {
 }
 
 // An equation gives its only open variable a value, an inequality gives it a bound. The bound often
-// leaves 0 alone, where a switch is off.
+// leaves 0 alone, where a switch is off: by itself, or with another inequality. Such a variable left to
+// the interior-point method would keep an error that counts beside the 0 of the switch.
 void FixedModel::settle_last(int32_t row) {
   const size_t i = index(row);
   int32_t open = -1;
@@ -222,8 +225,12 @@ void FixedModel::settle_last(int32_t row) {
   if (is_equation) return fix(open, lower);
   if (pivot < 0.0) std::swap(lower, upper);
   if (is_semi(model_.var_kind[index(open)])) return;
-  if (lower >= left_.var_upper[index(open)]) fix(open, lower);
-  if (upper <= left_.var_lower[index(open)]) fix(open, upper);
+  double& most = implied_upper_[index(open)];
+  double& least = implied_lower_[index(open)];
+  least = std::max({least, lower, left_.var_lower[index(open)]});
+  most = std::min({most, upper, left_.var_upper[index(open)]});
+  if (lower >= most) fix(open, lower);
+  if (upper <= least) fix(open, upper);
 }
 
 // A constraint without open variables holds or does not. Either way it has nothing more to say.

@@ -74,6 +74,7 @@ class FixedModel {
   bool infeasible_ = false;
   std::vector<bool> fixed_;
   std::vector<double> value_;
+  std::vector<double> implied_lower_, implied_upper_;  // by inequalities with one open variable
   std::vector<int32_t> open_in_row_, open_in_cone_;
   std::vector<bool> linear_row_, has_matrices_;
   std::vector<int32_t> cone_of_;

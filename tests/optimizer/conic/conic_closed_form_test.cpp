@@ -67,6 +67,14 @@ TEST(ClosedForm, CirclesOfHardlyAnyCurvature) {
   }
 }
 
+// The disc of radius 3 around (-30000, 90000): the square of the radius is 1e-9 of what cancels.
+TEST(ClosedForm, ADiscFarFromTheOrigin) {
+  expect_optimum(
+      "Maximize\n x + y\nSubject To\n c: 60000 x - 180000 y + [ x^2 + y^2 ] <= -8999999991\n"
+      "Bounds\n x free\n y free\nEnd\n",
+      60000.0 + 3.0 * std::numbers::sqrt2);
+}
+
 // ---- Portfolios and regression -----------------------------------------------------------------
 
 // Independent assets are held in proportion to 1 / variance.

@@ -134,6 +134,16 @@ std::vector<LinearTerm> root_row(const LocalForm& form, const Factorization& fac
   return row;
 }
 
+// Factors a form of full rank without the shift: around a far centre, 1e-11 of the square of its distance
+// can be more than the square of the radius.
+void take_shift_back(Matrix matrix, Factorization* factorization) {
+  const auto least = [](const Factorization& of) { return of.vectorD().minCoeff(); };
+  if (!(least(*factorization) > kZeroPivot)) return;
+  for (Eigen::Index k = 0; k < matrix.rows(); ++k) matrix.coeffRef(k, k) = 1.0;
+  const Factorization exact(matrix);
+  if (exact.info() == Eigen::Success && least(exact) > 0.0) factorization->factorize(matrix);
+}
+
 }  // namespace
 
 ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double factor,
@@ -144,7 +154,7 @@ ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double fac
   const auto order = static_cast<Eigen::Index>(form.vars.size());
   Matrix matrix(order, order);
   matrix.setFromTriplets(form.elements.begin(), form.elements.end());
-  const Factorization factorization(matrix);
+  Factorization factorization(matrix);
   const auto& pivots = factorization.vectorD();
   Eigen::Index bad = 0;
   while (bad < order && pivots[bad] > 0.0) ++bad;
@@ -153,6 +163,7 @@ ConvexFactor factor_convex(const std::vector<TriangleEntry>& entries, double fac
     return result;
   }
   if (rows == FactorRows::kLeftOut) return result;
+  take_shift_back(matrix, &factorization);
   for (Eigen::Index col = 0; col < order; ++col) {
     if (pivots[col] > kZeroPivot) result.rows.push_back(root_row(form, factorization, col));
   }

@@ -200,9 +200,10 @@ std::string describe_library(const Task& task, const SolvePlan& plan, size_t num
 }  // namespace
 
 void log_start(const Task& task, const SolvePlan& plan, size_t num_racers) {
+  if (!task.is_logged(kLogSummary)) return;
   task.log_text(kLogSummary, describe_library(task, plan, num_racers) + describe_parameters(task) +
                                  describe_model(task.model));
-  if (task.parameters.get(IntParam::kLog) < kLogFull) return;
+  if (!task.is_logged(kLogFull)) return;
   task.log_text(kLogFull, describe_ranges(task.model) + advise_on_scaling(task.model));
 }
 

@@ -42,6 +42,9 @@ class LogStream {
 
   bool linked() const { return file_.is_open() || function_ != nullptr; }
 
+  // False where text is dropped.
+  bool is_heard() const { return linked() || copy_.is_open(); }
+
   // Hands a piece of text on at once, so that the log of a killed run is whole; dropped when
   // unlinked.
   void write(const std::string& text);

@@ -12,6 +12,10 @@ std::string Task::shown_name(std::string_view filename) const {
   return parameters.is_on(IntParam::kShowFileNames) ? std::string(filename) : "<filename>";
 }
 
+bool Task::is_logged(int32_t level) const {
+  return parameters.get(IntParam::kLog) >= level && log.is_heard();
+}
+
 void Task::log_text(int32_t level, const std::string& text) const {
   if (parameters.get(IntParam::kLog) >= level) log.write(text);
 }

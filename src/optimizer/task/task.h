@@ -41,6 +41,8 @@ struct Task {
   // The name of a file as log and messages may show it.
   std::string shown_name(std::string_view filename) const;
 
+  // Whether text of this level of VLN_IPAR_LOG goes anywhere, so that it is worth making.
+  bool is_logged(int32_t level) const;
   // Library text for the log, from the level of VLN_IPAR_LOG on.
   void log_text(int32_t level, const std::string& text) const;
 

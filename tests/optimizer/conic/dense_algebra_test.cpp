@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "task/processor.h"
+
 namespace vorlan::conic {
 namespace {
 
@@ -48,6 +50,14 @@ class GuardedMemory {
   size_t size_;
   double* values_;
 };
+
+#if defined(__x86_64__)
+TEST(ProcessorFeatures, AreThoseThatTheCompilerSees) {
+  const ProcessorFeatures features = processor_features();
+  EXPECT_EQ(features.avx2, __builtin_cpu_supports("avx2") != 0);
+  EXPECT_EQ(features.fma, __builtin_cpu_supports("fma") != 0);
+}
+#endif
 
 TEST(DenseAlgebra, UsesKernelsOfThisProcessor) {
   const bool is_chosen = std::getenv("OPENBLAS_CORETYPE") != nullptr;

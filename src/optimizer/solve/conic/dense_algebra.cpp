@@ -17,6 +17,7 @@
 #include "solve/conic/built_in_algebra.h"
 #include "task/machine.h"
 #include "task/numeric.h"
+#include "task/processor.h"
 #include "task/text.h"
 
 namespace vorlan::conic {
@@ -46,12 +47,8 @@ void keep_to_one_thread(void* library) {
 // processor's features instead. That choice does not look at FMA, without which Haswell's kernels
 // do not run; virtual machines may have AVX2 without it.
 const char* kernels_by_features() {
-#if defined(__x86_64__)
-  const bool has_avx2 = __builtin_cpu_supports("avx2") != 0;
-  return has_avx2 && __builtin_cpu_supports("fma") == 0 ? "Sandybridge" : "";
-#else
-  return "";
-#endif
+  const ProcessorFeatures features = processor_features();
+  return features.avx2 && !features.fma ? "Sandybridge" : "";
 }
 
 constexpr const char* kKernelVariable = "OPENBLAS_CORETYPE";

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "task/numeric.h"
+#include "task/processor.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -84,9 +85,8 @@ using AddMultiple = void (*)(DoubleDouble, const DoubleDouble*, Eigen::Index, Do
 
 AddMultiple fastest_add_multiple() {
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0) {
-    return add_multiple_in_lanes;
-  }
+  const ProcessorFeatures features = processor_features();
+  if (features.avx2 && features.fma) return add_multiple_in_lanes;
 #endif
   return add_multiple_by_elements;
 }

@@ -90,6 +90,40 @@ End
 }
 
 // Seven units over two uses whose worth grows as a logarithm: 3 log(1 + n) + 2 log(1 + m).
+// Shares for 75 million, where each thousandth that stays beside the zeros of the other shares misses
+// their equations.
+TEST(MixedConic, SharesOfALargeBudget) {
+  MixedSolve mixed;
+  mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");
+  mixed.read(R"(
+Maximize
+ o: 0.08 x0 + 0.11 x1 + 0.23 x2
+Subject To
+ all: x0 + x1 + x2 <= 75000000
+ s0: x0 - 75000000 z0 <= 0
+ s1: x1 - 75000000 z1 <= 0
+ s2: x2 - 75000000 z2 <= 0
+ few: z0 + z1 + z2 <= 3
+ d0: 0.08 x0 - v0 = 0
+ d1: 0.05 x1 - v1 = 0
+ d2: 0.06 x2 - v2 = 0
+Bounds
+ v0 free
+ v1 free
+ v2 free
+ risk = 4500000
+Binary
+ z0 z1 z2
+Cones
+ k: quadratic risk v0 v1 v2
+End
+)");
+  mixed.solve();
+  ASSERT_TRUE(mixed.status().ok()) << mixed.status().message();
+  EXPECT_EQ(mixed.solution().status, SolutionStatus::kIntegerOptimal) << mixed.log();
+  EXPECT_NEAR(mixed.solution().primal_objective / 17250000.0, 1.0, 1e-7);
+}
+
 TEST(MixedConic, LogarithmicWorth) {
   double best = 0.0;
   for (int n = 0; n <= 7; ++n) best = std::max(best, 3.0 * std::log1p(n) + 2.0 * std::log1p(7 - n));

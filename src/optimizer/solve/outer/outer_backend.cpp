@@ -7,11 +7,17 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/rays.h"
+#include "solve/check/terms.h"
+#include "solve/conic/conic_backend.h"
 #include "solve/conic/dense_algebra.h"
 #include "solve/highs/scaled_model.h"
 #include "solve/outer/derived_models.h"
+#include "solve/outer/fixed_model.h"
 #include "solve/outer/outer_approximation.h"
 #include "solve/run/listener.h"
+#include "solve/second_solve.h"
+#include "solve/solve_plan.h"
+#include "task/parameter_index.h"
 #include "task/text.h"
 
 namespace vorlan {
@@ -66,10 +72,47 @@ Status solve_as_it_is(const MinimizeProblem& problem, const Parameters& paramete
   return Solve(parameters, seconds, monitor).run(problem, result);
 }
 
+// A point that meets its constraints in the scaled model can miss small ones in the model's own units,
+// where 5e-5 is much beside a 0. With its integers fixed the rest is solved once more in these units.
+void solve_rest_in_own_units(const MinimizeProblem& problem, const Parameters& parameters,
+                             double seconds, BackendMonitor* monitor, BackendResult* result) {
+  const Model& model = problem.model;
+  if (result->outcome != Outcome::kOptimal || result->x.size() != model.cost.size()) return;
+  const double violation = primal_violation(model, result->x, result->barx);
+  if (violation <= ClaimTolerances(model, parameters).primal) return;
+  const outer::FixedModel fixed(model, outer::RowView(model),
+                                outer::find_assignment(model, result->x),
+                                parameters.get(DoubleParam::kFeasibilityTolerance));
+  if (fixed.infeasible()) return;
+  SecondSolve again("with its integers, in units of the model's own", monitor, result->progress);
+  BackendResult rest;
+  rest.x.assign(model.cost.size(), 0.0);
+  const Status status =
+      fixed.determined()
+          ? Status{}
+          : kConicBackend.solve(MinimizeProblem(fixed.model()), parameters, seconds, &again, &rest);
+  if (!status.ok() || rest.certificate != Certificate::kNone) return;
+  if (rest.x.size() != model.cost.size() || rest.barx.size() != result->barx.size()) return;
+  fixed.complete(&rest.x);
+  const double left = primal_violation(model, rest.x, rest.barx);
+  const double objective = objective_sum(problem, rest.x, rest.barx).value;
+  again.sum_up(format_text("violation %.1e", left), rest.progress,
+               left < violation ? SecondSolve::Stands::kSecond : SecondSolve::Stands::kFirst);
+  result->progress.interior_iterations += rest.progress.interior_iterations;
+  if (!(left < violation)) return;
+  result->x = std::move(rest.x);
+  result->barx = std::move(rest.barx);
+  result->progress.objective = objective;
+}
+
 Status solve(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
              BackendMonitor* monitor, BackendResult* result) {
+  const double end = monotonic_seconds() + seconds;
   try {
-    return solve_scaled(solve_as_it_is, problem, parameters, seconds, monitor, result);
+    Status status = solve_scaled(solve_as_it_is, problem, parameters, seconds, monitor, result);
+    if (!status.ok()) return status;
+    solve_rest_in_own_units(problem, parameters, end - monotonic_seconds(), monitor, result);
+    return status;
   } catch (const std::bad_alloc&) {
     return {Code::kErrMemory, "out of memory in outer approximation"};
   }

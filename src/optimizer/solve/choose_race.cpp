@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "solve/choose_backend.h"
+#include "solve/crossover_backend.h"
 #include "task/machine.h"
 #include "task/parameter_index.h"
 
@@ -23,8 +24,8 @@ constexpr double kSearchHeadStart = 0.2;  // seconds
 // Where rows or columns have few elements, as those of networks and of plans over periods, the
 // simplex method mostly ends before the interior-point method has used a third of its time, which
 // is 10 to 30 microseconds for each element: alone until then, it loses nothing to a racer beside
-// it. Where both have more, the interior-point method takes half of the simplex method's time on the
-// models that last, and what it waits is lost. What is solved at once is not raced at all.
+// it. Where both have more, the interior-point method takes half of the simplex method's time on
+// the models that last, and what it waits is lost. What is solved at once is not raced at all.
 constexpr double kFewElements = 3.5;         // of an average row or column
 constexpr double kHeadStartOfSparse = 4e-6;  // seconds for each element
 constexpr double kHeadStartOfDense = 1e-6;
@@ -43,13 +44,14 @@ bool has_work_limit(const Parameters& parameters) {
   return std::isfinite(parameters.get(DoubleParam::kMemoryLimit));
 }
 
-bool may_use_two_processors(const Parameters& parameters) {
+int32_t processors_for(const Parameters& parameters) {
   const int32_t threads = parameters.get(IntParam::kNumThreads);
-  return threads > 1 || (threads == 0 && usable_processors() > 1);
+  return threads > 0 ? threads : usable_processors();
 }
 
-bool has_room_for_racer() {
-  return has_idle_processor() && kMemoryOfRacer * resident_memory() < available_memory();
+bool has_room_for(size_t num_racers) {
+  const double memory = kMemoryOfRacer * static_cast<double>(num_racers) * resident_memory();
+  return has_idle_processor() && memory < available_memory();
 }
 
 int32_t other_seed(const Parameters& parameters) {
@@ -61,6 +63,15 @@ double linear_head_start(const Model& model) {
   const auto elements = static_cast<double>(model.matrix.num_elements());
   const bool is_sparse = elements < kFewElements * std::max(model.num_var(), model.num_con());
   return std::max(kLeastHeadStart, elements * (is_sparse ? kHeadStartOfSparse : kHeadStartOfDense));
+}
+
+// On some linear models, such as stochastic programs, it takes half of the other methods' time or
+// less; on more it takes longer, so that it comes third.
+Racer conic_racer(const Parameters& parameters) {
+  Racer racer = {"the conic method", parameters};
+  racer.parameters.set(IntParam::kOptimizer, kConicMethod);
+  racer.parameters.set(IntParam::kNumThreads, 1);
+  return racer;
 }
 
 bool is_settled(const SolvePlan& plan, const Answer& answer) {
@@ -85,18 +96,19 @@ Race choose_race(const MinimizeProblem& problem, const SolvePlan& plan,
   Race race;
   race.settles = [plan](const Answer& answer) { return is_settled(plan, answer); };
   race.head_start = kSearchHeadStart;
-  race.has_room = has_room_for_racer;
   const bool is_free = parameters.get(IntParam::kOptimizer) == kFreeOptimizer &&
                        parameters.get(IntParam::kMipEmphasis) == 0;
   const bool has_start = problem.start != nullptr || reads_files(parameters);
   const bool is_integer = plan.solution == SolutionKind::kInteger;
+  const int32_t num_processors = processors_for(parameters);
   const bool is_small = problem.model.matrix.num_elements() < kLeastElements && !is_integer;
   if (!plan.in_child || has_start || !is_free || parameters.is_on(IntParam::kReproducible) ||
-      has_work_limit(parameters) || is_small || !may_use_two_processors(parameters)) {
+      has_work_limit(parameters) || is_small || num_processors < 2) {
     return race;
   }
   Racer racer = {"", parameters};
-  if (plan.method == SolveMethod::kSimplex) {
+  const bool is_linear = plan.method == SolveMethod::kSimplex;
+  if (is_linear) {
     race.first_name = "the simplex method";
     race.head_start = linear_head_start(problem.model);
     racer.name = "the interior-point method";
@@ -115,7 +127,16 @@ Race choose_race(const MinimizeProblem& problem, const SolvePlan& plan,
     return race;
   }
   race.racers.push_back(std::move(racer));
+  if (is_linear && num_processors > 2) race.racers.push_back(conic_racer(parameters));
+  race.has_room = [num_racers = race.racers.size()] { return has_room_for(num_racers); };
   return race;
+}
+
+SolvePlan plan_of_racer(const SolvePlan& plan, const Parameters& racer) {
+  SolvePlan own = plan;
+  const bool is_conic = racer.get(IntParam::kOptimizer) == kConicMethod;
+  if (plan.method == SolveMethod::kSimplex && is_conic) own.backend = &kCrossoverBackend;
+  return own;
 }
 
 }  // namespace vorlan

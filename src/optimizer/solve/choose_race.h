@@ -12,4 +12,7 @@ namespace vorlan {
 Race choose_race(const MinimizeProblem& problem, const SolvePlan& plan,
                  const Parameters& parameters);
 
+// The plan by which a racer solves: the conic method's is the simplex method's but for the backend.
+SolvePlan plan_of_racer(const SolvePlan& plan, const Parameters& racer);
+
 }  // namespace vorlan

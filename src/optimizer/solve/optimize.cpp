@@ -299,9 +299,11 @@ Status optimize(Task* task, SolveExtras* extras, Code* termination) {
   listener.beat_now({});
   const Work work = [&](const Parameters& parameters, double seconds, BackendMonitor* monitor,
                         Answer* answer) {
-    return find_answer_from(problem, plan, *extras, parameters, seconds, monitor, answer);
+    return find_answer_from(problem, plan_of_racer(plan, parameters), *extras, parameters, seconds,
+                            monitor, answer);
   };
   load_libraries(plan);
+  for (const Racer& racer : race.racers) load_libraries(plan_of_racer(plan, racer.parameters));
   Answer answer;
   // What is held is not lost where the child is killed before its first step.
   if (plan.in_child) find_held_point(problem, &answer.result);

@@ -19,6 +19,7 @@
 #include "scratch_folder.h"
 #include "solve/choose_backend.h"
 #include "solve/choose_race.h"
+#include "solve/crossover_backend.h"
 #include "solve/run/runner.h"
 #include "solve/solve_log.h"
 #include "task/machine.h"
@@ -308,6 +309,18 @@ TEST_F(ChoiceOfRace, IsForLargeModelsAndFreeSolves) {
     EXPECT_TRUE(race_of(linear_).racers.empty()) << name_of(param);
     EXPECT_TRUE(race_of(integer_).racers.empty()) << name_of(param);
   }
+}
+
+TEST_F(ChoiceOfRace, HasTheConicMethodAsTheThirdOfLinearModels) {
+  parameters_.set(IntParam::kNumThreads, 3);
+  EXPECT_EQ(race_of(integer_).racers.size(), 1U);
+  const Race race = race_of(linear_);
+  ASSERT_EQ(race.racers.size(), 2U);
+  const SolvePlan plan = choose_backend(linear_, parameters_);
+  EXPECT_EQ(plan_of_racer(plan, parameters_).backend, plan.backend);
+  EXPECT_EQ(plan_of_racer(plan, race.racers[0].parameters).backend, plan.backend);
+  EXPECT_EQ(plan_of_racer(plan, race.racers[1].parameters).backend, &kCrossoverBackend);
+  EXPECT_EQ(race.racers[1].parameters.get(IntParam::kNumThreads), 1);
 }
 
 // Rows and columns of few elements are the simplex method's, which then runs alone for longer.

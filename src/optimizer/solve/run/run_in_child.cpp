@@ -88,10 +88,12 @@ bool Team::may_start_race() {
   return false;
 }
 
-// What cannot be started is done without.
+// What cannot be started is done without, and so is who finds no room beside those before.
 void Team::start_race() {
   race_start_ = kInfinity;
   for (const Racer& racer : race_.racers) {
+    const bool is_next = members_.size() > 1;
+    if (is_next && race_.has_room != nullptr && !race_.has_room()) return;
     if (add(racer.name, racer.parameters).ok()) {
       listener_->log(format_text("Racing with %s\n", racer.name));
     }

@@ -1,15 +1,20 @@
 // One tree with lazy cuts: portfolios whose risk is a norm of many members, against the trying of all
 // integers.
+#include "solve/outer/tree_search.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <regex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cone_points.h"
 #include "conic_models.h"
 #include "mixed_solve.h"
 #include "random_mixed_model.h"
+#include "solve/highs/dynamic_lp.h"
 
 namespace vorlan {
 namespace {
@@ -119,6 +124,64 @@ TEST(TreeSearch, TellsHowManyNodesAreOpen) {
   }
   // time, nodes, open
   EXPECT_TRUE(std::regex_search(logs, std::regex("[0-9] s +[1-9][0-9]* +[1-9][0-9]* "))) << logs;
+}
+
+// The binary points of a linear model whose objective is less than a value.
+std::vector<std::vector<double>> points_below(const Model& model, double value) {
+  std::vector<std::vector<double>> points;
+  const size_t count = model.cost.size();
+  for (size_t number = 0; number < size_t{1} << count; ++number) {
+    std::vector<double> x(count);
+    std::vector<double> rows(model.con_lower.size(), 0.0);
+    double objective = 0.0;
+    for (size_t j = 0; j < count; ++j) {
+      x[j] = static_cast<double>(number >> j & 1U);
+      objective += model.cost[j] * x[j];
+      for (size_t k = index(model.matrix.start[j]); k < index(model.matrix.start[j + 1]); ++k) {
+        rows[index(model.matrix.row[k])] += model.matrix.value[k] * x[j];
+      }
+    }
+    bool inside = objective < value;
+    for (size_t i = 0; i < rows.size(); ++i) inside = inside && rows[i] >= model.con_lower[i];
+    if (inside) points.push_back(std::move(x));
+  }
+  return points;
+}
+
+// What reduced costs say of integers, against all points of linear models.
+TEST(TreeSearch, KeepsAtTheirBoundsWhatIsThereInAllBetterPoints) {
+  constexpr int32_t kVars = 8;
+  constexpr int kRows = 4;
+  int held = 0;
+  for (uint32_t seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE(seed);
+    test::Random random(seed);
+    std::vector<double> cost(kVars, 0.0);
+    for (double& value : cost) value = random.between(-1.0, 4.0);
+    Model model = test::free_variables(cost);
+    model.var_lower.assign(kVars, 0.0);
+    model.var_upper.assign(kVars, 1.0);
+    for (int i = 0; i < kRows; ++i) {
+      std::vector<double> row(kVars, 0.0);
+      for (double& value : row) value = random.between(-1.0, 3.0);
+      test::add_constraint(&model, random.between(0.5, 3.0), kInfinity, row);
+    }
+    DynamicLp lp(model, 1.0);
+    if (lp.solve(kInfinity, -1, kInfinity) != DynamicLp::Answer::kOptimal) continue;
+    const double room = random.between(0.05, 2.0);
+    std::vector<double> bounds;
+    for (int32_t j = 0; j < kVars; ++j) {
+      bounds.push_back(
+          outer::bound_to_stay_at(lp.x()[index(j)], 0.0, 1.0, lp.reduced_cost(j), room));
+      held += std::isnan(bounds.back()) ? 0 : 1;
+    }
+    for (const std::vector<double>& x : points_below(model, lp.objective() + room)) {
+      for (size_t j = 0; j < x.size(); ++j) {
+        EXPECT_TRUE(std::isnan(bounds[j]) || bounds[j] == x[j]) << j;
+      }
+    }
+  }
+  EXPECT_GT(held, 100);
 }
 
 }  // namespace

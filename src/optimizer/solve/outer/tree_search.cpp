@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "solve/outer/first_points.h"
@@ -32,6 +33,12 @@ constexpr size_t kMostNewRows = 2000;
 bool is_whole(double value) { return std::fabs(value - std::round(value)) <= kWhole; }
 
 }  // namespace
+
+double bound_to_stay_at(double x, double lower, double upper, double reduced_cost, double room) {
+  if (reduced_cost > room && x <= lower + kWhole) return lower;
+  if (-reduced_cost > room && x >= upper - kWhole) return upper;
+  return std::numeric_limits<double>::quiet_NaN();
+}
 
 TreeSearch::TreeSearch(double objective_factor, InnerSolver* solver, OptimumBounds* bounds,
                        IntegerTrials* trials, Relaxation* relaxation, const Parameters& parameters)
@@ -166,6 +173,7 @@ TreeSearch::Outcome TreeSearch::solve_node(Node* node, bool is_root) {
     relaxation_->separate_worst(point_, is_root ? kRootShare : kNodeShare);
     if (!pull_rows()) break;
   }
+  fix_below(node);
   return Outcome::kBranch;
 }
 
@@ -302,17 +310,31 @@ int32_t TreeSearch::choose_variable(const DynamicLp::BasisHandle& basis) {
 
 // ---- Bounds ---------------------------------------------------------------------------------
 
-// A variable at its bound at the root, whose reduced cost alone brings the objective to the cutoff,
-// stays there.
+double TreeSearch::room_above(double objective) const {
+  return cutoff() - objective + kCaution * std::max(1.0, std::fabs(cutoff()));
+}
+
 void TreeSearch::fix_by_reduced_costs() {
   if (!std::isfinite(cutoff()) || root_x_.empty()) return;
-  const double room = cutoff() - root_objective_;
+  const double room = room_above(root_objective_);
   for (size_t k = 0; k < integers_.size(); ++k) {
     const size_t j = index(integers_[k]);
-    const double cost = root_reduced_costs_[k];
-    if (std::fabs(cost) <= room + kCaution * std::max(1.0, std::fabs(cutoff()))) continue;
-    if (cost > 0.0 && root_x_[j] <= root_lower_[j] + kWhole) root_upper_[j] = root_lower_[j];
-    if (cost < 0.0 && root_x_[j] >= root_upper_[j] - kWhole) root_lower_[j] = root_upper_[j];
+    const double bound =
+        bound_to_stay_at(root_x_[j], root_lower_[j], root_upper_[j], root_reduced_costs_[k], room);
+    if (!std::isnan(bound)) root_lower_[j] = root_upper_[j] = bound;
+  }
+}
+
+// The same for a node, whose linear model has just been solved, and for all nodes below it.
+void TreeSearch::fix_below(Node* node) const {
+  if (!std::isfinite(cutoff())) return;
+  const double room = room_above(objective_);
+  for (const int32_t var : integers_) {
+    const size_t j = index(var);
+    if (lower_[j] >= upper_[j]) continue;
+    const double bound =
+        bound_to_stay_at(point_[j], lower_[j], upper_[j], lp_->reduced_cost(var), room);
+    if (!std::isnan(bound)) node->path.push_back({var, bound, bound});
   }
 }
 

@@ -28,6 +28,13 @@
 
 namespace vorlan::outer {
 
+// The bound at which an integer variable stays in all points of a minimization whose objective is
+// less than that of a linear optimum plus the room; NaN where it may leave. x and the reduced cost are
+// those of the optimum: the objective of every other point exceeds it by at least what a variable
+// moves times its reduced cost (H. Crowder, E. L. Johnson, M. Padberg, Solving large-scale zero-one
+// linear programming problems, Operations Research 31, 1983).
+double bound_to_stay_at(double x, double lower, double upper, double reduced_cost, double room);
+
 class TreeSearch {
  public:
   TreeSearch(double objective_factor, InnerSolver* solver, OptimumBounds* bounds,
@@ -86,7 +93,9 @@ class TreeSearch {
   double score(int32_t var, double x) const;
   void learn(const Node& node, double objective);
   void try_first_points();
+  double room_above(double objective) const;
   void fix_by_reduced_costs();
+  void fix_below(Node* node) const;
   void raise_global_bound(double now);
   double cutoff() const;
   Node take_best();

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "small_problem.h"
@@ -116,7 +115,7 @@ TEST(Direction, AHeldTauStays) {
 
 // What a step leaves of an equation that it should leave as it is, where the system is that of a point
 // nearby.
-double residual_of_step(std::vector<double> allowed_of_equations) {
+double residual_of_step(double feasibility) {
   FirstIterate first;
   Status failure;
   const DenseAlgebra* const algebra = DenseAlgebra::load(&failure);
@@ -127,8 +126,8 @@ double residual_of_step(std::vector<double> allowed_of_equations) {
   NewtonSystem system(first.problem(), scalings, algebra);
   system.factor(scalings);
   EXPECT_TRUE(scalings.update(first.at()));
-  AllowedResiduals allowed;
-  allowed.primal = std::move(allowed_of_equations);
+  const Equilibration unscaled = identity_scaling(first.problem(), first.problem().rhs.size());
+  const AllowedResiduals allowed = {&unscaled, feasibility, 0.0};
   Direction direction(first.problem(), first.at(), first.residuals(), allowed, &scalings, &system,
                       Direction::Tau::kFree);
   const Step step = direction.find(0.0, 0.5, direction.find_affine());
@@ -143,9 +142,9 @@ double residual_of_step(std::vector<double> allowed_of_equations) {
 }
 
 TEST(Direction, StepsAreCorrectedUnlessTheirResidualIsAllowed) {
-  EXPECT_LT(residual_of_step({}), 1e-11);
-  EXPECT_LT(residual_of_step({1e-9, 1e-9, 1e-9}), 1e-11);
-  const double left = residual_of_step({1e-3, 1e-3, 1e-3});
+  EXPECT_LT(residual_of_step(0.0), 1e-11);
+  EXPECT_LT(residual_of_step(1e-9), 1e-11);
+  const double left = residual_of_step(1e-3);
   EXPECT_GT(left, 1e-8);
   EXPECT_LT(left, 1e-5);
 }

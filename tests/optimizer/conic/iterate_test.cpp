@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "small_problem.h"
 #include "solve/conic/best_point.h"
 #include "solve/conic/equilibration.h"
@@ -169,20 +171,27 @@ TEST(Measures, FindAPrimalRayUnlessCurvatureStopsIt) {
   EXPECT_EQ(curved.primal_ray, kInfinity);
 }
 
-TEST(BestPoint, KeepsTheNearest) {
+TEST(BestPoint, TellsWhatIsNearer) {
   BestPoint best(Tolerances{});
   EXPECT_EQ(best.worst(), kInfinity);
   Measures near;
   near.primal = near.dual = near.gap = 1e-6;
   Measures nearer = near;
   nearer.primal = nearer.dual = nearer.gap = 1e-7;
-  best.offer(iterate(1.0, 0.0, 1.0, 1.0, 1.0, 1.0), nearer);
-  best.offer(iterate(2.0, 0.0, 1.0, 1.0, 1.0, 1.0), near);
+  const auto hold = [&best](double x, const Measures& measures) {
+    best.hold(std::make_shared<const Iterate>(iterate(x, 0.0, 1.0, 1.0, 1.0, 1.0)), measures);
+  };
+  EXPECT_TRUE(best.is_farther_than(near));
+  hold(1.0, nearer);
   EXPECT_EQ(best.iterate().x[0], 1.0);
   EXPECT_DOUBLE_EQ(best.worst(), 10.0);
-  best.hold(iterate(3.0, 0.0, 1.0, 1.0, 1.0, 1.0), near);
+  EXPECT_FALSE(best.is_farther_than(near));
+  EXPECT_FALSE(best.is_less_feasible_than(near));
+  hold(3.0, near);
   EXPECT_EQ(best.iterate().x[0], 3.0);
   EXPECT_DOUBLE_EQ(best.worst(), 100.0);
+  EXPECT_TRUE(best.is_farther_than(nearer));
+  EXPECT_TRUE(best.is_less_feasible_than(nearer));
 }
 
 // A ray that was no proof is not proven again before it is ten times better; the other kind is.

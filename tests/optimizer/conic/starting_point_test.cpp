@@ -129,7 +129,8 @@ TEST(Direction, StepsOfLinearModelsLeaveWhatIsAllowed) {
   ASSERT_LT(largest(residuals.primal), 1e-12);
   // What a step, which should leave the equations as they are, makes of them.
   const auto left_by_step = [&](double size) {
-    const AllowedResiduals allowed = {{size, size}, {size, size, size}, size};
+    const Equilibration unscaled = identity_scaling(problem, 2);
+    const AllowedResiduals allowed = {&unscaled, size, size};
     Direction direction(problem, at, residuals, allowed, &scalings, &system, Direction::Tau::kFree);
     Iterate next = at;
     next.take(problem, direction.find(1.0, 0.0, direction.find_affine()), 1.0);

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "solve/conic/iterate.h"
 
@@ -14,29 +16,25 @@ class BestPoint {
  public:
   explicit BestPoint(const Tolerances& tolerances) : tolerances_(tolerances) {}
 
-  // Takes the iterate if it is nearer to its tolerances than the best one.
-  void offer(const Iterate& iterate, const Measures& measures) {
-    if (measures.worst(tolerances_) < worst()) hold(iterate, measures);
+  // Says whether an iterate is nearer to its tolerances than the one that is held.
+  bool is_farther_than(const Measures& measures) const {
+    return measures.worst(tolerances_) < worst();
   }
-  // Takes the iterate if it is nearer to feasible, primal and dual, or if it is as feasible as the
-  // tolerances ask for and its gap is less.
-  void offer_feasible(const Iterate& iterate, const Measures& measures) {
+  // Says whether an iterate is nearer to feasible, primal and dual, or as feasible as the tolerances
+  // ask for with a gap that is less.
+  bool is_less_feasible_than(const Measures& measures) const {
     const double now = std::max(1.0, infeasibility(measures));
     const double before = std::max(1.0, infeasibility(measures_));
-    if (now < before || (now == before && measures.gap < measures_.gap)) hold(iterate, measures);
+    return now < before || (now == before && measures.gap < measures_.gap);
   }
-  // Takes the iterate, whatever was held.
-  void hold(const Iterate& iterate, const Measures& measures) {
-    iterate_.take_scalars(iterate);
-    iterate_.matrices.resize(iterate.matrices.size());
-    for (size_t m = 0; m < iterate.matrices.size(); ++m) {
-      iterate_.matrices[m].x = iterate.matrices[m].x;
-    }
+  // Takes the iterate, whatever was held. One that several hold takes the memory of one.
+  void hold(std::shared_ptr<const Iterate> iterate, const Measures& measures) {
+    iterate_ = std::move(iterate);
     measures_ = measures;
   }
 
   // Without the duals of matrix variables, which the others determine.
-  const Iterate& iterate() const { return iterate_; }
+  const Iterate& iterate() const { return *iterate_; }
   // All infinite before the first iterate.
   const Measures& measures() const { return measures_; }
   double worst() const { return measures_.worst(tolerances_); }
@@ -47,7 +45,7 @@ class BestPoint {
   }
 
   Tolerances tolerances_;
-  Iterate iterate_;
+  std::shared_ptr<const Iterate> iterate_ = std::make_shared<const Iterate>();
   Measures measures_;
 };
 

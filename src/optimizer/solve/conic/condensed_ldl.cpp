@@ -107,11 +107,13 @@ void CondensedLdl::take_columns(const FewNeighbours& few, const std::vector<size
                                 const UpperTriangle& matrix) {
   place_.assign(index(matrix.order), 0);
   condensed_.clear();
+  condensed_.reserve(chosen.size());
   for (const size_t k : chosen) {
     condensed_.push_back(few.nodes[k]);
     place_[index(few.nodes[k])] = ~(static_cast<int32_t>(condensed_.size()) - 1);
   }
   node_of_.clear();
+  node_of_.reserve(index(matrix.order) - condensed_.size());
   for (int32_t node = 0; node < matrix.order; ++node) {
     if (place_[index(node)] < 0) continue;
     place_[index(node)] = static_cast<int32_t>(node_of_.size());
@@ -119,7 +121,11 @@ void CondensedLdl::take_columns(const FewNeighbours& few, const std::vector<size
   }
   target_.assign(matrix.row.size(), 0);
   start_.assign(1, 0);
+  start_.reserve(chosen.size() + 1);
   row_.clear();
+  size_t num_elements = 0;
+  for (const size_t k : chosen) num_elements += index(few.start[k + 1] - few.start[k]);
+  row_.reserve(num_elements);
   for (const size_t k : chosen) {
     for (int64_t p = few.start[k]; p < few.start[k + 1]; ++p) {
       target_[index(few.element[index(p)])] = ~static_cast<int32_t>(row_.size());

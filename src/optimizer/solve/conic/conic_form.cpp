@@ -94,7 +94,14 @@ Status ConicForm::make(const MinimizeProblem& problem, ConicForm* form) {
   status = form->add_quadratic_cost(problem);
   if (!status.ok()) return status;
   form->problem_.matrix = form->take_columns(&form->elements_, form->problem_.num_row());
+  form->free_reserves();
   return {};
+}
+
+// Arrays that grew by doubling can have as much in reserve as they hold.
+void ConicForm::free_reserves() {
+  problem_.bounds.shrink_to_fit();
+  for (auto* values : {&problem_.cost, &problem_.rhs, &problem_.rhs_size}) values->shrink_to_fit();
 }
 
 int32_t ConicForm::add_variable(double cost) {

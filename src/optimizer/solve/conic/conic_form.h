@@ -54,6 +54,7 @@ class ConicForm {
   void add_cones(const Model& model);
   void add_matrices(const MinimizeProblem& problem);
   // Columns of the elements, a column a variable; those of the same place are added. The elements go.
+  void free_reserves();
   Columns take_columns(std::vector<Element>* elements, int32_t num_row) const;
   void add_element(int32_t row, int32_t model_var, double value);
   void restore_variables(const Equilibration& scaling, const InteriorPoint& point,

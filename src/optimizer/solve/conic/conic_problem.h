@@ -101,6 +101,8 @@ struct ConicProblem {
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
   int32_t num_row() const { return static_cast<int32_t>(rhs.size()); }
+  // The elements of the cones' duals by variable: none where there are no cones.
+  size_t num_cone_duals() const { return cones.empty() ? 0 : cost.size(); }
   // Whether there are but linear terms, equations and bounds.
   bool is_linear() const { return quadratic.row.empty() && cones.empty() && matrices.empty(); }
 };

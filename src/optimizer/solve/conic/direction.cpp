@@ -52,9 +52,9 @@ std::span<const double> Direction::cone_rhs(size_t c) const {
 // where nothing is large that cancels later.
 void Direction::solve_for_tau() {
   const double factor = 1.0 / at_.tau;
-  for (size_t j = 0; j < rhs_.x.size(); ++j) {
-    rhs_.x[j] = -factor * (residuals_.dual[j] + 2.0 * at_.cone_dual[j]);
-  }
+  std::copy(residuals_.dual.begin(), residuals_.dual.end(), rhs_.x.begin());
+  add(2.0, at_.cone_dual, &rhs_.x);
+  for (double& value : rhs_.x) value *= -factor;
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     const Bound& bound = problem_.bounds[k];
     const double term = 2.0 * at_.z[k] + scalings_.bounds()[k] * residuals_.bound[k];
@@ -230,16 +230,16 @@ double Direction::excess(std::span<const double> of_x, std::span<const double> o
   double product = 0.0;
   double most = 0.0;
   const auto take = [&](std::span<const double> left, const std::vector<double>& own,
-                        const std::vector<double>& allowed, const std::vector<double>& point) {
+                        const std::vector<double>& point, const auto& allowed) {
     const double share = kShare * largest(own);
     for (size_t i = 0; i < left.size(); ++i) {
       const double size = std::fabs(left[i]);
-      most = std::max(most, size / std::max(share, at_.tau * allowed[i]));
+      most = std::max(most, size / std::max(share, at_.tau * allowed(i)));
       product += size * std::fabs(point[i]);
     }
   };
-  take(of_x, residuals_.dual, allowed_.dual, at_.x);
-  take(of_y, residuals_.primal, allowed_.primal, at_.y);
+  take(of_x, residuals_.dual, at_.x, [this](size_t j) { return allowed_.dual(j); });
+  take(of_y, residuals_.primal, at_.y, [this](size_t i) { return allowed_.primal(i); });
   const double objective = std::max(std::fabs(residuals_.cost), std::fabs(residuals_.value));
   const double gap =
       std::max(kShare * scalings_.degree() * scalings_.mu(at_), at_.tau * allowed_.gap * objective);
@@ -250,7 +250,7 @@ double Direction::excess(std::span<const double> of_x, std::span<const double> o
 // a unit of dtau is taken tau times at most. Cones and quadratic terms ask for all digits: their steps
 // magnify what is left.
 void Direction::solve_system(double unit, NewtonVector* solution) {
-  if (!problem_.is_linear() || allowed_.dual.empty()) return system_.solve(rhs_, solution);
+  if (!problem_.is_linear() || allowed_.scaling == nullptr) return system_.solve(rhs_, solution);
   system_.solve(rhs_, solution, [&](std::span<const double> of_x, std::span<const double> of_y) {
     return unit * excess(of_x, of_y);
   });
@@ -281,6 +281,7 @@ Step Direction::find_affine() {
 
 Step Direction::find(double reduction, double mu, Step affine) {
   aim_at_path(mu, &affine);
+  affine = {};  // its memory is as good for the step
   Step step;
   solve_for_offset(reduction, &step);
   const double ratio = step.tau / at_.tau;
@@ -331,7 +332,7 @@ void Direction::complete(Step* step) const {
     step->z[k] = bound_rhs_[k] - scalings_.bounds()[k] * step->s[k];
   }
   // The cone's scaling takes the iterate's members to their duals.
-  step->cone_dual.assign(offset_.x.size(), 0.0);
+  step->cone_dual.assign(problem_.num_cone_duals(), 0.0);
   std::vector<double> ds, z, dz;
   for (size_t c = 0; c < problem_.cones.size(); ++c) {
     const ConeBlock& block = problem_.cones[c];
@@ -354,9 +355,9 @@ bool Direction::moves_gap(const std::vector<double>& residual) const {
 
 // A correction costs as much as a step.
 bool Direction::is_allowed(const std::vector<double>& residual) const {
-  if (allowed_.primal.empty()) return false;
+  if (allowed_.scaling == nullptr) return false;
   for (size_t i = 0; i < residual.size(); ++i) {
-    if (!(std::fabs(residual[i]) <= at_.tau * allowed_.primal[i])) return false;
+    if (!(std::fabs(residual[i]) <= at_.tau * allowed_.primal(i))) return false;
   }
   return !moves_gap(residual);
 }

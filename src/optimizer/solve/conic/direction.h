@@ -7,19 +7,29 @@
 // out: the scalings of active bounds and cones would make these huge, only to cancel later.
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <vector>
 
+#include "solve/conic/equilibration.h"
 #include "solve/conic/newton_system.h"
 #include "solve/conic/residuals.h"
 
 namespace vorlan::conic {
 
-// What each step may leave of the equations, for a unit of tau: all steps together come nowhere near
-// the tolerances. No elements: steps are as exact as rounding allows.
+// What each step may leave of the equations: all steps together come nowhere near the tolerances.
 struct AllowedResiduals {
-  std::vector<double> primal, dual;
+  // Of the problem before scaling, where residuals are relative to 1 at least; nullptr: steps are as
+  // exact as rounding allows.
+  const Equilibration* scaling = nullptr;
+  double feasibility = 0.0;
   double gap = 0.0;  // relative to the objectives
+
+  // For a unit of tau, in the terms of the scaled problem.
+  double primal(size_t row) const { return feasibility * std::min(1.0, scaling->row[row]); }
+  double dual(size_t var) const {
+    return feasibility * std::min(1.0, scaling->cost * scaling->var[var]);
+  }
 };
 
 class Direction {

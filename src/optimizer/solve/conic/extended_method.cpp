@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <utility>
 
 #include "solve/check/vectors.h"
@@ -173,7 +174,7 @@ bool ExtendedMethod::look_at_iterate() {
   const Iterate at = rounded();
   const double before = best_.worst();
   const Measures measures = measure(problem_, scaling_, at, conic::find_residuals(problem_, at));
-  best_.offer(at, measures);
+  if (best_.is_farther_than(measures)) best_.hold(std::make_shared<const Iterate>(at), measures);
   const double worst = measures.worst(tolerances_);
   // Nearer than doubles go, since the way back to the model's terms adds to the residuals.
   constexpr double kWellWithin = 1e-3;
@@ -210,7 +211,8 @@ void ExtendedMethod::center() {
     const Iterate at = rounded();
     const Measures measures = measure(problem_, scaling_, at, conic::find_residuals(problem_, at));
     if (is_stopped(measures)) return;
-    if (measures.worst(tolerances_) <= 1.0) best_.hold(at, measures);
+    if (measures.worst(tolerances_) <= 1.0)
+      best_.hold(std::make_shared<const Iterate>(at), measures);
   }
 }
 

@@ -122,14 +122,7 @@ Status InteriorPointMethod::prepare() {
 // by the next one.
 void InteriorPointMethod::allow_residuals() {
   const double share = problem_.is_linear() ? 3e-2 : 1e-3;
-  const double feasibility = share * tolerances_.feasibility;
-  for (const double row : scaling_.row) {
-    allowed_residuals_.primal.push_back(feasibility * std::min(1.0, row));
-  }
-  for (const double var : scaling_.var) {
-    allowed_residuals_.dual.push_back(feasibility * std::min(1.0, scaling_.cost * var));
-  }
-  allowed_residuals_.gap = share * tolerances_.gap;
+  allowed_residuals_ = {&scaling_, share * tolerances_.feasibility, share * tolerances_.gap};
 }
 
 // Multiplications of an iteration with matrix variables, but for the equations.
@@ -221,7 +214,7 @@ double InteriorPointMethod::make_step(Direction::Tau tau) {
 // rounding of their own products, which this does not mend.
 bool InteriorPointMethod::iterate_with_tau_held(InteriorPoint* result) {
   if (!problem_.matrices.empty() || !(scalings_->degree() > 1.0)) return false;
-  const Iterate end = now_;
+  const std::shared_ptr<const Iterate> end = keep();
   const BestPoint best = best_;
   for (const BestPoint* start : {&accurate_, &most_feasible_}) {
     if (!(start->worst() <= kNearSolution)) continue;
@@ -233,7 +226,7 @@ bool InteriorPointMethod::iterate_with_tau_held(InteriorPoint* result) {
       return true;
     }
     best_ = best;
-    now_ = end;
+    now_ = *end;
     look_at_iterate();
     if (is_ended) return true;
   }
@@ -268,6 +261,7 @@ void InteriorPointMethod::watch_last_equation(double expected) {
 }
 
 void InteriorPointMethod::look_at_iterate() {
+  kept_.reset();
   residuals_ = find_residuals(problem_, now_);
   measures_ = measure(problem_, scaling_, now_, residuals_);
 }
@@ -283,7 +277,30 @@ void InteriorPointMethod::keep_if_sound() {
   const bool matters =
       std::max(measures_.primal, measures_.dual) > kMatters * tolerances_.feasibility;
   has_rounding_shown_ = matters && residual > kMore * now_.matrix_residual * first_residual_;
-  if (!has_rounding_shown_) sound_->hold(now_, measures_);
+  if (!has_rounding_shown_) sound_->hold(keep(), measures_);
+}
+
+// A copy of the iterate, without the duals of matrix variables. Those who hold one share it: large
+// models have no room for a copy each.
+std::shared_ptr<const Iterate> InteriorPointMethod::keep() {
+  if (kept_ != nullptr) return kept_;
+  const auto copy = std::make_shared<Iterate>();
+  copy->take_scalars(now_);
+  copy->matrices.resize(now_.matrices.size());
+  for (size_t m = 0; m < now_.matrices.size(); ++m) copy->matrices[m].x = now_.matrices[m].x;
+  kept_ = copy;
+  return kept_;
+}
+
+// Keeps what a step that turns out to be too long is taken back to.
+void InteriorPointMethod::remember() {
+  if (problem_.matrices.empty()) {
+    before_ = keep();
+    return;
+  }
+  const auto scalars = std::make_shared<Iterate>();
+  scalars->take_scalars(now_);
+  before_ = scalars;
 }
 
 // Takes the step, shorter where rounding or the neighbourhood asks for it, to a point from which
@@ -291,11 +308,14 @@ void InteriorPointMethod::keep_if_sound() {
 bool InteriorPointMethod::advance(const Step& step, double* length) {
   constexpr int kMostTries = 30;
   constexpr double kShortening = 0.8;
-  before_.take_scalars(now_);
+  remember();
   for (int attempt = 0; attempt < kMostTries; ++attempt) {
     now_.take(problem_, step, *length);
-    if (now_.tau > 0.0 && now_.kappa > 0.0 && scalings_->update(now_)) return true;
-    now_.take_back(problem_, before_, step, *length);
+    if (now_.tau > 0.0 && now_.kappa > 0.0 && scalings_->update(now_)) {
+      kept_.reset();
+      return true;
+    }
+    now_.take_back(problem_, *before_, step, *length);
     *length *= kShortening;
   }
   return false;
@@ -311,9 +331,10 @@ bool InteriorPointMethod::is_finished(Direction::Tau tau, InteriorPoint* result)
   constexpr double kSlowForDigits = 0.7;
   const double before = best_.worst();
   const double worst = measures_.worst(tolerances_);
-  best_.offer(now_, measures_);
-  if (tau == Direction::Tau::kFree && problem_.matrices.empty()) {
-    most_feasible_.offer_feasible(now_, measures_);
+  if (best_.is_farther_than(measures_)) best_.hold(keep(), measures_);
+  if (tau == Direction::Tau::kFree && problem_.matrices.empty() &&
+      most_feasible_.is_less_feasible_than(measures_)) {
+    most_feasible_.hold(keep(), measures_);
   }
   const bool has_digits = measures_.gap_of_objectives <= tolerances_.gap;
   const double slow = has_digits ? kSlow : kSlowForDigits;
@@ -380,7 +401,7 @@ void InteriorPointMethod::center() {
     double length = std::min(1.0, Scalings::kLeastToBoundary * scalings_->step_length(now_, step));
     if (!(length > 0.0) || !advance(step, &length)) return;
     look_at_iterate();
-    if (measures_.worst(tolerances_) <= 1.0) best_.hold(now_, measures_);
+    if (measures_.worst(tolerances_) <= 1.0) best_.hold(keep(), measures_);
   }
 }
 
@@ -390,7 +411,7 @@ void InteriorPointMethod::conclude(InteriorPoint* result) {
   const auto is_half = [](const Measures& m) {
     return std::min(m.primal, m.dual) <= kLooseTolerance;
   };
-  if (!is_half(best_.measures()) && is_half(measures_)) best_.hold(now_, measures_);
+  if (!is_half(best_.measures()) && is_half(measures_)) best_.hold(keep(), measures_);
   const Tolerances loose{kLooseTolerance, kLooseTolerance, 0};
   // An iterate is far from a solution beyond this multiple of the loose tolerance.
   constexpr double kFarFromOptimal = 100.0;
@@ -414,7 +435,7 @@ bool InteriorPointMethod::claims_loosely(InteriorPoint* result) {
     const double gap = m.gap <= kTolerableGap ? m.gap_of_terms : m.gap;
     return std::max({m.primal, m.dual, gap}) <= kLooseTolerance;
   };
-  if (!is_solution(best_.measures()) && is_solution(measures_)) best_.hold(now_, measures_);
+  if (!is_solution(best_.measures()) && is_solution(measures_)) best_.hold(keep(), measures_);
   if (is_solution(best_.measures())) {
     result->outcome = Outcome::kOptimal;
     return true;

@@ -77,6 +77,8 @@ class InteriorPointMethod {
   bool iterate_from(const Iterate& start, InteriorPoint* result);
   double share_to_boundary(double affine_length) const;
   double make_step(Direction::Tau tau);
+  std::shared_ptr<const Iterate> keep();
+  void remember();
   bool advance(const Step& step, double* length);
   void look_at_iterate();
   void keep_if_sound();
@@ -111,7 +113,8 @@ class InteriorPointMethod {
 
   int32_t iteration_ = 0;
   Iterate now_;
-  Iterate before_;  // the last step, without matrix variables
+  std::shared_ptr<const Iterate> kept_;    // of the present iterate, once somebody holds it
+  std::shared_ptr<const Iterate> before_;  // the last step; matrix variables are left out
   Residuals residuals_;
   AllowedResiduals allowed_residuals_;
   Measures measures_;

@@ -12,7 +12,7 @@ Step zero_step(const ConicProblem& problem) {
   step.y.assign(problem.rhs.size(), 0.0);
   step.s.assign(problem.bounds.size(), 0.0);
   step.z.assign(problem.bounds.size(), 0.0);
-  step.cone_dual.assign(problem.cost.size(), 0.0);
+  step.cone_dual.assign(problem.num_cone_duals(), 0.0);
   for (const MatrixBlock& block : problem.matrices) {
     step.matrices.push_back(zero_matrix_step(index(block.dimension), index(block.face_order())));
   }
@@ -24,7 +24,7 @@ void Step::drop_scaled_terms() {
 }
 
 double Iterate::complementarity() const {
-  double product = tau * kappa + dot(s, z) + dot(x, cone_dual);
+  double product = tau * kappa + dot(s, z) + dot(cone_dual, x);
   for (const MatrixPoint& matrix : matrices) product += dot(matrix.x.values(), matrix.z.values());
   return product;
 }

@@ -10,7 +10,8 @@
 
 namespace vorlan::conic {
 
-// The scalar variables: s and z by bound, cone_dual by variable and 0 outside of cones.
+// The scalar variables: s and z by bound, cone_dual by variable and 0 outside of cones; it has no
+// elements where there are no cones.
 struct ScalarVariables {
   std::vector<double> x, y, s, z, cone_dual;
   double tau = 0.0, kappa = 0.0;

@@ -187,7 +187,10 @@ void NewtonSystem::find_places(const Scalings& scalings) {
   place_.matrices.resize(problem_.matrices.size());
   for_each_matrix_element(
       [&](size_t m, size_t a, size_t b) { place_.matrices[m].push_back(place(a, b)); });
-  for (size_t node = 0; node < sign_.size(); ++node) keep_constant(diagonal_place(node));
+  constant_diagonal_.reserve(sign_.size());
+  for (size_t node = 0; node < sign_.size(); ++node) {
+    constant_diagonal_.push_back(upper_.value[diagonal_place(node)]);
+  }
   for (const auto* places : {&place_.cones, &place_.matrices}) {
     for (const std::vector<int64_t>& some : *places) {
       for (const int64_t k : some) keep_constant(index(k));
@@ -219,6 +222,9 @@ void NewtonSystem::add_cone_values(const Scalings& scalings) {
 }
 
 void NewtonSystem::factor(const Scalings& scalings) {
+  for (size_t node = 0; node < sign_.size(); ++node) {
+    upper_.value[diagonal_place(node)] = constant_diagonal_[node];
+  }
   for (const auto& [place, value] : constant_) upper_.value[place] = value;
   for (size_t k = 0; k < problem_.bounds.size(); ++k) {
     upper_.value[diagonal_place(index(problem_.bounds[k].var))] += scalings.bounds()[k];

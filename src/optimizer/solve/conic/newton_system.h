@@ -93,7 +93,9 @@ class NewtonSystem {
   const DenseAlgebra* algebra_;
   UpperTriangle upper_;           // with the shift of the last factorization
   std::vector<double> diagonal_;  // without it
-  // The places of the elements that change with an iterate, and what is constant there.
+  // The elements that change with an iterate: what is constant of the diagonal, and the places of the
+  // others with what is constant there.
+  std::vector<double> constant_diagonal_;
   std::vector<std::pair<size_t, double>> constant_;
   std::vector<int8_t> sign_;
   Places place_;

@@ -36,7 +36,7 @@ Iterate Scalings::start() const {
   at.y.assign(problem_.rhs.size(), 0.0);
   at.s.assign(problem_.bounds.size(), 1.0);
   at.z.assign(problem_.bounds.size(), 1.0);
-  at.cone_dual.assign(problem_.cost.size(), 0.0);
+  at.cone_dual.assign(problem_.num_cone_duals(), 0.0);
   std::vector<double> s;
   std::vector<double> z;
   for (size_t c = 0; c < cones_.size(); ++c) {

@@ -19,7 +19,7 @@ constexpr int32_t kLeastDenseOrder = 16;
 constexpr double kDenseShare = 0.6;
 // Supernodes pay where so many products of elements of L belong to each of its elements, and from so
 // many elements on.
-constexpr double kLongColumns = 80.0;
+constexpr double kLongColumns = 30.0;
 constexpr double kManyElements = 1e5;
 // What short columns do to the dense end is done as fast row by row. Columns are short there that
 // have elements in fewer than one of so many rows of the end.

@@ -38,6 +38,7 @@ double rounding_of(Index dimension) {
   return kRounding * std::max(1.0, 1e-2 * static_cast<double>(dimension));
 }
 
+// The lower triangle; zeros are above it.
 Eigen::MatrixXd unpack(std::span<const double> packed, size_t dimension) {
   const auto n = static_cast<Index>(dimension);
   Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(n, n);
@@ -55,14 +56,15 @@ double inverse_root(double diagonal, double least) {
 // Scaled by 0, a row is one of zeros.
 double inverse_root_of_size(double size) { return size > 0.0 ? 1.0 / std::sqrt(size) : 0.0; }
 
-// The shift is of the matrix scaled from both sides.
-double indefiniteness_of_scaled(Eigen::MatrixXd matrix, const Eigen::VectorXd& scale) {
-  matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
-  const Eigen::VectorXd diagonal = matrix.diagonal();
-  Eigen::LLT<Eigen::MatrixXd, Eigen::Lower> factor(matrix.rows());
-  return least_shift(rounding_of(matrix.rows()), [&](double shift) {
-    matrix.diagonal() = diagonal.array() + shift;
-    factor.compute(matrix);
+// The shift is of the matrix scaled from both sides. It is made anew for each factor, which takes its
+// memory: the first one passes as a rule.
+double indefiniteness_of_scaled(std::span<const double> packed, const Eigen::VectorXd& scale) {
+  Eigen::MatrixXd matrix;
+  return least_shift(rounding_of(scale.size()), [&](double shift) {
+    matrix = unpack(packed, static_cast<size_t>(scale.size()));
+    matrix = scale.asDiagonal() * matrix * scale.asDiagonal();
+    matrix.diagonal().array() += shift;
+    const Eigen::LLT<Eigen::Ref<Eigen::MatrixXd>, Eigen::Lower> factor(matrix);
     return factor.info() == Eigen::Success;
   });
 }
@@ -119,17 +121,18 @@ bool is_nonnegative_diagonal(const std::vector<SymmetricElement>& elements) {
 
 double indefiniteness(std::span<const double> packed, size_t dimension, double least) {
   if (dimension == 0) return 0.0;
-  Eigen::MatrixXd matrix = unpack(packed, dimension);
-  const Eigen::VectorXd scale =
-      matrix.diagonal().unaryExpr([least](double element) { return inverse_root(element, least); });
-  return indefiniteness_of_scaled(std::move(matrix), scale);
+  Eigen::VectorXd scale(static_cast<Index>(dimension));
+  size_t place = 0;
+  for (size_t k = 0; k < dimension; place += dimension - k++) {
+    scale[static_cast<Index>(k)] = inverse_root(packed[place], least);
+  }
+  return indefiniteness_of_scaled(packed, scale);
 }
 
 double indefiniteness(std::span<const double> packed, std::span<const double> sizes) {
   if (sizes.empty()) return 0.0;
   const Eigen::Map<const Eigen::VectorXd> size(sizes.data(), static_cast<Index>(sizes.size()));
-  return indefiniteness_of_scaled(unpack(packed, sizes.size()),
-                                  size.unaryExpr(&inverse_root_of_size));
+  return indefiniteness_of_scaled(packed, size.unaryExpr(&inverse_root_of_size));
 }
 
 double indefiniteness(const std::vector<SymmetricElement>& elements) {

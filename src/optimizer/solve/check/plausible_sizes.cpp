@@ -30,12 +30,6 @@ void for_elements(const SparseMatrix& a, Visit&& visit) {
   }
 }
 
-struct MatrixElementSize {
-  int32_t matrix_var;
-  TriangleEntry entry;
-  double size;
-};
-
 // Works out the sizes of one problem.
 class Estimate {
  public:
@@ -56,8 +50,8 @@ class Estimate {
   void start_rows();
   void set_variables();
   void set_matrices();
-  void raise_diagonals(const std::vector<MatrixElementSize>& elements,
-                       std::vector<double>* all) const;
+  template <class ForElements>
+  void raise_diagonals(const ForElements& for_elements, std::vector<double>* all) const;
   void balance_factors(int32_t one, int32_t other, double root);
   void set_cone(const Cone& cone);
   void spread_primal();
@@ -103,31 +97,32 @@ void Estimate::set_variables() {
   }
 }
 
-// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2, of which one must be known.
-void Estimate::raise_diagonals(const std::vector<MatrixElementSize>& elements,
-                               std::vector<double>* all) const {
-  for (const MatrixElementSize& e : elements) {
-    if (e.entry.row == e.entry.col) raise(e.size, &diagonal(*all, e.matrix_var, e.entry.row));
-  }
+// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2, of which one must be known. The first
+// argument calls visit(matrix variable, entry, size) for every element.
+template <class ForElements>
+void Estimate::raise_diagonals(const ForElements& for_elements, std::vector<double>* all) const {
+  for_elements([&](int32_t matrix_var, const TriangleEntry& entry, double size) {
+    if (entry.row == entry.col) raise(size, &diagonal(*all, matrix_var, entry.row));
+  });
   const std::vector<double> known = *all;
-  for (const MatrixElementSize& e : elements) {
-    if (e.entry.row == e.entry.col) continue;
-    const double row = known[starts_[index(e.matrix_var)] + index(e.entry.row)];
-    const double col = known[starts_[index(e.matrix_var)] + index(e.entry.col)];
-    if (col > 0.0) raise(e.size * (e.size / col), &diagonal(*all, e.matrix_var, e.entry.row));
-    if (row > 0.0) raise(e.size * (e.size / row), &diagonal(*all, e.matrix_var, e.entry.col));
-  }
+  for_elements([&](int32_t matrix_var, const TriangleEntry& entry, double size) {
+    if (entry.row == entry.col) return;
+    const double row = known[starts_[index(matrix_var)] + index(entry.row)];
+    const double col = known[starts_[index(matrix_var)] + index(entry.col)];
+    if (col > 0.0) raise(size * (size / col), &diagonal(*all, matrix_var, entry.row));
+    if (row > 0.0) raise(size * (size / row), &diagonal(*all, matrix_var, entry.col));
+  });
 }
 
 void Estimate::set_matrices() {
-  std::vector<MatrixElementSize> elements;
-  for (const MatrixCoefficient& a : model_.matrix_coefficients) {
-    if (a.entry.value == 0.0) continue;
-    const double factor = a.entry.row == a.entry.col ? 1.0 : 0.5;
-    const double size = factor * sizes_.row[index(a.con)] / std::fabs(a.entry.value);
-    elements.push_back({a.matrix_var, a.entry, size});
-  }
-  raise_diagonals(elements, &sizes_.matrix_diagonal);
+  const auto for_coefficients = [this](const auto& visit) {
+    for (const MatrixCoefficient& a : model_.matrix_coefficients) {
+      if (a.entry.value == 0.0) continue;
+      const double factor = a.entry.row == a.entry.col ? 1.0 : 0.5;
+      visit(a.matrix_var, a.entry, factor * sizes_.row[index(a.con)] / std::fabs(a.entry.value));
+    }
+  };
+  raise_diagonals(for_coefficients, &sizes_.matrix_diagonal);
 }
 
 // Of two factors only the product is known. They have one size, but where both have costs: these are
@@ -244,11 +239,12 @@ void Estimate::estimate_dual() {
     raise(value * sizes_.var[index(q.col)], &sizes_.gradient[index(q.row)]);
     raise(value * sizes_.var[index(q.row)], &sizes_.gradient[index(q.col)]);
   }
-  std::vector<MatrixElementSize> elements;
-  for (const MatrixCostEntry& c : model_.matrix_cost) {
-    elements.push_back({c.matrix_var, c.entry, std::fabs(c.entry.value)});
-  }
-  raise_diagonals(elements, &sizes_.matrix_gradient);
+  const auto for_costs = [this](const auto& visit) {
+    for (const MatrixCostEntry& c : model_.matrix_cost) {
+      visit(c.matrix_var, c.entry, std::fabs(c.entry.value));
+    }
+  };
+  raise_diagonals(for_costs, &sizes_.matrix_gradient);
   for_elements(model_.matrix, [this](size_t i, size_t j, double a) {
     raise(sizes_.gradient[j] / a, &sizes_.multiplier[i]);
   });

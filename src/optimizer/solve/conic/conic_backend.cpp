@@ -75,7 +75,7 @@ class ConicRun {
                        conic::InteriorPoint* point);
   Status run_again(const char* how, const Run& run, bool may_have_ray,
                    const conic::InteriorPoint& first, conic::InteriorPoint* other, bool* is_better);
-  void keep_if_nearer(const conic::InteriorPoint& iterate) const;
+  void keep_if_nearer(conic::InteriorPoint iterate) const;
   bool prove_by_contradiction(const std::vector<double>& multipliers);
   bool prove(const conic::InteriorPoint& ray);
   bool find_primal_ray();
@@ -276,7 +276,8 @@ Status ConicRun::run_method(bool may_have_ray, conic::InteriorPoint* point) {
   // answer is a direction clear of all tolerances.
   if (may_have_ray) {
     if (is_hasty_) method.make_haste();
-    method.offer_points([this](const conic::InteriorPoint& iterate) { keep_if_nearer(iterate); });
+    method.offer_points(
+        [this](conic::InteriorPoint iterate) { keep_if_nearer(std::move(iterate)); });
   }
   if (conic::ExtendedMethod::can_solve(form_.problem())) method.prepare_successor();
   Status status = method.run(point);
@@ -351,9 +352,9 @@ Status ConicRun::run_in_extended_precision(bool may_have_ray, const conic::Equil
 }
 
 // The first iterates of a second run are worth less than what the first one came to.
-void ConicRun::keep_if_nearer(const conic::InteriorPoint& iterate) const {
+void ConicRun::keep_if_nearer(conic::InteriorPoint iterate) const {
   if (first_ != nullptr && !is_nearer(iterate, *first_, tolerances())) return;
-  monitor_->keep(restore(iterate), kInfinity);
+  monitor_->keep(restore(std::move(iterate)), kInfinity);
 }
 
 // The words that the log has for what a run came to.

@@ -79,14 +79,13 @@ Status InteriorPointMethod::run(InteriorPoint* result) {
   result->iterations = iteration_;
   const bool is_ray = result->certificate != Certificate::kNone;
   result->measures = is_ray ? measures_ : best_.measures();
-  // Their memory is as good for the answer.
+  // Their memory is as good for the answer, and for what is made of it.
   system_.reset();
   scalings_.reset();
-  if (is_ray) {
-    now_.write(problem_, 1.0, result);
-  } else {
-    best_.iterate().write(problem_, 1.0 / best_.iterate().tau, result);
-  }
+  if (is_ray) now_.write(problem_, 1.0, result);
+  now_ = {};
+  if (!is_ray) best_.iterate().write(problem_, 1.0 / best_.iterate().tau, result);
+  best_ = BestPoint(tolerances_);
   return {};
 }
 
@@ -453,7 +452,7 @@ void InteriorPointMethod::offer_point() const {
   point.outcome = Outcome::kStopped;
   point.measures = best_.measures();
   best_.iterate().write(problem_, 1.0 / best_.iterate().tau, &point);
-  offer_(point);
+  offer_(std::move(point));
 }
 
 void InteriorPointMethod::log_heading() const {

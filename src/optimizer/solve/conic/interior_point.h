@@ -43,7 +43,7 @@ class InteriorPointMethod {
                       const Tolerances& tolerances, RayProof proves, BackendMonitor* monitor);
 
   // Hands on the best iterate while the method runs, whenever the monitor wants a point.
-  void offer_points(std::function<void(const InteriorPoint&)> take) { offer_ = std::move(take); }
+  void offer_points(std::function<void(InteriorPoint)> take) { offer_ = std::move(take); }
 
   // The most threads that large operations may share. One that is never told works alone.
   void use_threads(int32_t count) { num_threads_ = index(count); }
@@ -100,7 +100,7 @@ class InteriorPointMethod {
   const Equilibration& scaling_;
   Tolerances tolerances_;
   BackendMonitor* monitor_;
-  std::function<void(const InteriorPoint&)> offer_;
+  std::function<void(InteriorPoint)> offer_;
   const Model* shown_ = nullptr;
   size_t num_threads_ = 1;
   std::unique_ptr<ThreadTeam> team_;

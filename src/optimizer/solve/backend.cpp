@@ -1,7 +1,10 @@
 // The minimization that backends are given is made here, once for all of them.
 #include "solve/backend.h"
 
+#include <algorithm>
 #include <utility>
+
+#include "task/parameter_index.h"
 
 namespace vorlan {
 
@@ -10,6 +13,17 @@ MinimizeProblem::MinimizeProblem(const Model& task_model, const Solution* start_
     : model(task_model), cost(task_model.cost), start(start_solution), cutoffs(given_cutoffs) {
   if (!model.maximize) return;
   for (double& c : cost) c = -c;
+}
+
+// A violation of each constraint by the tolerance makes a bound weaker by the tolerance times the sum
+// of the multipliers.
+Parameters with_strict_tolerances(Parameters parameters) {
+  constexpr double kStrict = 1e-9;
+  for (const auto param :
+       {DoubleParam::kIntegralityTolerance, DoubleParam::kFeasibilityTolerance}) {
+    parameters.set(param, std::min(kStrict, parameters.get(param)));
+  }
+  return parameters;
 }
 
 void keep_incumbent(Incumbent best, BackendResult* result) {

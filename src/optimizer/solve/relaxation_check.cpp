@@ -34,13 +34,9 @@ Parameters conic_parameters(Parameters parameters) {
   return parameters;
 }
 
-Parameters strict_parameters(Parameters parameters) {
-  constexpr double kStrict = 1e-9;
+Parameters careful_parameters(const Parameters& given) {
+  Parameters parameters = with_strict_tolerances(given);
   parameters.set(IntParam::kPresolve, 0);
-  for (const auto param :
-       {DoubleParam::kIntegralityTolerance, DoubleParam::kFeasibilityTolerance}) {
-    parameters.set(param, std::min(kStrict, parameters.get(param)));
-  }
   return parameters;
 }
 
@@ -87,7 +83,7 @@ Status check_relaxation(const MinimizeProblem& problem, const SolvePlan& plan,
   SecondSolve again("with strict tolerances", monitor, result->progress);
   BackendResult strict;
   Status status =
-      plan.backend->solve(problem, strict_parameters(parameters), left(), &again, &strict);
+      plan.backend->solve(problem, careful_parameters(parameters), left(), &again, &strict);
   const bool stands = status.ok() && strict.outcome != Outcome::kUnknown &&
                       strict.outcome != Outcome::kStopped &&
                       !is_better_than(least, problem, strict);

@@ -12,6 +12,7 @@
 #include "solve/check/vectors.h"
 #include "solve/highs/cutoff_bounds.h"
 #include "solve/highs/fixed_integers.h"
+#include "solve/highs/infeasible_claim.h"
 #include "solve/highs/scaled_model.h"
 #include "solve/highs/switch_tightening.h"
 #include "solve/run/listener.h"
@@ -28,8 +29,7 @@ constexpr double kClean = 1e-11;
 // Objectives that are nearer than this to a bound have met it, besides those within the gap that
 // was asked for.
 constexpr double kRounding = 1e-6;
-// Tolerance and size of the tree of models.
-constexpr double kStrict = 1e-9;
+// Size of the tree of models.
 constexpr int kMostNodes = 2000;
 
 double rounded(const Model& model, size_t j, double value) {
@@ -129,6 +129,10 @@ class Search {
 
   Status run(BackendResult* result) {
     Status status = solve_(problem_, parameters_, seconds_left(), &monitor_, result);
+    if (status.ok() && result->outcome == Outcome::kInfeasible) {
+      status =
+          doubt_infeasible_claim(solve_, problem_, parameters_, seconds_left(), &monitor_, result);
+    }
     const bool claims = result->outcome == Outcome::kOptimal;
     if (!status.ok() || (!claims && result->outcome != Outcome::kStopped)) return status;
     if (result->x.size() != model_.cost.size()) return status;
@@ -323,7 +327,8 @@ class Search {
   // With strict tolerances branch and bound may fail at a point that it has made itself.
   Status solve_node(const MinimizeProblem& problem, BackendResult* found) {
     Status status;
-    for (const Parameters& parameters : {node_parameters(), linear_parameters()}) {
+    for (const Parameters& parameters :
+         {with_strict_tolerances(linear_parameters()), linear_parameters()}) {
       *found = {};
       status = solve_scaled(solve_, problem, parameters, seconds_left(), &monitor_, found);
       if (status.code() != Code::kErrOptimizer) return status;
@@ -338,15 +343,6 @@ class Search {
     double least = kInfinity;
     for (const Node& node : open) least = std::min(least, node.bound);
     return least;
-  }
-
-  Parameters node_parameters() const {
-    Parameters parameters = linear_parameters();
-    for (const auto param :
-         {DoubleParam::kIntegralityTolerance, DoubleParam::kFeasibilityTolerance}) {
-      parameters.set(param, std::min(kStrict, parameters_.get(param)));
-    }
-    return parameters;
   }
 
   // On the open integer variable whose distance from a whole number does most in some row.

@@ -9,6 +9,7 @@
 #include "solve/check/checker.h"
 #include "solve/check/least_sizes.h"
 #include "solve/check/vectors.h"
+#include "solve/highs/whole_rows.h"
 #include "task/numeric.h"
 #include "task/packed_matrices.h"
 #include "task/parameter_index.h"
@@ -27,6 +28,11 @@ constexpr double kLargestCost = 1 << 30;
 // In a row with an integer variable, coefficients that are smaller by more than 2^kFarthestSwitch
 // do not count.
 constexpr int kFarthestSwitch = 36;
+// A row of integers alone whose numbers are within these is as good as one of whole numbers, unless
+// it becomes one of numbers up to kFewUnits.
+constexpr double kSmallWhole = 1.0 / (1 << kNearRows);
+constexpr double kLargeWhole = 1 << 20;
+constexpr double kFewUnits = 1 << 14;
 // A coefficient beside which others of its row and of its column are larger by more than 2^kSpeck is
 // what rounding has left of 0, and tells nothing of units.
 constexpr int kSpeck = 44;
@@ -338,9 +344,62 @@ void ScaledModel::scale_columns() {
   }
 }
 
+// The elements of a row.
+struct ScaledModel::RowElements {
+  std::vector<size_t> places;
+  bool is_whole = true;  // all of them are of integers
+};
+
+// Rows of integers alone come into whole numbers, where these are moderate and the row's own numbers
+// are not (whole_rows.h). Returns which rows did.
+std::vector<bool> ScaledModel::make_rows_whole() {
+  std::vector<bool> done(row_.size(), false);
+  if (!model_.is_linear() || !model_.is_mixed_integer()) return done;
+  std::vector<RowElements> rows(row_.size());
+  for (size_t j = 0; j < column_.size(); ++j) {
+    for (size_t k = index(model_.matrix.start[j]); k < index(model_.matrix.start[j + 1]); ++k) {
+      if (model_.matrix.value[k] == 0.0) continue;
+      RowElements& row = rows[index(model_.matrix.row[k])];
+      row.is_whole = row.is_whole && is_integer(model_.var_kind[j]);
+      if (row.is_whole) row.places.push_back(k);
+    }
+  }
+  for (size_t i = 0; i < row_.size(); ++i) {
+    if (rows[i].is_whole && !rows[i].places.empty()) done[i] = make_row_whole(i, rows[i].places);
+  }
+  return done;
+}
+
+bool ScaledModel::make_row_whole(size_t row, const std::vector<size_t>& places) {
+  std::vector<double> values;
+  for (const size_t k : places) values.push_back(model_.matrix.value[k]);
+  const double size = largest(values);
+  double side = 0.0;
+  for (const double bound : {model_.con_lower[row], model_.con_upper[row]}) {
+    if (std::isfinite(bound)) side = std::max(side, std::fabs(bound));
+  }
+  const bool is_near = size >= kSmallWhole && std::max(size, side) <= kLargeWhole;
+  const bool is_whole = std::all_of(values.begin(), values.end(),
+                                    [](double value) { return value == std::round(value); });
+  if (is_near && is_whole) return false;
+  const double unit = common_unit(values);
+  if (unit == 0.0 || unit == 1.0) return false;
+  if (is_near && size > kFewUnits * unit) return false;
+  for (const size_t k : places) {
+    model_.matrix.value[k] = std::round(model_.matrix.value[k] / unit);
+  }
+  for (double* bound : {&model_.con_lower[row], &model_.con_upper[row]}) {
+    if (std::isfinite(*bound)) *bound = in_units(*bound, unit);
+  }
+  row_[row] = 1.0 / unit;
+  same_ = false;
+  return true;
+}
+
 // The largest term of a continuous variable is to be about 1: a switch beside it may be larger. A
-// row of integers alone is exact, and nothing makes it smaller.
+// row of integers alone is exact, and nothing makes it smaller but its unit.
 void ScaledModel::scale_rows() {
+  const std::vector<bool> is_done = make_rows_whole();
   std::vector<double> size(row_.size(), 0.0);
   std::vector<double> integers(row_.size(), 0.0);
   for (size_t j = 0; j < column_.size(); ++j) {
@@ -356,16 +415,18 @@ void ScaledModel::scale_rows() {
   for (const MatrixCoefficient& e : model_.matrix_coefficients) {
     size[index(e.con)] = std::max(size[index(e.con)], std::fabs(e.entry.value));
   }
+  std::vector<double> factor(row_.size(), 1.0);
   for (size_t i = 0; i < row_.size(); ++i) {
+    if (is_done[i]) continue;
     const bool counts = size[i] > std::ldexp(integers[i], -kFarthestSwitch);
-    row_[i] =
+    row_[i] = factor[i] =
         counts ? factor_for(size[i], kNearRows) : std::max(1.0, factor_for(integers[i], kNearRows));
     same_ = same_ && row_[i] == 1.0;
     model_.con_lower[i] *= row_[i];
     model_.con_upper[i] *= row_[i];
   }
   for (size_t k = 0; k < model_.matrix.row.size(); ++k) {
-    model_.matrix.value[k] *= row_[index(model_.matrix.row[k])];
+    model_.matrix.value[k] *= factor[index(model_.matrix.row[k])];
   }
   for (ConQuadraticEntry& e : model_.quadratic_coefficients) e.entry.value *= row_[index(e.con)];
   for (MatrixCoefficient& e : model_.matrix_coefficients) e.entry.value *= row_[index(e.con)];
@@ -387,6 +448,16 @@ double linear_cost_factor(double smallest, double largest) {
   return factor * std::min(kLargestCost, std::ldexp(1.0, std::ilogb(largest / smallest)));
 }
 
+// The column of an integer keeps its unit, and with it a cost below the tolerances, which HiGHS's
+// presolve takes for 0, however large the integer may become. The objective's unit makes up for it.
+double raise_integer_costs(double factor, double smallest_integer, double largest) {
+  constexpr double kLeast = 1.0 / (1 << 10);
+  if (factor * smallest_integer >= kLeast) return factor;
+  const double wanted = std::ldexp(1.0, std::ilogb(kLeast / (factor * smallest_integer)) + 1);
+  const double most = std::ldexp(kLargestCost, -std::ilogb(factor * largest));
+  return factor * std::max(1.0, std::min(wanted, most));
+}
+
 // Without integers there is no search that large costs could mislead: the least becomes about 1,
 // also beside costs that are of the size 1 already.
 double continuous_cost_factor(double smallest, double largest) {
@@ -398,20 +469,27 @@ double continuous_cost_factor(double smallest, double largest) {
 }  // namespace
 
 void ScaledModel::scale_costs() {
+  constexpr double kFarReach = 1000.0;
   double size = 0.0;
   double smallest = kInfinity;
+  double smallest_integer = kInfinity;  // of those that can reach far
   for (size_t j = 0; j < model_.cost.size(); ++j) {
     // What a fixed variable costs is no part of what is solved.
     const double c = std::fabs(model_.cost[j]);
     if (c == 0.0 || model_.var_lower[j] == model_.var_upper[j]) continue;
     size = std::max(size, c);
     smallest = std::min(smallest, c);
+    const bool is_far = model_.var_upper[j] - model_.var_lower[j] >= kFarReach;
+    if (is_far && is_integer(model_.var_kind[j])) smallest_integer = std::min(smallest_integer, c);
   }
   for (const TriangleEntry& e : model_.quadratic_cost) size = std::max(size, std::fabs(e.value));
   for (const MatrixCostEntry& e : model_.matrix_cost)
     size = std::max(size, std::fabs(e.entry.value));
+  const auto integer_factor = [&] {
+    return raise_integer_costs(linear_cost_factor(smallest, size), smallest_integer, size);
+  };
   const double factor = !model_.is_linear()         ? factor_for(size, kNearCosts)
-                        : model_.is_mixed_integer() ? linear_cost_factor(smallest, size)
+                        : model_.is_mixed_integer() ? integer_factor()
                                                     : continuous_cost_factor(smallest, size);
   if (factor == 1.0) return;
   same_ = false;

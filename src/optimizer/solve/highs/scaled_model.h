@@ -11,7 +11,8 @@
 //
 // the least squares of the logarithms of all terms, where sides and bounds are terms, too: they
 // tell how large the variables are. Integers keep their unit, and members of a cone have factors
-// with which it stays a cone. A model that is well scaled stays as it is.
+// with which it stays a cone. Rows of integers alone come into whole numbers (whole_rows.h), which
+// may be no power of two. A model that is well scaled stays as it is.
 #pragma once
 
 #include <vector>
@@ -42,6 +43,9 @@ class ScaledModel {
 
  private:
   void scale_columns();
+  struct RowElements;
+  std::vector<bool> make_rows_whole();
+  bool make_row_whole(size_t row, const std::vector<size_t>& places);
   void scale_rows();
   void scale_costs();
   void meet_bounds(std::vector<double>* x) const;

@@ -18,9 +18,6 @@ constexpr double kLooseGap = 0.02;
 // whenever a solve brings nothing new.
 constexpr double kGapShares[] = {0.5, 0.1, 0.0};
 constexpr int kMostExact = 2;
-// The tolerance of integers and constraints in the most exact solve. A violation of each constraint
-// by the tolerance makes the bound weaker by the tolerance times the sum of the multipliers.
-constexpr double kStrict = 1e-9;
 
 }  // namespace
 
@@ -54,14 +51,11 @@ bool RelaxationSolver::be_more_exact() {
 bool RelaxationSolver::be_careful() { return !std::exchange(careful_, true); }
 
 Parameters RelaxationSolver::integer_parameters() const {
-  Parameters parameters = parameters_;
+  const bool is_strict = exactness_ == kMostExact || careful_;
+  Parameters parameters = is_strict ? with_strict_tolerances(parameters_) : parameters_;
   const double share = kGapShares[exactness_];
   const double relative = share * parameters_.get(DoubleParam::kMipRelativeGap);
   if (careful_) parameters.set(IntParam::kPresolve, 0);
-  if (exactness_ == kMostExact || careful_) {
-    parameters.set(DoubleParam::kIntegralityTolerance, kStrict);
-    parameters.set(DoubleParam::kFeasibilityTolerance, kStrict);
-  }
   const double absolute = share * parameters_.get(DoubleParam::kMipAbsoluteGap);
   parameters.set(DoubleParam::kMipRelativeGap, relative);
   parameters.set(DoubleParam::kMipAbsoluteGap, absolute * objective_factor_);

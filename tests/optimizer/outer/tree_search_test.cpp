@@ -112,6 +112,32 @@ TEST(TreeSearch, ObeysTheNodeLimit) {
   EXPECT_GE(mixed.figure("bound"), best.objective - 1e-6) << mixed.log();
 }
 
+// Nodes that cannot reach the caller's cutoff are not searched, whatever the incumbent is, and the
+// end says that the cutoff is out of reach.
+TEST(TreeSearch, LeavesOutWhatCannotReachTheCutoff) {
+  double nodes[2] = {0.0, 0.0};
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    const double best = test::enumerate(portfolio(seed)).objective;
+    for (const bool is_cut : {false, true}) {
+      test::MixedSolve mixed(portfolio(seed));
+      mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-9");
+      mixed.put("VLN_DPAR_MIP_ABSOLUTE_GAP", "0");
+      mixed.put("VLN_IPAR_MIP_CUTS", "off");
+      const double reach = 1.01 * best;  // of a maximization
+      if (is_cut) mixed.put("VLN_DPAR_LOWER_OBJECTIVE_CUTOFF", std::to_string(reach).c_str());
+      mixed.solve();
+      nodes[is_cut ? 1 : 0] += mixed.figure("nodes");
+      if (!is_cut) continue;
+      EXPECT_EQ(mixed.termination(), Code::kTrmObjectiveCutoff) << mixed.log();
+      EXPECT_LT(mixed.figure("bound"), reach) << mixed.log();
+      EXPECT_GE(mixed.figure("bound"), best - 1e-6) << mixed.log();
+    }
+  }
+  // It is three quarters where the nodes are searched until the bound has come down to the cutoff.
+  EXPECT_LT(nodes[1], 0.5 * nodes[0]);
+}
+
 // A row of progress has how many nodes are open, as that of branch and cut.
 TEST(TreeSearch, TellsHowManyNodesAreOpen) {
   std::string logs;

@@ -35,6 +35,10 @@ bool OptimumBounds::is_cut_off() const {
   return incumbent_ < cutoffs_.lower || bound_ > cutoffs_.upper;
 }
 
+double OptimumBounds::above_cutoff() const {
+  return cutoffs_.upper + kCaution * std::max(1.0, std::fabs(cutoffs_.upper));
+}
+
 double OptimumBounds::doubt() const {
   return absolute_tolerance() + kCaution * std::max(1.0, std::fabs(incumbent_));
 }

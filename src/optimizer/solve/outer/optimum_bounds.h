@@ -26,6 +26,8 @@ class OptimumBounds {
   bool is_closed() const;
   // Whether one of the cutoffs makes it pointless to go on.
   bool is_cut_off() const;
+  // An objective that is clearly above the upper cutoff: what is no better needs no search.
+  double above_cutoff() const;
 
   // A bound that the continuous relaxation proves. It holds whatever branch and bound says.
   void set_root_bound(double bound);

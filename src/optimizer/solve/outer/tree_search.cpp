@@ -81,10 +81,12 @@ bool TreeSearch::gains_by_rows(const Model& model) {
   return num_integers < kFewIntegers || several > kFewRows;
 }
 
-// Nodes above it cannot have a point that is better by more than a share of the gap asked for.
+// Nodes above it cannot have a point that is better by more than a share of the gap asked for, or
+// none that the caller wants.
 double TreeSearch::cutoff() const {
   constexpr double kShare = 0.1;
-  return bounds_->incumbent() - kShare * bounds_->absolute_tolerance();
+  const double better = bounds_->incumbent() - kShare * bounds_->absolute_tolerance();
+  return std::min(better, bounds_->above_cutoff());
 }
 
 // ---- The linear model -----------------------------------------------------------------------

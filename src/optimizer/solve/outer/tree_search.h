@@ -48,7 +48,7 @@ class TreeSearch {
   static bool gains_by_rows(const Model& model);
 
   enum class End {
-    kDone,       // every node is settled; without an incumbent the model is infeasible
+    kDone,       // every node is settled: nothing is better than the incumbent and the cutoff
     kStopped,    // by a limit, or because incumbent and bound have met
     kUnresolved  // what is left are nodes that the search cannot settle
   };

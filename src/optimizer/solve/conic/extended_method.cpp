@@ -249,6 +249,13 @@ bool ExtendedMethod::is_lost_in_rounding(const Iterate& at, const Measures& meas
          rounding_of_bound(at) > kMuchMore * std::max(tolerances_.gap, measures.gap);
 }
 
+// The tolerance of the gap and the gap itself are relative to this objective at least, which is here
+// in the units of the scaled problem. So is what rounding leaves open, to be compared with them.
+double ExtendedMethod::relative_to(double objective, double rounding) const {
+  const double least = scaling_.cost * scaling_.least_objective;
+  return rounding / std::max(least, std::fabs(objective));
+}
+
 // What the rounding of multipliers may take from the bound that these prove, relative to the
 // objective: dual matrices move by it, and count by their products with X.
 double ExtendedMethod::rounding_of_bound(const Iterate& at) const {
@@ -261,7 +268,7 @@ double ExtendedMethod::rounding_of_bound(const Iterate& at) const {
   double objective = 0.0;
   for (size_t i = 0; i < at.y.size(); ++i) objective += problem_.rhs[i] * at.y[i];
   for (size_t k = 0; k < at.z.size(); ++k) objective += problem_.bounds[k].value * at.z[k];
-  return kRounding * terms / std::max(std::min(1.0, scaling_.cost), std::fabs(objective));
+  return relative_to(objective, kRounding * terms);
 }
 
 // What the rounding of an answer's numbers leaves open of its objectives, relative to these.
@@ -278,8 +285,7 @@ double ExtendedMethod::rounding_of_objectives(const Iterate& at) const {
   for (size_t m = 0; m < at.matrices.size(); ++m) {
     terms += size_of_product(problem_.matrices[m].cost, at.matrices[m].x);
   }
-  return kRounding * terms /
-         std::max(scaling_.cost * scaling_.least_objective, std::fabs(objective));
+  return relative_to(objective, kRounding * terms);
 }
 
 void ExtendedMethod::find_residuals() {

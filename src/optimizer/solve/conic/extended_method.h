@@ -57,6 +57,7 @@ class ExtendedMethod {
   void center();
   Iterate rounded() const;
   bool is_lost_in_rounding(const Iterate& at, const Measures& measures);
+  double relative_to(double objective, double rounding) const;
   double rounding_of_objectives(const Iterate& at) const;
   double rounding_of_bound(const Iterate& at) const;
   void find_residuals();

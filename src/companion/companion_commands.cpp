@@ -73,7 +73,11 @@ std::string status_text(const CoursePoint& point, double gap) {
   std::string text = fmt::format("solving  {:.1f} s", point.seconds);
   if (std::isfinite(point.objective)) text += fmt::format("  objective {:.8g}", point.objective);
   if (std::isfinite(point.bound)) text += fmt::format("  bound {:.8g}", point.bound);
-  if (gap > 0.0 && std::isfinite(gap)) text += fmt::format("  gap {:.2g} %", 100.0 * gap);
+  if (gap > 1.0 && std::isfinite(gap)) {
+    text += "  gap over 100 %";
+  } else if (gap > 0.0 && gap <= 1.0) {
+    text += fmt::format("  gap {:.2g} %", 100.0 * gap);
+  }
   return text;
 }
 

@@ -27,13 +27,14 @@ std::string count_figure(int64_t count) {
   return count < 0 ? "-" : format_text("%lld", static_cast<long long>(count));
 }
 
-// In percent, relative to the incumbent.
+// In percent, relative to the incumbent. Where that is nearer to 0 than to the bound, percents say
+// nothing but this.
 std::string gap_figure(double incumbent, double bound) {
   if (!std::isfinite(incumbent) || !std::isfinite(bound)) return "-";
   const double distance = std::fabs(incumbent - bound);
   if (distance == 0.0) return "0.00%";
   const double percent = 100.0 * distance / std::max(std::fabs(incumbent), 1e-10);
-  return format_text(percent < 1e5 ? "%.2f%%" : "%.1e%%", percent);
+  return percent > 100.0 ? ">100%" : format_text("%.2f%%", percent);
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 
 #include <string>
 
-// In SDPA's format: the largest -<I + 11', X> of a matrix X with the trace 1, which is -1. From an order of
-// 30 on a solve takes a library for dense algebra.
+// In SDPA's format: the largest -<I + 11', X> of a matrix X with the trace 1, which is -1. From an
+// order of 30 on a solve takes a library for dense algebra.
 inline std::string dense_matrix_model(int order) {
   const std::string size = std::to_string(order);
   std::string text = "1\n1\n" + size + "\n1\n";

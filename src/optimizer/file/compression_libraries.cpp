@@ -1,5 +1,5 @@
-// Loading by dlopen; see compression_libraries.h. Both names are those of an interface that has been
-// stable for many years, and zlib is asked for its version when a stream begins.
+// Loading by dlopen; see compression_libraries.h. Both names are those of an interface that has
+// been stable for many years, and zlib is asked for its version when a stream begins.
 #include "file/compression_libraries.h"
 
 #include <dlfcn.h>

@@ -15,8 +15,8 @@ MinimizeProblem::MinimizeProblem(const Model& task_model, const Solution* start_
   for (double& c : cost) c = -c;
 }
 
-// A violation of each constraint by the tolerance makes a bound weaker by the tolerance times the sum
-// of the multipliers.
+// A violation of each constraint by the tolerance makes a bound weaker by the tolerance times the
+// sum of the multipliers.
 Parameters with_strict_tolerances(Parameters parameters) {
   constexpr double kStrict = 1e-9;
   for (const auto param :

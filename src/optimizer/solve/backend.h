@@ -106,8 +106,8 @@ struct Incumbent {
   std::vector<double> x, barx;
 };
 
-// For a search whose answer with the usual tolerances is in doubt: integers and constraints as exact as
-// branch and bound can take them, or as the caller asks for already.
+// For a search whose answer with the usual tolerances is in doubt: integers and constraints as
+// exact as branch and bound can take them, or as the caller asks for already.
 Parameters with_strict_tolerances(Parameters parameters);
 
 // A backend that was stopped, and has no point of its own, has the last incumbent.

@@ -1,6 +1,6 @@
-// Linux tells these in files; control groups come in two versions. A container sees its own group as
-// the root. Elsewhere, as in a job of a cluster or a unit of systemd, the group is named by a list,
-// and every group above it has a say.
+// Linux tells these in files; control groups come in two versions. A container sees its own group
+// as the root. Elsewhere, as in a job of a cluster or a unit of systemd, the group is named by a
+// list, and every group above it has a say.
 #include "task/machine.h"
 
 #include <sched.h>
@@ -51,8 +51,9 @@ void add_folders(const std::string& root, std::string_view group,
   }
 }
 
-// The folders of the groups by which the controller counts this process, of both versions. Each line
-// of the list is NUMBER:CONTROLLERS:GROUP, without controllers where they are of the second version.
+// The folders of the groups by which the controller counts this process, of both versions. Each
+// line of the list is NUMBER:CONTROLLERS:GROUP, without controllers where they are of the second
+// version.
 std::vector<std::string> group_folders(const ControlGroups& groups, const std::string& controller) {
   std::vector<std::string> folders = {groups.root, groups.root + '/' + controller};
   const File file = open_file(groups.list.c_str());

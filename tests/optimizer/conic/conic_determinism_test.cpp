@@ -64,8 +64,8 @@ std::string answer(const char* child) {
   return read_all(solution);
 }
 
-// A cut of a ring with chords, so scattered that no part of the ring is nearly one of its own: a matrix
-// variable that is large enough for threads.
+// A cut of a ring with chords, so scattered that no part of the ring is nearly one of its own: a
+// matrix variable that is large enough for threads.
 std::string cut_model(int order) {
   std::string text = std::to_string(order) + "\n1\n" + std::to_string(order) + "\n";
   for (int i = 0; i < order; ++i) text += "1 ";

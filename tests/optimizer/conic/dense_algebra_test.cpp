@@ -202,7 +202,8 @@ TEST(DenseAlgebra, MultipliesAndDividesByTriangles) {
   EXPECT_FALSE(algebra.factor_cholesky(product));
 }
 
-// Each operation of the routines that are built in beside the library's, on parts of larger matrices.
+// Each operation of the routines that are built in beside the library's, on parts of larger
+// matrices.
 class BuiltInAlgebra : public ::testing::Test {
  protected:
   static constexpr size_t kOrder = 9;

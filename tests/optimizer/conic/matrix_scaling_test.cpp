@@ -298,8 +298,8 @@ TEST(MatrixDirection, OnThePathThereIsNothingToCentre) {
   EXPECT_NEAR(direction.rhs_cost_product(), 0.0, 1e-9);
 }
 
-// The second-order term of the affine step is that of its two matrices, and a matrix with few elements
-// has the products of one with many.
+// The second-order term of the affine step is that of its two matrices, and a matrix with few
+// elements has the products of one with many.
 TEST(MatrixDirection, TheAffineStepCountsAsItsTwoMatrices) {
   constexpr int32_t kOrder = 30;
   const MatrixPoint at = point(kOrder);

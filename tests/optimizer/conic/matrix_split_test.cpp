@@ -1,5 +1,5 @@
-// Matrix variables in parts: what their pattern is split into, that an answer's parts come back as one
-// semidefinite matrix, and models with known optima that are solved in this way.
+// Matrix variables in parts: what their pattern is split into, that an answer's parts come back as
+// one semidefinite matrix, and models with known optima that are solved in this way.
 #include "solve/conic/matrix_split.h"
 
 #include <gtest/gtest.h>
@@ -42,7 +42,8 @@ std::vector<Edge> ladder(int32_t rungs, int32_t first = 0) {
   return edges;
 }
 
-// The relaxation of the largest cut of a graph, a diagonal of ones: an even graph's cut takes all edges.
+// The relaxation of the largest cut of a graph, a diagonal of ones: an even graph's cut takes all
+// edges.
 Model largest_cut(int32_t num_node, const std::vector<Edge>& edges) {
   Model model;
   model.maximize = true;
@@ -129,7 +130,8 @@ TEST(MatrixSplit, CoversALadderByCliques) {
   EXPECT_EQ(find_cover(problem_of(model).matrices[0], Cover::kComponents).pieces.size(), 1U);
 }
 
-// The completion of largest determinant is the one whose inverse is 0 where the parts have no element.
+// The completion of largest determinant is the one whose inverse is 0 where the parts have no
+// element.
 TEST(MatrixSplit, CompletesTheMatrixOfLargestDeterminant) {
   ConicProblem problem = problem_of(largest_cut(kNodes, ladder(kRungs)));
   const MatrixCover cover = find_cover(problem.matrices[0], Cover::kCliques);

@@ -1,6 +1,6 @@
 // A machine without BLAS and LAPACK: this program's own dlopen does not find them, or fails for want
-// of memory. Models with large matrix variables need them and are refused with a message that names the
-// package, or quotes the loader; all others are solved.
+// of memory. Models with large matrix variables need them and are refused with a message that names
+// the package, or quotes the loader; all others are solved.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 

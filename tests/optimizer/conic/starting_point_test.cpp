@@ -55,7 +55,8 @@ TEST(StartingPoint, StaysWhereAModelHasCones) {
   EXPECT_EQ(at.s, scalings.start().s);
 }
 
-// To first order the sum of products of each pair changes by what brings it within 0.1 and 10 of mu.
+// To first order the sum of products of each pair changes by what brings it within 0.1 and 10 of
+// mu.
 TEST(Direction, ACorrectedStepLeadsProductsBack) {
   const ConicProblem problem = three_costs();
   Scalings scalings(problem, nullptr);
@@ -85,8 +86,8 @@ TEST(Direction, ACorrectedStepLeadsProductsBack) {
   EXPECT_EQ(corrected.reduction, step.reduction);
 }
 
-// What the solution leaves of the equations. The factor's shift of 1e-12 leaves about as much, which
-// further rounds take back.
+// What the solution leaves of the equations. The factor's shift of 1e-12 leaves about as much,
+// which further rounds take back.
 double residual_of_solution(const NewtonSystem::Excess& excess) {
   const ConicProblem problem = three_costs();
   const Scalings scalings(problem, nullptr);

@@ -38,8 +38,8 @@ const std::vector<UnitFamily>& curved_unit_families();
 // matrix variable a congruence by a diagonal matrix. The objective is that of the new model.
 void rescale(uint32_t seed, int range, UnitModel* known);
 
-// Rotated cones and power cones, in which each of the first members may have a unit of its own, if the
-// others have the weighted geometric mean of these.
+// Rotated cones and power cones, in which each of the first members may have a unit of its own, if
+// the others have the weighted geometric mean of these.
 bool has_axes(const Cone& cone);
 // Gives the first members of these cones such units, which is the same model, too. Quadratic
 // constraints stay as they are, and must not contain members of such cones.

@@ -102,8 +102,8 @@ UnitModel make_in_scales(const UnitFamily& family, uint32_t seed, int range) {
   return known;
 }
 
-// Multipliers may miss their equations by a tolerance, which a bound that they prove misses as well.
-// That is larger in parts of the bound where scales are far apart.
+// Multipliers may miss their equations by a tolerance, which a bound that they prove misses as
+// well. That is larger in parts of the bound where scales are far apart.
 constexpr double kProofFarApart = 1e-4;
 
 void solve_one(const UnitFamily& family, const char* optimizer, uint32_t seed, int range) {
@@ -171,8 +171,8 @@ TEST_P(AxesOfFamilies, HaveTheirAnswerInUnitsFarApart) {
 INSTANTIATE_TEST_SUITE_P(Conic, AxesOfFamilies, testing::ValuesIn(families_with_axes()),
                          [](const auto& family) { return std::string(family.param.name); });
 
-// Scales in which a run in doubles, and one in extended precision after it, are right only beside the
-// larger parts of the model: a claimed optimum was 1e-6 to a quarter off.
+// Scales in which a run in doubles, and one in extended precision after it, are right only beside
+// the larger parts of the model: a claimed optimum was 1e-6 to a quarter off.
 struct HardScales {
   const char* family;
   uint32_t seed;

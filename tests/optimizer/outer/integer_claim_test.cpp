@@ -1,6 +1,7 @@
 // What is claimed of integer models whose data are large, small or decimal: that there is no point,
-// an optimum, and a bound where a limit ends the search. The optimum is known by trying all integers
-// in whole numbers; one more variable, which may be large, has an interval that is left for it.
+// an optimum, and a bound where a limit ends the search. The optimum is known by trying all
+// integers in whole numbers; one more variable, which may be large, has an interval that is left
+// for it.
 //
 // More of them: VORLAN_RANDOM_MODELS=4000 vorlan_outer_tests --gtest_filter='IntegerClaims.*'
 // VORLAN_RANDOM_FIRST chooses others, and VORLAN_RANDOM_FILE=model.ptf writes the last one.

@@ -485,8 +485,8 @@ Known discounts(double large, Random* random) {
   return {builder.make(), best};
 }
 
-// Goods in pieces of a fraction of a coin go from two places, opened at a price, to customers. A place
-// has room for exactly what all of them ask for.
+// Goods in pieces of a fraction of a coin go from two places, opened at a price, to customers. A
+// place has room for exactly what all of them ask for.
 Known facilities(double large, Random* random) {
   constexpr size_t kPlaces = 2;
   const std::vector<double> price = numbers(kPlaces, 50, 150, random);  // a thousandth of large
@@ -608,8 +608,8 @@ TEST(TurnedTargets, AreBoundedByLinearPrograms) {
   EXPECT_LE(mixed.figure("nodes"), 5.0);
 }
 
-// In units in which the goods are about 1, costs of them above a million have led presolve to cut off
-// the optimum of one such model in twelve.
+// In units in which the goods are about 1, costs of them above a million have led presolve to cut
+// off the optimum of one such model in twelve.
 TEST(Facilities, AreRightInSmallCoins) {
   for (const double large : {1e7, 1e8, 1e9}) {
     for (uint32_t seed = 1; seed <= 40; ++seed) {

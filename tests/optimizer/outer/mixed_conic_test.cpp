@@ -90,8 +90,8 @@ End
 }
 
 // Seven units over two uses whose worth grows as a logarithm: 3 log(1 + n) + 2 log(1 + m).
-// Shares for 75 million, where each thousandth that stays beside the zeros of the other shares misses
-// their equations.
+// Shares for 75 million, where each thousandth that stays beside the zeros of the other shares
+// misses their equations.
 TEST(MixedConic, SharesOfALargeBudget) {
   MixedSolve mixed;
   mixed.put("VLN_DPAR_MIP_RELATIVE_GAP", "1e-7");

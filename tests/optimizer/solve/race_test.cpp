@@ -407,8 +407,8 @@ TEST_F(ChoiceOfRace, AnAnswerThatFailedItsCheckSettlesNothing) {
   EXPECT_TRUE(race.settles(answer));
 }
 
-// One processor of several is none for a racer, whatever the machine has. Every method asks for it in
-// the same way: the threads of a search, those of the conic method, the racers.
+// One processor of several is none for a racer, whatever the machine has. Every method asks for it
+// in the same way: the threads of a search, those of the conic method, the racers.
 TEST_F(ChoiceOfRace, TakesWhatTheAffinityLeaves) {
   parameters_.set(IntParam::kNumThreads, 0);
   Model outer = row_of(10, VarKind::kInteger);

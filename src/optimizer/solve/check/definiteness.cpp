@@ -56,8 +56,8 @@ double inverse_root(double diagonal, double least) {
 // Scaled by 0, a row is one of zeros.
 double inverse_root_of_size(double size) { return size > 0.0 ? 1.0 / std::sqrt(size) : 0.0; }
 
-// The shift is of the matrix scaled from both sides. It is made anew for each factor, which takes its
-// memory: the first one passes as a rule.
+// The shift is of the matrix scaled from both sides. It is made anew for each factor, which takes
+// its memory: the first one passes as a rule.
 double indefiniteness_of_scaled(std::span<const double> packed, const Eigen::VectorXd& scale) {
   Eigen::MatrixXd matrix;
   return least_shift(rounding_of(scale.size()), [&](double shift) {

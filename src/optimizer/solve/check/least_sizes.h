@@ -27,7 +27,8 @@ LeastSizes sizes_of_model(const MinimizeProblem& problem);
 
 // Stricter ones, which hold each constraint of a linear model to its own side, or to the size that
 // is plausible for it (plausible_sizes.h), and likewise variables, columns and multipliers: one of
-// 1e-14 is much where coefficients are 1e9 and costs 1e-5. An answer that is right by sizes_of_model, and not by these, is right only beside the larger parts of its model.
+// 1e-14 is much where coefficients are 1e9 and costs 1e-5. An answer that is right by
+// sizes_of_model, and not by these, is right only beside the larger parts of its model.
 LeastSizes sizes_of_parts(const MinimizeProblem& problem);
 
 }  // namespace vorlan

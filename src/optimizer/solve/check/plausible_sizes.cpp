@@ -97,8 +97,8 @@ void Estimate::set_variables() {
   }
 }
 
-// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2, of which one must be known. The first
-// argument calls visit(matrix variable, entry, size) for every element.
+// An element X_kl asks for diagonals with X_kk X_ll >= X_kl^2, of which one must be known. The
+// first argument calls visit(matrix variable, entry, size) for every element.
 template <class ForElements>
 void Estimate::raise_diagonals(const ForElements& for_elements, std::vector<double>* all) const {
   for_elements([&](int32_t matrix_var, const TriangleEntry& entry, double size) {

@@ -20,8 +20,8 @@ class BestPoint {
   bool is_farther_than(const Measures& measures) const {
     return measures.worst(tolerances_) < worst();
   }
-  // Says whether an iterate is nearer to feasible, primal and dual, or as feasible as the tolerances
-  // ask for with a gap that is less.
+  // Says whether an iterate is nearer to feasible, primal and dual, or as feasible as the
+  // tolerances ask for with a gap that is less.
   bool is_less_feasible_than(const Measures& measures) const {
     const double now = std::max(1.0, infeasibility(measures));
     const double before = std::max(1.0, infeasibility(measures_));

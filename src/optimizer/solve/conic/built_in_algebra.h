@@ -7,8 +7,9 @@
 
 namespace vorlan::conic::built_in {
 
-// These take the arguments of the routines with their names, but only the cases that dense_algebra.cpp
-// asks for: lower triangles, vectors without gaps, and syevd with any size of its work space.
+// These take the arguments of the routines with their names, but only the cases that
+// dense_algebra.cpp asks for: lower triangles, vectors without gaps, and syevd with any size of its
+// work space.
 void gemm(const char* op_a, const char* op_b, const int* m, const int* n, const int* k,
           const double* alpha, const double* a, const int* lda, const double* b, const int* ldb,
           const double* beta, double* c, const int* ldc);

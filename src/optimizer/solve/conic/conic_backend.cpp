@@ -314,8 +314,8 @@ void ConicRun::measure_in_terms_of_model(conic::InteriorPoint* point) const {
   if (point->misses_parts) raise_to(parts, &point->measures);
 }
 
-// Goes on with a small model where rounding keeps it from its tolerances: from the iterate given, and
-// from the first one where that ends little short of them.
+// Goes on with a small model where rounding keeps it from its tolerances: from the iterate given,
+// and from the first one where that ends little short of them.
 Status ConicRun::run_in_extended_precision(bool may_have_ray, const conic::Equilibration& scaling,
                                            const conic::Iterate* begin,
                                            conic::InteriorPoint* point) {

@@ -231,8 +231,9 @@ void ConicForm::add_square_cone(int32_t row, double sign, const ConvexFactor& fa
   for (LinearTerm& term : signed_terms) term.second *= sign;
   Centring centring = centre(factor, signed_terms);
   const double half_square = 0.5 * dot(centring.shift, centring.shift);
-  // A centre so far away that rounding takes all digits of the square's size is no better than 0. One
-  // that leaves some is: seen from 0, tolerances that are relative to the far centre hide the square.
+  // A centre so far away that rounding takes all digits of the square's size is no better than 0.
+  // One that leaves some is: seen from 0, tolerances that are relative to the far centre hide the
+  // square.
   constexpr double kFarthest = 1e13;
   // Beside a sphere that is so much nearer than its centre points are seen better from the origin.
   // Both near points and far ones are then in sight of a size between theirs.

@@ -95,8 +95,8 @@ struct ConicProblem {
   // which the gap alone determines to no more than half of its digits: they agree on the central
   // path.
   bool has_quadratic_rows = false;
-  // Matrix variables are parts of larger ones, with equations where they overlap: the equations of the
-  // steps are sparse then.
+  // Matrix variables are parts of larger ones, with equations where they overlap: the equations of
+  // the steps are sparse then.
   bool has_overlaps = false;
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }

@@ -134,8 +134,8 @@ std::vector<LinearTerm> root_row(const LocalForm& form, const Factorization& fac
   return row;
 }
 
-// Factors a form of full rank without the shift: around a far centre, 1e-11 of the square of its distance
-// can be more than the square of the radius.
+// Factors a form of full rank without the shift: around a far centre, 1e-11 of the square of its
+// distance can be more than the square of the radius.
 void take_shift_back(Matrix matrix, Factorization* factorization) {
   const auto least = [](const Factorization& of) { return of.vectorD().minCoeff(); };
   if (!(least(*factorization) > kZeroPivot)) return;

@@ -2,9 +2,9 @@
 // the optimized library of the system.
 //
 // The library is loaded when a model needs it for the first time, not linked: it is large, and a
-// linear model should start without it. Small models do with built_in_algebra.h. Matrices are stored
-// by column, and symmetric ones in full. The routines take all orders from their arguments, which
-// must fit.
+// linear model should start without it. Small models do with built_in_algebra.h. Matrices are
+// stored by column, and symmetric ones in full. The routines take all orders from their arguments,
+// which must fit.
 #pragma once
 
 #include <functional>

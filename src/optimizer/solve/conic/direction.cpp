@@ -246,9 +246,9 @@ double Direction::excess(std::span<const double> of_x, std::span<const double> o
   return std::max(most, product / gap);
 }
 
-// Solves for the right-hand sides. The residuals that are left count in the unit given: the offset for
-// a unit of dtau is taken tau times at most. Cones and quadratic terms ask for all digits: their steps
-// magnify what is left.
+// Solves for the right-hand sides. The residuals that are left count in the unit given: the offset
+// for a unit of dtau is taken tau times at most. Cones and quadratic terms ask for all digits:
+// their steps magnify what is left.
 void Direction::solve_system(double unit, NewtonVector* solution) {
   if (!problem_.is_linear() || allowed_.scaling == nullptr) return system_.solve(rhs_, solution);
   system_.solve(rhs_, solution, [&](std::span<const double> of_x, std::span<const double> of_y) {
@@ -294,8 +294,8 @@ Step Direction::find(double reduction, double mu, Step affine) {
   return step;
 }
 
-// A product that is far too large is taken back by no more than the largest one allowed: its pair is
-// no reason to turn the step.
+// A product that is far too large is taken back by no more than the largest one allowed: its pair
+// is no reason to turn the step.
 Step Direction::correct_centrality(const Step& step, double length, double mu) {
   constexpr double kFar = 10.0;
   length = std::min(1.0, length);

@@ -19,8 +19,8 @@ namespace vorlan::conic {
 
 // What each step may leave of the equations: all steps together come nowhere near the tolerances.
 struct AllowedResiduals {
-  // Of the problem before scaling, where residuals are relative to 1 at least; nullptr: steps are as
-  // exact as rounding allows.
+  // Of the problem before scaling, where residuals are relative to 1 at least; nullptr: steps are
+  // as exact as rounding allows.
   const Equilibration* scaling = nullptr;
   double feasibility = 0.0;
   double gap = 0.0;  // relative to the objectives
@@ -38,8 +38,8 @@ class Direction {
   // only move it along or towards the central path.
   enum class Tau { kFree, kHeld };
   // The scalings must be those of the iterate, and the system factored with them. Steps of linear
-  // models, and those with matrix variables, leave what is allowed, as long as the gap does not notice.
-  // All must live on.
+  // models, and those with matrix variables, leave what is allowed, as long as the gap does not
+  // notice. All must live on.
   Direction(const ConicProblem& problem, const Iterate& at, const Residuals& residuals,
             const AllowedResiduals& allowed, Scalings* scalings, NewtonSystem* system, Tau tau);
 
@@ -49,9 +49,9 @@ class Direction {
   // this mu, with the second-order term of the affine step.
   Step find(double reduction, double mu, Step affine);
 
-  // The last step found, which must be the one given, of a model without cones and matrix variables,
-  // corrected: at this length, 1 at most, its products of pairs are to come nearer to mu, from
-  // further away than a factor of 10.
+  // The last step found, which must be the one given, of a model without cones and matrix
+  // variables, corrected: at this length, 1 at most, its products of pairs are to come nearer to
+  // mu, from further away than a factor of 10.
   Step correct_centrality(const Step& step, double length, double mu);
 
   // How far the cones are from the path that the last step led to: the largest right-hand side of

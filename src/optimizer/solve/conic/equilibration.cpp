@@ -258,8 +258,8 @@ std::vector<double> weights_of_axes(const ConeBlock& cone) {
   return cone.kind == ConeKind::kRotatedQuadratic ? std::vector<double>{0.5, 0.5} : cone.exponents;
 }
 
-// Gives the members behind the axes the mean of the axes' factors. It is a power of two in a rotated
-// cone, and rounds what it scales in a power cone.
+// Gives the members behind the axes the mean of the axes' factors. It is a power of two in a
+// rotated cone, and rounds what it scales in a power cone.
 void suit_axes(const ConeBlock& cone, std::vector<double>* factors) {
   if (cone.kind == ConeKind::kRotatedQuadratic) {
     double& first = (*factors)[index(cone.vars[0])];

@@ -1,9 +1,9 @@
 // Dense linear algebra in extended precision (double_double.h) for extended_method.h: products, the
 // factors of Cholesky, and those of a general square matrix.
 //
-// Each of them is a sequence of sums y += a x of columns, the one loop that takes the time. With AVX2
-// and FMA it does four elements at a time, by the operations of a single one: the results are those
-// of any other processor to the last bit, unless a product leaves the range of doubles.
+// Each of them is a sequence of sums y += a x of columns, the one loop that takes the time. With
+// AVX2 and FMA it does four elements at a time, by the operations of a single one: the results are
+// those of any other processor to the last bit, unless a product leaves the range of doubles.
 #pragma once
 
 #include <Eigen/Core>

@@ -154,8 +154,8 @@ ExtendedMatrix ExtendedMatrixVariable::scale(const ExtendedMatrix& matrix) const
   return symmetric_part(multiply(multiply(x_, matrix), inverse_));
 }
 
-// Some parts are scaled at a time, and their elements laid side by side: then the products of all of
-// them with another part are one sum of columns.
+// Some parts are scaled at a time, and their elements laid side by side: then the products of all
+// of them with another part are one sum of columns.
 void ExtendedMatrixVariable::add_products_of_pairs(ExtendedMatrix* schur) const {
   constexpr size_t kPartsAtATime = 64;
   const Eigen::Index n = order();

@@ -249,8 +249,9 @@ bool ExtendedMethod::is_lost_in_rounding(const Iterate& at, const Measures& meas
          rounding_of_bound(at) > kMuchMore * std::max(tolerances_.gap, measures.gap);
 }
 
-// The tolerance of the gap and the gap itself are relative to this objective at least, which is here
-// in the units of the scaled problem. So is what rounding leaves open, to be compared with them.
+// The tolerance of the gap and the gap itself are relative to this objective at least, which is
+// here in the units of the scaled problem. So is what rounding leaves open, to be compared with
+// them.
 double ExtendedMethod::relative_to(double objective, double rounding) const {
   const double least = scaling_.cost * scaling_.least_objective;
   return rounding / std::max(least, std::fabs(objective));

@@ -3,9 +3,9 @@
 // Where a model has hardly an interior, an objective moves by the root of what is wrong with the
 // point: residuals of 1e-10 leave five digits of it. Doubles come no further, whatever the order of
 // their operations. The equations are those of interior_point.h, the steps those of
-// extended_matrix.h with dense matrices, in plain loops. An iterate of doubles is one of this method,
-// too, since the dual matrices follow from the multipliers by all digits; where it begins at one,
-// the last bits of the answer follow those of the BLAS that led there.
+// extended_matrix.h with dense matrices, in plain loops. An iterate of doubles is one of this
+// method, too, since the dual matrices follow from the multipliers by all digits; where it begins
+// at one, the last bits of the answer follow those of the BLAS that led there.
 //
 // The point that counts is the one rounded to doubles: it is measured as any other iterate is, and
 // the run ends where doubles can tell the objectives no better.

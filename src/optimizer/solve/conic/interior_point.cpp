@@ -27,8 +27,9 @@ constexpr double kMostToBoundary = 1.0 - 1e-6;
 constexpr double kGoodLength = 0.9;
 constexpr double kMoreLength = 0.3;
 constexpr double kMuchOfIt = 0.1;
-// That costs a solve, and saves about a tenth of the iterations: it pays where a factorization has so
-// many multiplications for each element of the factor and each operation on a variable outside of it.
+// That costs a solve, and saves about a tenth of the iterations: it pays where a factorization has
+// so many multiplications for each element of the factor and each operation on a variable outside
+// of it.
 constexpr double kWorkForCentring = 20.0;
 constexpr double kOperationsOfVariable = 20.0;
 // A run ends after this many iterations in which no step was longer than kShortStep.
@@ -117,8 +118,8 @@ Status InteriorPointMethod::prepare() {
   return {};
 }
 
-// The corrections of matrix variables add up, while what a step of a linear model leaves is taken off
-// by the next one.
+// The corrections of matrix variables add up, while what a step of a linear model leaves is taken
+// off by the next one.
 void InteriorPointMethod::allow_residuals() {
   const double share = problem_.is_linear() ? 3e-2 : 1e-3;
   allowed_residuals_ = {&scaling_, share * tolerances_.feasibility, share * tolerances_.gap};
@@ -170,8 +171,8 @@ bool InteriorPointMethod::iterate(Direction::Tau tau, InteriorPoint* result) {
   }
 }
 
-// Near the optimum of a linear model the affine step is nearly the whole way, and so is the step then:
-// the last iterations gain more than two digits each.
+// Near the optimum of a linear model the affine step is nearly the whole way, and so is the step
+// then: the last iterations gain more than two digits each.
 double InteriorPointMethod::share_to_boundary(double affine_length) const {
   const double share = Scalings::kLeastToBoundary + kMoreToBoundary * affine_length;
   return is_in_haste_ ? std::max(share, std::min(affine_length, kMostToBoundary)) : share;
@@ -265,8 +266,8 @@ void InteriorPointMethod::look_at_iterate() {
   measures_ = measure(problem_, scaling_, now_, residuals_);
 }
 
-// In exact arithmetic the residuals are the share of the first ones that the dual residual of matrix
-// variables is by definition. Rounding has shown once they are more, at a size that matters.
+// In exact arithmetic the residuals are the share of the first ones that the dual residual of
+// matrix variables is by definition. Rounding has shown once they are more, at a size that matters.
 void InteriorPointMethod::keep_if_sound() {
   constexpr double kMore = 1.2;
   constexpr double kMatters = 0.1;
@@ -320,12 +321,12 @@ bool InteriorPointMethod::advance(const Step& step, double* length) {
   return false;
 }
 
-// An iterate that meets the tolerances is bettered as long as that goes fast, until it is well within
-// them and its gap small even beside objectives that are.
+// An iterate that meets the tolerances is bettered as long as that goes fast, until it is well
+// within them and its gap small even beside objectives that are.
 bool InteriorPointMethod::is_finished(Direction::Tau tau, InteriorPoint* result) {
   constexpr double kWellWithin = 0.1;
-  // A step that leaves more than this share of the distance is a slow one; where the objectives' own
-  // digits are at stake, one that leaves more than the other.
+  // A step that leaves more than this share of the distance is a slow one; where the objectives'
+  // own digits are at stake, one that leaves more than the other.
   constexpr double kSlow = 0.2;
   constexpr double kSlowForDigits = 0.7;
   const double before = best_.worst();

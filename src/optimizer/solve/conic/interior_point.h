@@ -11,9 +11,10 @@
 //
 // all of s, z, tau, kappa >= 0, the cones as they are. A solution with tau > 0 gives an optimum,
 // one with kappa > 0 a ray. Steps are Mehrotra's predictor and corrector, with one length for all
-// variables, so that all residuals shrink by the same factor in a step. Where a factorization is dear
-// beside a solve, a further solve makes short steps longer by J. Gondzio's correction (Multiple
-// centrality corrections in a primal-dual method for linear programming, Comput. Optim. Appl. 6, 1996).
+// variables, so that all residuals shrink by the same factor in a step. Where a factorization is
+// dear beside a solve, a further solve makes short steps longer by J. Gondzio's correction
+// (Multiple centrality corrections in a primal-dual method for linear programming, Comput. Optim.
+// Appl. 6, 1996).
 //
 // The embedding knows its scale only by its last equation, whose terms may cancel to less than
 // their rounding when duals are large or the set of optima is unbounded. Then tau wanders and the
@@ -51,7 +52,8 @@ class InteriorPointMethod {
   // Says that a method with more digits goes on where this one ends short: the run keeps where to
   // begin, and ends soon after rounding has shown.
   void prepare_successor() { sound_.emplace(tolerances_); }
-  // The last iterate before rounding showed; null where nobody asked for it. It lives until the next run.
+  // The last iterate before rounding showed; null where nobody asked for it. It lives until the
+  // next run.
   const Iterate* sound_iterate() const { return sound_ ? &sound_->iterate() : nullptr; }
 
   // Linear models start from Mehrotra's point, and steps go nearer to the boundary: there are fewer

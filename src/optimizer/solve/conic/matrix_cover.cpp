@@ -1,6 +1,6 @@
-// The cliques are those of an elimination in an order of little fill: a row with the later ones that it
-// is connected to then. Each of them begins as a piece, and children are joined to their parents as long
-// as the work falls.
+// The cliques are those of an elimination in an order of little fill: a row with the later ones
+// that it is connected to then. Each of them begins as a piece, and children are joined to their
+// parents as long as the work falls.
 #include "solve/conic/matrix_cover.h"
 
 #include <algorithm>
@@ -22,8 +22,8 @@ constexpr double kWorthwhile = 0.5;
 // A factor with more than this share of all elements has cliques too large to pay.
 constexpr double kMostFill = 0.3;
 
-// The multiplications of an iteration, in the time of those in products of matrices, with a matrix of
-// the order: products and factorizations, and what goes over its elements.
+// The multiplications of an iteration, in the time of those in products of matrices, with a matrix
+// of the order: products and factorizations, and what goes over its elements.
 double work_of_matrix(size_t order) {
   constexpr double kProducts = 20.0;
   constexpr double kPasses = 2000.0;
@@ -31,7 +31,8 @@ double work_of_matrix(size_t order) {
   return n * n * (kProducts * n + kPasses);
 }
 
-// The same of the equations that share a matrix: products of their pairs, and their part of the factor.
+// The same of the equations that share a matrix: products of their pairs, and their part of the
+// factor.
 double work_of_equations(double count) {
   constexpr double kProductOfPair = 150.0;
   constexpr double kElimination = 0.5;
@@ -71,7 +72,8 @@ void for_each_entry(const MatrixBlock& block, const Act& act) {
   }
 }
 
-// The root of a tree, in which every node names its parent and the root itself. Ways become shorter.
+// The root of a tree, in which every node names its parent and the root itself. Ways become
+// shorter.
 int32_t root_of(int32_t i, Rows* parent) {
   Rows& up = *parent;
   while (up[index(i)] != i) i = up[index(i)] = up[index(up[index(i)])];

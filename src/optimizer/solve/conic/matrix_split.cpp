@@ -1,5 +1,5 @@
-// Elements go to the pieces by the rule of the cover, those of one equation together where a piece has
-// all of its rows: a matrix of rank one stays one.
+// Elements go to the pieces by the rule of the cover, those of one equation together where a piece
+// has all of its rows: a matrix of rank one stays one.
 #include "solve/conic/matrix_split.h"
 
 #include <algorithm>
@@ -103,8 +103,8 @@ DenseMatrix divide_lower(const DenseMatrix& l, size_t order) {
   return b;
 }
 
-// The lower Cholesky factor of a matrix that is semidefinite but for rounding. Columns of pivots that
-// are nothing beside the diagonal are 0.
+// The lower Cholesky factor of a matrix that is semidefinite but for rounding. Columns of pivots
+// that are nothing beside the diagonal are 0.
 void factor_semidefinite(DenseMatrix* a) {
   constexpr double kRounding = 1e-15;
   const size_t n = a->rows();
@@ -147,8 +147,8 @@ void add_submatrix(const DenseMatrix& part, const Rows& rows, DenseMatrix* sum) 
   }
 }
 
-// Fills in the elements of X between the own rows of a piece and all rows of the pieces after it, which
-// are the rows given, and among the own rows.
+// Fills in the elements of X between the own rows of a piece and all rows of the pieces after it,
+// which are the rows given, and among the own rows.
 void complete(const DenseMatrix& part, const Rows& rows, const CoverPiece& piece, const Rows& later,
               DenseMatrix* whole) {
   const size_t num_shared = piece.shared.size();

@@ -1,14 +1,16 @@
 // Matrix variables in the parts that their cover finds, and answers back.
 //
-// A piece of one row becomes a scalar variable with the bound 0, any other one a matrix variable of its
-// own. An answer's X is 0 between components. Within a component it is completed to the semidefinite
-// matrix of the largest determinant, whose inverse has the pattern of the cliques (R. Grone, C. Johnson,
-// E. Sa, H. Wolkowicz, Positive definite completions of partial Hermitian matrices, Linear Algebra
-// Appl. 58, 1984): with B = X_oa inv(X_aa) of the own rows o and the shared rows a of a piece,
+// A piece of one row becomes a scalar variable with the bound 0, any other one a matrix variable of
+// its own. An answer's X is 0 between components. Within a component it is completed to the
+// semidefinite matrix of the largest determinant, whose inverse has the pattern of the cliques (R.
+// Grone, C. Johnson, E. Sa, H. Wolkowicz, Positive definite completions of partial Hermitian
+// matrices, Linear Algebra Appl. 58, 1984): with B = X_oa inv(X_aa) of the own rows o and the
+// shared rows a of a piece,
 //
 //   X_o,later = B X_a,later,   X_oo = B X_aa B' + (the piece's Schur complement of X_aa),
 //
-// which is semidefinite whatever the equations of the overlaps leave. Z is the sum of the pieces' duals.
+// which is semidefinite whatever the equations of the overlaps leave. Z is the sum of the pieces'
+// duals.
 #pragma once
 
 #include <string>
@@ -33,9 +35,9 @@ class MatrixSplit {
   // What was found, for the log.
   std::string description() const;
 
-  // Takes the answer and the scaling of the problem with pieces to those of the problem without: matrix
-  // variables are in its order, and their congruences are 1 then. Scalar variables and equations that
-  // were added stay, behind the others.
+  // Takes the answer and the scaling of the problem with pieces to those of the problem without:
+  // matrix variables are in its order, and their congruences are 1 then. Scalar variables and
+  // equations that were added stay, behind the others.
   void restore(Equilibration* scaling, InteriorPoint* point) const;
 
  private:

@@ -128,8 +128,8 @@ void MatrixDirection::aim_at_boundary() {
   find_rhs_products([this](size_t row, size_t col) { return -at_.x(row, col); });
 }
 
-// (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2. For the affine step, where dX~ is
-// -Lambda - dZ~, the last term is (Lambda dZ~ + dZ~ Lambda) / 2 + dZ~^2.
+// (Lambda R + R Lambda) / 2 = mu I - Lambda^2 - (dX~ dZ~ + dZ~ dX~) / 2. For the affine step, where
+// dX~ is -Lambda - dZ~, the last term is (Lambda dZ~ + dZ~ Lambda) / 2 + dZ~^2.
 void MatrixDirection::aim_at_path(double mu, MatrixStep affine) {
   const std::vector<double>& lambda = scaling_->lambda();
   const DenseAlgebra& algebra = scaling_->algebra();

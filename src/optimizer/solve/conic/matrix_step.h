@@ -16,8 +16,8 @@ namespace vorlan::conic {
 // A change of X and of Z. That of Z itself is not kept, since Z follows from y and tau.
 struct MatrixStep {
   DenseMatrix x;  // of a step that is to be taken; empty for the affine one
-  // inv(G) dX inv(G)' and G' dZ G. Without the first one it is the affine step, -diag(lambda) less the
-  // second one.
+  // inv(G) dX inv(G)' and G' dZ G. Without the first one it is the affine step, -diag(lambda) less
+  // the second one.
   MatrixPoint scaled;
 };
 

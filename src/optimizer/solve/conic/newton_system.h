@@ -44,7 +44,8 @@ class NewtonSystem {
   // How many times too large the residuals of a solution are for its caller, those of the equations
   // of f and of g.
   using Excess = std::function<double(std::span<const double> of_f, std::span<const double> of_g)>;
-  // dx and dy for right-hand sides f and g, as exact as the caller asks: by default as rounding allows.
+  // dx and dy for right-hand sides f and g, as exact as the caller asks: by default as rounding
+  // allows.
   void solve(const NewtonVector& rhs, NewtonVector* solution, const Excess& excess = {});
 
   // The products of a matrix variable's rows with the scaling of the last factorization.
@@ -93,8 +94,8 @@ class NewtonSystem {
   const DenseAlgebra* algebra_;
   UpperTriangle upper_;           // with the shift of the last factorization
   std::vector<double> diagonal_;  // without it
-  // The elements that change with an iterate: what is constant of the diagonal, and the places of the
-  // others with what is constant there.
+  // The elements that change with an iterate: what is constant of the diagonal, and the places of
+  // the others with what is constant there.
   std::vector<double> constant_diagonal_;
   std::vector<std::pair<size_t, double>> constant_;
   std::vector<int8_t> sign_;

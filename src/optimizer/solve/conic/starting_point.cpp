@@ -44,8 +44,8 @@ double sum(const std::vector<double>& values) {
   return total;
 }
 
-// Moves both away from 0 by half of their mean product, so that none is much nearer than others, and
-// at least by the size of the scaled data.
+// Moves both away from 0 by half of their mean product, so that none is much nearer than others,
+// and at least by the size of the scaled data.
 void balance(std::vector<double>* s, std::vector<double>* z) {
   constexpr double kHalf = 0.5;
   constexpr double kLeast = 1.0;

@@ -13,8 +13,8 @@
 
 namespace vorlan::conic {
 
-// Moves the iterate that the scalings start from, which must be those of that iterate, to the better
-// starting point. Leaves it as it is where a model is not linear.
+// Moves the iterate that the scalings start from, which must be those of that iterate, to the
+// better starting point. Leaves it as it is where a model is not linear.
 void improve_start(const ConicProblem& problem, const Scalings& scalings, NewtonSystem* system,
                    Iterate* at);
 

@@ -1,5 +1,5 @@
-// At the optimum the multipliers of all sides, times their sizes, sum to 1, and their combination of
-// constraints is what the least t is made of: the margin of the ray.
+// At the optimum the multipliers of all sides, times their sizes, sum to 1, and their combination
+// of constraints is what the least t is made of: the margin of the ray.
 #include "solve/conic/violations.h"
 
 #include <cmath>

@@ -6,10 +6,10 @@
 
 namespace vorlan::conic {
 
-// A model with the bounds, cones and matrix variables of the continuous convex problem whose last variable,
-// t >= 0, is minimized: every finite side of a constraint may be left by t in parts of its plausible
-// size. It has an interior, and a point as soon as bounds and cones have one, where the
-// embedding's ray can be at an end of cones that doubles do not reach. Constraints keep their
+// A model with the bounds, cones and matrix variables of the continuous convex problem whose last
+// variable, t >= 0, is minimized: every finite side of a constraint may be left by t in parts of
+// its plausible size. It has an interior, and a point as soon as bounds and cones have one, where
+// the embedding's ray can be at an end of cones that doubles do not reach. Constraints keep their
 // places, with their lower side if they have two; the other sides follow behind them.
 Model model_of_violations(const MinimizeProblem& problem);
 

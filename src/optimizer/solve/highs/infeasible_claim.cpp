@@ -14,8 +14,8 @@
 namespace vorlan {
 namespace {
 
-// Rows, columns and elements of a model that is solved again whatever its data, and of one whose data
-// are large.
+// Rows, columns and elements of a model that is solved again whatever its data, and of one whose
+// data are large.
 constexpr int64_t kFewElements = 500;
 constexpr int64_t kManyElements = 20'000;
 // Nodes of the second solve, beside a multiple of the first one's.
@@ -26,8 +26,8 @@ constexpr double kRounding = 16.0 * std::numeric_limits<double>::epsilon();
 // Rounding that matters beside the tolerances of branch and bound.
 constexpr double kMuchRounding = 1e-9;
 
-// By what the rounding of each row's terms may move it. Rows of whole numbers and integers alone are
-// met by all integers that miss them by less than 1.
+// By what the rounding of each row's terms may move it. Rows of whole numbers and integers alone
+// are met by all integers that miss them by less than 1.
 std::vector<double> rounding_of_rows(const Model& model) {
   constexpr double kPartOfOne = 0.25;
   std::vector<double> rounding(model.con_lower.size(), 0.0);

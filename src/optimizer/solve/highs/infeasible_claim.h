@@ -2,9 +2,9 @@
 //
 // Such a claim has no certificate, and a false one is the worst of answers: presolve shifts and
 // substitutes with absolute tolerances, which data of 1e9 and their rounding are far above. So the
-// model is solved again without presolve, with strict tolerances and another seed, and with sides as
-// loose as the rounding of their rows' terms is: what has no point there has none. A point refutes
-// the claim. Large models, for which this could last, are taken at their first word.
+// model is solved again without presolve, with strict tolerances and another seed, and with sides
+// as loose as the rounding of their rows' terms is: what has no point there has none. A point
+// refutes the claim. Large models, for which this could last, are taken at their first word.
 #pragma once
 
 #include "solve/backend.h"

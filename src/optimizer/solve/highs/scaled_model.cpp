@@ -350,8 +350,8 @@ struct ScaledModel::RowElements {
   bool is_whole = true;  // all of them are of integers
 };
 
-// Rows of integers alone come into whole numbers, where these are moderate and the row's own numbers
-// are not (whole_rows.h). Returns which rows did.
+// Rows of integers alone come into whole numbers, where these are moderate and the row's own
+// numbers are not (whole_rows.h). Returns which rows did.
 std::vector<bool> ScaledModel::make_rows_whole() {
   std::vector<bool> done(row_.size(), false);
   if (!model_.is_linear() || !model_.is_mixed_integer()) return done;
@@ -436,9 +436,9 @@ namespace {
 
 // Costs of a linear model that are far apart: the largest becomes so large that the least is about
 // 1, as far as large costs are exact. An objective of small costs, beside a penalty that nobody
-// pays, would otherwise be below all tolerances. Costs that are just large become small: where those
-// of continuous variables of the size 1 are above a million, presolve has cut off the optimum of one
-// fixed-charge model in ten.
+// pays, would otherwise be below all tolerances. Costs that are just large become small: where
+// those of continuous variables of the size 1 are above a million, presolve has cut off the optimum
+// of one fixed-charge model in ten.
 double linear_cost_factor(double smallest, double largest) {
   constexpr double kFarApart = 1.0 / (1 << 10);
   constexpr double kLarge = 1 << 17;

@@ -8,8 +8,9 @@
 namespace vorlan {
 namespace {
 
-// Multiples of the unit are no larger than this. Remainders of Euclid's algorithm carry the rounding
-// of the values times such a multiple: 2^-53 2^24 of the largest, which is well below the unit.
+// Multiples of the unit are no larger than this. Remainders of Euclid's algorithm carry the
+// rounding of the values times such a multiple: 2^-53 2^24 of the largest, which is well below the
+// unit.
 constexpr double kMostUnits = 1 << 24;
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 // By which values may miss a multiple, relative to them: some sums of decimals.

@@ -200,8 +200,8 @@ void FixedModel::look_at_row(int32_t row) {
 }
 
 // An equation gives its only open variable a value, an inequality gives it a bound. The bound often
-// leaves 0 alone, where a switch is off: by itself, or with another inequality. Such a variable left to
-// the interior-point method would keep an error that counts beside the 0 of the switch.
+// leaves 0 alone, where a switch is off: by itself, or with another inequality. Such a variable
+// left to the interior-point method would keep an error that counts beside the 0 of the switch.
 void FixedModel::settle_last(int32_t row) {
   const size_t i = index(row);
   int32_t open = -1;

@@ -59,8 +59,8 @@ class Lifting {
     return changed;
   }
 
-  // While the variable is at the value, the row has room to spare: that room times its distance from
-  // the other value is added to the terms of a row terms <= upper.
+  // While the variable is at the value, the row has room to spare: that room times its distance
+  // from the other value is added to the terms of a row terms <= upper.
   bool lift(LinearRow* row, int32_t var, bool on) {
     const bool has_upper = std::isfinite(row->upper);
     const double sign = has_upper ? 1.0 : -1.0;

@@ -23,8 +23,8 @@ struct LinearRow {
 
 // Changes the coefficients of binary variables in the rows, which are those of the linear model. No
 // point of integers is lost, and no new one comes in. Returns how many coefficients have changed.
-// Rows of integers alone are left to branch and cut, which probes them itself, and so are models for
-// which it would take long.
+// Rows of integers alone are left to branch and cut, which probes them itself, and so are models
+// for which it would take long.
 int lift_rows(const Model& linear, std::vector<LinearRow>* rows);
 
 }  // namespace vorlan::outer

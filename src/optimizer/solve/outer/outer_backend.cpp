@@ -72,8 +72,9 @@ Status solve_as_it_is(const MinimizeProblem& problem, const Parameters& paramete
   return Solve(parameters, seconds, monitor).run(problem, result);
 }
 
-// A point that meets its constraints in the scaled model can miss small ones in the model's own units,
-// where 5e-5 is much beside a 0. With its integers fixed the rest is solved once more in these units.
+// A point that meets its constraints in the scaled model can miss small ones in the model's own
+// units, where 5e-5 is much beside a 0. With its integers fixed the rest is solved once more in
+// these units.
 void solve_rest_in_own_units(const MinimizeProblem& problem, const Parameters& parameters,
                              double seconds, BackendMonitor* monitor, BackendResult* result) {
   const Model& model = problem.model;

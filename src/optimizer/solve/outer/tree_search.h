@@ -29,10 +29,10 @@
 namespace vorlan::outer {
 
 // The bound at which an integer variable stays in all points of a minimization whose objective is
-// less than that of a linear optimum plus the room; NaN where it may leave. x and the reduced cost are
-// those of the optimum: the objective of every other point exceeds it by at least what a variable
-// moves times its reduced cost (H. Crowder, E. L. Johnson, M. Padberg, Solving large-scale zero-one
-// linear programming problems, Operations Research 31, 1983).
+// less than that of a linear optimum plus the room; NaN where it may leave. x and the reduced cost
+// are those of the optimum: the objective of every other point exceeds it by at least what a
+// variable moves times its reduced cost (H. Crowder, E. L. Johnson, M. Padberg, Solving large-scale
+// zero-one linear programming problems, Operations Research 31, 1983).
 double bound_to_stay_at(double x, double lower, double upper, double reduced_cost, double room);
 
 class TreeSearch {

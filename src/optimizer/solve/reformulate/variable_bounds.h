@@ -2,10 +2,10 @@
 // its constraints imply one by one, and, where these leave none that is small enough, the optimum of
 // a linear relaxation.
 //
-// A coefficient made of a bound lets leak what the tolerance of integers leaves. What leaks is taken
-// out in the end, by rounded integers with large coefficients made small
-// (solve/highs/exact_integers.h, solve/outer/), but the nearer a bound is, the easier is the search:
-// it is worth a linear program.
+// A coefficient made of a bound lets leak what the tolerance of integers leaves. What leaks is
+// taken out in the end, by rounded integers with large coefficients made small
+// (solve/highs/exact_integers.h, solve/outer/), but the nearer a bound is, the easier is the
+// search: it is worth a linear program.
 #pragma once
 
 #include <memory>
@@ -15,7 +15,8 @@
 
 namespace vorlan::reformulate {
 
-// The farthest bound that a switch can hold: money in cents, beside a tolerance of integers of 1e-10.
+// The farthest bound that a switch can hold: money in cents, beside a tolerance of integers of
+// 1e-10.
 inline constexpr double kFarthest = 1e10;
 // For a bound beyond this a linear program is solved.
 inline constexpr double kFar = 1e7;

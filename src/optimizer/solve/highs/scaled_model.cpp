@@ -371,8 +371,9 @@ std::vector<bool> ScaledModel::make_rows_whole() {
 }
 
 bool ScaledModel::make_row_whole(size_t row, const std::vector<size_t>& places) {
-  std::vector<double> values;
-  for (const size_t k : places) values.push_back(model_.matrix.value[k]);
+  std::vector<double> values(places.size());
+  std::transform(places.begin(), places.end(), values.begin(),
+                 [this](size_t k) { return model_.matrix.value[k]; });
   const double size = largest(values);
   double side = 0.0;
   for (const double bound : {model_.con_lower[row], model_.con_upper[row]}) {

@@ -26,6 +26,17 @@ Parameters with_strict_tolerances(Parameters parameters) {
   return parameters;
 }
 
+Parameters careful_parameters(const Parameters& given) {
+  Parameters parameters = with_strict_tolerances(given);
+  parameters.set(IntParam::kPresolve, 0);
+  return parameters;
+}
+
+int32_t other_seed(const Parameters& parameters) {
+  const int32_t seed = parameters.get(IntParam::kRandomSeed);
+  return seed < kIntMax ? seed + 1 : 0;
+}
+
 void keep_incumbent(Incumbent best, BackendResult* result) {
   const bool has_point = !result->x.empty() || !result->barx.empty();
   if (result->outcome != Outcome::kStopped || has_point) return;

@@ -110,6 +110,12 @@ struct Incumbent {
 // exact as branch and bound can take them, or as the caller asks for already.
 Parameters with_strict_tolerances(Parameters parameters);
 
+// The same without presolve, whose tolerances are its own.
+Parameters careful_parameters(const Parameters& given);
+
+// A random seed that is not the given one.
+int32_t other_seed(const Parameters& parameters);
+
 // A backend that was stopped, and has no point of its own, has the last incumbent.
 void keep_incumbent(Incumbent best, BackendResult* result);
 

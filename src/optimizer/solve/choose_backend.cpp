@@ -66,10 +66,7 @@ constexpr Row kRows[] = {
 // milliseconds, while a child process costs about one: nothing is won by being able to kill it.
 constexpr int64_t kTinyModelSize = 2000;
 
-bool is_tiny(const Model& model) {
-  return model.is_linear() &&
-         model.num_var() + model.num_con() + model.matrix.num_elements() <= kTinyModelSize;
-}
+bool is_tiny(const Model& model) { return model.is_linear() && model.size() <= kTinyModelSize; }
 
 bool runs_in_child(const Model& model, const Parameters& parameters, bool by_simplex) {
   const int32_t choice = parameters.get(IntParam::kChildProcess);

@@ -54,11 +54,6 @@ bool has_room_for(size_t num_racers) {
   return has_idle_processor() && memory < available_memory();
 }
 
-int32_t other_seed(const Parameters& parameters) {
-  const int32_t seed = parameters.get(IntParam::kRandomSeed);
-  return seed < kIntMax ? seed + 1 : 0;
-}
-
 double linear_head_start(const Model& model) {
   const auto elements = static_cast<double>(model.matrix.num_elements());
   const bool is_sparse = elements < kFewElements * std::max(model.num_var(), model.num_con());

@@ -2,6 +2,7 @@
 
 #include "solve/conic/conic_backend.h"
 #include "solve/highs/crossover.h"
+#include "solve/highs/highs_answer.h"
 #include "solve/run/listener.h"
 
 namespace vorlan {
@@ -16,8 +17,7 @@ Status solve(const MinimizeProblem& problem, const Parameters& parameters, doubl
     const bool is_stopped = result->outcome == Outcome::kStopped;
     const Code termination = is_stopped ? result->termination : Code::kTrmStall;
     *result = {};
-    result->outcome = Outcome::kStopped;
-    result->termination = termination;
+    stop_with(termination, result);
     return {};
   }
   return cross_over(problem, parameters, seconds - (monotonic_seconds() - begin), monitor, result);

@@ -34,12 +34,6 @@ Parameters conic_parameters(Parameters parameters) {
   return parameters;
 }
 
-Parameters careful_parameters(const Parameters& given) {
-  Parameters parameters = with_strict_tolerances(given);
-  parameters.set(IntParam::kPresolve, 0);
-  return parameters;
-}
-
 // An objective below this is better than the relaxation; -infinity where it says nothing.
 double least_objective(const MinimizeProblem& problem, const Parameters& parameters, double seconds,
                        BackendMonitor* monitor) {
@@ -66,9 +60,8 @@ bool is_better_than(double least, const MinimizeProblem& problem, const BackendR
 bool may_check_relaxation(const Model& model, const BackendResult& result) {
   if (!model.is_mixed_integer() || !model.is_linear() || model.has_logic()) return false;
   if (result.outcome != Outcome::kOptimal || result.x.size() != model.cost.size()) return false;
-  const int64_t size = model.num_var() + model.num_con() + model.matrix.num_elements();
-  return size <= kFewElements ||
-         (size <= kManyElements && result.progress.simplex_iterations >= kManyIterations);
+  return model.size() <= kFewElements ||
+         (model.size() <= kManyElements && result.progress.simplex_iterations >= kManyIterations);
 }
 
 Status check_relaxation(const MinimizeProblem& problem, const SolvePlan& plan,

@@ -155,6 +155,8 @@ struct Model {
 
   int32_t num_var() const { return static_cast<int32_t>(cost.size()); }
   int32_t num_con() const { return static_cast<int32_t>(con_lower.size()); }
+  // Rows, columns and elements together: what a linear model takes grows with it.
+  int64_t size() const { return matrix.num_elements() + num_var() + num_con(); }
   int32_t num_cone() const { return static_cast<int32_t>(cones.size()); }
   int32_t num_matrix_var() const { return static_cast<int32_t>(matrix_vars.size()); }
 

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "solve/check/plausible_sizes.h"
 #include "solve/second_solve.h"
 #include "task/numeric.h"
 #include "task/parameter_index.h"
@@ -42,27 +43,23 @@ std::vector<double> rounding_of_rows(const Model& model) {
     }
   }
   for (size_t i = 0; i < rounding.size(); ++i) {
-    for (const double side : {model.con_lower[i], model.con_upper[i]}) {
-      if (std::isfinite(side)) rounding[i] = std::max(rounding[i], kRounding * std::fabs(side));
-    }
+    const double side = finite_size(model.con_lower[i], model.con_upper[i]);
+    rounding[i] = std::max(rounding[i], kRounding * side);
     if (whole[i]) rounding[i] = std::min(rounding[i], kPartOfOne);
   }
   return rounding;
 }
 
 bool is_worth_it(const Model& model, const std::vector<double>& rounding) {
-  const int64_t size = model.num_var() + model.num_con() + model.matrix.num_elements();
-  if (size <= kFewElements) return true;
+  if (model.size() <= kFewElements) return true;
   const bool is_large = std::any_of(rounding.begin(), rounding.end(),
                                     [](double error) { return error > kMuchRounding; });
-  return size <= kManyElements && is_large;
+  return model.size() <= kManyElements && is_large;
 }
 
-Parameters careful_parameters(const Parameters& given, const Progress& first) {
-  Parameters parameters = with_strict_tolerances(given);
-  parameters.set(IntParam::kPresolve, 0);
-  const int32_t seed = given.get(IntParam::kRandomSeed);
-  parameters.set(IntParam::kRandomSeed, seed < kIntMax ? seed + 1 : 0);
+Parameters parameters_of_second(const Parameters& given, const Progress& first) {
+  Parameters parameters = careful_parameters(given);
+  parameters.set(IntParam::kRandomSeed, other_seed(given));
   const int64_t nodes = std::max(kFewNodes, kTimesTheNodes * first.nodes);
   const int64_t limit = given.get(IntParam::kMipNodeLimit);
   parameters.set(IntParam::kMipNodeLimit, static_cast<int32_t>(std::min(nodes, limit)));
@@ -85,8 +82,8 @@ Status doubt_infeasible_claim(decltype(Backend::solve) solve, const MinimizeProb
                     result->progress);
   BackendResult second;
   const Status status =
-      solve(MinimizeProblem(loose, problem.start), careful_parameters(parameters, result->progress),
-            seconds, &again, &second);
+      solve(MinimizeProblem(loose, problem.start),
+            parameters_of_second(parameters, result->progress), seconds, &again, &second);
   const bool has_point = status.ok() && second.x.size() == problem.cost.size();
   again.sum_up(has_point ? "there is one" : words_of(second.outcome), second.progress,
                has_point ? SecondSolve::Stands::kSecond : SecondSolve::Stands::kFirst);

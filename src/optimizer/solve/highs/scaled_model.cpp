@@ -8,6 +8,7 @@
 
 #include "solve/check/checker.h"
 #include "solve/check/least_sizes.h"
+#include "solve/check/plausible_sizes.h"
 #include "solve/check/vectors.h"
 #include "solve/highs/whole_rows.h"
 #include "task/numeric.h"
@@ -95,7 +96,7 @@ class UnitFinder {
     for (size_t j = 0; j < model_.cost.size(); ++j) {
       const bool integer = is_fixed(static_cast<int32_t>(j));
       const double least = std::ldexp(column_size(j), -kSpeck);
-      const double reach = std::max(1.0, farthest_bound(j));
+      const double reach = std::max(1.0, finite_size(model_.var_lower[j], model_.var_upper[j]));
       for (size_t k = index(a.start[j]); k < index(a.start[j + 1]); ++k) {
         const size_t i = index(a.row[k]);
         const double size = std::fabs(a.value[k]);
@@ -221,18 +222,12 @@ class UnitFinder {
     for (size_t j = 0; j < column_.size(); ++j) {
       const auto var = static_cast<int32_t>(j);
       const bool semi = !is_matrix(var) && is_semi(model_.var_kind[j]);
-      const double bound = is_matrix(var) ? 0.0 : semi ? nearest_bound(j) : farthest_bound(j);
+      const double bound = is_matrix(var) ? 0.0
+                           : semi         ? nearest_bound(j)
+                                          : finite_size(model_.var_lower[j], model_.var_upper[j]);
       if (bound > 0.0) wish(var, std::log2(bound), semi ? 1.0 : kWeak);
       if (count[j] > 0.0 && !is_fixed(var)) column_[j] = sum[j] / count[j];
     }
-  }
-
-  double farthest_bound(size_t j) const {
-    double most = 0.0;
-    for (const double bound : {model_.var_lower[j], model_.var_upper[j]}) {
-      if (std::isfinite(bound)) most = std::max(most, std::fabs(bound));
-    }
-    return most;
   }
 
   // The least size of a semi-continuous variable while it is on.
@@ -375,10 +370,7 @@ bool ScaledModel::make_row_whole(size_t row, const std::vector<size_t>& places) 
   std::transform(places.begin(), places.end(), values.begin(),
                  [this](size_t k) { return model_.matrix.value[k]; });
   const double size = largest(values);
-  double side = 0.0;
-  for (const double bound : {model_.con_lower[row], model_.con_upper[row]}) {
-    if (std::isfinite(bound)) side = std::max(side, std::fabs(bound));
-  }
+  const double side = finite_size(model_.con_lower[row], model_.con_upper[row]);
   const bool is_near = size >= kSmallWhole && std::max(size, side) <= kLargeWhole;
   const bool is_whole = std::all_of(values.begin(), values.end(),
                                     [](double value) { return value == std::round(value); });

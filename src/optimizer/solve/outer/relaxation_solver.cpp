@@ -51,11 +51,11 @@ bool RelaxationSolver::be_more_exact() {
 bool RelaxationSolver::be_careful() { return !std::exchange(careful_, true); }
 
 Parameters RelaxationSolver::integer_parameters() const {
-  const bool is_strict = exactness_ == kMostExact || careful_;
-  Parameters parameters = is_strict ? with_strict_tolerances(parameters_) : parameters_;
+  Parameters parameters = careful_                   ? careful_parameters(parameters_)
+                          : exactness_ == kMostExact ? with_strict_tolerances(parameters_)
+                                                     : parameters_;
   const double share = kGapShares[exactness_];
   const double relative = share * parameters_.get(DoubleParam::kMipRelativeGap);
-  if (careful_) parameters.set(IntParam::kPresolve, 0);
   const double absolute = share * parameters_.get(DoubleParam::kMipAbsoluteGap);
   parameters.set(DoubleParam::kMipRelativeGap, relative);
   parameters.set(DoubleParam::kMipAbsoluteGap, absolute * objective_factor_);

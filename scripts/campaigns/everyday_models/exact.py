@@ -24,6 +24,16 @@ class Program:
         self.rows.append((coefficients, relation, side))
 
 
+def eliminate(table, row, column):
+    """Gives the row a 1 in the column, and all other rows a 0."""
+    divisor = table[row][column]
+    table[row] = [value / divisor for value in table[row]]
+    for i, other in enumerate(table):
+        if i != row and other[column]:
+            factor = other[column]
+            table[i] = [a - factor * b for a, b in zip(other, table[row])]
+
+
 def solve_system(matrix, sides):
     """The solution of a square system by Gauss, or None where it is singular."""
     table = [[*map(Fraction, row), Fraction(side)] for row, side in zip(matrix, sides)]
@@ -33,20 +43,12 @@ def solve_system(matrix, sides):
         if pivot is None:
             return None
         table[k], table[pivot] = table[pivot], table[k]
-        for i in range(count):
-            if i != k and table[i][k]:
-                factor = table[i][k] / table[k][k]
-                table[i] = [a - factor * b for a, b in zip(table[i], table[k])]
-    return [table[k][count] / table[k][k] for k in range(count)]
+        eliminate(table, k, k)
+    return [row[count] for row in table]
 
 
 def pivot_on(table, base, row, column):
-    divisor = table[row][column]
-    table[row] = [value / divisor for value in table[row]]
-    for i, other in enumerate(table):
-        if i != row and other[column]:
-            factor = other[column]
-            table[i] = [a - factor * b for a, b in zip(other, table[row])]
+    eliminate(table, row, column)
     base[row] = column
 
 
